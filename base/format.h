@@ -1,0 +1,145 @@
+#pragma once
+
+// Formatting with the exact printf-style texts that users see, checked against the arguments' types
+// when the program is compiled.
+//
+// Understood: %ls and %s (wide text), %zu (std::size_t), %lu, %u, %X and %lX with an optional zero
+// padded width (std::uint32_t), %d (std::int32_t), %%.
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <variant>
+
+namespace vorn {
+
+namespace format_internal {
+
+using Value = std::variant<std::u16string_view, std::uint64_t, std::int64_t>;
+
+enum class Kind { Text, Size, Unsigned, Signed };
+
+struct Conversion {
+  Kind kind = Kind::Text;
+  bool hexadecimal = false;
+  std::size_t width = 0;   // zero padded
+  std::size_t length = 0;  // code units of the whole conversion, with the percent sign
+};
+
+/// Reads the conversion at `pattern`, which starts with the percent sign; length 0 if unknown.
+constexpr Conversion ParseConversion(std::u16string_view pattern) {
+  Conversion conversion;
+  std::size_t i = 1;
+  if (i < pattern.size() && pattern[i] == u'0') {
+    for (++i; i < pattern.size() && pattern[i] >= u'0' && pattern[i] <= u'9'; ++i) {
+      conversion.width = conversion.width * 10 + static_cast<std::size_t>(pattern[i] - u'0');
+    }
+  }
+  const auto rest = pattern.substr(i);
+  const auto is = [rest](std::u16string_view word) { return rest.substr(0, word.size()) == word; };
+  const auto known = [&](Kind kind, bool hexadecimal, std::size_t letters) {
+    conversion.kind = kind;
+    conversion.hexadecimal = hexadecimal;
+    conversion.length = i + letters;
+    return conversion;
+  };
+  if (is(u"ls")) return known(Kind::Text, false, 2);
+  if (is(u"s")) return known(Kind::Text, false, 1);
+  if (is(u"zu")) return known(Kind::Size, false, 2);
+  if (is(u"lu")) return known(Kind::Unsigned, false, 2);
+  if (is(u"lX")) return known(Kind::Unsigned, true, 2);
+  if (is(u"u")) return known(Kind::Unsigned, false, 1);
+  if (is(u"X")) return known(Kind::Unsigned, true, 1);
+  if (is(u"d")) return known(Kind::Signed, false, 1);
+  return conversion;
+}
+
+template <class T>
+constexpr bool Fits(Kind kind) {
+  using Plain = std::remove_cvref_t<T>;
+  switch (kind) {
+    case Kind::Text:
+      return std::is_convertible_v<const Plain&, std::u16string_view>;
+    case Kind::Size:
+      return std::is_same_v<Plain, std::size_t>;
+    case Kind::Unsigned:
+      return std::is_same_v<Plain, std::uint32_t>;
+    case Kind::Signed:
+      return std::is_same_v<Plain, std::int32_t>;
+  }
+  return false;
+}
+
+template <class T>
+Value ToValue(const T& argument) {
+  if constexpr (std::is_convertible_v<const T&, std::u16string_view>) {
+    return std::u16string_view(argument);
+  } else if constexpr (std::is_signed_v<T>) {
+    return std::int64_t{argument};
+  } else {
+    return std::uint64_t{argument};
+  }
+}
+
+std::u16string Expand(std::u16string_view pattern, const Value* values);
+
+// Called only when a pattern and its arguments disagree; not constexpr, so compilation stops there.
+void PatternDoesNotMatchItsArguments();
+
+template <class... Arguments>
+class Pattern {
+ public:
+  template <class Text>
+  consteval Pattern(const Text& text) : text_(text) {  // NOLINT(google-explicit-constructor)
+    constexpr std::size_t count = sizeof...(Arguments);
+    using Fitness = bool (*)(Kind);
+    const Fitness fits[count + 1] = {&Fits<Arguments>..., nullptr};
+    std::size_t used = 0;
+    for (std::size_t i = 0; i < text_.size(); ++i) {
+      if (text_[i] != u'%') continue;
+      if (i + 1 < text_.size() && text_[i + 1] == u'%') {
+        ++i;
+        continue;
+      }
+      const Conversion conversion = ParseConversion(text_.substr(i));
+      if (conversion.length == 0 || used == count || !fits[used](conversion.kind)) {
+        PatternDoesNotMatchItsArguments();
+      }
+      ++used;
+      i += conversion.length - 1;
+    }
+    if (used != count) PatternDoesNotMatchItsArguments();
+  }
+  constexpr std::u16string_view Text() const { return text_; }
+
+ private:
+  std::u16string_view text_;
+};
+
+}  // namespace format_internal
+
+/// A pattern for these argument types; a literal that does not fit them does not compile.
+template <class... Arguments>
+using FormatPattern = format_internal::Pattern<std::type_identity_t<Arguments>...>;
+
+/// The pattern with its arguments filled in.
+template <class... Arguments>
+std::u16string Format(FormatPattern<Arguments...> pattern, const Arguments&... arguments) {
+  const format_internal::Value values[sizeof...(Arguments) + 1] = {
+      format_internal::ToValue(arguments)..., std::uint64_t{0}};
+  return format_internal::Expand(pattern.Text(), values);
+}
+
+/// As Format into a buffer of `capacity` wide characters with the terminator: a longer text is cut
+/// to `capacity` - 1, never lost.
+template <class... Arguments>
+std::u16string FormatBounded(std::size_t capacity, FormatPattern<Arguments...> pattern,
+                             const Arguments&... arguments) {
+  std::u16string text = Format<Arguments...>(pattern, arguments...);
+  if (text.size() >= capacity) text.resize(capacity - 1);
+  return text;
+}
+
+}  // namespace vorn

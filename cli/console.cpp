@@ -1,0 +1,26 @@
+#include "cli/console.h"
+
+#include "platform/console.h"
+#include "platform/last_error.h"
+
+#include <string>
+
+namespace vorn {
+
+void PrintText(ConsoleStream stream, std::u16string_view text) {
+  const std::uint32_t lastError = platform::GetLastError();
+  platform::fputws(std::u16string(text).c_str(), stream == ConsoleStream::Output
+                                                     ? platform::StandardOutput()
+                                                     : platform::StandardError());
+  platform::SetLastError(lastError);
+}
+
+void ReportFailedCall(std::u16string_view call, std::uint32_t error) {
+  PrintError(u"vorn_devnode: %s failed (error 0x%08lX)\n", call, error);
+}
+
+void ReportFailedCall(std::u16string_view call) {
+  ReportFailedCall(call, platform::GetLastError());
+}
+
+}  // namespace vorn

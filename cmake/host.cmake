@@ -1,0 +1,34 @@
+# The host build: the program's logic on the simulated machine, the lab, and the tests.
+find_package(nlohmann_json 3.11 REQUIRED)
+find_package(GTest REQUIRED)
+include(GoogleTest)
+include(CTest)
+
+add_library(vorn_logic STATIC ${VORN_LOGIC_SOURCES})
+target_link_libraries(vorn_logic PUBLIC vorn_options)
+vorn_precompile(vorn_logic <string> <string_view> <vector> <map> <memory> <optional> <variant>)
+
+file(GLOB VORN_SIMULATED_SOURCES CONFIGURE_DEPENDS platform/simulated/*.cpp)
+add_library(vorn_simulated STATIC ${VORN_SIMULATED_SOURCES})
+target_link_libraries(vorn_simulated PUBLIC vorn_options vorn_logic)
+vorn_precompile(vorn_simulated <string> <string_view> <vector> <map> <memory> <optional> <variant>
+                <functional> <algorithm>)
+# The logic calls the platform and the model uses the logic's base: two libraries, one cycle.
+target_link_libraries(vorn_logic INTERFACE vorn_simulated)
+
+file(GLOB VORN_LAB_SOURCES CONFIGURE_DEPENDS RELATIVE ${CMAKE_SOURCE_DIR} lab/*.cpp)
+list(REMOVE_ITEM VORN_LAB_SOURCES lab/main.cpp)
+if(VORN_LAB_SOURCES)
+  add_library(vorn_lab_library STATIC ${VORN_LAB_SOURCES})
+  target_link_libraries(vorn_lab_library PUBLIC vorn_logic vorn_simulated
+                                                nlohmann_json::nlohmann_json)
+  add_executable(vorn_lab lab/main.cpp)
+  target_link_libraries(vorn_lab PRIVATE vorn_lab_library)
+endif()
+
+if(BUILD_TESTING)
+  include(cmake/tests.cmake)
+endif()
+if(VORN_BENCHMARKS)
+  include(cmake/benchmarks.cmake)
+endif()

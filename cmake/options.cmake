@@ -1,0 +1,25 @@
+# Flags that every target of the project is built with.
+add_library(vorn_options INTERFACE)
+target_include_directories(vorn_options INTERFACE ${CMAKE_SOURCE_DIR})
+if(MSVC)
+  target_compile_options(vorn_options INTERFACE /W4 /WX /permissive- /utf-8 /EHsc)
+else()
+  target_compile_options(vorn_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow
+                                                -Werror)
+endif()
+if(VORN_SANITIZE)
+  target_compile_options(vorn_options INTERFACE -fsanitize=address,undefined
+                                                -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(vorn_options INTERFACE -fsanitize=address,undefined)
+endif()
+if(VORN_COVERAGE)
+  target_compile_options(vorn_options INTERFACE --coverage -fno-inline)
+  target_link_options(vorn_options INTERFACE --coverage)
+endif()
+
+# Precompiles the standard headers that most files of a target include.
+function(vorn_precompile target)
+  if(VORN_PRECOMPILED_HEADERS)
+    target_precompile_headers(${target} PRIVATE ${ARGN})
+  endif()
+endfunction()

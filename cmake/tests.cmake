@@ -1,0 +1,30 @@
+# One test program for each folder of tests/, each test a ctest of its own.
+file(GLOB VORN_TEST_SUPPORT_SOURCES CONFIGURE_DEPENDS tests/support/*.cpp)
+add_library(vorn_test_support INTERFACE)
+if(VORN_TEST_SUPPORT_SOURCES)
+  add_library(vorn_test_support_library STATIC ${VORN_TEST_SUPPORT_SOURCES})
+  target_link_libraries(vorn_test_support_library PUBLIC vorn_logic vorn_simulated GTest::gtest)
+  target_link_libraries(vorn_test_support INTERFACE vorn_test_support_library)
+endif()
+target_link_libraries(vorn_test_support INTERFACE vorn_logic vorn_simulated GTest::gtest_main)
+
+# vorn_test_folder(name [libraries...]): tests/<name>/*.cpp becomes the program <name>_tests.
+function(vorn_test_folder name)
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/${name}/*.cpp)
+  if(NOT sources)
+    return()
+  endif()
+  add_executable(${name}_tests ${sources})
+  target_link_libraries(${name}_tests PRIVATE vorn_test_support ${ARGN})
+  vorn_precompile(${name}_tests <gtest/gtest.h>)
+  gtest_discover_tests(${name}_tests TEST_PREFIX "${name}/" DISCOVERY_TIMEOUT 60
+                       PROPERTIES TIMEOUT 300)
+endfunction()
+
+foreach(folder base cli install devnode privileged_input package remove control catalog verify
+               simulated scenarios faults adversaries contract)
+  vorn_test_folder(${folder})
+endforeach()
+if(TARGET vorn_lab_library)
+  vorn_test_folder(lab vorn_lab_library)
+endif()

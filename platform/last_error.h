@@ -1,0 +1,82 @@
+#pragma once
+
+// The calling thread's last-error value, which failed platform calls set, and its codes.
+
+#include <cstdint>
+
+namespace vorn::platform {
+
+/// The calling thread's last-error value (GetLastError).
+std::uint32_t GetLastError();
+
+/// Replaces the calling thread's last-error value (SetLastError).
+void SetLastError(std::uint32_t error);
+
+inline constexpr std::uint32_t ERROR_SUCCESS = 0;
+inline constexpr std::uint32_t ERROR_INVALID_FUNCTION = 1;
+inline constexpr std::uint32_t ERROR_FILE_NOT_FOUND = 2;
+inline constexpr std::uint32_t ERROR_PATH_NOT_FOUND = 3;
+inline constexpr std::uint32_t ERROR_ACCESS_DENIED = 5;
+inline constexpr std::uint32_t ERROR_INVALID_HANDLE = 6;
+inline constexpr std::uint32_t ERROR_NOT_ENOUGH_MEMORY = 8;
+inline constexpr std::uint32_t ERROR_INVALID_DATA = 13;
+inline constexpr std::uint32_t ERROR_NO_MORE_FILES = 18;
+inline constexpr std::uint32_t ERROR_NOT_READY = 21;
+inline constexpr std::uint32_t ERROR_GEN_FAILURE = 31;
+inline constexpr std::uint32_t ERROR_SHARING_VIOLATION = 32;
+inline constexpr std::uint32_t ERROR_HANDLE_EOF = 38;
+inline constexpr std::uint32_t ERROR_NOT_SUPPORTED = 50;
+inline constexpr std::uint32_t ERROR_INVALID_PARAMETER = 87;
+inline constexpr std::uint32_t ERROR_DISK_FULL = 112;
+inline constexpr std::uint32_t ERROR_CALL_NOT_IMPLEMENTED = 120;
+inline constexpr std::uint32_t ERROR_INSUFFICIENT_BUFFER = 122;
+inline constexpr std::uint32_t ERROR_INVALID_NAME = 123;
+inline constexpr std::uint32_t ERROR_MOD_NOT_FOUND = 126;
+inline constexpr std::uint32_t ERROR_PROC_NOT_FOUND = 127;
+inline constexpr std::uint32_t ERROR_DIR_NOT_EMPTY = 145;
+inline constexpr std::uint32_t ERROR_BAD_PATHNAME = 161;
+inline constexpr std::uint32_t ERROR_ALREADY_EXISTS = 183;
+inline constexpr std::uint32_t ERROR_MORE_DATA = 234;
+inline constexpr std::uint32_t ERROR_NO_MORE_ITEMS = 259;
+inline constexpr std::uint32_t ERROR_DIRECTORY = 267;
+inline constexpr std::uint32_t ERROR_DELETE_PENDING = 303;
+inline constexpr std::uint32_t ERROR_FILE_INVALID = 1006;
+inline constexpr std::uint32_t ERROR_CANTREAD = 1012;
+inline constexpr std::uint32_t ERROR_KEY_DELETED = 1018;
+inline constexpr std::uint32_t ERROR_KEY_HAS_CHILDREN = 1020;
+inline constexpr std::uint32_t ERROR_SERVICE_ALREADY_RUNNING = 1056;
+inline constexpr std::uint32_t ERROR_SERVICE_DISABLED = 1058;
+inline constexpr std::uint32_t ERROR_SERVICE_DOES_NOT_EXIST = 1060;
+inline constexpr std::uint32_t ERROR_BAD_DEVICE = 1200;
+inline constexpr std::uint32_t ERROR_NO_SUCH_DEVICE_INTERFACE = 0xE0000225;
+inline constexpr std::uint32_t ERROR_NOT_FOUND = 1168;
+inline constexpr std::uint32_t ERROR_NOT_ALL_ASSIGNED = 1300;
+inline constexpr std::uint32_t ERROR_PRIVILEGE_NOT_HELD = 1314;
+inline constexpr std::uint32_t ERROR_INVALID_OWNER = 1307;
+inline constexpr std::uint32_t ERROR_INVALID_ACL = 1336;
+inline constexpr std::uint32_t ERROR_INVALID_SID = 1337;
+inline constexpr std::uint32_t ERROR_UNKNOWN_REVISION = 1305;
+inline constexpr std::uint32_t ERROR_INVALID_USER_BUFFER = 1784;
+inline constexpr std::uint32_t ERROR_INVALID_REPARSE_DATA = 4392;
+inline constexpr std::uint32_t ERROR_REPARSE_TAG_INVALID = 4393;
+inline constexpr std::uint32_t ERROR_REPARSE_POINT_ENCOUNTERED = 4395;
+
+// Device installation errors (SETUPAPI).
+inline constexpr std::uint32_t ERROR_EXPECTED_SECTION_NAME = 0xE0000000;
+inline constexpr std::uint32_t ERROR_BAD_SECTION_NAME_LINE = 0xE0000001;
+inline constexpr std::uint32_t ERROR_SECTION_NAME_TOO_LONG = 0xE0000002;
+inline constexpr std::uint32_t ERROR_GENERAL_SYNTAX = 0xE0000003;
+inline constexpr std::uint32_t ERROR_WRONG_INF_STYLE = 0xE0000100;
+inline constexpr std::uint32_t ERROR_SECTION_NOT_FOUND = 0xE0000101;
+inline constexpr std::uint32_t ERROR_LINE_NOT_FOUND = 0xE0000102;
+inline constexpr std::uint32_t ERROR_NO_SUCH_DEVINST = 0xE000020B;
+inline constexpr std::uint32_t ERROR_INVALID_CLASS_INSTALLER = 0xE000020D;
+inline constexpr std::uint32_t ERROR_DI_DO_DEFAULT = 0xE000020E;
+inline constexpr std::uint32_t ERROR_DEVINST_ALREADY_EXISTS = 0xE0000207;
+inline constexpr std::uint32_t ERROR_INVALID_CLASS = 0xE0000206;
+inline constexpr std::uint32_t ERROR_NO_CLASSINSTALL_PARAMS = 0xE0000215;
+inline constexpr std::uint32_t ERROR_FILE_HASH_NOT_IN_CATALOG = 0xE000024B;
+inline constexpr std::uint32_t ERROR_INF_IN_USE_BY_DEVICES = 0xE000023D;
+inline constexpr std::uint32_t ERROR_NOT_AN_INSTALLED_OEM_INF = 0xE000023C;
+
+}  // namespace vorn::platform

@@ -1,0 +1,139 @@
+#include "platform/simulated/calls.h"
+
+#include "base/text.h"
+#include "platform/simulated/process.h"
+
+#include <cstdio>
+
+namespace vorn::platform::simulated {
+
+std::string CallRecord::Argument(std::string_view argumentName) const {
+  for (const auto& [key, value] : arguments) {
+    if (key == argumentName) return value;
+  }
+  return {};
+}
+
+std::string RenderNumber(std::uint64_t value) {
+  return std::to_string(value);
+}
+std::string RenderSigned(std::int64_t value) {
+  return std::to_string(value);
+}
+
+std::string RenderText(const char16_t* text) {
+  return text == nullptr ? "null" : RenderText(std::u16string_view(text));
+}
+
+std::string RenderText(std::u16string_view text) {
+  return ToUtf8(text);
+}
+
+std::string RenderGuid(const GUID& guid) {
+  char text[40];
+  std::snprintf(text, sizeof text, "{%08X-%04X-%04X-%02X%02X-%02X%02X%02X%02X%02X%02X}", guid.Data1,
+                guid.Data2, guid.Data3, guid.Data4[0], guid.Data4[1], guid.Data4[2], guid.Data4[3],
+                guid.Data4[4], guid.Data4[5], guid.Data4[6], guid.Data4[7]);
+  return text;
+}
+
+template <>
+std::string RenderArgument(const Hex& value) {
+  char text[20];
+  std::snprintf(text, sizeof text, "0x%llX", static_cast<unsigned long long>(value.value));
+  return text;
+}
+
+namespace {
+
+/// A dead process's calls all fail, whatever they are; this is what they say.
+constexpr std::uint32_t kDeadProcessError = ERROR_INVALID_HANDLE;
+
+Verdict DeadVerdict() {
+  Verdict verdict;
+  verdict.run = false;
+  verdict.error = kDeadProcessError;
+  return verdict;
+}
+
+bool Hits(const Fault& fault, std::string_view name, std::uint64_t nthOfName, std::uint64_t nth) {
+  const bool any = fault.call == "*";
+  if (!any && fault.call != name) return false;
+  const std::uint64_t number = any ? nth : nthOfName;
+  return number >= fault.first && number <= fault.last;
+}
+
+void Apply(const Fault& fault, Process& process, Verdict& verdict) {
+  switch (fault.kind) {
+    case FaultKind::Fail:
+      verdict.run = false;
+      verdict.error = fault.error;
+      break;
+    case FaultKind::FailAfterEffect:
+      verdict.error = fault.error;
+      break;
+    case FaultKind::SucceedWithoutEffect:
+      verdict.run = false;
+      verdict.pretendSuccess = true;
+      break;
+    case FaultKind::Short:
+      verdict.faults.shortTo = fault.amount;
+      break;
+    case FaultKind::AskRestart:
+      verdict.faults.askRestart = true;
+      break;
+    case FaultKind::TakeTime:
+      Advance(process.TheMachine(), fault.amount);
+      break;
+    case FaultKind::Change:
+      if (fault.change) fault.change(process.TheMachine());
+      break;
+    case FaultKind::KillBefore:
+      process.Kill();
+      verdict = DeadVerdict();
+      break;
+    case FaultKind::KillAfter:
+      verdict.killAfter = true;
+      break;
+  }
+}
+
+}  // namespace
+
+Verdict EnterCall(std::string_view name) {
+  Process& process = Process::Current();
+  if (process.killed) return DeadVerdict();
+  const std::uint64_t nth = ++process.callCount;
+  auto count = process.callCounts.find(name);
+  if (count == process.callCounts.end()) {
+    count = process.callCounts.emplace(std::string(name), 0).first;
+  }
+  const std::uint32_t nthOfName = ++count->second;
+  Verdict verdict;
+  for (const Fault& fault : process.faults) {
+    if (process.killed) break;
+    if (Hits(fault, name, nthOfName, nth)) Apply(fault, process, verdict);
+  }
+  return verdict;
+}
+
+void LeaveCall(std::string_view name, const Verdict& verdict,
+               std::vector<std::pair<std::string, std::string>> arguments, std::string result) {
+  Process& process = Process::Current();
+  if (process.logCalls && !process.killed) {
+    process.calls.push_back({std::string(name), std::move(arguments), std::move(result),
+                             process.lastError, process.TheMachine().clock.tick});
+  }
+  if (verdict.killAfter) process.Kill();
+}
+
+bool IsLogging() {
+  return Process::Current().logCalls;
+}
+
+bool FailWith(std::uint32_t error) {
+  SetLastError(error);
+  return false;
+}
+
+}  // namespace vorn::platform::simulated

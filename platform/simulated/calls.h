@@ -1,0 +1,216 @@
+#pragma once
+
+// What every simulated platform call passes through: the call log, the fault plan, and the end of a
+// killed process. A call states its name, how it fails, and its arguments; the body is the model's
+// answer.
+
+#include "platform/last_error.h"
+#include "platform/types.h"
+
+#include <cstdint>
+#include <functional>
+#include <limits>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+namespace vorn::platform::simulated {
+
+struct Machine;
+
+/// One call as it happened.
+struct CallRecord {
+  std::string name;
+  std::vector<std::pair<std::string, std::string>> arguments;
+  std::string result;
+  std::uint32_t lastError = 0;
+  std::uint64_t tick = 0;  // of the simulated clock, when the call returned
+
+  /// The text of an argument, empty when the call has none of that name.
+  std::string Argument(std::string_view argumentName) const;
+};
+
+enum class FaultKind {
+  Fail,                  // no effect, and `error`
+  FailAfterEffect,       // the effect, and `error` all the same
+  SucceedWithoutEffect,  // success, but nothing happened and no output was written
+  Short,                 // data that is returned is cut to `amount` bytes
+  AskRestart,            // the call succeeds and asks for a restart
+  TakeTime,              // the call takes `amount` milliseconds
+  Change,                // `change` is done to the world first, by somebody else
+  KillBefore,            // the process dies before the call has any effect
+  KillAfter,             // the process dies when the call has had its effect
+};
+
+/// What goes wrong, and at which call.
+struct Fault {
+  std::string call = "*";   // a call's name, "*" for any
+  std::uint32_t first = 1;  // of the calls of that name
+  std::uint32_t last = 1;   // the last that is hit
+  FaultKind kind = FaultKind::Fail;
+  std::uint32_t error = ERROR_GEN_FAILURE;  // in the call's own kind of code
+  std::uint64_t amount = 0;
+  std::function<void(Machine&)> change;
+};
+
+inline constexpr std::uint32_t kEveryLaterCall = std::numeric_limits<std::uint32_t>::max();
+
+/// How a call says that it failed.
+enum class FailureStyle {
+  LastError,  // a failure value, and the last error
+  Code,       // the returned value is the error itself
+};
+
+/// What the fault plan wants of a call that goes on; given to the call's body.
+struct CallFaults {
+  std::optional<std::uint64_t> shortTo;  // bytes
+  bool askRestart = false;
+};
+
+// ------------------------------------------------------------------------------------------------
+// Arguments, rendered only when a log is kept.
+
+std::string RenderNumber(std::uint64_t value);
+std::string RenderSigned(std::int64_t value);
+std::string RenderText(const char16_t* text);
+std::string RenderText(std::u16string_view text);
+std::string RenderGuid(const GUID& guid);
+
+/// A number that is shown as 0x...; for masks, flags and codes.
+struct Hex {
+  std::uint64_t value;
+};
+
+template <class T>
+std::string RenderArgument(const T& value) {
+  if constexpr (std::is_same_v<T, Hex>) {
+    return RenderArgument(value);
+  } else if constexpr (std::is_same_v<T, bool>) {
+    return value ? "true" : "false";
+  } else if constexpr (std::is_same_v<T, const char16_t*> || std::is_same_v<T, char16_t*>) {
+    return RenderText(value);
+  } else if constexpr (std::is_same_v<T, const char*>) {
+    return value == nullptr ? "null" : value;
+  } else if constexpr (std::is_convertible_v<const T&, std::u16string_view>) {
+    return RenderText(std::u16string_view(value));
+  } else if constexpr (std::is_same_v<T, GUID>) {
+    return RenderGuid(value);
+  } else if constexpr (std::is_pointer_v<T>) {
+    return value == nullptr ? "null" : "#" + RenderNumber(reinterpret_cast<std::uintptr_t>(value));
+  } else if constexpr (std::is_signed_v<T>) {
+    return RenderSigned(value);
+  } else {
+    return RenderNumber(value);
+  }
+}
+template <>
+std::string RenderArgument(const Hex& value);
+
+/// Named arguments of a call: Arguments("handle", handle, "access", Hex{access}).
+template <class... Ts>
+class Arguments {
+ public:
+  explicit Arguments(const Ts&... namesAndValues) : items_(namesAndValues...) {}
+
+  std::vector<std::pair<std::string, std::string>> Render() const {
+    std::vector<std::pair<std::string, std::string>> rendered;
+    RenderFrom<0>(rendered);
+    return rendered;
+  }
+
+ private:
+  template <std::size_t I>
+  void RenderFrom(std::vector<std::pair<std::string, std::string>>& rendered) const {
+    if constexpr (I + 1 < sizeof...(Ts)) {
+      rendered.emplace_back(std::string(std::get<I>(items_)),
+                            RenderArgument(std::get<I + 1>(items_)));
+      RenderFrom<I + 2>(rendered);
+    }
+  }
+
+  std::tuple<std::decay_t<const Ts&>...> items_;
+};
+template <class... Ts>
+Arguments(const Ts&...) -> Arguments<Ts...>;
+
+// ------------------------------------------------------------------------------------------------
+// The gate.
+
+/// What the gate decided before the call's body runs.
+struct Verdict {
+  bool run = true;                     // the body runs
+  std::optional<std::uint32_t> error;  // the call fails with this, after the body if that runs
+  bool pretendSuccess = false;         // success without effect
+  bool killAfter = false;
+  CallFaults faults;
+};
+
+/// Counts the call, applies the plan, runs scripted changes and planned events that are due.
+Verdict EnterCall(std::string_view name);
+
+/// Finishes the call: logs it if a log is kept, kills the process if that was planned.
+void LeaveCall(std::string_view name, const Verdict& verdict,
+               std::vector<std::pair<std::string, std::string>> arguments, std::string result);
+
+/// Whether calls are being logged, so that arguments are rendered only then.
+bool IsLogging();
+
+template <class R>
+std::string RenderResult(const R& result) {
+  if constexpr (std::is_enum_v<R>) {
+    return RenderNumber(static_cast<std::uint64_t>(result));
+  } else {
+    return RenderArgument(result);
+  }
+}
+
+/// One simulated platform call. `failure` is the value returned on failure by calls of the style
+/// LastError; calls of the style Code return the error converted to R. `body` takes a
+/// `const CallFaults&` and returns R, setting the last error itself when it fails.
+template <class R, class ArgumentList, class Body>
+R SimulateCall(std::string_view name, FailureStyle style, R failure, const ArgumentList& arguments,
+               Body&& body) {
+  const Verdict verdict = EnterCall(name);
+  R result = failure;
+  if (verdict.run) result = body(verdict.faults);
+  if (verdict.pretendSuccess) {
+    if constexpr (std::is_same_v<R, bool>) result = true;
+    if constexpr (std::is_integral_v<R> && !std::is_same_v<R, bool>) result = R{0};
+  }
+  if (verdict.error) {
+    if (style == FailureStyle::LastError) {
+      SetLastError(*verdict.error);
+      result = failure;
+    } else if constexpr (std::is_integral_v<R>) {
+      result = static_cast<R>(*verdict.error);
+    }
+  }
+  if (IsLogging()) {
+    LeaveCall(name, verdict, arguments.Render(), RenderResult(result));
+  } else {
+    LeaveCall(name, verdict, {}, {});
+  }
+  return result;
+}
+
+/// A call that returns success or failure, with the reason in the last error.
+template <class ArgumentList, class Body>
+bool SimulateBool(std::string_view name, const ArgumentList& arguments, Body&& body) {
+  return SimulateCall<bool>(name, FailureStyle::LastError, false, arguments,
+                            std::forward<Body>(body));
+}
+
+/// A call whose returned value is its error code (NTSTATUS, LSTATUS, CONFIGRET, HRESULT).
+template <class R, class ArgumentList, class Body>
+R SimulateCode(std::string_view name, const ArgumentList& arguments, Body&& body) {
+  return SimulateCall<R>(name, FailureStyle::Code, R{}, arguments, std::forward<Body>(body));
+}
+
+/// Sets the last error and returns false, for the bodies of SimulateBool.
+bool FailWith(std::uint32_t error);
+
+}  // namespace vorn::platform::simulated

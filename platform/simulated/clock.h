@@ -1,0 +1,47 @@
+#pragma once
+
+// The simulated machine's time. Nothing waits: Sleep moves the clock, and what is planned for a
+// tick happens when the clock passes it.
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace vorn::platform::simulated {
+
+struct Machine;
+
+enum class EventKind {
+  StartDevice,       // the device's driver finishes starting
+  RemoveDevice,      // the device node disappears
+  PublishEndpoints,  // the endpoint builder publishes the device's endpoints
+  AnnounceReplug,    // the device is gone from the tree, unasked
+};
+
+/// Something that happens to `subject` (a device instance id) when the clock reaches `due`.
+struct Event {
+  std::uint64_t due = 0;  // tick in milliseconds
+  EventKind kind = EventKind::StartDevice;
+  std::u16string subject;
+
+  friend bool operator==(const Event&, const Event&) = default;
+};
+
+struct Clock {
+  std::uint64_t tick = 3'600'000;                   // milliseconds since the machine started
+  std::uint64_t utcAtTickZero = 1'767'225'600'000;  // milliseconds since 1970, UTC
+  std::vector<Event> events;                        // in order of due, then of planning
+
+  friend bool operator==(const Clock&, const Clock&) = default;
+};
+
+/// Plans an event `delay` milliseconds from now.
+void Plan(Machine& machine, std::uint64_t delay, EventKind kind, std::u16string subject);
+
+/// Moves the clock; every event that becomes due happens at its own tick, in order.
+void Advance(Machine& machine, std::uint64_t milliseconds);
+
+/// Lets every event happen that is due now.
+void RunDueEvents(Machine& machine);
+
+}  // namespace vorn::platform::simulated

@@ -1,0 +1,62 @@
+#pragma once
+
+// What a driver image says and does. In the simulated machine the .sys file of a package is a short
+// text of `name=value` lines; this is what it means once it is loaded.
+
+#include "platform/simulated/file_system.h"
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace vorn::platform::simulated {
+
+struct PoolEntry {
+  std::uint32_t cable = 0;
+  std::uint32_t flow = 0;  // 0 render, else capture
+  std::u16string name;     // up to 64 units; 64 means that no terminator follows
+
+  friend bool operator==(const PoolEntry&, const PoolEntry&) = default;
+};
+
+/// (cable, flow) with flow 0 or 1.
+using CableFlow = std::pair<std::uint32_t, std::uint32_t>;
+
+struct DriverImage {
+  std::uint32_t loadedVersion = 0;  // packed, as GET_STATUS reports it
+  std::uint32_t revision = 0;       // fourth part
+  std::uint32_t lifecycleAbi = 3;
+  std::uint32_t sharedMemoryAbi = 3;
+  std::uint32_t capabilities = 1;
+  std::uint32_t statusBytes = 128;                   // length of the GET_STATUS reply
+  std::vector<PoolEntry> pool;                       // 20 entries in a sound image
+  std::uint32_t poolCount = 20;                      // the count that it reports
+  std::uint32_t poolBytes = 2804;                    // length of the pool reply
+  std::uint32_t leaseBytes = 16;                     // length of the lease reply
+  std::map<std::uint32_t, std::uint32_t> failures;   // control code to the error it gives
+  std::map<CableFlow, std::uint32_t> refusesToHide;  // to the error it gives
+  std::map<CableFlow, std::uint32_t> refusesToShow;
+  std::uint32_t startProblem = 0;  // not 0: the device gets this problem instead of starting
+  std::uint64_t startDelay = 400;  // milliseconds from the bind to the started device
+  bool refusesUnload = false;      // a restart leaves the older image in memory
+  bool needsRestart = false;       // binding it asks for a restart of the machine
+  bool registersControlInterface = true;
+  bool registersAudioInterface = true;
+
+  friend bool operator==(const DriverImage&, const DriverImage&) = default;
+};
+
+/// A sound image of that version "a.b.c.d", with the whole pool of 20.
+DriverImage SoundImage(std::u16string_view version);
+
+/// The image that the bytes of a .sys describe; lines that are not understood are ignored.
+DriverImage ParseImage(const Bytes& content);
+
+/// The text of an image, for the .sys of a package.
+std::string ToImageText(const DriverImage& image);
+
+}  // namespace vorn::platform::simulated

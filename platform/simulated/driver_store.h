@@ -1,0 +1,72 @@
+#pragma once
+
+// The simulated machine's driver packages: what was published, under which name, and from what.
+
+#include "platform/simulated/driver_image.h"
+#include "platform/simulated/file_system.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vorn::platform::simulated {
+
+struct Machine;
+
+struct PublishedPackage {
+  std::u16string publishedInf;       // oem3.inf; the file is in the Windows INF folder
+  std::u16string originalInf;        // vorn_audio.inf, as the platform reports it
+  std::u16string originalCatalog;    // vorn_audio.cat
+  Bytes image;                       // the package's .sys
+  std::uint32_t uninstallError = 0;  // not 0: uninstalling it fails with this
+  bool uninstallKeepsFile = false;   // success is reported but the INF stays
+
+  friend bool operator==(const PublishedPackage&, const PublishedPackage&) = default;
+};
+
+struct DriverStore {
+  std::vector<PublishedPackage> packages;
+  std::uint32_t nextNumber = 3;     // of the next oem<n>.inf
+  std::uint32_t updateError = 0;    // not 0: every bind fails with this
+  bool updateNeedsRestart = false;  // every bind asks for a restart
+
+  const PublishedPackage* Find(std::u16string_view publishedInf) const;
+  PublishedPackage* Find(std::u16string_view publishedInf);
+};
+
+/// Publishes the package whose INF is at `infPath`, or finds it already published (the same INF
+/// bytes). Returns its published name; nothing, with the last error, when it is refused: no INF, no
+/// catalog beside it that lists the INF's SHA-256, no model for the hardware id.
+std::optional<std::u16string> PublishPackage(Machine& machine, std::u16string_view infPath,
+                                             std::u16string_view hardwareId);
+
+// What a driver package is made of. A catalog of the simulated machine is a text with the line
+// "sha256=<64 hexadecimal digits>" for each file that it covers.
+struct PackageRecipe {
+  std::u16string version = u"26.8.10.5";
+  std::u16string date = u"08/10/2026";
+  std::u16string infName = u"vorn_audio.inf";
+  std::u16string catalogName = u"vorn_audio.cat";
+  std::u16string provider = u"%ProviderName%";
+  std::u16string providerName = u"VORN Audio";
+  std::u16string className = u"MEDIA";
+  std::u16string classGuid = u"{4d36e96c-e325-11ce-bfc1-08002be10318}";
+  std::u16string hardwareId = u"Root\\VornAudio";
+  std::u16string service = u"VornAudio";
+  bool utf16 = false;          // encoding of the INF
+  bool brokenCatalog = false;  // the catalog does not list the INF
+  bool withoutCatalog = false;
+  std::string extraInfText;          // appended, so that two packages of a version differ
+  std::optional<DriverImage> image;  // a sound image of `version` when not given
+};
+
+/// The INF text of a recipe.
+std::string InfText(const PackageRecipe& recipe);
+
+/// Writes a package (INF, catalog, image) into a folder of the machine; returns the INF's path.
+std::u16string WritePackage(FileSystem& files, std::u16string_view folder,
+                            const PackageRecipe& recipe);
+
+}  // namespace vorn::platform::simulated

@@ -1,0 +1,15 @@
+#include "platform/last_error.h"
+
+#include "platform/simulated/process.h"
+
+namespace vorn::platform {
+
+std::uint32_t GetLastError() {
+  return simulated::Process::Current().lastError;
+}
+
+void SetLastError(std::uint32_t error) {
+  simulated::Process::Current().lastError = error;
+}
+
+}  // namespace vorn::platform

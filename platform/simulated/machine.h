@@ -1,0 +1,57 @@
+#pragma once
+
+// Machine: the world that outlives a process. It is a value: copying it is how a test keeps what
+// was before, and how thousands of runs start from the same state.
+
+#include "platform/simulated/audio_catalog.h"
+#include "platform/simulated/clock.h"
+#include "platform/simulated/device_tree.h"
+#include "platform/simulated/driver_store.h"
+#include "platform/simulated/file_system.h"
+#include "platform/simulated/registry_model.h"
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+namespace vorn::platform::simulated {
+
+struct Service {
+  bool running = true;
+  std::uint32_t openError = 0;   // not 0: opening it fails with this
+  std::uint32_t startError = 0;  // not 0: starting it fails with this
+
+  friend bool operator==(const Service&, const Service&) = default;
+};
+
+struct Machine {
+  FileSystem files;
+  Registry registry;
+  DeviceTree devices;
+  DriverStore store;
+  AudioCatalog audio;
+  std::map<std::u16string, Service> services;  // by name
+  Clock clock;
+  std::uint64_t randomState = 0x9E3779B97F4A7C15;
+  std::map<std::u16string, std::u16string> classNames;  // upper-cased class GUID text to name
+};
+
+// Machines to start from. Each has Windows folders on C:, the two audio services running, the
+// program's folder, and a sample package of version 26.8.10.5 in C:\pkg\driver.
+
+/// No VORN device.
+Machine CleanMachine();
+
+/// The package of that version is installed and runs, its 20 endpoints are active.
+Machine InstalledMachine(std::u16string_view version = u"26.8.10.5");
+
+/// As installed with 26.8.9.4, older than the sample package.
+Machine OutdatedMachine();
+
+/// As installed, with a ghost root and a second present root beside it.
+Machine DuplicatesMachine();
+
+/// As installed, and the device is disabled.
+Machine DisabledMachine();
+
+}  // namespace vorn::platform::simulated

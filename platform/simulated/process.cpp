@@ -1,0 +1,88 @@
+#include "platform/simulated/process.h"
+
+#include <cassert>
+#include <cstdio>
+#include <cstdlib>
+
+namespace vorn::platform::simulated {
+
+namespace {
+
+Process* current = nullptr;
+
+std::u16string Joined(const std::vector<ConsoleWrite>& console, bool error) {
+  std::u16string text;
+  for (const ConsoleWrite& write : console) {
+    if (write.error == error) text += write.text;
+  }
+  return text;
+}
+
+}  // namespace
+
+Process::Process(Machine& machine) : machine_(machine) {
+  assert(current == nullptr && "one simulated process at a time");
+  current = this;
+}
+
+Process::~Process() {
+  CloseEverything();
+  current = nullptr;
+}
+
+Process& Process::Current() {
+  if (current == nullptr) {
+    std::fputs("a platform call was made outside any simulated process\n", stderr);
+    std::abort();
+  }
+  return *current;
+}
+
+void Process::Kill() {
+  if (killed) return;
+  killed = true;
+  CloseEverything();
+}
+
+void Process::CloseEverything() {
+  // Newest first; closing an object may look at the machine, never at other objects.
+  while (!objects_.empty())
+    objects_.erase(std::prev(objects_.end()));
+}
+
+std::uintptr_t Process::Add(ObjectKind kind, std::shared_ptr<Object> object) {
+  const std::uintptr_t value = nextObject_;
+  nextObject_ += 4;
+  objects_.emplace(value, std::pair(kind, std::move(object)));
+  return value;
+}
+
+std::shared_ptr<Object> Process::FindObject(ObjectKind kind, std::uintptr_t value) const {
+  const auto found = objects_.find(value);
+  if (found == objects_.end() || found->second.first != kind) return nullptr;
+  return found->second.second;
+}
+
+bool Process::Remove(ObjectKind kind, std::uintptr_t value) {
+  const auto found = objects_.find(value);
+  if (found == objects_.end() || found->second.first != kind) return false;
+  const std::shared_ptr<Object> keptUntilErased = found->second.second;
+  objects_.erase(found);
+  return true;
+}
+
+std::map<ObjectKind, std::size_t> Process::OpenObjects() const {
+  std::map<ObjectKind, std::size_t> counts;
+  for (const auto& [value, object] : objects_)
+    ++counts[object.first];
+  return counts;
+}
+
+std::u16string Process::Output() const {
+  return Joined(console, false);
+}
+std::u16string Process::ErrorOutput() const {
+  return Joined(console, true);
+}
+
+}  // namespace vorn::platform::simulated

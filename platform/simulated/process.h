@@ -1,0 +1,94 @@
+#pragma once
+
+// Process: what dies with a run. It holds the handles, the last error, the token, the console's
+// text, the call log and the fault plan. While a Process lives, the platform's functions act as it,
+// on its machine.
+
+#include "platform/simulated/calls.h"
+#include "platform/simulated/machine.h"
+#include "platform/simulated/security_model.h"
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace vorn::platform::simulated {
+
+/// An open object of the process, whatever its kind.
+class Object {
+ public:
+  virtual ~Object() = default;
+};
+
+/// One piece of console text, in the order written.
+struct ConsoleWrite {
+  bool error = false;  // standard error, else standard output
+  std::u16string text;
+};
+
+/// Kinds of things that a process may leave open.
+enum class ObjectKind { Handle, DeviceInfoList, Inf, Key, Service, Hash, Com, Memory, Stream };
+
+class Process {
+ public:
+  /// Becomes the current process of `machine`, which must outlive it. There is one at a time.
+  explicit Process(Machine& machine);
+
+  /// Ends: whatever is still open is closed as a kernel does.
+  ~Process();
+
+  Process(const Process&) = delete;
+  Process& operator=(const Process&) = delete;
+
+  /// The process that platform calls act as. There must be one.
+  static Process& Current();
+
+  Machine& TheMachine() { return machine_; }
+
+  // Facts of the run.
+  std::uint32_t lastError = 0;
+  Token token;
+  std::vector<ConsoleWrite> console;
+  bool standardOutputClosed = false;
+  std::vector<Fault> faults;
+  bool logCalls = false;
+  std::vector<CallRecord> calls;  // when logCalls is set
+  std::uint64_t callCount = 0;    // of all calls
+  std::map<std::string, std::uint32_t, std::less<>> callCounts;
+  bool killed = false;  // no call of it has an effect any more
+  std::uint64_t deadTicks = 0;
+  bool ntdllMissing = false;                // GetModuleHandleW finds no ntdll.dll
+  std::vector<std::string> missingExports;  // names that GetProcAddress does not find
+  int comInitialized = 0;                   // CoInitializeEx calls not yet paired
+
+  /// The process dies now: handles are closed as a kernel does, later calls do nothing and fail.
+  void Kill();
+
+  // Open objects. A value is an opaque number, never reused within a process.
+  std::uintptr_t Add(ObjectKind kind, std::shared_ptr<Object> object);
+  template <class T>
+  std::shared_ptr<T> Find(ObjectKind kind, std::uintptr_t value) const {
+    return std::dynamic_pointer_cast<T>(FindObject(kind, value));
+  }
+  bool Remove(ObjectKind kind, std::uintptr_t value);
+
+  /// How many objects of each kind are open, and COM apartments joined; all zero when nothing is
+  /// left behind.
+  std::map<ObjectKind, std::size_t> OpenObjects() const;
+
+  /// What was written to standard output, and to standard error.
+  std::u16string Output() const;
+  std::u16string ErrorOutput() const;
+
+ private:
+  std::shared_ptr<Object> FindObject(ObjectKind kind, std::uintptr_t value) const;
+  void CloseEverything();
+
+  Machine& machine_;
+  std::map<std::uintptr_t, std::pair<ObjectKind, std::shared_ptr<Object>>> objects_;
+  std::uintptr_t nextObject_ = 4;
+};
+
+}  // namespace vorn::platform::simulated

@@ -1,0 +1,67 @@
+#pragma once
+
+// Owners and access lists of the simulated machine, as plain records, with the part of SDDL that
+// writes them down, and the access check.
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vorn::platform::simulated {
+
+// Well-known identities, as text.
+inline constexpr char16_t kLocalSystem[] = u"S-1-5-18";
+inline constexpr char16_t kAdministrators[] = u"S-1-5-32-544";
+inline constexpr char16_t kUsers[] = u"S-1-5-32-545";
+inline constexpr char16_t kEveryone[] = u"S-1-1-0";
+inline constexpr char16_t kAuthenticatedUsers[] = u"S-1-5-11";
+inline constexpr char16_t kTrustedInstaller[] =
+    u"S-1-5-80-956008885-3418522649-1831038044-1853292631-2271478464";
+inline constexpr char16_t kOperator[] = u"S-1-5-21-1000000000-2000000000-3000000000-1001";
+inline constexpr char16_t kOtherUser[] = u"S-1-5-21-1000000000-2000000000-3000000000-1002";
+
+struct AccessEntry {
+  std::uint8_t type = 0;   // ACCESS_ALLOWED_ACE_TYPE and its like
+  std::uint8_t flags = 0;  // inheritance
+  std::uint32_t mask = 0;
+  std::u16string sid;
+
+  friend bool operator==(const AccessEntry&, const AccessEntry&) = default;
+};
+
+struct SecurityRecord {
+  std::u16string owner = kAdministrators;
+  bool daclPresent = true;
+  bool daclProtected = false;
+  std::vector<AccessEntry> entries;
+
+  friend bool operator==(const SecurityRecord&, const SecurityRecord&) = default;
+};
+
+/// A descriptor from SDDL text; nothing when the text is malformed.
+std::optional<SecurityRecord> ParseSddl(std::u16string_view text);
+
+/// The SDDL text of a descriptor.
+std::u16string ToSddl(const SecurityRecord& record);
+
+/// The descriptor that a new child gets under `parent` when none is given.
+SecurityRecord InheritFrom(const SecurityRecord& parent, bool directory, std::u16string_view owner);
+
+/// Who is asking: the identities of a token, and the privileges that override access lists.
+struct Token {
+  std::vector<std::u16string> sids = {kOperator, kAdministrators, kEveryone, kAuthenticatedUsers,
+                                      kUsers};
+  std::u16string owner = kAdministrators;  // of what it creates
+  bool holdsBackup = true;                 // SeBackupPrivilege is in the token
+  bool holdsRestore = true;                // SeRestorePrivilege is in the token
+  bool backupEnabled = false;
+  bool restoreEnabled = false;
+};
+
+/// The rights that an access list grants; generic bits of `desired` must have been mapped.
+/// Nothing when not all of them are granted.
+bool IsGranted(const SecurityRecord& record, const Token& token, std::uint32_t desired);
+
+}  // namespace vorn::platform::simulated
