@@ -1,0 +1,30 @@
+// The process's entry on Windows.
+
+#include "cli/console.h"
+#include "cli/dispatch.h"
+#include "platform/startup.h"
+
+namespace {
+
+std::vector<std::u16string> ToArguments(int count, wchar_t** values) {
+  static_assert(sizeof(wchar_t) == sizeof(char16_t));
+  std::vector<std::u16string> arguments;
+  for (int i = 0; i < count; ++i) {
+    arguments.emplace_back(reinterpret_cast<const char16_t*>(values[i]));
+  }
+  return arguments;
+}
+
+}  // namespace
+
+int wmain(int argc, wchar_t** argv) {
+  // Nothing may be loaded late before the search is limited; a process that cannot limit it must
+  // not go on elevated.
+  const bool limited = vorn::platform::LimitLibrarySearchToSystem();
+  vorn::platform::PrepareStandardStreams();
+  if (!limited) {
+    vorn::ReportFailedCall(u"SetDefaultDllDirectories");
+    return vorn::kExitInputRefused;
+  }
+  return vorn::cli::Run(ToArguments(argc, argv));
+}

@@ -1,0 +1,24 @@
+# vorn_devnode.exe: the program's logic on Windows itself.
+enable_language(RC)
+configure_file(platform/windows/resources/vorn_devnode.rc.in
+               ${CMAKE_BINARY_DIR}/vorn_devnode.rc @ONLY)
+
+file(GLOB VORN_WINDOWS_SOURCES CONFIGURE_DEPENDS platform/windows/*.cpp)
+add_library(vorn_logic STATIC ${VORN_LOGIC_SOURCES} ${VORN_WINDOWS_SOURCES})
+target_link_libraries(vorn_logic PUBLIC vorn_options setupapi advapi32 ole32)
+target_compile_definitions(vorn_logic PUBLIC UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX
+                                             _WIN32_WINNT=0x0A00)
+
+add_executable(vorn_devnode cli/main.cpp ${CMAKE_BINARY_DIR}/vorn_devnode.rc)
+target_link_libraries(vorn_devnode PRIVATE vorn_logic)
+if(MSVC)
+  set_property(TARGET vorn_logic vorn_devnode
+               PROPERTY MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>")
+  # The manifest is one of the program's resources; the linker must not make another.
+  # DEPENDENTLOADFLAG limits the search for the libraries of the import table, too.
+  target_link_options(vorn_devnode PRIVATE /MANIFEST:NO /DYNAMICBASE /HIGHENTROPYVA /NXCOMPAT
+                                           /DEPENDENTLOADFLAG:0x800 /ENTRY:wmainCRTStartup)
+else()
+  target_link_options(vorn_devnode PRIVATE -municode -static -Wl,--dynamicbase
+                                           -Wl,--high-entropy-va -Wl,--nxcompat -s)
+endif()

@@ -1,0 +1,21 @@
+#include "platform/clock.h"
+
+#include "platform/windows/casts.h"
+
+namespace vorn::platform {
+
+static_assert(sizeof(SYSTEMTIME) == sizeof(::SYSTEMTIME));
+
+std::uint64_t GetTickCount64() {
+  return ::GetTickCount64();
+}
+
+void Sleep(std::uint32_t milliseconds) {
+  ::Sleep(milliseconds);
+}
+
+void GetSystemTime(SYSTEMTIME* time) {
+  ::GetSystemTime(windows::As<::SYSTEMTIME*>(time));
+}
+
+}  // namespace vorn::platform
