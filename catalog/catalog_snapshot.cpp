@@ -1,0 +1,201 @@
+#include "catalog/catalog_snapshot.h"
+
+#include "base/check_result.h"
+#include "base/platform_owners.h"
+#include "catalog/endpoint_recognition.h"
+#include "catalog/endpoint_sets.h"
+#include "platform/audio_endpoints.h"
+
+#include <cstdint>
+#include <optional>
+#include <utility>
+
+namespace vorn {
+
+namespace {
+
+using platform::EDataFlow;
+using platform::HRESULT;
+
+bool Failed(HRESULT result) {
+  return result < 0;
+}
+
+/// Membership of the multithreaded apartment, left again if it was joined.
+class ComApartment {
+ public:
+  ComApartment() : joined_(platform::CoInitializeEx(platform::COINIT_MULTITHREADED)) {}
+  ~ComApartment() {
+    if (!Failed(joined_)) platform::CoUninitialize();
+  }
+  ComApartment(const ComApartment&) = delete;
+  ComApartment& operator=(const ComApartment&) = delete;
+
+  /// A thread that is in another kind of apartment already can use COM all the same.
+  bool IsUsable() const { return !Failed(joined_) || joined_ == platform::RPC_E_CHANGED_MODE; }
+
+ private:
+  HRESULT joined_;
+};
+
+/// A property value, cleared at the end of its scope.
+class PropertyValue {
+ public:
+  PropertyValue() = default;
+  ~PropertyValue() { platform::PropVariantClear(&value_); }
+  PropertyValue(const PropertyValue&) = delete;
+  PropertyValue& operator=(const PropertyValue&) = delete;
+
+  platform::PROPVARIANT* Receive() { return &value_; }
+  const platform::PROPVARIANT& Get() const { return value_; }
+
+ private:
+  platform::PROPVARIANT value_ = {};
+};
+
+ComObject<platform::IMMDeviceEnumerator> CreateEnumerator() {
+  void* object = nullptr;
+  const HRESULT result =
+      platform::CoCreateInstance(platform::CLSID_MMDeviceEnumerator, platform::CLSCTX_ALL,
+                                 platform::IID_IMMDeviceEnumerator, &object);
+  ComObject<platform::IMMDeviceEnumerator> enumerator(
+      static_cast<platform::IMMDeviceEnumerator*>(object));
+  if (Failed(result)) enumerator.Reset();
+  return enumerator;
+}
+
+std::optional<std::uint32_t> ReadCableIndex(platform::IMMDevice& device) {
+  ComObject<platform::IPropertyStore> store;
+  if (Failed(device.OpenPropertyStore(platform::STGM_READ, store.Receive())) || !store) {
+    return std::nullopt;
+  }
+  PropertyValue value;
+  if (Failed(store.Get()->GetValue(kCableIndexKey, value.Receive()))) return std::nullopt;
+  return CableIndexOf(value.Get());
+}
+
+ComObject<platform::IDeviceTopology> ActivateTopology(platform::IMMDevice& device) {
+  void* object = nullptr;
+  const HRESULT result =
+      device.Activate(platform::IID_IDeviceTopology, platform::CLSCTX_ALL, nullptr, &object);
+  ComObject<platform::IDeviceTopology> topology(static_cast<platform::IDeviceTopology*>(object));
+  if (Failed(result)) topology.Reset();
+  return topology;
+}
+
+/// The device id of the filter that the endpoint's first connector leads to.
+std::optional<std::u16string> ReadConnectedDeviceId(platform::IMMDevice& device) {
+  const ComObject<platform::IDeviceTopology> topology = ActivateTopology(device);
+  if (!topology) return std::nullopt;
+  ComObject<platform::IConnector> connector;
+  if (Failed(topology.Get()->GetConnector(0, connector.Receive())) || !connector) {
+    return std::nullopt;
+  }
+  TaskString id;
+  if (Failed(connector.Get()->GetDeviceIdConnectedTo(id.Receive())) || !id) return std::nullopt;
+  return std::u16string(id.Get());
+}
+
+/// Lists the catalog into a snapshot.
+class CatalogLister {
+ public:
+  CatalogLister(std::u16string_view rootInstanceId, bool collectInstanceIds,
+                CatalogSnapshot& snapshot)
+      : rootInstanceId_(rootInstanceId),
+        collectInstanceIds_(collectInstanceIds),
+        snapshot_(snapshot) {}
+
+  /// Returns whether everything could be listed; what could be is recorded either way.
+  bool List(platform::IMMDeviceEnumerator& enumerator) {
+    const bool render = ListFlow(enumerator, platform::eRender);
+    const bool capture = ListFlow(enumerator, platform::eCapture);
+    return render && capture;
+  }
+
+ private:
+  bool ListFlow(platform::IMMDeviceEnumerator& enumerator, EDataFlow flow) {
+    constexpr std::uint32_t kListedStates =
+        platform::DEVICE_STATE_ACTIVE | platform::DEVICE_STATE_DISABLED;
+    ComObject<platform::IMMDeviceCollection> devices;
+    if (Failed(enumerator.EnumAudioEndpoints(flow, kListedStates, devices.Receive())) || !devices) {
+      return false;
+    }
+    std::uint32_t count = 0;
+    if (Failed(devices.Get()->GetCount(&count))) return false;
+    bool complete = true;
+    for (std::uint32_t index = 0; index < count; ++index) {
+      ComObject<platform::IMMDevice> device;
+      if (Failed(devices.Get()->Item(index, device.Receive())) || !device) {
+        complete = false;
+      } else if (!ListDevice(*device.Get(), flow)) {
+        complete = false;
+      }
+    }
+    return complete;
+  }
+
+  /// Skipping a device that is not the program's is no failure.
+  bool ListDevice(platform::IMMDevice& device, EDataFlow flow) {
+    const std::optional<std::uint32_t> cableIndex = ReadCableIndex(device);
+    if (!cableIndex) return true;
+    const std::optional<std::u16string> connected = ReadConnectedDeviceId(device);
+    if (!connected || !IsConnectedToRoot(*connected, rootInstanceId_)) return true;
+
+    TaskString id;
+    if (Failed(device.GetId(id.Receive())) || !id) return false;
+    std::uint32_t state = 0;
+    if (Failed(device.GetState(&state))) return false;
+    Record({*cableIndex, flow == platform::eCapture, state == platform::DEVICE_STATE_ACTIVE,
+            id.Get()});
+    return true;
+  }
+
+  void Record(CatalogEndpoint endpoint) {
+    snapshot_.endpointIds.push_back(endpoint.endpointId);
+    if (endpoint.active) {
+      snapshot_.activeEndpointIds.push_back(endpoint.endpointId);
+      if (collectInstanceIds_) {
+        snapshot_.activeInstanceIds.push_back(InstanceIdOfEndpoint(endpoint.endpointId));
+      }
+    }
+    snapshot_.endpoints.push_back(std::move(endpoint));
+  }
+
+  std::u16string_view rootInstanceId_;
+  bool collectInstanceIds_;
+  CatalogSnapshot& snapshot_;
+};
+
+CheckResult ListCatalog(std::u16string_view rootInstanceId, bool collectInstanceIds,
+                        CatalogSnapshot& snapshot) {
+  const ComApartment apartment;
+  if (!apartment.IsUsable()) return CheckResult::Failed(u"COM initialization failed");
+  const ComObject<platform::IMMDeviceEnumerator> enumerator = CreateEnumerator();
+  if (!enumerator) return CheckResult::Failed(u"MMDevice enumerator unavailable");
+  CatalogLister lister(rootInstanceId, collectInstanceIds, snapshot);
+  if (!lister.List(*enumerator.Get())) {
+    return CheckResult::Failed(u"MMDevice catalog enumeration was incomplete");
+  }
+  return CheckResult::Passed();
+}
+
+}  // namespace
+
+CatalogSnapshot TakeCatalogSnapshot(std::u16string_view rootInstanceId,
+                                    const std::vector<std::u16string>& presentChildren,
+                                    bool comparePnp) {
+  CatalogSnapshot snapshot;
+  CheckResult judged = ListCatalog(rootInstanceId, comparePnp, snapshot);
+  if (judged.ok) judged = CheckCatalogEndpoints(snapshot.endpoints);
+  if (judged.ok && comparePnp &&
+      !CompareInstanceSets(presentChildren, snapshot.activeInstanceIds, false).ok) {
+    judged = CheckResult::Failed(
+        u"ACTIVE MMDevice catalog does not match the exact problem-free started present "
+        u"AudioEndpoint children");
+  }
+  snapshot.ok = judged.ok;
+  snapshot.reason = std::move(judged.reason);
+  return snapshot;
+}
+
+}  // namespace vorn

@@ -1,0 +1,45 @@
+#include "catalog/endpoint_recognition.h"
+
+#include "base/text.h"
+
+#include <algorithm>
+#include <string>
+
+namespace vorn {
+
+namespace {
+
+bool IsSeparator(char16_t unit) {
+  return unit == u'#' || unit == u'\\' || unit == u'/';
+}
+
+/// The instance id as device interface names spell it.
+std::u16string InterfaceSpelling(std::u16string_view instanceId) {
+  std::u16string spelling = ToLowerAscii(instanceId);
+  std::replace_if(spelling.begin(), spelling.end(), IsSeparator, u'#');
+  return spelling;
+}
+
+}  // namespace
+
+std::optional<std::uint32_t> CableIndexOf(const platform::PROPVARIANT& value) {
+  if (value.vt == platform::VT_UI4) return value.ulVal;
+  if (value.vt == platform::VT_I4 && value.lVal >= 0) {
+    return static_cast<std::uint32_t>(value.lVal);
+  }
+  return std::nullopt;
+}
+
+bool IsConnectedToRoot(std::u16string_view connectedDeviceId, std::u16string_view rootInstanceId) {
+  if (rootInstanceId.empty()) return false;
+  const std::u16string connected = ToLowerAscii(connectedDeviceId);
+  const std::u16string root = InterfaceSpelling(rootInstanceId);
+  for (std::size_t found = connected.find(root); found != std::u16string::npos;
+       found = connected.find(root, found + 1)) {
+    const std::size_t end = found + root.size();
+    if (end == connected.size() || IsSeparator(connected[end])) return true;
+  }
+  return false;
+}
+
+}  // namespace vorn
