@@ -1,6 +1,7 @@
 # The host build: the program's logic on the simulated machine, the lab, and the tests.
 find_package(nlohmann_json 3.11 REQUIRED)
 find_package(GTest REQUIRED)
+find_package(OpenSSL REQUIRED)
 include(GoogleTest)
 include(CTest)
 
@@ -10,7 +11,7 @@ vorn_precompile(vorn_logic <string> <string_view> <vector> <map> <memory> <optio
 
 file(GLOB VORN_SIMULATED_SOURCES CONFIGURE_DEPENDS platform/simulated/*.cpp)
 add_library(vorn_simulated STATIC ${VORN_SIMULATED_SOURCES})
-target_link_libraries(vorn_simulated PUBLIC vorn_options vorn_logic)
+target_link_libraries(vorn_simulated PUBLIC vorn_options vorn_logic PRIVATE OpenSSL::Crypto)
 vorn_precompile(vorn_simulated <string> <string_view> <vector> <map> <memory> <optional> <variant>
                 <functional> <algorithm>)
 # The logic calls the platform and the model uses the logic's base: two libraries, one cycle.
