@@ -1,0 +1,26 @@
+#pragma once
+
+// The way to the resident driver: the device interfaces of the one live root, and the open of
+// exactly one of them. An interface of any other device node is never used.
+
+#include "base/platform_owners.h"
+#include "platform/types.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vorn {
+
+/// Paths of the present interfaces of a class that belong to the root device of that instance id
+/// (case ignored), in the platform's order (SetupDiEnumDeviceInterfaces). A platform failure ends
+/// or shortens the list.
+std::vector<std::u16string> ListRootInterfacePaths(const platform::GUID& interfaceClass,
+                                                   std::u16string_view rootId);
+
+/// Opens the root's control interface for reading and writing; when that is missing or cannot be
+/// opened, the first kernel-streaming audio interface of the root that can. Two live control
+/// interfaces are an error. On failure the owner is empty and `reason`, if given, says why.
+KernelHandle OpenRootControlChannel(const std::u16string& rootId, std::u16string* reason = nullptr);
+
+}  // namespace vorn

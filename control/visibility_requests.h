@@ -1,0 +1,23 @@
+#pragma once
+
+// The requests that hide and show endpoints, over an open control channel: the controller lease,
+// one endpoint's visibility, and the end of the lease.
+
+#include "control/control_request.h"
+#include "control/endpoint_identity.h"
+#include "platform/types.h"
+
+namespace vorn {
+
+/// Asks for the controller lease, under which visibility may be set. A whole answer has
+/// sizeof(LeaseReply) bytes.
+ControlAnswer AcquireControllerLease(platform::HANDLE channel);
+
+/// Shows or hides one endpoint.
+ControlAnswer SetCableVisibility(platform::HANDLE channel, const EndpointIdentity& endpoint,
+                                 bool visible);
+
+/// Gives the lease back; a failure changes nothing.
+void ReleaseControllerLease(platform::HANDLE channel);
+
+}  // namespace vorn

@@ -1,0 +1,42 @@
+#pragma once
+
+// Finding the one device node that this program works on: the present, root-enumerated device whose
+// hardware ids include Root\VornAudio. Everything here only reads, and prints nothing.
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace vorn {
+
+/// The present root device, as it was at one look. With several present roots the details are those
+/// of the first; with none they are empty.
+struct LiveRoot {
+  bool ok = false;              // exactly one present root, it has an id, and it started cleanly
+  bool startedCleanly = false;  // DN_STARTED, and no problem
+  bool disabled = false;        // the problem is CM_PROB_DISABLED
+  std::uint32_t presentCount = 0;
+  std::u16string instanceId;
+  std::u16string driverVersion;                  // DEVPKEY_Device_DriverVersion
+  std::u16string service;                        // DEVPKEY_Device_Service
+  std::u16string driverInfPath;                  // DEVPKEY_Device_DriverInfPath, as oem3.inf
+  std::vector<std::u16string> endpointChildren;  // started AudioEndpoint children, sorted when ok
+  std::u16string reason;                         // why not ok, empty when ok
+};
+
+/// Looks for the live root.
+LiveRoot DiscoverLiveRoot();
+
+/// How many matching root devices are installed, present or not; -1 when they cannot all be
+/// counted.
+std::int32_t CountInstalledRoots();
+
+/// Instance ids of the present matching roots, sorted ascending by code units. False when a call
+/// failed; `ids` then holds, sorted, what was read before.
+bool ListPresentRootIds(std::vector<std::u16string>& ids);
+
+/// Waits until the first present root is started without a problem, looking every 500 ms for
+/// `timeoutMs`; 0 looks once. `problem` is the last problem code that was seen, 0 if none was.
+bool WaitForStartedRoot(std::uint32_t timeoutMs, std::uint32_t& problem);
+
+}  // namespace vorn
