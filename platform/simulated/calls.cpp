@@ -114,6 +114,7 @@ Verdict EnterCall(std::string_view name) {
     if (process.killed) break;
     if (Hits(fault, name, nthOfName, nth)) Apply(fault, process, verdict);
   }
+  if (!process.killed) RunDueEvents(process.TheMachine());
   return verdict;
 }
 

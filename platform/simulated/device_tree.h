@@ -43,6 +43,18 @@ struct DeviceProperty {
   friend bool operator==(const DeviceProperty&, const DeviceProperty&) = default;
 };
 
+// Status flags and problems that the model gives, beside those that the program looks at.
+inline constexpr std::uint32_t DN_ROOT_ENUMERATED = 0x00000001;
+inline constexpr std::uint32_t DN_DRIVER_LOADED = 0x00000002;
+inline constexpr std::uint32_t DN_DISABLEABLE = 0x00002000;
+inline constexpr std::uint32_t DN_WILL_BE_REMOVED = 0x00040000;
+inline constexpr std::uint32_t DN_NT_ENUMERATOR = 0x00800000;
+inline constexpr std::uint32_t DN_NT_DRIVER = 0x01000000;
+inline constexpr std::uint32_t CM_PROB_FAILED_START = 10;
+inline constexpr std::uint32_t CM_PROB_WILL_BE_REMOVED = 21;
+inline constexpr std::uint32_t CM_PROB_FAILED_INSTALL = 28;
+inline constexpr std::uint32_t CM_PROB_DRIVER_FAILED_LOAD = 39;
+
 /// How a device takes what is done to it; each is a fact that a machine may be given.
 struct DeviceTemper {
   std::uint32_t vetoes = 0;     // query-removals that are still refused
@@ -55,7 +67,7 @@ struct DeviceTemper {
   bool removeKeepsNodeUntilRestart = false;  // and the node stays until the restart
   std::uint64_t removeDelay = 0;             // milliseconds until the node is gone
   std::uint32_t restartError = 0;            // not 0: DIF_PROPERTYCHANGE fails with this
-  bool restartNeedsReboot = false;           // DIF_PROPERTYCHANGE sets DI_NEEDRESTART
+  bool restartNeedsReboot = false;           // DIF_PROPERTYCHANGE only sets DI_NEEDRESTART
   std::uint32_t restartProblem = 0;          // not 0: the restart leaves this problem
 
   friend bool operator==(const DeviceTemper&, const DeviceTemper&) = default;
@@ -72,16 +84,20 @@ struct Device {
   std::optional<std::u16string> classGuidText;  // what the registry says instead
   std::u16string className;
   std::vector<std::u16string> hardwareIds;
+  std::optional<Bytes> hardwareIdData;  // what the registry holds instead, as bytes
   std::vector<DeviceProperty> properties;
   std::vector<DeviceInterface> interfaces;
-  std::uint32_t installFlags = 0;       // DI_ flags of the last class installer call
+  std::uint32_t installFlags = 0;       // DI_ flags that its installation parameters start with
   std::u16string service;               // of the bound driver, empty when none is bound
-  std::u16string publishedInf;          // oem3.inf, empty when none is bound
-  std::u16string pendingInf;            // selected, takes effect at the next restart
+  std::u16string publishedInf;          // selected package, oem3.inf; empty when none is
+  std::u16string pendingInf;            // the same, while it waits for a restart to take effect
   std::optional<DriverImage> resident;  // the image in memory
   bool leaseHeld = false;
   std::set<CableFlow> hidden;     // endpoints that the driver was told to hide
   std::uint32_t statusError = 0;  // not 0: the CONFIGRET of every status query
+  bool removalPending = false;    // removed, but the node stays until the restart
+  bool queryRemoved = false;      // let go by a query-removal; comes back at the restart
+  bool foreign = false;           // somebody else's: nothing of this program may change it
   DeviceTemper temper;
 };
 
@@ -91,7 +107,14 @@ struct DeviceTree {
   /// Devices are named without regard to ASCII case.
   Device* Find(std::u16string_view instanceId);
   const Device* Find(std::u16string_view instanceId) const;
+
+  /// Adds a device where its enumerator lists it: before the first device of the same enumerator
+  /// whose id is higher, else at the end. References to devices are not good after this.
+  Device& Insert(Device device);
 };
+
+/// Whether two instance ids name the same device.
+bool IsSameDevice(std::u16string_view left, std::u16string_view right);
 
 /// Whether the driver has started the device: DN_STARTED and no problem.
 bool IsStarted(const Device& device);
@@ -108,6 +131,9 @@ inline constexpr DEVPROPKEY kServiceKey = {
 
 struct Machine;
 
+/// The string of a property, empty when it is missing or of another type.
+std::u16string StringProperty(const Device& device, const DEVPROPKEY& key);
+
 /// Adds a present, unconfigured root with hardware id Root\VornAudio; returns it. The reference is
 /// good until another device is added.
 Device& AddRoot(Machine& machine, std::u16string_view instanceId);
@@ -123,8 +149,19 @@ void StopDevice(Machine& machine, std::u16string_view instanceId);
 /// The device node and its children are gone; endpoint records stay in the registry.
 void RemoveDeviceNode(Machine& machine, std::u16string_view instanceId);
 
+/// Stops the device and starts it again with its selected package, as far as the older image lets
+/// go: after the image's start delay. A disabled device stays as it is.
+void RestartDevice(Machine& machine, std::u16string_view instanceId);
+
+/// As an administrator does it in Device Manager: the device stops with CM_PROB_DISABLED.
+void DisableDevice(Machine& machine, std::u16string_view instanceId);
+
+/// The reverse: a disabled device is free to start, and does.
+void EnableDevice(Machine& machine, std::u16string_view instanceId);
+
 /// Restarts the machine: selections that were pending take effect, images are loaded anew, device
-/// nodes that were waiting to go are gone, opens and leases are over.
+/// nodes that were waiting to go are gone, opens and leases are over. The boot takes simulated
+/// time; the tick goes on and does not begin again, so that events and logs stay in order.
 void Reboot(Machine& machine);
 
 }  // namespace vorn::platform::simulated

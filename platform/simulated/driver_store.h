@@ -22,13 +22,14 @@ struct PublishedPackage {
   Bytes image;                       // the package's .sys
   std::uint32_t uninstallError = 0;  // not 0: uninstalling it fails with this
   bool uninstallKeepsFile = false;   // success is reported but the INF stays
+  bool foreign = false;              // somebody else's: nothing of this program may change it
 
   friend bool operator==(const PublishedPackage&, const PublishedPackage&) = default;
 };
 
 struct DriverStore {
   std::vector<PublishedPackage> packages;
-  std::uint32_t nextNumber = 3;     // of the next oem<n>.inf
+  std::uint32_t nextNumber = 0;     // of the next oem<n>.inf; numbers in use are passed over
   std::uint32_t updateError = 0;    // not 0: every bind fails with this
   bool updateNeedsRestart = false;  // every bind asks for a restart
 
@@ -37,10 +38,26 @@ struct DriverStore {
 };
 
 /// Publishes the package whose INF is at `infPath`, or finds it already published (the same INF
-/// bytes). Returns its published name; nothing, with the last error, when it is refused: no INF, no
-/// catalog beside it that lists the INF's SHA-256, no model for the hardware id.
+/// bytes). Returns its published name; nothing, with `*error`, when it is refused: no INF, no
+/// catalog beside it that lists the INF's SHA-256, no model for the hardware id. `error` may be
+/// null.
 std::optional<std::u16string> PublishPackage(Machine& machine, std::u16string_view infPath,
-                                             std::u16string_view hardwareId);
+                                             std::u16string_view hardwareId,
+                                             std::uint32_t* error = nullptr);
+
+/// Selects a published package for a device: its service, its properties, and no restart yet.
+void BindPackage(Machine& machine, std::u16string_view instanceId,
+                 std::u16string_view publishedInf);
+
+inline constexpr std::uint32_t SUOI_FORCEDELETE = 0x1;
+
+/// Takes a published package out of the store and its INF out of the Windows INF folder. 0 on
+/// success, else ERROR_NOT_AN_INSTALLED_OEM_INF for a name that is none,
+/// ERROR_INF_IN_USE_BY_DEVICES when a device, present or not, has selected it and `flags` do not
+/// force it, ERROR_FILE_NOT_FOUND when there is no such package, or what the package was set to
+/// give.
+std::uint32_t UninstallPackage(Machine& machine, std::u16string_view publishedInf,
+                               std::uint32_t flags);
 
 // What a driver package is made of. A catalog of the simulated machine is a text with the line
 // "sha256=<64 hexadecimal digits>" for each file that it covers.

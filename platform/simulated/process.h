@@ -6,6 +6,7 @@
 
 #include "platform/simulated/calls.h"
 #include "platform/simulated/machine.h"
+#include "platform/simulated/node_names.h"
 #include "platform/simulated/security_model.h"
 
 #include <cstdint>
@@ -61,6 +62,7 @@ class Process {
   std::uint64_t deadTicks = 0;
   bool ntdllMissing = false;                // GetModuleHandleW finds no ntdll.dll
   std::vector<std::string> missingExports;  // names that GetProcAddress does not find
+  NodeNames nodes;                          // what its device node numbers mean
   int comInitialized = 0;                   // CoInitializeEx calls not yet paired
 
   /// The process dies now: handles are closed as a kernel does, later calls do nothing and fail.

@@ -1,0 +1,18 @@
+#include "platform/simulated/node_names.h"
+
+#include "base/text.h"
+
+namespace vorn::platform::simulated {
+
+DEVINST NodeNames::NumberOf(std::u16string_view instanceId) {
+  const auto next = static_cast<DEVINST>(names_.size() + 1);
+  const auto [entry, isNew] = numbers_.try_emplace(ToUpperAscii(instanceId), next);
+  if (isNew) names_.emplace_back(instanceId);
+  return entry->second;
+}
+
+const std::u16string* NodeNames::NameOf(DEVINST node) const {
+  return node >= 1 && node <= names_.size() ? &names_[node - 1] : nullptr;
+}
+
+}  // namespace vorn::platform::simulated
