@@ -4,6 +4,7 @@
 #include "base/text.h"
 #include "catalog/endpoint_sets.h"
 #include "control/endpoint_identity.h"
+#include "package/driver_identity.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -16,7 +17,6 @@ namespace vorn {
 namespace {
 
 constexpr std::u16string_view kHeader = u"VORN_DRIVER_ACTIVATION_STATE_V2";
-constexpr std::u16string_view kServiceName = u"VornAudio";
 constexpr std::u16string_view kHexDigits = u"0123456789abcdefABCDEF";
 constexpr std::size_t kSha256HexLength = 64;
 
@@ -182,7 +182,7 @@ bool HasValidTarget(const ActivationState& state) {
     return !text.empty() && text.size() <= most && !HasLineBreak(text);
   };
   return isText(state.version, kMaxVersionLength) && isText(state.date, kMaxDateLength) &&
-         EqualsIgnoringCase(state.service, kServiceName) &&
+         EqualsIgnoringCase(state.service, kDriverServiceName) &&
          state.infSha256.size() == kSha256HexLength &&
          state.infSha256.find_first_not_of(kHexDigits) == std::u16string::npos;
 }

@@ -1,0 +1,25 @@
+#include "verify/audio_services.h"
+
+#include "base/platform_owners.h"
+#include "platform/services.h"
+
+namespace vorn {
+
+namespace {
+
+// The audio service depends on the builder.
+constexpr const char16_t* kAudioServices[] = {u"AudioEndpointBuilder", u"Audiosrv"};
+
+}  // namespace
+
+void StartAudioServices() {
+  const ServiceHandle manager(platform::OpenSCManagerW(platform::SC_MANAGER_CONNECT));
+  if (!manager) return;
+  for (const char16_t* name : kAudioServices) {
+    const ServiceHandle service(
+        platform::OpenServiceW(manager.Get(), name, platform::SERVICE_START));
+    if (service) platform::StartServiceW(service.Get());
+  }
+}
+
+}  // namespace vorn

@@ -1,0 +1,91 @@
+#include "verify/live_verification.h"
+
+#include "cli/console.h"
+#include "devnode/root_discovery.h"
+#include "platform/clock.h"
+#include "verify/audio_services.h"
+#include "verify/observations.h"
+
+#include <cstdint>
+#include <string_view>
+
+namespace vorn {
+
+namespace {
+
+constexpr std::uint32_t kRootStartTimeoutMs = 20'000;
+constexpr std::uint32_t kProofTimeoutMs = 90'000;
+constexpr std::uint32_t kPollPauseMs = 2'000;
+
+/// How long a run may take; a quick one looks once at each.
+struct Budget {
+  std::uint32_t rootStartMs;
+  std::uint32_t proofMs;
+};
+
+Budget BudgetOf(VerificationMode mode) {
+  return mode == VerificationMode::Quick ? Budget{0, 0}
+                                         : Budget{kRootStartTimeoutMs, kProofTimeoutMs};
+}
+
+/// Looks until everything is proven at once, or for `budgetMs`. Returns the latest evidence.
+Observations ObserveUntilProven(const ActivationState& state, std::uint32_t budgetMs) {
+  const std::uint64_t deadline = platform::GetTickCount64() + budgetMs;
+  Observations seen;
+  for (;;) {
+    Observe(state, seen);
+    if (AreProven(seen) || platform::GetTickCount64() >= deadline) return seen;
+    platform::Sleep(kPollPauseMs);
+  }
+}
+
+void ReportNotStarted(std::uint32_t problem) {
+  PrintError(u"vorn_devnode: RESULT=NOT_STARTED - devnode did not reach DN_STARTED (problem=%lu)\n",
+             problem);
+}
+
+void ReportProven(const ActivationState& state, const Observations& seen) {
+  Print(
+      u"vorn_devnode: RESULT=OK - root=%ls, package=%ls %ls (%ls), catalog=20, active=%zu, "
+      u"present-pnp=%zu, kernel=20\n",
+      seen.root.instanceId, state.date, state.version, seen.root.driverInfPath,
+      seen.catalog.activeEndpointIds.size(), seen.root.endpointChildren.size());
+}
+
+/// A word stands for an observation that holds only where the line has always had one; the others
+/// show their reason, which is then empty.
+void ReportMissing(const Observations& seen) {
+  const auto wordOr = [](bool ok, std::u16string_view word, std::u16string_view reason) {
+    return ok ? word : reason;
+  };
+  PrintError(
+      u"vorn_devnode: RESULT=ENDPOINTS_MISSING - root=%ls; package=%ls; kernel=%ls; "
+      u"resident=%ls; catalog=%ls; mapping=%ls; present=%ls (catalog=%zu, active=%zu, "
+      u"present-pnp=%zu)\n",
+      wordOr(seen.root.ok, u"healthy", seen.root.reason), seen.package.reason, seen.kernel.reason,
+      wordOr(seen.resident.ok, u"proven", seen.resident.reason),
+      wordOr(seen.catalog.ok, u"healthy", seen.catalog.reason), seen.mapping.reason,
+      seen.present.reason, seen.catalog.endpoints.size(), seen.catalog.activeEndpointIds.size(),
+      seen.root.endpointChildren.size());
+}
+
+}  // namespace
+
+ExitStatus RunLiveVerification(const ActivationState& state, VerificationMode mode) {
+  const Budget budget = BudgetOf(mode);
+  const bool reporting = mode == VerificationMode::Reporting;
+
+  StartAudioServices();
+  std::uint32_t problem = 0;
+  if (!WaitForStartedRoot(budget.rootStartMs, problem)) {
+    if (reporting) ReportNotStarted(problem);
+    return kExitNotStarted;
+  }
+  const Observations seen = ObserveUntilProven(state, budget.proofMs);
+  const bool proven = AreProven(seen);
+  if (reporting && proven) ReportProven(state, seen);
+  if (reporting && !proven) ReportMissing(seen);
+  return proven ? kExitOk : kExitEndpointsMissing;
+}
+
+}  // namespace vorn

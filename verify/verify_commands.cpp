@@ -1,0 +1,77 @@
+#include "verify/verify_commands.h"
+
+#include "base/text.h"
+#include "cli/console.h"
+#include "control/endpoint_quiesce.h"
+#include "devnode/hot_restart.h"
+#include "devnode/root_discovery.h"
+#include "install/activation_state.h"
+#include "install/activation_storage.h"
+#include "verify/live_verification.h"
+
+namespace vorn {
+
+namespace {
+
+/// Texts are compared, not dates: 2026-1-2 is not 2026-01-02.
+bool NamesTarget(const ActivationState& state, const std::u16string& version,
+                 const std::u16string& date) {
+  return EqualsIgnoringCase(state.version, version) && EqualsIgnoringCase(state.date, date);
+}
+
+}  // namespace
+
+ExitStatus Verify(const std::u16string& version, const std::u16string& date,
+                  const std::u16string& statePath) {
+  ActivationState state;
+  if (!ReadActivationState(statePath, state)) {
+    PrintError(
+        u"vorn_devnode: RESULT=ENDPOINTS_MISSING - protected activation state is missing or "
+        u"malformed\n");
+    return kExitEndpointsMissing;
+  }
+  if (!NamesTarget(state, version, date)) {
+    PrintError(
+        u"vorn_devnode: RESULT=ENDPOINTS_MISSING - journal target does not match protected INF "
+        u"DriverVer\n");
+    return kExitEndpointsMissing;
+  }
+  return RunLiveVerification(state, VerificationMode::Reporting);
+}
+
+ExitStatus HotActivate(const std::u16string& version, const std::u16string& date,
+                       const std::u16string& statePath) {
+  ActivationState state;
+  if (!ReadActivationState(statePath, state) || !NamesTarget(state, version, date)) {
+    PrintError(
+        u"vorn_devnode: RESULT=HOT_SWAP_FAILED - protected activation identity is missing or "
+        u"mismatched\n");
+    return kExitHotSwapFailed;
+  }
+  const LiveRoot root = DiscoverLiveRoot();
+  if (!root.ok || root.instanceId.empty()) {
+    PrintError(u"vorn_devnode: RESULT=HOT_SWAP_FAILED - cannot resolve the live VORN root: %ls\n",
+               root.reason);
+    return kExitHotSwapFailed;
+  }
+  QuiesceGuard guard(root.instanceId);
+  if (!QuiesceEndpoints(guard, QuiesceMode::Hide)) {
+    PrintError(
+        u"vorn_devnode: RESULT=HOT_SWAP_FAILED - VORN endpoints could not be quiesced; no driver "
+        u"mutation attempted\n");
+    return kExitHotSwapFailed;
+  }
+  const HotRestartResult restart = RunHotRestartPreflight();
+  if (restart.passed && !restart.restartRequested) {
+    // A restarted device publishes its endpoints anew; there is nothing to take back.
+    guard.Forget();
+    return RunLiveVerification(state, VerificationMode::Reporting);
+  }
+  if (!guard.Hidden().empty()) QuiesceEndpoints(guard, QuiesceMode::Show);
+  PrintError(
+      u"vorn_devnode: RESULT=HOT_SWAP_FAILED - selected driver could not be activated without "
+      u"restart\n");
+  return kExitHotSwapFailed;
+}
+
+}  // namespace vorn
