@@ -1,8 +1,9 @@
 #pragma once
 
-// The simulated machine's audio endpoints: the catalog that users see, and the builder that fills
-// it from what the driver exposes.
+// The simulated machine's audio endpoints as the catalog keeps them and COM shows them. What fills
+// the catalog is the endpoint builder.
 
+#include "platform/audio_endpoints.h"
 #include "platform/simulated/driver_image.h"
 
 #include <cstdint>
@@ -15,10 +16,8 @@
 
 namespace vorn::platform::simulated {
 
-struct Machine;
-
 struct CableProperty {
-  std::uint16_t type = 19;  // VT_UI4
+  std::uint16_t type = 19;  // VT_UI4; VT_LPWSTR gives the value as a text
   std::uint32_t value = 0;
 
   friend bool operator==(const CableProperty&, const CableProperty&) = default;
@@ -46,7 +45,7 @@ struct AudioEndpoint {
 };
 
 /// What the endpoint builder remembers of a cable, so that its endpoint keeps its id and the user's
-/// choice across updates.
+/// choice across updates. It lasts as long as the endpoint's record in the registry.
 struct RememberedEndpoint {
   std::u16string id;
   bool disabledByUser = false;
@@ -55,25 +54,35 @@ struct RememberedEndpoint {
 };
 
 struct AudioCatalog {
-  std::vector<AudioEndpoint> endpoints;                // in catalog order
-  std::map<CableFlow, RememberedEndpoint> remembered;  // of the VORN device
+  std::vector<AudioEndpoint> endpoints;                                          // in catalog order
+  std::map<std::u16string, std::map<CableFlow, RememberedEndpoint>> remembered;  // by device
+
+  // How the endpoint builder works; each is a fact that a machine may be given.
   std::uint64_t buildDelay = 1500;     // milliseconds from the started driver to its endpoints
+  std::set<CableFlow> late;            // these come later than the others
+  std::uint64_t lateDelay = 5000;      // by so many milliseconds
   std::uint32_t remintNext = 0;        // so many cables get new ids at the next building
   std::set<CableFlow> neverPublished;  // missing whatever the driver exposes
   std::set<CableFlow> doubled;         // published twice
   std::set<CableFlow> activated;       // published active although the user had disabled them
-  bool childLags = false;              // endpoints appear in the catalog but not as PnP children
+  std::uint64_t childDelay = 0;        // milliseconds from an endpoint to its PnP child
+  bool childLags = false;              // endpoints appear in the catalog but never as PnP children
+  std::uint64_t recordDelay = 0;       // milliseconds until records of withdrawn endpoints say so
+  bool recordsStayActive = false;      // records of withdrawn endpoints never say so
   std::uint32_t nextGuid = 1;          // of the next endpoint id
-  std::int32_t coInitializeResult = 0;
+
+  // How COM answers; each that is not 0 is the HRESULT of that call.
+  std::int32_t coInitializeResult = 0;  // RPC_E_CHANGED_MODE: the thread is in another apartment
   std::int32_t createError = 0;
   std::int32_t enumError = 0;  // of EnumAudioEndpoints
+  std::int32_t countError = 0;
+  std::int32_t itemError = 0;
+
+  friend bool operator==(const AudioCatalog&, const AudioCatalog&) = default;
 };
 
-/// Publishes the endpoints of a started device as its image exposes them: catalog entries, PnP
-/// children and registry records. Does nothing when the audio services do not run.
-void PublishEndpoints(Machine& machine, std::u16string_view rootInstanceId);
-
-/// Takes the endpoints of a device out of view; records stay.
-void WithdrawEndpoints(Machine& machine, std::u16string_view rootInstanceId);
+/// The audio endpoint enumerator of the current process as a new COM object; null, with the reason
+/// in `*result`, when the catalog gives none.
+IMMDeviceEnumerator* CreateDeviceEnumerator(HRESULT* result);
 
 }  // namespace vorn::platform::simulated

@@ -1,6 +1,7 @@
 #include "platform/clock.h"
 
 #include "platform/simulated/clock.h"
+#include "platform/simulated/endpoint_builder.h"
 #include "platform/simulated/process.h"
 
 #include <algorithm>
@@ -25,6 +26,18 @@ void Happen(Machine& machine, const Event& event) {
       break;
     case EventKind::PublishEndpoints:
       PublishEndpoints(machine, event.subject);
+      break;
+    case EventKind::PublishLateEndpoints:
+      PublishLateEndpoints(machine, event.subject);
+      break;
+    case EventKind::PublishEndpointChildren:
+      PublishEndpointChildren(machine, event.subject);
+      break;
+    case EventKind::WithdrawEndpoints:
+      WithdrawEndpoints(machine, event.subject);
+      break;
+    case EventKind::IdleEndpointRecords:
+      IdleEndpointRecords(machine, event.subject);
       break;
   }
 }

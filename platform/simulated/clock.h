@@ -12,10 +12,14 @@ namespace vorn::platform::simulated {
 struct Machine;
 
 enum class EventKind {
-  StartDevice,       // the device's driver finishes starting
-  RemoveDevice,      // the device node disappears
-  PublishEndpoints,  // the endpoint builder publishes the device's endpoints
-  AnnounceReplug,    // the device is gone from the tree, unasked
+  StartDevice,              // the device's driver finishes starting
+  RemoveDevice,             // the device node disappears
+  PublishEndpoints,         // the endpoint builder publishes the device's endpoints
+  PublishLateEndpoints,     // and those that come later
+  PublishEndpointChildren,  // the endpoints' PnP children appear
+  WithdrawEndpoints,        // the device's endpoints vanish while it runs
+  IdleEndpointRecords,      // the endpoints' records say that they are not present
+  AnnounceReplug,           // the device is gone from the tree, unasked
 };
 
 /// Something that happens to `subject` (a device instance id) when the clock reaches `due`.

@@ -93,6 +93,7 @@ struct Device {
   std::u16string pendingInf;            // the same, while it waits for a restart to take effect
   std::optional<DriverImage> resident;  // the image in memory
   bool leaseHeld = false;
+  std::uint32_t generation = 0;   // of the driver in memory; handles of an earlier one are dead
   std::set<CableFlow> hidden;     // endpoints that the driver was told to hide
   std::uint32_t statusError = 0;  // not 0: the CONFIGRET of every status query
   bool removalPending = false;    // removed, but the node stays until the restart

@@ -7,7 +7,6 @@
 
 #include <cstdint>
 #include <map>
-#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -38,6 +37,8 @@ struct DriverImage {
   std::uint32_t poolBytes = 2804;                    // length of the pool reply
   std::uint32_t leaseBytes = 16;                     // length of the lease reply
   std::map<std::uint32_t, std::uint32_t> failures;   // control code to the error it gives
+  std::map<std::uint32_t, std::uint64_t> delays;     // control code to the milliseconds it takes
+  std::map<std::uint32_t, Bytes> replies;            // control code to what it replies instead
   std::map<CableFlow, std::uint32_t> refusesToHide;  // to the error it gives
   std::map<CableFlow, std::uint32_t> refusesToShow;
   std::uint32_t startProblem = 0;  // not 0: the device gets this problem instead of starting
@@ -50,13 +51,16 @@ struct DriverImage {
   friend bool operator==(const DriverImage&, const DriverImage&) = default;
 };
 
-/// A sound image of that version "a.b.c.d", with the whole pool of 20.
+/// A sound image of that version "a.b.c.d", with the whole pool of 20: the render cables 0 to 9,
+/// then the capture cables. Missing parts of the version are 0.
 DriverImage SoundImage(std::u16string_view version);
 
-/// The image that the bytes of a .sys describe; lines that are not understood are ignored.
+/// The image that the bytes of a .sys describe; lines that are not understood are ignored. A line
+/// `version=a.b.c.d` makes the sound image of that version, which the lines after it change.
 DriverImage ParseImage(const Bytes& content);
 
-/// The text of an image, for the .sys of a package.
+/// The text of an image, for the .sys of a package. It says what differs from the sound image of
+/// the version; ParseImage gives the same image back.
 std::string ToImageText(const DriverImage& image);
 
 }  // namespace vorn::platform::simulated

@@ -9,20 +9,13 @@
 #include "platform/simulated/driver_store.h"
 #include "platform/simulated/file_system.h"
 #include "platform/simulated/registry_model.h"
+#include "platform/simulated/services.h"
 
 #include <cstdint>
 #include <map>
 #include <string>
 
 namespace vorn::platform::simulated {
-
-struct Service {
-  bool running = true;
-  std::uint32_t openError = 0;   // not 0: opening it fails with this
-  std::uint32_t startError = 0;  // not 0: starting it fails with this
-
-  friend bool operator==(const Service&, const Service&) = default;
-};
 
 struct Machine {
   FileSystem files;
@@ -31,6 +24,7 @@ struct Machine {
   DriverStore store;
   AudioCatalog audio;
   std::map<std::u16string, Service> services;  // by name
+  std::uint32_t serviceManagerError = 0;       // not 0: connecting to the manager fails with this
   Clock clock;
   std::uint64_t randomState = 0x9E3779B97F4A7C15;
   std::map<std::u16string, std::u16string> classNames;  // upper-cased class GUID text to name

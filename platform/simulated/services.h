@@ -1,0 +1,40 @@
+#pragma once
+
+// The simulated machine's services.
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace vorn::platform::simulated {
+
+struct Machine;
+
+inline constexpr char16_t kEndpointBuilderService[] = u"AudioEndpointBuilder";
+inline constexpr char16_t kAudioService[] = u"Audiosrv";
+
+struct Service {
+  bool running = true;
+  std::uint32_t openError = 0;   // not 0: opening it fails with this
+  std::uint32_t startError = 0;  // not 0: starting it fails with this
+
+  friend bool operator==(const Service&, const Service&) = default;
+};
+
+/// The service of that name, without regard to ASCII case; null when there is none.
+Service* FindService(Machine& machine, std::u16string_view name);
+
+/// Whether a service exists and runs.
+bool IsRunning(Machine& machine, std::u16string_view name);
+
+/// Starts a service that is not running, whatever its errors; the endpoint builder then turns to
+/// the devices that wait for it.
+void RunService(Machine& machine, std::u16string_view name);
+
+/// Stops a service. Endpoints stay as they are, but nobody lists or builds any.
+void StopService(Machine& machine, std::u16string_view name);
+
+/// Runs every service that can start, as a restart of the machine does.
+void RunAutomaticServices(Machine& machine);
+
+}  // namespace vorn::platform::simulated
