@@ -31,23 +31,34 @@ struct AccessEntry {
   friend bool operator==(const AccessEntry&, const AccessEntry&) = default;
 };
 
+/// A text that is no SID stands for the bytes of a malformed one; an empty owner or group for none.
 struct SecurityRecord {
   std::u16string owner = kAdministrators;
-  bool daclPresent = true;
+  std::u16string group = {};
+  bool daclPresent = true;  // without a DACL everybody may do everything
   bool daclProtected = false;
-  std::vector<AccessEntry> entries;
+  bool daclAutoInherited = false;
+  std::vector<AccessEntry> entries = {};
+
+  /// A self-relative descriptor to be shown as it is instead, for tests of malformed ones. The
+  /// access check does not read it.
+  std::optional<std::vector<std::uint8_t>> image = {};
 
   friend bool operator==(const SecurityRecord&, const SecurityRecord&) = default;
 };
 
-/// A descriptor from SDDL text; nothing when the text is malformed.
-std::optional<SecurityRecord> ParseSddl(std::u16string_view text);
+/// A descriptor from SDDL text; nothing when the text is malformed. `*error`, when given, gets the
+/// Win32 code of what is wrong. Text without an owner gives an empty one, without "D:" no DACL.
+std::optional<SecurityRecord> ParseSddl(std::u16string_view text, std::uint32_t* error = nullptr);
 
 /// The SDDL text of a descriptor.
 std::u16string ToSddl(const SecurityRecord& record);
 
-/// The descriptor that a new child gets under `parent` when none is given.
+/// The descriptor that a new file or folder gets under `parent` when none is given.
 SecurityRecord InheritFrom(const SecurityRecord& parent, bool directory, std::u16string_view owner);
+
+/// Generic rights of an access mask replaced by those of files.
+std::uint32_t MapFileRights(std::uint32_t access);
 
 /// Who is asking: the identities of a token, and the privileges that override access lists.
 struct Token {
@@ -60,8 +71,23 @@ struct Token {
   bool restoreEnabled = false;
 };
 
-/// The rights that an access list grants; generic bits of `desired` must have been mapped.
-/// Nothing when not all of them are granted.
-bool IsGranted(const SecurityRecord& record, const Token& token, std::uint32_t desired);
+/// Whether `sid` is among the token's identities.
+bool Holds(const Token& token, std::u16string_view sid);
+
+/// Rights that an enabled privilege gives where the caller asked for its use: on files with
+/// FILE_OPEN_FOR_BACKUP_INTENT, on keys with REG_OPTION_BACKUP_RESTORE.
+struct PrivilegedRights {
+  std::uint32_t backup = 0;
+  std::uint32_t restore = 0;
+};
+
+/// Those of `desired` that are granted: by the list's entries in their order, by ownership
+/// (READ_CONTROL and WRITE_DAC), by privileges. Generic bits must have been mapped.
+std::uint32_t GrantedRights(const SecurityRecord& record, const Token& token, std::uint32_t desired,
+                            const PrivilegedRights& privileged = {});
+
+/// Whether all of `desired` is granted.
+bool IsGranted(const SecurityRecord& record, const Token& token, std::uint32_t desired,
+               const PrivilegedRights& privileged = {});
 
 }  // namespace vorn::platform::simulated

@@ -1,0 +1,111 @@
+#pragma once
+
+// What the disks hold: nodes, which are files or folders, and the names that lead to them.
+//
+// A name is an entry of a folder, so that hard links are two names of one node. Nodes live in a
+// table that copies of a machine share until one of them writes, so that a machine is cheap to copy
+// and to compare.
+
+#include "platform/simulated/security_model.h"
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vorn::platform::simulated {
+
+using Bytes = std::vector<std::uint8_t>;
+using NodeId = std::uint64_t;  // 0 is no node
+
+/// Where a name is: its folder and its upper-cased self. A volume's root has no name: folder 0.
+struct Place {
+  NodeId folder = 0;
+  std::u16string key;
+
+  friend bool operator==(const Place&, const Place&) = default;
+};
+
+enum class ReparseKind { None, Junction, SymbolicLink, Other };
+
+struct Entry {
+  std::u16string name;       // as written
+  std::u16string shortName;  // 8.3 alias, empty when there is none
+  NodeId node = 0;
+  bool deletePending = false;  // goes when the last handle that was opened by this name closes
+
+  friend bool operator==(const Entry&, const Entry&) = default;
+};
+
+/// In units of 100 ns since 1601, UTC.
+struct FileTimes {
+  static constexpr std::int64_t kStartOf2026 = 134'116'992'000'000'000;
+
+  std::int64_t creation = kStartOf2026;
+  std::int64_t lastAccess = kStartOf2026;
+  std::int64_t lastWrite = kStartOf2026;
+  std::int64_t change = kStartOf2026;
+};
+
+struct Node {
+  bool directory = false;
+  std::uint32_t attributes = 0;  // without DIRECTORY and REPARSE_POINT, which follow from the node
+  std::shared_ptr<const Bytes> content = std::make_shared<const Bytes>();
+  std::uint64_t zeroTail = 0;               // zero bytes that follow `content` and take no memory
+  std::map<std::u16string, Entry> entries;  // of a folder, by upper-cased name
+  Place place;                              // of a folder: its own name
+  ReparseKind reparse = ReparseKind::None;
+  std::u16string reparseTarget;
+  SecurityRecord security;
+  std::uint32_t volume = 0;  // index in FileSystem::volumes
+  std::uint32_t links = 0;   // names that lead here
+  FileTimes times;
+
+  // What the volume says instead of the truth, for tests.
+  std::optional<std::uint32_t> reportedLinks;
+  std::optional<std::uint32_t> reportedType;   // of GetFileType
+  std::optional<std::uint64_t> reportedIndex;  // the file index
+  std::vector<Bytes> reportedPages;            // a folder's listing, page by page
+
+  /// Equal in everything but times and the way of storing zeros.
+  friend bool operator==(const Node& left, const Node& right);
+};
+
+/// Bytes of a file.
+std::uint64_t FileSize(const Node& node);
+
+/// The file index that the volume reports: the table's record in the low 48 bits, its sequence
+/// number above.
+std::uint64_t FileIndexOf(NodeId id, const Node& node);
+
+/// All nodes by number. A reference from the writing `at` is good until the table is copied.
+class NodeTable {
+ public:
+  /// The node, null when there is none.
+  const Node* Find(NodeId id) const {
+    const auto found = nodes_.find(id);
+    return found == nodes_.end() ? nullptr : found->second.get();
+  }
+  bool contains(NodeId id) const { return nodes_.contains(id); }
+  std::size_t size() const { return nodes_.size(); }
+
+  /// The node, which must exist; the second one may be written to.
+  const Node& at(NodeId id) const { return *nodes_.at(id); }
+  Node& at(NodeId id);
+
+  void Put(NodeId id, Node node) { nodes_[id] = std::make_shared<Node>(std::move(node)); }
+  void Erase(NodeId id) { nodes_.erase(id); }
+
+  /// Pairs of a number and a shared pointer to the node.
+  auto begin() const { return nodes_.begin(); }
+  auto end() const { return nodes_.end(); }
+
+  friend bool operator==(const NodeTable& left, const NodeTable& right);
+
+ private:
+  std::map<NodeId, std::shared_ptr<const Node>> nodes_;
+};
+
+}  // namespace vorn::platform::simulated
