@@ -1,8 +1,6 @@
 # The host build: the program's logic on the simulated machine, the lab, and the tests.
 find_package(nlohmann_json 3.11 REQUIRED)
-find_package(GTest REQUIRED)
 find_package(OpenSSL REQUIRED)
-include(GoogleTest)
 include(CTest)
 
 add_library(vorn_logic STATIC ${VORN_LOGIC_SOURCES})

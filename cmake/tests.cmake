@@ -1,4 +1,7 @@
 # One test program for each folder of tests/, each test a ctest of its own.
+find_package(GTest REQUIRED)
+include(GoogleTest)
+
 file(GLOB VORN_TEST_SUPPORT_SOURCES CONFIGURE_DEPENDS tests/support/*.cpp)
 add_library(vorn_test_support INTERFACE)
 if(VORN_TEST_SUPPORT_SOURCES)
