@@ -1,0 +1,54 @@
+#include "cli/default_state_path.h"
+
+#include "cli/absolute_path.h"
+#include "platform/files.h"
+
+#include <cstdint>
+
+namespace vorn::cli {
+
+namespace {
+
+constexpr std::uint32_t kModulePathCapacity = 32768;
+
+/// The state file in the folder above the one that holds `path`.
+std::u16string StatePathAboveFolderOf(std::u16string_view path) {
+  const std::u16string_view parent = CutLastComponent(CutLastComponent(path));
+  if (parent.empty()) return {};
+  return std::u16string(parent) + u"\\.vorn-driver-activation-state";
+}
+
+/// `path` made absolute without touching the disk; empty on failure.
+std::u16string FullPath(const std::u16string& path) {
+  const std::uint32_t needed = platform::GetFullPathNameW(path.c_str(), 0, nullptr, nullptr);
+  if (needed == 0) return {};
+  const std::uint32_t capacity = needed + 1;
+  std::u16string full(capacity, u'\0');
+  const std::uint32_t length =
+      platform::GetFullPathNameW(path.c_str(), capacity, full.data(), nullptr);
+  if (length == 0 || length >= capacity) return {};
+  full.resize(length);
+  return full;
+}
+
+/// The file of the running program; empty on failure and when it would be cut.
+std::u16string ProgramPath() {
+  std::u16string path(kModulePathCapacity, u'\0');
+  const std::uint32_t length =
+      platform::GetModuleFileNameW(nullptr, path.data(), kModulePathCapacity);
+  if (length == 0 || length >= kModulePathCapacity) return {};
+  path.resize(length);
+  return path;
+}
+
+}  // namespace
+
+std::u16string StatePathForInf(const std::u16string& infPath) {
+  return StatePathAboveFolderOf(FullPath(infPath));
+}
+
+std::u16string StatePathForProgram() {
+  return StatePathAboveFolderOf(ProgramPath());
+}
+
+}  // namespace vorn::cli
