@@ -1,0 +1,56 @@
+#include "control/resume_endpoints.h"
+
+#include "cli/console.h"
+#include "control/control_channel.h"
+#include "control/visibility_requests.h"
+#include "devnode/root_discovery.h"
+
+#include <cstdint>
+
+namespace vorn {
+
+namespace {
+
+/// Shows every endpoint; returns how many could not be shown, each with a line.
+std::int32_t ShowEveryEndpoint(platform::HANDLE channel) {
+  std::int32_t failed = 0;
+  for (const EndpointIdentity& endpoint : AllEndpointIdentities()) {
+    const ControlAnswer answer = SetCableVisibility(channel, endpoint, true);
+    if (answer.succeeded) continue;
+    ++failed;
+    PrintError(u"vorn_devnode: resume-endpoints: cable %lu %ls failed (error 0x%08lX)\n",
+               endpoint.cableIndex, FlowName(endpoint.capture), answer.error);
+  }
+  return failed;
+}
+
+}  // namespace
+
+ExitStatus ResumeEndpoints() {
+  const LiveRoot root = DiscoverLiveRoot();
+  if (!root.ok || root.instanceId.empty()) {
+    PrintError(u"vorn_devnode: resume-endpoints: no live VORN root: %ls\n", root.reason);
+    return kExitNotStarted;
+  }
+  std::u16string reason;
+  KernelHandle channel = OpenRootControlChannel(root.instanceId, &reason);
+  if (!channel) {
+    PrintError(u"vorn_devnode: resume-endpoints: %ls\n", reason);
+    return kExitNotStarted;
+  }
+  // Any answer will do here, also a short one: this is the last resort.
+  const ControlAnswer lease = AcquireControllerLease(channel.Get());
+  if (!lease.succeeded) {
+    PrintError(u"vorn_devnode: resume-endpoints: controller lease unavailable (error 0x%08lX)\n",
+               lease.error);
+    return kExitHotSwapFailed;
+  }
+  const std::int32_t failed = ShowEveryEndpoint(channel.Get());
+  ReleaseControllerLease(channel.Get());
+  channel.Reset();
+  Print(u"vorn_devnode: resume-endpoints: %d shown, %d failed\n",
+        static_cast<std::int32_t>(kEndpointCount) - failed, failed);
+  return failed == 0 ? kExitOk : kExitEndpointsMissing;
+}
+
+}  // namespace vorn

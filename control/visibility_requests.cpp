@@ -1,0 +1,26 @@
+#include "control/visibility_requests.h"
+
+#include "control/control_protocol.h"
+
+namespace vorn {
+
+ControlAnswer AcquireControllerLease(platform::HANDLE channel) {
+  const LeaseRequest request;
+  LeaseReply reply;
+  return SendControlRequest(channel, kAcquireLeaseCode, &request, sizeof request, &reply,
+                            sizeof reply);
+}
+
+ControlAnswer SetCableVisibility(platform::HANDLE channel, const EndpointIdentity& endpoint,
+                                 bool visible) {
+  const CableVisibilityRequest request = {endpoint.cableIndex, endpoint.capture ? 1U : 0U,
+                                          visible ? 1U : 0U};
+  return SendControlRequest(channel, kSetCableVisibilityCode, &request, sizeof request, nullptr, 0);
+}
+
+void ReleaseControllerLease(platform::HANDLE channel) {
+  const LeaseRequest request;
+  SendControlRequest(channel, kReleaseLeaseCode, &request, sizeof request, nullptr, 0);
+}
+
+}  // namespace vorn

@@ -1,0 +1,67 @@
+#include "devnode/device_reads.h"
+
+#include "base/text.h"
+#include "platform/last_error.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <iterator>
+
+namespace vorn {
+
+namespace {
+
+constexpr std::uint32_t kHardwareIdBytes = 1024;
+
+}  // namespace
+
+bool MatchesRootHardwareId(platform::HDEVINFO list, const platform::SP_DEVINFO_DATA& device) {
+  char16_t buffer[kHardwareIdBytes / sizeof(char16_t)] = {};
+  if (!platform::SetupDiGetDeviceRegistryPropertyW(list, &device, platform::SPDRP_HARDWAREID,
+                                                   nullptr, buffer, sizeof buffer, nullptr)) {
+    return false;
+  }
+  const char16_t* const bufferEnd = std::end(buffer);
+  for (const char16_t* text = buffer; text != bufferEnd && *text != u'\0';) {
+    const char16_t* const textEnd = std::find(text, bufferEnd, u'\0');
+    if (EqualsIgnoringCase(std::u16string_view(text, textEnd), kRootHardwareId)) return true;
+    text = textEnd == bufferEnd ? bufferEnd : textEnd + 1;
+  }
+  return false;
+}
+
+bool ReadInstanceId(platform::HDEVINFO list, const platform::SP_DEVINFO_DATA& device,
+                    std::u16string& instanceId) {
+  instanceId.clear();
+  std::uint32_t length = 0;
+  if (platform::SetupDiGetDeviceInstanceIdW(list, &device, nullptr, 0, &length) ||
+      platform::GetLastError() != platform::ERROR_INSUFFICIENT_BUFFER || length == 0) {
+    return false;
+  }
+  std::u16string buffer(length, u'\0');
+  if (!platform::SetupDiGetDeviceInstanceIdW(list, &device, buffer.data(), length, nullptr)) {
+    return false;
+  }
+  instanceId = buffer.c_str();
+  return !instanceId.empty();
+}
+
+std::u16string ReadStringProperty(platform::HDEVINFO list, const platform::SP_DEVINFO_DATA& device,
+                                  const platform::DEVPROPKEY& key) {
+  std::uint32_t type = 0;
+  std::uint32_t bytes = 0;
+  if (platform::SetupDiGetDevicePropertyW(list, &device, &key, &type, nullptr, 0, &bytes) ||
+      platform::GetLastError() != platform::ERROR_INSUFFICIENT_BUFFER ||
+      type != platform::DEVPROP_TYPE_STRING || bytes < sizeof(char16_t)) {
+    return {};
+  }
+  std::u16string value((bytes + 1) / sizeof(char16_t), u'\0');
+  if (!platform::SetupDiGetDevicePropertyW(list, &device, &key, &type, value.data(), bytes,
+                                           nullptr) ||
+      type != platform::DEVPROP_TYPE_STRING) {
+    return {};
+  }
+  return value.c_str();
+}
+
+}  // namespace vorn

@@ -1,0 +1,76 @@
+#include "devnode/hot_restart.h"
+
+#include "cli/console.h"
+#include "devnode/class_installer.h"
+#include "devnode/root_discovery.h"
+#include "devnode/root_walk.h"
+
+#include <cstdint>
+#include <optional>
+
+namespace vorn {
+
+namespace {
+
+constexpr std::uint32_t kRestartTimeoutMs = 30'000;
+
+/// The only matching device of a list; nothing, with a report, when it is not the only one or not
+/// every device was seen.
+std::optional<platform::SP_DEVINFO_DATA> FindOnlyRoot(platform::HDEVINFO list) {
+  RootWalk walk(list);
+  std::int32_t found = 0;
+  platform::SP_DEVINFO_DATA root = {};
+  for (platform::SP_DEVINFO_DATA device; walk.Next(device); ++found)
+    root = device;
+  if (walk.SawEveryDevice() && found == 1) return root;
+  PrintError(
+      u"vorn_devnode: hot-swap preflight requires exactly one present VORN root (found %d)\n",
+      found);
+  return std::nullopt;
+}
+
+bool RestartDevice(platform::HDEVINFO list, const platform::SP_DEVINFO_DATA& device) {
+  if (SetRestartParameters(list, device) &&
+      platform::SetupDiCallClassInstaller(platform::DIF_PROPERTYCHANGE, list, &device)) {
+    return true;
+  }
+  ReportFailedCall(u"SetupDiCallClassInstaller(hot-swap preflight)");
+  return false;
+}
+
+bool WaitUntilRestarted() {
+  std::uint32_t problem = 0;
+  if (!WaitForStartedRoot(kRestartTimeoutMs, problem)) {
+    PrintError(u"vorn_devnode: VORN root did not restart during hot-swap preflight (CM_PROB=%lu)\n",
+               problem);
+    return false;
+  }
+  Print(u"vorn_devnode: VORN root hot-restart preflight passed\n");
+  return true;
+}
+
+}  // namespace
+
+HotRestartResult RunHotRestartPreflight() {
+  const DeviceInfoList present = OpenRootDevices(RootScope::Present);
+  if (!present) {
+    ReportFailedCall(u"SetupDiGetClassDevs(hot-swap preflight)");
+    return {};
+  }
+  const std::optional<platform::SP_DEVINFO_DATA> root = FindOnlyRoot(present.Get());
+  if (!root || !RestartDevice(present.Get(), *root)) return {};
+  const std::optional<bool> restartNeeded = ReadRestartNeeded(present.Get(), *root);
+  if (!restartNeeded) {
+    ReportFailedCall(u"SetupDiGetDeviceInstallParams(hot-swap preflight)");
+    return {};
+  }
+  if (*restartNeeded) {
+    PrintError(
+        u"vorn_devnode: hot-swap preflight requested a system restart; refusing candidate before "
+        u"bind\n");
+    return {false, true};
+  }
+  return {WaitUntilRestarted(), false};
+}
+
+}  // namespace vorn

@@ -1,0 +1,105 @@
+#include "devnode/root_discovery.h"
+
+#include "devnode/device_reads.h"
+#include "devnode/endpoint_children.h"
+#include "devnode/node_status.h"
+#include "devnode/root_walk.h"
+#include "platform/clock.h"
+
+#include <algorithm>
+#include <optional>
+
+namespace vorn {
+
+namespace {
+
+constexpr std::uint32_t kStartPollMs = 500;
+
+void ReadDetails(platform::HDEVINFO list, const platform::SP_DEVINFO_DATA& device, LiveRoot& root) {
+  ReadInstanceId(list, device, root.instanceId);
+  root.driverVersion = ReadStringProperty(list, device, platform::DEVPKEY_Device_DriverVersion);
+  root.service = ReadStringProperty(list, device, platform::DEVPKEY_Device_Service);
+  root.driverInfPath = ReadStringProperty(list, device, platform::DEVPKEY_Device_DriverInfPath);
+  if (const std::optional<NodeStatus> status = ReadNodeStatus(device.DevInst)) {
+    root.startedCleanly = status->IsStartedCleanly();
+    root.disabled = status->problem == platform::CM_PROB_DISABLED;
+  }
+  root.endpointChildren = ListStartedEndpointChildren(device.DevInst);
+}
+
+/// Why a root with these details is not the live one; empty when it is.
+std::u16string JudgeLiveRoot(const LiveRoot& root) {
+  if (root.presentCount == 0) return u"no present Root\\VornAudio devnode";
+  if (root.presentCount > 1) return u"multiple present Root\\VornAudio devnodes";
+  if (root.instanceId.empty()) return u"present VORN root has no device instance id";
+  if (!root.startedCleanly) return u"present VORN root is not started cleanly";
+  return {};
+}
+
+/// The status of the first present root; nothing when there is none or it cannot be told.
+std::optional<NodeStatus> LookAtFirstRoot() {
+  const DeviceInfoList roots = OpenRootDevices(RootScope::Present);
+  platform::SP_DEVINFO_DATA root;
+  if (!roots || !RootWalk(roots.Get()).Next(root)) return std::nullopt;
+  return ReadNodeStatus(root.DevInst);
+}
+
+}  // namespace
+
+LiveRoot DiscoverLiveRoot() {
+  LiveRoot root;
+  DeviceInfoList list = OpenRootDevices(RootScope::Present);
+  if (!list) {
+    root.reason = u"SetupDiGetClassDevs(live root) failed";
+    return root;
+  }
+  RootWalk walk(list.Get());
+  for (platform::SP_DEVINFO_DATA device; walk.Next(device);) {
+    if (++root.presentCount == 1) ReadDetails(list.Get(), device, root);
+  }
+  list.Reset();
+  root.reason = JudgeLiveRoot(root);
+  root.ok = root.reason.empty();
+  if (root.ok) std::sort(root.endpointChildren.begin(), root.endpointChildren.end());
+  return root;
+}
+
+std::int32_t CountInstalledRoots() {
+  const DeviceInfoList list = OpenRootDevices(RootScope::Installed);
+  if (!list) return -1;
+  RootWalk walk(list.Get());
+  std::int32_t count = 0;
+  for (platform::SP_DEVINFO_DATA device; walk.Next(device);)
+    ++count;
+  return walk.SawEveryDevice() ? count : -1;
+}
+
+bool ListPresentRootIds(std::vector<std::u16string>& ids) {
+  ids.clear();
+  const DeviceInfoList list = OpenRootDevices(RootScope::Present);
+  if (!list) return false;
+  RootWalk walk(list.Get());
+  bool everyIdRead = true;
+  for (platform::SP_DEVINFO_DATA device; everyIdRead && walk.Next(device);) {
+    std::u16string id;
+    everyIdRead = ReadInstanceId(list.Get(), device, id);
+    if (everyIdRead) ids.push_back(std::move(id));
+  }
+  std::sort(ids.begin(), ids.end());
+  return everyIdRead && walk.SawEveryDevice();
+}
+
+bool WaitForStartedRoot(std::uint32_t timeoutMs, std::uint32_t& problem) {
+  const std::uint64_t deadline = platform::GetTickCount64() + timeoutMs;
+  problem = 0;
+  for (;;) {
+    if (const std::optional<NodeStatus> status = LookAtFirstRoot()) {
+      if (status->IsStartedCleanly()) return true;
+      problem = status->problem;
+    }
+    if (platform::GetTickCount64() >= deadline) return false;
+    platform::Sleep(kStartPollMs);
+  }
+}
+
+}  // namespace vorn

@@ -1,0 +1,56 @@
+#include "remove/removal_log.h"
+
+#include "base/format.h"
+#include "base/platform_owners.h"
+#include "cli/console.h"
+#include "platform/clock.h"
+#include "platform/console.h"
+
+#include <cstdint>
+#include <utility>
+
+namespace vorn {
+
+namespace {
+
+struct RemovalLog {
+  std::u16string path;
+  std::shared_ptr<const void> hold;
+};
+
+RemovalLog& CurrentLog() {
+  static RemovalLog log;
+  return log;
+}
+
+/// The line of a message in the log file.
+std::u16string StampedLine(const platform::SYSTEMTIME& now, std::u16string_view text) {
+  const auto number = [](std::uint16_t field) { return std::uint32_t{field}; };
+  return Format(u"[%04u-%02u-%02u %02u:%02u:%02u.%03u] remove: %ls\n", number(now.wYear),
+                number(now.wMonth), number(now.wDay), number(now.wHour), number(now.wMinute),
+                number(now.wSecond), number(now.wMilliseconds), text);
+}
+
+}  // namespace
+
+void SetRemovalLogPath(std::u16string path, std::shared_ptr<const void> hold) {
+  CurrentLog() = {std::move(path), std::move(hold)};
+}
+
+void ReleaseRemovalLog() {
+  CurrentLog() = {};
+}
+
+void LogRemoval(std::u16string_view text) {
+  PrintError(u"vorn_devnode: %ls\n", text);
+  const std::u16string& path = CurrentLog().path;
+  if (path.empty()) return;
+  // Opened for each message, so that every line is on the disk even if the process ends abruptly.
+  const LogStream file(platform::_wfsopen(path.c_str(), u"a, ccs=UTF-8", platform::_SH_DENYNO));
+  if (!file) return;
+  platform::SYSTEMTIME now = {};
+  platform::GetSystemTime(&now);
+  platform::fputws(StampedLine(now, text).c_str(), file.Get());
+}
+
+}  // namespace vorn
