@@ -1,0 +1,214 @@
+#include "catalog/endpoint_sets.h"
+
+#include "base/format.h"
+#include "base/text.h"
+#include "control/endpoint_identity.h"
+#include "tests/support/catalog_lists.h"
+
+#include <gtest/gtest.h>
+
+namespace vorn {
+namespace {
+
+using tests::CompleteCatalog;
+using tests::ConsistentEndpoints;
+using tests::EndpointAt;
+
+using Ids = std::vector<std::u16string>;
+
+Ids NumberedIds(std::size_t count) {
+  Ids ids;
+  for (std::size_t i = 0; i < count; ++i)
+    ids.push_back(Format(u"SWD\\MMDEVAPI\\id%zu", i));
+  return ids;
+}
+
+std::string ReasonOf(const CheckResult& result) {
+  EXPECT_EQ(result.ok, result.reason.empty());
+  return ToUtf8(result.reason);
+}
+
+// ------------------------------------------------------------------------------------------------
+
+TEST(CatalogEndpoints, AcceptsEveryNumberUpToTwenty) {
+  for (std::size_t count = 0; count <= kEndpointCount; ++count) {
+    EXPECT_EQ(ReasonOf(CheckCatalogEndpoints(ConsistentEndpoints(count))), "") << count;
+  }
+}
+
+TEST(CatalogEndpoints, RefusesTwentyOneBeforeLookingAtAnyOfThem) {
+  std::vector<CatalogEndpoint> endpoints(kEndpointCount + 1);  // all malformed and the same
+  EXPECT_EQ(ReasonOf(CheckCatalogEndpoints(endpoints)),
+            "MMDevice catalog has too many VORN endpoints");
+}
+
+TEST(CatalogEndpoints, RefusesACableIndexOfTenOrMore) {
+  for (const std::uint32_t cable : {10u, 12u, 0x80000000u, 0xFFFFFFFFu}) {
+    EXPECT_EQ(ReasonOf(CheckCatalogEndpoints({{cable, false, true, u"a"}})),
+              "MMDevice catalog contains a malformed VORN endpoint")
+        << cable;
+  }
+}
+
+TEST(CatalogEndpoints, RefusesAnEmptyEndpointId) {
+  EXPECT_EQ(ReasonOf(CheckCatalogEndpoints({{0, false, true, u""}})),
+            "MMDevice catalog contains a malformed VORN endpoint");
+}
+
+TEST(CatalogEndpoints, RefusesAnIdentityTwiceAlsoWhenOneOfThemIsDisabled) {
+  for (const bool active : {true, false}) {
+    EXPECT_EQ(ReasonOf(CheckCatalogEndpoints({{2, false, true, u"A"}, {2, false, active, u"B"}})),
+              "MMDevice catalog duplicates a cable/flow identity");
+  }
+}
+
+TEST(CatalogEndpoints, TakesTheTwoFlowsOfACableForTwoIdentities) {
+  EXPECT_EQ(ReasonOf(CheckCatalogEndpoints({{2, false, true, u"A"}, {2, true, true, u"B"}})), "");
+}
+
+TEST(CatalogEndpoints, RefusesEndpointIdsThatDifferOnlyInLetterCase) {
+  EXPECT_EQ(
+      ReasonOf(CheckCatalogEndpoints({{2, false, true, u"{ab}"}, {3, false, false, u"{AB}"}})),
+      "MMDevice catalog duplicates an endpoint id");
+}
+
+TEST(CatalogEndpoints, FoldsOnlyAsciiLetters) {
+  EXPECT_EQ(
+      ReasonOf(CheckCatalogEndpoints({{2, false, true, u"\u00E4"}, {3, false, true, u"\u00C4"}})),
+      "");
+}
+
+TEST(CatalogEndpoints, NamesTheFirstFailureInListOrder) {
+  // The malformed endpoint stands before the duplicate and the other way round.
+  EXPECT_EQ(ReasonOf(CheckCatalogEndpoints(
+                {{0, false, true, u"A"}, {10, false, true, u"B"}, {0, false, true, u"C"}})),
+            "MMDevice catalog contains a malformed VORN endpoint");
+  EXPECT_EQ(ReasonOf(CheckCatalogEndpoints(
+                {{0, false, true, u"A"}, {0, false, true, u"C"}, {10, false, true, u"B"}})),
+            "MMDevice catalog duplicates a cable/flow identity");
+  // Of one endpoint the identity is judged before the id.
+  EXPECT_EQ(ReasonOf(CheckCatalogEndpoints({{0, false, true, u"A"}, {0, false, true, u"A"}})),
+            "MMDevice catalog duplicates a cable/flow identity");
+}
+
+// ------------------------------------------------------------------------------------------------
+
+struct Comparison {
+  const char* name;
+  Ids baseline;
+  Ids live;
+  bool fresh;
+  const char* reason;
+};
+
+class InstanceSets : public testing::TestWithParam<Comparison> {};
+
+TEST_P(InstanceSets, AreJudged) {
+  const Comparison& row = GetParam();
+  EXPECT_EQ(ReasonOf(CompareInstanceSets(row.baseline, row.live, row.fresh)), row.reason)
+      << row.name;
+}
+
+constexpr const char* kChanged = "driver update changed the exact active endpoint set";
+constexpr const char* kLiveEmpty = "live endpoint has an empty instance id";
+constexpr const char* kLiveTwice = "live endpoint enumeration contains a duplicate";
+constexpr const char* kBaselineEmpty = "endpoint baseline has an empty instance id";
+constexpr const char* kBaselineTwice = "endpoint baseline contains a duplicate";
+constexpr const char* kTooManyFresh =
+    "fresh devnode published too many live AudioEndpoint children";
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, InstanceSets,
+    testing::Values(
+        Comparison{"both empty", {}, {}, false, ""},
+        Comparison{"equal", {u"a", u"b"}, {u"a", u"b"}, false, ""},
+        Comparison{"order and case do not matter", {u"a", u"B"}, {u"b", u"A"}, false, ""},
+        Comparison{"an empty live set passes", {u"a", u"b", u"c"}, {}, false, ""},
+        Comparison{"two of three", {u"a", u"b", u"c"}, {u"a", u"b"}, false, kChanged},
+        Comparison{"one more", {u"a"}, {u"a", u"b"}, false, kChanged},
+        Comparison{"same size, another id", {u"a", u"b"}, {u"a", u"c"}, false, kChanged},
+        Comparison{"nothing was expected", {}, {u"a"}, false, kChanged},
+        Comparison{"only ASCII folds", {u"\u00E4"}, {u"\u00C4"}, false, kChanged},
+        Comparison{"empty live id", {u"a"}, {u"a", u""}, false, kLiveEmpty},
+        Comparison{"live id twice, other case", {u"a"}, {u"a", u"A"}, false, kLiveTwice},
+        Comparison{"first live fault wins", {}, {u"a", u"a", u""}, false, kLiveTwice},
+        Comparison{"empty baseline id", {u"a", u""}, {u"a"}, false, kBaselineEmpty},
+        Comparison{"baseline id twice", {u"a", u"A"}, {u"a"}, false, kBaselineTwice},
+        Comparison{"a bad baseline fails also without live ids", {u""}, {}, false, kBaselineEmpty},
+        Comparison{"the live list is judged first", {u""}, {u""}, false, kLiveEmpty},
+        Comparison{"fresh ignores the baseline", {u"", u"a", u"a"}, {u"b"}, true, ""},
+        Comparison{"fresh and empty", {u"a"}, {}, true, ""},
+        Comparison{"fresh with 20", {}, NumberedIds(20), true, ""},
+        Comparison{"fresh with 21", {}, NumberedIds(21), true, kTooManyFresh},
+        Comparison{"fresh with an empty live id", {}, {u""}, true, kLiveEmpty},
+        Comparison{"fresh with a doubled live id", {}, {u"a", u"A"}, true, kLiveTwice},
+        Comparison{"21 live ids are compared", NumberedIds(21), NumberedIds(21), false, ""}));
+
+// ------------------------------------------------------------------------------------------------
+
+TEST(ExpectedPresent, NeedsAPlaceForItsOutput) {
+  EXPECT_EQ(ReasonOf(ComputeExpectedPresent({}, {}, nullptr)), "expected-present output is null");
+  // Judged before everything else.
+  EXPECT_EQ(ReasonOf(ComputeExpectedPresent({{10, false, true, u""}}, {u""}, nullptr)),
+            "expected-present output is null");
+}
+
+TEST(ExpectedPresent, PassesOnTheReasonOfABadCatalogAndOfBadChildren) {
+  Ids output = {u"untouched"};
+  EXPECT_EQ(ReasonOf(ComputeExpectedPresent({{10, false, true, u"a"}}, {u""}, &output)),
+            "MMDevice catalog contains a malformed VORN endpoint");
+  EXPECT_EQ(ReasonOf(ComputeExpectedPresent({}, {u"a", u""}, &output)), kLiveEmpty);
+  EXPECT_EQ(ReasonOf(ComputeExpectedPresent({}, {u"a", u"A"}, &output)), kLiveTwice);
+  EXPECT_EQ(output, Ids{u"untouched"});
+}
+
+TEST(ExpectedPresent, IsTheChildrenWhenTheCatalogIsEmpty) {
+  Ids output = {u"replaced"};
+  EXPECT_EQ(ReasonOf(ComputeExpectedPresent({}, {u"swd\\b", u"SWD\\A", u"swd\\_"}, &output)), "");
+  EXPECT_EQ(output, (Ids{u"SWD\\A", u"SWD\\B", u"SWD\\_"}));
+}
+
+TEST(ExpectedPresent, IsEmptyWithoutCatalogAndChildren) {
+  Ids output = {u"replaced"};
+  EXPECT_EQ(ReasonOf(ComputeExpectedPresent({}, {}, &output)), "");
+  EXPECT_EQ(output, Ids{});
+}
+
+TEST(ExpectedPresent, HoldsTheActiveEndpointsWhetherPresentOrNot) {
+  Ids output;
+  EXPECT_EQ(ReasonOf(ComputeExpectedPresent({{0, false, true, u"{x}"}, {1, false, true, u"{w}"}},
+                                            {u"swd\\mmdevapi\\{X}"}, &output)),
+            "");
+  EXPECT_EQ(output, (Ids{u"SWD\\MMDEVAPI\\{W}", u"SWD\\MMDEVAPI\\{X}"}));
+}
+
+TEST(ExpectedPresent, LeavesOutAChildThatTheCatalogKnowsOnlyAsDisabled) {
+  Ids output;
+  EXPECT_EQ(
+      ReasonOf(ComputeExpectedPresent({{0, false, false, u"{x}"}, {0, true, true, u"{y}"}},
+                                      {u"SWD\\MMDEVAPI\\{X}", u"SWD\\MMDEVAPI\\{Z}"}, &output)),
+      "");
+  EXPECT_EQ(output, (Ids{u"SWD\\MMDEVAPI\\{Y}", u"SWD\\MMDEVAPI\\{Z}"}));
+}
+
+TEST(ExpectedPresent, OfACompleteActiveCatalogIsItsTwentyInstanceIds) {
+  auto catalog = CompleteCatalog(u"{q}");
+  Ids output;
+  EXPECT_EQ(ReasonOf(ComputeExpectedPresent(catalog, {}, &output)), "");
+  EXPECT_EQ(output.size(), kEndpointCount);
+  EXPECT_TRUE(std::is_sorted(output.begin(), output.end()));
+  EXPECT_EQ(output.front(), u"SWD\\MMDEVAPI\\{Q}C0");
+  EndpointAt(catalog, 0, true).active = false;
+  EXPECT_EQ(ReasonOf(ComputeExpectedPresent(catalog, {}, &output)), "");
+  EXPECT_EQ(output.size(), kEndpointCount - 1);
+  EXPECT_EQ(output.front(), u"SWD\\MMDEVAPI\\{Q}C1");
+}
+
+TEST(ExpectedPresent, ReadsItsInputsBeforeItWritesAnOutputThatIsOneOfThem) {
+  Ids children = {u"b", u"a"};
+  EXPECT_EQ(ReasonOf(ComputeExpectedPresent({}, children, &children)), "");
+  EXPECT_EQ(children, (Ids{u"A", u"B"}));
+}
+
+}  // namespace
+}  // namespace vorn
