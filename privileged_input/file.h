@@ -20,6 +20,9 @@
 
 namespace vorn::privileged_input {
 
+/// Largest size of an input file, such as an INF, in bytes (4 MiB).
+inline constexpr std::uint64_t kMaxInputFileSize = 4194304;
+
 /// What an existing file is opened for.
 enum class FileMode {
   ReadOnly = 0,
@@ -74,7 +77,8 @@ class File {
   /// disk with one name, no larger than its limit. ERROR_FILE_INVALID otherwise.
   bool CaptureIdentity();
 
-  /// Closes the handle that all copies share; none of them is open any more.
+  /// Closes the handle that all copies share, and lets go of the folder; none of the copies is open
+  /// any more.
   void Close();
 
   /// Opens the file at `relativePath` below `directory`; up to `maxSize` bytes.
@@ -92,7 +96,7 @@ class File {
 
   /// Copies the whole content of `source`, as long as it was when captured, over that of
   /// `destination`, which must be writable and may be that long; flushes it and captures it anew.
-  static bool CopyFrom(const File& destination, const File& source);
+  static bool CopyFrom(File& destination, const File& source);
 
  private:
   explicit File(std::shared_ptr<State> state);

@@ -11,6 +11,7 @@
 #include "privileged_input/native_api.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -19,6 +20,9 @@ namespace vorn::privileged_input {
 
 /// Code units of the longest path, and of the longest name handed to a native open.
 inline constexpr std::size_t kMaxPathLength = 32760;
+
+/// Code units of a drive's root: letter, colon, backslash.
+inline constexpr std::size_t kDriveRootLength = 3;
 
 /// Characters of the buffers for what the platform says about paths, terminator included.
 inline constexpr std::uint32_t kPathBufferLength = 32768;

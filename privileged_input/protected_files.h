@@ -13,9 +13,6 @@ namespace vorn::privileged_input {
 /// Largest size of a protected file, in bytes.
 inline constexpr std::uint64_t kMaxProtectedFileSize = 65536;
 
-/// Largest size of an input file, in bytes (4 MiB).
-inline constexpr std::uint64_t kMaxInputFileSize = 4194304;
-
 /// Opens a file that must be owned and guarded by the system, deletable by handle, and keeps it in
 /// the cache; a path that is there already (compared exactly) gives the same open file unchecked.
 /// A missing file leaves ERROR_FILE_NOT_FOUND as last error, one with the wrong owner or access

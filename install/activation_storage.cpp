@@ -1,0 +1,169 @@
+#include "install/activation_storage.h"
+
+#include "base/platform_owners.h"
+#include "base/text.h"
+#include "catalog/endpoint_sets.h"
+#include "cli/absolute_path.h"
+#include "cli/console.h"
+#include "control/endpoint_identity.h"
+#include "platform/files.h"
+#include "platform/last_error.h"
+#include "platform/security.h"
+#include "privileged_input/access_control.h"
+#include "privileged_input/deletion.h"
+#include "privileged_input/directory.h"
+#include "privileged_input/file.h"
+#include "privileged_input/file_transfer.h"
+#include "privileged_input/native_api.h"
+#include "privileged_input/path_rules.h"
+#include "privileged_input/protected_files.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+namespace vorn {
+
+namespace {
+
+using privileged_input::Directory;
+using privileged_input::File;
+
+/// Owner Administrators; a protected DACL that grants full access to LocalSystem and Administrators
+/// alone.
+constexpr char16_t kJournalSddl[] = u"O:BAD:P(A;;FA;;;SY)(A;;FA;;;BA)";
+
+constexpr std::size_t kMaxIdLength = 1024;
+
+bool IsWritableId(std::u16string_view id) {
+  return !id.empty() && id.size() <= kMaxIdLength && !HasLineBreak(id);
+}
+
+/// Stricter than the parser, which tolerates "|" in an endpoint id: what is written must never be
+/// in doubt.
+bool IsWritableEndpoint(const CatalogEndpoint& endpoint) {
+  return IsWritableId(endpoint.endpointId) &&
+         endpoint.endpointId.find(u'|') == std::u16string::npos;
+}
+
+bool IsWritableState(const ActivationState& state) {
+  if (!HasValidTarget(state)) return false;
+  if (state.fresh && !(state.catalog.empty() && state.present.empty())) return false;
+  if (state.present.size() > kEndpointCount) return false;
+  if (!state.fresh && !CheckCatalogEndpoints(state.catalog).ok) return false;
+  return std::all_of(state.catalog.begin(), state.catalog.end(), IsWritableEndpoint) &&
+         std::all_of(state.present.begin(), state.present.end(), IsWritableId);
+}
+
+std::vector<std::uint8_t> ToBytes(std::u16string_view text) {
+  std::vector<std::uint8_t> bytes;
+  bytes.reserve(text.size() * 2);
+  for (const char16_t unit : text) {
+    bytes.push_back(static_cast<std::uint8_t>(unit & 0xFF));
+    bytes.push_back(static_cast<std::uint8_t>(unit >> 8));
+  }
+  return bytes;
+}
+
+std::u16string ToText(const std::vector<std::uint8_t>& bytes) {
+  std::u16string text;
+  text.reserve(bytes.size() / 2);
+  for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
+    text.push_back(static_cast<char16_t>(bytes[i] | bytes[i + 1] << 8));
+  }
+  return text;
+}
+
+/// Deletes what was created; the last error stays as it was.
+void Discard(const File& journal) {
+  const std::uint32_t lastError = platform::GetLastError();
+  privileged_input::MarkForDeletion(journal.Handle());
+  platform::SetLastError(lastError);
+}
+
+/// Creates the empty journal; on failure nothing of it is left.
+File CreateJournal(const std::u16string& path, const platform::SECURITY_DESCRIPTOR* descriptor) {
+  if (!IsAbsolutePath(path)) return {};
+  const Directory folder = Directory::OpenAbsolute(privileged_input::FolderOfAbsolutePath(path),
+                                                   privileged_input::LoadNativeApi());
+  File journal = File::Create(folder, std::u16string_view(path).substr(path.rfind(u'\\') + 1),
+                              descriptor, privileged_input::kMaxProtectedFileSize);
+  if (journal && !privileged_input::HasProtectedOwnerAndDacl(journal.Handle())) {
+    Discard(journal);
+    return {};
+  }
+  return journal;
+}
+
+/// Writes the journal's whole content and captures its size.
+bool WriteContent(File& journal, const std::vector<std::uint8_t>& content) {
+  return privileged_input::SeekToStart(journal.Handle()) &&
+         privileged_input::WriteExactly(journal.Handle(), content.data(),
+                                        static_cast<std::uint32_t>(content.size())) &&
+         platform::SetEndOfFile(journal.Handle()) && platform::FlushFileBuffers(journal.Handle()) &&
+         journal.CaptureIdentity();
+}
+
+}  // namespace
+
+bool WriteActivationState(const std::u16string& statePath, const ActivationState& state) {
+  const std::vector<std::uint8_t> content = ToBytes(SerializeActivationState(state));
+  if (!IsWritableState(state) || content.size() > privileged_input::kMaxProtectedFileSize) {
+    PrintError(u"vorn_devnode: refusing malformed activation state\n");
+    return false;
+  }
+  SecurityDescriptor descriptor;
+  if (!platform::ConvertStringSecurityDescriptorToSecurityDescriptorW(
+          kJournalSddl, platform::SDDL_REVISION_1, descriptor.Receive(), nullptr)) {
+    ReportFailedCall(u"activation-state security descriptor");
+    return false;
+  }
+  File journal = CreateJournal(statePath, descriptor.Get());
+  if (!journal) {
+    ReportFailedCall(u"safe create(activation state)");
+    return false;
+  }
+  if (!WriteContent(journal, content)) {
+    Discard(journal);
+    ReportFailedCall(u"WriteFile(activation state)");
+    return false;
+  }
+  privileged_input::CacheProtectedFile(statePath, journal);
+  Print(u"vorn_devnode: persisted protected pre-bind activation state\n");
+  return true;
+}
+
+bool ReadActivationState(const std::u16string& statePath, ActivationState& state) {
+  const File journal = privileged_input::OpenProtectedFile(statePath);
+  if (!journal) {
+    PrintError(u"vorn_devnode: activation state missing or unsafe\n");
+    return false;
+  }
+  if (journal.Size() == 0 || journal.Size() % sizeof(char16_t) != 0) return false;
+  std::vector<std::uint8_t> content(static_cast<std::size_t>(journal.Size()));
+  if (!privileged_input::SeekToStart(journal.Handle()) ||
+      !privileged_input::ReadExactly(journal.Handle(), content.data(), content.size())) {
+    return false;
+  }
+  const std::u16string text = ToText(content);
+  return text.find(u'\0') == std::u16string::npos && ParseActivationState(text, state);
+}
+
+void DeleteActivationState(const std::u16string& statePath) {
+  File journal = privileged_input::OpenProtectedFile(statePath);
+  if (!journal) {
+    if (platform::GetLastError() != platform::ERROR_FILE_NOT_FOUND) {
+      ReportFailedCall(u"safe open for delete(activation state)");
+    }
+    return;
+  }
+  if (!privileged_input::MarkForDeletion(journal.Handle())) {
+    ReportFailedCall(u"delete handle(activation state)");
+  }
+  privileged_input::ForgetProtectedFile(statePath);
+  // The file goes with its last handle, and a new journal may be created right afterwards.
+  journal.Close();
+}
+
+}  // namespace vorn

@@ -1,0 +1,33 @@
+#include "privileged_input/file_transfer.h"
+
+#include "platform/files.h"
+#include "platform/last_error.h"
+#include "privileged_input/refusal.h"
+
+#include <algorithm>
+
+namespace vorn::privileged_input {
+
+bool SeekToStart(platform::HANDLE file) {
+  return platform::SetFilePointerEx(file, 0, nullptr, platform::FILE_BEGIN);
+}
+
+bool ReadExactly(platform::HANDLE file, std::uint8_t* buffer, std::size_t size) {
+  while (size > 0) {
+    const auto piece = static_cast<std::uint32_t>(std::min<std::size_t>(size, kTransferSize));
+    std::uint32_t read = 0;
+    if (!platform::ReadFile(file, buffer, piece, &read)) return false;
+    if (read != piece) return RefuseWith(platform::ERROR_FILE_INVALID);
+    buffer += piece;
+    size -= piece;
+  }
+  return true;
+}
+
+bool WriteExactly(platform::HANDLE file, const std::uint8_t* buffer, std::uint32_t size) {
+  std::uint32_t written = 0;
+  if (!platform::WriteFile(file, buffer, size, &written)) return false;
+  return written == size || RefuseWith(platform::ERROR_FILE_INVALID);
+}
+
+}  // namespace vorn::privileged_input

@@ -1,0 +1,41 @@
+#pragma once
+
+// The one native call through which every verified object is opened or created: relative to a
+// verified handle, never following a link, shared with readers only.
+
+#include "base/platform_owners.h"
+#include "platform/security.h"
+#include "platform/types.h"
+#include "privileged_input/native_api.h"
+
+#include <cstdint>
+#include <string_view>
+
+namespace vorn::privileged_input {
+
+/// One way of opening; SYNCHRONIZE is added to the access.
+struct OpenRequest {
+  std::uint32_t access;
+  std::uint32_t disposition;  // FILE_OPEN or FILE_CREATE
+  std::uint32_t kind;         // FILE_DIRECTORY_FILE or FILE_NON_DIRECTORY_FILE
+};
+
+extern const OpenRequest kOpenDirectory;      // a volume root or a folder in it
+extern const OpenRequest kCreateDirectory;    // a folder that must not exist
+extern const OpenRequest kOpenFile;           // for reading
+extern const OpenRequest kOpenDeletableFile;  // for reading and deletion by handle
+extern const OpenRequest kCreateFile;         // a file that must not exist
+
+/// Opens `name` relative to `parent`, or the native path `name` when `parent` is null. On failure
+/// the result is empty and the last error is that of the native status (RtlNtStatusToDosError),
+/// ERROR_PROC_NOT_FOUND when the call is not available or the name is longer than it can take, or
+/// ERROR_INVALID_HANDLE when it succeeded without a handle.
+KernelHandle OpenNative(const NativeApi& api, platform::HANDLE parent, std::u16string_view name,
+                        const OpenRequest& request,
+                        const platform::SECURITY_DESCRIPTOR* descriptor = nullptr);
+
+/// Whether an open handle is a plain folder, or a plain file, on a disk and no link. A failed query
+/// keeps its error; otherwise the last error is ERROR_FILE_INVALID.
+bool IsPlainObject(platform::HANDLE handle, bool wantDirectory);
+
+}  // namespace vorn::privileged_input

@@ -1,0 +1,152 @@
+#include "privileged_input/package_tree.h"
+
+#include "platform/files.h"
+#include "platform/last_error.h"
+#include "privileged_input/access_control.h"
+#include "privileged_input/deletion.h"
+#include "privileged_input/refusal.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace vorn::privileged_input {
+
+namespace {
+
+/// A folder that is still to be copied.
+struct PendingFolder {
+  Directory source;
+  Directory destination;
+  std::u16string prefix;    // of the relative paths in it
+  std::uint32_t depth = 0;  // below the package's folder
+};
+
+class TreeCopy {
+ public:
+  TreeCopy(const platform::SECURITY_DESCRIPTOR* descriptor, bool verifyProtection,
+           PrivatePackage::Data& data)
+      : descriptor_(descriptor), verifyProtection_(verifyProtection), data_(data) {}
+
+  bool Run(const Directory& source) {
+    pending_.push_back({source, data_.directories.front(), {}, 0});
+    while (!pending_.empty()) {
+      const PendingFolder folder = std::move(pending_.back());
+      pending_.pop_back();
+      if (!CopyFolder(folder)) return false;
+    }
+    return true;
+  }
+
+ private:
+  bool CopyFolder(const PendingFolder& folder) {
+    if (folder.depth > kMaxPackageDepth) return RefuseWith(platform::ERROR_FILE_INVALID);
+    std::vector<DirectoryEntry> entries;
+    if (!Directory::Enumerate(folder.source, entries, kMaxPackageEntries)) return false;
+    for (const DirectoryEntry& entry : entries) {
+      if (!CopyEntry(folder, entry)) return false;
+    }
+    return true;
+  }
+
+  bool CopyEntry(const PendingFolder& folder, const DirectoryEntry& entry) {
+    const bool isDirectory = (entry.attributes & platform::FILE_ATTRIBUTE_DIRECTORY) != 0;
+    if (++entryCount_ > kMaxPackageEntries) return RefuseWith(platform::ERROR_FILE_INVALID);
+    if ((entry.attributes & platform::FILE_ATTRIBUTE_REPARSE_POINT) != 0) {
+      return RefuseWith(isDirectory ? platform::ERROR_REPARSE_TAG_INVALID
+                                    : platform::ERROR_FILE_INVALID);
+    }
+    return isDirectory ? CopySubfolder(folder, entry.name) : CopyFile(folder, entry.name);
+  }
+
+  bool CopySubfolder(const PendingFolder& folder, const std::u16string& name) {
+    Directory source = Directory::OpenRelative(folder.source, name);
+    if (!source) return false;
+    Directory destination = Directory::CreateChild(folder.destination, name, descriptor_);
+    if (!destination) return false;
+    data_.directories.push_back(destination);
+    pending_.push_back({std::move(source), std::move(destination), folder.prefix + name + u"\\",
+                        folder.depth + 1});
+    return true;
+  }
+
+  bool CopyFile(const PendingFolder& folder, const std::u16string& name) {
+    const File source = File::Open(folder.source, name, kMaxPackageSize, FileMode::ReadOnly);
+    if (!source) return false;
+    totalSize_ += source.Size();
+    if (totalSize_ > kMaxPackageSize) return RefuseWith(platform::ERROR_FILE_INVALID);
+    File copy = File::Create(folder.destination, name, descriptor_, source.Size());
+    if (!copy) return false;
+    data_.files.push_back({folder.prefix + name, std::move(copy), folder.destination, {}});
+    PrivatePackage::FileEntry& entry = data_.files.back();
+    if (!File::CopyFrom(entry.file, source)) return false;
+    entry.identity = entry.file.Identity();
+    // The writable handle tolerates no reader that denies writers, so it goes first.
+    entry.file.Close();
+    entry.file = File::Open(folder.destination, name, entry.identity.size, FileMode::ReadOnly);
+    if (!entry.file) return false;
+    return !verifyProtection_ || HasProtectedOwnerAndDacl(entry.file.Handle());
+  }
+
+  const platform::SECURITY_DESCRIPTOR* descriptor_;
+  bool verifyProtection_;
+  PrivatePackage::Data& data_;
+  std::vector<PendingFolder> pending_;  // last in, first out
+  std::size_t entryCount_ = 0;          // in the whole tree
+  std::uint64_t totalSize_ = 0;         // of all files, in bytes
+};
+
+/// A copy that was closed, to be found again.
+struct ClosedCopy {
+  Directory folder;
+  std::u16string name;
+  FileIdentity identity;
+};
+
+/// Closes every copy. One that was still being written is deleted at once; the others are returned,
+/// because their read-only handles cannot delete them and stand in the way of one that can.
+std::vector<ClosedCopy> CloseCopies(PrivatePackage::Data& data) {
+  std::vector<ClosedCopy> closed;
+  for (PrivatePackage::FileEntry& entry : data.files) {
+    if (entry.file && entry.file.IsWritable()) {
+      if (entry.file.IsDeletable()) DeleteByHandle(entry.file.Handle());
+    } else {
+      const std::size_t nameStart = entry.relativePath.rfind(u'\\') + 1;  // npos + 1 is 0
+      closed.push_back({entry.folder, entry.relativePath.substr(nameStart),
+                        entry.file ? entry.file.Identity() : entry.identity});
+    }
+    entry.file.Close();
+  }
+  data.files.clear();
+  return closed;
+}
+
+void DeleteCopy(const ClosedCopy& copy) {
+  const File file = File::Open(copy.folder, copy.name, copy.identity.size, FileMode::Deletable);
+  if (file && file.IsDeletable() && file.Identity() == copy.identity) {
+    DeleteByHandle(file.Handle());
+  }
+}
+
+}  // namespace
+
+bool CopyPackageTree(const Directory& source, const platform::SECURITY_DESCRIPTOR* descriptor,
+                     bool verifyProtection, PrivatePackage::Data& data) {
+  return TreeCopy(descriptor, verifyProtection, data).Run(source);
+}
+
+void RemovePackageTree(PrivatePackage::Data& data) {
+  for (const ClosedCopy& copy : CloseCopies(data))
+    DeleteCopy(copy);
+  // A folder goes when its last reference does, and can only go empty: children before parents.
+  while (!data.directories.empty()) {
+    const Directory& last = data.directories.back();
+    if (last && last.WasCreated()) MarkForDeletion(last.Handle());
+    data.directories.pop_back();
+  }
+}
+
+}  // namespace vorn::privileged_input

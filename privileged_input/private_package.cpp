@@ -1,0 +1,155 @@
+#include "privileged_input/private_package.h"
+
+#include "base/platform_owners.h"
+#include "base/text.h"
+#include "cli/console.h"
+#include "platform/crypto.h"
+#include "platform/files.h"
+#include "platform/last_error.h"
+#include "platform/security.h"
+#include "privileged_input/access_control.h"
+#include "privileged_input/native_api.h"
+#include "privileged_input/package_tree.h"
+#include "privileged_input/path_rules.h"
+#include "privileged_input/refusal.h"
+
+#include <utility>
+
+namespace vorn::privileged_input {
+
+namespace {
+
+constexpr std::size_t kRandomByteCount = 16;
+
+/// The platform's temporary folder; empty with the reason in the last error.
+std::u16string SystemTemporaryFolder() {
+  std::u16string path(kPathBufferLength, u'\0');
+  const std::uint32_t length = platform::GetTempPathW(kPathBufferLength, path.data());
+  if (length >= kPathBufferLength) platform::SetLastError(platform::ERROR_FILE_INVALID);
+  path.resize(length < kPathBufferLength ? length : 0);
+  return path;
+}
+
+Directory OpenTemporaryBase(std::u16string path, const NativeApi& api) {
+  if (path.empty()) path = SystemTemporaryFolder();
+  if (path.empty()) return {};
+  while (path.size() > kDriveRootLength && path.back() == u'\\')
+    path.pop_back();
+  return Directory::OpenAbsolute(path, api);
+}
+
+/// A name that nobody can foresee; empty with the reason in the last error.
+std::u16string DrawFolderName(const NativeApi& api) {
+  constexpr std::u16string_view digits = u"0123456789abcdef";
+  std::uint8_t random[kRandomByteCount] = {};
+  const platform::NTSTATUS status = platform::BCryptGenRandom(
+      nullptr, random, sizeof random, platform::BCRYPT_USE_SYSTEM_PREFERRED_RNG);
+  if (status < 0) {
+    platform::SetLastError(api.rtlNtStatusToDosError(status));
+    return {};
+  }
+  std::u16string name = u"VORN-input-";
+  for (const std::uint8_t byte : random) {
+    name += digits[byte >> 4];
+    name += digits[byte & 0xF];
+  }
+  return name;
+}
+
+/// Creates the copy's folder in `base` and copies `source` into it.
+bool FillPackage(const Directory& source, const Directory& base, const std::u16string& name,
+                 const platform::SECURITY_DESCRIPTOR* descriptor, bool verifyProtection,
+                 PrivatePackage::Data& data) {
+  data.directories.push_back(Directory::CreateChild(base, name, descriptor));
+  const Directory& root = data.directories.front();
+  if (!root || (verifyProtection && !HasProtectedOwnerAndDacl(root.Handle()))) return false;
+  return CopyPackageTree(source, descriptor, verifyProtection, data);
+}
+
+struct ActiveSnapshot {
+  PrivatePackage package;
+  PrivatePackage::PackageFile inf;
+};
+
+ActiveSnapshot& Active() {
+  static ActiveSnapshot active;
+  return active;
+}
+
+}  // namespace
+
+PrivatePackage::Data::~Data() {
+  const std::uint32_t lastError = platform::GetLastError();
+  RemovePackageTree(*this);
+  platform::SetLastError(lastError);
+}
+
+PrivatePackage PrivatePackage::Create(const std::u16string& infPath, std::u16string tempBase,
+                                      const char16_t* sddl, bool verifyProtection) {
+  std::vector<std::u16string> components;
+  if (!ParseAbsolutePath(infPath, components)) return {};
+  if (components.empty()) {
+    platform::SetLastError(platform::ERROR_INVALID_NAME);
+    return {};
+  }
+  const NativeApi api = LoadNativeApi();
+  const Directory folder = Directory::OpenAbsolute(FolderOfAbsolutePath(infPath), api);
+  const File inf = File::Open(folder, components.back(), kMaxInputFileSize, FileMode::ReadOnly);
+  if (!inf) return {};
+  const Directory base = OpenTemporaryBase(std::move(tempBase), api);
+  if (!base) return {};
+  SecurityDescriptor descriptor;
+  if (!platform::ConvertStringSecurityDescriptorToSecurityDescriptorW(
+          sddl, platform::SDDL_REVISION_1, descriptor.Receive(), nullptr)) {
+    return {};
+  }
+  const std::u16string name = DrawFolderName(api);
+  if (name.empty()) return {};
+
+  PrivatePackage package;
+  package.data_ = std::make_shared<Data>();
+  package.infName_ = components.back();
+  if (!FillPackage(folder, base, name, descriptor.Get(), verifyProtection, *package.data_)) {
+    return {};
+  }
+  if (!package.FindInfFile().file) {
+    platform::SetLastError(platform::ERROR_FILE_INVALID);
+    return {};
+  }
+  return package;
+}
+
+PrivatePackage::PackageFile PrivatePackage::FindInfFile() const {
+  if (data_ == nullptr || infName_.empty()) return {};
+  for (const FileEntry& entry : data_->files) {
+    if (EqualsIgnoringCase(entry.relativePath, infName_)) return {data_, entry.file};
+  }
+  return {};
+}
+
+bool AcquirePackageSnapshot(const std::u16string& infPath) {
+  ReleasePackageSnapshot();
+  ActiveSnapshot& active = Active();
+  active.package = PrivatePackage::Create(infPath, {}, kPackageSddl, true);
+  active.inf = active.package.FindInfFile();
+  if (active.inf.file) return true;
+  PrintError(u"vorn_devnode: protected local package snapshot refused (error 0x%08lX)\n",
+             platform::GetLastError());
+  return false;
+}
+
+std::u16string SnapshotInfPath() {
+  const File& inf = Active().inf.file;
+  return inf ? inf.Path() : std::u16string();
+}
+
+File SnapshotInfFile() {
+  return Active().inf.file;
+}
+
+void ReleasePackageSnapshot() {
+  Active().inf = {};
+  Active().package = {};
+}
+
+}  // namespace vorn::privileged_input
