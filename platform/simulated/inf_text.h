@@ -6,12 +6,16 @@
 //
 // The rules:
 // - Encoding: UTF-16 little endian or UTF-8 with a byte-order mark (documented), else Windows-1252
-//   (assumed; the system's code page on Windows).
-// - Lines end with a line feed; a carriage return is white space, but inside quotes it is kept
-//   (observed). NUL or Ctrl-Z ends the text (observed).
+//   (assumed; Windows takes the system's code page, and guesses at UTF-16 without a mark).
+// - Lines end with a line feed; a carriage return elsewhere is white space, kept within a field
+//   (observed). Ctrl-Z ends the text, NUL reads as a blank (observed).
 // - A semicolon starts a comment, a backslash before a line's end joins the next line (documented).
 // - A line is `key = field, field` or `field, field`; white space around fields goes (documented).
-//   Only an equals sign before the first comma makes a key (observed).
+//   Only an equals sign before the first comma makes a key, and a line of one field is its own key
+//   (observed).
+// - A section name stands in brackets, its blanks included, and what follows on its line is ignored
+//   (observed). Text before the first section is ignored, or reported where the version section is
+//   missing as well (observed).
 // - Double quotes keep white space, commas, semicolons and equals signs; two of them inside quotes
 //   are one; quotes end with their line (documented, the last observed).
 // - Sections of one name are one section; names are found without regard to case (documented).
@@ -44,14 +48,15 @@ class InfText {
 
   Line LineCount(Section section) const;
 
-  /// The first line from `from` on with that key; keys are compared as written, without regard to
-  /// case.
+  /// The first line from `from` on with that key, whose own strings are substituted first; case is
+  /// ignored.
   std::optional<Line> FindLine(Section section, std::u16string_view key, Line from = 0) const;
 
   /// Number of the line's fields, the key not counted.
   std::uint32_t FieldCount(Section section, Line line) const;
 
-  /// A field with its strings substituted; 0 is the key. Nothing when the line has no such field.
+  /// A field with its strings substituted; 0 is the key, which a line of one field without key has
+  /// as well. Nothing when the line has no such field.
   std::optional<std::u16string> Field(Section section, Line line, std::uint32_t index) const;
 
   /// The field of the first line with that key in a section.
@@ -75,8 +80,8 @@ class InfText {
     std::vector<std::uint32_t> lines;
   };
 
-  std::u16string_view Text(const Piece& piece) const;
-  const LineRecord& Record(Section section, Line line) const;
+  std::optional<std::u16string_view> RawField(Section section, Line line,
+                                              std::uint32_t index) const;
   std::u16string Substitute(std::u16string_view raw) const;
 
   std::u16string text_;
