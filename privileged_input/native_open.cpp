@@ -48,7 +48,7 @@ KernelHandle OpenNative(const NativeApi& api, platform::HANDLE parent, std::u16s
   KernelHandle handle;
   const platform::NTSTATUS status = api.ntCreateFile(
       handle.Receive(), request.access | platform::SYNCHRONIZE, &attributes, &ioStatus, nullptr,
-      platform::FILE_ATTRIBUTE_NORMAL, platform::FILE_SHARE_READ, request.disposition,
+      platform::FILE_ATTRIBUTE_NORMAL, request.share, request.disposition,
       request.kind | platform::FILE_OPEN_REPARSE_POINT | platform::FILE_SYNCHRONOUS_IO_NONALERT,
       nullptr, 0);
   if (status < 0) {

@@ -1,9 +1,11 @@
 #pragma once
 
 // The one native call through which every verified object is opened or created: relative to a
-// verified handle, never following a link, shared with readers only.
+// verified handle, never following a link, and shared with readers only unless the request says
+// more.
 
 #include "base/platform_owners.h"
+#include "platform/files.h"
 #include "platform/security.h"
 #include "platform/types.h"
 #include "privileged_input/native_api.h"
@@ -18,6 +20,7 @@ struct OpenRequest {
   std::uint32_t access;
   std::uint32_t disposition;  // FILE_OPEN or FILE_CREATE
   std::uint32_t kind;         // FILE_DIRECTORY_FILE or FILE_NON_DIRECTORY_FILE
+  std::uint32_t share = platform::FILE_SHARE_READ;
 };
 
 extern const OpenRequest kOpenDirectory;      // a volume root or a folder in it

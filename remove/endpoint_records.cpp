@@ -1,0 +1,133 @@
+#include "remove/endpoint_records.h"
+
+#include "base/format.h"
+#include "base/platform_owners.h"
+#include "control/endpoint_identity.h"
+#include "platform/clock.h"
+#include "platform/last_error.h"
+#include "remove/registry_keys.h"
+
+namespace vorn {
+
+namespace {
+
+constexpr char16_t kMarkerValue[] = u"{4b7a2e8f-3c5d-4e91-8a67-2f9b1e3d5c7a},2";
+constexpr char16_t kStateValue[] = u"DeviceState";
+constexpr std::uint32_t kStateMask = 0xF;
+constexpr std::uint32_t kStateNotPresent = 4;
+constexpr std::uint32_t kIdlePollMs = 250;
+
+struct OwnedRecord {
+  platform::HKEY flowKey;  // open as long as the flow is
+  std::u16string name;
+  std::u16string displayPath;
+};
+
+enum class Ownership { Ours, NotOurs, Unknown };
+
+/// The marker's buffer holds 4 bytes on purpose: a larger value cannot be ours, and the platform
+/// says so by ERROR_MORE_DATA.
+Ownership JudgeOwner(platform::HKEY flowKey, const std::u16string& name) {
+  std::uint32_t type = platform::REG_NONE;
+  std::uint32_t cable = 0;
+  std::uint32_t size = sizeof cable;
+  const auto error = static_cast<std::uint32_t>(
+      platform::RegGetValueW(flowKey, (name + u"\\Properties").c_str(), kMarkerValue,
+                             platform::RRF_RT_ANY | platform::RRF_NOEXPAND, &type, &cable, &size));
+  if (error == platform::ERROR_FILE_NOT_FOUND || error == platform::ERROR_MORE_DATA) {
+    return Ownership::NotOurs;
+  }
+  if (error != platform::ERROR_SUCCESS) return Ownership::Unknown;
+  const bool marker = type == platform::REG_DWORD && size == sizeof cable && cable < kCableCount;
+  return marker ? Ownership::Ours : Ownership::NotOurs;
+}
+
+void CollectFlow(platform::HKEY flowKey, const std::u16string& flow,
+                 std::vector<OwnedRecord>& owned, EndpointRecordCleanupResult& result) {
+  const SubkeyListing listing = ListSubkeys(flowKey);
+  if (!listing.complete) result.listedAll = false;
+  for (const std::u16string& name : listing.names) {
+    std::u16string displayPath = flow + u"\\" + name;
+    switch (JudgeOwner(flowKey, name)) {
+      case Ownership::Ours:
+        owned.push_back({flowKey, name, std::move(displayPath)});
+        break;
+      case Ownership::Unknown:
+        result.unreadable.push_back(std::move(displayPath));
+        break;
+      case Ownership::NotOurs:
+        break;
+    }
+  }
+}
+
+/// Fills `owned` from both flows; the keys that it refers to are kept open in `flowKeys`.
+void CollectOwnedRecords(platform::HKEY rootKey, const std::u16string& basePath,
+                         std::vector<RegistryKey>& flowKeys, std::vector<OwnedRecord>& owned,
+                         EndpointRecordCleanupResult& result) {
+  for (const std::u16string flow : {u"Render", u"Capture"}) {
+    RegistryKey key;
+    const auto error = static_cast<std::uint32_t>(
+        platform::RegOpenKeyExW(rootKey, (basePath + u"\\" + flow).c_str(), 0,
+                                platform::KEY_READ | platform::KEY_WOW64_64KEY, key.Receive()));
+    if (error == platform::ERROR_FILE_NOT_FOUND) continue;
+    if (error != platform::ERROR_SUCCESS) {
+      result.listedAll = false;
+      continue;
+    }
+    CollectFlow(key.Get(), flow, owned, result);
+    flowKeys.push_back(std::move(key));
+  }
+}
+
+/// Whether the record's state can be read and is another than "not present".
+bool IsActive(const OwnedRecord& record) {
+  std::uint32_t state = 0;
+  std::uint32_t size = sizeof state;
+  const platform::LSTATUS status =
+      platform::RegGetValueW(record.flowKey, record.name.c_str(), kStateValue,
+                             platform::RRF_RT_REG_DWORD, nullptr, &state, &size);
+  return status == 0 && (state & kStateMask) != kStateNotPresent;
+}
+
+bool AnyActive(const std::vector<OwnedRecord>& owned) {
+  for (const OwnedRecord& record : owned) {
+    if (IsActive(record)) return true;
+  }
+  return false;
+}
+
+void WaitUntilIdle(const std::vector<OwnedRecord>& owned, std::uint32_t budgetMs) {
+  const std::uint64_t deadline = platform::GetTickCount64() + budgetMs;
+  while (AnyActive(owned)) {
+    if (platform::GetTickCount64() >= deadline) return;
+    platform::Sleep(kIdlePollMs);
+  }
+}
+
+void DeleteRecords(const std::vector<OwnedRecord>& owned, EndpointRecordCleanupResult& result) {
+  for (const OwnedRecord& record : owned) {
+    const std::uint32_t error = DeleteKeyTree(record.flowKey, record.name);
+    if (error == platform::ERROR_SUCCESS) {
+      result.removed.push_back(record.displayPath);
+    } else {
+      result.retained.push_back(Format(u"%ls (error 0x%08lX)", record.displayPath, error));
+    }
+  }
+}
+
+}  // namespace
+
+EndpointRecordCleanupResult CleanEndpointRecords(platform::HKEY rootKey,
+                                                 const std::u16string& basePath,
+                                                 std::uint32_t budgetMs) {
+  EndpointRecordCleanupResult result;
+  std::vector<RegistryKey> flowKeys;
+  std::vector<OwnedRecord> owned;
+  CollectOwnedRecords(rootKey, basePath, flowKeys, owned, result);
+  WaitUntilIdle(owned, budgetMs);
+  DeleteRecords(owned, result);
+  return result;
+}
+
+}  // namespace vorn

@@ -1,0 +1,92 @@
+#include "remove/log_placement.h"
+
+#include "base/platform_owners.h"
+#include "cli/absolute_path.h"
+#include "platform/last_error.h"
+#include "privileged_input/directory.h"
+#include "privileged_input/native_open.h"
+#include "remove/removal_log.h"
+
+#include <memory>
+
+namespace vorn {
+
+namespace {
+
+using privileged_input::Directory;
+using privileged_input::OpenNative;
+using privileged_input::OpenRequest;
+
+constexpr char16_t kFolderName[] = u"logs";
+constexpr char16_t kFileName[] = u"vorn_devnode.log";
+
+// Other writers may append meanwhile; nobody may rename or delete the file while it is held.
+constexpr std::uint32_t kLogAccess = platform::GENERIC_READ | platform::READ_CONTROL;
+constexpr std::uint32_t kLogShare = platform::FILE_SHARE_READ | platform::FILE_SHARE_WRITE;
+constexpr OpenRequest kOpenLog = {kLogAccess, platform::FILE_OPEN,
+                                  platform::FILE_NON_DIRECTORY_FILE, kLogShare};
+constexpr OpenRequest kCreateLog = {kLogAccess, platform::FILE_CREATE,
+                                    platform::FILE_NON_DIRECTORY_FILE, kLogShare};
+
+/// What keeps the log's place as it was checked.
+struct HeldPlace {
+  Directory folder;
+  KernelHandle file;
+};
+
+/// The folder above the one that holds the INF; a bare drive means its root.
+std::u16string FolderAbove(std::u16string_view infPath) {
+  return std::u16string(CutLastComponent(CutLastComponent(infPath)));
+}
+
+Directory OpenParent(const std::u16string& parent) {
+  const bool bareDrive = parent.size() == 2;
+  return Directory::OpenAbsolute(bareDrive ? parent + u"\\" : parent,
+                                 privileged_input::LoadNativeApi());
+}
+
+bool MakeFolder(const std::u16string& path) {
+  return platform::CreateDirectoryW(path.c_str()) ||
+         platform::GetLastError() == platform::ERROR_ALREADY_EXISTS;
+}
+
+bool HasOneName(platform::HANDLE file) {
+  platform::BY_HANDLE_FILE_INFORMATION information = {};
+  return platform::GetFileInformationByHandle(file, &information) &&
+         information.nNumberOfLinks == 1;
+}
+
+/// Opens the file, or creates it with the folder's inherited security; empty unless it is a plain
+/// file with one name.
+KernelHandle HoldLogFile(const Directory& folder) {
+  const privileged_input::NativeApi& api = folder.SharedState()->api;
+  KernelHandle file = OpenNative(api, folder.Handle(), kFileName, kOpenLog);
+  if (!file && platform::GetLastError() == platform::ERROR_FILE_NOT_FOUND) {
+    file = OpenNative(api, folder.Handle(), kFileName, kCreateLog);
+  }
+  if (!file || !privileged_input::IsPlainObject(file.Get(), false) || !HasOneName(file.Get())) {
+    return {};
+  }
+  return file;
+}
+
+}  // namespace
+
+void PlaceRemovalLog(std::u16string_view commandLineInfPath) {
+  ReleaseRemovalLog();
+  const std::u16string parentPath = FolderAbove(commandLineInfPath);
+  if (parentPath.empty()) return;
+  // The parent is held before anything is created in it by name.
+  const Directory parent = OpenParent(parentPath);
+  if (!parent) return;
+  const std::u16string folderPath = parentPath + u"\\" + kFolderName;
+  if (!MakeFolder(folderPath)) return;
+  auto place = std::make_shared<HeldPlace>();
+  place->folder = Directory::OpenRelative(parent, kFolderName);
+  if (!place->folder) return;
+  place->file = HoldLogFile(place->folder);
+  if (!place->file) return;
+  SetRemovalLogPath(folderPath + u"\\" + kFileName, place);
+}
+
+}  // namespace vorn

@@ -1,0 +1,18 @@
+#pragma once
+
+// The "remove" command: takes the audio device and its driver package off the machine, and touches
+// nothing unless the INF that it is given is provably the exact package. No package goes while a
+// device root remains, and no endpoint record goes whose owner is not proven.
+
+#include "cli/exit_status.h"
+
+#include <string>
+
+namespace vorn {
+
+/// Runs the command. `snapshotInfPath` is the protected copy of the INF, `commandLineInfPath` the
+/// path as typed, which only places the removal log. Prints the result and returns the exit status.
+ExitStatus RunRemove(const std::u16string& snapshotInfPath,
+                     const std::u16string& commandLineInfPath);
+
+}  // namespace vorn

@@ -1,0 +1,62 @@
+#include "remove/root_removal.h"
+
+#include "cli/console.h"
+#include "devnode/class_installer.h"
+#include "devnode/root_discovery.h"
+#include "devnode/root_walk.h"
+#include "platform/clock.h"
+
+namespace vorn {
+
+namespace {
+
+constexpr std::uint64_t kWaitMs = 30000;
+constexpr std::uint32_t kPollMs = 500;
+
+void RemoveRoot(platform::HDEVINFO list, const platform::SP_DEVINFO_DATA& device,
+                RootRemoval& removal) {
+  if (!SetRemoveParameters(list, device)) {
+    ReportFailedCall(u"SetupDiSetClassInstallParams(DIF_REMOVE)");
+    removal.failed = true;
+    return;
+  }
+  if (!platform::SetupDiCallClassInstaller(platform::DIF_REMOVE, list, &device)) {
+    ReportFailedCall(u"SetupDiCallClassInstaller(DIF_REMOVE)");
+    removal.failed = true;
+    return;
+  }
+  ++removal.removed;
+  // A removal whose restart flags cannot be read is not failed for that: the count of roots shows
+  // what became of it.
+  if (ReadRestartNeeded(list, device).value_or(false)) removal.rebootRequired = true;
+}
+
+}  // namespace
+
+RootRemoval RemoveInstalledRoots() {
+  RootRemoval removal;
+  const DeviceInfoList list = OpenRootDevices(RootScope::Installed);
+  if (!list) {
+    ReportFailedCall(u"SetupDiGetClassDevs");
+    return removal;
+  }
+  removal.listed = true;
+  RootWalk walk(list.Get());
+  platform::SP_DEVINFO_DATA device;
+  while (walk.Next(device))
+    RemoveRoot(list.Get(), device, removal);
+  removal.sawEveryDevice = walk.SawEveryDevice();
+  return removal;
+}
+
+std::int32_t WaitForZeroRoots() {
+  const std::uint64_t start = platform::GetTickCount64();
+  while (true) {
+    const std::int32_t count = CountInstalledRoots();
+    if (count == 0) return count;
+    platform::Sleep(kPollMs);
+    if (platform::GetTickCount64() - start >= kWaitMs) return count;
+  }
+}
+
+}  // namespace vorn
