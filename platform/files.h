@@ -61,6 +61,8 @@ inline constexpr std::uint32_t FILE_CURRENT = 1;
 inline constexpr std::uint32_t FILE_END = 2;
 
 inline constexpr std::uint32_t VOLUME_NAME_GUID = 0x1;
+inline constexpr std::uint32_t VOLUME_NAME_NT = 0x2;
+inline constexpr std::uint32_t VOLUME_NAME_NONE = 0x4;
 
 // Information classes of GetFileInformationByHandleEx and SetFileInformationByHandle.
 inline constexpr std::uint32_t FileBasicInfo = 0;

@@ -91,8 +91,9 @@ class NodeTable {
   bool contains(NodeId id) const { return nodes_.contains(id); }
   std::size_t size() const { return nodes_.size(); }
 
-  /// The node, which must exist; the second one may be written to.
-  const Node& at(NodeId id) const { return *nodes_.at(id); }
+  /// The node, which must exist; what the writing `at` gives may be written to.
+  const Node& Get(NodeId id) const { return *nodes_.at(id); }
+  const Node& at(NodeId id) const { return Get(id); }
   Node& at(NodeId id);
 
   void Put(NodeId id, Node node) { nodes_[id] = std::make_shared<Node>(std::move(node)); }

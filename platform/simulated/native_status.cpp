@@ -1,0 +1,88 @@
+#include "platform/simulated/native_status.h"
+
+#include "platform/last_error.h"
+#include "platform/native.h"
+
+namespace vorn::platform::simulated {
+
+namespace {
+
+struct Translation {
+  NTSTATUS status;
+  std::uint32_t error;
+};
+
+// Documented in the platform's list of statuses and their Win32 codes.
+constexpr Translation kTranslations[] = {
+    {STATUS_BUFFER_OVERFLOW, ERROR_MORE_DATA},
+    {STATUS_NO_MORE_FILES, ERROR_NO_MORE_FILES},
+    {STATUS_UNSUCCESSFUL, ERROR_GEN_FAILURE},
+    {STATUS_NOT_IMPLEMENTED, ERROR_INVALID_FUNCTION},
+    {STATUS_INFO_LENGTH_MISMATCH, ERROR_BAD_LENGTH},
+    {STATUS_ACCESS_VIOLATION, ERROR_NOACCESS},
+    {STATUS_INVALID_HANDLE, ERROR_INVALID_HANDLE},
+    {STATUS_INVALID_PARAMETER, ERROR_INVALID_PARAMETER},
+    {STATUS_NO_SUCH_DEVICE, ERROR_FILE_NOT_FOUND},
+    {STATUS_NO_SUCH_FILE, ERROR_FILE_NOT_FOUND},
+    {STATUS_INVALID_DEVICE_REQUEST, ERROR_INVALID_FUNCTION},
+    {STATUS_END_OF_FILE, ERROR_HANDLE_EOF},
+    {STATUS_NO_MEMORY, ERROR_NOT_ENOUGH_MEMORY},
+    {STATUS_ACCESS_DENIED, ERROR_ACCESS_DENIED},
+    {STATUS_OBJECT_TYPE_MISMATCH, ERROR_INVALID_HANDLE},
+    {STATUS_OBJECT_NAME_INVALID, ERROR_INVALID_NAME},
+    {STATUS_OBJECT_NAME_NOT_FOUND, ERROR_FILE_NOT_FOUND},
+    {STATUS_OBJECT_NAME_COLLISION, ERROR_ALREADY_EXISTS},
+    {STATUS_OBJECT_PATH_INVALID, ERROR_BAD_PATHNAME},
+    {STATUS_OBJECT_PATH_NOT_FOUND, ERROR_PATH_NOT_FOUND},
+    {STATUS_OBJECT_PATH_SYNTAX_BAD, ERROR_BAD_PATHNAME},
+    {STATUS_SHARING_VIOLATION, ERROR_SHARING_VIOLATION},
+    {STATUS_DELETE_PENDING, ERROR_ACCESS_DENIED},
+    {STATUS_UNKNOWN_REVISION, ERROR_UNKNOWN_REVISION},
+    {STATUS_INVALID_OWNER, ERROR_INVALID_OWNER},
+    {STATUS_PRIVILEGE_NOT_HELD, ERROR_PRIVILEGE_NOT_HELD},
+    {STATUS_INVALID_ACL, ERROR_INVALID_ACL},
+    {STATUS_INVALID_SID, ERROR_INVALID_SID},
+    {STATUS_INVALID_SECURITY_DESCR, ERROR_INVALID_SECURITY_DESCR},
+    {STATUS_DISK_FULL, ERROR_DISK_FULL},
+    {STATUS_INSUFFICIENT_RESOURCES, ERROR_NO_SYSTEM_RESOURCES},
+    {STATUS_MEDIA_WRITE_PROTECTED, ERROR_WRITE_PROTECT},
+    {STATUS_DEVICE_NOT_READY, ERROR_NOT_READY},
+    {STATUS_FILE_IS_A_DIRECTORY, ERROR_ACCESS_DENIED},
+    {STATUS_NOT_SUPPORTED, ERROR_NOT_SUPPORTED},
+    {STATUS_BAD_NETWORK_PATH, ERROR_BAD_NETPATH},
+    {STATUS_DIRECTORY_NOT_EMPTY, ERROR_DIR_NOT_EMPTY},
+    {STATUS_NOT_A_DIRECTORY, ERROR_DIRECTORY},
+    {STATUS_TOO_MANY_OPENED_FILES, ERROR_TOO_MANY_OPEN_FILES},
+    {STATUS_CANCELLED, ERROR_OPERATION_ABORTED},
+    {STATUS_CANNOT_DELETE, ERROR_ACCESS_DENIED},
+    {STATUS_KEY_DELETED, ERROR_KEY_DELETED},
+    {STATUS_KEY_HAS_CHILDREN, ERROR_KEY_HAS_CHILDREN},
+    {STATUS_IO_REPARSE_TAG_INVALID, ERROR_REPARSE_TAG_INVALID},
+    {STATUS_IO_REPARSE_TAG_NOT_HANDLED, ERROR_CANT_ACCESS_FILE},
+    {STATUS_REPARSE_POINT_NOT_RESOLVED, ERROR_CANT_RESOLVE_FILENAME},
+    {STATUS_REPARSE_POINT_ENCOUNTERED, ERROR_REPARSE_POINT_ENCOUNTERED},
+};
+
+constexpr std::uint32_t kCustomerBit = 0x20000000;
+constexpr std::uint32_t kFacilityMask = 0xFFFF0000;
+constexpr std::uint32_t kNtWin32Facility = 0xC0070000;
+constexpr std::uint32_t kRpcFacility = 0xC0010000;
+constexpr std::uint32_t kWin32Facility = 0x80070000;
+
+}  // namespace
+
+std::uint32_t ToDosError(NTSTATUS status) {
+  const auto value = static_cast<std::uint32_t>(status);
+  // Statuses of other makers pass as they are (documented).
+  if (value == 0 || (value & kCustomerBit) != 0) return value;
+  for (const Translation& translation : kTranslations) {
+    if (translation.status == status) return translation.error;
+  }
+  // A status that wraps a Win32 code gives the code (documented).
+  const std::uint32_t facility = value & kFacilityMask;
+  const bool wraps =
+      facility == kNtWin32Facility || facility == kRpcFacility || facility == kWin32Facility;
+  return wraps ? value & ~kFacilityMask : ERROR_MR_MID_NOT_FOUND;
+}
+
+}  // namespace vorn::platform::simulated

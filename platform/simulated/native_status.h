@@ -1,0 +1,14 @@
+#pragma once
+
+// Native statuses as Win32 error codes.
+
+#include "platform/types.h"
+
+#include <cstdint>
+
+namespace vorn::platform::simulated {
+
+/// The Win32 error code of a native status; ERROR_MR_MID_NOT_FOUND for a status without one.
+std::uint32_t ToDosError(NTSTATUS status);
+
+}  // namespace vorn::platform::simulated

@@ -1,0 +1,42 @@
+#pragma once
+
+// Names of the native name space ("\Device\HarddiskVolume3\a\b", "\??\C:\a") and the walk along
+// them: which node a name leads to, where the walk ends, and what links on the way do.
+
+#include "platform/native.h"
+#include "platform/simulated/file_system.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace vorn::platform::simulated {
+
+struct WalkOptions {
+  bool openLastLink = false;  // FILE_OPEN_REPARSE_POINT: a link at the end is the goal itself
+  bool dontReparse = false;   // OBJ_DONT_REPARSE: nothing on the way may lead elsewhere
+};
+
+/// Where a walk ended.
+struct Walked {
+  /// STATUS_SUCCESS when the node exists; STATUS_OBJECT_NAME_NOT_FOUND when only the last name is
+  /// missing from a folder that exists (`place` and `name` then say where it would be).
+  NTSTATUS status = STATUS_SUCCESS;
+  NodeId node = 0;
+  Place place;             // of the last name
+  std::u16string name;     // the last name as asked, of a missing node
+  bool rawVolume = false;  // the volume device, without a path below it
+};
+
+/// Walks an absolute native name, or one relative to the folder `start`.
+Walked Walk(const FileSystem& files, std::optional<NodeId> start, const Place& startPlace,
+            std::u16string_view name, const WalkOptions& options);
+
+/// As above, without a start.
+Walked Walk(const FileSystem& files, std::u16string_view name, const WalkOptions& options);
+
+/// Whether NTFS takes a name component: 1 to 255 units, no control character, no separator, no
+/// wildcard, not "." and "..".
+bool IsValidNtName(std::u16string_view component);
+
+}  // namespace vorn::platform::simulated
