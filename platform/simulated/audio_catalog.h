@@ -32,6 +32,7 @@ struct AudioEndpoint {
   std::optional<CableProperty> cable;  // the driver's own property
   std::u16string connectedTo;          // device id of the filter of connector 0
   std::u16string root;                 // instance id of the device that it belongs to
+  std::optional<CableFlow> builtFor;   // what the builder made it of; the cable property may differ
   std::int32_t propertyStoreError = 0;
   std::int32_t propertyError = 0;
   std::int32_t topologyError = 0;
@@ -64,12 +65,13 @@ struct AudioCatalog {
   std::uint32_t remintNext = 0;        // so many cables get new ids at the next building
   std::set<CableFlow> neverPublished;  // missing whatever the driver exposes
   std::set<CableFlow> doubled;         // published twice
-  std::set<CableFlow> activated;       // published active although the user had disabled them
-  std::uint64_t childDelay = 0;        // milliseconds from an endpoint to its PnP child
-  bool childLags = false;              // endpoints appear in the catalog but never as PnP children
-  std::uint64_t recordDelay = 0;       // milliseconds until records of withdrawn endpoints say so
-  bool recordsStayActive = false;      // records of withdrawn endpoints never say so
-  std::uint32_t nextGuid = 1;          // of the next endpoint id
+  std::map<CableFlow, CableProperty> properties;  // the cable property, where it is not its number
+  std::set<CableFlow> activated;   // published active although the user had disabled them
+  std::uint64_t childDelay = 0;    // milliseconds from an endpoint to its PnP child
+  bool childLags = false;          // endpoints appear in the catalog but never as PnP children
+  std::uint64_t recordDelay = 0;   // milliseconds until records of withdrawn endpoints say so
+  bool recordsStayActive = false;  // records of withdrawn endpoints never say so
+  std::uint32_t nextGuid = 1;      // of the next endpoint id
 
   // How COM answers; each that is not 0 is the HRESULT of that call.
   std::int32_t coInitializeResult = 0;  // RPC_E_CHANGED_MODE: the thread is in another apartment

@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <memory>
 #include <string_view>
+#include <utility>
 
 namespace vorn::platform::simulated {
 
@@ -70,5 +71,39 @@ char16_t* AllocateTaskString(std::u16string_view text);
 
 /// Whether the current thread is in an apartment.
 bool IsInApartment();
+
+/// One call that gives an HRESULT. COM knows two kinds of success; a planned failure that is
+/// neither, nor a failure, is a plain error code.
+template <class ArgumentList, class Body>
+HRESULT SimulateCom(std::string_view name, const ArgumentList& arguments, Body&& body) {
+  const HRESULT result = SimulateCode<HRESULT>(name, arguments, std::forward<Body>(body));
+  return result > S_FALSE ? static_cast<HRESULT>(0x80070000 | (result & 0xFFFF)) : result;
+}
+
+/// Undoes the making of an object or a string that the program does not get.
+inline void TakeBack(IUnknown* object) {
+  object->Release();
+}
+void TakeBack(char16_t* text);
+
+/// One call that hands out an object or a string. Documented: what is handed out is null when the
+/// call fails. `body` returns the HRESULT and what it made; that is taken back when the call was
+/// planned to fail all the same.
+template <class Made, class ArgumentList, class Body>
+HRESULT SimulateGiving(std::string_view name, const ArgumentList& arguments, Made** output,
+                       Body&& body) {
+  Made* made = nullptr;
+  if (output != nullptr) *output = nullptr;
+  const HRESULT result = SimulateCom(name, arguments, [&](const CallFaults&) {
+    return output == nullptr ? E_POINTER : body(made);
+  });
+  if (made == nullptr) return result;
+  if (result < S_OK) {
+    TakeBack(made);
+  } else {
+    *output = made;
+  }
+  return result;
+}
 
 }  // namespace vorn::platform::simulated

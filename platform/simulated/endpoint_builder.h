@@ -20,6 +20,10 @@ inline constexpr char16_t kEndpointRecordsPath[] =
     u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\MMDevices\\Audio";
 inline constexpr char16_t kCableMarkerName[] = u"{4b7a2e8f-3c5d-4e91-8a67-2f9b1e3d5c7a},2";
 
+/// The keys that endpoint records lie under, protected as Windows protects them: administrators
+/// read there, and delete only by privilege. Machines have them from the start.
+void MakeEndpointRecordKeys(Machine& machine);
+
 /// The driver of a device has started: its endpoints are published after the builder's delay, or
 /// once the audio services run.
 void BuildEndpointsSoon(Machine& machine, std::u16string_view rootInstanceId);

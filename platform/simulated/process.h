@@ -64,6 +64,7 @@ class Process {
   std::vector<std::string> missingExports;  // names that GetProcAddress does not find
   NodeNames nodes;                          // what its device node numbers mean
   int comInitialized = 0;                   // CoInitializeEx calls not yet paired
+  bool inOtherApartment = false;            // the thread had joined a COM apartment by itself
 
   /// The process dies now: handles are closed as a kernel does, later calls do nothing and fail.
   void Kill();

@@ -23,9 +23,13 @@ struct Service {
 
 /// The service of that name, without regard to ASCII case; null when there is none.
 Service* FindService(Machine& machine, std::u16string_view name);
+const Service* FindService(const Machine& machine, std::u16string_view name);
 
 /// Whether a service exists and runs.
-bool IsRunning(Machine& machine, std::u16string_view name);
+bool IsRunning(const Machine& machine, std::u16string_view name);
+
+/// Whether both services run that audio endpoints take.
+bool AudioServicesRun(const Machine& machine);
 
 /// Starts a service that is not running, whatever its errors; the endpoint builder then turns to
 /// the devices that wait for it.

@@ -1,0 +1,71 @@
+#include "platform/simulated/driver_replies.h"
+
+#include <algorithm>
+
+namespace vorn::platform::simulated {
+
+namespace {
+
+// Where the fields of the replies stand.
+constexpr std::size_t kPoolHeaderSize = 4;
+constexpr std::size_t kPoolEntrySize = 140;
+constexpr std::size_t kEntryFlow = 4;
+constexpr std::size_t kEntryReserved = 8;
+constexpr std::size_t kEntryName = 12;
+constexpr std::size_t kEntryNameUnits = 64;
+constexpr std::size_t kStatusLifecycleAbi = 104;
+constexpr std::size_t kStatusSharedMemoryAbi = 108;
+constexpr std::size_t kStatusCapabilities = 112;
+constexpr std::size_t kStatusRevision = 120;
+
+/// What a driver keeps in words that nobody may rely on; not zero, so that nobody does by accident.
+constexpr std::uint8_t kFiller = 0xA5;
+
+void PutByte(Bytes& reply, std::size_t offset, std::uint32_t byte) {
+  if (offset < reply.size()) reply[offset] = static_cast<std::uint8_t>(byte);
+}
+
+void PutWord(Bytes& reply, std::size_t offset, std::uint32_t word) {
+  for (std::size_t i = 0; i < 4; ++i)
+    PutByte(reply, offset + i, word >> (8 * i) & 0xFF);
+}
+
+void PutName(Bytes& reply, std::size_t offset, const std::u16string& name) {
+  for (std::size_t i = 0; i < std::min(name.size(), kEntryNameUnits); ++i) {
+    PutByte(reply, offset + 2 * i, name[i] & 0xFF);
+    PutByte(reply, offset + 2 * i + 1, static_cast<std::uint32_t>(name[i]) >> 8);
+  }
+}
+
+}  // namespace
+
+Bytes PoolReply(const DriverImage& image) {
+  Bytes reply(image.poolBytes);
+  PutWord(reply, 0, image.poolCount);
+  std::size_t offset = kPoolHeaderSize;
+  for (const PoolEntry& entry : image.pool) {
+    PutWord(reply, offset, entry.cable);
+    PutWord(reply, offset + kEntryFlow, entry.flow);
+    for (std::size_t i = 0; i < 4; ++i)
+      PutByte(reply, offset + kEntryReserved + i, kFiller);
+    PutName(reply, offset + kEntryName, entry.name);
+    offset += kPoolEntrySize;
+  }
+  return reply;
+}
+
+Bytes StatusReply(const DriverImage& image) {
+  Bytes reply(image.statusBytes, kFiller);
+  PutWord(reply, 0, image.loadedVersion);
+  PutWord(reply, kStatusLifecycleAbi, image.lifecycleAbi);
+  PutWord(reply, kStatusSharedMemoryAbi, image.sharedMemoryAbi);
+  PutWord(reply, kStatusCapabilities, image.capabilities);
+  PutWord(reply, kStatusRevision, image.revision);
+  return reply;
+}
+
+Bytes LeaseReply(const DriverImage& image) {
+  return Bytes(image.leaseBytes, kFiller);
+}
+
+}  // namespace vorn::platform::simulated

@@ -1,0 +1,417 @@
+#include "platform/simulated/endpoint_builder.h"
+
+#include "base/text.h"
+#include "platform/config_manager.h"
+#include "platform/registry.h"
+#include "platform/simulated/machine.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace vorn::platform::simulated {
+
+namespace {
+
+constexpr std::u16string_view kChildPrefix = u"SWD\\MMDEVAPI\\";
+constexpr std::u16string_view kRenderPrefix = u"{0.0.0.00000000}.";
+constexpr std::u16string_view kCapturePrefix = u"{0.0.1.00000000}.";
+constexpr std::u16string_view kNameProperty = u"{a45c254e-df1c-4efd-8020-67d146a850e0},2";
+
+// ------------------------------------------------------------------------------------------------
+// Identities.
+
+/// Spreads a counter over 64 bits, each value once.
+std::uint64_t Spread(std::uint64_t value) {
+  value += 0x9E3779B97F4A7C15;
+  value = (value ^ (value >> 30)) * 0xBF58476D1CE4E5B9;
+  value = (value ^ (value >> 27)) * 0x94D049BB133111EB;
+  return value ^ (value >> 31);
+}
+
+/// An endpoint id that no endpoint has had; the flow is part of it.
+std::u16string MintId(AudioCatalog& audio, bool capture) {
+  const std::uint32_t number = audio.nextGuid++;
+  const std::uint64_t mixed = Spread(number);
+  char text[40];
+  std::snprintf(text, sizeof text, "{%08x-%04x-4%03x-8%03x-%04x%08x}",
+                static_cast<unsigned>(mixed >> 32), static_cast<unsigned>(mixed >> 16 & 0xFFFF),
+                static_cast<unsigned>(mixed >> 4 & 0xFFF), static_cast<unsigned>(mixed & 0xFFF),
+                static_cast<unsigned>(mixed >> 40 & 0xFFFF), static_cast<unsigned>(number));
+  return std::u16string(capture ? kCapturePrefix : kRenderPrefix) + ToUtf16(text);
+}
+
+std::u16string ChildId(const AudioEndpoint& endpoint) {
+  return std::u16string(kChildPrefix) + endpoint.id;
+}
+
+/// The device id of the filter that an endpoint of the device hangs on.
+std::u16string FilterId(std::u16string_view root, const std::u16string& pin) {
+  std::u16string path = ToLowerAscii(root);
+  std::replace(path.begin(), path.end(), u'\\', u'#');
+  return u"{2}.\\\\?\\" + path + u"#{6994ad04-93ef-11d0-a3cc-00a0c9223196}\\" + pin;
+}
+
+std::u16string CableName(CableFlow cable) {
+  return u"VORN Cable " + ToUtf16(std::to_string(cable.first + 1)) +
+         (cable.second == 0 ? u" Render" : u" Capture");
+}
+
+std::u16string CablePin(CableFlow cable) {
+  return (cable.second == 0 ? u"render" : u"capture") + ToUtf16(std::to_string(cable.first));
+}
+
+bool InView(const AudioEndpoint& endpoint) {
+  return endpoint.state != DEVICE_STATE_NOTPRESENT;
+}
+
+bool BelongsTo(const AudioEndpoint& endpoint, std::u16string_view root) {
+  return EqualsIgnoringCase(endpoint.root, root);
+}
+
+/// Whether an endpoint is in view and is that cable's of the device: by what it was built of, or by
+/// its property when somebody else put it there.
+bool IsCable(const AudioEndpoint& endpoint, std::u16string_view root, CableFlow cable) {
+  if (!InView(endpoint) || !BelongsTo(endpoint, root)) return false;
+  if (endpoint.builtFor) return *endpoint.builtFor == cable;
+  return endpoint.cable && endpoint.cable->value == cable.first &&
+         endpoint.capture == (cable.second != 0);
+}
+
+// ------------------------------------------------------------------------------------------------
+// Records in the registry.
+
+void WriteCableMarker(Registry& registry, const std::u16string& path, CableProperty property) {
+  if (property.type == VT_UI4 || property.type == VT_I4) {
+    PutDword(registry, path, kCableMarkerName, property.value);
+  } else {
+    PutString(registry, path, kCableMarkerName, ToUtf16(std::to_string(property.value)));
+  }
+}
+
+void WriteRecord(Machine& machine, const AudioEndpoint& endpoint, std::u16string_view name) {
+  MakeEndpointRecordKeys(machine);
+  Registry& registry = machine.registry;
+  const std::u16string path = EndpointRecordPath(endpoint);
+  PutDword(registry, path, u"DeviceState", endpoint.state);
+  MakeKey(registry, path + u"\\FxProperties");
+  PutString(registry, path + u"\\Properties", kNameProperty, name);
+  if (endpoint.cable) WriteCableMarker(registry, path + u"\\Properties", *endpoint.cable);
+}
+
+/// The record's state follows the catalog's; a record that was deleted stays so.
+void UpdateRecord(Machine& machine, const AudioEndpoint& endpoint) {
+  const std::u16string path = EndpointRecordPath(endpoint);
+  if (FindKey(machine.registry, path)) {
+    PutDword(machine.registry, path, u"DeviceState", endpoint.state);
+  }
+}
+
+// ------------------------------------------------------------------------------------------------
+// PnP children.
+
+/// Assumed: a disabled endpoint's child is there and disabled too.
+void SetChildState(Device& child, std::uint32_t endpointState) {
+  const bool started = endpointState == DEVICE_STATE_ACTIVE;
+  child.status = started ? DN_STARTED : DN_HAS_PROBLEM;
+  child.problem = started ? 0 : CM_PROB_DISABLED;
+}
+
+void AddChild(Machine& machine, const AudioEndpoint& endpoint) {
+  if (machine.devices.Find(ChildId(endpoint)) != nullptr) return;
+  Device child;
+  child.instanceId = ChildId(endpoint);
+  child.enumerator = u"SWD";
+  child.parent = endpoint.root;
+  child.classGuid = kAudioEndpointClass;
+  child.className = u"AudioEndpoint";
+  child.hardwareIds = {u"MMDEVAPI\\AudioEndpoints"};
+  SetChildState(child, endpoint.state);
+  machine.devices.devices.push_back(std::move(child));
+}
+
+/// Assumed: the child of an endpoint that is not present leaves no trace in the device tree.
+void EraseChild(Machine& machine, const AudioEndpoint& endpoint) {
+  const std::u16string id = ChildId(endpoint);
+  std::erase_if(machine.devices.devices,
+                [&](const Device& device) { return EqualsIgnoringCase(device.instanceId, id); });
+}
+
+void EraseChildren(Machine& machine, std::u16string_view root) {
+  std::erase_if(machine.devices.devices, [&](const Device& device) {
+    return device.classGuid == kAudioEndpointClass && EqualsIgnoringCase(device.parent, root);
+  });
+}
+
+// ------------------------------------------------------------------------------------------------
+// Planned building.
+
+bool IsPlanned(const Machine& machine, EventKind kind, std::u16string_view root) {
+  return std::any_of(machine.clock.events.begin(), machine.clock.events.end(),
+                     [&](const Event& event) {
+                       return event.kind == kind && EqualsIgnoringCase(event.subject, root);
+                     });
+}
+
+void PlanOnce(Machine& machine, std::uint64_t delay, EventKind kind, std::u16string_view root) {
+  if (!IsPlanned(machine, kind, root)) Plan(machine, delay, kind, std::u16string(root));
+}
+
+void CancelBuilding(Machine& machine, std::u16string_view root) {
+  std::erase_if(machine.clock.events, [&](const Event& event) {
+    const bool building = event.kind == EventKind::PublishEndpoints ||
+                          event.kind == EventKind::PublishLateEndpoints ||
+                          event.kind == EventKind::PublishEndpointChildren;
+    return building && EqualsIgnoringCase(event.subject, root);
+  });
+}
+
+// ------------------------------------------------------------------------------------------------
+// Publication.
+
+/// The cables that the device's image exposes and does not hide, in the image's order; once for
+/// each endpoint that they are to have.
+std::vector<CableFlow> WantedCables(const Machine& machine, const Device& device) {
+  std::vector<CableFlow> wanted;
+  for (const PoolEntry& entry : device.resident->pool) {
+    const CableFlow cable = {entry.cable, entry.flow == 0 ? 0 : 1};
+    if (device.hidden.contains(cable) || machine.audio.neverPublished.contains(cable)) continue;
+    wanted.push_back(cable);
+    if (machine.audio.doubled.contains(cable)) wanted.push_back(cable);
+  }
+  return wanted;
+}
+
+/// The id for a cable's endpoint: the one it had, unless its record is gone or ids are minted anew.
+std::u16string IdOfCable(Machine& machine, CableFlow cable, RememberedEndpoint& memory) {
+  const bool capture = cable.second != 0;
+  AudioEndpoint former;
+  former.id = memory.id;
+  former.capture = capture;
+  const bool known =
+      !memory.id.empty() && FindKey(machine.registry, EndpointRecordPath(former)).has_value();
+  if (known && machine.audio.remintNext == 0) return memory.id;
+  if (!known) memory.disabledByUser = false;
+  if (machine.audio.remintNext > 0) --machine.audio.remintNext;
+  memory.id = MintId(machine.audio, capture);
+  return memory.id;
+}
+
+/// The id for a second endpoint of a cable: one that is out of view, or a new one.
+std::u16string IdOfDouble(Machine& machine, std::u16string_view root, CableFlow cable,
+                          const RememberedEndpoint& memory) {
+  for (const AudioEndpoint& endpoint : machine.audio.endpoints) {
+    if (!InView(endpoint) && BelongsTo(endpoint, root) && endpoint.builtFor == cable &&
+        !EqualsIgnoringCase(endpoint.id, memory.id)) {
+      return endpoint.id;
+    }
+  }
+  return MintId(machine.audio, cable.second != 0);
+}
+
+/// The catalog's entry of an id; a new one when there is none.
+AudioEndpoint& EntryOf(Machine& machine, const std::u16string& id) {
+  AudioEndpoint* endpoint = FindEndpoint(machine, id);
+  if (endpoint != nullptr) return *endpoint;
+  machine.audio.endpoints.emplace_back().id = id;
+  return machine.audio.endpoints.back();
+}
+
+void PublishCable(Machine& machine, std::u16string_view root, CableFlow cable, bool isDouble) {
+  AudioCatalog& audio = machine.audio;
+  RememberedEndpoint& memory = audio.remembered[ToUpperAscii(root)][cable];
+  const std::u16string id =
+      isDouble ? IdOfDouble(machine, root, cable, memory) : IdOfCable(machine, cable, memory);
+  AudioEndpoint& endpoint = EntryOf(machine, id);
+  const bool disabled = memory.disabledByUser && !audio.activated.contains(cable);
+  endpoint.capture = cable.second != 0;
+  endpoint.state = disabled ? DEVICE_STATE_DISABLED : DEVICE_STATE_ACTIVE;
+  const auto property = audio.properties.find(cable);
+  endpoint.cable =
+      property != audio.properties.end() ? property->second : CableProperty{VT_UI4, cable.first};
+  endpoint.connectedTo = FilterId(root, CablePin(cable));
+  endpoint.root = root;
+  endpoint.builtFor = cable;
+  WriteRecord(machine, endpoint, CableName(cable));
+  if (audio.childLags) return;
+  if (audio.childDelay > 0) {
+    PlanOnce(machine, audio.childDelay, EventKind::PublishEndpointChildren, root);
+  } else {
+    AddChild(machine, endpoint);
+  }
+}
+
+std::size_t CountInView(const Machine& machine, std::u16string_view root, CableFlow cable) {
+  const auto& endpoints = machine.audio.endpoints;
+  return static_cast<std::size_t>(
+      std::count_if(endpoints.begin(), endpoints.end(),
+                    [&](const AudioEndpoint& endpoint) { return IsCable(endpoint, root, cable); }));
+}
+
+/// Publishes what is wanted, of one cable or of all, and not in view.
+void PublishWanted(Machine& machine, std::u16string_view root, std::optional<CableFlow> only,
+                   bool withLate) {
+  const Device* device = machine.devices.Find(root);
+  if (device == nullptr || !device->present || !device->resident || !IsStarted(*device)) return;
+  if (!AudioServicesRun(machine)) return;
+  const std::u16string id = device->instanceId;
+  std::map<CableFlow, std::size_t> numbers;
+  for (const CableFlow& cable : WantedCables(machine, *device)) {
+    const std::size_t number = ++numbers[cable];
+    if (only && *only != cable) continue;
+    if (!withLate && machine.audio.late.contains(cable)) {
+      PlanOnce(machine, machine.audio.lateDelay, EventKind::PublishLateEndpoints, id);
+    } else if (CountInView(machine, id, cable) < number) {
+      PublishCable(machine, id, cable, number > 1);
+    }
+  }
+}
+
+void HideCable(Machine& machine, std::u16string_view root, CableFlow cable) {
+  for (AudioEndpoint& endpoint : machine.audio.endpoints) {
+    if (!IsCable(endpoint, root, cable)) continue;
+    endpoint.state = DEVICE_STATE_NOTPRESENT;
+    EraseChild(machine, endpoint);
+    UpdateRecord(machine, endpoint);
+  }
+}
+
+}  // namespace
+
+std::u16string EndpointRecordPath(const AudioEndpoint& endpoint) {
+  const std::size_t guid = endpoint.id.rfind(u'{');
+  return std::u16string(kEndpointRecordsPath) +
+         (endpoint.capture ? u"\\Capture\\" : u"\\Render\\") +
+         (guid == std::u16string::npos ? endpoint.id : endpoint.id.substr(guid));
+}
+
+void MakeEndpointRecordKeys(Machine& machine) {
+  Registry& registry = machine.registry;
+  if (FindKey(registry, kEndpointRecordsPath)) return;
+  constexpr std::uint8_t kInheritedByKeys = 0x2;  // CONTAINER_INHERIT_ACE
+  SecurityRecord security;
+  security.owner = kTrustedInstaller;
+  security.daclProtected = true;
+  security.entries = {{0, kInheritedByKeys, KEY_ALL_ACCESS, kTrustedInstaller},
+                      {0, kInheritedByKeys, KEY_ALL_ACCESS, kLocalSystem},
+                      {0, kInheritedByKeys, KEY_READ, kAdministrators},
+                      {0, kInheritedByKeys, KEY_READ, kUsers}};
+  SecureKey(registry, kEndpointRecordsPath, std::move(security));
+  MakeKey(registry, std::u16string(kEndpointRecordsPath) + u"\\Render");
+  MakeKey(registry, std::u16string(kEndpointRecordsPath) + u"\\Capture");
+}
+
+void BuildEndpointsSoon(Machine& machine, std::u16string_view rootInstanceId) {
+  CancelBuilding(machine, rootInstanceId);
+  Plan(machine, machine.audio.buildDelay, EventKind::PublishEndpoints,
+       std::u16string(rootInstanceId));
+}
+
+void PublishEndpoints(Machine& machine, std::u16string_view rootInstanceId) {
+  PublishWanted(machine, rootInstanceId, std::nullopt, machine.audio.lateDelay == 0);
+}
+
+void PublishLateEndpoints(Machine& machine, std::u16string_view rootInstanceId) {
+  PublishWanted(machine, rootInstanceId, std::nullopt, true);
+}
+
+void PublishEndpointChildren(Machine& machine, std::u16string_view rootInstanceId) {
+  for (const AudioEndpoint& endpoint : machine.audio.endpoints) {
+    if (InView(endpoint) && BelongsTo(endpoint, rootInstanceId)) AddChild(machine, endpoint);
+  }
+}
+
+void WithdrawEndpoints(Machine& machine, std::u16string_view rootInstanceId) {
+  const std::u16string root(rootInstanceId);  // may be a part of what is erased
+  CancelBuilding(machine, root);
+  bool withdrawn = false;
+  for (AudioEndpoint& endpoint : machine.audio.endpoints) {
+    if (!InView(endpoint) || !BelongsTo(endpoint, root)) continue;
+    endpoint.state = DEVICE_STATE_NOTPRESENT;
+    withdrawn = true;
+  }
+  EraseChildren(machine, root);
+  if (!withdrawn || machine.audio.recordsStayActive) return;
+  if (machine.audio.recordDelay > 0) {
+    PlanOnce(machine, machine.audio.recordDelay, EventKind::IdleEndpointRecords, root);
+  } else {
+    IdleEndpointRecords(machine, root);
+  }
+}
+
+void IdleEndpointRecords(Machine& machine, std::u16string_view rootInstanceId) {
+  for (const AudioEndpoint& endpoint : machine.audio.endpoints) {
+    if (!InView(endpoint) && BelongsTo(endpoint, rootInstanceId)) UpdateRecord(machine, endpoint);
+  }
+}
+
+void ChangeEndpointVisibility(Machine& machine, std::u16string_view rootInstanceId, CableFlow cable,
+                              bool visible) {
+  const std::u16string root(rootInstanceId);
+  Device* device = machine.devices.Find(root);
+  if (device == nullptr) return;
+  if (!visible) {
+    device->hidden.insert(cable);
+    HideCable(machine, root, cable);
+    return;
+  }
+  device->hidden.erase(cable);
+  // What is still to be built comes with the rest.
+  if (!IsPlanned(machine, EventKind::PublishEndpoints, root)) {
+    PublishWanted(machine, root, cable, !IsPlanned(machine, EventKind::PublishLateEndpoints, root));
+  }
+}
+
+AudioEndpoint* FindEndpoint(Machine& machine, std::u16string_view endpointId) {
+  for (AudioEndpoint& endpoint : machine.audio.endpoints) {
+    if (EqualsIgnoringCase(endpoint.id, endpointId)) return &endpoint;
+  }
+  return nullptr;
+}
+
+AudioEndpoint* FindEndpoint(Machine& machine, std::u16string_view rootInstanceId, CableFlow cable) {
+  for (AudioEndpoint& endpoint : machine.audio.endpoints) {
+    if (IsCable(endpoint, rootInstanceId, cable)) return &endpoint;
+  }
+  return nullptr;
+}
+
+void SetEndpointDisabled(Machine& machine, std::u16string_view endpointId, bool disabled) {
+  AudioEndpoint* endpoint = FindEndpoint(machine, endpointId);
+  if (endpoint == nullptr) return;
+  for (auto& [root, cables] : machine.audio.remembered) {
+    for (auto& [cable, memory] : cables) {
+      if (EqualsIgnoringCase(memory.id, endpointId)) memory.disabledByUser = disabled;
+    }
+  }
+  if (!InView(*endpoint)) return;
+  endpoint->state = disabled ? DEVICE_STATE_DISABLED : DEVICE_STATE_ACTIVE;
+  UpdateRecord(machine, *endpoint);
+  if (Device* child = machine.devices.Find(ChildId(*endpoint))) {
+    SetChildState(*child, endpoint->state);
+  }
+}
+
+std::u16string AddForeignEndpoint(Machine& machine, bool capture,
+                                  std::u16string_view rootInstanceId,
+                                  std::optional<CableProperty> cable) {
+  AudioEndpoint endpoint;
+  endpoint.id = MintId(machine.audio, capture);
+  endpoint.capture = capture;
+  endpoint.cable = cable;
+  endpoint.connectedTo = FilterId(rootInstanceId, capture ? u"wavein" : u"waveout");
+  endpoint.root = rootInstanceId;
+  WriteRecord(machine, endpoint, capture ? u"Microphone" : u"Speakers");
+  AddChild(machine, endpoint);
+  machine.audio.endpoints.push_back(endpoint);
+  return endpoint.id;
+}
+
+void LoseEndpoint(Machine& machine, std::u16string_view endpointId) {
+  const AudioEndpoint* endpoint = FindEndpoint(machine, endpointId);
+  if (endpoint == nullptr) return;
+  EraseChild(machine, *endpoint);
+  machine.audio.endpoints.erase(machine.audio.endpoints.begin() +
+                                (endpoint - machine.audio.endpoints.data()));
+}
+
+}  // namespace vorn::platform::simulated

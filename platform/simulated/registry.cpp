@@ -1,0 +1,351 @@
+#include "platform/registry.h"
+
+#include "platform/files.h"
+#include "platform/native.h"
+#include "platform/simulated/process.h"
+#include "platform/simulated/registry.h"
+
+#include <algorithm>
+#include <optional>
+
+namespace vorn::platform {
+
+namespace simulated {
+
+namespace {
+
+constexpr std::uint32_t kViewBits = KEY_WOW64_64KEY | KEY_WOW64_32KEY;
+constexpr int kMostLinks = 32;
+
+struct KeyHandle : Object {
+  KeyHandle(KeyId keyId, std::uint32_t access) : key(keyId), granted(access) {}
+
+  const KeyId key;
+  const std::uint32_t granted;
+};
+
+LSTATUS Code(std::uint32_t error) {
+  return static_cast<LSTATUS>(error);
+}
+
+Registry& TheRegistry() {
+  return Process::Current().TheMachine().registry;
+}
+
+// ------------------------------------------------------------------------------------------------
+// Access.
+
+std::uint32_t MapGeneric(std::uint32_t access) {
+  std::uint32_t mapped = access & 0x0FFFFFFF & ~kViewBits;
+  if ((access & (GENERIC_READ | GENERIC_EXECUTE)) != 0) mapped |= KEY_READ;
+  if ((access & GENERIC_WRITE) != 0) mapped |= KEY_WRITE;
+  if ((access & GENERIC_ALL) != 0) mapped |= KEY_ALL_ACCESS;
+  return mapped;
+}
+
+/// Every right of a key that its descriptor gives to the process.
+std::uint32_t MaximumAccess(const SecurityRecord& security) {
+  std::uint32_t granted = 0;
+  for (std::uint32_t right = 1; right <= KEY_ALL_ACCESS; right <<= 1) {
+    if ((right & KEY_ALL_ACCESS) != 0 && IsGranted(security, Process::Current().token, right)) {
+      granted |= right;
+    }
+  }
+  return granted;
+}
+
+/// The rights of a handle that is opened with `desired`; nothing when they are denied.
+std::optional<std::uint32_t> GrantAccess(KeyId key, std::uint32_t desired) {
+  const SecurityRecord& security = SecurityOf(TheRegistry(), key);
+  std::uint32_t access = MapGeneric(desired);
+  std::uint32_t granted = 0;
+  if ((access & MAXIMUM_ALLOWED) != 0) {
+    access &= ~MAXIMUM_ALLOWED;
+    granted = MaximumAccess(security);
+  }
+  if (access != 0 && !IsGranted(security, Process::Current().token, access)) return std::nullopt;
+  return granted | access;
+}
+
+/// Documented: the option ignores the access that is asked for. The backup privilege gives what
+/// reading takes, the restore privilege what writing and deleting take; without either it fails.
+std::optional<std::uint32_t> GrantBackupRestore() {
+  const Token& token = Process::Current().token;
+  std::uint32_t granted = 0;
+  if (token.holdsBackup && token.backupEnabled) granted |= KEY_READ | ACCESS_SYSTEM_SECURITY;
+  if (token.holdsRestore && token.restoreEnabled) {
+    granted |= KEY_WRITE | DELETE | WRITE_DAC | WRITE_OWNER | ACCESS_SYSTEM_SECURITY;
+  }
+  if (granted == 0) return std::nullopt;
+  return granted;
+}
+
+// ------------------------------------------------------------------------------------------------
+// From handles to keys.
+
+/// What a handle leads to, or why it leads nowhere.
+struct Target {
+  std::uint32_t error = ERROR_SUCCESS;
+  KeyId key = 0;
+  std::uint32_t granted = 0;
+};
+
+Target Resolve(HKEY handle) {
+  Registry& registry = TheRegistry();
+  if (handle == HKEY_LOCAL_MACHINE) {
+    const KeyId key = registry.localMachine;
+    return {ERROR_SUCCESS, key, MaximumAccess(SecurityOf(registry, key))};
+  }
+  const auto open =
+      Process::Current().Find<KeyHandle>(ObjectKind::Key, reinterpret_cast<std::uintptr_t>(handle));
+  if (open == nullptr) return {ERROR_INVALID_HANDLE};
+  if (!registry.keys.contains(open->key)) return {ERROR_KEY_DELETED};
+  return {ERROR_SUCCESS, open->key, open->granted};
+}
+
+/// The key that a symbolic link leads to, over as many links as there are; `key` itself when it is
+/// none. A link that leads nowhere, or in a circle, leads to no key.
+std::optional<KeyId> FollowLinks(const Registry& registry, KeyId key) {
+  std::optional<KeyId> next = key;
+  for (int i = 0; next && i < kMostLinks; ++i) {
+    const Key& record = registry.keys.at(*next);
+    if (!record.linkTarget) return next;
+    next = FindKey(registry, *record.linkTarget);
+  }
+  return std::nullopt;
+}
+
+/// The key at a path below `key`. Links on the way are followed, the last one unless it is itself
+/// wanted. Documented: rights of the keys on the way are not asked.
+std::optional<KeyId> FindBelow(const Registry& registry, KeyId key, std::u16string_view path,
+                               bool openLink) {
+  std::optional<KeyId> found = key;
+  while (found && !path.empty()) {
+    const std::size_t end = path.find(u'\\');
+    const std::u16string_view name = path.substr(0, end);
+    path.remove_prefix(end == std::u16string_view::npos ? path.size() : end + 1);
+    if (name.empty()) continue;
+    found = FindChild(registry, *found, name);
+    if (found && !(openLink && path.empty())) found = FollowLinks(registry, *found);
+  }
+  return found;
+}
+
+/// The key `subkey` below a handle, opened with `desired`.
+Target OpenBelow(HKEY handle, const char16_t* subkey, std::uint32_t options,
+                 std::uint32_t desired) {
+  const Target parent = Resolve(handle);
+  if (parent.error != ERROR_SUCCESS) return parent;
+  const std::u16string_view path = subkey == nullptr ? u"" : subkey;
+  if (path.starts_with(u'\\')) return {ERROR_BAD_PATHNAME};
+  if ((desired & kViewBits) == kViewBits) return {ERROR_INVALID_PARAMETER};
+  // The machine has no keys of 32-bit programs.
+  if ((desired & KEY_WOW64_32KEY) != 0) return {ERROR_FILE_NOT_FOUND};
+  const bool openLink = (options & REG_OPTION_OPEN_LINK) != 0;
+  const auto key = FindBelow(TheRegistry(), parent.key, path, openLink);
+  if (!key) return {ERROR_FILE_NOT_FOUND};
+  const auto granted = (options & REG_OPTION_BACKUP_RESTORE) != 0 ? GrantBackupRestore()
+                                                                  : GrantAccess(*key, desired);
+  if (!granted) return {ERROR_ACCESS_DENIED};
+  return {ERROR_SUCCESS, *key, *granted};
+}
+
+// ------------------------------------------------------------------------------------------------
+// Enumeration.
+
+LSTATUS Enumerate(HKEY handle, std::uint32_t index, char16_t* name, std::uint32_t* nameSize,
+                  const CallFaults& faults) {
+  const Target target = Resolve(handle);
+  if (target.error != ERROR_SUCCESS) return Code(target.error);
+  if ((target.granted & KEY_ENUMERATE_SUB_KEYS) == 0) return Code(ERROR_ACCESS_DENIED);
+  if (name == nullptr || nameSize == nullptr) return Code(ERROR_INVALID_PARAMETER);
+  const Registry& registry = TheRegistry();
+  const auto& children = registry.keys.at(target.key).children;
+  if (index >= children.size()) return Code(ERROR_NO_MORE_ITEMS);
+  std::u16string_view text = registry.keys.at(children[index]).name;
+  if (faults.shortTo) text = text.substr(0, *faults.shortTo / sizeof(char16_t));
+  // Assumed: the size is left alone when the buffer is too small.
+  if (text.size() >= *nameSize) return Code(ERROR_MORE_DATA);
+  std::copy(text.begin(), text.end(), name);
+  name[text.size()] = u'\0';
+  *nameSize = static_cast<std::uint32_t>(text.size());
+  return Code(ERROR_SUCCESS);
+}
+
+// ------------------------------------------------------------------------------------------------
+// Values.
+
+bool IsText(std::uint32_t type) {
+  return type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ;
+}
+
+/// The bit that stands for a type among the restrictions; 0 for types that have none.
+std::uint32_t RestrictionOf(std::uint32_t type) {
+  switch (type) {
+    case REG_NONE:
+    case REG_SZ:
+    case REG_EXPAND_SZ:
+    case REG_BINARY:
+    case REG_DWORD:
+      return std::uint32_t{1} << type;
+    case REG_MULTI_SZ:
+      return 0x20;
+    case REG_QWORD:
+      return 0x40;
+    default:
+      return 0;
+  }
+}
+
+/// Documented: a type that is not among those asked for is refused, and so are bytes of another
+/// length than the number that they were asked to be.
+std::uint32_t CheckType(const RegistryValue& value, std::uint32_t restrictions) {
+  if (restrictions == RRF_RT_ANY) return ERROR_SUCCESS;
+  if ((RestrictionOf(value.type) & restrictions) == 0) return ERROR_UNSUPPORTED_TYPE;
+  if (value.type == REG_BINARY) {
+    if (restrictions == RRF_RT_DWORD && value.data.size() != 4) return ERROR_DATATYPE_MISMATCH;
+    if (restrictions == RRF_RT_QWORD && value.data.size() != 8) return ERROR_DATATYPE_MISMATCH;
+  }
+  return ERROR_SUCCESS;
+}
+
+/// Documented: texts come back terminated even if they are not stored so; lists of texts twice.
+Bytes DataOf(const RegistryValue& value) {
+  Bytes data = value.data;
+  if (!IsText(value.type)) return data;
+  if (data.size() % 2 != 0) data.push_back(0);
+  const std::size_t zeros = value.type == REG_MULTI_SZ ? 4 : 2;
+  const auto terminated = [&] {
+    return data.size() >= zeros &&
+           std::all_of(data.end() - static_cast<std::ptrdiff_t>(zeros), data.end(),
+                       [](std::uint8_t byte) { return byte == 0; });
+  };
+  while (!terminated())
+    data.resize(data.size() + 2);
+  return data;
+}
+
+LSTATUS GiveData(const Bytes& data, void* buffer, std::uint32_t* size, const CallFaults& faults) {
+  auto length = static_cast<std::uint32_t>(data.size());
+  if (faults.shortTo) {
+    length = static_cast<std::uint32_t>(std::min<std::uint64_t>(length, *faults.shortTo));
+  }
+  const bool fits = buffer == nullptr || length <= *size;
+  if (size != nullptr) *size = length;
+  if (!fits) return Code(ERROR_MORE_DATA);
+  if (buffer != nullptr) std::copy_n(data.begin(), length, static_cast<std::uint8_t*>(buffer));
+  return Code(ERROR_SUCCESS);
+}
+
+LSTATUS ReadValue(HKEY handle, const char16_t* subkey, const char16_t* name, std::uint32_t flags,
+                  std::uint32_t* type, void* data, std::uint32_t* size, const CallFaults& faults) {
+  const std::uint32_t restrictions = flags & RRF_RT_ANY;
+  if (data != nullptr && size == nullptr) return Code(ERROR_INVALID_PARAMETER);
+  // Documented: a text that could be expanded is given as it is, or together with all other types.
+  if ((restrictions & RRF_RT_REG_EXPAND_SZ) != 0 && restrictions != RRF_RT_ANY &&
+      (flags & RRF_NOEXPAND) == 0) {
+    return Code(ERROR_INVALID_PARAMETER);
+  }
+  const bool here = subkey == nullptr || *subkey == u'\0';
+  const Target target =
+      here ? Resolve(handle) : OpenBelow(handle, subkey, 0, KEY_QUERY_VALUE | KEY_WOW64_64KEY);
+  if (target.error != ERROR_SUCCESS) return Code(target.error);
+  if ((target.granted & KEY_QUERY_VALUE) == 0) return Code(ERROR_ACCESS_DENIED);
+  const Key& key = TheRegistry().keys.at(target.key);
+  const RegistryValue* value = FindValue(key, name == nullptr ? u"" : name);
+  if (value == nullptr) return Code(ERROR_FILE_NOT_FOUND);
+  if (type != nullptr) {
+    // No environment variable is known here, so an expanded text only changes its type.
+    const bool expanded = value->type == REG_EXPAND_SZ && (flags & RRF_NOEXPAND) == 0;
+    *type = expanded ? REG_SZ : value->type;
+  }
+  const std::uint32_t error = CheckType(*value, restrictions);
+  if (error != ERROR_SUCCESS) return Code(error);
+  return GiveData(DataOf(*value), data, size, faults);
+}
+
+// ------------------------------------------------------------------------------------------------
+// Deletion.
+
+NTSTATUS Delete(HKEY handle) {
+  const Target target = Resolve(handle);
+  if (target.error == ERROR_KEY_DELETED) return STATUS_KEY_DELETED;
+  if (target.error != ERROR_SUCCESS || handle == HKEY_LOCAL_MACHINE) return STATUS_INVALID_HANDLE;
+  if ((target.granted & DELETE) == 0) return STATUS_ACCESS_DENIED;
+  Registry& registry = TheRegistry();
+  if (!registry.keys.at(target.key).children.empty()) return STATUS_CANNOT_DELETE;
+  RemoveKey(registry, target.key);
+  return STATUS_SUCCESS;
+}
+
+}  // namespace
+
+NTSTATUS SimulatedNtDeleteKey(HKEY key) {
+  const NTSTATUS status = SimulateCode<NTSTATUS>("NtDeleteKey", Arguments("key", key),
+                                                 [&](const CallFaults&) { return Delete(key); });
+  // A planned failure may be an error code, which as a status would say success.
+  return status > 0 ? STATUS_UNSUCCESSFUL : status;
+}
+
+}  // namespace simulated
+
+using namespace simulated;
+
+LSTATUS RegOpenKeyExW(HKEY key, const char16_t* subkey, std::uint32_t options,
+                      std::uint32_t desiredAccess, HKEY* result) {
+  std::uintptr_t opened = 0;
+  const LSTATUS status = SimulateCode<LSTATUS>(
+      "RegOpenKeyExW",
+      Arguments("key", key, "subkey", subkey, "options", Hex{options}, "desiredAccess",
+                Hex{desiredAccess}),
+      [&](const CallFaults&) {
+        if (result == nullptr) return Code(ERROR_INVALID_PARAMETER);
+        const Target target = OpenBelow(key, subkey, options, desiredAccess);
+        if (target.error != ERROR_SUCCESS) return Code(target.error);
+        opened = Process::Current().Add(ObjectKind::Key,
+                                        std::make_shared<KeyHandle>(target.key, target.granted));
+        return Code(ERROR_SUCCESS);
+      });
+  if (opened == 0) return status;
+  // A handle that came to be although the call was then made to fail is not the program's.
+  if (status != Code(ERROR_SUCCESS)) {
+    Process::Current().Remove(ObjectKind::Key, opened);
+  } else {
+    *result = reinterpret_cast<HKEY>(opened);
+  }
+  return status;
+}
+
+LSTATUS RegEnumKeyExW(HKEY key, std::uint32_t index, char16_t* name, std::uint32_t* nameSize) {
+  return SimulateCode<LSTATUS>(
+      "RegEnumKeyExW",
+      Arguments("key", key, "index", index, "nameSize", nameSize == nullptr ? 0 : *nameSize),
+      [&](const CallFaults& faults) { return Enumerate(key, index, name, nameSize, faults); });
+}
+
+LSTATUS RegGetValueW(HKEY key, const char16_t* subkey, const char16_t* value, std::uint32_t flags,
+                     std::uint32_t* type, void* data, std::uint32_t* size) {
+  const std::uint32_t capacity = size == nullptr ? 0 : *size;
+  return SimulateCode<LSTATUS>(
+      "RegGetValueW",
+      Arguments("key", key, "subkey", subkey, "value", value, "flags", Hex{flags}, "size",
+                capacity),
+      [&](const CallFaults& faults) {
+        const LSTATUS status = ReadValue(key, subkey, value, flags, type, data, size, faults);
+        if (status != Code(ERROR_SUCCESS) && (flags & RRF_ZEROONFAILURE) != 0 && data != nullptr) {
+          std::fill_n(static_cast<std::uint8_t*>(data), capacity, std::uint8_t{0});
+        }
+        return status;
+      });
+}
+
+LSTATUS RegCloseKey(HKEY key) {
+  return SimulateCode<LSTATUS>("RegCloseKey", Arguments("key", key), [&](const CallFaults&) {
+    const auto number = reinterpret_cast<std::uintptr_t>(key);
+    const bool closed =
+        key == HKEY_LOCAL_MACHINE || Process::Current().Remove(ObjectKind::Key, number);
+    return Code(closed ? ERROR_SUCCESS : ERROR_INVALID_HANDLE);
+  });
+}
+
+}  // namespace vorn::platform

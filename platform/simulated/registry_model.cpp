@@ -1,0 +1,155 @@
+#include "platform/simulated/registry_model.h"
+
+#include "base/text.h"
+#include "platform/registry.h"
+
+#include <algorithm>
+
+namespace vorn::platform::simulated {
+
+namespace {
+
+constexpr std::uint8_t kInheritedByKeys = 0x2;  // CONTAINER_INHERIT_ACE
+
+/// What HKEY_LOCAL_MACHINE is protected by when nobody says otherwise.
+const SecurityRecord& DefaultSecurity() {
+  static const SecurityRecord record = [] {
+    SecurityRecord made;
+    made.daclProtected = true;
+    made.entries = {{0, kInheritedByKeys, KEY_ALL_ACCESS, kLocalSystem},
+                    {0, kInheritedByKeys, KEY_ALL_ACCESS, kAdministrators},
+                    {0, kInheritedByKeys, KEY_READ, kUsers}};
+    return made;
+  }();
+  return record;
+}
+
+/// The next component of a path, which is taken off it; empty at the end.
+std::u16string_view TakeComponent(std::u16string_view& path) {
+  const std::size_t begin = path.find_first_not_of(u'\\');
+  if (begin == std::u16string_view::npos) return path = {};
+  path.remove_prefix(begin);
+  const std::u16string_view component = path.substr(0, path.find(u'\\'));
+  path.remove_prefix(component.size());
+  return component;
+}
+
+KeyId AddChild(Registry& registry, KeyId parent, std::u16string_view name) {
+  const KeyId id = registry.nextKey++;
+  Key& key = registry.keys[id];
+  key.name = name;
+  key.parent = parent;
+  const std::u16string upper = ToUpperAscii(name);
+  auto& children = registry.keys.at(parent).children;
+  const auto place = std::find_if(children.begin(), children.end(), [&](KeyId child) {
+    return upper < ToUpperAscii(registry.keys.at(child).name);
+  });
+  children.insert(place, id);
+  return id;
+}
+
+void RemoveTree(Registry& registry, KeyId key) {
+  const std::vector<KeyId> children = registry.keys.at(key).children;
+  for (const KeyId child : children)
+    RemoveTree(registry, child);
+  RemoveKey(registry, key);
+}
+
+}  // namespace
+
+Registry::Registry() {
+  localMachine = nextKey++;
+  keys[localMachine].name = u"HKEY_LOCAL_MACHINE";
+}
+
+KeyId MakeKey(Registry& registry, std::u16string_view path) {
+  KeyId key = registry.localMachine;
+  for (auto name = TakeComponent(path); !name.empty(); name = TakeComponent(path)) {
+    const auto child = FindChild(registry, key, name);
+    key = child ? *child : AddChild(registry, key, name);
+  }
+  return key;
+}
+
+std::optional<KeyId> FindKey(const Registry& registry, std::u16string_view path) {
+  std::optional<KeyId> key = registry.localMachine;
+  for (auto name = TakeComponent(path); key && !name.empty(); name = TakeComponent(path)) {
+    key = FindChild(registry, *key, name);
+  }
+  return key;
+}
+
+void PutValue(Registry& registry, std::u16string_view path, std::u16string_view name,
+              std::uint32_t type, Bytes data) {
+  Key& key = registry.keys.at(MakeKey(registry, path));
+  for (RegistryValue& value : key.values) {
+    if (!EqualsIgnoringCase(value.name, name)) continue;
+    value.type = type;
+    value.data = std::move(data);
+    return;
+  }
+  key.values.push_back({std::u16string(name), type, std::move(data)});
+}
+
+void PutDword(Registry& registry, std::u16string_view path, std::u16string_view name,
+              std::uint32_t value) {
+  Bytes data(4);
+  for (std::size_t i = 0; i < data.size(); ++i)
+    data[i] = static_cast<std::uint8_t>(value >> (8 * i));
+  PutValue(registry, path, name, REG_DWORD, std::move(data));
+}
+
+void PutString(Registry& registry, std::u16string_view path, std::u16string_view name,
+               std::u16string_view text) {
+  Bytes data;
+  for (const char16_t unit : text) {
+    data.push_back(static_cast<std::uint8_t>(unit & 0xFF));
+    data.push_back(static_cast<std::uint8_t>(unit >> 8));
+  }
+  data.resize(data.size() + 2);
+  PutValue(registry, path, name, REG_SZ, std::move(data));
+}
+
+const RegistryValue* FindValue(const Registry& registry, std::u16string_view path,
+                               std::u16string_view name) {
+  const auto key = FindKey(registry, path);
+  return key ? FindValue(registry.keys.at(*key), name) : nullptr;
+}
+
+void SecureKey(Registry& registry, std::u16string_view path, SecurityRecord security) {
+  registry.keys.at(MakeKey(registry, path)).security = std::move(security);
+}
+
+void RemoveKeyTree(Registry& registry, std::u16string_view path) {
+  if (const auto key = FindKey(registry, path)) RemoveTree(registry, *key);
+}
+
+std::optional<KeyId> FindChild(const Registry& registry, KeyId parent, std::u16string_view name) {
+  for (const KeyId child : registry.keys.at(parent).children) {
+    if (EqualsIgnoringCase(registry.keys.at(child).name, name)) return child;
+  }
+  return std::nullopt;
+}
+
+const RegistryValue* FindValue(const Key& key, std::u16string_view name) {
+  for (const RegistryValue& value : key.values) {
+    if (EqualsIgnoringCase(value.name, name)) return &value;
+  }
+  return nullptr;
+}
+
+const SecurityRecord& SecurityOf(const Registry& registry, KeyId key) {
+  for (KeyId next = key; next != 0; next = registry.keys.at(next).parent) {
+    const Key& record = registry.keys.at(next);
+    if (record.security) return *record.security;
+  }
+  return DefaultSecurity();
+}
+
+void RemoveKey(Registry& registry, KeyId key) {
+  if (key == registry.localMachine) return;
+  std::erase(registry.keys.at(registry.keys.at(key).parent).children, key);
+  registry.keys.erase(key);
+}
+
+}  // namespace vorn::platform::simulated
