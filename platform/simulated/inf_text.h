@@ -99,6 +99,6 @@ struct InfError {
 };
 
 /// Reads an INF of the current style, which needs a [Version] section with a known Signature.
-std::variant<InfText, InfError> ParseInf(const Bytes& content);
+std::variant<class InfText, InfError> ParseInf(const Bytes& content);
 
 }  // namespace vorn::platform::simulated

@@ -1,0 +1,72 @@
+#include "package/original_names.h"
+
+#include "platform/inf.h"
+#include "platform/last_error.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <vector>
+
+namespace vorn {
+
+namespace {
+
+constexpr std::uint32_t kMaxInfInformationBytes = 1048576;
+
+/// SP_INF_INFORMATION in a buffer of the size that it needs, aligned for it.
+class InfInformation {
+ public:
+  bool Query(const std::u16string& path) {
+    std::uint32_t size = 0;
+    if (!Ask(path, nullptr, 0, &size) &&
+        platform::GetLastError() != platform::ERROR_INSUFFICIENT_BUFFER) {
+      return false;
+    }
+    if (size < sizeof(platform::SP_INF_INFORMATION) || size > kMaxInfInformationBytes) {
+      return false;
+    }
+    words_.assign((size + sizeof(std::uint32_t) - 1) / sizeof(std::uint32_t), 0);
+    return Ask(path, reinterpret_cast<platform::SP_INF_INFORMATION*>(words_.data()), size, &size);
+  }
+
+  const platform::SP_INF_INFORMATION* Get() const {
+    return reinterpret_cast<const platform::SP_INF_INFORMATION*>(words_.data());
+  }
+
+ private:
+  static bool Ask(const std::u16string& path, platform::SP_INF_INFORMATION* buffer,
+                  std::uint32_t size, std::uint32_t* required) {
+    return platform::SetupGetInfInformationW(path.c_str(), platform::INFINFO_INF_NAME_IS_ABSOLUTE,
+                                             buffer, size, required);
+  }
+
+  std::vector<std::uint32_t> words_;
+};
+
+/// A fixed array of the platform's as text, up to its terminator.
+std::u16string TextOf(const char16_t (&characters)[platform::MAX_PATH]) {
+  return {std::begin(characters), std::find(std::begin(characters), std::end(characters), u'\0')};
+}
+
+}  // namespace
+
+std::u16string_view FileNameComponent(std::u16string_view path) {
+  const std::size_t separator = path.find_last_of(u"\\/");
+  return separator == std::u16string_view::npos ? path : path.substr(separator + 1);
+}
+
+bool QueryOriginalNames(const std::u16string& path, std::u16string& infName,
+                        std::u16string& catalogName) {
+  InfInformation information;
+  if (!information.Query(path)) return false;
+  platform::SP_ORIGINAL_FILE_INFO_W original = {};
+  original.cbSize = sizeof(original);
+  if (!platform::SetupQueryInfOriginalFileInformationW(information.Get(), 0, &original)) {
+    return false;
+  }
+  infName = TextOf(original.OriginalInfName);
+  catalogName = TextOf(original.OriginalCatalogName);
+  return true;
+}
+
+}  // namespace vorn

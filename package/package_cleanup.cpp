@@ -1,0 +1,143 @@
+#include "package/package_cleanup.h"
+
+#include "base/text.h"
+#include "cli/console.h"
+#include "package/content_hash.h"
+#include "package/published_package.h"
+#include "package/windows_inf_folder.h"
+#include "platform/files.h"
+#include "platform/inf.h"
+#include "platform/last_error.h"
+#include "privileged_input/directory.h"
+#include "privileged_input/file.h"
+#include "privileged_input/native_api.h"
+
+#include <algorithm>
+
+namespace vorn {
+
+namespace {
+
+using privileged_input::Directory;
+using privileged_input::DirectoryEntry;
+using privileged_input::File;
+
+constexpr std::size_t kMaxInfFolderEntries = 200000;
+
+enum class Verdict { NotOurs, Ours, Doubtful };
+
+/// Everything that a published copy shares with the source that it was published from, its name in
+/// the INF folder aside.
+bool HasSameIdentity(const InfIdentity& published, const InfIdentity& expected) {
+  constexpr std::u16string InfIdentity::*kFields[] = {
+      &InfIdentity::originalInfName, &InfIdentity::originalCatalogName, &InfIdentity::providerName,
+      &InfIdentity::className,       &InfIdentity::classGuid,           &InfIdentity::catalogFile,
+      &InfIdentity::driverDate,      &InfIdentity::driverVersion,       &InfIdentity::infSha256};
+  return std::all_of(std::begin(kFields), std::end(kFields), [&](auto field) {
+    return EqualsIgnoringCase(published.*field, expected.*field);
+  });
+}
+
+bool IsExactCopy(const InfIdentity& published, const InfIdentity& expected) {
+  return expected.publishedInfName.empty() && IsPublishedOemInfName(published.publishedInfName) &&
+         HasExactPackageContract(expected) && HasExactPackageContract(published) &&
+         HasSameIdentity(published, expected);
+}
+
+bool MayBePublishedInf(const DirectoryEntry& entry) {
+  constexpr std::uint32_t kNoPlainFile =
+      platform::FILE_ATTRIBUTE_DIRECTORY | platform::FILE_ATTRIBUTE_REPARSE_POINT;
+  return (entry.attributes & kNoPlainFile) == 0 && IsPublishedOemInfName(entry.name);
+}
+
+/// Judges one published INF by its bytes first; what cannot be opened or read is not ours. The file
+/// is closed again on return, so that it does not stand in the way of its own removal.
+Verdict JudgePackage(const Directory& infFolder, const std::u16string& displayPath,
+                     const std::u16string& name, const InfIdentity& expected) {
+  const File file = File::Open(infFolder, name, privileged_input::kMaxInputFileSize,
+                               privileged_input::FileMode::ReadOnly);
+  std::u16string hash;
+  if (!file || !HashFileSha256(displayPath, &file, hash) ||
+      !EqualsIgnoringCase(hash, expected.infSha256)) {
+    return Verdict::NotOurs;
+  }
+  InfIdentity published;
+  const bool exact =
+      ReadInfIdentity(displayPath, name, &file, published) && IsExactCopy(published, expected);
+  return exact ? Verdict::Ours : Verdict::Doubtful;
+}
+
+/// The exact packages of the INF folder in its listing order. One doubtful package keeps them all.
+bool CollectExactPackages(const std::u16string& infFolderPath, const InfIdentity& expected,
+                          std::vector<std::u16string>& names) {
+  const Directory infFolder =
+      Directory::OpenAbsolute(infFolderPath, privileged_input::LoadNativeApi());
+  std::vector<DirectoryEntry> entries;
+  if (!infFolder || !Directory::Enumerate(infFolder, entries, kMaxInfFolderEntries)) return false;
+  for (const DirectoryEntry& entry : entries) {
+    if (!MayBePublishedInf(entry)) continue;
+    const Verdict verdict =
+        JudgePackage(infFolder, infFolderPath + u"\\" + entry.name, entry.name, expected);
+    if (verdict == Verdict::Doubtful) {
+      PrintError(
+          u"vorn_devnode: exact-hash package %ls changed or failed structured identity validation; "
+          u"retaining all remaining packages\n",
+          entry.name);
+      return false;
+    }
+    if (verdict == Verdict::Ours) names.push_back(entry.name);
+  }
+  return true;
+}
+
+/// Whether the package is gone, by us or by somebody else meanwhile.
+bool UninstallPackage(const std::u16string& name, std::uint32_t& removed) {
+  if (platform::SetupUninstallOEMInfW(name.c_str(), 0)) {
+    ++removed;
+    Print(u"vorn_devnode: removed authenticated driver package %ls\n", name);
+    return true;
+  }
+  const std::uint32_t error = platform::GetLastError();
+  if (error == platform::ERROR_FILE_NOT_FOUND) return true;
+  ReportFailedCall(u"SetupUninstallOEMInf(exact VORN package)", error);
+  return false;
+}
+
+}  // namespace
+
+bool SelectExactPackages(const InfIdentity& expected, std::vector<std::u16string>& names) {
+  names.clear();
+  if (!expected.publishedInfName.empty() || !HasExactPackageContract(expected)) {
+    PrintError(
+        u"vorn_devnode: expected uninstall INF does not carry the exact VORN package contract\n");
+    return false;
+  }
+  std::u16string windowsFolder;
+  if (!ReadWindowsFolder(windowsFolder)) {
+    ReportFailedCall(u"GetWindowsDirectory(package cleanup)");
+    return false;
+  }
+  if (!CollectExactPackages(windowsFolder + u"\\" + kInfFolderName, expected, names)) {
+    names.clear();
+    return false;
+  }
+  std::sort(names.begin(), names.end());
+  names.erase(std::unique(names.begin(), names.end()), names.end());
+  return true;
+}
+
+bool RemoveExactPackages(const InfIdentity& expected, std::uint32_t& removed) {
+  removed = 0;
+  std::vector<std::u16string> names;
+  if (!SelectExactPackages(expected, names)) return false;
+  for (const std::u16string& name : names) {
+    if (!UninstallPackage(name, removed)) return false;
+  }
+  if (!SelectExactPackages(expected, names)) return false;
+  if (names.empty()) return true;
+  PrintError(u"vorn_devnode: %zu authenticated VORN package(s) remain after cleanup\n",
+             names.size());
+  return false;
+}
+
+}  // namespace vorn

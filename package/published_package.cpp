@@ -1,0 +1,95 @@
+#include "package/published_package.h"
+
+#include "base/text.h"
+#include "devnode/root_discovery.h"
+#include "package/content_hash.h"
+#include "package/inf_identity.h"
+#include "package/windows_inf_folder.h"
+#include "privileged_input/directory.h"
+#include "privileged_input/file.h"
+#include "privileged_input/native_api.h"
+
+#include <algorithm>
+
+namespace vorn {
+
+namespace {
+
+using privileged_input::Directory;
+using privileged_input::File;
+
+/// Opens a file of the Windows INF folder handle by handle, so that no link on the way can lead
+/// elsewhere.
+File OpenPublishedInf(const std::u16string& windowsFolder, const std::u16string& name) {
+  const Directory windows =
+      Directory::OpenAbsolute(windowsFolder, privileged_input::LoadNativeApi());
+  const Directory infFolder = Directory::OpenRelative(windows, kInfFolderName);
+  return File::Open(infFolder, name, privileged_input::kMaxInputFileSize,
+                    privileged_input::FileMode::ReadOnly);
+}
+
+/// What the published INF itself says; its service is not read.
+bool ReadPublishedInf(const std::u16string& windowsFolder, const std::u16string& name,
+                      DriverIdentity& published) {
+  const std::u16string displayPath = windowsFolder + u"\\" + kInfFolderName + u"\\" + name;
+  const File file = OpenPublishedInf(windowsFolder, name);
+  return file && ReadExpectedDriverVer(displayPath, &file, published.date, published.version) &&
+         HashFileSha256(displayPath, &file, published.infSha256);
+}
+
+}  // namespace
+
+bool IsPublishedOemInfName(std::u16string_view name) {
+  constexpr std::u16string_view kPrefix = u"oem";
+  constexpr std::u16string_view kSuffix = u".inf";
+  if (name.size() <= kPrefix.size() + kSuffix.size()) return false;
+  const std::u16string_view number =
+      name.substr(kPrefix.size(), name.size() - kPrefix.size() - kSuffix.size());
+  return EqualsIgnoringCase(name.substr(0, kPrefix.size()), kPrefix) &&
+         EqualsIgnoringCase(name.substr(name.size() - kSuffix.size()), kSuffix) &&
+         std::all_of(number.begin(), number.end(), IsAsciiDigit);
+}
+
+CheckResult CompareBoundIdentity(std::u16string_view expectedVersion,
+                                 std::u16string_view expectedService,
+                                 std::u16string_view boundVersion,
+                                 std::u16string_view boundService) {
+  if (expectedVersion.empty() || expectedService.empty()) {
+    return CheckResult::Failed(u"activation state has no expected driver identity");
+  }
+  if (boundVersion.empty() || boundService.empty()) {
+    return CheckResult::Failed(u"live root has no bound driver identity");
+  }
+  if (!EqualsIgnoringCase(expectedVersion, boundVersion)) {
+    return CheckResult::Failed(u"live root is bound to the wrong driver version");
+  }
+  if (!EqualsIgnoringCase(expectedService, boundService)) {
+    return CheckResult::Failed(u"live root is bound to the wrong driver service");
+  }
+  return CheckResult::Passed();
+}
+
+CheckResult AuthenticatePublishedPackage(const DriverIdentity& expected, const LiveRoot& root) {
+  CheckResult bound =
+      CompareBoundIdentity(expected.version, expected.service, root.driverVersion, root.service);
+  if (!bound.ok) return bound;
+  if (!IsPublishedOemInfName(root.driverInfPath)) {
+    return CheckResult::Failed(u"live root has no safe published OEM INF identity");
+  }
+  std::u16string windowsFolder;
+  if (!ReadWindowsFolder(windowsFolder)) {
+    return CheckResult::Failed(u"Windows INF directory could not be resolved");
+  }
+  DriverIdentity published;
+  if (!ReadPublishedInf(windowsFolder, root.driverInfPath, published)) {
+    return CheckResult::Failed(u"live published OEM INF could not be authenticated");
+  }
+  if (!EqualsIgnoringCase(published.version, expected.version) ||
+      !EqualsIgnoringCase(published.date, expected.date) ||
+      !EqualsIgnoringCase(published.infSha256, expected.infSha256)) {
+    return CheckResult::Failed(u"live root is bound to a different signed INF package");
+  }
+  return CheckResult::Passed();
+}
+
+}  // namespace vorn
