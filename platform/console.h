@@ -19,6 +19,9 @@ WideStream* StandardError();
 /// failure.
 int fputws(const char16_t* text, WideStream* stream);
 
+inline constexpr int _SH_DENYRW = 0x10;
+inline constexpr int _SH_DENYWR = 0x20;
+inline constexpr int _SH_DENYRD = 0x30;
 inline constexpr int _SH_DENYNO = 0x40;
 
 /// Opens `path` with the C runtime's `mode` and sharing (_wfsopen). With the mode "a, ccs=UTF-8" a

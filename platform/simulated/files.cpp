@@ -6,6 +6,7 @@
 #include "platform/simulated/file_open.h"
 #include "platform/simulated/file_tree.h"
 #include "platform/simulated/native_status.h"
+#include "platform/simulated/text_out.h"
 
 #include <algorithm>
 #include <cstring>
@@ -177,15 +178,6 @@ std::u16string VolumeRootText(const Volume& volume, std::uint32_t flags) {
       if (volume.letter == 0) return {};
       return {u'\\', u'\\', u'?', u'\\', volume.letter, u':', u'\\'};
   }
-}
-
-/// A text into a caller's buffer: its length, or the size that it needs with its terminator.
-std::uint32_t CopyOut(std::u16string_view text, char16_t* buffer, std::uint32_t size) {
-  const auto length = static_cast<std::uint32_t>(text.size());
-  if (length >= size) return length + 1;
-  std::copy(text.begin(), text.end(), buffer);
-  buffer[length] = 0;
-  return length;
 }
 
 std::uint32_t FinalPath(const FileObject& file, char16_t* path, std::uint32_t size,

@@ -1,0 +1,144 @@
+// Calls that name files and folders without opening them, and the creation of a folder by its path.
+
+#include "base/text.h"
+#include "platform/files.h"
+#include "platform/last_error.h"
+#include "platform/simulated/calls.h"
+#include "platform/simulated/dos_paths.h"
+#include "platform/simulated/file_open.h"
+#include "platform/simulated/modules.h"
+#include "platform/simulated/native_status.h"
+#include "platform/simulated/text_out.h"
+
+#include <algorithm>
+
+namespace vorn::platform {
+
+namespace simulated {
+
+namespace {
+
+const FileSystem& CurrentFiles() {
+  return Process::Current().TheMachine().files;
+}
+
+/// The whole list of names, or the targets of one; each text with its terminator.
+std::optional<std::u16string> DosDeviceTexts(const FileSystem& files, const char16_t* name) {
+  if (name != nullptr) {
+    const auto found = files.dosDevices.find(ToUpperAscii(name));
+    if (found == files.dosDevices.end()) return std::nullopt;
+    return found->second + u'\0';
+  }
+  std::u16string names;
+  for (const auto& [device, target] : files.dosDevices)
+    names += device + u'\0';
+  return names;
+}
+
+std::uint32_t QueryDevices(const char16_t* name, char16_t* targets, std::uint32_t size) {
+  std::optional<std::u16string> texts = DosDeviceTexts(CurrentFiles(), name);
+  if (!texts) return FailWith(ERROR_FILE_NOT_FOUND);
+  texts->push_back(u'\0');  // the end of the list
+  if (texts->size() > size) return FailWith(ERROR_INSUFFICIENT_BUFFER);
+  std::copy(texts->begin(), texts->end(), targets);
+  return static_cast<std::uint32_t>(texts->size());
+}
+
+/// What is cut ends with a terminator all the same, and `size` says so (documented).
+std::uint32_t CopyModulePath(std::u16string_view text, char16_t* path, std::uint32_t size) {
+  if (text.size() < size) return CopyOut(text, path, size);
+  SetLastError(ERROR_INSUFFICIENT_BUFFER);
+  if (size == 0) return 0;
+  std::copy_n(text.begin(), size - 1, path);
+  path[size - 1] = 0;
+  return size;
+}
+
+std::uint32_t FullPathOf(const char16_t* fileName, std::uint32_t size, char16_t* path,
+                         char16_t** filePart) {
+  const std::u16string full =
+      fileName == nullptr ? std::u16string() : FullPath(CurrentFiles(), fileName);
+  if (full.empty()) return FailWith(ERROR_INVALID_NAME);
+  const std::uint32_t result = CopyOut(full, path, size);
+  if (result >= size) return result;
+  if (filePart == nullptr) return result;
+  const std::size_t name = full.rfind(u'\\') + 1;
+  *filePart = name == full.size() ? nullptr : path + name;
+  return result;
+}
+
+bool CreateFolder(const char16_t* path) {
+  // Room for a name of the 8.3 form must be left below a new folder (documented).
+  constexpr std::size_t kLongestFolder = MAX_PATH - 12;
+  Process& process = Process::Current();
+  const std::u16string full = path == nullptr ? u"" : FullPath(CurrentFiles(), path);
+  if (full.empty()) return FailWith(ERROR_PATH_NOT_FOUND);
+  const bool verbatim = full.starts_with(u"\\\\?\\");
+  if (!verbatim && full.size() >= kLongestFolder) return FailWith(ERROR_FILENAME_EXCED_RANGE);
+  const std::u16string name = ToNtPath(CurrentFiles(), path);
+  OpenRequest request;
+  request.name = name;
+  request.access = FILE_LIST_DIRECTORY | SYNCHRONIZE;
+  request.attributes = FILE_ATTRIBUTE_NORMAL;
+  request.share = FILE_SHARE_READ | FILE_SHARE_WRITE;
+  request.disposition = FILE_CREATE;
+  // A link that has the name is a taken name; links above it are followed (observed).
+  request.options = FILE_DIRECTORY_FILE | FILE_SYNCHRONOUS_IO_NONALERT | FILE_OPEN_REPARSE_POINT;
+  const OpenResult result = OpenByName(process, request);
+  return result.status == STATUS_SUCCESS || FailWith(ToDosError(result.status));
+}
+
+}  // namespace
+
+}  // namespace simulated
+
+using namespace simulated;
+
+std::uint32_t QueryDosDeviceW(const char16_t* deviceName, char16_t* targets, std::uint32_t size) {
+  return SimulateCall<std::uint32_t>(
+      "QueryDosDeviceW", FailureStyle::LastError, 0,
+      Arguments("lpDeviceName", deviceName, "ucchMax", size),
+      [&](const CallFaults&) { return QueryDevices(deviceName, targets, size); });
+}
+
+std::uint32_t GetTempPathW(std::uint32_t size, char16_t* path) {
+  return SimulateCall<std::uint32_t>(
+      "GetTempPathW", FailureStyle::LastError, 0, Arguments("nBufferLength", size),
+      [&](const CallFaults&) { return CopyOut(CurrentFiles().tempFolder, path, size); });
+}
+
+std::uint32_t GetWindowsDirectoryW(char16_t* path, std::uint32_t size) {
+  return SimulateCall<std::uint32_t>(
+      "GetWindowsDirectoryW", FailureStyle::LastError, 0, Arguments("uSize", size),
+      [&](const CallFaults&) { return CopyOut(CurrentFiles().windowsFolder, path, size); });
+}
+
+std::uint32_t GetFullPathNameW(const char16_t* fileName, std::uint32_t size, char16_t* path,
+                               char16_t** filePart) {
+  return SimulateCall<std::uint32_t>(
+      "GetFullPathNameW", FailureStyle::LastError, 0,
+      Arguments("lpFileName", fileName, "nBufferLength", size),
+      [&](const CallFaults&) { return FullPathOf(fileName, size, path, filePart); });
+}
+
+std::uint32_t GetModuleFileNameW(HMODULE module, char16_t* path, std::uint32_t size) {
+  return SimulateCall<std::uint32_t>(
+      "GetModuleFileNameW", FailureStyle::LastError, 0, Arguments("hModule", module, "nSize", size),
+      [&](const CallFaults&) -> std::uint32_t {
+        const FileSystem& files = CurrentFiles();
+        if (module == nullptr || module == ProgramModule()) {
+          return CopyModulePath(files.modulePath, path, size);
+        }
+        if (module == NtdllModule()) {
+          return CopyModulePath(files.windowsFolder + u"\\SYSTEM32\\ntdll.dll", path, size);
+        }
+        return FailWith(ERROR_MOD_NOT_FOUND);
+      });
+}
+
+bool CreateDirectoryW(const char16_t* path) {
+  return SimulateBool("CreateDirectoryW", Arguments("lpPathName", path),
+                      [&](const CallFaults&) { return CreateFolder(path); });
+}
+
+}  // namespace vorn::platform

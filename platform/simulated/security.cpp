@@ -1,0 +1,331 @@
+#include "platform/security.h"
+
+#include "base/text.h"
+#include "platform/files.h"
+#include "platform/last_error.h"
+#include "platform/simulated/calls.h"
+#include "platform/simulated/descriptor_image.h"
+#include "platform/simulated/file_open.h"
+#include "platform/simulated/process.h"
+
+#include <cstring>
+#include <new>
+
+namespace vorn::platform {
+
+namespace simulated {
+
+namespace {
+
+/// What stands before a block that the program frees.
+struct alignas(16) BlockHeader {
+  std::uintptr_t number;  // in the process's table
+};
+
+void FreeBlock(BlockHeader* header) {
+  ::operator delete (header, std::align_val_t{alignof(BlockHeader)});
+}
+
+/// A block of local memory. A process that ends takes it along; in a killed one the program's
+/// destructors still run, and the last LocalFree frees it.
+class HeldBlock : public Object {
+ public:
+  explicit HeldBlock(BlockHeader* header) : header_(header) {}
+  ~HeldBlock() override {
+    if (!Process::Current().killed) FreeBlock(header_);
+  }
+
+ private:
+  BlockHeader* header_;
+};
+
+SECURITY_DESCRIPTOR* Allocate(const std::vector<std::uint8_t>& bytes) {
+  void* memory =
+      ::operator new (sizeof(BlockHeader) + bytes.size(), std::align_val_t{alignof(BlockHeader)});
+  auto* header = new (memory) BlockHeader{0};
+  header->number = Process::Current().Add(ObjectKind::Memory, std::make_shared<HeldBlock>(header));
+  auto* content = reinterpret_cast<std::uint8_t*>(header + 1);
+  std::memcpy(content, bytes.data(), bytes.size());
+  return reinterpret_cast<SECURITY_DESCRIPTOR*>(content);
+}
+
+BlockHeader* HeaderOf(SECURITY_DESCRIPTOR* descriptor) {
+  return reinterpret_cast<BlockHeader*>(descriptor) - 1;
+}
+
+DescriptorHeader HeaderAt(const SECURITY_DESCRIPTOR* descriptor) {
+  DescriptorHeader header;
+  std::memcpy(&header, descriptor, sizeof header);
+  return header;
+}
+
+template <class T>
+const T* PartAt(const SECURITY_DESCRIPTOR* descriptor, std::uint32_t offset) {
+  const auto* start = reinterpret_cast<const std::uint8_t*>(descriptor);
+  return offset == 0 ? nullptr : reinterpret_cast<const T*>(start + offset);
+}
+
+std::uint32_t GiveSecurity(const FileObject& file, std::uint32_t information, const SID** owner,
+                           const ACL** dacl, SECURITY_DESCRIPTOR** descriptor) {
+  if (!file.MayAny(READ_CONTROL)) return ERROR_ACCESS_DENIED;
+  SECURITY_DESCRIPTOR* given = Allocate(DescriptorBytes(file.Read().security, information));
+  const DescriptorHeader header = HeaderAt(given);
+  if (owner != nullptr) *owner = PartAt<SID>(given, header.owner);
+  const bool present = (header.control & SE_DACL_PRESENT) != 0;
+  if (dacl != nullptr) *dacl = present ? PartAt<ACL>(given, header.dacl) : nullptr;
+  *descriptor = given;
+  return ERROR_SUCCESS;
+}
+
+struct WellKnown {
+  std::uint32_t type;
+  std::u16string_view sid;
+};
+
+// Documented numbers of WELL_KNOWN_SID_TYPE.
+constexpr WellKnown kWellKnownSids[] = {
+    {0, u"S-1-0-0"},
+    {1, kEveryone},
+    {3, u"S-1-3-0"},
+    {9, u"S-1-5-2"},
+    {11, u"S-1-5-4"},
+    {12, u"S-1-5-6"},
+    {13, u"S-1-5-7"},
+    {17, kAuthenticatedUsers},
+    {WinLocalSystemSid, kLocalSystem},
+    {23, u"S-1-5-19"},
+    {24, u"S-1-5-20"},
+    {WinBuiltinAdministratorsSid, kAdministrators},
+    {27, kUsers},
+    {28, u"S-1-5-32-546"},
+};
+
+bool IsValid(const SID* sid) {
+  return sid != nullptr && !SidText(sid).empty();
+}
+
+bool IsKnownAs(const SID* sid, std::uint32_t type) {
+  if (!IsValid(sid)) return false;
+  const std::u16string text = SidText(sid);
+  for (const WellKnown& known : kWellKnownSids) {
+    if (known.type == type) return known.sid == text;
+  }
+  return false;
+}
+
+/// An open token of the process.
+class TokenObject : public Object {
+ public:
+  explicit TokenObject(std::uint32_t access) : access_(access) {}
+  bool May(std::uint32_t right) const { return (access_ & right) != 0; }
+
+ private:
+  std::uint32_t access_;
+};
+
+struct Privilege {
+  std::u16string_view name;
+  std::uint32_t number;
+};
+
+constexpr std::uint32_t kBackup = 17;
+constexpr std::uint32_t kRestore = 18;
+constexpr std::uint32_t kChangeNotify = 23;
+
+// Documented numbers, the same on every machine.
+constexpr Privilege kPrivileges[] = {
+    {u"SeCreateTokenPrivilege", 2},
+    {u"SeAssignPrimaryTokenPrivilege", 3},
+    {u"SeLockMemoryPrivilege", 4},
+    {u"SeIncreaseQuotaPrivilege", 5},
+    {u"SeTcbPrivilege", 7},
+    {u"SeSecurityPrivilege", 8},
+    {u"SeTakeOwnershipPrivilege", 9},
+    {u"SeLoadDriverPrivilege", 10},
+    {u"SeSystemProfilePrivilege", 11},
+    {u"SeSystemtimePrivilege", 12},
+    {u"SeBackupPrivilege", kBackup},
+    {u"SeRestorePrivilege", kRestore},
+    {u"SeShutdownPrivilege", 19},
+    {u"SeDebugPrivilege", 20},
+    {u"SeSystemEnvironmentPrivilege", 22},
+    {u"SeChangeNotifyPrivilege", kChangeNotify},
+    {u"SeUndockPrivilege", 25},
+    {u"SeManageVolumePrivilege", 28},
+    {u"SeImpersonatePrivilege", 29},
+    {u"SeCreateGlobalPrivilege", 30},
+};
+
+/// Where a token keeps one of the privileges that the model follows.
+struct PrivilegeState {
+  bool* held;
+  bool* enabled;
+};
+
+std::optional<PrivilegeState> StateOf(Token& token, std::uint32_t number) {
+  if (number == kBackup) return PrivilegeState{&token.holdsBackup, &token.backupEnabled};
+  if (number == kRestore) return PrivilegeState{&token.holdsRestore, &token.restoreEnabled};
+  return std::nullopt;
+}
+
+/// False when the token does not hold the privilege.
+bool Adjust(Token& token, const LUID_AND_ATTRIBUTES& wanted) {
+  if (wanted.Luid.HighPart != 0) return false;
+  const std::optional<PrivilegeState> state = StateOf(token, wanted.Luid.LowPart);
+  if (!state) return wanted.Luid.LowPart == kChangeNotify;  // everybody has it, always on
+  if (!*state->held) return false;
+  *state->enabled = (wanted.Attributes & SE_PRIVILEGE_ENABLED) != 0;
+  if ((wanted.Attributes & SE_PRIVILEGE_REMOVED) != 0) {
+    *state->held = false;
+    *state->enabled = false;
+  }
+  return true;
+}
+
+/// The entry at `index` of a variable-length array that is declared with one.
+LUID_AND_ATTRIBUTES EntryAt(const TOKEN_PRIVILEGES* privileges, std::uint32_t index) {
+  LUID_AND_ATTRIBUTES entry;
+  const auto* first =
+      reinterpret_cast<const std::uint8_t*>(privileges) + offsetof(TOKEN_PRIVILEGES, Privileges);
+  std::memcpy(&entry, first + std::size_t{index} * sizeof entry, sizeof entry);
+  return entry;
+}
+
+}  // namespace
+
+}  // namespace simulated
+
+using namespace simulated;
+
+std::uint32_t GetSecurityInfo(HANDLE handle, std::uint32_t objectType, std::uint32_t information,
+                              const SID** owner, const ACL** dacl,
+                              SECURITY_DESCRIPTOR** descriptor) {
+  return SimulateCode<std::uint32_t>(
+      "GetSecurityInfo",
+      Arguments("handle", handle, "ObjectType", objectType, "SecurityInfo", Hex{information}),
+      [&](const CallFaults&) -> std::uint32_t {
+        const auto file = FindFile(Process::Current(), handle);
+        if (file == nullptr) return ERROR_INVALID_HANDLE;
+        if (objectType != SE_FILE_OBJECT) return ERROR_INVALID_PARAMETER;
+        return GiveSecurity(*file, information, owner, dacl, descriptor);
+      });
+}
+
+bool GetSecurityDescriptorControl(const SECURITY_DESCRIPTOR* descriptor, std::uint16_t* control,
+                                  std::uint32_t* revision) {
+  return SimulateBool("GetSecurityDescriptorControl", Arguments(), [&](const CallFaults&) {
+    const DescriptorHeader header = HeaderAt(descriptor);
+    if (header.revision != kDescriptorRevision) return FailWith(ERROR_UNKNOWN_REVISION);
+    *control = header.control;
+    *revision = header.revision;
+    return true;
+  });
+}
+
+bool IsValidSid(const SID* sid) {
+  return SimulateBool("IsValidSid", Arguments(), [&](const CallFaults&) { return IsValid(sid); });
+}
+
+bool IsWellKnownSid(const SID* sid, std::uint32_t wellKnownSidType) {
+  return SimulateBool("IsWellKnownSid", Arguments("WellKnownSidType", wellKnownSidType),
+                      [&](const CallFaults&) { return IsKnownAs(sid, wellKnownSidType); });
+}
+
+bool IsValidAcl(const ACL* acl) {
+  return SimulateBool("IsValidAcl", Arguments(), [&](const CallFaults&) {
+    return (acl != nullptr && IsSoundAcl(acl)) || FailWith(ERROR_INVALID_ACL);
+  });
+}
+
+bool GetAce(const ACL* acl, std::uint32_t index, const void** ace) {
+  return SimulateBool("GetAce", Arguments("dwAceIndex", index), [&](const CallFaults&) {
+    const ACE_HEADER* found = acl == nullptr ? nullptr : FindAce(acl, index);
+    if (found == nullptr) return FailWith(ERROR_INVALID_PARAMETER);
+    *ace = found;
+    return true;
+  });
+}
+
+bool ConvertStringSecurityDescriptorToSecurityDescriptorW(const char16_t* text,
+                                                          std::uint32_t revision,
+                                                          SECURITY_DESCRIPTOR** descriptor,
+                                                          std::uint32_t* size) {
+  return SimulateBool("ConvertStringSecurityDescriptorToSecurityDescriptorW",
+                      Arguments("StringSecurityDescriptor", text, "StringSDRevision", revision),
+                      [&](const CallFaults&) {
+                        if (text == nullptr) return FailWith(ERROR_INVALID_PARAMETER);
+                        if (revision != SDDL_REVISION_1) return FailWith(ERROR_UNKNOWN_REVISION);
+                        std::uint32_t error = ERROR_SUCCESS;
+                        const std::optional<SecurityRecord> record = ParseSddl(text, &error);
+                        if (!record) return FailWith(error);
+                        const std::vector<std::uint8_t> bytes = DescriptorBytes(*record);
+                        *descriptor = Allocate(bytes);
+                        if (size != nullptr) *size = static_cast<std::uint32_t>(bytes.size());
+                        return true;
+                      });
+}
+
+void LocalFree(SECURITY_DESCRIPTOR* descriptor) {
+  Process& process = Process::Current();
+  if (process.killed && descriptor != nullptr) FreeBlock(HeaderOf(descriptor));
+  SimulateBool("LocalFree", Arguments("hMem", descriptor), [&](const CallFaults&) {
+    if (descriptor == nullptr) return true;
+    return process.Remove(ObjectKind::Memory, HeaderOf(descriptor)->number);
+  });
+}
+
+HANDLE GetCurrentProcess() {
+  return INVALID_HANDLE_VALUE;  // the pseudo handle has this value (documented)
+}
+
+bool OpenProcessToken(HANDLE process, std::uint32_t desiredAccess, HANDLE* token) {
+  return SimulateBool("OpenProcessToken",
+                      Arguments("ProcessHandle", process, "DesiredAccess", Hex{desiredAccess}),
+                      [&](const CallFaults&) {
+                        if (process != GetCurrentProcess()) return FailWith(ERROR_INVALID_HANDLE);
+                        const std::uintptr_t value = Process::Current().Add(
+                            ObjectKind::Handle, std::make_shared<TokenObject>(desiredAccess));
+                        *token = reinterpret_cast<HANDLE>(value);
+                        return true;
+                      });
+}
+
+bool LookupPrivilegeValueW(const char16_t* name, LUID* luid) {
+  return SimulateBool("LookupPrivilegeValueW", Arguments("lpName", name), [&](const CallFaults&) {
+    for (const Privilege& privilege : kPrivileges) {
+      if (!EqualsIgnoringCase(privilege.name, name)) continue;
+      *luid = {privilege.number, 0};
+      return true;
+    }
+    return FailWith(ERROR_NO_SUCH_PRIVILEGE);
+  });
+}
+
+bool AdjustTokenPrivileges(HANDLE token, bool disableAll, const TOKEN_PRIVILEGES* newState) {
+  return SimulateBool("AdjustTokenPrivileges",
+                      Arguments("TokenHandle", token, "DisableAllPrivileges", disableAll),
+                      [&](const CallFaults&) {
+                        Process& process = Process::Current();
+                        const auto value = reinterpret_cast<std::uintptr_t>(token);
+                        const auto object = process.Find<TokenObject>(ObjectKind::Handle, value);
+                        if (object == nullptr) return FailWith(ERROR_INVALID_HANDLE);
+                        if (!object->May(TOKEN_ADJUST_PRIVILEGES))
+                          return FailWith(ERROR_ACCESS_DENIED);
+                        if (disableAll) {
+                          process.token.backupEnabled = false;
+                          process.token.restoreEnabled = false;
+                          SetLastError(ERROR_SUCCESS);
+                          return true;
+                        }
+                        if (newState == nullptr) return FailWith(ERROR_INVALID_PARAMETER);
+                        bool all = true;
+                        for (std::uint32_t i = 0; i < newState->PrivilegeCount; ++i)
+                          all = Adjust(process.token, EntryAt(newState, i)) && all;
+                        // Success, and only the last error tells that something was not held
+                        // (documented).
+                        SetLastError(all ? ERROR_SUCCESS : ERROR_NOT_ALL_ASSIGNED);
+                        return true;
+                      });
+}
+
+}  // namespace vorn::platform

@@ -1,0 +1,21 @@
+#pragma once
+
+// Texts that kernel32 puts into a caller's buffer.
+
+#include <algorithm>
+#include <cstdint>
+#include <string_view>
+
+namespace vorn::platform::simulated {
+
+/// The text with its terminator, and its length without; or, untouched when `size` characters are
+/// too few, the size that it needs with its terminator.
+inline std::uint32_t CopyOut(std::u16string_view text, char16_t* buffer, std::uint32_t size) {
+  const auto length = static_cast<std::uint32_t>(text.size());
+  if (length >= size) return length + 1;
+  std::copy(text.begin(), text.end(), buffer);
+  buffer[length] = 0;
+  return length;
+}
+
+}  // namespace vorn::platform::simulated
