@@ -51,6 +51,7 @@ inline constexpr std::uint32_t DN_WILL_BE_REMOVED = 0x00040000;
 inline constexpr std::uint32_t DN_NT_ENUMERATOR = 0x00800000;
 inline constexpr std::uint32_t DN_NT_DRIVER = 0x01000000;
 inline constexpr std::uint32_t CM_PROB_FAILED_START = 10;
+inline constexpr std::uint32_t CM_PROB_NEED_RESTART = 14;
 inline constexpr std::uint32_t CM_PROB_WILL_BE_REMOVED = 21;
 inline constexpr std::uint32_t CM_PROB_FAILED_INSTALL = 28;
 inline constexpr std::uint32_t CM_PROB_DRIVER_FAILED_LOAD = 39;
@@ -100,6 +101,8 @@ struct Device {
   bool queryRemoved = false;      // let go by a query-removal; comes back at the restart
   bool foreign = false;           // somebody else's: nothing of this program may change it
   DeviceTemper temper;
+
+  friend bool operator==(const Device&, const Device&) = default;
 };
 
 struct DeviceTree {
@@ -112,6 +115,8 @@ struct DeviceTree {
   /// Adds a device where its enumerator lists it: before the first device of the same enumerator
   /// whose id is higher, else at the end. References to devices are not good after this.
   Device& Insert(Device device);
+
+  friend bool operator==(const DeviceTree&, const DeviceTree&) = default;
 };
 
 /// Whether two instance ids name the same device.
@@ -139,19 +144,23 @@ std::u16string StringProperty(const Device& device, const DEVPROPKEY& key);
 /// good until another device is added.
 Device& AddRoot(Machine& machine, std::u16string_view instanceId);
 
-/// The driver of `device` is loaded from its bound package and the device starts (or gets the
-/// image's start problem); interfaces are enabled and the endpoint builder is set to work.
+/// The driver of a device is loaded from its selected package, unless an older image is still in
+/// memory, and the device starts or gets the image's start problem; interfaces are enabled and the
+/// endpoint builder is set to work. A device that is absent, disabled or being removed stays as it
+/// is.
 void StartDevice(Machine& machine, std::u16string_view instanceId);
 
 /// The device stops: its interfaces are disabled, its endpoints vanish from view, and its image
 /// leaves memory unless that refuses.
 void StopDevice(Machine& machine, std::u16string_view instanceId);
 
-/// The device node and its children are gone; endpoint records stay in the registry.
+/// The device stops and its node is gone, present or not, with all below it and all that was
+/// planned for it; endpoint records stay in the registry.
 void RemoveDeviceNode(Machine& machine, std::u16string_view instanceId);
 
-/// Stops the device and starts it again with its selected package, as far as the older image lets
-/// go: after the image's start delay. A disabled device stays as it is.
+/// Stops the device and starts it again, after the image's start delay, with its selected package
+/// if the older image lets go. A device that is absent, disabled, being removed or without a
+/// package stays as it is.
 void RestartDevice(Machine& machine, std::u16string_view instanceId);
 
 /// As an administrator does it in Device Manager: the device stops with CM_PROB_DISABLED.

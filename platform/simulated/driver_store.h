@@ -35,7 +35,15 @@ struct DriverStore {
 
   const PublishedPackage* Find(std::u16string_view publishedInf) const;
   PublishedPackage* Find(std::u16string_view publishedInf);
+
+  friend bool operator==(const DriverStore&, const DriverStore&) = default;
 };
+
+/// Whether a name has the form that published INFs get, oem<digits>.inf.
+bool IsPublishedName(std::u16string_view name);
+
+/// Where a published INF is.
+std::u16string PublishedInfPath(const Machine& machine, std::u16string_view publishedInf);
 
 /// Publishes the package whose INF is at `infPath`, or finds it already published (the same INF
 /// bytes). Returns its published name; nothing, with `*error`, when it is refused: no INF, no
@@ -52,10 +60,10 @@ void BindPackage(Machine& machine, std::u16string_view instanceId,
 inline constexpr std::uint32_t SUOI_FORCEDELETE = 0x1;
 
 /// Takes a published package out of the store and its INF out of the Windows INF folder. 0 on
-/// success, else ERROR_NOT_AN_INSTALLED_OEM_INF for a name that is none,
-/// ERROR_INF_IN_USE_BY_DEVICES when a device, present or not, has selected it and `flags` do not
-/// force it, ERROR_FILE_NOT_FOUND when there is no such package, or what the package was set to
-/// give.
+/// success, else ERROR_NOT_AN_INSTALLED_OEM_INF for a name that is none, ERROR_FILE_NOT_FOUND when
+/// there is no such package or its INF is missing, ERROR_INF_IN_USE_BY_DEVICES when a device,
+/// present or not, has selected it and `flags` do not force it, ERROR_SHARING_VIOLATION while
+/// somebody holds the INF open against deletion, or what the package was set to give.
 std::uint32_t UninstallPackage(Machine& machine, std::u16string_view publishedInf,
                                std::uint32_t flags);
 

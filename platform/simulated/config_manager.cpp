@@ -1,0 +1,205 @@
+#include "platform/config_manager.h"
+
+#include "base/text.h"
+#include "platform/simulated/device_list.h"
+#include "platform/simulated/device_removal.h"
+#include "platform/simulated/process.h"
+#include "platform/simulated/returned_data.h"
+
+#include <algorithm>
+
+namespace vorn::platform {
+
+namespace simulated {
+
+namespace {
+
+constexpr std::uint32_t REG_SZ = 1;
+constexpr std::size_t kMaxDeviceIdLength = 200;  // MAX_DEVICE_ID_LEN
+
+/// What a call about a node finds: the device, or why not.
+struct NodeSearch {
+  Device* device = nullptr;
+  CONFIGRET result = CR_INVALID_DEVNODE;
+};
+
+/// The device of a number, present or not. A number that was never handed out is
+/// CR_INVALID_DEVNODE; a device that is gone is CR_NO_SUCH_DEVNODE.
+NodeSearch FindInstalledNode(DEVINST node) {
+  const std::u16string* name = Process::Current().nodes.NameOf(node);
+  if (name == nullptr) return {};
+  Device* device = Process::Current().TheMachine().devices.Find(*name);
+  return {device, device == nullptr ? CR_NO_SUCH_DEVNODE : CR_SUCCESS};
+}
+
+/// As above for calls that need the live node, which an absent device does not have.
+NodeSearch FindLiveNode(DEVINST node) {
+  const NodeSearch search = FindInstalledNode(node);
+  if (search.device != nullptr && !search.device->present) return {nullptr, CR_NO_SUCH_DEVNODE};
+  return search;
+}
+
+/// Whether a text has the form of an instance id, enumerator\device\instance.
+bool IsInstanceId(std::u16string_view text) {
+  return !text.empty() && text.size() < kMaxDeviceIdLength &&
+         std::count(text.begin(), text.end(), u'\\') == 2;
+}
+
+/// The first present device below `parent`, from `from` on.
+const Device* NextChild(const std::vector<Device>& devices, std::size_t from,
+                        std::u16string_view parent) {
+  const auto found = std::find_if(devices.begin() + static_cast<std::ptrdiff_t>(from),
+                                  devices.end(), [parent](const Device& device) {
+                                    return device.present && IsSameDevice(device.parent, parent);
+                                  });
+  return found == devices.end() ? nullptr : &*found;
+}
+
+CONFIGRET GiveNode(const Device* device, DEVINST* node) {
+  if (device == nullptr) return CR_NO_SUCH_DEVNODE;
+  *node = Process::Current().nodes.NumberOf(device->instanceId);
+  return CR_SUCCESS;
+}
+
+std::optional<std::u16string> ClassGuidText(const Device& device) {
+  if (device.classGuidText) return device.classGuidText;
+  if (device.classGuid == GUID{}) return std::nullopt;
+  return ToLowerAscii(ToUtf16(RenderGuid(device.classGuid)));
+}
+
+void GiveName(std::u16string_view name, char16_t* buffer, std::uint32_t size) {
+  if (buffer == nullptr || size == 0) return;
+  const std::size_t length = std::min<std::size_t>(name.size(), size - 1);
+  *std::copy_n(name.begin(), length, buffer) = u'\0';
+}
+
+}  // namespace
+
+}  // namespace simulated
+
+using namespace simulated;
+
+CONFIGRET CM_Locate_DevNodeW(DEVINST* node, const char16_t* instanceId, std::uint32_t flags) {
+  return SimulateCode<CONFIGRET>(
+      "CM_Locate_DevNodeW", Arguments("pDeviceID", instanceId, "ulFlags", Hex{flags}),
+      [&](const CallFaults&) {
+        if (node == nullptr) return CR_INVALID_POINTER;
+        if (instanceId == nullptr || !IsInstanceId(instanceId)) return CR_INVALID_DEVICE_ID;
+        const Device* device = Process::Current().TheMachine().devices.Find(instanceId);
+        return GiveNode(device != nullptr && device->present ? device : nullptr, node);
+      });
+}
+
+CONFIGRET CM_Get_DevNode_Status(std::uint32_t* status, std::uint32_t* problem, DEVINST node) {
+  return SimulateCode<CONFIGRET>(
+      "CM_Get_DevNode_Status", Arguments("dnDevInst", NodeArgument{node}), [&](const CallFaults&) {
+        if (status == nullptr || problem == nullptr) return CR_INVALID_POINTER;
+        const NodeSearch search = FindLiveNode(node);
+        if (search.device == nullptr) return search.result;
+        if (search.device->statusError != 0) return search.device->statusError;
+        *status = search.device->status;
+        *problem = search.device->problem;
+        return CR_SUCCESS;
+      });
+}
+
+CONFIGRET CM_Get_Child(DEVINST* child, DEVINST node) {
+  return SimulateCode<CONFIGRET>(
+      "CM_Get_Child", Arguments("dnDevInst", NodeArgument{node}), [&](const CallFaults&) {
+        if (child == nullptr) return CR_INVALID_POINTER;
+        const NodeSearch search = FindLiveNode(node);
+        if (search.device == nullptr) return search.result;
+        const auto& devices = Process::Current().TheMachine().devices.devices;
+        return GiveNode(NextChild(devices, 0, search.device->instanceId), child);
+      });
+}
+
+CONFIGRET CM_Get_Sibling(DEVINST* sibling, DEVINST node) {
+  return SimulateCode<CONFIGRET>(
+      "CM_Get_Sibling", Arguments("dnDevInst", NodeArgument{node}), [&](const CallFaults&) {
+        if (sibling == nullptr) return CR_INVALID_POINTER;
+        const NodeSearch search = FindLiveNode(node);
+        if (search.device == nullptr) return search.result;
+        const auto& devices = Process::Current().TheMachine().devices.devices;
+        const auto next = static_cast<std::size_t>(search.device - devices.data()) + 1;
+        return GiveNode(NextChild(devices, next, search.device->parent), sibling);
+      });
+}
+
+CONFIGRET CM_Get_Device_ID_Size(std::uint32_t* length, DEVINST node) {
+  return SimulateCode<CONFIGRET>(
+      "CM_Get_Device_ID_Size", Arguments("dnDevInst", NodeArgument{node}), [&](const CallFaults&) {
+        if (length == nullptr) return CR_INVALID_POINTER;
+        const NodeSearch search = FindInstalledNode(node);
+        if (search.device == nullptr) return search.result;
+        *length = static_cast<std::uint32_t>(search.device->instanceId.size());
+        return CR_SUCCESS;
+      });
+}
+
+CONFIGRET CM_Get_Device_IDW(DEVINST node, char16_t* instanceId, std::uint32_t size) {
+  return SimulateCode<CONFIGRET>("CM_Get_Device_IDW",
+                                 Arguments("dnDevInst", NodeArgument{node}, "BufferLen", size),
+                                 [&](const CallFaults& faults) {
+                                   if (instanceId == nullptr) return CR_INVALID_POINTER;
+                                   const NodeSearch search = FindInstalledNode(node);
+                                   if (search.device == nullptr) return search.result;
+                                   std::u16string_view id = search.device->instanceId;
+                                   if (faults.shortTo)
+                                     id = id.substr(0, *faults.shortTo / sizeof(char16_t));
+                                   // A buffer that is too small gets as much as fits, without a
+                                   // terminator (documented).
+                                   const std::size_t fits = std::min<std::size_t>(id.size(), size);
+                                   char16_t* end = std::copy_n(id.begin(), fits, instanceId);
+                                   if (size <= id.size()) return CR_BUFFER_SMALL;
+                                   *end = u'\0';
+                                   return CR_SUCCESS;
+                                 });
+}
+
+CONFIGRET CM_Get_DevNode_Registry_PropertyW(DEVINST node, std::uint32_t property,
+                                            std::uint32_t* type, void* buffer,
+                                            std::uint32_t* size) {
+  return SimulateCode<CONFIGRET>("CM_Get_DevNode_Registry_PropertyW",
+                                 Arguments("dnDevInst", NodeArgument{node}, "ulProperty", property,
+                                           "ulLength", size == nullptr ? std::uint32_t{0} : *size),
+                                 [&](const CallFaults& faults) {
+                                   if (size == nullptr || (buffer == nullptr && *size != 0))
+                                     return CR_INVALID_POINTER;
+                                   const NodeSearch search = FindInstalledNode(node);
+                                   if (search.device == nullptr) return search.result;
+                                   // Of all registry properties the model keeps the class alone.
+                                   if (property != CM_DRP_CLASSGUID) return CR_NO_SUCH_VALUE;
+                                   const auto text = ClassGuidText(*search.device);
+                                   if (!text) return CR_NO_SUCH_VALUE;
+                                   Bytes data = ToTerminatedBytes(*text);
+                                   CutShort(data, faults);
+                                   if (type != nullptr) *type = REG_SZ;
+                                   const std::uint32_t capacity = *size;
+                                   *size = static_cast<std::uint32_t>(data.size());
+                                   if (capacity < data.size()) return CR_BUFFER_SMALL;
+                                   std::copy(data.begin(), data.end(),
+                                             static_cast<std::uint8_t*>(buffer));
+                                   return CR_SUCCESS;
+                                 });
+}
+
+CONFIGRET CM_Query_And_Remove_SubTreeW(DEVINST node, std::uint32_t* vetoType, char16_t* vetoName,
+                                       std::uint32_t nameSize, std::uint32_t flags) {
+  return SimulateCode<CONFIGRET>(
+      "CM_Query_And_Remove_SubTreeW",
+      Arguments("dnAncestor", NodeArgument{node}, "ulNameLength", nameSize, "ulFlags", Hex{flags}),
+      [&](const CallFaults&) {
+        const NodeSearch search = FindLiveNode(node);
+        if (search.device == nullptr) return search.result;
+        Machine& machine = Process::Current().TheMachine();
+        const QueryRemoval answer = QueryRemove(machine, search.device->instanceId);
+        if (answer.result == CR_REMOVE_VETOED) {
+          if (vetoType != nullptr) *vetoType = answer.vetoType;
+          GiveName(answer.vetoName, vetoName, nameSize);
+        }
+        return answer.result;
+      });
+}
+
+}  // namespace vorn::platform

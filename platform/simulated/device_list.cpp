@@ -1,0 +1,59 @@
+#include "platform/simulated/device_list.h"
+
+#include <algorithm>
+
+namespace vorn::platform::simulated {
+
+DeviceElement* DeviceList::Find(const SP_DEVINFO_DATA* data) {
+  if (data == nullptr || data->cbSize != sizeof(SP_DEVINFO_DATA)) {
+    SetLastError(data == nullptr ? ERROR_INVALID_PARAMETER : ERROR_INVALID_USER_BUFFER);
+    return nullptr;
+  }
+  const auto found =
+      std::find_if(devices.begin(), devices.end(),
+                   [data](const DeviceElement& element) { return element.node == data->DevInst; });
+  if (found == devices.end()) {
+    SetLastError(ERROR_INVALID_PARAMETER);
+    return nullptr;
+  }
+  return &*found;
+}
+
+std::size_t DeviceList::Append(const Device& device) {
+  devices.push_back({Process::Current().nodes.NumberOf(device.instanceId), device.instanceId,
+                     device.classGuid, device.installFlags, std::nullopt, std::nullopt});
+  return devices.size() - 1;
+}
+
+std::shared_ptr<DeviceList> FindList(HDEVINFO list) {
+  auto found = Process::Current().Find<DeviceList>(ObjectKind::DeviceInfoList,
+                                                   reinterpret_cast<std::uintptr_t>(list));
+  if (found == nullptr) SetLastError(ERROR_INVALID_HANDLE);
+  return found;
+}
+
+Device* FindDeviceOf(DeviceElement& element) {
+  if (element.unregistered) return &*element.unregistered;
+  Device* device = Process::Current().TheMachine().devices.Find(element.instanceId);
+  if (device == nullptr) SetLastError(ERROR_NO_SUCH_DEVINST);
+  return device;
+}
+
+void Describe(const DeviceList& list, std::size_t index, SP_DEVINFO_DATA* data) {
+  data->ClassGuid = list.devices[index].classGuid;
+  data->DevInst = list.devices[index].node;
+  data->Reserved = index + 1;
+}
+
+template <>
+std::string RenderArgument(const NodeArgument& value) {
+  const std::u16string* name = Process::Current().nodes.NameOf(value.node);
+  return name == nullptr ? RenderNumber(value.node) : RenderText(*name);
+}
+
+template <>
+std::string RenderArgument(const DeviceArgument& value) {
+  return value.data == nullptr ? "null" : RenderArgument(NodeArgument{value.data->DevInst});
+}
+
+}  // namespace vorn::platform::simulated

@@ -1,0 +1,166 @@
+// What SetupAPI tells of a device in a list: its instance id, its hardware ids, its properties, and
+// the name of a setup class.
+
+#include "base/text.h"
+#include "platform/device_setup.h"
+#include "platform/simulated/device_list.h"
+#include "platform/simulated/returned_data.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace vorn::platform {
+
+namespace simulated {
+
+namespace {
+
+constexpr std::uint32_t REG_MULTI_SZ = 7;
+
+/// The registry value of the hardware ids; empty when there is none.
+Bytes HardwareIdValue(const Device& device) {
+  if (device.hardwareIdData) return *device.hardwareIdData;
+  if (device.hardwareIds.empty()) return {};
+  std::u16string strings;
+  for (const std::u16string& id : device.hardwareIds) {
+    strings += id;
+    strings += u'\0';
+  }
+  return ToTerminatedBytes(strings);
+}
+
+/// The strings of a multi-string value. Nothing when it is not one: an odd size, no string at all,
+/// or without its two terminators (documented to be the caller's duty; the refusal is assumed).
+std::optional<std::vector<std::u16string>> ParseMultiString(const void* data, std::uint32_t size) {
+  if (data == nullptr || size % sizeof(char16_t) != 0) return std::nullopt;
+  std::u16string text(size / sizeof(char16_t), u'\0');
+  std::memcpy(text.data(), data, size);
+  std::vector<std::u16string> strings;
+  std::size_t start = 0;
+  while (start < text.size()) {
+    const std::size_t end = text.find(u'\0', start);
+    if (end == std::u16string::npos) return std::nullopt;
+    if (end == start) {
+      const bool closesTheList = start + 1 == text.size() && !strings.empty();
+      return closesTheList ? std::optional(strings) : std::nullopt;
+    }
+    strings.emplace_back(text.substr(start, end - start));
+    start = end + 1;
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+}  // namespace simulated
+
+using namespace simulated;
+
+bool SetupDiGetDeviceInstanceIdW(HDEVINFO list, const SP_DEVINFO_DATA* device, char16_t* id,
+                                 std::uint32_t size, std::uint32_t* required) {
+  return SimulateBool("SetupDiGetDeviceInstanceIdW",
+                      Arguments("DeviceInfoSet", list, "DeviceInfoData", DeviceArgument{device},
+                                "DeviceInstanceIdSize", size),
+                      [&](const CallFaults& faults) {
+                        const auto found = FindList(list);
+                        // The id is the list's own knowledge, also of a device that is gone
+                        // (assumed).
+                        const DeviceElement* element =
+                            found == nullptr ? nullptr : found->Find(device);
+                        if (element == nullptr) return false;
+                        std::u16string_view text = element->instanceId;
+                        if (faults.shortTo)
+                          text = text.substr(0, *faults.shortTo / sizeof(char16_t));
+                        return ReturnText(text, id, size, required);
+                      });
+}
+
+bool SetupDiGetDeviceRegistryPropertyW(HDEVINFO list, const SP_DEVINFO_DATA* device,
+                                       std::uint32_t property, std::uint32_t* type, void* buffer,
+                                       std::uint32_t size, std::uint32_t* required) {
+  return SimulateBool("SetupDiGetDeviceRegistryPropertyW",
+                      Arguments("DeviceInfoSet", list, "DeviceInfoData", DeviceArgument{device},
+                                "Property", property, "PropertyBufferSize", size),
+                      [&](const CallFaults& faults) {
+                        const auto found = FindList(list);
+                        DeviceElement* element = found == nullptr ? nullptr : found->Find(device);
+                        const Device* record =
+                            element == nullptr ? nullptr : FindDeviceOf(*element);
+                        if (record == nullptr) return false;
+                        if (property != SPDRP_HARDWAREID)
+                          return FailWith(ERROR_INVALID_REG_PROPERTY);
+                        Bytes data = HardwareIdValue(*record);
+                        if (data.empty() && !record->hardwareIdData)
+                          return FailWith(ERROR_INVALID_DATA);
+                        CutShort(data, faults);
+                        if (type != nullptr) *type = REG_MULTI_SZ;
+                        return ReturnData(data, buffer, size, required);
+                      });
+}
+
+bool SetupDiSetDeviceRegistryPropertyW(HDEVINFO list, const SP_DEVINFO_DATA* device,
+                                       std::uint32_t property, const void* buffer,
+                                       std::uint32_t size) {
+  return SimulateBool("SetupDiSetDeviceRegistryPropertyW",
+                      Arguments("DeviceInfoSet", list, "DeviceInfoData", DeviceArgument{device},
+                                "Property", property, "PropertyBufferSize", size),
+                      [&](const CallFaults&) {
+                        const auto found = FindList(list);
+                        DeviceElement* element = found == nullptr ? nullptr : found->Find(device);
+                        Device* record = element == nullptr ? nullptr : FindDeviceOf(*element);
+                        if (record == nullptr) return false;
+                        if (property != SPDRP_HARDWAREID)
+                          return FailWith(ERROR_INVALID_REG_PROPERTY);
+                        auto ids = ParseMultiString(buffer, size);
+                        if (!ids) return FailWith(ERROR_INVALID_DATA);
+                        record->hardwareIds = std::move(*ids);
+                        record->hardwareIdData.reset();
+                        return true;
+                      });
+}
+
+bool SetupDiGetDevicePropertyW(HDEVINFO list, const SP_DEVINFO_DATA* device, const DEVPROPKEY* key,
+                               std::uint32_t* type, void* buffer, std::uint32_t size,
+                               std::uint32_t* required) {
+  return SimulateBool(
+      "SetupDiGetDevicePropertyW",
+      Arguments("DeviceInfoSet", list, "DeviceInfoData", DeviceArgument{device}, "PropertyKeyFmtid",
+                key == nullptr ? GUID{} : key->fmtid, "PropertyKeyPid",
+                key == nullptr ? std::uint32_t{0} : key->pid, "PropertyBufferSize", size),
+      [&](const CallFaults& faults) {
+        const auto found = FindList(list);
+        DeviceElement* element = found == nullptr ? nullptr : found->Find(device);
+        const Device* record = element == nullptr ? nullptr : FindDeviceOf(*element);
+        if (record == nullptr) return false;
+        if (key == nullptr || type == nullptr || (buffer == nullptr && size != 0)) {
+          return FailWith(ERROR_INVALID_PARAMETER);
+        }
+        const auto property =
+            std::find_if(record->properties.begin(), record->properties.end(),
+                         [key](const DeviceProperty& candidate) { return candidate.key == *key; });
+        if (property == record->properties.end()) return FailWith(ERROR_NOT_FOUND);
+        Bytes data = property->data;
+        CutShort(data, faults);
+        // The type comes with the size, also when the buffer is too small (documented).
+        *type = property->type;
+        return ReturnData(data, buffer, size, required);
+      });
+}
+
+bool SetupDiClassNameFromGuidW(const GUID* classGuid, char16_t* name, std::uint32_t size,
+                               std::uint32_t* required) {
+  return SimulateBool(
+      "SetupDiClassNameFromGuidW",
+      Arguments("ClassGuid", classGuid == nullptr ? GUID{} : *classGuid, "ClassNameSize", size),
+      [&](const CallFaults&) {
+        if (classGuid == nullptr || (name == nullptr && size != 0)) {
+          return FailWith(ERROR_INVALID_PARAMETER);
+        }
+        const auto& names = Process::Current().TheMachine().classNames;
+        const auto found = names.find(ToUpperAscii(ToUtf16(RenderGuid(*classGuid))));
+        if (found == names.end()) return FailWith(ERROR_INVALID_CLASS);
+        return ReturnText(found->second, name, size, required);
+      });
+}
+
+}  // namespace vorn::platform

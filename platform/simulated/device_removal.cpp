@@ -1,0 +1,111 @@
+#include "platform/simulated/device_removal.h"
+
+#include "platform/config_manager.h"
+#include "platform/simulated/device_tree.h"
+#include "platform/simulated/machine.h"
+
+#include <algorithm>
+#include <vector>
+
+namespace vorn::platform::simulated {
+
+namespace {
+
+bool IsVetoed(const Machine& machine, const DeviceTemper& temper) {
+  return temper.vetoes > 0 || machine.clock.tick < temper.vetoUntil;
+}
+
+/// The present devices below and at `instanceId`, the lowest first.
+void CollectSubtree(const DeviceTree& tree, std::u16string_view instanceId,
+                    std::vector<std::u16string>& ids) {
+  for (const Device& device : tree.devices) {
+    if (device.present && IsSameDevice(device.parent, instanceId)) {
+      CollectSubtree(tree, device.instanceId, ids);
+    }
+  }
+  ids.emplace_back(instanceId);
+}
+
+QueryRemoval AskToLetGo(Machine& machine, Device& device) {
+  DeviceTemper& temper = device.temper;
+  if (temper.queryRemoveResult != 0 && temper.queryRemoveResult != CR_REMOVE_VETOED) {
+    return {temper.queryRemoveResult, 0, {}};
+  }
+  if (temper.queryRemoveResult == 0 && !IsVetoed(machine, temper)) return {};
+  if (temper.vetoes > 0) --temper.vetoes;
+  return {CR_REMOVE_VETOED, temper.vetoType, temper.vetoName};
+}
+
+/// What was planned for a device that is gone would happen to the next one of its name. That its
+/// endpoints' records go idle is the endpoint builder's matter and still happens.
+void ForgetPlans(Machine& machine, std::u16string_view instanceId) {
+  std::erase_if(machine.clock.events, [&](const Event& event) {
+    const bool ofTheNode = event.kind == EventKind::StartDevice ||
+                           event.kind == EventKind::RemoveDevice ||
+                           event.kind == EventKind::AnnounceReplug;
+    return ofTheNode && IsSameDevice(event.subject, instanceId);
+  });
+}
+
+void EraseSubtree(Machine& machine, const std::u16string& instanceId) {
+  std::vector<std::u16string> children;
+  for (const Device& device : machine.devices.devices) {
+    if (IsSameDevice(device.parent, instanceId)) children.push_back(device.instanceId);
+  }
+  for (const std::u16string& child : children)
+    EraseSubtree(machine, child);
+  ForgetPlans(machine, instanceId);
+  std::erase_if(machine.devices.devices,
+                [&](const Device& device) { return IsSameDevice(device.instanceId, instanceId); });
+}
+
+}  // namespace
+
+QueryRemoval QueryRemove(Machine& machine, std::u16string_view instanceId) {
+  const std::u16string root(instanceId);
+  std::vector<std::u16string> subtree;
+  CollectSubtree(machine.devices, root, subtree);
+  for (const std::u16string& id : subtree) {
+    const QueryRemoval answer = AskToLetGo(machine, *machine.devices.Find(id));
+    if (answer.result != CR_SUCCESS) return answer;
+  }
+  StopDevice(machine, root);
+  for (const std::u16string& id : subtree) {
+    Device* device = machine.devices.Find(id);
+    if (device == nullptr) continue;
+    device->present = false;
+    device->queryRemoved = true;
+  }
+  return {};
+}
+
+void RemoveDevice(Machine& machine, std::u16string_view instanceId) {
+  Device* device = machine.devices.Find(instanceId);
+  if (device == nullptr) return;
+  if (device->temper.removeKeepsNodeUntilRestart) {
+    device->removalPending = true;
+    device->status |= DN_WILL_BE_REMOVED;
+    return;
+  }
+  const std::uint64_t delay = device->temper.removeDelay;
+  if (delay == 0) {
+    RemoveDeviceNode(machine, instanceId);
+    return;
+  }
+  const std::u16string id(instanceId);
+  StopDevice(machine, id);
+  device = machine.devices.Find(id);
+  device->status |= DN_HAS_PROBLEM | DN_WILL_BE_REMOVED;
+  device->problem = CM_PROB_WILL_BE_REMOVED;
+  Plan(machine, delay, EventKind::RemoveDevice, id);
+}
+
+void RemoveDeviceNode(Machine& machine, std::u16string_view instanceId) {
+  // The id may be the node's own text, which goes with it.
+  const std::u16string id(instanceId);
+  if (machine.devices.Find(id) == nullptr) return;
+  StopDevice(machine, id);
+  EraseSubtree(machine, id);
+}
+
+}  // namespace vorn::platform::simulated

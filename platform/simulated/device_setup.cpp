@@ -1,0 +1,127 @@
+// SetupAPI's device information lists: making, enumerating and destroying them.
+
+#include "platform/device_setup.h"
+
+#include "base/text.h"
+#include "platform/simulated/device_list.h"
+
+#include <algorithm>
+
+namespace vorn::platform {
+
+namespace simulated {
+
+namespace {
+
+struct ListRequest {
+  const GUID* classGuid;
+  const char16_t* enumerator;
+  std::uint32_t flags;
+
+  bool Wants(std::uint32_t flag) const { return (flags & flag) != 0; }
+};
+
+/// The interfaces of a device that a request is for. With DIGCF_PRESENT only those that the driver
+/// has enabled are listed (documented).
+bool IsWanted(const DeviceInterface& candidate, const Device& owner, const ListRequest& request) {
+  if (!request.Wants(DIGCF_ALLCLASSES) && candidate.interfaceClass != *request.classGuid) {
+    return false;
+  }
+  return !request.Wants(DIGCF_PRESENT) || (owner.present && candidate.enabled);
+}
+
+void AppendInterfaces(DeviceList& list, const Device& owner, const ListRequest& request) {
+  std::optional<std::size_t> index;
+  for (const DeviceInterface& candidate : owner.interfaces) {
+    if (!IsWanted(candidate, owner, request)) continue;
+    if (!index) index = list.Append(owner);
+    list.interfaces.push_back(
+        {candidate.interfaceClass, candidate.path, *index, owner.present && candidate.enabled});
+  }
+}
+
+/// Which devices an enumerator's text stands for: those of the enumerator, or one device when
+/// interfaces are listed (documented).
+bool IsOfEnumerator(const Device& device, const ListRequest& request) {
+  if (request.enumerator == nullptr) return true;
+  return request.Wants(DIGCF_DEVICEINTERFACE)
+             ? IsSameDevice(device.instanceId, request.enumerator)
+             : EqualsIgnoringCase(device.enumerator, request.enumerator);
+}
+
+std::shared_ptr<DeviceList> TakeSnapshot(const Machine& machine, const ListRequest& request) {
+  auto list = std::make_shared<DeviceList>();
+  for (const Device& device : machine.devices.devices) {
+    if (!IsOfEnumerator(device, request)) continue;
+    if (request.Wants(DIGCF_DEVICEINTERFACE)) {
+      AppendInterfaces(*list, device, request);
+    } else if ((device.present || !request.Wants(DIGCF_PRESENT)) &&
+               (request.Wants(DIGCF_ALLCLASSES) || device.classGuid == *request.classGuid)) {
+      list->Append(device);
+    }
+  }
+  return list;
+}
+
+HDEVINFO OpenList(std::shared_ptr<DeviceList> list) {
+  return reinterpret_cast<HDEVINFO>(
+      Process::Current().Add(ObjectKind::DeviceInfoList, std::move(list)));
+}
+
+}  // namespace
+
+}  // namespace simulated
+
+using namespace simulated;
+
+HDEVINFO SetupDiGetClassDevsW(const GUID* classGuid, const char16_t* enumerator,
+                              std::uint32_t flags) {
+  return SimulateCall<HDEVINFO>("SetupDiGetClassDevsW", FailureStyle::LastError,
+                                INVALID_DEVICE_INFO_LIST,
+                                Arguments("ClassGuid", classGuid == nullptr ? GUID{} : *classGuid,
+                                          "Enumerator", enumerator, "Flags", Hex{flags}),
+                                [&](const CallFaults&) {
+                                  if (classGuid == nullptr && (flags & DIGCF_ALLCLASSES) == 0) {
+                                    SetLastError(ERROR_INVALID_PARAMETER);
+                                    return INVALID_DEVICE_INFO_LIST;
+                                  }
+                                  return OpenList(TakeSnapshot(Process::Current().TheMachine(),
+                                                               {classGuid, enumerator, flags}));
+                                });
+}
+
+HDEVINFO SetupDiCreateDeviceInfoList(const GUID* classGuid) {
+  return SimulateCall<HDEVINFO>(
+      "SetupDiCreateDeviceInfoList", FailureStyle::LastError, INVALID_DEVICE_INFO_LIST,
+      Arguments("ClassGuid", classGuid == nullptr ? GUID{} : *classGuid), [&](const CallFaults&) {
+        auto list = std::make_shared<DeviceList>();
+        if (classGuid != nullptr) list->classGuid = *classGuid;
+        return OpenList(std::move(list));
+      });
+}
+
+bool SetupDiDestroyDeviceInfoList(HDEVINFO list) {
+  return SimulateBool("SetupDiDestroyDeviceInfoList", Arguments("DeviceInfoSet", list),
+                      [&](const CallFaults&) {
+                        return Process::Current().Remove(ObjectKind::DeviceInfoList,
+                                                         reinterpret_cast<std::uintptr_t>(list)) ||
+                               FailWith(ERROR_INVALID_HANDLE);
+                      });
+}
+
+bool SetupDiEnumDeviceInfo(HDEVINFO list, std::uint32_t index, SP_DEVINFO_DATA* device) {
+  return SimulateBool("SetupDiEnumDeviceInfo",
+                      Arguments("DeviceInfoSet", list, "MemberIndex", index),
+                      [&](const CallFaults&) {
+                        const auto found = FindList(list);
+                        if (found == nullptr) return false;
+                        if (device == nullptr) return FailWith(ERROR_INVALID_PARAMETER);
+                        if (device->cbSize != sizeof(SP_DEVINFO_DATA))
+                          return FailWith(ERROR_INVALID_USER_BUFFER);
+                        if (index >= found->devices.size()) return FailWith(ERROR_NO_MORE_ITEMS);
+                        Describe(*found, index, device);
+                        return true;
+                      });
+}
+
+}  // namespace vorn::platform

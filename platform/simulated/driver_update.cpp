@@ -1,0 +1,137 @@
+// newdev's driver update: publishes a package and gives it to every device with a hardware id.
+
+#include "base/text.h"
+#include "platform/config_manager.h"
+#include "platform/device_setup.h"
+#include "platform/simulated/calls.h"
+#include "platform/simulated/driver_package.h"
+#include "platform/simulated/machine.h"
+#include "platform/simulated/process.h"
+
+#include <algorithm>
+#include <optional>
+#include <vector>
+
+namespace vorn::platform {
+
+namespace simulated {
+
+namespace {
+
+constexpr std::uint32_t kKnownFlags = 0x7;  // INSTALLFLAG_FORCE, READONLY, NONINTERACTIVE
+
+bool HasHardwareId(const Device& device, std::u16string_view hardwareId) {
+  return std::any_of(device.hardwareIds.begin(), device.hardwareIds.end(),
+                     [&](const std::u16string& id) { return EqualsIgnoringCase(id, hardwareId); });
+}
+
+/// How the device's selected package ranks; nothing when it has none that can be read.
+std::optional<DriverRank> SelectedRank(const Machine& machine, const Device& device,
+                                       std::u16string_view hardwareId) {
+  if (device.publishedInf.empty()) return std::nullopt;
+  const auto inf = ReadWholeFile(machine.files, PublishedInfPath(machine, device.publishedInf));
+  std::uint32_t ignored = 0;
+  const auto package = inf ? ReadDriverPackage(*inf, hardwareId, &ignored) : std::nullopt;
+  return package ? std::optional(package->rank) : std::nullopt;
+}
+
+struct UpdateRequest {
+  std::u16string_view hardwareId;
+  std::u16string_view infPath;
+  bool force = false;
+  bool restartAsked = false;  // by whoever holds the device, whatever the package says
+};
+
+/// The outcome of an update: an error, or whether the machine must restart.
+struct UpdateResult {
+  std::uint32_t error = 0;
+  bool needsRestart = false;
+};
+
+/// The devices that take a package of that rank: all with the hardware id, or without force only
+/// those whose own is not as good.
+std::vector<std::u16string> FindTakers(const Machine& machine, const UpdateRequest& request,
+                                       const DriverRank& rank) {
+  std::vector<std::u16string> takers;
+  for (const Device& device : machine.devices.devices) {
+    if (!HasHardwareId(device, request.hardwareId)) continue;
+    const auto selected =
+        request.force ? std::nullopt : SelectedRank(machine, device, request.hardwareId);
+    if (!selected || *selected < rank) takers.push_back(device.instanceId);
+  }
+  return takers;
+}
+
+/// The device goes on with what it runs; one that runs nothing says that it waits.
+void WaitForRestart(Device& device) {
+  device.pendingInf = device.publishedInf;
+  if (IsStarted(device)) return;
+  device.status |= DN_HAS_PROBLEM;
+  device.problem = CM_PROB_NEED_RESTART;
+}
+
+void GivePackage(Machine& machine, const std::u16string& instanceId,
+                 std::u16string_view publishedInf, bool needsRestart) {
+  BindPackage(machine, instanceId, publishedInf);
+  Device& device = *machine.devices.Find(instanceId);
+  // An absent or a disabled device has the selection and no more.
+  if (!device.present || device.problem == CM_PROB_DISABLED) return;
+  if (needsRestart) {
+    WaitForRestart(device);
+  } else {
+    RestartDevice(machine, instanceId);
+  }
+}
+
+bool HasPresentDevice(const Machine& machine, std::u16string_view hardwareId) {
+  const auto& devices = machine.devices.devices;
+  return std::any_of(devices.begin(), devices.end(), [&](const Device& device) {
+    return device.present && HasHardwareId(device, hardwareId);
+  });
+}
+
+UpdateResult Update(Machine& machine, const UpdateRequest& request) {
+  std::uint32_t error = 0;
+  const auto inf = ReadAsSystem(machine.files, request.infPath, &error);
+  if (!inf) return {error == ERROR_PATH_NOT_FOUND ? ERROR_FILE_NOT_FOUND : error};
+  if (!HasPresentDevice(machine, request.hardwareId)) return {ERROR_NO_SUCH_DEVINST};
+  if (machine.store.updateError != 0) return {machine.store.updateError};
+  const auto package = ReadDriverPackage(*inf, request.hardwareId, &error);
+  if (!package) return {error};
+  if (!package->hasModel) return {ERROR_NO_MORE_ITEMS};
+  const auto takers = FindTakers(machine, request, package->rank);
+  if (takers.empty()) return {ERROR_NO_MORE_ITEMS};
+  const auto published = PublishPackage(machine, request.infPath, request.hardwareId, &error);
+  if (!published) return {error};
+  const Bytes& image = machine.store.Find(*published)->image;
+  const bool needsRestart = request.restartAsked || machine.store.updateNeedsRestart ||
+                            (!image.empty() && ParseImage(image).needsRestart);
+  for (const std::u16string& taker : takers)
+    GivePackage(machine, taker, *published, needsRestart);
+  return {0, needsRestart};
+}
+
+}  // namespace
+
+}  // namespace simulated
+
+using namespace simulated;
+
+bool UpdateDriverForPlugAndPlayDevicesW(const char16_t* hardwareId, const char16_t* infPath,
+                                        std::uint32_t flags, bool* restartRequired) {
+  return SimulateBool(
+      "UpdateDriverForPlugAndPlayDevicesW",
+      Arguments("HardwareId", hardwareId, "FullInfPath", infPath, "InstallFlags", Hex{flags}),
+      [&](const CallFaults& faults) {
+        if (hardwareId == nullptr || infPath == nullptr) return FailWith(ERROR_INVALID_PARAMETER);
+        if ((flags & ~kKnownFlags) != 0) return FailWith(ERROR_INVALID_FLAGS);
+        const UpdateResult result =
+            Update(Process::Current().TheMachine(),
+                   {hardwareId, infPath, (flags & INSTALLFLAG_FORCE) != 0, faults.askRestart});
+        if (result.error != 0) return FailWith(result.error);
+        if (restartRequired != nullptr) *restartRequired = result.needsRestart;
+        return true;
+      });
+}
+
+}  // namespace vorn::platform

@@ -1,0 +1,89 @@
+// The restart of a simulated machine.
+
+#include "platform/config_manager.h"
+#include "platform/simulated/device_removal.h"
+#include "platform/simulated/machine.h"
+
+#include <algorithm>
+#include <vector>
+
+namespace vorn::platform::simulated {
+
+namespace {
+
+/// From the shutdown until somebody can work again.
+constexpr std::uint64_t kBootMs = 45'000;
+
+bool WaitsToGo(const Machine& machine, const Device& device) {
+  const auto& events = machine.clock.events;
+  return device.removalPending ||
+         std::any_of(events.begin(), events.end(), [&](const Event& event) {
+           return event.kind == EventKind::RemoveDevice &&
+                  IsSameDevice(event.subject, device.instanceId);
+         });
+}
+
+template <class Wanted>
+std::vector<std::u16string> DevicesThat(const Machine& machine, Wanted wanted) {
+  std::vector<std::u16string> ids;
+  for (const Device& device : machine.devices.devices) {
+    if (wanted(device)) ids.push_back(device.instanceId);
+  }
+  return ids;
+}
+
+/// Devices whose driver is this model's to stop and start; others run through.
+bool HasPlayedDriver(const Device& device) {
+  return !device.foreign && (device.resident || !device.publishedInf.empty());
+}
+
+/// What was planned is over, but what the registry's keeper has still to write.
+void ForgetPlans(Machine& machine) {
+  std::erase_if(machine.clock.events,
+                [](const Event& event) { return event.kind != EventKind::IdleEndpointRecords; });
+}
+
+void PowerOff(Machine& machine) {
+  const auto waitsToGo = [&](const Device& device) { return WaitsToGo(machine, device); };
+  for (const std::u16string& id : DevicesThat(machine, waitsToGo))
+    RemoveDeviceNode(machine, id);
+  for (const std::u16string& id : DevicesThat(machine, HasPlayedDriver)) {
+    Device& device = *machine.devices.Find(id);
+    if (device.resident) device.resident->refusesUnload = false;
+    if (device.problem == CM_PROB_DISABLED) {
+      DisableDevice(machine, id);
+    } else {
+      StopDevice(machine, id);
+    }
+  }
+  ForgetPlans(machine);
+}
+
+void PowerOn(Machine& machine) {
+  for (Device& device : machine.devices.devices) {
+    if (device.queryRemoved) device.present = true;
+    device.queryRemoved = false;
+  }
+  for (const std::u16string& id : DevicesThat(machine, HasPlayedDriver)) {
+    machine.devices.Find(id)->pendingInf.clear();
+    StartDevice(machine, id);
+  }
+}
+
+/// Files stay; who had them open does not, and what was only waiting for that goes.
+void CloseAllFiles(FileSystem& files) {
+  while (!files.opens.empty())
+    ReleaseHold(files, files.opens.begin()->first.number);
+}
+
+}  // namespace
+
+void Reboot(Machine& machine) {
+  CloseAllFiles(machine.files);
+  PowerOff(machine);
+  RunAutomaticServices(machine);
+  PowerOn(machine);
+  Advance(machine, kBootMs);
+}
+
+}  // namespace vorn::platform::simulated

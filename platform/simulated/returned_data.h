@@ -1,0 +1,28 @@
+#pragma once
+
+// How a platform call gives back data of a length that the caller may not know: the required size
+// always, the data only when the caller's buffer holds all of it.
+
+#include "platform/simulated/calls.h"
+#include "platform/simulated/file_system.h"
+
+#include <cstdint>
+#include <string_view>
+
+namespace vorn::platform::simulated {
+
+/// The bytes of a text in UTF-16 with its terminator.
+Bytes ToTerminatedBytes(std::u16string_view text);
+
+/// Cuts data to what the fault plan lets through.
+void CutShort(Bytes& data, const CallFaults& faults);
+
+/// Stores `*required` if it is wanted and copies `data` into `buffer` of `size` bytes. False, with
+/// ERROR_INSUFFICIENT_BUFFER, when there is no buffer or it is too small; nothing is copied then.
+bool ReturnData(const Bytes& data, void* buffer, std::uint32_t size, std::uint32_t* required);
+
+/// As ReturnData for a text; sizes in characters with the terminator.
+bool ReturnText(std::u16string_view text, char16_t* buffer, std::uint32_t size,
+                std::uint32_t* required);
+
+}  // namespace vorn::platform::simulated
