@@ -141,7 +141,7 @@ class ControlChannel : public tests::ControlWorld {
   std::vector<std::string> Opened() const {
     std::vector<std::string> paths;
     for (const auto& call : tests::CallsOf(process, "CreateFileW"))
-      paths.push_back(call.Argument("lpFileName"));
+      paths.push_back(call.Argument("path"));
     return paths;
   }
 
@@ -157,11 +157,11 @@ TEST_F(ControlChannel, OpensTheControlInterface) {
   EXPECT_EQ(reason_, u"untouched");
   const auto opens = tests::CallsOf(process, "CreateFileW");
   ASSERT_EQ(opens.size(), 1U);
-  EXPECT_EQ(opens[0].Argument("lpFileName"), "\\\\?\\root#media#0000#{a3f2b8c1}\\control");
-  EXPECT_EQ(opens[0].Argument("dwDesiredAccess"), "0xC0000000");
-  EXPECT_EQ(opens[0].Argument("dwShareMode"), "0x3");
-  EXPECT_EQ(opens[0].Argument("dwCreationDisposition"), "3");
-  EXPECT_EQ(opens[0].Argument("dwFlagsAndAttributes"), "0x80");
+  EXPECT_EQ(opens[0].Argument("path"), "\\\\?\\root#media#0000#{a3f2b8c1}\\control");
+  EXPECT_EQ(opens[0].Argument("desiredAccess"), "0xC0000000");
+  EXPECT_EQ(opens[0].Argument("shareMode"), "0x3");
+  EXPECT_EQ(opens[0].Argument("creationDisposition"), "3");
+  EXPECT_EQ(opens[0].Argument("flagsAndAttributes"), "0x80");
   EXPECT_EQ(CountOf("SetupDiGetClassDevsW"), 1U);
 }
 
@@ -183,8 +183,8 @@ TEST_F(ControlChannel, GoesThroughTheFirstAudioInterfaceThatOpens) {
                                              "\\\\?\\root#media#0000#{6994ad04}\\topology"};
   EXPECT_EQ(Opened(), expected);
   for (const auto& open : tests::CallsOf(process, "CreateFileW")) {
-    EXPECT_EQ(open.Argument("dwDesiredAccess"), "0xC0000000");
-    EXPECT_EQ(open.Argument("dwShareMode"), "0x3");
+    EXPECT_EQ(open.Argument("desiredAccess"), "0xC0000000");
+    EXPECT_EQ(open.Argument("shareMode"), "0x3");
   }
 }
 

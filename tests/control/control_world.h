@@ -37,7 +37,7 @@ class ControlWorld : public DeviceWorld {
   std::vector<std::string> Codes() const {
     std::vector<std::string> codes;
     for (const auto& call : CallsOf(process, "DeviceIoControl"))
-      codes.push_back(call.Argument("dwIoControlCode"));
+      codes.push_back(call.Argument("controlCode"));
     return codes;
   }
 };

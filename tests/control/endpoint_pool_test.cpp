@@ -139,9 +139,9 @@ TEST_F(EndpointPoolQuery, SendsOneRequestAndClosesTheHandle) {
   QueryEndpointPool(kRootId);
   const auto calls = tests::CallsOf(process, "DeviceIoControl");
   ASSERT_EQ(calls.size(), 1U);
-  EXPECT_EQ(calls[0].Argument("dwIoControlCode"), "0x226020");
-  EXPECT_EQ(calls[0].Argument("nInBufferSize"), "0");
-  EXPECT_EQ(calls[0].Argument("nOutBufferSize"), "2804");
+  EXPECT_EQ(calls[0].Argument("controlCode"), "0x226020");
+  EXPECT_EQ(calls[0].Argument("inputSize"), "0");
+  EXPECT_EQ(calls[0].Argument("outputSize"), "2804");
   EXPECT_EQ(CountOf("CreateFileW"), 1U);
   EXPECT_EQ(process.calls.back().name, "CloseHandle");
   EXPECT_TRUE(process.console.empty());

@@ -62,16 +62,24 @@ TEST_F(Quiesce, HidesEveryEndpointUnderTheLease) {
   EXPECT_EQ(process.OpenObjects()[platform::simulated::ObjectKind::Handle], 0U);
 }
 
-TEST_F(Quiesce, SendsRequestsOfTheirExactSizes) {
+TEST_F(Quiesce, SendsRequestsOfTheirExactBytes) {
   Hide();
   const auto calls = tests::CallsOf(process, "DeviceIoControl");
   ASSERT_EQ(calls.size(), 22U);
-  EXPECT_EQ(calls[0].Argument("nInBufferSize"), "4");
-  EXPECT_EQ(calls[0].Argument("nOutBufferSize"), "16");
-  EXPECT_EQ(calls[1].Argument("nInBufferSize"), "12");
-  EXPECT_EQ(calls[1].Argument("nOutBufferSize"), "0");
-  EXPECT_EQ(calls[21].Argument("nInBufferSize"), "4");
-  EXPECT_EQ(calls[21].Argument("nOutBufferSize"), "0");
+  EXPECT_EQ(calls[0].Argument("input"), "00000000");
+  EXPECT_EQ(calls[0].Argument("outputSize"), "16");
+  EXPECT_EQ(calls[1].Argument("input"), "000000000000000000000000");
+  EXPECT_EQ(calls[1].Argument("outputSize"), "0");
+  EXPECT_EQ(calls[5].Argument("input"), "040000000000000000000000");
+  EXPECT_EQ(calls[20].Argument("input"), "090000000100000000000000");
+  EXPECT_EQ(calls[21].Argument("input"), "00000000");
+  EXPECT_EQ(calls[21].Argument("outputSize"), "0");
+  ForgetCalls();
+  Show();
+  const auto shows = tests::CallsOf(process, "DeviceIoControl");
+  ASSERT_EQ(shows.size(), 22U);
+  EXPECT_EQ(shows[1].Argument("input"), "000000000000000001000000");
+  EXPECT_EQ(shows[20].Argument("input"), "090000000100000001000000");
 }
 
 TEST_F(Quiesce, ShowsWhatWasHiddenAndEmptiesTheList) {

@@ -140,9 +140,9 @@ TEST_F(ResidentStatusQuery, SendsOneRequestAndClosesTheHandle) {
   QueryResidentStatus(kRootId, u"26.8.10.5");
   const auto calls = tests::CallsOf(process, "DeviceIoControl");
   ASSERT_EQ(calls.size(), 1U);
-  EXPECT_EQ(calls[0].Argument("dwIoControlCode"), "0x226010");
-  EXPECT_EQ(calls[0].Argument("nInBufferSize"), "0");
-  EXPECT_EQ(calls[0].Argument("nOutBufferSize"), "128");
+  EXPECT_EQ(calls[0].Argument("controlCode"), "0x226010");
+  EXPECT_EQ(calls[0].Argument("inputSize"), "0");
+  EXPECT_EQ(calls[0].Argument("outputSize"), "128");
   EXPECT_EQ(process.calls.back().name, "CloseHandle");
   EXPECT_TRUE(process.console.empty());
 }
