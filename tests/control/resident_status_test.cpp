@@ -196,7 +196,7 @@ TEST_F(ResidentStatusQuery, AcceptsALegacyReplyOfAnOlderImage) {
 
 TEST_F(ResidentStatusQuery, RefusesAnImageThatStayedInMemory) {
   Image() = platform::simulated::SoundImage(u"26.8.9.4");
-  EXPECT_EQ(QueryResidentStatus(kRootId, u"26.8.10.5").reason.substr(0, 57),
+  EXPECT_EQ(QueryResidentStatus(kRootId, u"26.8.10.5").reason.substr(0, 58),
             u"RESIDENT IMAGE MISMATCH: driver reports 26.8.9 (0x001A0809");
 }
 

@@ -111,6 +111,14 @@ TEST_F(DuplicateRoots, TakeARootOfUnknownStatusForStopped) {
   EXPECT_EQ(Installed(), Ids{kOtherRootId});
 }
 
+TEST_F(DuplicateRoots, TakeARootThatCannotBeLocatedForAGhost) {
+  tests::AddStartedRoot(machine, kRootId);
+  tests::AddStoppedRoot(machine, kOtherRootId, 28);
+  process.faults = {FailingCall("CM_Locate_DevNodeW", platform::CR_FAILURE)};
+  EXPECT_TRUE(PruneDuplicateRoots().ok);
+  EXPECT_EQ(Installed(), Ids{kOtherRootId});
+}
+
 TEST_F(DuplicateRoots, TouchNoForeignDevice) {
   Device& stranger = tests::AddStartedRoot(machine, u"ROOT\\AAA\\0000");
   stranger.hardwareIds = {u"Root\\Other"};
@@ -132,8 +140,8 @@ TEST_F(DuplicateRoots, AreRemovedWithAGlobalRemoveInListOrder) {
     EXPECT_EQ(call.Argument("ClassInstallParamsSize"), "16");
     EXPECT_EQ(call.Argument("cbSize"), "8");
     EXPECT_EQ(call.Argument("InstallFunction"), "0x5");
-    EXPECT_EQ(call.Argument("Scope"), "1");
-    EXPECT_EQ(call.Argument("HwProfile"), "0");
+    EXPECT_EQ(call.Argument("Parameter1"), "1");
+    EXPECT_EQ(call.Argument("Parameter2"), "0");
   }
   EXPECT_EQ(parameters[0].Argument("DeviceInfoData"), "ROOT\\MEDIA\\0000");
   EXPECT_EQ(parameters[1].Argument("DeviceInfoData"), "ROOT\\MEDIA\\0001");

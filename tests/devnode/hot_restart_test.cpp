@@ -49,9 +49,9 @@ TEST_F(HotRestart, AsksForAPropertyChangeOfTheCurrentProfile) {
   EXPECT_EQ(parameters[0].Argument("ClassInstallParamsSize"), "20");
   EXPECT_EQ(parameters[0].Argument("cbSize"), "8");
   EXPECT_EQ(parameters[0].Argument("InstallFunction"), "0x12");
-  EXPECT_EQ(parameters[0].Argument("StateChange"), "3");
-  EXPECT_EQ(parameters[0].Argument("Scope"), "2");
-  EXPECT_EQ(parameters[0].Argument("HwProfile"), "0");
+  EXPECT_EQ(parameters[0].Argument("Parameter1"), "3");
+  EXPECT_EQ(parameters[0].Argument("Parameter2"), "2");
+  EXPECT_EQ(parameters[0].Argument("Parameter3"), "0");
   EXPECT_EQ(parameters[0].Argument("DeviceInfoData"), "ROOT\\MEDIA\\0000");
 }
 

@@ -78,7 +78,7 @@ TEST_F(RemovalLog, OpensAndClosesTheFileForEachMessage) {
   const auto opens = tests::CallsOf(process, "_wfsopen");
   ASSERT_EQ(opens.size(), 2U);
   EXPECT_EQ(opens[0].Argument("mode"), "a, ccs=UTF-8");
-  EXPECT_EQ(opens[0].Argument("shflag"), "0x40");
+  EXPECT_EQ(opens[0].Argument("shflag"), "64");
   EXPECT_EQ(CountOf("fclose"), 2U);
 }
 
