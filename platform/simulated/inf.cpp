@@ -186,7 +186,7 @@ HINF SetupOpenInfFileW(const char16_t* path, std::uint32_t style, std::uint32_t*
         }
         auto inf = ReadInf(path, error);
         if (!inf) {
-          if (errorLine != nullptr) *errorLine = error.line;
+          if (errorLine != nullptr && error.line != 0) *errorLine = error.line;
           SetLastError(error.error);
           return INVALID_INF;
         }
@@ -264,8 +264,7 @@ bool SetupGetInfInformationW(const char16_t* path, std::uint32_t searchControl,
                       Arguments("InfSpec", path, "SearchControl", searchControl, "Buffer",
                                 buffer != nullptr, "Size", size),
                       [&](const CallFaults& faults) {
-                        if (path == nullptr || searchControl != INFINFO_INF_NAME_IS_ABSOLUTE ||
-                            (buffer == nullptr && size != 0)) {
+                        if (path == nullptr || searchControl != INFINFO_INF_NAME_IS_ABSOLUTE) {
                           return FailWith(ERROR_INVALID_PARAMETER);
                         }
                         InfError error;
