@@ -21,8 +21,6 @@ namespace simulated {
 
 namespace {
 
-using ParsedInf = class InfText;
-
 /// An open INF. The file itself is closed again as soon as it is read (observed).
 class OpenInf : public Object {
  public:

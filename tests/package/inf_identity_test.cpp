@@ -224,7 +224,7 @@ INSTANTIATE_TEST_SUITE_P(
                       LengthCase{"Date", "DriverVer=", "08/10/2026", 32},
                       LengthCase{"Version", "DriverVer=08/10/2026,", "26.8.10.5", 64},
                       LengthCase{"ProviderName", "ProviderName=", "\"VORN Audio\"", 128}),
-    [](const auto& info) { return std::string(info.param.name); });
+    [](const auto& row) { return std::string(row.param.name); });
 
 TEST(ReadInfIdentity, FailsWithoutAnyOneOfItsValues) {
   for (const char* line :
@@ -407,7 +407,7 @@ INSTANTIATE_TEST_SUITE_P(
                 }},
         BadFile{"OnlyZeros",
                 [](Machine& machine) { PutEmptyFile(machine.files, kInfPath, 1000); }}),
-    [](const auto& info) { return std::string(info.param.name); });
+    [](const auto& row) { return std::string(row.param.name); });
 
 TEST(ReadInfIdentity, TakesAnInfOf4MiB) {
   std::string text = SoundInf() + ";";
@@ -623,7 +623,7 @@ INSTANTIATE_TEST_SUITE_P(
         ContractCase{"NoHash", [](InfIdentity& i) { i.infSha256.clear(); }, false},
         ContractCase{"NoModel", [](InfIdentity& i) { i.hasExactModel = false; }, false},
         ContractCase{"NoService", [](InfIdentity& i) { i.hasExactService = false; }, false}),
-    [](const auto& info) { return std::string(info.param.name); });
+    [](const auto& row) { return std::string(row.param.name); });
 
 TEST(HasExactPackageContract, RefusesASourceInfOfAnotherName) {
   Machine machine = BareMachine();

@@ -153,7 +153,7 @@ TEST(AuthenticatePublishedPackage, TakesAWindowsFolderOfUpTo32767Units) {
 TEST(AuthenticatePublishedPackage, AsksForTheWindowsFolderWithABufferOf32768) {
   for (const CallRecord& call : Authenticate(BoundMachine()).calls) {
     if (call.name != "GetWindowsDirectoryW") continue;
-    EXPECT_EQ(call.Argument("Size"), "32768");
+    EXPECT_EQ(call.Argument("uSize"), "32768");
     return;
   }
   FAIL() << "not asked";
