@@ -5,18 +5,15 @@
 
 #include "devnode/root_discovery.h"
 
-#include <string>
-
 namespace vorn {
 
-/// The published INF that `rootBefore`, as discovered before the bind, was bound to: its path in
-/// the Windows INF folder. Empty when it is not provably the program's: the name must be that of a
-/// published INF, the file must open through verified handles, and its DriverVer must be the
-/// version that was bound, with the program's own service.
-std::u16string AuthenticatePreviousSelection(const LiveRoot& rootBefore);
-
-/// Binds the package of `rootBefore` again. Returns whether it is selected again, after printing
-/// why when it is not; `restartRequired` then tells whether this switch, too, waits for a restart.
+/// Binds the package again that `rootBefore`, as discovered before the bind, was bound to. Returns
+/// whether it is selected again, after printing why when it is not; `restartRequired` then tells
+/// whether this switch, too, waits for a restart.
+///
+/// It must provably be the program's: the name must be that of a published INF, the file must open
+/// through verified handles in the Windows INF folder, and its DriverVer must be the version that
+/// was bound, with the program's own service.
 bool RestorePreviousSelection(const LiveRoot& rootBefore, bool& restartRequired);
 
 }  // namespace vorn

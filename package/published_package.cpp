@@ -5,9 +5,7 @@
 #include "package/content_hash.h"
 #include "package/inf_identity.h"
 #include "package/windows_inf_folder.h"
-#include "privileged_input/directory.h"
 #include "privileged_input/file.h"
-#include "privileged_input/native_api.h"
 
 #include <algorithm>
 
@@ -15,24 +13,11 @@ namespace vorn {
 
 namespace {
 
-using privileged_input::Directory;
-using privileged_input::File;
-
-/// Opens a file of the Windows INF folder handle by handle, so that no link on the way can lead
-/// elsewhere.
-File OpenPublishedInf(const std::u16string& windowsFolder, const std::u16string& name) {
-  const Directory windows =
-      Directory::OpenAbsolute(windowsFolder, privileged_input::LoadNativeApi());
-  const Directory infFolder = Directory::OpenRelative(windows, kInfFolderName);
-  return File::Open(infFolder, name, privileged_input::kMaxInputFileSize,
-                    privileged_input::FileMode::ReadOnly);
-}
-
 /// What the published INF itself says; its service is not read.
 bool ReadPublishedInf(const std::u16string& windowsFolder, const std::u16string& name,
                       DriverIdentity& published) {
-  const std::u16string displayPath = windowsFolder + u"\\" + kInfFolderName + u"\\" + name;
-  const File file = OpenPublishedInf(windowsFolder, name);
+  const std::u16string displayPath = PublishedInfPath(windowsFolder, name);
+  const privileged_input::File file = OpenPublishedInf(windowsFolder, name);
   return file && ReadExpectedDriverVer(displayPath, &file, published.date, published.version) &&
          HashFileSha256(displayPath, &file, published.infSha256);
 }

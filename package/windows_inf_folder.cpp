@@ -1,6 +1,8 @@
 #include "package/windows_inf_folder.h"
 
 #include "platform/files.h"
+#include "privileged_input/directory.h"
+#include "privileged_input/native_api.h"
 
 #include <cstdint>
 
@@ -13,6 +15,21 @@ bool ReadWindowsFolder(std::u16string& folder) {
   const bool known = length > 0 && length < kCapacity;
   folder.resize(known ? length : 0);
   return known;
+}
+
+std::u16string PublishedInfPath(const std::u16string& windowsFolder, const std::u16string& name) {
+  return windowsFolder + u"\\" + kInfFolderName + u"\\" + name;
+}
+
+privileged_input::File OpenPublishedInf(const std::u16string& windowsFolder,
+                                        const std::u16string& name) {
+  using privileged_input::Directory;
+  using privileged_input::File;
+  const Directory windows =
+      Directory::OpenAbsolute(windowsFolder, privileged_input::LoadNativeApi());
+  const Directory infFolder = Directory::OpenRelative(windows, kInfFolderName);
+  return File::Open(infFolder, name, privileged_input::kMaxInputFileSize,
+                    privileged_input::FileMode::ReadOnly);
 }
 
 }  // namespace vorn

@@ -68,6 +68,15 @@ HDEVINFO OpenList(std::shared_ptr<DeviceList> list) {
       Process::Current().Add(ObjectKind::DeviceInfoList, std::move(list)));
 }
 
+/// A list that came to be although its call was then made to fail is not the program's.
+HDEVINFO KeepOnSuccess(HDEVINFO result, HDEVINFO created) {
+  if (result == INVALID_DEVICE_INFO_LIST && created != INVALID_DEVICE_INFO_LIST) {
+    Process::Current().Remove(ObjectKind::DeviceInfoList,
+                              reinterpret_cast<std::uintptr_t>(created));
+  }
+  return result;
+}
+
 }  // namespace
 
 }  // namespace simulated
@@ -76,28 +85,32 @@ using namespace simulated;
 
 HDEVINFO SetupDiGetClassDevsW(const GUID* classGuid, const char16_t* enumerator,
                               std::uint32_t flags) {
-  return SimulateCall<HDEVINFO>("SetupDiGetClassDevsW", FailureStyle::LastError,
-                                INVALID_DEVICE_INFO_LIST,
-                                Arguments("ClassGuid", classGuid == nullptr ? GUID{} : *classGuid,
-                                          "Enumerator", enumerator, "Flags", Hex{flags}),
-                                [&](const CallFaults&) {
-                                  if (classGuid == nullptr && (flags & DIGCF_ALLCLASSES) == 0) {
-                                    SetLastError(ERROR_INVALID_PARAMETER);
-                                    return INVALID_DEVICE_INFO_LIST;
-                                  }
-                                  return OpenList(TakeSnapshot(Process::Current().TheMachine(),
-                                                               {classGuid, enumerator, flags}));
-                                });
+  HDEVINFO created = INVALID_DEVICE_INFO_LIST;
+  const HDEVINFO result = SimulateCall<HDEVINFO>(
+      "SetupDiGetClassDevsW", FailureStyle::LastError, INVALID_DEVICE_INFO_LIST,
+      Arguments("ClassGuid", classGuid == nullptr ? GUID{} : *classGuid, "Enumerator", enumerator,
+                "Flags", Hex{flags}),
+      [&](const CallFaults&) {
+        if (classGuid == nullptr && (flags & DIGCF_ALLCLASSES) == 0) {
+          SetLastError(ERROR_INVALID_PARAMETER);
+          return INVALID_DEVICE_INFO_LIST;
+        }
+        const Machine& machine = Process::Current().TheMachine();
+        return created = OpenList(TakeSnapshot(machine, {classGuid, enumerator, flags}));
+      });
+  return KeepOnSuccess(result, created);
 }
 
 HDEVINFO SetupDiCreateDeviceInfoList(const GUID* classGuid) {
-  return SimulateCall<HDEVINFO>(
+  HDEVINFO created = INVALID_DEVICE_INFO_LIST;
+  const HDEVINFO result = SimulateCall<HDEVINFO>(
       "SetupDiCreateDeviceInfoList", FailureStyle::LastError, INVALID_DEVICE_INFO_LIST,
       Arguments("ClassGuid", classGuid == nullptr ? GUID{} : *classGuid), [&](const CallFaults&) {
         auto list = std::make_shared<DeviceList>();
         if (classGuid != nullptr) list->classGuid = *classGuid;
-        return OpenList(std::move(list));
+        return created = OpenList(std::move(list));
       });
+  return KeepOnSuccess(result, created);
 }
 
 bool SetupDiDestroyDeviceInfoList(HDEVINFO list) {

@@ -40,6 +40,16 @@ const PublishedPackage* FindSameInf(const Machine& machine, const Bytes& inf) {
   return nullptr;
 }
 
+/// The package whose published INF is the file at that path; null when it is none's.
+const PublishedPackage* FindPublishedAt(const Machine& machine, std::u16string_view infPath) {
+  const auto node = FindNode(machine.files, infPath);
+  for (const PublishedPackage& package : machine.store.packages) {
+    const std::u16string path = PublishedInfPath(machine, package.publishedInf);
+    if (node && FindNode(machine.files, path) == node) return &package;
+  }
+  return nullptr;
+}
+
 std::u16string NextPublishedName(Machine& machine) {
   while (true) {
     std::u16string name = u"oem" + ToUtf16(RenderNumber(machine.store.nextNumber++)) + u".inf";
@@ -120,6 +130,9 @@ std::optional<std::u16string> PublishPackage(Machine& machine, std::u16string_vi
   const auto package = ReadDriverPackage(*inf, hardwareId, &reason);
   if (!package) return refuse(reason);
   if (!package->hasModel) return refuse(ERROR_NO_MORE_ITEMS);
+  // A published INF stands for its package, which the store has checked before (documented: that is
+  // how an installed driver is selected again).
+  if (const PublishedPackage* own = FindPublishedAt(machine, infPath)) return own->publishedInf;
   const std::u16string folder = FolderOf(infPath);
   if ((reason = CheckFiles(machine, folder, *inf, *package)) != 0) return refuse(reason);
   if (const PublishedPackage* same = FindSameInf(machine, *inf)) return same->publishedInf;

@@ -46,9 +46,9 @@ bool IsPublishedName(std::u16string_view name);
 std::u16string PublishedInfPath(const Machine& machine, std::u16string_view publishedInf);
 
 /// Publishes the package whose INF is at `infPath`, or finds it already published (the same INF
-/// bytes). Returns its published name; nothing, with `*error`, when it is refused: no INF, no
-/// catalog beside it that lists the INF's SHA-256, no model for the hardware id. `error` may be
-/// null.
+/// bytes, or a published INF itself). Returns its published name; nothing, with `*error`, when it
+/// is refused: no INF, no model for the hardware id, no catalog beside it that lists the INF's
+/// SHA-256 and those of its files. `error` may be null.
 std::optional<std::u16string> PublishPackage(Machine& machine, std::u16string_view infPath,
                                              std::u16string_view hardwareId,
                                              std::uint32_t* error = nullptr);

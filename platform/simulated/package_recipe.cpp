@@ -95,6 +95,7 @@ std::u16string WritePackage(FileSystem& files, std::u16string_view folder,
   catalog += CatalogLine(image) + "\r\n";
   PutFile(files, infPath, inf);
   PutFile(files, prefix + std::u16string(kImageName), image);
+  if (recipe.catalogName.empty()) return infPath;
   if (recipe.withoutCatalog) {
     RemovePath(files, prefix + recipe.catalogName);
   } else {

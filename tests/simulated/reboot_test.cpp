@@ -1,0 +1,113 @@
+// The restart of a machine: what it carries out, what it ends, what it leaves.
+
+#include "platform/files.h"
+#include "platform/simulated/device_removal.h"
+#include "platform/simulated/neighbours.h"
+#include "tests/simulated/device_calls.h"
+
+namespace vorn::tests {
+
+using namespace platform;
+using namespace platform::simulated;
+
+namespace {
+
+std::size_t CountActiveEndpoints(const Machine& machine) {
+  std::size_t count = 0;
+  for (const AudioEndpoint& endpoint : machine.audio.endpoints)
+    count += endpoint.root == kRoot && endpoint.state == 1 ? 1u : 0u;
+  return count;
+}
+
+}  // namespace
+
+TEST(Reboot, LeavesAnInstalledMachineAsItWas) {
+  Machine machine = InstalledMachine();
+  const Machine before = machine;
+  Reboot(machine);
+  EXPECT_EQ(machine.files, before.files);
+  EXPECT_EQ(machine.registry, before.registry);
+  EXPECT_EQ(machine.store, before.store);
+  EXPECT_EQ(machine.audio, before.audio);
+  EXPECT_TRUE(IsStarted(*machine.devices.Find(kRoot)));
+  EXPECT_EQ(machine.devices.Find(kRoot)->resident, before.devices.Find(kRoot)->resident);
+  EXPECT_EQ(machine.devices.devices.size(), before.devices.devices.size());
+  EXPECT_EQ(DescribeForeignParts(machine), DescribeForeignParts(before));
+}
+
+TEST(Reboot, GoesOnWithTheTick) {
+  Machine machine = CleanMachine();
+  const std::uint64_t before = machine.clock.tick;
+  Reboot(machine);
+  EXPECT_GT(machine.clock.tick, before);
+  EXPECT_TRUE(machine.clock.events.empty());
+}
+
+TEST(Reboot, LeavesADisabledDeviceDisabled) {
+  Machine machine = DisabledMachine();
+  Reboot(machine);
+  EXPECT_EQ(machine.devices.Find(kRoot)->problem, CM_PROB_DISABLED);
+  EXPECT_EQ(CountActiveEndpoints(machine), 0u);
+}
+
+TEST(Reboot, LeavesGhostsAndDevicesWithoutDriver) {
+  Machine machine = DuplicatesMachine();
+  Reboot(machine);
+  EXPECT_FALSE(machine.devices.Find(u"ROOT\\MEDIA\\0001")->present);
+  EXPECT_EQ(machine.devices.Find(u"ROOT\\MEDIA\\0002")->problem, CM_PROB_FAILED_INSTALL);
+}
+
+TEST(Reboot, EndsLeasesAndShowsWhatWasHidden) {
+  Machine machine = InstalledMachine();
+  machine.devices.Find(kRoot)->leaseHeld = true;
+  machine.devices.Find(kRoot)->hidden = {{3, 0}, {4, 1}};
+  Reboot(machine);
+  EXPECT_FALSE(machine.devices.Find(kRoot)->leaseHeld);
+  EXPECT_TRUE(machine.devices.Find(kRoot)->hidden.empty());
+  EXPECT_EQ(CountActiveEndpoints(machine), 20u);
+}
+
+TEST(Reboot, ClosesEveryFileAndKeepsTheFiles) {
+  Machine machine = InstalledMachine();
+  HoldOpen(machine.files, kSampleInf, FILE_READ_DATA, 0);
+  Reboot(machine);
+  EXPECT_TRUE(machine.files.opens.empty());
+  EXPECT_TRUE(FindNode(machine.files, kSampleInf));
+}
+
+TEST(Reboot, BringsBackWhatAQueryRemovalTook) {
+  Machine machine = InstalledMachine();
+  ASSERT_EQ(QueryRemove(machine, kRoot).result, CR_SUCCESS);
+  Reboot(machine);
+  EXPECT_TRUE(machine.devices.Find(kRoot)->present);
+  EXPECT_TRUE(IsStarted(*machine.devices.Find(kRoot)));
+  EXPECT_EQ(CountActiveEndpoints(machine), 20u);
+}
+
+TEST(Reboot, FinishesRemovalsThatTakeTime) {
+  Machine machine = InstalledMachine();
+  machine.devices.Find(kRoot)->temper.removeDelay = 3'600'000;
+  RemoveDevice(machine, kRoot);
+  ASSERT_NE(machine.devices.Find(kRoot), nullptr);
+  Reboot(machine);
+  EXPECT_EQ(machine.devices.Find(kRoot), nullptr);
+}
+
+TEST(Reboot, RunsTheServicesThatSomebodyStopped) {
+  Machine machine = InstalledMachine();
+  StopService(machine, kAudioService);
+  Reboot(machine);
+  EXPECT_TRUE(IsRunning(machine, kAudioService));
+  EXPECT_EQ(CountActiveEndpoints(machine), 20u);
+}
+
+TEST(Reboot, LoadsTheSelectedImageWhateverTheOlderOneWouldNot) {
+  Machine machine = InstalledMachine();
+  DriverImage& resident = *machine.devices.Find(kRoot)->resident;
+  resident.refusesUnload = true;
+  resident.loadedVersion = 0x010203;
+  Reboot(machine);
+  EXPECT_EQ(machine.devices.Find(kRoot)->resident, SoundImage(u"26.8.10.5"));
+}
+
+}  // namespace vorn::tests
