@@ -1,5 +1,6 @@
 #include "tests/support/activation.h"
 
+#include "base/text.h"
 #include "catalog/catalog_snapshot.h"
 #include "catalog/endpoint_sets.h"
 #include "devnode/root_discovery.h"
@@ -54,6 +55,12 @@ void PutJournal(Machine& machine, const ActivationState& state, const std::u16st
   Process process(machine);
   EXPECT_TRUE(WriteActivationState(path, state));
   privileged_input::ReleaseProtectedFiles();
+}
+
+std::string ProvenLine(Machine& machine, std::size_t active, std::size_t present) {
+  return "vorn_devnode: RESULT=OK - root=ROOT\\MEDIA\\0000, package=08/10/2026 26.8.10.5 (" +
+         ToUtf8(RootOf(machine).publishedInf) + "), catalog=20, active=" + std::to_string(active) +
+         ", present-pnp=" + std::to_string(present) + ", kernel=20\n";
 }
 
 std::uint32_t EngineRun::CountOf(std::string_view name) const {

@@ -38,6 +38,10 @@ ActivationState UpdateTarget(platform::simulated::Machine& machine,
 void PutJournal(platform::simulated::Machine& machine, const ActivationState& state,
                 const std::u16string& path = kSampleJournal);
 
+/// The engine's final line on a machine that runs the sample package as it should.
+std::string ProvenLine(platform::simulated::Machine& machine, std::size_t active = 20,
+                       std::size_t present = 20);
+
 /// One run of the engine as a process of its own.
 struct EngineRun {
   ExitStatus status = 0;

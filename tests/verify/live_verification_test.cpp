@@ -35,6 +35,7 @@ using tests::EndpointAt;
 using tests::EngineRun;
 using tests::FreshTarget;
 using tests::kRootId;
+using tests::ProvenLine;
 using tests::RootOf;
 using tests::RunEngine;
 using tests::UpdateTarget;
@@ -86,12 +87,6 @@ std::string NothingObservedLine(const std::string& rootReason, int presentCount)
   return MissingLine(fields);
 }
 
-std::string OkLine(Machine& machine, int active = 20, int present = 20) {
-  return "vorn_devnode: RESULT=OK - root=ROOT\\MEDIA\\0000, package=08/10/2026 26.8.10.5 (" +
-         ToUtf8(RootOf(machine).publishedInf) + "), catalog=20, active=" + std::to_string(active) +
-         ", present-pnp=" + std::to_string(present) + ", kernel=20\n";
-}
-
 void ExpectNothingLeft(const EngineRun& run) {
   EXPECT_TRUE(run.openObjects.empty());
   EXPECT_EQ(run.apartments, 0);
@@ -99,7 +94,7 @@ void ExpectNothingLeft(const EngineRun& run) {
 
 void ExpectProven(Machine& machine, const EngineRun& run) {
   EXPECT_EQ(run.status, kExitOk);
-  EXPECT_EQ(ToUtf8(run.output), OkLine(machine));
+  EXPECT_EQ(ToUtf8(run.output), ProvenLine(machine));
   EXPECT_EQ(ToUtf8(run.errorOutput), "");
   ExpectNothingLeft(run);
 }
@@ -150,7 +145,7 @@ TEST(LiveVerification, CountsActiveAndPresentEndpoints) {
   }
   const EngineRun run = RunEngine(machine, UpdateTarget(machine));
   EXPECT_EQ(run.status, kExitOk);
-  EXPECT_EQ(ToUtf8(run.output), OkLine(machine, 17, 17));
+  EXPECT_EQ(ToUtf8(run.output), ProvenLine(machine, 17, 17));
 }
 
 // ------------------------------------------------------------------------------------------------
@@ -311,8 +306,6 @@ TEST(LiveVerificationPolls, StopAtTheDeadline) {
   Plan(machine, kProofBudgetMs + 1, EventKind::PublishEndpoints, kRootId);
   const EngineRun run = RunEngine(machine, state);
   EXPECT_EQ(run.duration, kProofBudgetMs);
-  // One look by the start wait, then one at each poll.
-  EXPECT_EQ(run.CountOf("SetupDiGetClassDevsW") >= 1 + kPausesOfAFailedRun + 1, true);
   EXPECT_EQ(run.CountOf("CoInitializeEx"), kPausesOfAFailedRun + 1);
   Fields fields;
   fields.mapping = "MMDevice catalog has the wrong VORN endpoint count";

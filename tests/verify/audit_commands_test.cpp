@@ -1,0 +1,243 @@
+#include "base/text.h"
+#include "platform/audio_endpoints.h"
+#include "platform/simulated/endpoint_builder.h"
+#include "tests/support/activation.h"
+#include "tests/support/run_command.h"
+
+#include <gtest/gtest.h>
+
+namespace vorn {
+namespace {
+
+using platform::simulated::AddRoot;
+using platform::simulated::AudioEndpoint;
+using platform::simulated::CableFlow;
+using platform::simulated::CleanMachine;
+using platform::simulated::FindEndpoint;
+using platform::simulated::InstalledMachine;
+using platform::simulated::LoseEndpoint;
+using platform::simulated::Machine;
+using platform::simulated::OutdatedMachine;
+using platform::simulated::PackageRecipe;
+using platform::simulated::RemoveDeviceNode;
+using platform::simulated::WritePackage;
+using tests::kRootId;
+using tests::kSampleInf;
+using tests::ProvenLine;
+using tests::RunCommand;
+using tests::RunResult;
+
+void Expect(const RunResult& run, ExitStatus status, const std::string& output,
+            const std::string& errorOutput) {
+  EXPECT_EQ(run.status, status);
+  EXPECT_EQ(ToUtf8(run.output), output);
+  EXPECT_EQ(ToUtf8(run.errorOutput), errorOutput);
+  EXPECT_TRUE(run.openObjects.empty());
+}
+
+RunResult AuditCatalogOf(Machine& machine) {
+  return RunCommand(machine, {u"audit-catalog"});
+}
+
+RunResult AuditCurrentOf(Machine& machine, const std::u16string& inf = kSampleInf) {
+  return RunCommand(machine, {u"audit-current", inf});
+}
+
+constexpr const char* kNotTheChildren =
+    "ACTIVE MMDevice catalog does not match the exact problem-free started present AudioEndpoint "
+    "children";
+
+// ------------------------------------------------------------------------------------------------
+
+TEST(AuditCatalog, AcceptsACompleteCatalog) {
+  Machine machine = InstalledMachine();
+  const RunResult run = AuditCatalogOf(machine);
+  Expect(run, kExitOk,
+         "vorn_devnode: catalog audit OK - catalog=20, active=20, started-present=20\n", "");
+  EXPECT_FALSE(run.Called("Sleep"));
+  EXPECT_FALSE(run.Called("OpenSCManagerW"));
+  EXPECT_FALSE(run.Called("DeviceIoControl"));
+}
+
+TEST(AuditCatalog, CountsDisabledEndpointsOfTheCatalogOnly) {
+  Machine machine = InstalledMachine();
+  for (const CableFlow& cable : {CableFlow{1, 0}, CableFlow{8, 1}}) {
+    SetEndpointDisabled(machine, FindEndpoint(machine, kRootId, cable)->id, true);
+  }
+  Expect(AuditCatalogOf(machine), kExitOk,
+         "vorn_devnode: catalog audit OK - catalog=20, active=18, started-present=18\n", "");
+}
+
+TEST(AuditCatalog, NeedsALiveRoot) {
+  Machine none = CleanMachine();
+  Expect(AuditCatalogOf(none), kExitNotStarted, "",
+         "vorn_devnode: catalog audit root failed: no present Root\\VornAudio devnode\n");
+  Machine two = InstalledMachine();
+  AddRoot(two, u"ROOT\\MEDIA\\0001");
+  Expect(AuditCatalogOf(two), kExitNotStarted, "",
+         "vorn_devnode: catalog audit root failed: multiple present Root\\VornAudio devnodes\n");
+  Machine disabled = InstalledMachine();
+  DisableDevice(disabled, kRootId);
+  const RunResult run = AuditCatalogOf(disabled);
+  Expect(run, kExitNotStarted, "",
+         "vorn_devnode: catalog audit root failed: present VORN root is not started cleanly\n");
+  EXPECT_FALSE(run.Called("CoInitializeEx"));
+}
+
+TEST(AuditCatalog, RefusesNineteenConsistentEndpoints) {
+  Machine machine = InstalledMachine();
+  LoseEndpoint(machine, FindEndpoint(machine, kRootId, CableFlow{0, 1})->id);
+  Expect(AuditCatalogOf(machine), kExitEndpointsMissing, "",
+         "vorn_devnode: catalog audit failed:  / MMDevice catalog has the wrong VORN endpoint "
+         "count\n");
+}
+
+TEST(AuditCatalog, RefusesAnActiveEndpointThatIsNoStartedChild) {
+  Machine machine = InstalledMachine();
+  RemoveDeviceNode(machine,
+                   u"SWD\\MMDEVAPI\\" + FindEndpoint(machine, kRootId, CableFlow{0, 1})->id);
+  Expect(AuditCatalogOf(machine), kExitEndpointsMissing, "",
+         std::string("vorn_devnode: catalog audit failed: ") + kNotTheChildren + " / \n");
+}
+
+TEST(AuditCatalog, NamesBothReasonsWhenBothFail) {
+  Machine machine = InstalledMachine();
+  AudioEndpoint doubled = *FindEndpoint(machine, kRootId, CableFlow{0, 0});
+  doubled.id += u"-doubled";
+  machine.audio.endpoints.push_back(doubled);
+  const std::string tooMany = "MMDevice catalog has too many VORN endpoints";
+  Expect(AuditCatalogOf(machine), kExitEndpointsMissing, "",
+         "vorn_devnode: catalog audit failed: " + tooMany + " / " + tooMany + "\n");
+}
+
+TEST(AuditCatalog, JudgesWhatAnIncompleteSnapshotRecorded) {
+  // One endpoint cannot be read; 19 are recorded and judged.
+  Machine incomplete = InstalledMachine();
+  FindEndpoint(incomplete, kRootId, CableFlow{3, 0})->idError = platform::E_FAIL;
+  Expect(AuditCatalogOf(incomplete), kExitEndpointsMissing, "",
+         "vorn_devnode: catalog audit failed: MMDevice catalog enumeration was incomplete / "
+         "MMDevice catalog has the wrong VORN endpoint count\n");
+  // The unreadable one is a double: what is recorded is complete by itself.
+  Machine whole = InstalledMachine();
+  AudioEndpoint unreadable = *FindEndpoint(whole, kRootId, CableFlow{3, 0});
+  unreadable.id += u"-unreadable";
+  unreadable.stateError = platform::E_FAIL;
+  whole.audio.endpoints.push_back(unreadable);
+  Expect(AuditCatalogOf(whole), kExitEndpointsMissing, "",
+         "vorn_devnode: catalog audit failed: MMDevice catalog enumeration was incomplete / \n");
+  // Nothing could be listed at all.
+  Machine nothing = InstalledMachine();
+  nothing.audio.coInitializeResult = platform::E_FAIL;
+  Expect(AuditCatalogOf(nothing), kExitEndpointsMissing, "",
+         "vorn_devnode: catalog audit failed: COM initialization failed / MMDevice catalog has the "
+         "wrong VORN endpoint count\n");
+}
+
+TEST(AuditCatalog, AcceptsACatalogWithoutAnyActiveEndpoint) {
+  Machine machine = InstalledMachine();
+  for (std::uint32_t cable = 0; cable < 10; ++cable) {
+    for (std::uint32_t flow = 0; flow < 2; ++flow) {
+      SetEndpointDisabled(machine, FindEndpoint(machine, kRootId, CableFlow{cable, flow})->id,
+                          true);
+    }
+  }
+  Expect(AuditCatalogOf(machine), kExitOk,
+         "vorn_devnode: catalog audit OK - catalog=20, active=0, started-present=0\n", "");
+}
+
+TEST(AuditCatalog, IgnoresWhatBelongsToOtherDevices) {
+  Machine machine = InstalledMachine();
+  AddForeignEndpoint(machine, true, u"USB\\VID_1234\\1");
+  AddForeignEndpoint(machine, false, u"USB\\VID_1234\\1",
+                     platform::simulated::CableProperty{platform::VT_UI4, 3});
+  Expect(AuditCatalogOf(machine), kExitOk,
+         "vorn_devnode: catalog audit OK - catalog=20, active=20, started-present=20\n", "");
+}
+
+// ------------------------------------------------------------------------------------------------
+
+TEST(AuditCurrent, ProvesTheMachineAgainstTheInf) {
+  Machine machine = InstalledMachine();
+  const RunResult run = AuditCurrentOf(machine);
+  Expect(run, kExitOk, ProvenLine(machine), "");
+  EXPECT_FALSE(run.Called("Sleep"));
+}
+
+TEST(AuditCurrent, AcceptsAnyCompleteCatalogAndAnyChildrenUpToTwenty) {
+  Machine machine = InstalledMachine();
+  SetEndpointDisabled(machine, FindEndpoint(machine, kRootId, CableFlow{1, 0})->id, true);
+  Expect(AuditCurrentOf(machine), kExitOk, ProvenLine(machine, 19, 19), "");
+}
+
+TEST(AuditCurrent, EndsInTheStartWaitWithoutALiveRoot) {
+  Machine machine = CleanMachine();
+  Expect(AuditCurrentOf(machine), kExitNotStarted, "",
+         "vorn_devnode: RESULT=NOT_STARTED - devnode did not reach DN_STARTED (problem=0)\n");
+}
+
+TEST(AuditCurrent, FindsAnotherPackage) {
+  Machine machine = OutdatedMachine();
+  Expect(AuditCurrentOf(machine), kExitEndpointsMissing, "",
+         "vorn_devnode: RESULT=ENDPOINTS_MISSING - root=healthy; package=live root is bound to the "
+         "wrong driver version; kernel=; resident=RESIDENT IMAGE MISMATCH: driver reports 26.8.9 "
+         "(0x001A0809) but the package being activated is 26.8.10.5. PnP metadata is not proof -- "
+         "the devnode restart did not load the new image.; catalog=healthy; mapping=; present= "
+         "(catalog=20, active=20, present-pnp=20)\n");
+}
+
+TEST(AuditCurrent, FindsAnInfThatDiffersInItsBytesOnly) {
+  Machine machine = InstalledMachine();
+  PackageRecipe recipe;
+  recipe.extraInfText = "; another build\r\n";
+  const std::u16string inf = WritePackage(machine.files, u"C:\\pkg\\other", recipe);
+  const RunResult run = AuditCurrentOf(machine, inf);
+  EXPECT_EQ(run.status, kExitEndpointsMissing);
+  EXPECT_NE(ToUtf8(run.errorOutput)
+                .find("package=live root is bound to a different signed INF package; kernel=; "
+                      "resident=proven;"),
+            std::string::npos)
+      << ToUtf8(run.errorOutput);
+}
+
+TEST(AuditCurrent, RefusesAnInfWithoutADriverVerAndPrintsNoResult) {
+  Machine machine = InstalledMachine();
+  PutFile(machine.files, u"C:\\pkg\\driver\\other.inf",
+          "[Version]\r\nSignature = \"$Windows NT$\"\r\nClass = MEDIA\r\n");
+  const RunResult run = AuditCurrentOf(machine, u"C:\\pkg\\driver\\other.inf");
+  EXPECT_EQ(run.status, kExitInputRefused);
+  EXPECT_EQ(ToUtf8(run.output), "");
+  EXPECT_EQ(ToUtf8(run.errorOutput).find("RESULT="), std::string::npos);
+  EXPECT_FALSE(run.Called("OpenSCManagerW"));
+  EXPECT_TRUE(run.openObjects.empty());
+}
+
+TEST(AuditCurrent, RefusesAnInfThatCannotBeHashed) {
+  Machine machine = InstalledMachine();
+  platform::simulated::Fault fault;
+  fault.call = "BCryptOpenAlgorithmProvider";
+  fault.error = 0xC0000225;
+  tests::RunOptions options;
+  options.faults = {fault};
+  const RunResult run = RunCommand(machine, {u"audit-current", kSampleInf}, options);
+  EXPECT_EQ(run.status, kExitInputRefused);
+  EXPECT_EQ(ToUtf8(run.output), "");
+  EXPECT_EQ(ToUtf8(run.errorOutput), "");
+  EXPECT_TRUE(run.openObjects.empty());
+}
+
+TEST(AuditCurrent, ChangesNoDeviceDriverOrEndpoint) {
+  Machine machine = InstalledMachine();
+  const auto endpoints = machine.audio;
+  const auto store = machine.store;
+  const RunResult run = AuditCurrentOf(machine);
+  EXPECT_EQ(run.status, kExitOk);
+  EXPECT_EQ(machine.audio, endpoints);
+  EXPECT_EQ(machine.store, store);
+  for (const char* call : {"SetupDiCallClassInstaller", "UpdateDriverForPlugAndPlayDevicesW",
+                           "SetupUninstallOEMInfW", "CM_Query_And_Remove_SubTreeW"}) {
+    EXPECT_FALSE(run.Called(call)) << call;
+  }
+}
+
+}  // namespace
+}  // namespace vorn
