@@ -56,17 +56,17 @@ class Page {
   Page(const FileSystem& files, void* bytes, std::uint32_t size)
       : files_(files), bytes_(static_cast<std::uint8_t*>(bytes)), size_(size) {}
 
-  bool IsEmpty() const { return !last_.has_value(); }
+  bool IsEmpty() const { return end_ == 0; }
 
   /// False when the record does not fit any more.
   bool Add(const Item& item) {
     const FILE_ID_BOTH_DIR_INFO record = Record(files_, item);
-    const std::uint32_t start = last_ ? Aligned(end_) : 0;
+    const std::uint32_t start = Aligned(end_);
     const std::uint32_t length = static_cast<std::uint32_t>(sizeof record) + record.FileNameLength;
     if (start + length > size_) return false;
-    if (last_) {
-      const std::uint32_t step = start - *last_;
-      std::memcpy(bytes_ + *last_, &step, sizeof step);
+    if (!IsEmpty()) {
+      const std::uint32_t step = start - last_;
+      std::memcpy(bytes_ + last_, &step, sizeof step);
     }
     std::memcpy(bytes_ + start, &record, sizeof record);
     std::memcpy(bytes_ + start + sizeof record, item.name.data(), record.FileNameLength);
@@ -79,7 +79,7 @@ class Page {
   const FileSystem& files_;
   std::uint8_t* bytes_;
   std::uint32_t size_;
-  std::optional<std::uint32_t> last_;
+  std::uint32_t last_ = 0;  // where the last record starts
   std::uint32_t end_ = 0;
 };
 
