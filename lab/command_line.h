@@ -1,0 +1,37 @@
+#pragma once
+
+// vorn_lab's command line: makes machines, runs the program on them, and shows them.
+
+#include <string>
+#include <vector>
+
+namespace vorn::lab {
+
+/// Something that was given to the lab is wrong; the machine is as it was.
+inline constexpr int kExitBadInput = 64;
+
+/// The host failed: a file could not be read or written.
+inline constexpr int kExitHostFailed = 74;
+
+/// The program was killed by a fault, as a shell reports it.
+inline constexpr int kExitKilled = 137;
+
+/// A piece of what was written, in the order written.
+struct ConsolePiece {
+  bool error = false;  // to standard error, else to standard output
+  std::string text;    // UTF-8
+};
+
+/// What a command of the lab wrote, and its exit status.
+struct LabResult {
+  int status = 0;
+  std::vector<ConsolePiece> console;
+
+  std::string Output() const;
+  std::string ErrorOutput() const;
+};
+
+/// Runs one command; `arguments` does not have the program's name. Throws nothing.
+LabResult RunLab(const std::vector<std::string>& arguments);
+
+}  // namespace vorn::lab

@@ -1,0 +1,276 @@
+#include "lab/fact_values.h"
+
+#include "base/text.h"
+#include "lab/facts.h"
+#include "platform/simulated/calls.h"
+
+#include <charconv>
+
+namespace vorn::lab {
+
+using platform::simulated::AccessEntry;
+using platform::simulated::ParseSddl;
+using platform::simulated::SecurityRecord;
+using platform::simulated::ToSddl;
+
+namespace {
+
+int HexDigit(char digit) {
+  if (digit >= '0' && digit <= '9') return digit - '0';
+  if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
+  if (digit >= 'A' && digit <= 'F') return digit - 'A' + 10;
+  return -1;
+}
+
+/// Whether the bytes are text lines that a JSON document can hold and a person would want to read.
+bool IsLines(const Bytes& bytes) {
+  if (bytes.empty() || bytes.back() != '\n') return false;
+  const std::string text(bytes.begin(), bytes.end());
+  for (const char unit : text) {
+    if (static_cast<unsigned char>(unit) < 0x20 && unit != '\n' && unit != '\t') return false;
+  }
+  return ToUtf8(ToUtf16(text)) == text;
+}
+
+Json LinesToJson(const Bytes& bytes) {
+  Json lines = Json::array();
+  std::string line;
+  for (const std::uint8_t byte : bytes) {
+    if (byte != '\n') {
+      line.push_back(static_cast<char>(byte));
+      continue;
+    }
+    lines.push_back(line);
+    line.clear();
+  }
+  return lines;
+}
+
+bool IsExactlySddl(const SecurityRecord& record) {
+  const auto parsed = ParseSddl(ToSddl(record));
+  return parsed && *parsed == record;
+}
+
+}  // namespace
+
+template <class Facts>
+void Describe(Facts& facts, AccessEntry& entry) {
+  facts.Fact("type", entry.type);
+  facts.Fact("flags", Coded{entry.flags});
+  facts.Fact("mask", Coded{entry.mask});
+  facts.Fact("sid", entry.sid);
+}
+
+// ------------------------------------------------------------------------------------------------
+// Writing.
+
+Json ToJson(bool value) {
+  return Json(value);
+}
+
+Json ToJson(const std::string& value) {
+  return Json(value);
+}
+
+Json ToJson(const std::u16string& value) {
+  const std::string text = ToUtf8(value);
+  if (ToUtf16(text) == value) return Json(text);
+  Json units = Json::array();
+  for (const char16_t unit : value)
+    units.push_back(static_cast<unsigned>(unit));
+  return Json{{"units", units}};
+}
+
+Json ToJson(const platform::GUID& value) {
+  return Json(FormatGuid(value));
+}
+
+Json ToJson(const Bytes& value) {
+  return IsLines(value) ? LinesToJson(value) : Json(FormatHex(value));
+}
+
+Json ToJson(const SecurityRecord& value) {
+  if (IsExactlySddl(value)) return ToJson(ToSddl(value));
+  FactWriter facts;
+  facts.Fact("owner", value.owner);
+  facts.Fact("group", value.group);
+  facts.Fact("daclPresent", value.daclPresent);
+  facts.Fact("daclProtected", value.daclProtected);
+  facts.Fact("daclAutoInherited", value.daclAutoInherited);
+  facts.Fact("entries", value.entries);
+  facts.Unusual("image", value.image);
+  return facts.Take();
+}
+
+Json HexToJson(std::uint64_t value) {
+  return Json(platform::simulated::RenderArgument(platform::simulated::Hex{value}));
+}
+
+// ------------------------------------------------------------------------------------------------
+// Reading.
+
+const std::string& ReadString(const Json& json, const std::string& path) {
+  if (!json.is_string()) throw BadInput(path, "must be a text");
+  return json.get_ref<const std::string&>();
+}
+
+void FromJson(const Json& json, const std::string& path, bool& value) {
+  if (!json.is_boolean()) throw BadInput(path, "must be true or false");
+  value = json.get<bool>();
+}
+
+void FromJson(const Json& json, const std::string& path, std::string& value) {
+  value = ReadString(json, path);
+}
+
+void FromJson(const Json& json, const std::string& path, std::u16string& value) {
+  value.clear();
+  if (!json.is_object()) {
+    value = ToUtf16(ReadString(json, path));
+    return;
+  }
+  FactReader facts(json, path);
+  std::vector<std::uint16_t> units;
+  facts.Required("units", units);
+  facts.Finish();
+  value.assign(units.begin(), units.end());
+}
+
+void FromJson(const Json& json, const std::string& path, platform::GUID& value) {
+  if (!ParseGuid(ReadString(json, path), value)) {
+    throw BadInput(path, "must be a GUID like {01234567-89ab-cdef-0123-456789abcdef}");
+  }
+}
+
+void FromJson(const Json& json, const std::string& path, Bytes& value) {
+  value.clear();
+  if (json.is_string()) {
+    if (!ParseHex(json.get_ref<const std::string&>(), value)) {
+      throw BadInput(path, "must be an even number of hexadecimal digits, or a list of lines");
+    }
+    return;
+  }
+  const Json& lines = DemandList(json, path);
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    const std::string& line = ReadString(lines[i], PathOfElement(path, i));
+    value.insert(value.end(), line.begin(), line.end());
+    value.push_back('\n');
+  }
+}
+
+void FromJson(const Json& json, const std::string& path, SecurityRecord& value) {
+  if (json.is_string()) {
+    const auto parsed = ParseSddl(ToUtf16(json.get_ref<const std::string&>()));
+    if (!parsed) throw BadInput(path, "is no security descriptor in SDDL");
+    value = *parsed;
+    return;
+  }
+  value = {};
+  FactReader facts(json, path);
+  facts.Fact("owner", value.owner);
+  facts.Fact("group", value.group);
+  facts.Fact("daclPresent", value.daclPresent);
+  facts.Fact("daclProtected", value.daclProtected);
+  facts.Fact("daclAutoInherited", value.daclAutoInherited);
+  facts.Fact("entries", value.entries);
+  facts.Fact("image", value.image);
+  facts.Finish();
+}
+
+std::uint64_t ReadUnsigned(const Json& json, const std::string& path, std::uint64_t largest) {
+  std::uint64_t value = 0;
+  const bool number = json.is_number_unsigned();
+  if (number) value = json.get<std::uint64_t>();
+  const bool text = json.is_string() && ParseNumber(json.get_ref<const std::string&>(), value);
+  if ((number || text) && value <= largest) return value;
+  throw BadInput(path, "must be a whole number from 0 to " + std::to_string(largest));
+}
+
+std::int64_t ReadSigned(const Json& json, const std::string& path, std::int64_t smallest,
+                        std::int64_t largest) {
+  const bool fits = !json.is_number_unsigned() ||
+                    json.get<std::uint64_t>() <=
+                        static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
+  if (json.is_number_integer() && fits) {
+    const auto value = json.get<std::int64_t>();
+    if (value >= smallest && value <= largest) return value;
+  }
+  throw BadInput(path, "must be a whole number from " + std::to_string(smallest) + " to " +
+                           std::to_string(largest));
+}
+
+std::int32_t ReadSignedCode(const Json& json, const std::string& path) {
+  constexpr std::int64_t kSmallest = std::numeric_limits<std::int32_t>::min();
+  if (json.is_number_integer() && !json.is_number_unsigned()) {
+    return static_cast<std::int32_t>(ReadSigned(json, path, kSmallest, -1));
+  }
+  const std::uint64_t bits = ReadUnsigned(json, path, std::numeric_limits<std::uint32_t>::max());
+  return static_cast<std::int32_t>(static_cast<std::uint32_t>(bits));
+}
+
+bool ParseNumber(std::string_view text, std::uint64_t& value) {
+  const bool hexadecimal = text.substr(0, 2) == "0x" || text.substr(0, 2) == "0X";
+  if (hexadecimal) text.remove_prefix(2);
+  const char* const end = text.data() + text.size();
+  const auto result = std::from_chars(text.data(), end, value, hexadecimal ? 16 : 10);
+  return !text.empty() && result.ec == std::errc() && result.ptr == end;
+}
+
+bool ParseHex(std::string_view text, Bytes& bytes) {
+  if (text.size() % 2 != 0) return false;
+  bytes.clear();
+  for (std::size_t i = 0; i < text.size(); i += 2) {
+    const int high = HexDigit(text[i]);
+    const int low = HexDigit(text[i + 1]);
+    if (high < 0 || low < 0) return false;
+    bytes.push_back(static_cast<std::uint8_t>(high * 16 + low));
+  }
+  return true;
+}
+
+std::string FormatHex(const Bytes& bytes) {
+  constexpr char kDigits[] = "0123456789abcdef";
+  std::string text;
+  text.reserve(bytes.size() * 2);
+  for (const std::uint8_t byte : bytes) {
+    text.push_back(kDigits[byte >> 4]);
+    text.push_back(kDigits[byte & 15]);
+  }
+  return text;
+}
+
+std::string FormatGuid(const platform::GUID& guid) {
+  std::string text = platform::simulated::RenderGuid(guid);
+  for (char& unit : text)
+    unit = unit >= 'A' && unit <= 'Z' ? static_cast<char>(unit + 0x20) : unit;
+  return text;
+}
+
+bool ParseGuid(std::string_view text, platform::GUID& guid) {
+  constexpr std::string_view kForm = "{xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx}";
+  if (text.size() != kForm.size()) return false;
+  std::string digits;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (kForm[i] == 'x') {
+      digits.push_back(text[i]);
+    } else if (text[i] != kForm[i]) {
+      return false;
+    }
+  }
+  Bytes bytes;
+  if (!ParseHex(digits, bytes)) return false;
+  const auto word = [&bytes](std::size_t from, std::size_t count) {
+    std::uint32_t value = 0;
+    for (std::size_t i = 0; i < count; ++i)
+      value = value << 8 | bytes[from + i];
+    return value;
+  };
+  guid.Data1 = word(0, 4);
+  guid.Data2 = static_cast<std::uint16_t>(word(4, 2));
+  guid.Data3 = static_cast<std::uint16_t>(word(6, 2));
+  for (std::size_t i = 0; i < 8; ++i)
+    guid.Data4[i] = bytes[8 + i];
+  return true;
+}
+
+}  // namespace vorn::lab

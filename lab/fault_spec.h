@@ -1,0 +1,28 @@
+#pragma once
+
+// The small language of --fault: which call of the program goes wrong, and how.
+//
+//   SPEC   = CALL [ "#" FIRST [ "-" [ LAST ] ] ] ":" ACTION
+//   CALL   = name of a platform call, or "*" for any
+//   ACTION = "fail" [ "=" ERROR ]        no effect, and ERROR (31)
+//          | "fail-after" [ "=" ERROR ]  the effect, and ERROR all the same
+//          | "lie"                       success is reported, nothing happened
+//          | "short=" BYTES              data that is returned is cut
+//          | "restart"                   the call asks for a restart of the machine
+//          | "time=" MILLISECONDS        the call takes that long
+//          | "kill" | "kill-after"       the process dies before, or after, the effect
+//          | CHANGE                      somebody else changes the machine first
+//
+// Numbers are decimal or 0x...; FIRST counts from 1, "#3-" means from the third on. The changes are
+// in docs/lab.md.
+
+#include "platform/simulated/calls.h"
+
+#include <string>
+
+namespace vorn::lab {
+
+/// The fault that a text describes. Throws BadInput for a text that is none.
+platform::simulated::Fault ParseFault(const std::string& spec);
+
+}  // namespace vorn::lab

@@ -1,0 +1,161 @@
+#include "lab/machine_document.h"
+
+#include "base/text.h"
+#include "lab/audio_facts.h"
+#include "lab/device_facts.h"
+#include "lab/driver_facts.h"
+#include "lab/json_text.h"
+#include "lab/registry_facts.h"
+
+namespace vorn::lab {
+
+using platform::simulated::Clock;
+using platform::simulated::Event;
+using platform::simulated::Machine;
+using platform::simulated::Service;
+using platform::simulated::Token;
+
+namespace {
+
+/// The form of the document; a later one would have a higher number.
+constexpr std::uint32_t kFormat = 1;
+
+constexpr const char* kEventKinds[] = {
+    "startDevice",     "removeDevice",      "publishEndpoints", "publishLateEndpoints",
+    "publishChildren", "withdrawEndpoints", "idleRecords",      "announceReplug",
+};
+
+// Records that a list in the document has for each entry of a map.
+
+struct NamedService {
+  std::u16string key;
+  Service value;
+};
+struct DosDevice {
+  std::u16string key;
+  std::u16string value;
+};
+struct ClassName {
+  std::u16string key;
+  std::u16string value;
+};
+
+template <class Facts>
+void Describe(Facts& facts, NamedService& service) {
+  facts.Required("name", service.key);
+  facts.Fact("running", service.value.running);
+  facts.Unusual("openError", Coded{service.value.openError});
+  facts.Unusual("startError", Coded{service.value.startError});
+}
+
+template <class Facts>
+void Describe(Facts& facts, DosDevice& device) {
+  facts.Required("name", device.key);
+  facts.Required("target", device.value);
+}
+
+template <class Facts>
+void Describe(Facts& facts, ClassName& name) {
+  facts.Required("class", name.key);
+  facts.Required("name", name.value);
+}
+
+/// The registry as one value of the document.
+struct RegistryValue {
+  platform::simulated::Registry& registry;
+};
+Json ToJson(const RegistryValue& value) {
+  return RegistryToJson(value.registry);
+}
+void FromJson(const Json& json, const std::string& path, RegistryValue value) {
+  RegistryFromJson(json, path, value.registry);
+}
+
+}  // namespace
+
+template <class Facts>
+void Describe(Facts& facts, Event& event) {
+  facts.Required("due", event.due);
+  facts.Choice("kind", event.kind, kEventKinds);
+  facts.Fact("subject", event.subject);
+}
+
+template <class Facts>
+void Describe(Facts& facts, Clock& clock) {
+  facts.Fact("tick", clock.tick);
+  facts.Fact("utcAtTickZero", clock.utcAtTickZero);
+  facts.Fact("events", clock.events);
+}
+
+template <class Facts>
+void Describe(Facts& facts, Token& token) {
+  facts.Fact("sids", token.sids);
+  facts.Fact("owner", token.owner);
+  facts.Fact("holdsBackup", token.holdsBackup);
+  facts.Fact("holdsRestore", token.holdsRestore);
+  facts.Fact("backupEnabled", token.backupEnabled);
+  facts.Fact("restoreEnabled", token.restoreEnabled);
+}
+
+template <class Facts>
+void Describe(Facts& facts, ProcessFacts& process) {
+  facts.Fact("token", process.token);
+  facts.Fact("standardOutputClosed", process.standardOutputClosed);
+  facts.Fact("ntdllMissing", process.ntdllMissing);
+  facts.Fact("missingExports", process.missingExports);
+}
+
+namespace {
+
+template <class Facts>
+void DescribeDocument(Facts& facts, MachineDocument& document) {
+  Machine& machine = document.machine;
+  facts.Fact("windowsFolder", machine.files.windowsFolder);
+  facts.Fact("tempFolder", machine.files.tempFolder);
+  facts.Fact("modulePath", machine.files.modulePath);
+  facts.Fact("currentFolder", machine.files.currentFolder);
+  facts.Fact("process", document.process);
+  facts.Fact("clock", machine.clock);
+  facts.Fact("randomState", Coded{machine.randomState});
+  facts.template List<NamedService>("services", machine.services);
+  facts.Unusual("serviceManagerError", Coded{machine.serviceManagerError});
+  facts.template List<ClassName>("classNames", machine.classNames);
+  facts.Fact("devices", machine.devices.devices);
+  facts.Fact("store", machine.store);
+  facts.Fact("audio", machine.audio);
+  facts.template List<DosDevice>("dosDevices", machine.files.dosDevices);
+  facts.Fact("heldFiles", document.heldFiles);
+  facts.Fact("registry", RegistryValue{machine.registry});
+  facts.Fact("volumes", document.volumes);
+}
+
+}  // namespace
+
+void Describe(FactWriter& facts, MachineDocument& document) {
+  facts.Fact("format", kFormat);
+  DescribeDocument(facts, document);
+}
+
+void Describe(FactReader& facts, MachineDocument& document) {
+  std::uint32_t format = 0;
+  facts.Required("format", format);
+  if (format != kFormat) throw BadInput(facts.PathOf("format"), "must be 1");
+  DescribeDocument(facts, document);
+  if (facts.Has("dosDevices")) return;
+  for (const VolumeFacts& volume : document.volumes) {
+    const char16_t letter = ToUpperAscii(volume.volume.letter);
+    if (letter != 0) document.machine.files.dosDevices[{letter, u':'}] = volume.volume.device;
+  }
+}
+
+std::string WriteDocument(const MachineDocument& document) {
+  return ToReadableText(ToJson(document));
+}
+
+MachineDocument ReadDocument(std::string_view text) {
+  MachineDocument document;
+  FromJson(ParseJson(text), "", document);
+  return document;
+}
+
+}  // namespace vorn::lab

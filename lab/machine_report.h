@@ -1,0 +1,76 @@
+#pragma once
+
+// MachineReport: what a person, or a test, wants to know of a machine at a glance: which devices
+// there are and what runs on them, which packages are published, which endpoints the user sees,
+// which journals and logs there are, and what was left behind.
+
+#include "lab/fact_values.h"
+#include "platform/simulated/machine.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vorn::lab {
+
+struct DeviceReport {
+  std::u16string instanceId;
+  std::string state;  // "started", "disabled", "problem 28", "stopped" or "absent"
+  std::vector<std::u16string> hardwareIds;
+  std::u16string service;
+  std::u16string package;         // published INF, empty when none is selected
+  std::u16string pendingPackage;  // what the next restart brings
+  std::u16string version;         // that the platform says is bound
+  std::string resident;           // version of the image in memory, empty when there is none
+  std::vector<std::string> hiddenEndpoints;  // "render 3"
+};
+
+struct PackageReport {
+  std::u16string publishedInf;
+  std::u16string originalInf;
+  std::u16string version;  // of the INF in the Windows INF folder, empty when it cannot be read
+  std::u16string date;
+  std::string infSha256;
+  std::vector<std::u16string> usedBy;  // instance ids
+  bool foreign = false;
+};
+
+struct EndpointReport {
+  std::u16string id;
+  std::string flow;
+  std::optional<std::uint32_t> cable;  // nothing for an endpoint of somebody else's
+  std::string state;                   // "active", "disabled", "not present" or "unplugged"
+  std::u16string device;
+  bool pnpChild = false;  // started AudioEndpoint child
+};
+
+struct TextFileReport {
+  std::u16string path;
+  bool wellFormed = true;  // of a journal: the program would accept its text
+  std::vector<std::string> lines;
+};
+
+struct MachineReport {
+  std::uint64_t tick = 0;
+  std::string time;  // UTC
+  std::vector<DeviceReport> devices;
+  std::vector<PackageReport> packages;
+  std::vector<EndpointReport> endpoints;
+  std::vector<std::u16string> records;  // registry records with the driver's marker
+  std::vector<std::pair<std::u16string, bool>> services;  // and whether they run
+  std::vector<TextFileReport> journals;
+  std::vector<TextFileReport> logs;
+  std::vector<std::u16string> snapshots;  // folders that a run should have removed
+};
+
+/// Looks at a machine; changes nothing.
+MachineReport Examine(const platform::simulated::Machine& machine);
+
+/// The report as a person reads it.
+std::string ReportText(const MachineReport& report);
+
+/// The report for scripts.
+Json ReportJson(const MachineReport& report);
+
+}  // namespace vorn::lab

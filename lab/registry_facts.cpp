@@ -1,0 +1,101 @@
+#include "lab/registry_facts.h"
+
+#include "lab/typed_data.h"
+#include "platform/registry.h"
+
+namespace vorn::lab {
+
+using platform::simulated::FindChild;
+using platform::simulated::Key;
+using platform::simulated::KeyId;
+using platform::simulated::Registry;
+using platform::simulated::RegistryValue;
+using platform::simulated::SecurityRecord;
+
+namespace {
+
+/// What the document says of one key.
+struct KeyFacts {
+  std::u16string path;  // empty for HKEY_LOCAL_MACHINE itself
+  std::vector<RegistryValue> values;
+  std::optional<SecurityRecord> security;
+  std::optional<std::u16string> linkTarget;
+};
+
+template <class Facts>
+void Describe(Facts& facts, KeyFacts& key) {
+  facts.Required("path", key.path);
+  facts.Unusual("security", key.security);
+  facts.Unusual("linkTarget", key.linkTarget);
+  facts.Unusual("values", key.values);
+}
+
+bool SaysNothing(const Key& key) {
+  return key.values.empty() && !key.security && !key.linkTarget;
+}
+
+void AppendKeys(const Registry& registry, KeyId id, const std::u16string& path,
+                std::vector<KeyFacts>& list) {
+  const Key& key = registry.keys.at(id);
+  const bool implied = SaysNothing(key) && (!key.children.empty() || id == registry.localMachine);
+  if (!implied) list.push_back({path, key.values, key.security, key.linkTarget});
+  for (const KeyId child : key.children) {
+    const std::u16string& name = registry.keys.at(child).name;
+    AppendKeys(registry, child, path.empty() ? name : path + u"\\" + name, list);
+  }
+}
+
+/// The child of that name, added behind its siblings when it is missing.
+KeyId ChildOf(Registry& registry, KeyId parent, const std::u16string& name) {
+  if (const auto child = FindChild(registry, parent, name)) return *child;
+  const KeyId id = registry.nextKey++;
+  Key key;
+  key.name = name;
+  key.parent = parent;
+  registry.keys.emplace(id, std::move(key));
+  registry.keys.at(parent).children.push_back(id);
+  return id;
+}
+
+KeyId KeyAt(Registry& registry, const std::u16string& keyPath, const std::string& path) {
+  KeyId id = registry.localMachine;
+  for (std::size_t from = 0; from < keyPath.size() + 1 && !keyPath.empty();) {
+    const std::size_t end = std::min(keyPath.find(u'\\', from), keyPath.size());
+    if (end == from) throw BadInput(path, "has an empty name in it");
+    id = ChildOf(registry, id, keyPath.substr(from, end - from));
+    from = end + 1;
+  }
+  return id;
+}
+
+}  // namespace
+
+template <class Facts>
+void Describe(Facts& facts, RegistryValue& value) {
+  facts.Required("name", value.name);
+  DescribeTypedData(facts, value.type, value.data, platform::REG_SZ, &platform::REG_DWORD);
+}
+
+Json RegistryToJson(const Registry& registry) {
+  std::vector<KeyFacts> list;
+  AppendKeys(registry, registry.localMachine, {}, list);
+  return ToJson(list);
+}
+
+void RegistryFromJson(const Json& json, const std::string& path, Registry& registry) {
+  registry = Registry();
+  std::vector<KeyFacts> list;
+  FromJson(json, path, list);
+  std::set<KeyId> listed;
+  for (std::size_t i = 0; i < list.size(); ++i) {
+    const std::string keyPath = PathOfElement(path, i) + ".path";
+    const KeyId id = KeyAt(registry, list[i].path, keyPath);
+    if (!listed.insert(id).second) throw BadInput(keyPath, "stands there twice");
+    Key& key = registry.keys.at(id);
+    key.values = std::move(list[i].values);
+    key.security = std::move(list[i].security);
+    key.linkTarget = std::move(list[i].linkTarget);
+  }
+}
+
+}  // namespace vorn::lab
