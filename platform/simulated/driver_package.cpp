@@ -96,7 +96,7 @@ std::optional<SystemVersion> ParseDecoration(std::u16string_view decoration) {
 /// Walks one INF.
 class PackageReader {
  public:
-  PackageReader(const InfText& inf, std::u16string_view hardwareId)
+  PackageReader(const ParsedInf& inf, std::u16string_view hardwareId)
       : inf_(inf), hardwareId_(hardwareId) {}
 
   DriverPackage Read() const {
@@ -132,14 +132,14 @@ class PackageReader {
   void ForEachLine(std::u16string_view section, Visit visit) const {
     const auto found = inf_.FindSection(section);
     if (!found) return;
-    for (InfText::Line line = 0; line < inf_.LineCount(*found); ++line)
+    for (ParsedInf::Line line = 0; line < inf_.LineCount(*found); ++line)
       visit(*found, line);
   }
 
   std::vector<std::u16string> SourceFiles() const {
     std::vector<std::u16string> files;
     for (const std::u16string_view section : {u"SourceDisksFiles.amd64", u"SourceDisksFiles"}) {
-      ForEachLine(section, [&](InfText::Section at, InfText::Line line) {
+      ForEachLine(section, [&](ParsedInf::Section at, ParsedInf::Line line) {
         if (auto name = inf_.Field(at, line, 0)) files.push_back(std::move(*name));
       });
     }
@@ -147,7 +147,7 @@ class PackageReader {
   }
 
   /// The models section of one manufacturer line that fits this system best; empty when none does.
-  std::u16string ModelsSection(InfText::Section manufacturers, InfText::Line line) const {
+  std::u16string ModelsSection(ParsedInf::Section manufacturers, ParsedInf::Line line) const {
     const auto base = inf_.Field(manufacturers, line, 1);
     if (!base) return {};
     std::optional<SystemVersion> best;
@@ -165,9 +165,9 @@ class PackageReader {
   /// The install section of the first model that names the hardware id.
   std::optional<std::u16string> InstallSection() const {
     std::optional<std::u16string> install;
-    ForEachLine(u"Manufacturer", [&](InfText::Section manufacturers, InfText::Line line) {
+    ForEachLine(u"Manufacturer", [&](ParsedInf::Section manufacturers, ParsedInf::Line line) {
       ForEachLine(ModelsSection(manufacturers, line),
-                  [&](InfText::Section at, InfText::Line model) {
+                  [&](ParsedInf::Section at, ParsedInf::Line model) {
                     for (std::uint32_t i = 2; !install && i <= inf_.FieldCount(at, model); ++i) {
                       if (EqualsIgnoringCase(inf_.Field(at, model, i).value_or(u""), hardwareId_)) {
                         install = inf_.Field(at, model, 1);
@@ -189,7 +189,7 @@ class PackageReader {
     }
   }
 
-  const InfText& inf_;
+  const ParsedInf& inf_;
   std::u16string_view hardwareId_;
 };
 
@@ -202,7 +202,7 @@ std::optional<DriverPackage> ReadDriverPackage(const Bytes& inf, std::u16string_
     *error = failure->error;
     return std::nullopt;
   }
-  return PackageReader(std::get<InfText>(parsed), hardwareId).Read();
+  return PackageReader(std::get<ParsedInf>(parsed), hardwareId).Read();
 }
 
 std::string CatalogLine(const Bytes& content) {

@@ -126,7 +126,7 @@ void AddChild(Machine& machine, const AudioEndpoint& endpoint) {
   child.className = u"AudioEndpoint";
   child.hardwareIds = {u"MMDEVAPI\\AudioEndpoints"};
   SetChildState(child, endpoint.state);
-  machine.devices.devices.push_back(std::move(child));
+  machine.devices.Insert(std::move(child));
 }
 
 /// Assumed: the child of an endpoint that is not present leaves no trace in the device tree.

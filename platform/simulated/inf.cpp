@@ -21,8 +21,6 @@ namespace simulated {
 
 namespace {
 
-using ParsedInf = class InfText;
-
 /// An open INF. The file itself is closed again as soon as it is read (observed).
 class OpenInf : public Object {
  public:
@@ -186,7 +184,7 @@ HINF SetupOpenInfFileW(const char16_t* path, std::uint32_t style, std::uint32_t*
         }
         auto inf = ReadInf(path, error);
         if (!inf) {
-          if (errorLine != nullptr) *errorLine = error.line;
+          if (errorLine != nullptr && error.line != 0) *errorLine = error.line;
           SetLastError(error.error);
           return INVALID_INF;
         }
@@ -264,8 +262,7 @@ bool SetupGetInfInformationW(const char16_t* path, std::uint32_t searchControl,
                       Arguments("InfSpec", path, "SearchControl", searchControl, "Buffer",
                                 buffer != nullptr, "Size", size),
                       [&](const CallFaults& faults) {
-                        if (path == nullptr || searchControl != INFINFO_INF_NAME_IS_ABSOLUTE ||
-                            (buffer == nullptr && size != 0)) {
+                        if (path == nullptr || searchControl != INFINFO_INF_NAME_IS_ABSOLUTE) {
                           return FailWith(ERROR_INVALID_PARAMETER);
                         }
                         InfError error;

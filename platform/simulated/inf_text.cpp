@@ -77,7 +77,7 @@ class InfParser {
  public:
   explicit InfParser(std::u16string source) : source_(std::move(source)) {}
 
-  std::variant<InfText, InfError> Parse() {
+  std::variant<ParsedInf, InfError> Parse() {
     while (!AtEnd()) {
       if (const auto error = ParseLine()) return *error;
     }
@@ -151,7 +151,7 @@ class InfParser {
   }
 
   void ParseFields() {
-    InfText::LineRecord record;
+    ParsedInf::LineRecord record;
     record.firstField = static_cast<std::uint32_t>(inf_.fields_.size());
     bool another = true;
     while (another) {
@@ -225,7 +225,7 @@ class InfParser {
   void CollectStrings() {
     const auto section = inf_.FindSection(u"Strings");
     if (!section) return;
-    for (InfText::Line line = 0; line < inf_.LineCount(*section); ++line) {
+    for (ParsedInf::Line line = 0; line < inf_.LineCount(*section); ++line) {
       const auto key = inf_.RawField(*section, line, 0);
       const auto value = inf_.RawField(*section, line, 1);
       if (key && value) inf_.strings_.emplace(ToLowerAscii(*key), *value);
@@ -246,11 +246,11 @@ class InfParser {
   std::size_t position_ = 0;
   std::uint32_t line_ = 1;
   std::uint32_t lineOutsideSections_ = 0;
-  std::optional<InfText::Section> section_;
-  InfText inf_;
+  std::optional<ParsedInf::Section> section_;
+  ParsedInf inf_;
 };
 
-std::variant<InfText, InfError> ParseInf(const Bytes& content) {
+std::variant<ParsedInf, InfError> ParseInf(const Bytes& content) {
   std::u16string text = DecodeToEnd(content);
   if (content.empty()) return InfError{ERROR_FILE_INVALID, 0};  // observed
   if (text.size() > std::numeric_limits<std::uint32_t>::max()) {
@@ -261,18 +261,18 @@ std::variant<InfText, InfError> ParseInf(const Bytes& content) {
 
 // ------------------------------------------------------------------------------------------------
 
-std::optional<InfText::Section> InfText::FindSection(std::u16string_view name) const {
+std::optional<ParsedInf::Section> ParsedInf::FindSection(std::u16string_view name) const {
   const auto found = sectionsByName_.find(ToLowerAscii(name));
   if (found == sectionsByName_.end()) return std::nullopt;
   return found->second;
 }
 
-InfText::Line InfText::LineCount(Section section) const {
+ParsedInf::Line ParsedInf::LineCount(Section section) const {
   return static_cast<Line>(sections_[section].lines.size());
 }
 
-std::optional<InfText::Line> InfText::FindLine(Section section, std::u16string_view key,
-                                               Line from) const {
+std::optional<ParsedInf::Line> ParsedInf::FindLine(Section section, std::u16string_view key,
+                                                   Line from) const {
   for (Line line = from; line < LineCount(section); ++line) {
     const auto itsKey = Field(section, line, 0);
     if (itsKey && EqualsIgnoringCase(*itsKey, key)) return line;
@@ -280,20 +280,20 @@ std::optional<InfText::Line> InfText::FindLine(Section section, std::u16string_v
   return std::nullopt;
 }
 
-std::uint32_t InfText::FieldCount(Section section, Line line) const {
+std::uint32_t ParsedInf::FieldCount(Section section, Line line) const {
   const LineRecord& record = lines_[sections_[section].lines[line]];
   return record.fieldCount - (record.hasKey ? 1 : 0);
 }
 
-std::optional<std::u16string> InfText::Field(Section section, Line line,
-                                             std::uint32_t index) const {
+std::optional<std::u16string> ParsedInf::Field(Section section, Line line,
+                                               std::uint32_t index) const {
   const auto raw = RawField(section, line, index);
   if (!raw) return std::nullopt;
   return Substitute(*raw);
 }
 
-std::optional<std::u16string_view> InfText::RawField(Section section, Line line,
-                                                     std::uint32_t index) const {
+std::optional<std::u16string_view> ParsedInf::RawField(Section section, Line line,
+                                                       std::uint32_t index) const {
   const LineRecord& record = lines_[sections_[section].lines[line]];
   const std::uint32_t first = record.hasKey || record.fieldCount == 1 ? 0 : 1;
   if (index < first || index > FieldCount(section, line)) return std::nullopt;
@@ -302,8 +302,8 @@ std::optional<std::u16string_view> InfText::RawField(Section section, Line line,
   return std::u16string_view(text_).substr(piece.offset, piece.length);
 }
 
-std::optional<std::u16string> InfText::Value(std::u16string_view section, std::u16string_view key,
-                                             std::uint32_t index) const {
+std::optional<std::u16string> ParsedInf::Value(std::u16string_view section, std::u16string_view key,
+                                               std::uint32_t index) const {
   const auto where = FindSection(section);
   if (!where) return std::nullopt;
   const auto line = FindLine(*where, key);
@@ -311,7 +311,7 @@ std::optional<std::u16string> InfText::Value(std::u16string_view section, std::u
   return Field(*where, *line, index);
 }
 
-std::u16string InfText::Substitute(std::u16string_view raw) const {
+std::u16string ParsedInf::Substitute(std::u16string_view raw) const {
   std::u16string result;
   while (!raw.empty() && result.size() < kMaxSubstitutedUnits) {
     const std::size_t start = std::min(raw.find(u'%'), raw.size());

@@ -1,6 +1,6 @@
 #pragma once
 
-// InfText: what an INF's bytes mean to the platform. A reader of any bytes: it either gives the
+// ParsedInf: what an INF's bytes mean to the platform. A reader of any bytes: it either gives the
 // sections, lines and fields, or says what is wrong and where, in time and memory that grow with
 // the file's size only.
 //
@@ -37,7 +37,7 @@
 
 namespace vorn::platform::simulated {
 
-class InfText {
+class ParsedInf {
  public:
   using Section = std::uint32_t;  // index, in order of first appearance
   using Line = std::uint32_t;     // index within a section
@@ -99,6 +99,6 @@ struct InfError {
 };
 
 /// Reads an INF of the current style, which needs a [Version] section with a known Signature.
-std::variant<class InfText, InfError> ParseInf(const Bytes& content);
+std::variant<ParsedInf, InfError> ParseInf(const Bytes& content);
 
 }  // namespace vorn::platform::simulated

@@ -144,6 +144,8 @@ Target OpenBelow(HKEY handle, const char16_t* subkey, std::uint32_t options,
   const bool openLink = (options & REG_OPTION_OPEN_LINK) != 0;
   const auto key = FindBelow(TheRegistry(), parent.key, path, openLink);
   if (!key) return {ERROR_FILE_NOT_FOUND};
+  const std::uint32_t planned = TheRegistry().keys.at(*key).openError;
+  if (planned != ERROR_SUCCESS) return {planned};
   const auto granted = (options & REG_OPTION_BACKUP_RESTORE) != 0 ? GrantBackupRestore()
                                                                   : GrantAccess(*key, desired);
   if (!granted) return {ERROR_ACCESS_DENIED};
@@ -160,7 +162,9 @@ LSTATUS Enumerate(HKEY handle, std::uint32_t index, char16_t* name, std::uint32_
   if ((target.granted & KEY_ENUMERATE_SUB_KEYS) == 0) return Code(ERROR_ACCESS_DENIED);
   if (name == nullptr || nameSize == nullptr) return Code(ERROR_INVALID_PARAMETER);
   const Registry& registry = TheRegistry();
-  const auto& children = registry.keys.at(target.key).children;
+  const Key& key = registry.keys.at(target.key);
+  if (key.listError != ERROR_SUCCESS) return Code(key.listError);
+  const auto& children = key.children;
   if (index >= children.size()) return Code(ERROR_NO_MORE_ITEMS);
   std::u16string_view text = registry.keys.at(children[index]).name;
   if (faults.shortTo) text = text.substr(0, *faults.shortTo / sizeof(char16_t));
@@ -273,7 +277,10 @@ NTSTATUS Delete(HKEY handle) {
   if (target.error != ERROR_SUCCESS || handle == HKEY_LOCAL_MACHINE) return STATUS_INVALID_HANDLE;
   if ((target.granted & DELETE) == 0) return STATUS_ACCESS_DENIED;
   Registry& registry = TheRegistry();
-  if (!registry.keys.at(target.key).children.empty()) return STATUS_CANNOT_DELETE;
+  const Key& key = registry.keys.at(target.key);
+  if (key.deleteStatus != STATUS_SUCCESS) return key.deleteStatus;
+  // Documented; Wine says STATUS_ACCESS_DENIED here (observed).
+  if (!key.children.empty()) return STATUS_CANNOT_DELETE;
   RemoveKey(registry, target.key);
   return STATUS_SUCCESS;
 }

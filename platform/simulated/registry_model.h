@@ -32,6 +32,9 @@ struct Key {
   std::vector<RegistryValue> values;
   std::optional<SecurityRecord> security;    // its parent's when there is none
   std::optional<std::u16string> linkTarget;  // of a symbolic link: a path below HKEY_LOCAL_MACHINE
+  std::uint32_t openError = 0;               // not 0: opening it fails with this
+  std::uint32_t listError = 0;               // not 0: listing its subkeys fails with this
+  std::int32_t deleteStatus = 0;             // not 0: the NTSTATUS that deleting it gives
 
   friend bool operator==(const Key&, const Key&) = default;
 };

@@ -1,0 +1,234 @@
+#include "control/endpoint_quiesce.h"
+
+#include "platform/last_error.h"
+#include "tests/control/control_world.h"
+
+#include <optional>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+namespace vorn {
+namespace {
+
+using tests::FailingCall;
+using tests::kRootId;
+
+static_assert(!std::is_copy_constructible_v<QuiesceGuard>);
+static_assert(!std::is_move_constructible_v<QuiesceGuard>);
+static_assert(!std::is_copy_assignable_v<QuiesceGuard>);
+static_assert(!std::is_move_assignable_v<QuiesceGuard>);
+
+constexpr char kLease[] = "0x226000";
+constexpr char kRelease[] = "0x22A004";
+constexpr char kVisibility[] = "0x22A01C";
+
+class Quiesce : public tests::ControlWorld {
+ protected:
+  bool Hide() { return QuiesceEndpoints(*guard_, QuiesceMode::Hide); }
+  bool Show() { return QuiesceEndpoints(*guard_, QuiesceMode::Show); }
+  std::size_t CountOfCode(const std::string& code) const {
+    std::size_t count = 0;
+    for (const std::string& sent : Codes())
+      count += sent == code ? 1 : 0;
+    return count;
+  }
+  void ForgetCalls() {
+    process.calls.clear();
+    process.callCounts.clear();
+    process.console.clear();
+  }
+  void TearDown() override {
+    guard_.reset();
+    ControlWorld::TearDown();
+  }
+
+  std::optional<QuiesceGuard> guard_{std::in_place, kRootId};
+};
+
+TEST_F(Quiesce, HidesEveryEndpointUnderTheLease) {
+  EXPECT_TRUE(Hide());
+  EXPECT_EQ(Root().hidden.size(), 20U);
+  ASSERT_EQ(guard_->Hidden().size(), 20U);
+  for (std::size_t i = 0; i < 20; ++i) {
+    EXPECT_EQ(guard_->Hidden()[i], AllEndpointIdentities()[i]);
+  }
+  std::vector<std::string> expected(22, kVisibility);
+  expected.front() = kLease;
+  expected.back() = kRelease;
+  EXPECT_EQ(Codes(), expected);
+  EXPECT_FALSE(Root().leaseHeld);
+  EXPECT_TRUE(process.console.empty());
+  EXPECT_EQ(process.OpenObjects()[platform::simulated::ObjectKind::Handle], 0U);
+}
+
+TEST_F(Quiesce, SendsRequestsOfTheirExactBytes) {
+  Hide();
+  const auto calls = tests::CallsOf(process, "DeviceIoControl");
+  ASSERT_EQ(calls.size(), 22U);
+  EXPECT_EQ(calls[0].Argument("input"), "00000000");
+  EXPECT_EQ(calls[0].Argument("outputSize"), "16");
+  EXPECT_EQ(calls[1].Argument("input"), "000000000000000000000000");
+  EXPECT_EQ(calls[1].Argument("outputSize"), "0");
+  EXPECT_EQ(calls[5].Argument("input"), "040000000000000000000000");
+  EXPECT_EQ(calls[20].Argument("input"), "090000000100000000000000");
+  EXPECT_EQ(calls[21].Argument("input"), "00000000");
+  EXPECT_EQ(calls[21].Argument("outputSize"), "0");
+  ForgetCalls();
+  Show();
+  const auto shows = tests::CallsOf(process, "DeviceIoControl");
+  ASSERT_EQ(shows.size(), 22U);
+  EXPECT_EQ(shows[1].Argument("input"), "000000000000000001000000");
+  EXPECT_EQ(shows[20].Argument("input"), "090000000100000001000000");
+}
+
+TEST_F(Quiesce, ShowsWhatWasHiddenAndEmptiesTheList) {
+  Hide();
+  ForgetCalls();
+  EXPECT_TRUE(Show());
+  EXPECT_TRUE(guard_->Hidden().empty());
+  EXPECT_TRUE(Root().hidden.empty());
+  EXPECT_EQ(CountOfCode(kVisibility), 20U);
+  ForgetCalls();
+  guard_.reset();
+  EXPECT_TRUE(process.calls.empty());
+}
+
+TEST_F(Quiesce, SaysThatTheDeviceDoesNotOpen) {
+  Root().interfaces[0].openError = 5;
+  EXPECT_FALSE(Hide());
+  EXPECT_TRUE(guard_->Hidden().empty());
+  EXPECT_EQ(process.ErrorOutput(),
+            u"vorn_devnode: driver quiesce could not open the device: no openable VORN interface "
+            u"on this root (control and KS both failed, last error 0x00000005)\n");
+}
+
+TEST_F(Quiesce, SaysThatTheLeaseFailed) {
+  Image().failures[kAcquireLeaseCode] = 170;
+  EXPECT_FALSE(Hide());
+  EXPECT_EQ(process.ErrorOutput(),
+            u"vorn_devnode: driver quiesce could not acquire the controller lease (error "
+            u"0x000000AA)\n");
+  EXPECT_EQ(Codes(), std::vector<std::string>{kLease});
+}
+
+TEST_F(Quiesce, RefusesALeaseReplyOf8Bytes) {
+  Image().leaseBytes = 8;
+  EXPECT_FALSE(Hide());
+  EXPECT_TRUE(guard_->Hidden().empty());
+  EXPECT_EQ(process.ErrorOutput().substr(0, 75),
+            u"vorn_devnode: driver quiesce could not acquire the controller lease (error ");
+  EXPECT_EQ(Codes(), std::vector<std::string>{kLease});
+}
+
+TEST_F(Quiesce, GoesOnWhenOneEndpointCannotBeHidden) {
+  Image().refusesToHide[{4, 0}] = 31;
+  EXPECT_FALSE(Hide());
+  EXPECT_EQ(process.ErrorOutput(),
+            u"vorn_devnode: could not hide cable 4 render (error 0x0000001F)\n");
+  EXPECT_EQ(guard_->Hidden().size(), 19U);
+  EXPECT_EQ(Root().hidden.size(), 19U);
+  EXPECT_EQ(Codes().back(), kRelease);
+  ForgetCalls();
+  guard_.reset();
+  EXPECT_TRUE(Root().hidden.empty());
+  EXPECT_EQ(CountOfCode(kVisibility), 19U);
+}
+
+TEST_F(Quiesce, ListsNothingWhenNoEndpointCanBeHidden) {
+  Image().failures[kSetCableVisibilityCode] = 5;
+  EXPECT_FALSE(Hide());
+  EXPECT_TRUE(guard_->Hidden().empty());
+  EXPECT_EQ(process.console.size(), 20U);
+  EXPECT_EQ(process.console[0].text,
+            u"vorn_devnode: could not hide cable 0 render (error 0x00000005)\n");
+  EXPECT_EQ(process.console[19].text,
+            u"vorn_devnode: could not hide cable 9 capture (error 0x00000005)\n");
+  EXPECT_EQ(Codes().back(), kRelease);
+  ForgetCalls();
+  guard_.reset();
+  EXPECT_TRUE(process.calls.empty());
+}
+
+TEST_F(Quiesce, KeepsTheWholeListWhenOneEndpointCannotBeShown) {
+  Hide();
+  Image().refusesToShow[{7, 1}] = 31;
+  ForgetCalls();
+  EXPECT_FALSE(Show());
+  EXPECT_EQ(process.ErrorOutput(),
+            u"vorn_devnode: could not re-show cable 7 capture (error 0x0000001F)\n");
+  EXPECT_EQ(guard_->Hidden().size(), 20U);
+  EXPECT_EQ(CountOfCode(kVisibility), 20U);
+  EXPECT_EQ(Codes().back(), kRelease);
+
+  Image().refusesToShow.clear();
+  ForgetCalls();
+  guard_.reset();
+  EXPECT_EQ(CountOfCode(kVisibility), 20U);
+  EXPECT_TRUE(Root().hidden.empty());
+  EXPECT_TRUE(process.console.empty());
+}
+
+TEST_F(Quiesce, SaysAgainAtTheEndWhatStillCannotBeShown) {
+  Hide();
+  Image().refusesToShow[{0, 0}] = 31;
+  guard_.reset();
+  EXPECT_EQ(process.ErrorOutput(),
+            u"vorn_devnode: could not re-show cable 0 render (error 0x0000001F)\n");
+  EXPECT_EQ(Root().hidden.size(), 1U);
+}
+
+TEST_F(Quiesce, SaysAtTheEndThatTheDeviceIsGone) {
+  Hide();
+  machine.devices.devices.clear();
+  guard_.reset();
+  EXPECT_EQ(process.ErrorOutput(),
+            u"vorn_devnode: driver quiesce could not open the device: no openable VORN interface "
+            u"on this root (control and KS both failed, last error 0x00000002)\n");
+}
+
+TEST_F(Quiesce, ShowsNothingThatItForgot) {
+  Hide();
+  ForgetCalls();
+  guard_->Forget();
+  EXPECT_TRUE(guard_->Hidden().empty());
+  guard_.reset();
+  EXPECT_TRUE(process.calls.empty());
+  EXPECT_EQ(Root().hidden.size(), 20U);
+}
+
+TEST_F(Quiesce, ShowsNothingThatItDidNotHide) {
+  Root().hidden = {{3, 0}};
+  guard_.reset();
+  EXPECT_TRUE(process.calls.empty());
+  EXPECT_EQ(Root().hidden.size(), 1U);
+}
+
+TEST_F(Quiesce, ShowsInTheOrderHidden) {
+  Image().refusesToHide[{1, 0}] = 31;
+  Hide();
+  ForgetCalls();
+  Image().failures[kSetCableVisibilityCode] = 5;
+  EXPECT_FALSE(Show());
+  ASSERT_EQ(process.console.size(), 19U);
+  EXPECT_EQ(process.console[0].text,
+            u"vorn_devnode: could not re-show cable 0 render (error 0x00000005)\n");
+  EXPECT_EQ(process.console[1].text,
+            u"vorn_devnode: could not re-show cable 2 render (error 0x00000005)\n");
+  EXPECT_EQ(process.console[18].text,
+            u"vorn_devnode: could not re-show cable 9 capture (error 0x00000005)\n");
+}
+
+TEST_F(Quiesce, IgnoresAReleaseThatFails) {
+  Image().failures[kReleaseLeaseCode] = 5;
+  EXPECT_TRUE(Hide());
+  EXPECT_TRUE(process.console.empty());
+  Image().failures.clear();
+}
+
+TEST_F(Quiesce, NamesItsRoot) {
+  EXPECT_EQ(guard_->RootInstanceId(), kRootId);
+}
+
+}  // namespace
+}  // namespace vorn

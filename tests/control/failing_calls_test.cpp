@@ -1,0 +1,126 @@
+// The control channel when any one platform call fails, or when the process dies there.
+
+#include "control/endpoint_pool.h"
+#include "control/endpoint_quiesce.h"
+#include "control/resident_status.h"
+#include "control/resume_endpoints.h"
+#include "tests/control/control_world.h"
+#include "tests/support/each_call.h"
+
+#include <algorithm>
+#include <string>
+
+namespace vorn {
+namespace {
+
+using platform::simulated::CallRecord;
+using platform::simulated::FaultKind;
+using platform::simulated::Machine;
+using platform::simulated::Process;
+using tests::kRootId;
+using tests::WithEachCallGoingWrong;
+
+/// The root with a sound driver, and a second way to it.
+Machine MachineWithADriver() {
+  Machine machine;
+  platform::simulated::Device& root = tests::AddStartedRoot(machine);
+  root.resident = platform::simulated::SoundImage(u"26.8.10.5");
+  root.interfaces = {{kControlInterfaceClass, tests::kControlPath, true, 0},
+                     {platform::KSCATEGORY_AUDIO, tests::kAudioPath, true, 0}};
+  return machine;
+}
+
+const platform::simulated::Device& RootOf(const Machine& machine) {
+  return *machine.devices.Find(kRootId);
+}
+
+std::size_t CountOfCode(const Process& process, const std::string& code, bool succeeded) {
+  return static_cast<std::size_t>(
+      std::count_if(process.calls.begin(), process.calls.end(), [&](const CallRecord& call) {
+        return call.name == "DeviceIoControl" && call.Argument("controlCode") == code &&
+               (!succeeded || call.result == "true");
+      }));
+}
+
+/// A hide, a show, and the guard's end.
+bool HideAndShow() {
+  QuiesceGuard guard(kRootId);
+  const bool hidden = QuiesceEndpoints(guard, QuiesceMode::Hide);
+  const bool shown = QuiesceEndpoints(guard, QuiesceMode::Show);
+  return hidden && shown;
+}
+
+TEST(AFailingCall, NeverLeavesAnEndpointHiddenInSilence) {
+  for (const FaultKind kind : {FaultKind::Fail, FaultKind::FailAfterEffect}) {
+    WithEachCallGoingWrong(MachineWithADriver(), kind, HideAndShow,
+                           [](const Process& process, const Machine& machine, bool done) {
+                             if (!RootOf(machine).hidden.empty()) {
+                               EXPECT_NE(process.ErrorOutput(), u"");
+                             }
+                             if (!done) {
+                               EXPECT_NE(process.ErrorOutput(), u"");
+                             }
+                           });
+  }
+}
+
+TEST(AFailingCall, NeverKeepsTheLease) {
+  WithEachCallGoingWrong(MachineWithADriver(), FaultKind::Fail, HideAndShow,
+                         [](const Process& process, const Machine&, bool) {
+                           EXPECT_EQ(CountOfCode(process, "0x226000", true),
+                                     CountOfCode(process, "0x22A004", false));
+                         });
+  WithEachCallGoingWrong(MachineWithADriver(), FaultKind::Fail, ResumeEndpoints,
+                         [](const Process& process, const Machine&, ExitStatus) {
+                           EXPECT_EQ(CountOfCode(process, "0x226000", true),
+                                     CountOfCode(process, "0x22A004", false));
+                         });
+}
+
+TEST(AFailingCall, NeverMakesAnEndpointsPoolOfAnotherDriverSound) {
+  Machine machine = MachineWithADriver();
+  machine.devices.Find(kRootId)->resident->poolCount = 19;
+  const auto query = [] { return QueryEndpointPool(kRootId); };
+  WithEachCallGoingWrong(machine, FaultKind::Fail, query,
+                         [](const Process&, const Machine&, const CheckResult& result) {
+                           EXPECT_FALSE(result.ok);
+                           EXPECT_NE(result.reason, u"");
+                         });
+}
+
+TEST(AFailingCall, NeverProvesAnotherImage) {
+  Machine machine = MachineWithADriver();
+  machine.devices.Find(kRootId)->resident = platform::simulated::SoundImage(u"26.8.9.5");
+  const auto query = [] { return QueryResidentStatus(kRootId, u"26.8.10.5"); };
+  WithEachCallGoingWrong(machine, FaultKind::Fail, query,
+                         [](const Process&, const Machine&, const CheckResult& result) {
+                           EXPECT_FALSE(result.ok);
+                           EXPECT_NE(result.reason, u"");
+                         });
+}
+
+TEST(AFailingCall, MakesResumeSayWhatIsNotShown) {
+  Machine machine = MachineWithADriver();
+  for (const EndpointIdentity& endpoint : AllEndpointIdentities()) {
+    machine.devices.Find(kRootId)->hidden.insert({endpoint.cableIndex, endpoint.capture ? 1U : 0U});
+  }
+  WithEachCallGoingWrong(machine, FaultKind::Fail, ResumeEndpoints,
+                         [](const Process& process, const Machine& after, ExitStatus status) {
+                           EXPECT_EQ(status == kExitOk, RootOf(after).hidden.empty());
+                           EXPECT_EQ(status == kExitOk, process.ErrorOutput().empty());
+                         });
+}
+
+TEST(ADyingProcess, EndsEveryRoutineOnTheControlChannel) {
+  for (const FaultKind kind : {FaultKind::KillBefore, FaultKind::KillAfter}) {
+    const auto ends = [](const Process& process, const Machine& machine, const auto&) {
+      EXPECT_TRUE(process.killed);
+      EXPECT_FALSE(RootOf(machine).leaseHeld);
+    };
+    WithEachCallGoingWrong(MachineWithADriver(), kind, HideAndShow, ends);
+    WithEachCallGoingWrong(MachineWithADriver(), kind, ResumeEndpoints, ends);
+  }
+}
+
+}  // namespace
+}  // namespace vorn

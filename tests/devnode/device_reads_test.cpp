@@ -1,0 +1,248 @@
+#include "devnode/device_reads.h"
+
+#include "base/platform_owners.h"
+#include "platform/last_error.h"
+#include "tests/support/device_world.h"
+
+#include <string>
+#include <vector>
+
+namespace vorn {
+namespace {
+
+using platform::simulated::Bytes;
+using platform::simulated::Device;
+using platform::simulated::DeviceProperty;
+using platform::simulated::Fault;
+using platform::simulated::FaultKind;
+using tests::FailingCall;
+
+constexpr char16_t kLongTail[] = u"PCI\\VEN_1234&DEV_5678";
+
+Bytes BytesOf(std::u16string_view text) {
+  Bytes bytes;
+  for (const char16_t unit : text) {
+    bytes.push_back(static_cast<std::uint8_t>(unit & 0xFF));
+    bytes.push_back(static_cast<std::uint8_t>(unit >> 8));
+  }
+  return bytes;
+}
+
+class DeviceReads : public tests::DeviceWorld {
+ protected:
+  /// Reads with `read(list, device)` of the only device.
+  template <class Read>
+  auto OfTheDevice(Read read) {
+    const DeviceInfoList list(
+        platform::SetupDiGetClassDevsW(nullptr, u"ROOT", platform::DIGCF_ALLCLASSES));
+    platform::SP_DEVINFO_DATA device = {};
+    device.cbSize = sizeof device;
+    EXPECT_TRUE(platform::SetupDiEnumDeviceInfo(list.Get(), 0, &device));
+    return read(list.Get(), device);
+  }
+  bool Matches() {
+    return OfTheDevice(
+        [](auto list, const auto& device) { return MatchesRootHardwareId(list, device); });
+  }
+  bool ReadId(std::u16string& id) {
+    return OfTheDevice(
+        [&id](auto list, const auto& device) { return ReadInstanceId(list, device, id); });
+  }
+  std::u16string ReadVersion() {
+    return OfTheDevice([](auto list, const auto& device) {
+      return ReadStringProperty(list, device, platform::DEVPKEY_Device_DriverVersion);
+    });
+  }
+  /// Gives the device that version property, byte by byte.
+  void SetVersion(std::uint32_t type, Bytes data) {
+    Device& root = machine.devices.devices.front();
+    root.properties = {DeviceProperty{platform::DEVPKEY_Device_DriverVersion, type, data}};
+  }
+};
+
+TEST_F(DeviceReads, MatchAHardwareIdAnywhereInTheListWhateverItsCase) {
+  struct Row {
+    std::vector<std::u16string> ids;
+    bool matches;
+  };
+  const std::vector<Row> rows = {
+      {{u"Root\\VornAudio"}, true},
+      {{u"ROOT\\VORNAUDIO"}, true},
+      {{u"root\\vornaudio"}, true},
+      {{u"Root\\Other", u"Root\\VornAudio"}, true},
+      {{u"Root\\Other", u"Root\\Another", u"rOOT\\vORNaUDIO"}, true},
+      {{u"Root\\VornAudio2"}, false},
+      {{u"Root\\VornAudi"}, false},
+      {{u"XRoot\\VornAudio"}, false},
+      {{u"Root\\Other"}, false},
+  };
+  Device& root = tests::AddStartedRoot(machine);
+  for (const Row& row : rows) {
+    root.hardwareIds = row.ids;
+    EXPECT_EQ(Matches(), row.matches) << testing::PrintToString(row.ids);
+  }
+}
+
+TEST_F(DeviceReads, EndTheHardwareIdsAtTheFirstEmptyOne) {
+  using namespace std::string_view_literals;
+  Device& root = tests::AddStartedRoot(machine);
+  root.hardwareIdData = BytesOf(u"\0Root\\VornAudio\0\0"sv);
+  EXPECT_FALSE(Matches());
+  root.hardwareIdData = BytesOf(u"Root\\Other\0\0Root\\VornAudio\0\0"sv);
+  EXPECT_FALSE(Matches());
+  root.hardwareIdData = Bytes{};
+  EXPECT_FALSE(Matches());
+}
+
+TEST_F(DeviceReads, TakeAHardwareIdWithoutTerminatorAsItIs) {
+  Device& root = tests::AddStartedRoot(machine);
+  root.hardwareIdData = BytesOf(u"Root\\VornAudio");
+  EXPECT_TRUE(Matches());
+}
+
+TEST_F(DeviceReads, DoNotMatchHardwareIdsThatExceed1024Bytes) {
+  Device& root = tests::AddStartedRoot(machine);
+  const std::u16string ours = u"Root\\VornAudio";
+  // The list's bytes: each string with its terminator, and the last terminator.
+  const std::size_t units = 512 - (ours.size() + 1) - 1 - 1;
+  root.hardwareIds = {std::u16string(units, u'x'), ours};
+  EXPECT_TRUE(Matches());
+  root.hardwareIds = {std::u16string(units + 1, u'x'), ours};
+  EXPECT_FALSE(Matches());
+}
+
+TEST_F(DeviceReads, StayInsideAHardwareIdBufferThatIsFullToTheEnd) {
+  Device& root = tests::AddStartedRoot(machine);
+  root.hardwareIdData = BytesOf(std::u16string(512, u'x'));
+  EXPECT_FALSE(Matches());
+  const std::u16string ours = u"Root\\VornAudio";
+  root.hardwareIdData = BytesOf(std::u16string(512 - ours.size() - 1, u'x') + u'\0' + ours);
+  EXPECT_TRUE(Matches());
+}
+
+TEST_F(DeviceReads, DoNotMatchWhatCannotBeRead) {
+  tests::AddStartedRoot(machine);
+  process.faults = {FailingCall("SetupDiGetDeviceRegistryPropertyW", 13)};
+  EXPECT_FALSE(Matches());
+}
+
+TEST_F(DeviceReads, AskForTheHardwareIdsOnceWith1024Bytes) {
+  tests::AddStartedRoot(machine);
+  ASSERT_TRUE(Matches());
+  const auto calls = tests::CallsOf(process, "SetupDiGetDeviceRegistryPropertyW");
+  ASSERT_EQ(calls.size(), 1U);
+  EXPECT_EQ(calls[0].Argument("Property"), "1");
+  EXPECT_EQ(calls[0].Argument("PropertyBufferSize"), "1024");
+}
+
+TEST_F(DeviceReads, GiveTheInstanceIdByASizeQueryAndARead) {
+  tests::AddStartedRoot(machine);
+  std::u16string id;
+  EXPECT_TRUE(ReadId(id));
+  EXPECT_EQ(id, tests::kRootId);
+  const auto calls = tests::CallsOf(process, "SetupDiGetDeviceInstanceIdW");
+  ASSERT_EQ(calls.size(), 2U);
+  EXPECT_EQ(calls[0].Argument("DeviceInstanceIdSize"), "0");
+  EXPECT_EQ(calls[1].Argument("DeviceInstanceIdSize"), "16");
+}
+
+TEST_F(DeviceReads, GiveNoInstanceIdWhenEitherCallFails) {
+  tests::AddStartedRoot(machine);
+  for (const std::uint32_t nth : {1U, 2U}) {
+    process.callCounts.clear();
+    process.faults = {FailingCall("SetupDiGetDeviceInstanceIdW", 5, nth)};
+    std::u16string id = u"stale";
+    EXPECT_FALSE(ReadId(id)) << nth;
+    EXPECT_EQ(id, u"") << nth;
+  }
+}
+
+TEST_F(DeviceReads, GiveNoInstanceIdWhenTheSizeQueryClaimsSuccess) {
+  tests::AddStartedRoot(machine);
+  Fault lie = FailingCall("SetupDiGetDeviceInstanceIdW", 0);
+  lie.kind = FaultKind::SucceedWithoutEffect;
+  process.faults = {lie};
+  std::u16string id;
+  EXPECT_FALSE(ReadId(id));
+}
+
+TEST_F(DeviceReads, TakeAnEmptyInstanceIdForNone) {
+  tests::AddStartedRoot(machine);
+  Fault lie = FailingCall("SetupDiGetDeviceInstanceIdW", 0, 2);
+  lie.kind = FaultKind::SucceedWithoutEffect;
+  process.faults = {lie};
+  std::u16string id = u"stale";
+  EXPECT_FALSE(ReadId(id));
+  EXPECT_EQ(id, u"");
+}
+
+TEST_F(DeviceReads, GiveAStringProperty) {
+  Device& root = tests::AddStartedRoot(machine);
+  SetStringProperty(root, platform::DEVPKEY_Device_DriverVersion, u"26.8.10.5");
+  EXPECT_EQ(ReadVersion(), u"26.8.10.5");
+}
+
+TEST_F(DeviceReads, GiveNothingForAPropertyThatIsNotThere) {
+  tests::AddStartedRoot(machine);
+  EXPECT_EQ(ReadVersion(), u"");
+}
+
+TEST_F(DeviceReads, GiveNothingForAPropertyOfAnotherType) {
+  tests::AddStartedRoot(machine);
+  SetVersion(0x07, BytesOf(u"26.8.10.5"));
+  EXPECT_EQ(ReadVersion(), u"");
+  SetVersion(0x2012, BytesOf(u"26.8.10.5"));  // a list of strings
+  EXPECT_EQ(ReadVersion(), u"");
+}
+
+TEST_F(DeviceReads, GiveNothingForAStringPropertyOfLessThanTwoBytes) {
+  tests::AddStartedRoot(machine);
+  SetVersion(platform::DEVPROP_TYPE_STRING, {});
+  EXPECT_EQ(ReadVersion(), u"");
+  SetVersion(platform::DEVPROP_TYPE_STRING, {'2'});
+  EXPECT_EQ(ReadVersion(), u"");
+}
+
+TEST_F(DeviceReads, TakeAStringPropertyWithoutTerminatorOrWithAnOddByte) {
+  tests::AddStartedRoot(machine);
+  SetVersion(platform::DEVPROP_TYPE_STRING, BytesOf(u"26.8"));
+  EXPECT_EQ(ReadVersion(), u"26.8");
+  Bytes odd = BytesOf(u"26.8");
+  odd.push_back(0);
+  SetVersion(platform::DEVPROP_TYPE_STRING, odd);
+  EXPECT_EQ(ReadVersion(), u"26.8");
+}
+
+TEST_F(DeviceReads, GiveNothingWhenEitherCallForAPropertyFails) {
+  Device& root = tests::AddStartedRoot(machine);
+  SetStringProperty(root, platform::DEVPKEY_Device_DriverVersion, u"26.8.10.5");
+  for (const std::uint32_t nth : {1U, 2U}) {
+    process.callCounts.clear();
+    process.faults = {FailingCall("SetupDiGetDevicePropertyW", 5, nth)};
+    EXPECT_EQ(ReadVersion(), u"") << nth;
+  }
+}
+
+TEST_F(DeviceReads, GiveNothingWhenThePropertyChangesItsTypeBetweenTheCalls) {
+  Device& root = tests::AddStartedRoot(machine);
+  SetStringProperty(root, platform::DEVPKEY_Device_DriverVersion, u"26.8.10.5");
+  process.faults = {tests::ChangeBefore(
+      "SetupDiGetDevicePropertyW", 2, [](platform::simulated::Machine& changed) {
+        changed.devices.devices.front().properties.front().type = 0x07;
+      })};
+  EXPECT_EQ(ReadVersion(), u"");
+}
+
+TEST_F(DeviceReads, GiveNothingWhenThePropertyGrowsBetweenTheCalls) {
+  Device& root = tests::AddStartedRoot(machine);
+  SetStringProperty(root, platform::DEVPKEY_Device_DriverVersion, u"26.8.10.5");
+  process.faults = {tests::ChangeBefore(
+      "SetupDiGetDevicePropertyW", 2, [](platform::simulated::Machine& changed) {
+        SetStringProperty(changed.devices.devices.front(), platform::DEVPKEY_Device_DriverVersion,
+                          kLongTail);
+      })};
+  EXPECT_EQ(ReadVersion(), u"");
+}
+
+}  // namespace
+}  // namespace vorn

@@ -1,0 +1,145 @@
+#include "devnode/device_removal.h"
+
+#include "platform/config_manager.h"
+#include "tests/support/device_world.h"
+
+#include <string>
+
+namespace vorn {
+namespace {
+
+using platform::simulated::Device;
+using platform::simulated::Fault;
+using platform::simulated::FaultKind;
+using platform::simulated::Machine;
+using tests::FailingCall;
+using tests::kRootId;
+
+constexpr std::uint32_t kBudgetMs = 10'000;
+
+/// No log file is set, so that each log line is one line on standard error.
+class QueryRemove : public tests::DeviceWorld {
+ protected:
+  bool Run() { return QueryRemoveWithRetries(kRootId, kBudgetMs); }
+  std::uint64_t Waited() const { return machine.clock.tick - startTick_; }
+
+ private:
+  std::uint64_t startTick_ = machine.clock.tick;
+};
+
+TEST_F(QueryRemove, SucceedsAtOnceWhenNobodyHoldsTheDevice) {
+  tests::AddStartedRoot(machine);
+  EXPECT_TRUE(Run());
+  EXPECT_EQ(process.ErrorOutput(),
+            u"vorn_devnode: query-remove succeeded on attempt 1 after 0 ms\n");
+  EXPECT_EQ(process.Output(), u"");
+  EXPECT_EQ(CountOf("Sleep"), 0U);
+}
+
+TEST_F(QueryRemove, AsksWithoutDialogueAndWithoutRestart) {
+  tests::AddStartedRoot(machine);
+  Run();
+  EXPECT_EQ(tests::CallsOf(process, "CM_Locate_DevNodeW")[0].Argument("ulFlags"), "0x0");
+  const auto calls = tests::CallsOf(process, "CM_Query_And_Remove_SubTreeW");
+  ASSERT_EQ(calls.size(), 1U);
+  EXPECT_EQ(calls[0].Argument("ulNameLength"), "260");
+  EXPECT_EQ(calls[0].Argument("ulFlags"), "0x3");
+}
+
+TEST_F(QueryRemove, GoesAheadWithoutANode) {
+  tests::AddGhostRoot(machine, kRootId);
+  EXPECT_TRUE(Run());
+  EXPECT_TRUE(QueryRemoveWithRetries(u"no instance id", kBudgetMs));
+  EXPECT_TRUE(process.console.empty());
+  EXPECT_EQ(CountOf("CM_Query_And_Remove_SubTreeW"), 0U);
+}
+
+TEST_F(QueryRemove, LogsTheFirstVetoAndTheSuccess) {
+  Device& root = tests::AddStartedRoot(machine);
+  root.temper.vetoes = 3;
+  root.temper.vetoType = 6;
+  root.temper.vetoName = u"\\Device\\HarddiskVolume3\\player.exe";
+  EXPECT_TRUE(Run());
+  EXPECT_EQ(process.ErrorOutput(),
+            u"vorn_devnode: query-remove attempt 1: CONFIGRET 23, veto type 6 by "
+            u"'\\Device\\HarddiskVolume3\\player.exe'\n"
+            u"vorn_devnode: query-remove succeeded on attempt 4 after 750 ms\n");
+  for (const auto& sleep : tests::CallsOf(process, "Sleep")) {
+    EXPECT_EQ(sleep.Argument("milliseconds"), "250");
+  }
+}
+
+TEST_F(QueryRemove, GivesUpAfterTheBudgetWithTwoLines) {
+  Device& root = tests::AddStartedRoot(machine);
+  root.temper.vetoUntil = machine.clock.tick + 60'000;
+  root.temper.vetoType = 5;
+  root.temper.vetoName = u"x";
+  EXPECT_FALSE(Run());
+  EXPECT_EQ(process.ErrorOutput(),
+            u"vorn_devnode: query-remove attempt 1: CONFIGRET 23, veto type 5 by 'x'\n"
+            u"vorn_devnode: query-remove attempt 41: CONFIGRET 23, veto type 5 by 'x'\n");
+  EXPECT_EQ(Waited(), 10'000U);
+  EXPECT_EQ(CountOf("CM_Query_And_Remove_SubTreeW"), 41U);
+}
+
+TEST_F(QueryRemove, CountsTheTimeOfTheCallItself) {
+  Device& root = tests::AddStartedRoot(machine);
+  root.temper.vetoUntil = machine.clock.tick + 60'000;
+  root.temper.vetoName = u"x";
+  Fault slow = FailingCall("CM_Query_And_Remove_SubTreeW", 0, 2);
+  slow.kind = FaultKind::TakeTime;
+  slow.amount = 9'750;
+  process.faults = {slow};
+  EXPECT_FALSE(Run());
+  EXPECT_EQ(CountOf("CM_Query_And_Remove_SubTreeW"), 2U);
+}
+
+TEST_F(QueryRemove, SaysTheTimeOfASlowSuccess) {
+  tests::AddStartedRoot(machine);
+  Fault slow = FailingCall("CM_Query_And_Remove_SubTreeW", 0);
+  slow.kind = FaultKind::TakeTime;
+  slow.amount = 12'345;
+  process.faults = {slow};
+  EXPECT_TRUE(Run());
+  EXPECT_EQ(process.ErrorOutput(),
+            u"vorn_devnode: query-remove succeeded on attempt 1 after 12345 ms\n");
+}
+
+TEST_F(QueryRemove, LeavesOtherRefusalsToTheRemoval) {
+  tests::AddStartedRoot(machine).temper.queryRemoveResult = platform::CR_ACCESS_DENIED;
+  EXPECT_TRUE(Run());
+  EXPECT_EQ(process.ErrorOutput(),
+            u"vorn_devnode: query-remove attempt 1: CONFIGRET 51, veto type 0 by ''\n");
+  EXPECT_EQ(CountOf("CM_Query_And_Remove_SubTreeW"), 1U);
+}
+
+TEST_F(QueryRemove, ForgetsTheVetoOfAnEarlierAttempt) {
+  Device& root = tests::AddStartedRoot(machine);
+  root.temper.vetoes = 1;
+  root.temper.vetoName = u"player";
+  process.faults = {FailingCall("CM_Query_And_Remove_SubTreeW", platform::CR_FAILURE, 2)};
+  EXPECT_TRUE(Run());
+  EXPECT_EQ(process.ErrorOutput(),
+            u"vorn_devnode: query-remove attempt 1: CONFIGRET 23, veto type 6 by 'player'\n"
+            u"vorn_devnode: query-remove attempt 2: CONFIGRET 19, veto type 0 by ''\n");
+}
+
+TEST_F(QueryRemove, LogsAVetoOnceWhenThereIsNoTimeToWait) {
+  tests::AddStartedRoot(machine).temper.vetoes = 5;
+  EXPECT_FALSE(QueryRemoveWithRetries(kRootId, 0));
+  EXPECT_EQ(process.console.size(), 1U);
+  EXPECT_EQ(CountOf("Sleep"), 0U);
+}
+
+TEST_F(QueryRemove, KeepsAVetoNameOf259Characters) {
+  Device& root = tests::AddStartedRoot(machine);
+  root.temper.vetoes = 5;
+  root.temper.vetoName = std::u16string(300, u'v');
+  EXPECT_FALSE(QueryRemoveWithRetries(kRootId, 0));
+  EXPECT_EQ(process.ErrorOutput(),
+            u"vorn_devnode: query-remove attempt 1: CONFIGRET 23, veto type 6 by '" +
+                std::u16string(259, u'v') + u"'\n");
+}
+
+}  // namespace
+}  // namespace vorn

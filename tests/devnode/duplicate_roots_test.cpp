@@ -1,0 +1,332 @@
+#include "devnode/duplicate_roots.h"
+
+#include "devnode/root_discovery.h"
+#include "platform/config_manager.h"
+#include "platform/last_error.h"
+#include "tests/support/device_world.h"
+
+#include <string>
+#include <vector>
+
+namespace vorn {
+namespace {
+
+using platform::simulated::Device;
+using platform::simulated::Fault;
+using platform::simulated::FaultKind;
+using platform::simulated::Machine;
+using tests::FailingCall;
+using tests::kOtherRootId;
+using tests::kRootId;
+
+constexpr char16_t kThirdRootId[] = u"ROOT\\MEDIA\\0002";
+constexpr char16_t kUnproven[] =
+    u"vorn_devnode: duplicate-root cleanup could not prove the selected live generation\n";
+
+class DuplicateRoots : public tests::DeviceWorld {
+ protected:
+  std::vector<std::u16string> Installed() const {
+    std::vector<std::u16string> ids;
+    for (const Device& device : machine.devices.devices)
+      ids.push_back(device.instanceId);
+    return ids;
+  }
+  std::uint64_t Waited() const { return machine.clock.tick - startTick_; }
+
+ private:
+  std::uint64_t startTick_ = machine.clock.tick;
+};
+
+using Ids = std::vector<std::u16string>;
+
+TEST_F(DuplicateRoots, AreNoneOnACleanMachine) {
+  const PruneResult result = PruneDuplicateRoots();
+  EXPECT_TRUE(result.ok);
+  EXPECT_EQ(result.remaining, 0U);
+  EXPECT_FALSE(result.restartPending);
+  EXPECT_EQ(Waited(), 0U);
+  EXPECT_TRUE(process.console.empty());
+  EXPECT_EQ(CountOf("SetupDiCallClassInstaller"), 0U);
+}
+
+TEST_F(DuplicateRoots, LeaveALoneRootAlone) {
+  tests::AddStoppedRoot(machine, kRootId, platform::CM_PROB_DISABLED);
+  const PruneResult result = PruneDuplicateRoots();
+  EXPECT_TRUE(result.ok);
+  EXPECT_EQ(result.remaining, 1U);
+  EXPECT_TRUE(process.console.empty());
+  EXPECT_EQ(CountOf("SetupDiCallClassInstaller"), 0U);
+}
+
+TEST_F(DuplicateRoots, LoseTheGhostBesideTheStartedRoot) {
+  tests::AddGhostRoot(machine, kRootId);
+  tests::AddStartedRoot(machine, kOtherRootId);
+  const PruneResult result = PruneDuplicateRoots();
+  EXPECT_TRUE(result.ok);
+  EXPECT_EQ(result.remaining, 1U);
+  EXPECT_FALSE(result.restartPending);
+  EXPECT_EQ(Installed(), Ids{kOtherRootId});
+  EXPECT_EQ(process.Output(),
+            u"vorn_devnode: removed 1 duplicate/ghost Root\\VornAudio devnode(s)\n");
+  EXPECT_EQ(process.ErrorOutput(), u"");
+}
+
+TEST_F(DuplicateRoots, LoseALoneGhost) {
+  tests::AddGhostRoot(machine, kRootId);
+  const PruneResult result = PruneDuplicateRoots();
+  EXPECT_TRUE(result.ok);
+  EXPECT_EQ(result.remaining, 0U);
+  EXPECT_EQ(Installed(), Ids{});
+  EXPECT_EQ(process.Output(),
+            u"vorn_devnode: removed 1 duplicate/ghost Root\\VornAudio devnode(s)\n");
+}
+
+TEST_F(DuplicateRoots, LoseEveryGhostWhenThereAreOnlyGhosts) {
+  tests::AddGhostRoot(machine, kRootId);
+  tests::AddGhostRoot(machine, kOtherRootId);
+  EXPECT_TRUE(PruneDuplicateRoots().ok);
+  EXPECT_EQ(Installed(), Ids{});
+  EXPECT_EQ(process.Output(),
+            u"vorn_devnode: removed 2 duplicate/ghost Root\\VornAudio devnode(s)\n");
+}
+
+TEST_F(DuplicateRoots, KeepTheLowerIdOfTwoStartedRoots) {
+  tests::AddStartedRoot(machine, u"root\\media\\0001");
+  tests::AddStartedRoot(machine, u"ROOT\\MEDIA\\0000");
+  EXPECT_TRUE(PruneDuplicateRoots().ok);
+  EXPECT_EQ(Installed(), Ids{u"ROOT\\MEDIA\\0000"});
+}
+
+TEST_F(DuplicateRoots, KeepTheStartedRootBeforeAStoppedOneOfLowerId) {
+  tests::AddStoppedRoot(machine, kRootId, 28);
+  tests::AddStartedRoot(machine, kOtherRootId);
+  EXPECT_TRUE(PruneDuplicateRoots().ok);
+  EXPECT_EQ(Installed(), Ids{kOtherRootId});
+}
+
+TEST_F(DuplicateRoots, TakeARootOfUnknownStatusForStopped) {
+  tests::AddStartedRoot(machine, kRootId).statusError = platform::CR_FAILURE;
+  tests::AddStartedRoot(machine, kOtherRootId);
+  EXPECT_TRUE(PruneDuplicateRoots().ok);
+  EXPECT_EQ(Installed(), Ids{kOtherRootId});
+}
+
+TEST_F(DuplicateRoots, TakeARootThatCannotBeLocatedForAGhost) {
+  tests::AddStartedRoot(machine, kRootId);
+  tests::AddStoppedRoot(machine, kOtherRootId, 28);
+  process.faults = {FailingCall("CM_Locate_DevNodeW", platform::CR_FAILURE)};
+  EXPECT_TRUE(PruneDuplicateRoots().ok);
+  EXPECT_EQ(Installed(), Ids{kOtherRootId});
+}
+
+TEST_F(DuplicateRoots, TouchNoForeignDevice) {
+  Device& stranger = tests::AddStartedRoot(machine, u"ROOT\\AAA\\0000");
+  stranger.hardwareIds = {u"Root\\Other"};
+  tests::AddGhostRoot(machine, kRootId);
+  EXPECT_TRUE(PruneDuplicateRoots().ok);
+  EXPECT_EQ(Installed(), Ids{u"ROOT\\AAA\\0000"});
+}
+
+TEST_F(DuplicateRoots, AreRemovedWithAGlobalRemoveInListOrder) {
+  tests::AddGhostRoot(machine, kRootId);
+  tests::AddGhostRoot(machine, kOtherRootId);
+  tests::AddStartedRoot(machine, kThirdRootId);
+  ASSERT_TRUE(PruneDuplicateRoots().ok);
+  const auto lists = tests::CallsOf(process, "SetupDiGetClassDevsW");
+  EXPECT_EQ(lists.front().Argument("Flags"), "0x4");
+  const auto parameters = tests::CallsOf(process, "SetupDiSetClassInstallParamsW");
+  ASSERT_EQ(parameters.size(), 2U);
+  for (const auto& call : parameters) {
+    EXPECT_EQ(call.Argument("ClassInstallParamsSize"), "16");
+    EXPECT_EQ(call.Argument("cbSize"), "8");
+    EXPECT_EQ(call.Argument("InstallFunction"), "0x5");
+    EXPECT_EQ(call.Argument("Parameter1"), "1");
+    EXPECT_EQ(call.Argument("Parameter2"), "0");
+  }
+  EXPECT_EQ(parameters[0].Argument("DeviceInfoData"), "ROOT\\MEDIA\\0000");
+  EXPECT_EQ(parameters[1].Argument("DeviceInfoData"), "ROOT\\MEDIA\\0001");
+  EXPECT_EQ(CountOf("SetupDiGetDeviceInstallParamsW"), 2U);
+}
+
+TEST_F(DuplicateRoots, AreNotTouchedWithoutAList) {
+  tests::AddGhostRoot(machine, kRootId);
+  process.faults = {FailingCall("SetupDiGetClassDevsW", 8)};
+  const PruneResult result = PruneDuplicateRoots();
+  EXPECT_FALSE(result.ok);
+  EXPECT_EQ(result.remaining, 0U);
+  EXPECT_FALSE(result.restartPending);
+  EXPECT_EQ(process.ErrorOutput(),
+            u"vorn_devnode: SetupDiGetClassDevs(prune) failed (error 0x00000008)\n");
+  EXPECT_EQ(Installed(), Ids{kRootId});
+}
+
+TEST_F(DuplicateRoots, AreNotRemovedWhenTheEnumerationBreaksOff) {
+  tests::AddStartedRoot(machine, kRootId);
+  tests::AddGhostRoot(machine, kOtherRootId);
+  process.faults = {FailingCall("SetupDiEnumDeviceInfo", 13, 3)};
+  const PruneResult result = PruneDuplicateRoots();
+  EXPECT_FALSE(result.ok);
+  EXPECT_EQ(result.remaining, 1U);
+  EXPECT_EQ(process.ErrorOutput(), kUnproven);
+  EXPECT_EQ(process.Output(), u"");
+  EXPECT_EQ(Installed().size(), 2U);
+  EXPECT_EQ(CountOf("SetupDiSetClassInstallParamsW"), 0U);
+}
+
+TEST_F(DuplicateRoots, AreNotRemovedWhenAnIdCannotBeRead) {
+  tests::AddStartedRoot(machine, kRootId);
+  tests::AddGhostRoot(machine, kOtherRootId);
+  process.faults = {FailingCall("SetupDiGetDeviceInstanceIdW", 13, 3)};
+  const PruneResult result = PruneDuplicateRoots();
+  EXPECT_FALSE(result.ok);
+  EXPECT_EQ(process.ErrorOutput(), kUnproven);
+  EXPECT_EQ(Installed().size(), 2U);
+}
+
+TEST_F(DuplicateRoots, AreLookedForAgainAlsoAfterAFailure) {
+  tests::AddStartedRoot(machine, kRootId);
+  tests::AddStartedRoot(machine, kOtherRootId);
+  process.faults = {FailingCall("SetupDiEnumDeviceInfo", 13, 3)};
+  const PruneResult result = PruneDuplicateRoots();
+  EXPECT_FALSE(result.ok);
+  EXPECT_EQ(result.remaining, 2U);
+  EXPECT_EQ(Waited(), 30'000U);
+}
+
+TEST_F(DuplicateRoots, StopAtTheFirstFailingCallAndSayWhichItWas) {
+  struct Row {
+    const char* call;
+    std::u16string label;
+    std::size_t removed;
+  };
+  const std::vector<Row> rows = {
+      {"SetupDiSetClassInstallParamsW", u"SetupDiSetClassInstallParams(DIF_REMOVE duplicate)", 0},
+      {"SetupDiCallClassInstaller", u"SetupDiCallClassInstaller(DIF_REMOVE duplicate)", 0},
+      {"SetupDiGetDeviceInstallParamsW", u"SetupDiGetDeviceInstallParams(duplicate)", 1},
+  };
+  for (const Row& row : rows) {
+    machine = Machine{};
+    process.callCounts.clear();
+    process.console.clear();
+    tests::AddGhostRoot(machine, kRootId);
+    tests::AddGhostRoot(machine, kOtherRootId);
+    tests::AddStartedRoot(machine, kThirdRootId);
+    process.faults = {FailingCall(row.call, 0xE000020B)};
+    const PruneResult result = PruneDuplicateRoots();
+    EXPECT_FALSE(result.ok) << row.call;
+    EXPECT_EQ(result.remaining, 1U) << row.call;
+    EXPECT_EQ(Installed().size(), 3 - row.removed) << row.call;
+    EXPECT_EQ(process.ErrorOutput(),
+              u"vorn_devnode: " + row.label + u" failed (error 0xE000020B)\n" + kUnproven);
+    EXPECT_EQ(process.Output(),
+              row.removed == 0
+                  ? u""
+                  : u"vorn_devnode: removed 1 duplicate/ghost Root\\VornAudio devnode(s)\n");
+  }
+}
+
+TEST_F(DuplicateRoots, SayHowManyWereRemovedAfterTheFailureLine) {
+  tests::AddGhostRoot(machine, kRootId);
+  tests::AddStartedRoot(machine, kOtherRootId);
+  process.faults = {FailingCall("SetupDiGetDeviceInstallParamsW", 5)};
+  EXPECT_FALSE(PruneDuplicateRoots().ok);
+  ASSERT_EQ(process.console.size(), 3U);
+  EXPECT_EQ(process.console[1].text, kUnproven);
+  EXPECT_EQ(process.console[2].text,
+            u"vorn_devnode: removed 1 duplicate/ghost Root\\VornAudio devnode(s)\n");
+}
+
+TEST_F(DuplicateRoots, ThatGoOnlyAtTheRestartAreDeferred) {
+  tests::AddStartedRoot(machine, kRootId);
+  Device& second = tests::AddStartedRoot(machine, kOtherRootId);
+  second.temper.removeNeedsRestart = true;
+  second.temper.removeKeepsNodeUntilRestart = true;
+  const PruneResult result = PruneDuplicateRoots();
+  EXPECT_FALSE(result.ok);
+  EXPECT_EQ(result.remaining, 2U);
+  EXPECT_TRUE(result.restartPending);
+  EXPECT_EQ(Waited(), 30'000U);
+  EXPECT_EQ(process.ErrorOutput(),
+            u"vorn_devnode: RESULT=DUPLICATE_CLEANUP_REBOOT - duplicate removal is deferred; 2 "
+            u"present roots remain\n");
+  EXPECT_EQ(process.Output(),
+            u"vorn_devnode: removed 1 duplicate/ghost Root\\VornAudio devnode(s) (restart "
+            u"pending)\n");
+}
+
+TEST_F(DuplicateRoots, ThatAreGoneAreProvenAlsoWithARestartPending) {
+  tests::AddStartedRoot(machine, kRootId);
+  tests::AddGhostRoot(machine, kOtherRootId).temper.removeNeedsRestart = true;
+  const PruneResult result = PruneDuplicateRoots();
+  EXPECT_TRUE(result.ok);
+  EXPECT_TRUE(result.restartPending);
+  EXPECT_EQ(process.ErrorOutput(), u"");
+  EXPECT_EQ(process.Output(),
+            u"vorn_devnode: removed 1 duplicate/ghost Root\\VornAudio devnode(s) (restart "
+            u"pending)\n");
+}
+
+TEST_F(DuplicateRoots, AreWaitedForInHalfSecondRounds) {
+  tests::AddStartedRoot(machine, kRootId);
+  tests::AddStartedRoot(machine, kOtherRootId).temper.removeDelay = 1200;
+  EXPECT_TRUE(PruneDuplicateRoots().ok);
+  EXPECT_EQ(Waited(), 1500U);
+  for (const auto& sleep : tests::CallsOf(process, "Sleep")) {
+    EXPECT_EQ(sleep.Argument("milliseconds"), "500");
+  }
+}
+
+TEST_F(DuplicateRoots, ThatAreStillThereAfterHalfAMinuteAreUnproven) {
+  tests::AddStartedRoot(machine, kRootId);
+  tests::AddStartedRoot(machine, kOtherRootId).temper.removeDelay = 60'000;
+  const PruneResult result = PruneDuplicateRoots();
+  EXPECT_FALSE(result.ok);
+  EXPECT_EQ(result.remaining, 2U);
+  EXPECT_EQ(process.ErrorOutput(), kUnproven);
+}
+
+TEST_F(DuplicateRoots, AreUnprovenAtOnceWhenTheLookFails) {
+  tests::AddStartedRoot(machine, kRootId);
+  process.faults = {FailingCall("SetupDiGetClassDevsW", 5, 2)};
+  const PruneResult result = PruneDuplicateRoots();
+  EXPECT_FALSE(result.ok);
+  EXPECT_EQ(result.remaining, 0U);
+  EXPECT_EQ(Waited(), 0U);
+  EXPECT_EQ(process.ErrorOutput(), kUnproven);
+}
+
+TEST_F(DuplicateRoots, AreUnprovenWhenAnotherRootIsPresentInsteadOfTheKept) {
+  tests::AddStartedRoot(machine, kRootId);
+  process.faults = {tests::ChangeBefore("SetupDiGetClassDevsW", 2, [](Machine& changed) {
+    changed.devices.devices.clear();
+    tests::AddStartedRoot(changed, kOtherRootId);
+  })};
+  const PruneResult result = PruneDuplicateRoots();
+  EXPECT_FALSE(result.ok);
+  EXPECT_EQ(result.remaining, 1U);
+}
+
+TEST_F(DuplicateRoots, AreProvenByAnIdThatDiffersInCaseOnly) {
+  tests::AddStartedRoot(machine, kRootId);
+  process.faults = {tests::ChangeBefore("SetupDiGetClassDevsW", 2, [](Machine& changed) {
+    changed.devices.devices.front().instanceId = u"root\\media\\0000";
+  })};
+  EXPECT_TRUE(PruneDuplicateRoots().ok);
+}
+
+TEST_F(DuplicateRoots, AreNotHeldInAListDuringTheWait) {
+  tests::AddStartedRoot(machine, kRootId);
+  tests::AddStartedRoot(machine, kOtherRootId).temper.removeDelay = 400;
+  ASSERT_TRUE(PruneDuplicateRoots().ok);
+  int open = 0;
+  for (const auto& call : process.calls) {
+    if (call.name == "SetupDiGetClassDevsW") ++open;
+    if (call.name == "SetupDiDestroyDeviceInfoList") --open;
+    if (call.name == "Sleep") {
+      EXPECT_EQ(open, 0);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace vorn

@@ -1,0 +1,110 @@
+// Device nodes when any one platform call fails, or when the process dies there.
+
+#include "devnode/device_removal.h"
+#include "devnode/duplicate_roots.h"
+#include "devnode/hot_restart.h"
+#include "devnode/root_discovery.h"
+#include "tests/support/device_world.h"
+#include "tests/support/each_call.h"
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+namespace vorn {
+namespace {
+
+using platform::simulated::Device;
+using platform::simulated::FaultKind;
+using platform::simulated::Machine;
+using platform::simulated::Process;
+using tests::kOtherRootId;
+using tests::kRootId;
+using tests::WithEachCallGoingWrong;
+
+constexpr char16_t kStrangerId[] = u"ROOT\\AAA\\0000";
+
+/// A stranger, a started root and a ghost.
+Machine MachineWithAGhost() {
+  Machine machine;
+  Device& stranger = tests::AddStartedRoot(machine, kStrangerId);
+  stranger.hardwareIds = {u"Root\\Other"};
+  tests::AddGhostRoot(machine, kRootId);
+  tests::AddStartedRoot(machine, kOtherRootId);
+  tests::AddEndpointChild(machine, kOtherRootId, u"SWD\\MMDEVAPI\\1");
+  return machine;
+}
+
+TEST(AFailingCall, NeverMakesDiscoveryTakeAnotherDeviceForTheRoot) {
+  WithEachCallGoingWrong(MachineWithAGhost(), FaultKind::Fail, DiscoverLiveRoot,
+                         [](const Process& process, const Machine&, const LiveRoot& root) {
+                           EXPECT_EQ(root.ok, root.reason.empty());
+                           if (root.ok) {
+                             EXPECT_EQ(root.instanceId, kOtherRootId);
+                           }
+                           EXPECT_TRUE(process.console.empty());
+                         });
+}
+
+TEST(AFailingCall, NeverMakesPruningTouchTheRootItKeepsOrAStranger) {
+  WithEachCallGoingWrong(
+      MachineWithAGhost(), FaultKind::Fail, PruneDuplicateRoots,
+      [](const Process& process, const Machine& machine, const PruneResult& result) {
+        EXPECT_NE(machine.devices.Find(kStrangerId), nullptr);
+        // A root without a live node, whatever the reason, counts as a ghost.
+        const auto locates = tests::CallsOf(process, "CM_Locate_DevNodeW");
+        if (locates.size() == 2 && locates[1].result != "0") return;
+        if (result.ok) {
+          EXPECT_NE(machine.devices.Find(kOtherRootId), nullptr);
+          EXPECT_EQ(result.remaining, 1U);
+        } else {
+          EXPECT_NE(process.ErrorOutput(), u"");
+        }
+      });
+}
+
+TEST(AFailingCall, NeverMakesAFailedRestartPass) {
+  Machine machine = platform::simulated::InstalledMachine();
+  machine.devices.Find(kRootId)->temper.restartProblem = 10;
+  WithEachCallGoingWrong(
+      machine, FaultKind::Fail, RunHotRestartPreflight,
+      [](const Process& process, const Machine& after, const HotRestartResult& result) {
+        EXPECT_EQ(result.passed,
+                  IsStarted(*after.devices.Find(kRootId)) && process.ErrorOutput().empty());
+        if (!result.passed) {
+          EXPECT_NE(process.ErrorOutput(), u"");
+        }
+      });
+}
+
+TEST(AFailingCall, NeverMakesAVetoLookLikeASuccess) {
+  Machine machine;
+  Device& root = tests::AddStartedRoot(machine, kRootId);
+  root.temper.vetoUntil = machine.clock.tick + 60'000;
+  const auto routine = [] { return QueryRemoveWithRetries(kRootId, 1000); };
+  WithEachCallGoingWrong(
+      machine, FaultKind::Fail, routine, [](const Process& process, const Machine&, bool goAhead) {
+        EXPECT_EQ(process.ErrorOutput().find(u"succeeded"), std::u16string::npos);
+        const auto& calls = process.calls;
+        const bool refusedOtherwise = std::any_of(calls.begin(), calls.end(), [](const auto& call) {
+          return (call.name == "CM_Query_And_Remove_SubTreeW" && call.result != "23") ||
+                 (call.name == "CM_Locate_DevNodeW" && call.result != "0");
+        });
+        EXPECT_EQ(goAhead, refusedOtherwise);
+      });
+}
+
+TEST(ADyingProcess, EndsEveryRoutineOnDeviceNodes) {
+  const auto ends = [](const Process& process, const Machine&, const auto&) {
+    EXPECT_TRUE(process.killed);
+  };
+  for (const FaultKind kind : {FaultKind::KillBefore, FaultKind::KillAfter}) {
+    WithEachCallGoingWrong(MachineWithAGhost(), kind, DiscoverLiveRoot, ends);
+    WithEachCallGoingWrong(MachineWithAGhost(), kind, PruneDuplicateRoots, ends);
+    WithEachCallGoingWrong(platform::simulated::InstalledMachine(), kind, RunHotRestartPreflight,
+                           ends);
+  }
+}
+
+}  // namespace
+}  // namespace vorn

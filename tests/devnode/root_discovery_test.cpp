@@ -1,0 +1,406 @@
+#include "devnode/root_discovery.h"
+
+#include "platform/config_manager.h"
+#include "platform/last_error.h"
+#include "tests/support/device_world.h"
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+namespace vorn {
+namespace {
+
+using platform::simulated::Device;
+using platform::simulated::Machine;
+using tests::AlwaysFailingCall;
+using tests::FailingCall;
+using tests::kOtherRootId;
+using tests::kRootId;
+
+using Ids = std::vector<std::u16string>;
+
+constexpr char16_t kChild[] = u"SWD\\MMDEVAPI\\{0.0.0.00000000}.{B}";
+constexpr char16_t kEarlierChild[] = u"SWD\\MMDEVAPI\\{0.0.0.00000000}.{A}";
+
+class RootDiscovery : public tests::DeviceWorld {
+ protected:
+  /// A device of the enumerator ROOT that is somebody else's, listed before the roots.
+  void AddStranger() {
+    Device& stranger = tests::AddStartedRoot(machine, u"ROOT\\AAA\\0000");
+    stranger.hardwareIds = {u"Root\\Other"};
+  }
+};
+
+TEST_F(RootDiscovery, FindsTheStartedRootWithItsDriverAndChildren) {
+  AddStranger();
+  Device& root = tests::AddStartedRoot(machine);
+  SetStringProperty(root, platform::DEVPKEY_Device_DriverVersion, u"26.8.10.5");
+  SetStringProperty(root, platform::DEVPKEY_Device_Service, u"VornAudio");
+  SetStringProperty(root, platform::DEVPKEY_Device_DriverInfPath, u"oem3.inf");
+  tests::AddEndpointChild(machine, kRootId, kChild);
+  tests::AddEndpointChild(machine, kRootId, kEarlierChild);
+
+  const LiveRoot live = DiscoverLiveRoot();
+  EXPECT_TRUE(live.ok);
+  EXPECT_TRUE(live.startedCleanly);
+  EXPECT_FALSE(live.disabled);
+  EXPECT_EQ(live.presentCount, 1U);
+  EXPECT_EQ(live.instanceId, kRootId);
+  EXPECT_EQ(live.driverVersion, u"26.8.10.5");
+  EXPECT_EQ(live.service, u"VornAudio");
+  EXPECT_EQ(live.driverInfPath, u"oem3.inf");
+  EXPECT_EQ(live.endpointChildren, (Ids{kEarlierChild, kChild}));
+  EXPECT_EQ(live.reason, u"");
+}
+
+TEST_F(RootDiscovery, LooksAtPresentRootEnumeratedDevicesOfEveryClass) {
+  tests::AddStartedRoot(machine);
+  DiscoverLiveRoot();
+  const auto calls = tests::CallsOf(process, "SetupDiGetClassDevsW");
+  ASSERT_EQ(calls.size(), 1U);
+  EXPECT_EQ(calls[0].Argument("Enumerator"), "ROOT");
+  EXPECT_EQ(calls[0].Argument("Flags"), "0x6");
+}
+
+TEST_F(RootDiscovery, SaysThatThereIsNoList) {
+  tests::AddStartedRoot(machine);
+  process.faults = {FailingCall("SetupDiGetClassDevsW", 5)};
+  const LiveRoot live = DiscoverLiveRoot();
+  EXPECT_FALSE(live.ok);
+  EXPECT_EQ(live.reason, u"SetupDiGetClassDevs(live root) failed");
+  EXPECT_EQ(live.presentCount, 0U);
+}
+
+TEST_F(RootDiscovery, SaysThatNoRootIsPresent) {
+  AddStranger();
+  tests::AddGhostRoot(machine, kRootId);
+  const LiveRoot live = DiscoverLiveRoot();
+  EXPECT_FALSE(live.ok);
+  EXPECT_EQ(live.presentCount, 0U);
+  EXPECT_EQ(live.instanceId, u"");
+  EXPECT_EQ(live.reason, u"no present Root\\VornAudio devnode");
+}
+
+TEST_F(RootDiscovery, DescribesTheFirstOfTwoPresentRoots) {
+  tests::AddStartedRoot(machine, kRootId);
+  tests::AddStoppedRoot(machine, kOtherRootId, platform::CM_PROB_DISABLED);
+  tests::AddEndpointChild(machine, kRootId, kChild);
+  tests::AddEndpointChild(machine, kOtherRootId, kEarlierChild);
+  const LiveRoot live = DiscoverLiveRoot();
+  EXPECT_FALSE(live.ok);
+  EXPECT_EQ(live.presentCount, 2U);
+  EXPECT_EQ(live.instanceId, kRootId);
+  EXPECT_TRUE(live.startedCleanly);
+  EXPECT_FALSE(live.disabled);
+  EXPECT_EQ(live.endpointChildren, Ids{kChild});
+  EXPECT_EQ(live.reason, u"multiple present Root\\VornAudio devnodes");
+}
+
+TEST_F(RootDiscovery, SaysThatTheIdCannotBeRead) {
+  tests::AddStartedRoot(machine);
+  process.faults = {FailingCall("SetupDiGetDeviceInstanceIdW", 13)};
+  const LiveRoot live = DiscoverLiveRoot();
+  EXPECT_FALSE(live.ok);
+  EXPECT_TRUE(live.startedCleanly);
+  EXPECT_EQ(live.presentCount, 1U);
+  EXPECT_EQ(live.reason, u"present VORN root has no device instance id");
+}
+
+TEST_F(RootDiscovery, TellsADisabledRoot) {
+  tests::AddStoppedRoot(machine, kRootId, platform::CM_PROB_DISABLED);
+  const LiveRoot live = DiscoverLiveRoot();
+  EXPECT_FALSE(live.ok);
+  EXPECT_FALSE(live.startedCleanly);
+  EXPECT_TRUE(live.disabled);
+  EXPECT_EQ(live.instanceId, kRootId);
+  EXPECT_EQ(live.reason, u"present VORN root is not started cleanly");
+}
+
+TEST_F(RootDiscovery, NeedsBothTheStartAndNoProblem) {
+  struct Row {
+    bool started;
+    std::uint32_t problem;
+  };
+  Device& root = tests::AddStartedRoot(machine);
+  for (const Row& row : {Row{false, 0}, Row{false, 10}, Row{true, 14}}) {
+    root.status = row.started ? platform::DN_STARTED : 0;
+    root.problem = row.problem;
+    const LiveRoot live = DiscoverLiveRoot();
+    EXPECT_FALSE(live.ok) << row.started << row.problem;
+    EXPECT_FALSE(live.startedCleanly) << row.started << row.problem;
+    EXPECT_FALSE(live.disabled) << row.started << row.problem;
+    EXPECT_EQ(live.reason, u"present VORN root is not started cleanly");
+  }
+}
+
+TEST_F(RootDiscovery, TakesAnUnknownStatusForNotStarted) {
+  Device& root = tests::AddStoppedRoot(machine, kRootId, platform::CM_PROB_DISABLED);
+  root.statusError = platform::CR_NO_SUCH_DEVNODE;
+  const LiveRoot live = DiscoverLiveRoot();
+  EXPECT_FALSE(live.startedCleanly);
+  EXPECT_FALSE(live.disabled);
+  EXPECT_EQ(live.reason, u"present VORN root is not started cleanly");
+}
+
+TEST_F(RootDiscovery, GoesOnWithWhatTheDriverPropertiesLack) {
+  tests::AddStartedRoot(machine);
+  process.faults = {AlwaysFailingCall("SetupDiGetDevicePropertyW", 5)};
+  const LiveRoot live = DiscoverLiveRoot();
+  EXPECT_TRUE(live.ok);
+  EXPECT_EQ(live.driverVersion, u"");
+  EXPECT_EQ(live.service, u"");
+  EXPECT_EQ(live.driverInfPath, u"");
+}
+
+TEST_F(RootDiscovery, ListsOnlyStartedChildrenOfTheAudioEndpointClass) {
+  tests::AddStartedRoot(machine);
+  tests::AddEndpointChild(machine, kRootId, u"A").classGuid = platform::simulated::kMediaClass;
+  tests::AddEndpointChild(machine, kRootId, u"B").status = 0;
+  tests::AddEndpointChild(machine, kRootId, u"C").problem = 10;
+  tests::AddEndpointChild(machine, kRootId, u"D").present = false;
+  tests::AddEndpointChild(machine, kRootId, u"E").statusError = platform::CR_FAILURE;
+  tests::AddEndpointChild(machine, kRootId, u"F").classGuidText =
+      u"{C166523C-FE0C-4A94-A586-F1A80CFBBF3E}";
+  tests::AddEndpointChild(machine, kRootId, u"G").classGuidText =
+      u"{c166523c-fe0c-4a94-a586-f1a80cfbbf3e} ";
+  tests::AddEndpointChild(machine, kRootId, u"H").classGuidText = std::u16string(64, u'c');
+  tests::AddEndpointChild(machine, u"ROOT\\OTHER\\0000", u"I");
+  tests::AddEndpointChild(machine, kRootId, kChild);
+  EXPECT_EQ(DiscoverLiveRoot().endpointChildren, (Ids{u"F", kChild}));
+}
+
+TEST_F(RootDiscovery, ReadsAChildsClassIntoABufferOf128Bytes) {
+  tests::AddStartedRoot(machine);
+  tests::AddEndpointChild(machine, kRootId, kChild);
+  DiscoverLiveRoot();
+  const auto calls = tests::CallsOf(process, "CM_Get_DevNode_Registry_PropertyW");
+  ASSERT_EQ(calls.size(), 1U);
+  EXPECT_EQ(calls[0].Argument("ulProperty"), "9");
+  EXPECT_EQ(calls[0].Argument("ulLength"), "128");
+}
+
+TEST_F(RootDiscovery, LeavesOutAChildOfWhichACallFails) {
+  for (const char* call :
+       {"CM_Get_DevNode_Registry_PropertyW", "CM_Get_Device_ID_Size", "CM_Get_Device_IDW"}) {
+    Machine fresh;
+    machine = fresh;
+    process.callCounts.clear();
+    tests::AddStartedRoot(machine);
+    tests::AddEndpointChild(machine, kRootId, u"SWD\\MMDEVAPI\\1");
+    tests::AddEndpointChild(machine, kRootId, u"SWD\\MMDEVAPI\\2");
+    process.faults = {FailingCall(call, platform::CR_FAILURE)};
+    const LiveRoot live = DiscoverLiveRoot();
+    EXPECT_TRUE(live.ok) << call;
+    EXPECT_EQ(live.endpointChildren, Ids{u"SWD\\MMDEVAPI\\2"}) << call;
+  }
+}
+
+TEST_F(RootDiscovery, EndsTheChildrenWhereTheTreeCannotBeWalkedOn) {
+  tests::AddStartedRoot(machine);
+  tests::AddEndpointChild(machine, kRootId, u"SWD\\MMDEVAPI\\1");
+  tests::AddEndpointChild(machine, kRootId, u"SWD\\MMDEVAPI\\2");
+  process.faults = {FailingCall("CM_Get_Sibling", platform::CR_FAILURE)};
+  EXPECT_EQ(DiscoverLiveRoot().endpointChildren, Ids{u"SWD\\MMDEVAPI\\1"});
+  process.faults = {AlwaysFailingCall("CM_Get_Child", platform::CR_FAILURE)};
+  EXPECT_EQ(DiscoverLiveRoot().endpointChildren, Ids{});
+}
+
+TEST_F(RootDiscovery, AcceptsAnEnumerationThatEndsEarly) {
+  tests::AddStartedRoot(machine, kRootId);
+  tests::AddStartedRoot(machine, kOtherRootId);
+  process.faults = {FailingCall("SetupDiEnumDeviceInfo", 5, 2)};
+  EXPECT_TRUE(DiscoverLiveRoot().ok);
+}
+
+TEST_F(RootDiscovery, ChangesAndPrintsNothing) {
+  tests::AddStartedRoot(machine);
+  DiscoverLiveRoot();
+  CountInstalledRoots();
+  EXPECT_TRUE(process.console.empty());
+  EXPECT_EQ(CountOf("SetupDiCallClassInstaller"), 0U);
+  EXPECT_EQ(CountOf("SetupDiSetClassInstallParamsW"), 0U);
+}
+
+// ------------------------------------------------------------------------------------------------
+
+class InstalledRootCount : public RootDiscovery {};
+
+TEST_F(InstalledRootCount, CountsPresentAndAbsentRoots) {
+  EXPECT_EQ(CountInstalledRoots(), 0);
+  AddStranger();
+  EXPECT_EQ(CountInstalledRoots(), 0);
+  tests::AddStartedRoot(machine, kRootId);
+  tests::AddGhostRoot(machine, kOtherRootId);
+  EXPECT_EQ(CountInstalledRoots(), 2);
+  EXPECT_EQ(tests::CallsOf(process, "SetupDiGetClassDevsW").back().Argument("Flags"), "0x4");
+}
+
+TEST_F(InstalledRootCount, IsNegativeWithoutAList) {
+  process.faults = {FailingCall("SetupDiGetClassDevsW", 8)};
+  EXPECT_EQ(CountInstalledRoots(), -1);
+}
+
+TEST_F(InstalledRootCount, IsNegativeWhenTheEnumerationBreaksOff) {
+  tests::AddStartedRoot(machine, kRootId);
+  tests::AddGhostRoot(machine, kOtherRootId);
+  process.faults = {FailingCall("SetupDiEnumDeviceInfo", 13, 2)};
+  EXPECT_EQ(CountInstalledRoots(), -1);
+}
+
+TEST_F(InstalledRootCount, LeavesOutARootWhoseHardwareIdsCannotBeRead) {
+  tests::AddStartedRoot(machine, kRootId);
+  tests::AddGhostRoot(machine, kOtherRootId);
+  process.faults = {FailingCall("SetupDiGetDeviceRegistryPropertyW", 13)};
+  EXPECT_EQ(CountInstalledRoots(), 1);
+}
+
+// ------------------------------------------------------------------------------------------------
+
+class PresentRootIds : public RootDiscovery {};
+
+TEST_F(PresentRootIds, AreSortedAndOnlyOfPresentRoots) {
+  AddStranger();
+  tests::AddGhostRoot(machine, u"ROOT\\MEDIA\\0002");
+  tests::AddStartedRoot(machine, kOtherRootId);
+  tests::AddStoppedRoot(machine, kRootId, 28);
+  std::reverse(machine.devices.devices.begin(), machine.devices.devices.end());
+  Ids ids = {u"stale"};
+  EXPECT_TRUE(ListPresentRootIds(ids));
+  EXPECT_EQ(ids, (Ids{kRootId, kOtherRootId}));
+  EXPECT_EQ(tests::CallsOf(process, "SetupDiGetClassDevsW").back().Argument("Flags"), "0x6");
+}
+
+TEST_F(PresentRootIds, AreNoneOnAMachineWithoutRoots) {
+  Ids ids = {u"stale"};
+  EXPECT_TRUE(ListPresentRootIds(ids));
+  EXPECT_EQ(ids, Ids{});
+}
+
+TEST_F(PresentRootIds, FailWithoutAList) {
+  process.faults = {FailingCall("SetupDiGetClassDevsW", 5)};
+  Ids ids = {u"stale"};
+  EXPECT_FALSE(ListPresentRootIds(ids));
+  EXPECT_EQ(ids, Ids{});
+}
+
+TEST_F(PresentRootIds, FailWhenAnIdCannotBeRead) {
+  tests::AddStartedRoot(machine, kRootId);
+  tests::AddStartedRoot(machine, kOtherRootId);
+  for (const std::uint32_t nth : {1U, 2U, 3U, 4U}) {
+    process.callCounts.clear();
+    process.faults = {FailingCall("SetupDiGetDeviceInstanceIdW", 5, nth)};
+    Ids ids;
+    EXPECT_FALSE(ListPresentRootIds(ids)) << nth;
+  }
+}
+
+TEST_F(PresentRootIds, FailWhenTheEnumerationBreaksOffAndAreSortedAllTheSame) {
+  tests::AddStartedRoot(machine, kRootId);
+  tests::AddStartedRoot(machine, kOtherRootId);
+  std::reverse(machine.devices.devices.begin(), machine.devices.devices.end());
+  process.faults = {FailingCall("SetupDiEnumDeviceInfo", 13, 3)};
+  Ids ids;
+  EXPECT_FALSE(ListPresentRootIds(ids));
+  EXPECT_EQ(ids, (Ids{kRootId, kOtherRootId}));
+}
+
+// ------------------------------------------------------------------------------------------------
+
+class WaitForStart : public RootDiscovery {
+ protected:
+  std::uint64_t Waited() const { return machine.clock.tick - startTick_; }
+
+  std::uint64_t startTick_ = machine.clock.tick;
+  std::uint32_t problem_ = 99;
+};
+
+TEST_F(WaitForStart, LooksOnceWithoutTimeToWait) {
+  tests::AddStoppedRoot(machine, kRootId, platform::CM_PROB_DISABLED);
+  EXPECT_FALSE(WaitForStartedRoot(0, problem_));
+  EXPECT_EQ(problem_, 22U);
+  EXPECT_EQ(CountOf("SetupDiGetClassDevsW"), 1U);
+  EXPECT_EQ(CountOf("Sleep"), 0U);
+}
+
+TEST_F(WaitForStart, SeesAStartedRootAtOnce) {
+  tests::AddStartedRoot(machine);
+  EXPECT_TRUE(WaitForStartedRoot(0, problem_));
+  EXPECT_EQ(problem_, 0U);
+  EXPECT_EQ(Waited(), 0U);
+}
+
+TEST_F(WaitForStart, LooksEveryHalfSecondUntilTheRootStarts) {
+  tests::AddStoppedRoot(machine, kRootId, 10);
+  process.faults = {tests::ChangeBefore("SetupDiGetClassDevsW", 4, [](Machine& changed) {
+    Device* root = changed.devices.Find(kRootId);
+    root->status = platform::DN_STARTED;
+    root->problem = 0;
+  })};
+  EXPECT_TRUE(WaitForStartedRoot(20'000, problem_));
+  EXPECT_EQ(Waited(), 1500U);
+  for (const auto& sleep : tests::CallsOf(process, "Sleep")) {
+    EXPECT_EQ(sleep.Argument("milliseconds"), "500");
+  }
+}
+
+TEST_F(WaitForStart, GivesUpAtTheDeadlineWithTheLastProblem) {
+  tests::AddStoppedRoot(machine, kRootId, 28);
+  process.faults = {tests::ChangeBefore("SetupDiGetClassDevsW", 3, [](Machine& changed) {
+    changed.devices.Find(kRootId)->problem = 10;
+  })};
+  EXPECT_FALSE(WaitForStartedRoot(20'000, problem_));
+  EXPECT_EQ(problem_, 10U);
+  EXPECT_EQ(Waited(), 20'000U);
+  EXPECT_EQ(CountOf("SetupDiGetClassDevsW"), 41U);
+}
+
+TEST_F(WaitForStart, KeepsTheLastProblemWhenTheRootVanishes) {
+  tests::AddStoppedRoot(machine, kRootId, 24);
+  process.faults = {tests::ChangeBefore("SetupDiGetClassDevsW", 2,
+                                        [](Machine& changed) { changed.devices.devices.clear(); })};
+  EXPECT_FALSE(WaitForStartedRoot(1000, problem_));
+  EXPECT_EQ(problem_, 24U);
+}
+
+TEST_F(WaitForStart, HasSeenNoProblemWithoutARoot) {
+  AddStranger();
+  EXPECT_FALSE(WaitForStartedRoot(1200, problem_));
+  EXPECT_EQ(problem_, 0U);
+  EXPECT_EQ(Waited(), 1500U);
+}
+
+TEST_F(WaitForStart, LooksAtTheFirstRootOnly) {
+  tests::AddStoppedRoot(machine, kRootId, 10);
+  tests::AddStartedRoot(machine, kOtherRootId);
+  EXPECT_FALSE(WaitForStartedRoot(0, problem_));
+  EXPECT_EQ(problem_, 10U);
+}
+
+TEST_F(WaitForStart, LooksAgainAfterAListOrAStatusThatFailed) {
+  tests::AddStartedRoot(machine);
+  process.faults = {FailingCall("SetupDiGetClassDevsW", 5),
+                    FailingCall("CM_Get_DevNode_Status", platform::CR_FAILURE)};
+  EXPECT_TRUE(WaitForStartedRoot(20'000, problem_));
+  EXPECT_EQ(Waited(), 1000U);
+  EXPECT_EQ(problem_, 0U);
+}
+
+TEST_F(WaitForStart, HoldsNoListWhileItSleeps) {
+  tests::AddStoppedRoot(machine, kRootId, 10);
+  WaitForStartedRoot(500, problem_);
+  std::vector<std::string> order;
+  for (const auto& call : process.calls) {
+    if (call.name == "SetupDiGetClassDevsW" || call.name == "SetupDiDestroyDeviceInfoList" ||
+        call.name == "Sleep") {
+      order.push_back(call.name);
+    }
+  }
+  const std::vector<std::string> expected = {"SetupDiGetClassDevsW", "SetupDiDestroyDeviceInfoList",
+                                             "Sleep", "SetupDiGetClassDevsW",
+                                             "SetupDiDestroyDeviceInfoList"};
+  EXPECT_EQ(order, expected);
+}
+
+}  // namespace
+}  // namespace vorn

@@ -1,0 +1,519 @@
+#include "install/activation_storage.h"
+
+#include "base/text.h"
+#include "platform/native.h"
+#include "privileged_input/protected_files.h"
+#include "tests/privileged_input/input_test.h"
+#include "tests/support/catalog_lists.h"
+
+#include <functional>
+
+namespace vorn {
+namespace {
+
+using tests::CompleteCatalog;
+using tests::kProtectedSddl;
+using tests::Repeat;
+
+constexpr char16_t kPath[] = u"C:\\pkg\\.vorn-driver-activation-state";
+constexpr std::u16string_view kRefused = u"vorn_devnode: refusing malformed activation state\n";
+constexpr std::u16string_view kPersisted =
+    u"vorn_devnode: persisted protected pre-bind activation state\n";
+
+ActivationState FreshState() {
+  ActivationState state;
+  state.fresh = true;
+  state.version = u"26.8.10.5";
+  state.date = u"08/10/2026";
+  state.service = u"VornAudio";
+  state.infSha256 = u"0123456789abcdef0123456789ABCDEF0123456789abcdef0123456789abcdef";
+  return state;
+}
+
+ActivationState UpdateState() {
+  ActivationState state = FreshState();
+  state.fresh = false;
+  state.catalog = CompleteCatalog();
+  for (const CatalogEndpoint& endpoint : state.catalog)
+    state.present.push_back(InstanceIdOfEndpoint(endpoint.endpointId));
+  return state;
+}
+
+sim::Bytes ToBytes(std::u16string_view text) {
+  sim::Bytes bytes;
+  for (const char16_t unit : text) {
+    bytes.push_back(static_cast<std::uint8_t>(unit & 0xFF));
+    bytes.push_back(static_cast<std::uint8_t>(unit >> 8));
+  }
+  return bytes;
+}
+
+class JournalStorage : public tests::InputTest {
+ protected:
+  JournalStorage() { sim::MakeFolder(Files(), u"C:\\pkg"); }
+
+  /// What another run would find: the same machine, none of this run's handles.
+  void EndRun() { privileged_input::ReleaseProtectedFiles(); }
+
+  void PutJournal(std::u16string_view text) { PutProtectedFile(kPath, ToBytes(text)); }
+
+  bool Reads() {
+    ActivationState state;
+    return ReadActivationState(kPath, state);
+  }
+  void ExpectErrorLine(std::u16string_view line) {
+    EXPECT_EQ(ToUtf8(process.ErrorOutput()), ToUtf8(line));
+    process.console.clear();
+  }
+  void ExpectRefused(const ActivationState& state) {
+    process.console.clear();
+    process.calls.clear();
+    EXPECT_FALSE(WriteActivationState(kPath, state));
+    EXPECT_EQ(process.calls.size(), 1U) << "only the line on the console";
+    EXPECT_EQ(process.Output(), u"");
+    ExpectErrorLine(kRefused);
+    EXPECT_FALSE(Exists(kPath));
+  }
+  void ExpectRefused(const std::function<void(ActivationState&)>& damage) {
+    ActivationState state = UpdateState();
+    damage(state);
+    ExpectRefused(state);
+  }
+};
+
+// ------------------------------------------------------------------------------------------------
+// Writing.
+
+TEST_F(JournalStorage, WritesTheTextInCodeUnitsWithoutMarkOrTerminator) {
+  EXPECT_TRUE(WriteActivationState(kPath, UpdateState()));
+  EXPECT_EQ(*sim::ReadWholeFile(Files(), kPath), ToBytes(SerializeActivationState(UpdateState())));
+  EXPECT_EQ(process.Output(), kPersisted);
+  EXPECT_EQ(process.ErrorOutput(), u"");
+}
+
+TEST_F(JournalStorage, IsReadBackInTheSameRunAndInTheNext) {
+  for (const ActivationState& written : {FreshState(), UpdateState()}) {
+    ASSERT_TRUE(WriteActivationState(kPath, written));
+    ActivationState state;
+    EXPECT_TRUE(ReadActivationState(kPath, state));
+    EXPECT_EQ(state, written);
+    EndRun();
+    state = {};
+    EXPECT_TRUE(ReadActivationState(kPath, state));
+    EXPECT_EQ(state, written);
+    DeleteActivationState(kPath);
+    EXPECT_FALSE(Exists(kPath));
+  }
+}
+
+TEST_F(JournalStorage, IsReadThroughTheHandleThatCreatedIt) {
+  ASSERT_TRUE(WriteActivationState(kPath, FreshState()));
+  process.calls.clear();
+  EXPECT_TRUE(Reads());
+  EXPECT_TRUE(CallsOf("NtCreateFile").empty());
+}
+
+TEST_F(JournalStorage, GuardsTheFile) {
+  ASSERT_TRUE(WriteActivationState(kPath, FreshState()));
+  EXPECT_EQ(sim::ToSddl(sim::NodeAt(Files(), kPath).security), kProtectedSddl);
+  const auto descriptors = CallsOf("ConvertStringSecurityDescriptorToSecurityDescriptorW");
+  ASSERT_EQ(descriptors.size(), 1U);
+  EXPECT_EQ(descriptors[0].Argument("StringSecurityDescriptor"), ToUtf8(kProtectedSddl));
+  EXPECT_EQ(descriptors[0].Argument("StringSDRevision"), "1");
+  const auto creation = CallsOf("NtCreateFile").back();
+  EXPECT_EQ(creation.Argument("DesiredAccess"), "0xC0130000");
+  EXPECT_EQ(creation.Argument("CreateDisposition"), "2");
+  EXPECT_EQ(creation.Argument("ShareAccess"), "0x1");
+}
+
+TEST_F(JournalStorage, WritesInThisOrder) {
+  ASSERT_TRUE(WriteActivationState(kPath, FreshState()));
+  std::vector<std::string> names;
+  for (const auto& call : process.calls) {
+    for (const char* name : {"ConvertStringSecurityDescriptorToSecurityDescriptorW",
+                             "SetFilePointerEx", "WriteFile", "SetEndOfFile", "FlushFileBuffers",
+                             "GetSecurityInfo", "GetFileInformationByHandle", "fputws"}) {
+      if (call.name == name) names.push_back(call.name);
+    }
+  }
+  EXPECT_EQ(names,
+            (std::vector<std::string>{"ConvertStringSecurityDescriptorToSecurityDescriptorW",
+                                      "GetFileInformationByHandle", "GetSecurityInfo",
+                                      "SetFilePointerEx", "WriteFile", "SetEndOfFile",
+                                      "FlushFileBuffers", "GetFileInformationByHandle", "fputws"}));
+  EXPECT_EQ(CallsOf("WriteFile")[0].Argument("nNumberOfBytesToWrite"),
+            std::to_string(SerializeActivationState(FreshState()).size() * 2));
+}
+
+TEST_F(JournalStorage, WorksInADriveRoot) {
+  EXPECT_TRUE(WriteActivationState(u"C:\\name", FreshState()));
+  EXPECT_TRUE(Exists(u"C:\\name"));
+  EndRun();
+  ActivationState state;
+  EXPECT_TRUE(ReadActivationState(u"C:\\name", state));
+  DeleteActivationState(u"C:\\name");
+  EXPECT_FALSE(Exists(u"C:\\name"));
+}
+
+TEST_F(JournalStorage, RefusesAMalformedTarget) {
+  for (const std::u16string& version :
+       {std::u16string(), Repeat(u'1', 65), std::u16string(u"1\n2"), std::u16string(u"1\r2")}) {
+    ExpectRefused([&](ActivationState& state) { state.version = version; });
+  }
+  for (const std::u16string& date :
+       {std::u16string(), Repeat(u'1', 33), std::u16string(u"1\n"), std::u16string(u"\r1")}) {
+    ExpectRefused([&](ActivationState& state) { state.date = date; });
+  }
+  for (const char16_t* service : {u"", u"VornAudio2", u"Audiosrv"}) {
+    ExpectRefused([&](ActivationState& state) { state.service = service; });
+  }
+  for (const std::u16string& hash :
+       {std::u16string(), Repeat(u'a', 63), Repeat(u'a', 65), Repeat(u'g', 64)}) {
+    ExpectRefused([&](ActivationState& state) { state.infSha256 = hash; });
+  }
+}
+
+TEST_F(JournalStorage, TakesTheLongestTargetAndAnyCaseOfTheService) {
+  ActivationState state = FreshState();
+  state.version = Repeat(u'1', 64);
+  state.date = Repeat(u'2', 32);
+  state.service = u"vornaudio";
+  state.infSha256 = Repeat(u'F', 64);
+  EXPECT_TRUE(WriteActivationState(kPath, state));
+}
+
+TEST_F(JournalStorage, RefusesBaselinesInAFreshState) {
+  ActivationState state = FreshState();
+  state.present = {u"SWD\\MMDEVAPI\\a"};
+  ExpectRefused(state);
+  state = FreshState();
+  state.catalog = {{0, false, true, u"a"}};
+  ExpectRefused(state);
+}
+
+TEST_F(JournalStorage, RefusesTooManyPresentIds) {
+  ExpectRefused([](ActivationState& state) { state.present.emplace_back(u"one too many"); });
+}
+
+TEST_F(JournalStorage, RefusesAnInconsistentCatalog) {
+  ExpectRefused([](ActivationState& state) { state.catalog.push_back({0, false, true, u"x"}); });
+  ExpectRefused([](ActivationState& state) { state.catalog[0].cableIndex = 10; });
+  ExpectRefused([](ActivationState& state) { state.catalog[0] = state.catalog[1]; });
+  ExpectRefused([](ActivationState& state) {
+    state.catalog[1].endpointId = ToUpperAscii(state.catalog[0].endpointId);
+  });
+}
+
+TEST_F(JournalStorage, RefusesEndpointIdsThatCouldBeReadOtherwise) {
+  for (const std::u16string& id :
+       {std::u16string(), Repeat(u'a', 1025), std::u16string(u"a\nb"), std::u16string(u"a\rb"),
+        std::u16string(u"a|b"), std::u16string(u"|")}) {
+    ExpectRefused([&](ActivationState& state) { state.catalog[3].endpointId = id; });
+  }
+}
+
+TEST_F(JournalStorage, RefusesPresentIdsThatCouldBeReadOtherwise) {
+  for (const std::u16string& id :
+       {std::u16string(), Repeat(u'a', 1025), std::u16string(u"a\nb"), std::u16string(u"a\rb")}) {
+    ExpectRefused([&](ActivationState& state) { state.present[3] = id; });
+  }
+}
+
+TEST_F(JournalStorage, TakesTheLongestIdsAndABarInAPresentId) {
+  ActivationState state = UpdateState();
+  state.catalog[0].endpointId = Repeat(u'a', 1024);
+  state.present[0] = Repeat(u'a', 1024);
+  state.present[1] = u"a|b";
+  EXPECT_TRUE(WriteActivationState(kPath, state));
+  EndRun();
+  EXPECT_TRUE(Reads());
+}
+
+TEST_F(JournalStorage, TakesATextOf65536BytesAndNoMore) {
+  ActivationState state = UpdateState();
+  for (std::size_t i = 0; i < 20; ++i) {
+    state.catalog[i].endpointId += Repeat(u'e', 1024 - state.catalog[i].endpointId.size());
+    const std::size_t length = i == 19 ? 100 : 580;
+    state.present[i] = Repeat(static_cast<char16_t>(u'a' + i), length);
+  }
+  const std::size_t room = 32768 - SerializeActivationState(state).size();
+  ASSERT_LT(room, 924U);
+  state.present[19] += Repeat(u'z', room);
+  ASSERT_EQ(SerializeActivationState(state).size(), 32768U);
+
+  ActivationState tooLong = state;
+  tooLong.present[19] += u'z';
+  ExpectRefused(tooLong);
+  EXPECT_TRUE(WriteActivationState(kPath, state));
+  EndRun();
+  ActivationState read;
+  EXPECT_TRUE(ReadActivationState(kPath, read));
+  EXPECT_EQ(read, state);
+}
+
+TEST_F(JournalStorage, ReportsADescriptorThatCannotBeMade) {
+  FailCall("ConvertStringSecurityDescriptorToSecurityDescriptorW", 8);
+  EXPECT_FALSE(WriteActivationState(kPath, FreshState()));
+  ExpectErrorLine(
+      u"vorn_devnode: activation-state security descriptor failed (error 0x00000008)\n");
+  EXPECT_TRUE(CallsOf("NtCreateFile").empty());
+}
+
+TEST_F(JournalStorage, ReportsAnUnusablePath) {
+  for (const auto& [path, error] : std::vector<std::pair<std::u16string, std::u16string>>{
+           {u"", u"0000007B"},
+           {u"state", u"0000007B"},
+           {u"C:\\", u"0000007B"},
+           {u"C:\\pkg\\state\\", u"0000007B"},
+           {u"C:\\pkg\\nul", u"0000007B"},
+           {u"\\\\?\\C:\\pkg\\state", u"0000007B"},
+           {u"C:\\none\\state", u"00000002"},
+           {u"Q:\\state", u"00000002"}}) {
+    EXPECT_FALSE(WriteActivationState(path, FreshState()));
+    ExpectErrorLine(u"vorn_devnode: safe create(activation state) failed (error 0x" + error +
+                    u")\n");
+  }
+}
+
+TEST_F(JournalStorage, NeitherOverwritesNorDeletesAnExistingJournal) {
+  PutJournal(u"an older journal");
+  EXPECT_FALSE(WriteActivationState(kPath, FreshState()));
+  ExpectErrorLine(u"vorn_devnode: safe create(activation state) failed (error 0x000000B7)\n");
+  EXPECT_EQ(*sim::ReadWholeFile(Files(), kPath), ToBytes(u"an older journal"));
+  EXPECT_EQ(sim::ListFolder(Files(), u"C:\\pkg").size(), 1U);
+}
+
+TEST_F(JournalStorage, NeverWritesThroughALink) {
+  sim::PutFile(Files(), u"C:\\victim", "precious");
+  sim::PutLink(Files(), kPath, sim::ReparseKind::SymbolicLink, u"C:\\victim", false);
+  EXPECT_FALSE(WriteActivationState(kPath, FreshState()));
+  ExpectErrorLine(u"vorn_devnode: safe create(activation state) failed (error 0x000000B7)\n");
+  sim::MakeFolder(Files(), u"C:\\elsewhere");
+  sim::PutLink(Files(), u"C:\\linked", sim::ReparseKind::Junction, u"C:\\elsewhere", true);
+  EXPECT_FALSE(WriteActivationState(u"C:\\linked\\state", FreshState()));
+  ExpectErrorLine(u"vorn_devnode: safe create(activation state) failed (error 0x00001129)\n");
+  EXPECT_TRUE(sim::ListFolder(Files(), u"C:\\elsewhere").empty());
+  EXPECT_EQ(sim::ReadWholeFile(Files(), u"C:\\victim")->size(), 8U);
+}
+
+TEST_F(JournalStorage, DeletesAJournalThatIsNotProtectedIndeed) {
+  ChangeBefore("GetSecurityInfo", 1, [](sim::Machine& changed) {
+    sim::NodeAt(changed.files, kPath).security.owner = sim::kOtherUser;
+  });
+  EXPECT_FALSE(WriteActivationState(kPath, FreshState()));
+  ExpectErrorLine(u"vorn_devnode: safe create(activation state) failed (error 0x00000005)\n");
+  EXPECT_FALSE(Exists(kPath));
+}
+
+TEST_F(JournalStorage, DeletesAJournalThatCouldNotBeWrittenWhole) {
+  for (const char* call : {"SetFilePointerEx", "WriteFile", "SetEndOfFile", "FlushFileBuffers"}) {
+    FailCall(call, platform::ERROR_DISK_FULL);
+    EXPECT_FALSE(WriteActivationState(kPath, FreshState())) << call;
+    ExpectErrorLine(u"vorn_devnode: WriteFile(activation state) failed (error 0x00000070)\n");
+    EXPECT_FALSE(Exists(kPath)) << call;
+  }
+  FailCall("GetFileInformationByHandle", platform::ERROR_GEN_FAILURE, 2);
+  EXPECT_FALSE(WriteActivationState(kPath, FreshState()));
+  ExpectErrorLine(u"vorn_devnode: WriteFile(activation state) failed (error 0x0000001F)\n");
+  EXPECT_FALSE(Exists(kPath));
+  AddFault("WriteFile", sim::FaultKind::Short).amount = 10;
+  EXPECT_FALSE(WriteActivationState(kPath, FreshState()));
+  ExpectErrorLine(u"vorn_devnode: WriteFile(activation state) failed (error 0x000003EE)\n");
+  EXPECT_FALSE(Exists(kPath));
+  EXPECT_EQ(OpenHandles(), 0U);
+  EXPECT_TRUE(WriteActivationState(kPath, FreshState()));
+}
+
+TEST_F(JournalStorage, ReportsAFullDisk) {
+  Files().volumes[0].freeBytes = 20;
+  EXPECT_FALSE(WriteActivationState(kPath, FreshState()));
+  ExpectErrorLine(u"vorn_devnode: WriteFile(activation state) failed (error 0x00000070)\n");
+  EXPECT_FALSE(Exists(kPath));
+}
+
+TEST_F(JournalStorage, NeverLeavesAHalfWrittenJournalWhicheverCallFails) {
+  process.logCalls = true;
+  ASSERT_TRUE(WriteActivationState(kPath, FreshState()));
+  const std::vector<sim::CallRecord> calls = process.calls;
+  DeleteActivationState(kPath);
+  for (std::size_t i = 0; i < calls.size(); ++i) {
+    const std::string& name = calls[i].name;
+    if (name == "CloseHandle" || name == "LocalFree" || name == "fputws") continue;
+    SCOPED_TRACE(std::to_string(i) + ": " + name);
+    process.console.clear();
+    const auto number = static_cast<std::uint32_t>(process.callCount + i + 1);
+    process.faults = {{"*",
+                       number,
+                       number,
+                       sim::FaultKind::Fail,
+                       static_cast<std::uint32_t>(platform::STATUS_INSUFFICIENT_RESOURCES),
+                       0,
+                       {}}};
+    const bool written = WriteActivationState(kPath, FreshState());
+    process.faults.clear();
+    EXPECT_EQ(Exists(kPath), written);
+    EXPECT_EQ(process.ErrorOutput().empty(), written);
+    if (written) DeleteActivationState(kPath);
+    EXPECT_EQ(OpenHandles(), 0U);
+  }
+}
+
+// ------------------------------------------------------------------------------------------------
+// Reading.
+
+TEST_F(JournalStorage, SaysSoWhenThereIsNoSafeJournal) {
+  const std::u16string_view line = u"vorn_devnode: activation state missing or unsafe\n";
+  EXPECT_FALSE(Reads());
+  ExpectErrorLine(line);
+  const std::u16string text = SerializeActivationState(FreshState());
+  for (const char16_t* sddl :
+       {u"O:BUD:P(A;;FA;;;SY)(A;;FA;;;BA)", u"O:BAD:(A;;FA;;;SY)(A;;FA;;;BA)",
+        u"O:BAD:P(A;;FA;;;SY)(A;;FA;;;BA)(A;;FA;;;WD)",
+        u"O:S-1-5-21-1000000000-2000000000-3000000000-1002D:P(A;;FA;;;SY)(A;;FA;;;BA)"}) {
+    PutJournal(text);
+    SetSecurity(kPath, sddl);
+    EXPECT_FALSE(Reads()) << testing::PrintToString(sddl);
+    ExpectErrorLine(line);
+  }
+  PutJournal(text);
+  sim::AddHardLink(Files(), kPath, u"C:\\alias");
+  EXPECT_FALSE(Reads());
+  ExpectErrorLine(line);
+  sim::RemovePath(Files(), u"C:\\alias");
+  EXPECT_TRUE(Reads());
+}
+
+TEST_F(JournalStorage, RefusesAJournalOverTheLimit) {
+  PutProtectedFile(kPath, sim::Bytes(65538, u' '));
+  EXPECT_FALSE(Reads());
+  ExpectErrorLine(u"vorn_devnode: activation state missing or unsafe\n");
+}
+
+TEST_F(JournalStorage, RefusesAnOddAnEmptyOrAMalformedJournalSilently) {
+  sim::Bytes odd = ToBytes(SerializeActivationState(FreshState()));
+  odd.push_back(0);
+  for (const sim::Bytes& content :
+       {sim::Bytes(), sim::Bytes{1}, odd, ToBytes(u"nonsense\n"), sim::Bytes(65536, u' ')}) {
+    PutProtectedFile(kPath, content);
+    EXPECT_FALSE(Reads());
+    EXPECT_EQ(process.ErrorOutput() + process.Output(), u"");
+    EndRun();
+  }
+}
+
+TEST_F(JournalStorage, RefusesANulAnywhere) {
+  const std::u16string text = SerializeActivationState(FreshState());
+  for (const std::size_t position : {std::size_t{0}, text.size() / 2, text.size()}) {
+    std::u16string damaged = text;
+    damaged.insert(position, 1, u'\0');
+    PutJournal(damaged);
+    EXPECT_FALSE(Reads()) << position;
+    EndRun();
+  }
+  PutJournal(text);
+  EXPECT_TRUE(Reads());
+}
+
+TEST_F(JournalStorage, TakesNoOtherEncoding) {
+  std::string utf8 = ToUtf8(SerializeActivationState(FreshState()));
+  if (utf8.size() % 2 != 0) utf8 += '\n';
+  PutProtectedFile(kPath, sim::Bytes(utf8.begin(), utf8.end()));
+  EXPECT_FALSE(Reads());
+  EndRun();
+  PutJournal(u"\uFEFF" + SerializeActivationState(FreshState()));
+  EXPECT_FALSE(Reads());
+}
+
+TEST_F(JournalStorage, ReadsABarInAnEndpointIdThatItWouldNotWrite) {
+  ActivationState state = UpdateState();
+  state.catalog[0].endpointId = u"a|b";
+  PutJournal(SerializeActivationState(state));
+  ActivationState read;
+  EXPECT_TRUE(ReadActivationState(kPath, read));
+  EXPECT_EQ(read, state);
+}
+
+TEST_F(JournalStorage, LeavesTheRecordAloneWhenItCannotRead) {
+  ActivationState state = UpdateState();
+  const ActivationState before = state;
+  EXPECT_FALSE(ReadActivationState(kPath, state));
+  PutJournal(u"nonsense\n");
+  EXPECT_FALSE(ReadActivationState(kPath, state));
+  EXPECT_EQ(state, before);
+}
+
+TEST_F(JournalStorage, RefusesAShortOrFailedRead) {
+  PutJournal(SerializeActivationState(FreshState()));
+  AddFault("ReadFile", sim::FaultKind::Short).amount = 100;
+  EXPECT_FALSE(Reads());
+  FailCall("ReadFile", platform::ERROR_GEN_FAILURE);
+  EXPECT_FALSE(Reads());
+  FailCall("SetFilePointerEx", platform::ERROR_GEN_FAILURE);
+  EXPECT_FALSE(Reads());
+  EXPECT_EQ(process.ErrorOutput(), u"");
+  EXPECT_TRUE(Reads());
+  EXPECT_TRUE(Reads()) << "from the start again";
+}
+
+// ------------------------------------------------------------------------------------------------
+// Deleting.
+
+TEST_F(JournalStorage, DeletesTheJournalOfThisRunAtOnceAndMayBeWrittenAgain) {
+  ASSERT_TRUE(WriteActivationState(kPath, FreshState()));
+  DeleteActivationState(kPath);
+  EXPECT_FALSE(Exists(kPath));
+  EXPECT_TRUE(WriteActivationState(kPath, FreshState()));
+  EXPECT_EQ(process.ErrorOutput(), u"");
+}
+
+TEST_F(JournalStorage, DeletesTheJournalOfAnEarlierRun) {
+  PutJournal(u"whatever is in it");
+  DeleteActivationState(kPath);
+  EXPECT_FALSE(Exists(kPath));
+  EXPECT_EQ(process.ErrorOutput() + process.Output(), u"");
+}
+
+TEST_F(JournalStorage, DeletesAJournalThatSomebodyHereStillRefersTo) {
+  PutJournal(SerializeActivationState(FreshState()));
+  const privileged_input::File kept = privileged_input::OpenProtectedFile(kPath);
+  ASSERT_TRUE(Reads());
+  DeleteActivationState(kPath);
+  EXPECT_FALSE(kept);
+  EXPECT_FALSE(Exists(kPath));
+  EXPECT_TRUE(WriteActivationState(kPath, FreshState()));
+}
+
+TEST_F(JournalStorage, DeletesNothingSilentlyWhenThereIsNone) {
+  DeleteActivationState(kPath);
+  DeleteActivationState(u"C:\\none\\state");
+  EXPECT_EQ(process.ErrorOutput() + process.Output(), u"");
+}
+
+TEST_F(JournalStorage, ReportsAJournalThatIsNotSafeToDelete) {
+  PutJournal(u"planted");
+  SetSecurity(kPath, u"O:BUD:(A;;FA;;;WD)");
+  DeleteActivationState(kPath);
+  ExpectErrorLine(
+      u"vorn_devnode: safe open for delete(activation state) failed (error 0x00000005)\n");
+  EXPECT_TRUE(Exists(kPath));
+}
+
+TEST_F(JournalStorage, ReportsADeletionThatFailsAndLetsGo) {
+  ASSERT_TRUE(WriteActivationState(kPath, FreshState()));
+  FailCall("SetFileInformationByHandle", platform::ERROR_GEN_FAILURE);
+  DeleteActivationState(kPath);
+  ExpectErrorLine(u"vorn_devnode: delete handle(activation state) failed (error 0x0000001F)\n");
+  EXPECT_TRUE(Exists(kPath));
+  EXPECT_EQ(OpenHandles(), 0U);
+}
+
+TEST_F(JournalStorage, LeavesAReadOnlyJournalWithAReport) {
+  PutJournal(u"read-only");
+  sim::NodeAt(Files(), kPath).attributes = platform::FILE_ATTRIBUTE_READONLY;
+  DeleteActivationState(kPath);
+  ExpectErrorLine(u"vorn_devnode: delete handle(activation state) failed (error 0x00000005)\n");
+  EXPECT_TRUE(Exists(kPath));
+}
+
+}  // namespace
+}  // namespace vorn

@@ -1,0 +1,193 @@
+#include "package/content_hash.h"
+
+#include "package_world.h"
+#include "platform/crypto.h"
+#include "platform/files.h"
+#include "privileged_input/file.h"
+#include "privileged_input/protected_files.h"
+
+#include <gtest/gtest.h>
+
+namespace vorn {
+namespace {
+
+using namespace platform::simulated;
+using namespace tests;
+using privileged_input::File;
+
+// Digests of known contents, from the standard's own examples and another implementation.
+constexpr char16_t kDigestOfNothing[] =
+    u"e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855";
+constexpr char16_t kDigestOfAbc[] =
+    u"ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad";
+constexpr char16_t kDigestOf128KiBOfZeros[] =
+    u"fa43239bcee7b97ca62f007cc68487560a39e19f74f3dde7486db3f98df8e471";
+
+std::u16string HashOf(Machine& machine) {
+  Process process(machine);
+  std::u16string digest = u"left over";
+  EXPECT_TRUE(HashFileSha256(kInfPath, nullptr, digest));
+  EXPECT_TRUE(NothingIsOpen(process));
+  return digest;
+}
+
+TEST(HashFileSha256, HashesAnEmptyFile) {
+  Machine machine = MachineWithInf("");
+  EXPECT_EQ(HashOf(machine), kDigestOfNothing);
+}
+
+TEST(HashFileSha256, GivesLowerCaseDigits) {
+  Machine machine = MachineWithInf("abc");
+  EXPECT_EQ(HashOf(machine), kDigestOfAbc);
+}
+
+TEST(HashFileSha256, EndsWithOneMoreEmptyReadAfterAMultipleOfTheBuffer) {
+  Machine machine = MachineWithInf(std::string(131072, '\0'));
+  Process process(machine);
+  process.logCalls = true;
+  std::u16string digest;
+  ASSERT_TRUE(HashFileSha256(kInfPath, nullptr, digest));
+  EXPECT_EQ(digest, kDigestOf128KiBOfZeros);
+  EXPECT_EQ(CallsOf(process, "ReadFile").size(), 3U);
+  EXPECT_EQ(ArgumentsOf(process, "BCryptHashData", "Size"),
+            (std::vector<std::string>{"65536", "65536"}));
+}
+
+TEST(HashFileSha256, HashesTheBytesActuallyRead) {
+  Machine machine = MachineWithInf(std::string(65537, 'x'));
+  Process process(machine);
+  process.logCalls = true;
+  std::u16string digest;
+  ASSERT_TRUE(HashFileSha256(kInfPath, nullptr, digest));
+  EXPECT_EQ(ArgumentsOf(process, "BCryptHashData", "Size"),
+            (std::vector<std::string>{"65536", "1"}));
+}
+
+TEST(HashFileSha256, CoversTheWholeFileWhereverItsPositionStands) {
+  Machine machine = MachineWithInf("abc");
+  Process process(machine);
+  const File file = privileged_input::OpenInputFile(kInfPath);
+  ASSERT_TRUE(platform::SetFilePointerEx(file.Handle(), 0, nullptr, platform::FILE_END));
+  std::u16string digest;
+  ASSERT_TRUE(HashFileSha256(u"", &file, digest));
+  EXPECT_EQ(digest, kDigestOfAbc);
+  EXPECT_TRUE(HashFileSha256(u"", &file, digest)) << "the file can be hashed again";
+  EXPECT_EQ(digest, kDigestOfAbc);
+}
+
+TEST(HashFileSha256, PrefersTheCallersFileToThePath) {
+  Machine machine = MachineWithInf("abc");
+  PutFile(machine.files, u"C:\\pkg\\other.inf", "something else");
+  Process process(machine);
+  const File file = privileged_input::OpenInputFile(kInfPath);
+  std::u16string digest;
+  ASSERT_TRUE(HashFileSha256(u"C:\\pkg\\other.inf", &file, digest));
+  EXPECT_EQ(digest, kDigestOfAbc);
+}
+
+TEST(HashFileSha256, OpensThePathWhenTheCallersFileIsNotOpen) {
+  Machine machine = MachineWithInf("abc");
+  Process process(machine);
+  const File file;
+  std::u16string digest;
+  ASSERT_TRUE(HashFileSha256(kInfPath, &file, digest));
+  EXPECT_EQ(digest, kDigestOfAbc);
+}
+
+TEST(HashFileSha256, FailsWithoutAFile) {
+  Machine machine = BareMachine();
+  Process process(machine);
+  process.logCalls = true;
+  std::u16string digest = u"left over";
+  EXPECT_FALSE(HashFileSha256(kInfPath, nullptr, digest));
+  EXPECT_EQ(digest, u"");
+  EXPECT_TRUE(CallsOf(process, "BCryptOpenAlgorithmProvider").empty());
+}
+
+TEST(HashFileSha256, AsksTheProviderForItsSizesAndUsesThem) {
+  Machine machine = MachineWithInf("abc");
+  Process process(machine);
+  process.logCalls = true;
+  std::u16string digest;
+  ASSERT_TRUE(HashFileSha256(kInfPath, nullptr, digest));
+  EXPECT_EQ(ArgumentsOf(process, "BCryptOpenAlgorithmProvider", "AlgId"),
+            std::vector<std::string>{"SHA256"});
+  EXPECT_EQ(ArgumentsOf(process, "BCryptGetProperty", "Property"),
+            (std::vector<std::string>{"ObjectLength", "HashDigestLength"}));
+  EXPECT_EQ(ArgumentsOf(process, "BCryptGetProperty", "OutputSize"),
+            (std::vector<std::string>{"4", "4"}));
+  std::uint32_t objectLength = 0;
+  std::uint32_t written = 0;
+  platform::BCRYPT_ALG_HANDLE algorithm = nullptr;
+  ASSERT_EQ(platform::BCryptOpenAlgorithmProvider(&algorithm, platform::BCRYPT_SHA256_ALGORITHM),
+            0);
+  ASSERT_EQ(platform::BCryptGetProperty(algorithm, platform::BCRYPT_OBJECT_LENGTH,
+                                        reinterpret_cast<std::uint8_t*>(&objectLength),
+                                        sizeof objectLength, &written),
+            0);
+  EXPECT_EQ(ArgumentsOf(process, "BCryptCreateHash", "ObjectSize"),
+            std::vector<std::string>{std::to_string(objectLength)});
+  EXPECT_EQ(ArgumentsOf(process, "BCryptFinishHash", "OutputSize"), std::vector<std::string>{"32"});
+}
+
+TEST(HashFileSha256, DestroysTheHashBeforeItsProvider) {
+  Machine machine = MachineWithInf("abc");
+  Process process(machine);
+  process.logCalls = true;
+  std::u16string digest;
+  ASSERT_TRUE(HashFileSha256(kInfPath, nullptr, digest));
+  std::vector<std::string> released;
+  for (const CallRecord& call : process.calls) {
+    if (call.name.starts_with("BCrypt") && IsRelease(call.name)) released.push_back(call.name);
+  }
+  EXPECT_EQ(released,
+            (std::vector<std::string>{"BCryptDestroyHash", "BCryptCloseAlgorithmProvider"}));
+}
+
+TEST(HashFileSha256, FailsWithoutADigestWhenAnyCallFails) {
+  FailEachCall(MachineWithInf("abc"), [](Process& process, const std::string& failing) {
+    std::u16string digest = u"left over";
+    const bool hashed = HashFileSha256(kInfPath, nullptr, digest);
+    const bool expected = failing.empty() || IsRelease(failing);
+    EXPECT_EQ(hashed, expected);
+    EXPECT_EQ(digest, expected ? kDigestOfAbc : u"");
+    EXPECT_EQ(process.Output() + process.ErrorOutput(), u"");
+  });
+}
+
+TEST(HashFileSha256, RefusesADigestOfAnotherLength) {
+  Machine machine = MachineWithInf("abc");
+  Process process(machine);
+  Fault noLength;
+  noLength.call = "BCryptGetProperty";
+  noLength.first = noLength.last = 2;
+  noLength.kind = FaultKind::SucceedWithoutEffect;
+  Fault finishes = noLength;
+  finishes.call = "BCryptFinishHash";
+  finishes.first = finishes.last = 1;
+  process.faults = {noLength, finishes};
+  std::u16string digest = u"left over";
+  EXPECT_FALSE(HashFileSha256(kInfPath, nullptr, digest));
+  EXPECT_EQ(digest, u"");
+  EXPECT_TRUE(NothingIsOpen(process));
+}
+
+TEST(HashFileSha256, RefusesAFileOfMoreThan4MiB) {
+  Machine machine = BareMachine();
+  PutEmptyFile(machine.files, kInfPath, 4194305);
+  Process process(machine);
+  std::u16string digest;
+  EXPECT_FALSE(HashFileSha256(kInfPath, nullptr, digest));
+}
+
+TEST(HashFileSha256, TakesAFileOf4MiB) {
+  Machine machine = BareMachine();
+  PutEmptyFile(machine.files, kInfPath, 4194304);
+  Process process(machine);
+  std::u16string digest;
+  EXPECT_TRUE(HashFileSha256(kInfPath, nullptr, digest));
+  EXPECT_EQ(digest, u"bb9f8df61474d25e71fa00722318cd387396ca1736605e1248821cc0de3d3af8");
+}
+
+}  // namespace
+}  // namespace vorn

@@ -1,0 +1,456 @@
+#include "package/package_cleanup.h"
+
+#include "package_world.h"
+#include "platform/files.h"
+#include "platform/simulated/driver_store.h"
+
+#include <gtest/gtest.h>
+
+namespace vorn {
+namespace {
+
+using namespace platform::simulated;
+using namespace tests;
+
+constexpr char16_t kNoContract[] =
+    u"vorn_devnode: expected uninstall INF does not carry the exact VORN package contract\n";
+
+std::u16string Doubtful(const std::u16string& name) {
+  return u"vorn_devnode: exact-hash package " + name +
+         u" changed or failed structured identity validation; retaining all remaining packages\n";
+}
+
+using Names = std::vector<std::u16string>;
+
+struct Answer {
+  bool ok = false;
+  Names names = {u"left over"};
+  std::uint32_t removed = 77;
+  std::u16string output;
+  std::u16string errorOutput;
+  std::vector<CallRecord> calls;
+};
+
+template <class Operation>
+Answer Do(Machine& machine, std::vector<Fault> faults, Operation operation) {
+  Process process(machine);
+  process.logCalls = true;
+  process.faults = std::move(faults);
+  Answer answer;
+  answer.ok = operation(answer);
+  answer.output = process.Output();
+  answer.errorOutput = process.ErrorOutput();
+  answer.calls = process.calls;
+  EXPECT_TRUE(NothingIsOpen(process));
+  return answer;
+}
+
+Answer Select(Machine machine, const InfIdentity& expected = SoundIdentity(),
+              std::vector<Fault> faults = {}) {
+  return Do(machine, std::move(faults),
+            [&](Answer& answer) { return SelectExactPackages(expected, answer.names); });
+}
+
+Answer Remove(Machine& machine, std::vector<Fault> faults = {}) {
+  return Do(machine, std::move(faults),
+            [](Answer& answer) { return RemoveExactPackages(SoundIdentity(), answer.removed); });
+}
+
+Names Uninstalled(const Answer& answer) {
+  Names names;
+  for (const CallRecord& call : answer.calls) {
+    if (call.name != "SetupUninstallOEMInfW") continue;
+    const std::string name = call.Argument("InfFileName");
+    names.emplace_back(name.begin(), name.end());
+    EXPECT_EQ(call.Argument("Flags"), "0x0");
+  }
+  return names;
+}
+
+/// The product published twice, beside packages of others.
+Machine StockedMachine() {
+  Machine machine = BareMachine();
+  Publish(machine, u"oem1.inf", InfWith("VORN Audio", "Others Inc."), u"other.inf", u"other.cat");
+  Publish(machine, u"oem3.inf", SoundInf());
+  Publish(machine, u"oem4.inf", SoundInf() + ";another build\n");
+  Publish(machine, u"oem12.inf", SoundInf());
+  return machine;
+}
+
+// ------------------------------------------------------------------------------------------------
+
+TEST(SelectExactPackages, SelectsByBytesInOrdinalOrder) {
+  const Answer answer = Select(StockedMachine());
+  EXPECT_TRUE(answer.ok);
+  EXPECT_EQ(answer.names, (Names{u"oem12.inf", u"oem3.inf"}));
+  EXPECT_EQ(answer.output + answer.errorOutput, u"");
+}
+
+TEST(SelectExactPackages, FindsNothingInAnEmptyStore) {
+  const Answer answer = Select(BareMachine());
+  EXPECT_TRUE(answer.ok);
+  EXPECT_EQ(answer.names, Names{});
+}
+
+TEST(SelectExactPackages, KeepsTheNameAsTheFolderHasIt) {
+  Machine machine = BareMachine();
+  Publish(machine, u"OEM7.Inf", SoundInf());
+  EXPECT_EQ(Select(machine).names, Names{u"OEM7.Inf"});
+}
+
+TEST(SelectExactPackages, IgnoresTheCaseOfTheExpectedHash) {
+  InfIdentity expected = SoundIdentity();
+  for (char16_t& unit : expected.infSha256) {
+    if (unit >= u'a') unit = static_cast<char16_t>(unit - 0x20);
+  }
+  EXPECT_EQ(Select(StockedMachine(), expected).names, (Names{u"oem12.inf", u"oem3.inf"}));
+}
+
+TEST(SelectExactPackages, NeedsTheIdentityOfASourceInf) {
+  InfIdentity expected = SoundIdentity();
+  expected.publishedInfName = u"oem3.inf";
+  InfIdentity broken = SoundIdentity();
+  broken.hasExactService = false;
+  for (const InfIdentity& refused : {expected, broken, InfIdentity()}) {
+    const Answer answer = Select(StockedMachine(), refused);
+    EXPECT_FALSE(answer.ok);
+    EXPECT_EQ(answer.names, Names{});
+    EXPECT_EQ(answer.errorOutput, kNoContract);
+    for (const CallRecord& call : answer.calls)
+      EXPECT_EQ(call.name, "fputws") << "nothing is looked at";
+  }
+}
+
+TEST(SelectExactPackages, ReportsAWindowsFolderThatIsUnknown) {
+  Fault fault;
+  fault.call = "GetWindowsDirectoryW";
+  fault.error = 0x1234;
+  const Answer answer = Select(StockedMachine(), SoundIdentity(), {fault});
+  EXPECT_FALSE(answer.ok);
+  EXPECT_EQ(answer.names, Names{});
+  EXPECT_EQ(answer.errorOutput,
+            u"vorn_devnode: GetWindowsDirectory(package cleanup) failed (error 0x00001234)\n");
+}
+
+TEST(SelectExactPackages, FailsSilentlyWithoutTheInfFolder) {
+  Machine machine = StockedMachine();
+  RemovePath(machine.files, u"C:\\Windows\\INF");
+  const Answer answer = Select(machine);
+  EXPECT_FALSE(answer.ok);
+  EXPECT_EQ(answer.names, Names{});
+  EXPECT_EQ(answer.output + answer.errorOutput, u"");
+}
+
+TEST(SelectExactPackages, DoesNotFollowALinkToTheInfFolder) {
+  Machine machine = StockedMachine();
+  MovePath(machine.files, u"C:\\Windows\\INF", u"C:\\Elsewhere");
+  PutLink(machine.files, u"C:\\Windows\\INF", ReparseKind::Junction, u"\\??\\C:\\Elsewhere", true);
+  EXPECT_FALSE(Select(machine).ok);
+}
+
+TEST(SelectExactPackages, NeverConsidersWhatIsNoPublishedInf) {
+  Machine machine = BareMachine();
+  const std::u16string folder = kInfFolder;
+  for (const char16_t* name :
+       {u"oem.inf", u"oem7.pnf", u"oemx1.inf", u"vorn_audio.inf", u"oem8.inf.bak"}) {
+    PutFile(machine.files, folder + name, SoundInf());
+  }
+  MakeFolder(machine.files, folder + u"oem5.inf");
+  PutFile(machine.files, u"C:\\real.inf", SoundInf());
+  PutLink(machine.files, folder + u"oem6.inf", ReparseKind::SymbolicLink, u"\\??\\C:\\real.inf",
+          false);
+  const Answer answer = Select(machine);
+  EXPECT_TRUE(answer.ok);
+  EXPECT_EQ(answer.names, Names{});
+  for (const CallRecord& call : answer.calls) {
+    if (call.name == "NtCreateFile") {
+      EXPECT_EQ(call.Argument("ObjectName").find("oem"), std::string::npos);
+    }
+  }
+}
+
+TEST(SelectExactPackages, SkipsAPackageThatCannotBeOpened) {
+  Machine machine = StockedMachine();
+  HoldOpen(machine.files, u"C:\\Windows\\INF\\oem3.inf", platform::GENERIC_WRITE,
+           platform::FILE_SHARE_READ | platform::FILE_SHARE_WRITE);
+  const Answer answer = Select(machine);
+  EXPECT_TRUE(answer.ok);
+  EXPECT_EQ(answer.names, Names{u"oem12.inf"});
+}
+
+TEST(SelectExactPackages, SkipsAPackageOverTheSizeLimit) {
+  Machine machine = StockedMachine();
+  PutEmptyFile(machine.files, u"C:\\Windows\\INF\\oem5.inf", 4194305);
+  EXPECT_EQ(Select(machine).names, (Names{u"oem12.inf", u"oem3.inf"}));
+}
+
+TEST(SelectExactPackages, SkipsAPackageThatCannotBeHashed) {
+  Fault fault;
+  fault.call = "ReadFile";
+  fault.first = 1;
+  fault.last = kEveryLaterCall;
+  const Answer answer = Select(StockedMachine(), SoundIdentity(), {fault});
+  EXPECT_TRUE(answer.ok);
+  EXPECT_EQ(answer.names, Names{});
+}
+
+TEST(SelectExactPackages, EmptiesTheSelectionForOneDoubtfulPackage) {
+  Machine machine = StockedMachine();
+  // In listing order after oem12.inf and oem3.inf, which are exact.
+  Publish(machine, u"oem9.inf", SoundInf(), u"vorn_audio.inf", u"other.cat");
+  const Answer answer = Select(machine);
+  EXPECT_FALSE(answer.ok);
+  EXPECT_EQ(answer.names, Names{});
+  EXPECT_EQ(answer.errorOutput, Doubtful(u"oem9.inf"));
+}
+
+TEST(SelectExactPackages, DoubtsEveryOtherIdentityOfTheSameBytes) {
+  struct Row {
+    const char16_t* originalInf;
+    const char16_t* originalCatalog;
+  };
+  for (const Row& row : {Row{u"other.inf", u"vorn_audio.cat"}, Row{u"vorn_audio.inf", u"x.cat"},
+                         Row{u"", u"vorn_audio.cat"}, Row{u"vorn_audio.inf", u""},
+                         Row{u"vorn_audio.inf ", u"vorn_audio.cat"}}) {
+    Machine machine = BareMachine();
+    Publish(machine, u"oem2.inf", SoundInf(), row.originalInf, row.originalCatalog);
+    const Answer answer = Select(machine);
+    EXPECT_FALSE(answer.ok);
+    EXPECT_EQ(answer.errorOutput, Doubtful(u"oem2.inf"));
+  }
+}
+
+TEST(SelectExactPackages, ComparesOriginalNamesWithoutRegardToCase) {
+  Machine machine = BareMachine();
+  Publish(machine, u"oem2.inf", SoundInf(), u"VORN_AUDIO.INF", u"Vorn_Audio.Cat");
+  EXPECT_EQ(Select(machine).names, Names{u"oem2.inf"});
+}
+
+TEST(SelectExactPackages, DoubtsWhatDiffersFromTheExpectedIdentityInAnyField) {
+  // Identities that keep the contract, but not what the published INF says.
+  std::vector<InfIdentity> others(2, SoundIdentity());
+  others[0].driverDate = u"01/01/2020";
+  others[1].driverVersion = u"1.2.3.4";
+  for (const InfIdentity& expected : others) {
+    ASSERT_TRUE(HasExactPackageContract(expected));
+    const Answer answer = Select(StockedMachine(), expected);
+    EXPECT_FALSE(answer.ok);
+    EXPECT_EQ(answer.errorOutput, Doubtful(u"oem12.inf"));
+  }
+}
+
+TEST(SelectExactPackages, DoubtsAPackageThatChangesAfterItsHash) {
+  // The hash is taken, then the identity cannot be read any more.
+  Fault fault;
+  fault.call = "SetupOpenInfFileW";
+  const Answer answer = Select(StockedMachine(), SoundIdentity(), {fault});
+  EXPECT_FALSE(answer.ok);
+  EXPECT_EQ(answer.names, Names{});
+  EXPECT_EQ(answer.errorOutput, Doubtful(u"oem12.inf"));
+}
+
+TEST(SelectExactPackages, HoldsAFileOpenWhileItIsJudgedAndNoLonger) {
+  const Answer answer = Select(StockedMachine());
+  int open = 0;
+  int most = 0;
+  for (const CallRecord& call : answer.calls) {
+    if (call.name == "NtCreateFile") ++open;
+    if (call.name == "CloseHandle") --open;
+    most = std::max(most, open);
+  }
+  EXPECT_EQ(open, 0);
+  EXPECT_EQ(most, 4) << "the volume's root, two folders and one file";
+}
+
+TEST(SelectExactPackages, NeverSelectsWhenAnyCallFailsWhatItWouldNotSelectOtherwise) {
+  FailEachCall(StockedMachine(), [](Process&, const std::string& failing) {
+    Names names;
+    const bool ok = SelectExactPackages(SoundIdentity(), names);
+    if (!ok) {
+      EXPECT_EQ(names, Names{});
+    }
+    for (const std::u16string& name : names)
+      EXPECT_TRUE(name == u"oem3.inf" || name == u"oem12.inf");
+    if (failing.empty()) {
+      EXPECT_EQ(names.size(), 2U);
+    }
+  });
+}
+
+// ------------------------------------------------------------------------------------------------
+
+/// An INF folder of exactly `count` entries, two of them exact packages.
+Machine CrowdedMachine(std::size_t count) {
+  Machine machine = BareMachine();
+  Publish(machine, u"oem12.inf", SoundInf());
+  Publish(machine, u"oem3.inf", SoundInf());
+  for (std::size_t i = 3; i < count; ++i) {
+    const std::string number = std::to_string(i);
+    PutFile(machine.files, kInfFolder + std::u16string(number.begin(), number.end()) + u".pnf", "");
+  }
+  return machine;
+}
+
+TEST(SelectExactPackages, ListsUpTo200000Entries) {
+  Machine machine = CrowdedMachine(200000);
+  ASSERT_EQ(ListFolder(machine.files, u"C:\\Windows\\INF").size(), 200000U);
+  const Answer answer = Select(machine);
+  EXPECT_TRUE(answer.ok);
+  EXPECT_EQ(answer.names, (Names{u"oem12.inf", u"oem3.inf"}));
+
+  PutFile(machine.files, std::u16string(kInfFolder) + u"one_more.pnf", "");
+  const Answer crowded = Select(machine);
+  EXPECT_FALSE(crowded.ok);
+  EXPECT_EQ(crowded.names, Names{});
+  EXPECT_EQ(crowded.output + crowded.errorOutput, u"");
+}
+
+// ------------------------------------------------------------------------------------------------
+
+TEST(RemoveExactPackages, SucceedsWhenThereIsNothingToRemove) {
+  Machine machine = BareMachine();
+  const Answer answer = Remove(machine);
+  EXPECT_TRUE(answer.ok);
+  EXPECT_EQ(answer.removed, 0U);
+  EXPECT_EQ(answer.output + answer.errorOutput, u"");
+  EXPECT_EQ(Uninstalled(answer), Names{});
+}
+
+TEST(RemoveExactPackages, RemovesEveryCopyInOrdinalOrderAndNothingElse) {
+  Machine machine = StockedMachine();
+  const Machine before = machine;
+  const Answer answer = Remove(machine);
+  EXPECT_TRUE(answer.ok);
+  EXPECT_EQ(answer.removed, 2U);
+  EXPECT_EQ(Uninstalled(answer), (Names{u"oem12.inf", u"oem3.inf"}));
+  EXPECT_EQ(answer.output,
+            u"vorn_devnode: removed authenticated driver package oem12.inf\n"
+            u"vorn_devnode: removed authenticated driver package oem3.inf\n");
+  EXPECT_EQ(answer.errorOutput, u"");
+  EXPECT_EQ(machine.store.Find(u"oem3.inf"), nullptr);
+  for (const char16_t* kept : {u"oem1.inf", u"oem4.inf"}) {
+    ASSERT_NE(machine.store.Find(kept), nullptr);
+    EXPECT_EQ(*machine.store.Find(kept), *before.store.Find(kept));
+    const std::u16string path = kInfFolder + std::u16string(kept);
+    EXPECT_EQ(ReadWholeFile(machine.files, path), ReadWholeFile(before.files, path));
+  }
+}
+
+TEST(RemoveExactPackages, UninstallsNothingBesideADoubtfulPackage) {
+  Machine machine = StockedMachine();
+  Publish(machine, u"oem9.inf", SoundInf(), u"vorn_audio.inf", u"other.cat");
+  const Answer answer = Remove(machine);
+  EXPECT_FALSE(answer.ok);
+  EXPECT_EQ(answer.removed, 0U);
+  EXPECT_EQ(answer.errorOutput, Doubtful(u"oem9.inf"));
+  EXPECT_EQ(Uninstalled(answer), Names{});
+  EXPECT_NE(machine.store.Find(u"oem3.inf"), nullptr);
+}
+
+TEST(RemoveExactPackages, TakesAPackageThatVanishesForGone) {
+  Machine machine = StockedMachine();
+  Fault fault;
+  fault.call = "SetupUninstallOEMInfW";
+  fault.kind = FaultKind::Change;
+  fault.change = [](Machine& world) { EXPECT_EQ(UninstallPackage(world, u"oem12.inf", 0), 0U); };
+  const Answer answer = Remove(machine, {fault});
+  EXPECT_TRUE(answer.ok);
+  EXPECT_EQ(answer.removed, 1U);
+  EXPECT_EQ(answer.output, u"vorn_devnode: removed authenticated driver package oem3.inf\n");
+  EXPECT_EQ(answer.errorOutput, u"");
+}
+
+TEST(RemoveExactPackages, StopsAtThePackageThatCannotBeUninstalled) {
+  Machine machine = StockedMachine();
+  machine.store.Find(u"oem12.inf")->uninstallError = platform::ERROR_ACCESS_DENIED;
+  const Answer answer = Remove(machine);
+  EXPECT_FALSE(answer.ok);
+  EXPECT_EQ(answer.removed, 0U);
+  EXPECT_EQ(answer.output, u"");
+  EXPECT_EQ(answer.errorOutput,
+            u"vorn_devnode: SetupUninstallOEMInf(exact VORN package) failed (error 0x00000005)\n");
+  EXPECT_EQ(Uninstalled(answer), Names{u"oem12.inf"});
+  EXPECT_NE(machine.store.Find(u"oem3.inf"), nullptr);
+}
+
+TEST(RemoveExactPackages, CountsWhatWasRemovedBeforeAFailure) {
+  Machine machine = StockedMachine();
+  machine.store.Find(u"oem3.inf")->uninstallError = platform::ERROR_INF_IN_USE_BY_DEVICES;
+  const Answer answer = Remove(machine);
+  EXPECT_FALSE(answer.ok);
+  EXPECT_EQ(answer.removed, 1U);
+  EXPECT_EQ(answer.output, u"vorn_devnode: removed authenticated driver package oem12.inf\n");
+  EXPECT_EQ(answer.errorOutput,
+            u"vorn_devnode: SetupUninstallOEMInf(exact VORN package) failed (error 0xE000023D)\n");
+}
+
+TEST(RemoveExactPackages, DoesNotBelieveAnUninstallationThatLeavesTheInf) {
+  Machine machine = StockedMachine();
+  machine.store.Find(u"oem3.inf")->uninstallKeepsFile = true;
+  machine.store.Find(u"oem12.inf")->uninstallKeepsFile = true;
+  const Answer answer = Remove(machine);
+  EXPECT_FALSE(answer.ok);
+  EXPECT_EQ(answer.removed, 2U);
+  // What stays behind has lost its package: its identity cannot be confirmed any more, or it can
+  // and is still there. Either way nothing is called clean.
+  EXPECT_TRUE(answer.errorOutput == Doubtful(u"oem12.inf") ||
+              answer.errorOutput ==
+                  u"vorn_devnode: 2 authenticated VORN package(s) remain after cleanup\n")
+      << std::string(answer.errorOutput.begin(), answer.errorOutput.end());
+}
+
+TEST(RemoveExactPackages, ReportsPackagesThatRemain) {
+  Machine machine = StockedMachine();
+  Fault fault;
+  fault.call = "SetupUninstallOEMInfW";
+  fault.kind = FaultKind::SucceedWithoutEffect;
+  const Answer answer = Remove(machine, {fault});
+  EXPECT_FALSE(answer.ok);
+  EXPECT_EQ(answer.removed, 2U);
+  EXPECT_EQ(answer.errorOutput,
+            u"vorn_devnode: 1 authenticated VORN package(s) remain after cleanup\n");
+}
+
+TEST(RemoveExactPackages, FailsWhenTheSecondSelectionFails) {
+  Machine machine = StockedMachine();
+  Fault fault;
+  fault.call = "GetWindowsDirectoryW";
+  fault.first = fault.last = 2;
+  const Answer answer = Remove(machine, {fault});
+  EXPECT_FALSE(answer.ok);
+  EXPECT_EQ(answer.removed, 2U);
+}
+
+TEST(RemoveExactPackages, ClosesEveryCandidateBeforeItUninstalls) {
+  Machine machine = StockedMachine();
+  Process process(machine);
+  Fault fault;
+  fault.call = "SetupUninstallOEMInfW";
+  fault.last = kEveryLaterCall;
+  fault.kind = FaultKind::Change;
+  fault.change = [&process](Machine& world) {
+    EXPECT_TRUE(NothingIsOpen(process));
+    EXPECT_EQ(CountOwnOpens(world.files), 0U);
+  };
+  process.faults.push_back(fault);
+  std::uint32_t removed = 0;
+  EXPECT_TRUE(RemoveExactPackages(SoundIdentity(), removed));
+  EXPECT_EQ(removed, 2U);
+}
+
+TEST(RemoveExactPackages, NeverUninstallsOthersWhateverFails) {
+  FailEachCall(StockedMachine(), [](Process& process, const std::string& failing) {
+    std::uint32_t removed = 77;
+    const bool ok = RemoveExactPackages(SoundIdentity(), removed);
+    const Machine& machine = process.TheMachine();
+    EXPECT_NE(machine.store.Find(u"oem1.inf"), nullptr);
+    EXPECT_NE(machine.store.Find(u"oem4.inf"), nullptr);
+    EXPECT_LE(removed, 2U);
+    if (failing.empty()) {
+      EXPECT_TRUE(ok);
+    }
+  });
+}
+
+}  // namespace
+}  // namespace vorn

@@ -1,0 +1,146 @@
+#include "privileged_input/access_control.h"
+
+#include "privileged_input/directory.h"
+#include "privileged_input/file.h"
+#include "tests/privileged_input/input_test.h"
+
+#include <string>
+
+namespace vorn::privileged_input {
+namespace {
+
+constexpr std::uint8_t kAllow = platform::ACCESS_ALLOWED_ACE_TYPE;
+constexpr std::uint8_t kDeny = platform::ACCESS_DENIED_ACE_TYPE;
+constexpr std::uint8_t kAudit = platform::SYSTEM_AUDIT_ACE_TYPE;
+
+Protection Guarded(std::vector<AccessRule> rules) {
+  return {true, true, true, std::move(rules)};
+}
+
+TEST(Protection, NeedsATrustedOwnerAndAValidProtectedList) {
+  EXPECT_TRUE(IsProtected(Guarded({})));
+  EXPECT_FALSE(IsProtected({false, true, true, {}}));
+  EXPECT_FALSE(IsProtected({true, false, true, {}}));
+  EXPECT_FALSE(IsProtected({true, true, false, {}}));
+}
+
+TEST(Protection, LetsTheTrustedDoEverything) {
+  EXPECT_TRUE(IsProtected(Guarded({{kAllow, 0xFFFFFFFF, true}, {kAllow, 0x1F01FF, true}})));
+}
+
+TEST(Protection, LetsNobodyElseChangeAnything) {
+  for (std::uint32_t bit = 0; bit < 32; ++bit) {
+    const std::uint32_t right = 1U << bit;
+    const bool changes = (0x520D0156U & right) != 0;
+    EXPECT_EQ(IsProtected(Guarded({{kAllow, right, false}})), !changes) << "bit " << bit;
+  }
+}
+
+TEST(Protection, LetsAnybodyRead) {
+  EXPECT_TRUE(IsProtected(Guarded({{kAllow, platform::FILE_GENERIC_READ, false},
+                                   {kAllow, platform::FILE_GENERIC_EXECUTE, false},
+                                   {kAllow, platform::GENERIC_READ, false}})));
+}
+
+TEST(Protection, IgnoresDenialsAndAudits) {
+  EXPECT_TRUE(IsProtected(Guarded({{kDeny, 0xFFFFFFFF, false}, {kAudit, 0xFFFFFFFF, false}})));
+}
+
+TEST(Protection, RefusesEntriesOfUnknownKinds) {
+  for (std::uint32_t type = 3; type < 256; ++type) {
+    EXPECT_FALSE(IsProtected(Guarded({{static_cast<std::uint8_t>(type), 0, true}})))
+        << "type " << type;
+  }
+}
+
+TEST(Protection, LooksAtEveryEntry) {
+  EXPECT_FALSE(IsProtected(
+      Guarded({{kAllow, 0x1F01FF, true}, {kDeny, 0, false}, {kAllow, platform::DELETE, false}})));
+}
+
+class ProtectedOwnerAndDacl : public tests::InputTest {
+ protected:
+  bool IsProtectedAs(std::u16string_view sddl) {
+    sim::RemovePath(Files(), u"C:\\f");
+    sim::PutFile(Files(), u"C:\\f", "x");
+    SetSecurity(u"C:\\f", sddl);
+    return CheckFile();
+  }
+  bool CheckFile() {
+    const File file = File::OpenAbsolute(u"C:\\f", LoadNativeApi(), 100, FileMode::ReadOnly);
+    EXPECT_TRUE(file) << platform::GetLastError();
+    platform::SetLastError(0);
+    const bool result = HasProtectedOwnerAndDacl(file.Handle());
+    EXPECT_EQ(platform::GetLastError(), result ? 0 : platform::ERROR_ACCESS_DENIED);
+    return result;
+  }
+};
+
+TEST_F(ProtectedOwnerAndDacl, AcceptsTheJournalAndPackageDescriptors) {
+  EXPECT_TRUE(IsProtectedAs(u"O:BAD:P(A;;FA;;;SY)(A;;FA;;;BA)"));
+  EXPECT_TRUE(IsProtectedAs(u"O:BAD:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)"));
+  EXPECT_TRUE(IsProtectedAs(u"O:SYD:P(A;;FA;;;SY)(A;;FA;;;BA)"));
+}
+
+TEST_F(ProtectedOwnerAndDacl, AcceptsReadersAndDenials) {
+  EXPECT_TRUE(
+      IsProtectedAs(u"O:BAD:P(D;;FA;;;S-1-5-21-1000000000-2000000000-3000000000-1002)"
+                    u"(A;;FA;;;SY)(A;;FA;;;BA)(A;;FR;;;WD)"));
+}
+
+TEST_F(ProtectedOwnerAndDacl, RefusesAnyOtherOwner) {
+  EXPECT_FALSE(IsProtectedAs(u"O:BUD:P(A;;FA;;;SY)(A;;FA;;;BA)"));
+  EXPECT_FALSE(IsProtectedAs(
+      u"O:S-1-5-21-1000000000-2000000000-3000000000-1002D:P(A;;FA;;;SY)(A;;FA;;;BA)"));
+}
+
+TEST_F(ProtectedOwnerAndDacl, RefusesAListThatIsNotProtected) {
+  EXPECT_FALSE(IsProtectedAs(u"O:BAD:(A;;FA;;;SY)(A;;FA;;;BA)"));
+}
+
+TEST_F(ProtectedOwnerAndDacl, RefusesAMissingList) {
+  sim::PutFile(Files(), u"C:\\f", "x");
+  sim::SecurityRecord& security = sim::NodeAt(Files(), u"C:\\f").security;
+  security = *sim::ParseSddl(u"O:BAD:P(A;;FA;;;BA)");
+  security.daclPresent = false;
+  EXPECT_FALSE(CheckFile());
+}
+
+TEST_F(ProtectedOwnerAndDacl, RefusesWritersOtherThanTheTrusted) {
+  EXPECT_FALSE(IsProtectedAs(u"O:BAD:P(A;;FA;;;SY)(A;;FA;;;BA)(A;;FA;;;WD)"));
+  EXPECT_FALSE(IsProtectedAs(u"O:BAD:P(A;;FA;;;SY)(A;;FA;;;BA)(A;;FW;;;BU)"));
+  EXPECT_FALSE(IsProtectedAs(u"O:BAD:P(A;;FA;;;SY)(A;;FA;;;BA)(A;;0x10000;;;BU)"));
+}
+
+TEST_F(ProtectedOwnerAndDacl, AsksForOwnerAndListOfAFileObject) {
+  EXPECT_TRUE(IsProtectedAs(tests::kProtectedSddl));
+  const auto calls = CallsOf("GetSecurityInfo");
+  ASSERT_EQ(calls.size(), 1U);
+  EXPECT_EQ(calls[0].Argument("ObjectType"), "1");
+  EXPECT_EQ(calls[0].Argument("SecurityInfo"), "0x5");
+}
+
+TEST_F(ProtectedOwnerAndDacl, RefusesWhateverCouldNotBeRead) {
+  for (const char* call :
+       {"GetSecurityInfo", "GetSecurityDescriptorControl", "IsValidSid", "IsValidAcl", "GetAce"}) {
+    FailCall(call, platform::ERROR_GEN_FAILURE);
+    EXPECT_FALSE(IsProtectedAs(tests::kProtectedSddl)) << call;
+  }
+  FailCall("GetAce", platform::ERROR_GEN_FAILURE, 2);
+  EXPECT_FALSE(IsProtectedAs(tests::kProtectedSddl));
+  EXPECT_TRUE(IsProtectedAs(tests::kProtectedSddl));
+}
+
+TEST_F(ProtectedOwnerAndDacl, RefusesAnObjectThatIsNotOpen) {
+  EXPECT_FALSE(HasProtectedOwnerAndDacl(nullptr));
+  EXPECT_LAST_ERROR(ERROR_ACCESS_DENIED);
+}
+
+TEST_F(ProtectedOwnerAndDacl, FreesTheDescriptorWhateverTheAnswer) {
+  IsProtectedAs(u"O:BUD:P(A;;FA;;;BA)");
+  IsProtectedAs(tests::kProtectedSddl);
+  EXPECT_EQ(CallsOf("LocalFree").size(), 2U);
+}
+
+}  // namespace
+}  // namespace vorn::privileged_input

@@ -1,0 +1,317 @@
+#include "privileged_input/path_rules.h"
+
+#include "platform/files.h"
+#include "privileged_input/directory.h"
+#include "tests/privileged_input/input_test.h"
+
+#include <algorithm>
+
+namespace vorn::privileged_input {
+namespace {
+
+using tests::kGuidRoot;
+using tests::Repeat;
+
+class PathComponent : public tests::InputTest {
+ protected:
+  void ExpectSafe(std::u16string_view name) {
+    EXPECT_TRUE(IsSafeComponentName(name)) << testing::PrintToString(name);
+  }
+  void ExpectRefused(std::u16string_view name) {
+    platform::SetLastError(0);
+    EXPECT_FALSE(IsSafeComponentName(name)) << testing::PrintToString(name);
+    EXPECT_LAST_ERROR(ERROR_INVALID_NAME) << testing::PrintToString(name);
+  }
+};
+
+TEST_F(PathComponent, HasOneTo255Units) {
+  ExpectRefused(u"");
+  ExpectSafe(u"a");
+  ExpectSafe(Repeat(u'a', 255));
+  ExpectRefused(Repeat(u'a', 256));
+}
+
+TEST_F(PathComponent, DoesNotEndInADotOrABlank) {
+  for (const char16_t* name : {u".", u"..", u"...", u"file.", u"file ", u"file.inf ", u" "}) {
+    ExpectRefused(name);
+  }
+  for (const char16_t* name : {u".hidden", u"..hidden", u" leading", u"a.b.c", u"a b"}) {
+    ExpectSafe(name);
+  }
+}
+
+TEST_F(PathComponent, HoldsNoControlCharacter) {
+  for (char16_t unit = 0; unit < 0x20; ++unit) {
+    ExpectRefused(std::u16string{u'a', unit, u'b'});
+  }
+  ExpectRefused(u"a\u007Fb");
+  ExpectSafe(u"a\u0080b");
+  ExpectSafe(u"a\u0020b");
+}
+
+TEST_F(PathComponent, HoldsNoSeparatorStreamOrWildcardCharacter) {
+  for (const char16_t unit : std::u16string_view(u"\\/:<>\"|?*")) {
+    ExpectRefused(std::u16string{u'a', unit, u'b'});
+  }
+  ExpectSafe(u"a';=+[]{}()!@#$%^&,~`-_b");
+}
+
+TEST_F(PathComponent, IsNoDeviceNameWithAnyExtension) {
+  for (const char16_t* name :
+       {u"CON", u"con", u"PRN", u"AUX", u"NUL", u"Nul.txt", u"aux.inf", u"Aux.Cat.Old", u"CONIN$",
+        u"conout$", u"CLOCK$.cat", u"clock$", u"nul..x"}) {
+    ExpectRefused(name);
+  }
+  for (const char16_t* name : {u"CON1", u"CONX", u"xCON", u"AUXX", u"AU", u"CONIN", u"CLOCK",
+                               u"CONIN$X", u"CONOUT", u"CLOCK$$", u"CON .txt", u"x.con", u"NULL"}) {
+    ExpectSafe(name);
+  }
+}
+
+TEST_F(PathComponent, RefusesEveryNumberedPort) {
+  for (const std::u16string port : {u"COM", u"LPT", u"com", u"Lpt"}) {
+    for (char16_t digit = u'0'; digit <= u'9'; ++digit) {
+      ExpectRefused(port + digit);
+      ExpectRefused(port + digit + u".inf");
+    }
+  }
+}
+
+TEST_F(PathComponent, RefusesASuperscriptPort) {
+  for (const char16_t* name : {u"com\u00B9.x", u"com\u00B2", u"COM\u00B3", u"LPT\u00B9"}) {
+    ExpectRefused(name);
+  }
+}
+
+TEST_F(PathComponent, AcceptsWhatOnlyResemblesAPort) {
+  for (const char16_t* name : {u"COM", u"LPT", u"COM10", u"LPTA", u"COMA", u"xCOM1", u"COM\u2074",
+                               u"COM\u00B4", u"COM .1", u"LPT-"}) {
+    ExpectSafe(name);
+  }
+}
+
+TEST_F(PathComponent, FoldsAsciiLettersOnlyBeforeComparing) {
+  ExpectSafe(u"c\u00F6n");
+  ExpectSafe(u"\uFF23\uFF2F\uFF2E");  // full-width CON
+  ExpectSafe(u"\u212Aon");            // a Kelvin sign is no K
+}
+
+class AbsolutePathRule : public tests::InputTest {
+ protected:
+  void ExpectRefused(std::u16string_view path) {
+    std::vector<std::u16string> components;
+    platform::SetLastError(0);
+    EXPECT_FALSE(ParseAbsolutePath(path, components)) << testing::PrintToString(path);
+    EXPECT_LAST_ERROR(ERROR_INVALID_NAME) << testing::PrintToString(path);
+  }
+  static std::u16string PathOfLength(std::size_t length) {
+    std::u16string path = u"C:";
+    while (path.size() < length) {
+      path += u"\\" + Repeat(u'a', std::min<std::size_t>(200, length - path.size() - 1));
+    }
+    return path;
+  }
+};
+
+TEST_F(AbsolutePathRule, SplitsAPathIntoItsNamesOutermostFirst) {
+  std::vector<std::u16string> components;
+  EXPECT_TRUE(ParseAbsolutePath(u"c:\\Pkg\\driver\\VORN_audio.inf", components));
+  EXPECT_EQ(components, (std::vector<std::u16string>{u"Pkg", u"driver", u"VORN_audio.inf"}));
+}
+
+TEST_F(AbsolutePathRule, AppendsToTheList) {
+  std::vector<std::u16string> components = {u"before"};
+  EXPECT_TRUE(ParseAbsolutePath(u"C:\\a", components));
+  EXPECT_EQ(components, (std::vector<std::u16string>{u"before", u"a"}));
+}
+
+TEST_F(AbsolutePathRule, GivesNoNameForADriveRoot) {
+  std::vector<std::u16string> components;
+  EXPECT_TRUE(ParseAbsolutePath(u"C:\\", components));
+  EXPECT_TRUE(components.empty());
+}
+
+TEST_F(AbsolutePathRule, RefusesEveryOtherForm) {
+  for (const char16_t* path : {u"",
+                               u"C",
+                               u"C:",
+                               u"C:\\\\",
+                               u"C:\\a\\",
+                               u"C:\\a\\\\b",
+                               u"C:a",
+                               u"C:/a",
+                               u"C:\\a/b",
+                               u"a\\b",
+                               u"\\a\\b",
+                               u"\\\\server\\share",
+                               u"\\\\.\\C:\\x",
+                               u"\\\\?\\C:\\x",
+                               u"\\??\\C:\\x",
+                               u"1:\\x",
+                               u"[:\\x",
+                               u"@:\\x",
+                               u"`:\\x",
+                               u"{:\\x",
+                               u"\u00C4:\\x",
+                               u"C;\\x",
+                               u"C:\\a\\..\\b",
+                               u"C:\\.",
+                               u"C:\\a:stream",
+                               u"C:\\com1\\x",
+                               u"C:\\a\\nul.txt"}) {
+    ExpectRefused(path);
+  }
+}
+
+TEST_F(AbsolutePathRule, KeepsTheNamesBeforeTheRefusedOne) {
+  std::vector<std::u16string> components;
+  EXPECT_FALSE(ParseAbsolutePath(u"C:\\a\\b\\aux\\c", components));
+  EXPECT_EQ(components, (std::vector<std::u16string>{u"a", u"b"}));
+}
+
+TEST_F(AbsolutePathRule, AcceptsEveryDriveLetter) {
+  for (const char16_t letter : std::u16string_view(u"AZaz")) {
+    std::vector<std::u16string> components;
+    EXPECT_TRUE(ParseAbsolutePath(std::u16string{letter, u':', u'\\', u'x'}, components));
+  }
+}
+
+TEST_F(AbsolutePathRule, Accepts32760UnitsAndNoMore) {
+  std::vector<std::u16string> components;
+  EXPECT_TRUE(ParseAbsolutePath(PathOfLength(32760), components));
+  ExpectRefused(PathOfLength(32761));
+}
+
+TEST_F(AbsolutePathRule, FindsTheFolderOfAPath) {
+  EXPECT_EQ(FolderOfAbsolutePath(u"C:\\pkg\\driver\\a.inf"), u"C:\\pkg\\driver");
+  EXPECT_EQ(FolderOfAbsolutePath(u"C:\\a.inf"), u"C:\\");
+  EXPECT_EQ(FolderOfAbsolutePath(u"C:\\a\\b"), u"C:\\a");
+}
+
+class RelativePathRule : public tests::InputTest {};
+
+TEST_F(RelativePathRule, SplitsFromTheFirstUnit) {
+  std::vector<std::u16string> components;
+  EXPECT_TRUE(ParseRelativePath(u"a\\b\\c", components));
+  EXPECT_EQ(components, (std::vector<std::u16string>{u"a", u"b", u"c"}));
+}
+
+TEST_F(RelativePathRule, RefusesAnEmptyOneALongOneAndATrailingBackslash) {
+  for (const std::u16string& path : {std::u16string(), Repeat(u'a', 32761), std::u16string(u"a\\"),
+                                     std::u16string(u"\\a"), std::u16string(u"a\\..\\b")}) {
+    std::vector<std::u16string> components;
+    platform::SetLastError(0);
+    EXPECT_FALSE(ParseRelativePath(path, components));
+    EXPECT_LAST_ERROR(ERROR_INVALID_NAME);
+  }
+}
+
+TEST(HardDiskVolumeDevice, IsThePrefixAndDigitsExactly) {
+  EXPECT_TRUE(IsHardDiskVolumeDevice(u"\\Device\\HarddiskVolume1"));
+  EXPECT_TRUE(IsHardDiskVolumeDevice(u"\\Device\\HarddiskVolume12"));
+  EXPECT_TRUE(IsHardDiskVolumeDevice(u"\\Device\\HarddiskVolume0123456789"));
+  for (const char16_t* target :
+       {u"", u"\\Device\\HarddiskVolume", u"\\Device\\HarddiskVolume3\\sub",
+        u"\\Device\\HarddiskVolume3 ", u"\\Device\\HarddiskVolumeX", u"\\device\\HarddiskVolume3",
+        u"\\Device\\harddiskvolume3", u"\\Device\\HarddiskVolumeShadowCopy1",
+        u"\\Device\\Mup\\server\\share", u"\\Device\\CdRom0", u"\\??\\C:\\folder",
+        u"\\Device\\HarddiskVolume\uFF13"}) {
+    EXPECT_FALSE(IsHardDiskVolumeDevice(target)) << testing::PrintToString(target);
+  }
+}
+
+class DriveRule : public tests::InputTest {};
+
+TEST_F(DriveRule, AsksForTheLetterAsTypedWithAWholeBuffer) {
+  std::u16string device;
+  EXPECT_TRUE(IsHardDiskVolumeDrive(LoadNativeApi(), u'c', &device));
+  EXPECT_EQ(device, u"\\Device\\HarddiskVolume3");
+  const auto calls = CallsOf("QueryDosDeviceW");
+  ASSERT_EQ(calls.size(), 1U);
+  EXPECT_EQ(calls[0].Argument("lpDeviceName"), "c:");
+  EXPECT_EQ(calls[0].Argument("ucchMax"), "32768");
+}
+
+TEST_F(DriveRule, RefusesWithoutTheEntryPoint) {
+  EXPECT_FALSE(IsHardDiskVolumeDrive({}, u'C'));
+  EXPECT_LAST_ERROR(ERROR_PROC_NOT_FOUND);
+}
+
+TEST_F(DriveRule, KeepsTheErrorOfAFailedQuery) {
+  EXPECT_FALSE(IsHardDiskVolumeDrive(LoadNativeApi(), u'Q'));
+  EXPECT_LAST_ERROR(ERROR_FILE_NOT_FOUND);
+  FailCall("QueryDosDeviceW", platform::ERROR_NOT_ENOUGH_MEMORY);
+  EXPECT_FALSE(IsHardDiskVolumeDrive(LoadNativeApi(), u'C'));
+  EXPECT_LAST_ERROR(ERROR_NOT_ENOUGH_MEMORY);
+}
+
+TEST_F(DriveRule, RefusesAMappingThatIsNoHardDiskVolume) {
+  for (const char16_t* target : {u"\\??\\C:\\folder", u"\\Device\\Mup\\server\\share",
+                                 u"\\Device\\CdRom0", u"\\Device\\HarddiskVolume"}) {
+    Files().dosDevices[u"D:"] = target;
+    EXPECT_FALSE(IsHardDiskVolumeDrive(LoadNativeApi(), u'D'));
+    EXPECT_LAST_ERROR(ERROR_BAD_DEVICE);
+  }
+}
+
+TEST_F(DriveRule, RefusesAnAnswerThatFillsTheWholeBuffer) {
+  NativeApi api;
+  api.queryDosDevice = [](const char16_t*, char16_t* targets, std::uint32_t size) {
+    std::fill_n(targets, size, u'x');
+    platform::SetLastError(platform::ERROR_MORE_DATA);
+    return size;
+  };
+  EXPECT_FALSE(IsHardDiskVolumeDrive(api, u'C'));
+  EXPECT_LAST_ERROR(ERROR_MORE_DATA);
+}
+
+TEST_F(DriveRule, TakesTheFirstTargetOfSeveral) {
+  NativeApi api;
+  api.queryDosDevice = [](const char16_t*, char16_t* targets, std::uint32_t) {
+    constexpr std::u16string_view two(u"\\Device\\HarddiskVolume7\0\\Device\\Old\0\0", 37);
+    std::copy(two.begin(), two.end(), targets);
+    return static_cast<std::uint32_t>(two.size());
+  };
+  std::u16string device;
+  EXPECT_TRUE(IsHardDiskVolumeDrive(api, u'C', &device));
+  EXPECT_EQ(device, u"\\Device\\HarddiskVolume7");
+}
+
+TEST(VolumeGuidRoot, HasItsBeginningItsEndAndItsLength) {
+  EXPECT_TRUE(IsVolumeGuidRoot(kGuidRoot));
+  EXPECT_TRUE(IsVolumeGuidRoot(u"\\\\?\\Volume{" + Repeat(u'?', 36) + u"}\\"));
+  for (const std::u16string& path :
+       {std::u16string(), u"\\\\?\\Volume{" + Repeat(u'0', 35) + u"}\\",
+        u"\\\\?\\Volume{" + Repeat(u'0', 37) + u"}\\",
+        u"\\\\?\\volume{" + Repeat(u'0', 36) + u"}\\", u"\\\\?\\Volume{" + Repeat(u'0', 37) + u"\\",
+        u"\\\\?\\Volume{" + Repeat(u'0', 36) + u"}/", std::u16string(kGuidRoot) + u"a",
+        Repeat(u'a', 49)}) {
+    EXPECT_FALSE(IsVolumeGuidRoot(path)) << testing::PrintToString(path);
+  }
+}
+
+class VolumeRootQuery : public tests::InputTest {};
+
+TEST_F(VolumeRootQuery, AsksForTheGuidFormOfTheName) {
+  const Directory root = Directory::OpenAbsolute(u"C:\\", LoadNativeApi());
+  process.calls.clear();
+  EXPECT_EQ(QueryVolumeGuidRoot(root.Handle()), kGuidRoot);
+  const auto calls = CallsOf("GetFinalPathNameByHandleW");
+  ASSERT_EQ(calls.size(), 1U);
+  EXPECT_EQ(calls[0].Argument("cchFilePath"), "32768");
+  EXPECT_EQ(calls[0].Argument("dwFlags"), "0x1");
+}
+
+TEST_F(VolumeRootQuery, IsEmptyForAFolderBelowTheRoot) {
+  const Directory folder = Directory::OpenAbsolute(u"C:\\Temp", LoadNativeApi());
+  EXPECT_EQ(QueryVolumeGuidRoot(folder.Handle()), u"");
+}
+
+TEST_F(VolumeRootQuery, IsEmptyWhenThePlatformFails) {
+  const Directory root = Directory::OpenAbsolute(u"C:\\", LoadNativeApi());
+  FailCall("GetFinalPathNameByHandleW", platform::ERROR_NOT_ENOUGH_MEMORY);
+  EXPECT_EQ(QueryVolumeGuidRoot(root.Handle()), u"");
+}
+
+}  // namespace
+}  // namespace vorn::privileged_input
