@@ -279,20 +279,22 @@ TEST(SelectExactPackages, NeverSelectsWhenAnyCallFailsWhatItWouldNotSelectOtherw
 
 // ------------------------------------------------------------------------------------------------
 
-/// An INF folder of exactly `count` entries, two of them exact packages.
-Machine CrowdedMachine(std::size_t count) {
-  Machine machine = BareMachine();
-  Publish(machine, u"oem12.inf", SoundInf());
-  Publish(machine, u"oem3.inf", SoundInf());
-  for (std::size_t i = 3; i < count; ++i) {
-    const std::string number = std::to_string(i);
-    PutFile(machine.files, kInfFolder + std::u16string(number.begin(), number.end()) + u".pnf", "");
+/// Fills the INF folder up to `count` entries, all the further ones names of one file.
+void Crowd(Machine& machine, std::size_t count) {
+  const std::u16string first = std::u16string(kInfFolder) + u"crowd.pnf";
+  PutFile(machine.files, first, "");
+  const NodeId file = *FindNode(machine.files, first);
+  Node& folder = NodeAt(machine.files, u"C:\\Windows\\INF");
+  for (std::size_t i = 0; folder.entries.size() < count; ++i) {
+    const std::string number = "P" + std::to_string(i);
+    const std::u16string name(number.begin(), number.end());
+    folder.entries[name] = Entry{name, u"", file};
   }
-  return machine;
 }
 
 TEST(SelectExactPackages, ListsUpTo200000Entries) {
-  Machine machine = CrowdedMachine(200000);
+  Machine machine = StockedMachine();
+  Crowd(machine, 200000);
   ASSERT_EQ(ListFolder(machine.files, u"C:\\Windows\\INF").size(), 200000U);
   const Answer answer = Select(machine);
   EXPECT_TRUE(answer.ok);
