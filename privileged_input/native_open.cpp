@@ -3,6 +3,7 @@
 #include "platform/files.h"
 #include "platform/last_error.h"
 #include "platform/native.h"
+#include "privileged_input/deletion.h"
 #include "privileged_input/path_rules.h"
 #include "privileged_input/refusal.h"
 
@@ -52,6 +53,8 @@ KernelHandle OpenNative(const NativeApi& api, platform::HANDLE parent, std::u16s
       request.kind | platform::FILE_OPEN_REPARSE_POINT | platform::FILE_SYNCHRONOUS_IO_NONALERT,
       nullptr, 0);
   if (status < 0) {
+    // No failing creation should give a handle; if one does, what it made goes with the handle.
+    if (handle && request.disposition == platform::FILE_CREATE) MarkForDeletion(handle.Get());
     platform::SetLastError(api.rtlNtStatusToDosError(status));
     return {};
   }

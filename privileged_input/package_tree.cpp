@@ -9,7 +9,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -28,7 +27,7 @@ struct PendingFolder {
 class TreeCopy {
  public:
   TreeCopy(const platform::SECURITY_DESCRIPTOR* descriptor, bool verifyProtection,
-           PrivatePackage::Data& data)
+           PackageData& data)
       : descriptor_(descriptor), verifyProtection_(verifyProtection), data_(data) {}
 
   bool Run(const Directory& source) {
@@ -81,7 +80,7 @@ class TreeCopy {
     File copy = File::Create(folder.destination, name, descriptor_, source.Size());
     if (!copy) return false;
     data_.files.push_back({folder.prefix + name, std::move(copy), folder.destination, {}});
-    PrivatePackage::FileEntry& entry = data_.files.back();
+    PackageFileEntry& entry = data_.files.back();
     if (!File::CopyFrom(entry.file, source)) return false;
     entry.identity = entry.file.Identity();
     // The writable handle tolerates no reader that denies writers, so it goes first.
@@ -93,7 +92,7 @@ class TreeCopy {
 
   const platform::SECURITY_DESCRIPTOR* descriptor_;
   bool verifyProtection_;
-  PrivatePackage::Data& data_;
+  PackageData& data_;
   std::vector<PendingFolder> pending_;  // last in, first out
   std::size_t entryCount_ = 0;          // in the whole tree
   std::uint64_t totalSize_ = 0;         // of all files, in bytes
@@ -108,9 +107,9 @@ struct ClosedCopy {
 
 /// Closes every copy. One that was still being written is deleted at once; the others are returned,
 /// because their read-only handles cannot delete them and stand in the way of one that can.
-std::vector<ClosedCopy> CloseCopies(PrivatePackage::Data& data) {
+std::vector<ClosedCopy> CloseCopies(PackageData& data) {
   std::vector<ClosedCopy> closed;
-  for (PrivatePackage::FileEntry& entry : data.files) {
+  for (PackageFileEntry& entry : data.files) {
     if (entry.file && entry.file.IsWritable()) {
       if (entry.file.IsDeletable()) DeleteByHandle(entry.file.Handle());
     } else {
@@ -134,19 +133,21 @@ void DeleteCopy(const ClosedCopy& copy) {
 }  // namespace
 
 bool CopyPackageTree(const Directory& source, const platform::SECURITY_DESCRIPTOR* descriptor,
-                     bool verifyProtection, PrivatePackage::Data& data) {
+                     bool verifyProtection, PackageData& data) {
   return TreeCopy(descriptor, verifyProtection, data).Run(source);
 }
 
-void RemovePackageTree(PrivatePackage::Data& data) {
-  for (const ClosedCopy& copy : CloseCopies(data))
+PackageData::~PackageData() {
+  const std::uint32_t lastError = platform::GetLastError();
+  for (const ClosedCopy& copy : CloseCopies(*this))
     DeleteCopy(copy);
   // A folder goes when its last reference does, and can only go empty: children before parents.
-  while (!data.directories.empty()) {
-    const Directory& last = data.directories.back();
+  while (!directories.empty()) {
+    const Directory& last = directories.back();
     if (last && last.WasCreated()) MarkForDeletion(last.Handle());
-    data.directories.pop_back();
+    directories.pop_back();
   }
+  platform::SetLastError(lastError);
 }
 
 }  // namespace vorn::privileged_input

@@ -9,7 +9,6 @@
 #include "platform/security.h"
 #include "privileged_input/access_control.h"
 #include "privileged_input/native_api.h"
-#include "privileged_input/package_tree.h"
 #include "privileged_input/path_rules.h"
 #include "privileged_input/refusal.h"
 
@@ -59,7 +58,7 @@ std::u16string DrawFolderName(const NativeApi& api) {
 /// Creates the copy's folder in `base` and copies `source` into it.
 bool FillPackage(const Directory& source, const Directory& base, const std::u16string& name,
                  const platform::SECURITY_DESCRIPTOR* descriptor, bool verifyProtection,
-                 PrivatePackage::Data& data) {
+                 PackageData& data) {
   data.directories.push_back(Directory::CreateChild(base, name, descriptor));
   const Directory& root = data.directories.front();
   if (!root || (verifyProtection && !HasProtectedOwnerAndDacl(root.Handle()))) return false;
@@ -77,12 +76,6 @@ ActiveSnapshot& Active() {
 }
 
 }  // namespace
-
-PrivatePackage::Data::~Data() {
-  const std::uint32_t lastError = platform::GetLastError();
-  RemovePackageTree(*this);
-  platform::SetLastError(lastError);
-}
 
 PrivatePackage PrivatePackage::Create(const std::u16string& infPath, std::u16string tempBase,
                                       const char16_t* sddl, bool verifyProtection) {

@@ -7,26 +7,13 @@
 // The package's data owns every handle of the copy, read-only and shared with readers only, and
 // removes the copy when its last reference goes. One snapshot can be active in the process.
 
-#include "privileged_input/directory.h"
 #include "privileged_input/file.h"
+#include "privileged_input/package_tree.h"
 
-#include <cstddef>
-#include <cstdint>
 #include <memory>
 #include <string>
-#include <string_view>
-#include <vector>
 
 namespace vorn::privileged_input {
-
-/// Largest size of one copied file, and of all together, in bytes (512 MiB).
-inline constexpr std::uint64_t kMaxPackageSize = 536870912;
-
-/// Most names in one folder, and most entries in the whole tree.
-inline constexpr std::size_t kMaxPackageEntries = 4096;
-
-/// Most levels of folders below the INF's folder.
-inline constexpr std::uint32_t kMaxPackageDepth = 16;
 
 /// Owner Administrators; a protected DACL that grants full access to LocalSystem and Administrators
 /// alone, inherited by files and folders.
@@ -34,22 +21,8 @@ inline constexpr char16_t kPackageSddl[] = u"O:BAD:P(A;OICI;FA;;;SY)(A;OICI;FA;;
 
 class PrivatePackage {
  public:
-  struct FileEntry {
-    std::u16string relativePath;  // below the snapshot's folder
-    File file;                    // the copy, or not open if copying failed
-    Directory folder;             // of the copy
-    FileIdentity identity;        // of the copy when it was last open
-  };
-
-  struct Data {
-    std::vector<Directory> directories;  // in order of creation; the first is the snapshot's root
-    std::vector<FileEntry> files;        // in order of copying
-
-    Data() = default;
-    Data(const Data&) = delete;
-    Data& operator=(const Data&) = delete;
-    ~Data();  // removes the copy; the last error stays as it was
-  };
+  using FileEntry = PackageFileEntry;
+  using Data = PackageData;
 
   /// A file of the package with what keeps the package alive.
   struct PackageFile {

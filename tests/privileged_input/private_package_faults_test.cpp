@@ -100,9 +100,17 @@ TEST_P(SnapshotFaults, NeverLeaveAFolderBehindOrPassForThePackage) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, SnapshotFaults,
-                         ::testing::Values(sim::FaultKind::Fail, sim::FaultKind::Short),
+                         ::testing::Values(sim::FaultKind::Fail, sim::FaultKind::FailAfterEffect,
+                                           sim::FaultKind::Short),
                          [](const auto& kind) {
-                           return kind.param == sim::FaultKind::Fail ? "Failures" : "ShortAnswers";
+                           switch (kind.param) {
+                             case sim::FaultKind::Fail:
+                               return "Failures";
+                             case sim::FaultKind::Short:
+                               return "ShortAnswers";
+                             default:
+                               return "FailuresInSpiteOfTheirEffect";
+                           }
                          });
 
 TEST(SnapshotFaultsOfCleanUp, LeaveNoHandleOpen) {
