@@ -25,9 +25,8 @@ constexpr std::uint32_t kSettableAttributes = FILE_ATTRIBUTE_READONLY | FILE_ATT
 
 /// What SeBackupPrivilege and SeRestorePrivilege give on files (documented).
 constexpr PrivilegedRights kBackupIntentRights = {
-    FILE_GENERIC_READ | FILE_TRAVERSE | READ_CONTROL | ACCESS_SYSTEM_SECURITY,
-    FILE_GENERIC_WRITE | FILE_WRITE_DATA | FILE_APPEND_DATA | DELETE | WRITE_DAC | WRITE_OWNER |
-        ACCESS_SYSTEM_SECURITY};
+    FILE_GENERIC_READ | FILE_TRAVERSE | ACCESS_SYSTEM_SECURITY,
+    FILE_GENERIC_WRITE | DELETE | WRITE_DAC | WRITE_OWNER | ACCESS_SYSTEM_SECURITY};
 
 bool Wants(const OpenRequest& request, std::uint32_t option) {
   return (request.options & option) != 0;

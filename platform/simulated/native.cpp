@@ -72,6 +72,14 @@ NTSTATUS CreateFileBody(HANDLE* file, const OBJECT_ATTRIBUTES* attributes,
   return STATUS_SUCCESS;
 }
 
+/// A planned failure may be a Win32 code; wrapped as the platform wraps one, it is a failure here
+/// too, and translates back to itself.
+NTSTATUS AsFailure(NTSTATUS status) {
+  constexpr std::uint32_t kNtWin32Facility = 0xC0070000;
+  if (status <= 0) return status;
+  return static_cast<NTSTATUS>(kNtWin32Facility | static_cast<std::uint32_t>(status));
+}
+
 NTSTATUS NtCreateFile(HANDLE* file, std::uint32_t desiredAccess,
                       const OBJECT_ATTRIBUTES* attributes, IO_STATUS_BLOCK* ioStatus,
                       const std::int64_t* allocationSize, std::uint32_t fileAttributes,
@@ -79,7 +87,7 @@ NTSTATUS NtCreateFile(HANDLE* file, std::uint32_t desiredAccess,
                       std::uint32_t createOptions, const void* eaBuffer, std::uint32_t eaLength) {
   static const OBJECT_ATTRIBUTES kNone = {};
   const OBJECT_ATTRIBUTES& shown = attributes == nullptr ? kNone : *attributes;
-  return SimulateCode<NTSTATUS>(
+  return AsFailure(SimulateCode<NTSTATUS>(
       "NtCreateFile",
       Arguments("ObjectName", TextOf(shown.ObjectName), "RootDirectory", shown.RootDirectory,
                 "Length", shown.Length, "Attributes", Hex{shown.Attributes}, "SecurityDescriptor",
@@ -97,7 +105,7 @@ NTSTATUS NtCreateFile(HANDLE* file, std::uint32_t desiredAccess,
         request.disposition = createDisposition;
         request.options = createOptions;
         return CreateFileBody(file, attributes, ioStatus, request);
-      });
+      }));
 }
 
 std::uint32_t RtlNtStatusToDosError(NTSTATUS status) {

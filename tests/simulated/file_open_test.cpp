@@ -1,3 +1,4 @@
+#include "platform/simulated/native_status.h"
 #include "tests/simulated/file_world.h"
 
 namespace vorn::platform::simulated {
@@ -218,6 +219,20 @@ TEST_F(FileOpening, ReportsSuccessWithoutAHandleWhenThatIsPlanned) {
   TheProcess().faults.push_back(fault);
   EXPECT_EQ(OpenPath(u"C:\\a\\file.txt"), nullptr);
   EXPECT_EQ(Status(), STATUS_SUCCESS);
+}
+
+TEST_F(FileOpening, FailsAsPlannedByAStatusOrAWin32Code) {
+  Fault status;
+  status.call = "NtCreateFile";
+  status.error = static_cast<std::uint32_t>(STATUS_INSUFFICIENT_RESOURCES);
+  Fault code = status;
+  code.first = code.last = 2;
+  code.error = ERROR_NOT_READY;
+  TheProcess().faults = {status, code};
+  EXPECT_EQ(StatusOf(u"C:\\a\\file.txt"), STATUS_INSUFFICIENT_RESOURCES);
+  const NTSTATUS wrapped = StatusOf(u"C:\\a\\file.txt");
+  EXPECT_LT(wrapped, 0);
+  EXPECT_EQ(ToDosError(wrapped), ERROR_NOT_READY);
 }
 
 TEST_F(FileCreation, MakesAnEmptyFileWithOneLink) {
