@@ -124,8 +124,10 @@ void StartDevice(Machine& machine, std::u16string_view instanceId) {
 }
 
 void StopDevice(Machine& machine, std::u16string_view instanceId) {
-  CancelStart(machine, instanceId);
-  Device* device = machine.devices.Find(instanceId);
+  // The id may be the device's own text, which moves when the endpoints' nodes go.
+  const std::u16string id(instanceId);
+  CancelStart(machine, id);
+  Device* device = machine.devices.Find(id);
   if (device == nullptr) return;
   for (DeviceInterface& candidate : device->interfaces)
     candidate.enabled = false;
@@ -135,14 +137,15 @@ void StopDevice(Machine& machine, std::u16string_view instanceId) {
     EndControlSessions(*device);
     if (!device->resident->refusesUnload) device->resident.reset();
   }
-  WithdrawEndpoints(machine, instanceId);
+  WithdrawEndpoints(machine, id);
 }
 
 void RestartDevice(Machine& machine, std::u16string_view instanceId) {
-  const Device* before = machine.devices.Find(instanceId);
+  const std::u16string id(instanceId);
+  const Device* before = machine.devices.Find(id);
   if (before == nullptr || !MayStart(*before) || before->publishedInf.empty()) return;
-  StopDevice(machine, instanceId);
-  Device* device = machine.devices.Find(instanceId);
+  StopDevice(machine, id);
+  Device* device = machine.devices.Find(id);
   const PublishedPackage* package = SelectedPackage(machine, *device);
   const bool olderImageStays =
       device->resident && package != nullptr && ParseImage(package->image) != *device->resident;
@@ -151,8 +154,9 @@ void RestartDevice(Machine& machine, std::u16string_view instanceId) {
 }
 
 void DisableDevice(Machine& machine, std::u16string_view instanceId) {
-  StopDevice(machine, instanceId);
-  Device* device = machine.devices.Find(instanceId);
+  const std::u16string id(instanceId);
+  StopDevice(machine, id);
+  Device* device = machine.devices.Find(id);
   if (device != nullptr) FailStart(*device, CM_PROB_DISABLED);
 }
 

@@ -49,16 +49,20 @@ struct UpdateResult {
 };
 
 /// The devices that take a package of that rank: all with the hardware id, or without force only
-/// those whose own is not as good.
+/// those whose own is not as good. None when no present one is among them.
 std::vector<std::u16string> FindTakers(const Machine& machine, const UpdateRequest& request,
                                        const DriverRank& rank) {
   std::vector<std::u16string> takers;
+  bool anyPresent = false;
   for (const Device& device : machine.devices.devices) {
     if (!HasHardwareId(device, request.hardwareId)) continue;
     const auto selected =
         request.force ? std::nullopt : SelectedRank(machine, device, request.hardwareId);
-    if (!selected || *selected < rank) takers.push_back(device.instanceId);
+    if (selected && *selected >= rank) continue;
+    takers.push_back(device.instanceId);
+    anyPresent = anyPresent || device.present;
   }
+  if (!anyPresent) takers.clear();
   return takers;
 }
 

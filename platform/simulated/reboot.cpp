@@ -34,7 +34,7 @@ std::vector<std::u16string> DevicesThat(const Machine& machine, Wanted wanted) {
 
 /// Devices whose driver is this model's to stop and start; others run through.
 bool HasPlayedDriver(const Device& device) {
-  return !device.foreign && (device.resident || !device.publishedInf.empty());
+  return device.present && !device.foreign && (device.resident || !device.publishedInf.empty());
 }
 
 /// What was planned is over, but what the registry's keeper has still to write.

@@ -44,9 +44,8 @@ inline platform::SP_DEVINFO_DATA EmptyDevice() {
 }
 
 inline platform::HDEVINFO ListRoots(bool presentOnly) {
-  using namespace platform;
-  return SetupDiGetClassDevsW(nullptr, u"ROOT",
-                              DIGCF_ALLCLASSES | (presentOnly ? DIGCF_PRESENT : 0u));
+  return platform::SetupDiGetClassDevsW(
+      nullptr, u"ROOT", platform::DIGCF_ALLCLASSES | (presentOnly ? platform::DIGCF_PRESENT : 0u));
 }
 
 inline std::u16string InstanceIdOf(platform::HDEVINFO list,
@@ -103,24 +102,25 @@ inline std::optional<bool> Update(const char16_t* inf) {
 
 /// DIF_REMOVE with the global parameter block.
 inline bool RemoveFrom(platform::HDEVINFO list, const platform::SP_DEVINFO_DATA& device) {
-  using namespace platform;
-  const SP_REMOVEDEVICE_PARAMS parameters = {
-      {sizeof(SP_CLASSINSTALL_HEADER), DIF_REMOVE}, DI_REMOVEDEVICE_GLOBAL, 0};
-  return SetupDiSetClassInstallParamsW(list, &device, &parameters.ClassInstallHeader,
-                                       sizeof parameters) &&
-         SetupDiCallClassInstaller(DIF_REMOVE, list, &device);
+  const platform::SP_REMOVEDEVICE_PARAMS parameters = {
+      {sizeof(platform::SP_CLASSINSTALL_HEADER), platform::DIF_REMOVE},
+      platform::DI_REMOVEDEVICE_GLOBAL,
+      0};
+  return platform::SetupDiSetClassInstallParamsW(list, &device, &parameters.ClassInstallHeader,
+                                                 sizeof parameters) &&
+         platform::SetupDiCallClassInstaller(platform::DIF_REMOVE, list, &device);
 }
 
 /// DIF_PROPERTYCHANGE with DICS_PROPCHANGE.
 inline bool RestartFrom(platform::HDEVINFO list, const platform::SP_DEVINFO_DATA& device) {
-  using namespace platform;
-  const SP_PROPCHANGE_PARAMS parameters = {{sizeof(SP_CLASSINSTALL_HEADER), DIF_PROPERTYCHANGE},
-                                           DICS_PROPCHANGE,
-                                           DICS_FLAG_CONFIGSPECIFIC,
-                                           0};
-  return SetupDiSetClassInstallParamsW(list, &device, &parameters.ClassInstallHeader,
-                                       sizeof parameters) &&
-         SetupDiCallClassInstaller(DIF_PROPERTYCHANGE, list, &device);
+  const platform::SP_PROPCHANGE_PARAMS parameters = {
+      {sizeof(platform::SP_CLASSINSTALL_HEADER), platform::DIF_PROPERTYCHANGE},
+      platform::DICS_PROPCHANGE,
+      platform::DICS_FLAG_CONFIGSPECIFIC,
+      0};
+  return platform::SetupDiSetClassInstallParamsW(list, &device, &parameters.ClassInstallHeader,
+                                                 sizeof parameters) &&
+         platform::SetupDiCallClassInstaller(platform::DIF_PROPERTYCHANGE, list, &device);
 }
 
 /// The DI_ flags that a device's installation parameters hold.

@@ -180,6 +180,22 @@ TEST(StoreUpdate, FailsWhenTheInfDoesNotExist) {
   EXPECT_EQ(UpdateError(u"C:\\nowhere\\vorn_audio.inf"), ERROR_FILE_NOT_FOUND);
 }
 
+TEST(StoreUpdate, FailsForPathsThatLeadToNoFile) {
+  World world(OutdatedMachine());
+  for (const char16_t* path : {u"", u"vorn_audio.inf", u"X:\\a.inf", u"\\\\server\\share\\a.inf",
+                               u"C:\\pkg\\driver", u"C:", u"\\\\?\\Volume{no}\\a.inf"}) {
+    EXPECT_NE(UpdateError(path), 0u);
+  }
+}
+
+TEST(StoreUpdate, WithoutForceIsNotForAnAbsentDeviceAlone) {
+  World world(DuplicatesMachine());
+  RemoveDeviceNode(world.machine, u"ROOT\\MEDIA\\0002");
+  world.Device(u"ROOT\\MEDIA\\0001").publishedInf.clear();
+  EXPECT_EQ(UpdateError(kSampleInf, 0), ERROR_NO_MORE_ITEMS);
+  EXPECT_EQ(world.Device(u"ROOT\\MEDIA\\0001").publishedInf, u"");
+}
+
 TEST(StoreUpdate, FailsWhenTheInfIsNone) {
   World world(OutdatedMachine());
   PutFile(world.machine.files, u"C:\\pkg\\text.inf", "hello\r\n");
