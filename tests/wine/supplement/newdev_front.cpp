@@ -1,0 +1,41 @@
+// A newdev.dll in front of Wine's own. Wine binds and starts a new device; what it lacks is the
+// driver store, the exchange of an image that runs, and the request for a restart.
+
+#include "packages.h"
+#include "restart.h"
+#include "state.h"
+
+#include <windows.h>
+#include <string>
+
+using supplement::Log;
+
+extern "C" BOOL WINAPI UpdateDriverForPlugAndPlayDevicesW(HWND window, const wchar_t* hardwareId,
+                                                          const wchar_t* infPath, DWORD flags,
+                                                          BOOL* restart) {
+  using Call = BOOL(WINAPI*)(HWND, const wchar_t*, const wchar_t*, DWORD, BOOL*);
+  const bool fresh = supplement::BoundPackage().empty();
+  if (supplement::IsOn(L"BindFails")) {
+    Log("UpdateDriverForPlugAndPlayDevicesW(refused)");
+    SetLastError(0xE000024B);
+    return FALSE;
+  }
+  const std::wstring published = supplement::Publish(infPath);
+  Log("UpdateDriverForPlugAndPlayDevicesW(publishes)");
+  supplement::Bind(published);
+  if (fresh) {
+    HMODULE real = LoadLibraryW(L"newdev_real.dll");
+    return reinterpret_cast<Call>(reinterpret_cast<void*>(GetProcAddress(
+        real, "UpdateDriverForPlugAndPlayDevicesW")))(window, hardwareId, infPath, flags, restart);
+  }
+  if (supplement::IsOn(L"BindAsksRestart")) {
+    Log("UpdateDriverForPlugAndPlayDevicesW(asks for a restart)");
+    *restart = TRUE;
+    return TRUE;
+  }
+  if (!supplement::IsOn(L"KeepsOldImage")) {
+    Log("UpdateDriverForPlugAndPlayDevicesW(exchanges the image)");
+    supplement::RestartDeviceWith(published);
+  }
+  return TRUE;
+}
