@@ -19,6 +19,8 @@ function(vorn_test_folder name)
   endif()
   add_executable(${name}_tests ${sources})
   target_link_libraries(${name}_tests PRIVATE vorn_test_support ${ARGN})
+  # Tests are compiled far more often than they run: no optimisation.
+  target_compile_options(${name}_tests PRIVATE -O0)
   vorn_precompile(${name}_tests <gtest/gtest.h>)
   gtest_discover_tests(${name}_tests TEST_PREFIX "${name}/" DISCOVERY_TIMEOUT 60
                        PROPERTIES TIMEOUT 300)
