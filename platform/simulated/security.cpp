@@ -188,11 +188,13 @@ bool ConvertStringSecurityDescriptorToSecurityDescriptorW(const char16_t* text,
 
 void LocalFree(SECURITY_DESCRIPTOR* descriptor) {
   Process& process = Process::Current();
-  if (process.killed && descriptor != nullptr) FreeBlock(HeaderOf(descriptor));
+  bool done = descriptor == nullptr;
   SimulateBool("LocalFree", Arguments("hMem", descriptor), [&](const CallFaults&) {
-    if (descriptor == nullptr) return true;
-    return process.Remove(ObjectKind::Memory, HeaderOf(descriptor)->number);
+    if (!done) done = process.Remove(ObjectKind::Memory, HeaderOf(descriptor)->number);
+    return done;
   });
+  // The process may have been dead before, or have died of this very call.
+  if (!done && process.killed) FreeBlock(HeaderOf(descriptor));
 }
 
 }  // namespace vorn::platform
