@@ -30,10 +30,19 @@ constexpr char16_t kHardwareId[] = u"Root\\VornAudio";
 constexpr char16_t kServicesSection[] = u"VornAudio_Install.Services";
 constexpr char16_t kServiceKey[] = u"AddService";
 
+// Longest texts that are accepted, in units.
+constexpr std::size_t kMaxClassLength = 64;
+constexpr std::size_t kMaxCatalogLength = 260;
+constexpr std::size_t kMaxProviderLength = 128;
 constexpr std::size_t kMaxDateLength = 32;
 constexpr std::size_t kMaxVersionLength = 64;
 constexpr std::size_t kMaxNameLength = platform::MAX_PATH - 1;
-constexpr std::size_t kLineFieldCapacity = 128;  // of a model's or service's field, with terminator
+
+// Buffers of fields that are read in one call, in units with the terminator.
+constexpr std::size_t kLineFieldCapacity = 128;  // of a model or service
+constexpr std::size_t kDateCapacity = 64;
+constexpr std::size_t kVersionCapacity = 128;
+
 constexpr std::size_t kSha256Digits = 64;
 
 /// The caller's file when it is open, else the one at `path`.
@@ -52,13 +61,13 @@ bool ReadVersionBlock(platform::HINF inf, InfIdentity& identity, std::u16string&
     std::u16string& value;
   };
   const KeyedField fields[] = {
-      {u"Version", u"Class", 1, 64, identity.className},
-      {u"Version", u"ClassGuid", 1, 64, identity.classGuid},
-      {u"Version", u"CatalogFile", 1, 260, identity.catalogFile},
+      {u"Version", u"Class", 1, kMaxClassLength, identity.className},
+      {u"Version", u"ClassGuid", 1, kMaxClassLength, identity.classGuid},
+      {u"Version", u"CatalogFile", 1, kMaxCatalogLength, identity.catalogFile},
       {u"Version", u"DriverVer", 1, kMaxDateLength, identity.driverDate},
       {u"Version", u"DriverVer", 2, kMaxVersionLength, identity.driverVersion},
-      {u"Strings", u"ProviderName", 1, 128, identity.providerName},
-      {u"Version", u"Provider", 1, 128, provider},
+      {u"Strings", u"ProviderName", 1, kMaxProviderLength, identity.providerName},
+      {u"Version", u"Provider", 1, kMaxProviderLength, provider},
   };
   return std::all_of(std::begin(fields), std::end(fields), [inf](const KeyedField& item) {
     return ReadKeyedField(inf, item.section, item.key, item.field, item.maxLength, item.value);
@@ -131,9 +140,9 @@ bool ReadDriverVer(platform::HINF inf, std::u16string& date, std::u16string& ver
   platform::INFCONTEXT line = {};
   if (!platform::SetupFindFirstLineW(inf, u"Version", u"DriverVer", &line)) return false;
   std::uint32_t versionSize = 0;
-  return ReadFieldInto(64, line, 1, date) && ReadFieldInto(128, line, 2, version, &versionSize) &&
-         versionSize >= 2 && IsSingleLine(date, kMaxDateLength) &&
-         IsSingleLine(version, kMaxVersionLength);
+  return ReadFieldInto(kDateCapacity, line, 1, date) &&
+         ReadFieldInto(kVersionCapacity, line, 2, version, &versionSize) && versionSize >= 2 &&
+         IsSingleLine(date, kMaxDateLength) && IsSingleLine(version, kMaxVersionLength);
 }
 
 }  // namespace
