@@ -124,14 +124,15 @@ class CatalogLister {
     if (Failed(devices.Get()->GetCount(&count))) return false;
     bool complete = true;
     for (std::uint32_t index = 0; index < count; ++index) {
-      ComObject<platform::IMMDevice> device;
-      if (Failed(devices.Get()->Item(index, device.Receive())) || !device) {
-        complete = false;
-      } else if (!ListDevice(*device.Get(), flow)) {
-        complete = false;
-      }
+      if (!ListItem(*devices.Get(), index, flow)) complete = false;
     }
     return complete;
+  }
+
+  bool ListItem(platform::IMMDeviceCollection& devices, std::uint32_t index, EDataFlow flow) {
+    ComObject<platform::IMMDevice> device;
+    if (Failed(devices.Item(index, device.Receive())) || !device) return false;
+    return ListDevice(*device.Get(), flow);
   }
 
   /// Skipping a device that is not the program's is no failure.
