@@ -65,7 +65,7 @@ bool InView(const AudioEndpoint& endpoint) {
 }
 
 bool BelongsTo(const AudioEndpoint& endpoint, std::u16string_view root) {
-  return EqualsIgnoringCase(endpoint.root, root);
+  return IsSameDevice(endpoint.root, root);
 }
 
 /// Whether an endpoint is in view and is that cable's of the device: by what it was built of, or by
@@ -80,30 +80,28 @@ bool IsCable(const AudioEndpoint& endpoint, std::u16string_view root, CableFlow 
 // ------------------------------------------------------------------------------------------------
 // Records in the registry.
 
-void WriteCableMarker(Registry& registry, const std::u16string& path, CableProperty property) {
+void WriteCableMarker(Key& properties, CableProperty property) {
   if (property.type == VT_UI4 || property.type == VT_I4) {
-    PutDword(registry, path, kCableMarkerName, property.value);
+    PutDword(properties, kCableMarkerName, property.value);
   } else {
-    PutString(registry, path, kCableMarkerName, ToUtf16(std::to_string(property.value)));
+    PutString(properties, kCableMarkerName, ToUtf16(std::to_string(property.value)));
   }
 }
 
 void WriteRecord(Machine& machine, const AudioEndpoint& endpoint, std::u16string_view name) {
-  MakeEndpointRecordKeys(machine);
   Registry& registry = machine.registry;
-  const std::u16string path = EndpointRecordPath(endpoint);
-  PutDword(registry, path, u"DeviceState", endpoint.state);
-  MakeKey(registry, path + u"\\FxProperties");
-  PutString(registry, path + u"\\Properties", kNameProperty, name);
-  if (endpoint.cable) WriteCableMarker(registry, path + u"\\Properties", *endpoint.cable);
+  const KeyId record = MakeKey(registry, EndpointRecordPath(endpoint));
+  PutDword(registry.keys.at(record), u"DeviceState", endpoint.state);
+  MakeChild(registry, record, u"FxProperties");
+  Key& properties = registry.keys.at(MakeChild(registry, record, u"Properties"));
+  PutString(properties, kNameProperty, name);
+  if (endpoint.cable) WriteCableMarker(properties, *endpoint.cable);
 }
 
 /// The record's state follows the catalog's; a record that was deleted stays so.
 void UpdateRecord(Machine& machine, const AudioEndpoint& endpoint) {
-  const std::u16string path = EndpointRecordPath(endpoint);
-  if (FindKey(machine.registry, path)) {
-    PutDword(machine.registry, path, u"DeviceState", endpoint.state);
-  }
+  const auto record = FindKey(machine.registry, EndpointRecordPath(endpoint));
+  if (record) PutDword(machine.registry.keys.at(*record), u"DeviceState", endpoint.state);
 }
 
 // ------------------------------------------------------------------------------------------------
@@ -133,12 +131,12 @@ void AddChild(Machine& machine, const AudioEndpoint& endpoint) {
 void EraseChild(Machine& machine, const AudioEndpoint& endpoint) {
   const std::u16string id = ChildId(endpoint);
   std::erase_if(machine.devices.devices,
-                [&](const Device& device) { return EqualsIgnoringCase(device.instanceId, id); });
+                [&](const Device& device) { return IsSameDevice(device.instanceId, id); });
 }
 
 void EraseChildren(Machine& machine, std::u16string_view root) {
   std::erase_if(machine.devices.devices, [&](const Device& device) {
-    return device.classGuid == kAudioEndpointClass && EqualsIgnoringCase(device.parent, root);
+    return device.classGuid == kAudioEndpointClass && IsSameDevice(device.parent, root);
   });
 }
 
@@ -253,6 +251,7 @@ void PublishWanted(Machine& machine, std::u16string_view root, std::optional<Cab
   const Device* device = machine.devices.Find(root);
   if (device == nullptr || !device->present || !device->resident || !IsStarted(*device)) return;
   if (!AudioServicesRun(machine)) return;
+  MakeEndpointRecordKeys(machine);
   const std::u16string id = device->instanceId;
   std::map<CableFlow, std::size_t> numbers;
   for (const CableFlow& cable : WantedCables(machine, *device)) {
@@ -400,6 +399,7 @@ std::u16string AddForeignEndpoint(Machine& machine, bool capture,
   endpoint.cable = cable;
   endpoint.connectedTo = FilterId(rootInstanceId, capture ? u"wavein" : u"waveout");
   endpoint.root = rootInstanceId;
+  MakeEndpointRecordKeys(machine);
   WriteRecord(machine, endpoint, capture ? u"Microphone" : u"Speakers");
   AddChild(machine, endpoint);
   machine.audio.endpoints.push_back(endpoint);

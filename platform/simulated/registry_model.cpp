@@ -65,8 +65,7 @@ Registry::Registry() {
 KeyId MakeKey(Registry& registry, std::u16string_view path) {
   KeyId key = registry.localMachine;
   for (auto name = TakeComponent(path); !name.empty(); name = TakeComponent(path)) {
-    const auto child = FindChild(registry, key, name);
-    key = child ? *child : AddChild(registry, key, name);
+    key = MakeChild(registry, key, name);
   }
   return key;
 }
@@ -81,33 +80,17 @@ std::optional<KeyId> FindKey(const Registry& registry, std::u16string_view path)
 
 void PutValue(Registry& registry, std::u16string_view path, std::u16string_view name,
               std::uint32_t type, Bytes data) {
-  Key& key = registry.keys.at(MakeKey(registry, path));
-  for (RegistryValue& value : key.values) {
-    if (!EqualsIgnoringCase(value.name, name)) continue;
-    value.type = type;
-    value.data = std::move(data);
-    return;
-  }
-  key.values.push_back({std::u16string(name), type, std::move(data)});
+  PutValue(registry.keys.at(MakeKey(registry, path)), name, type, std::move(data));
 }
 
 void PutDword(Registry& registry, std::u16string_view path, std::u16string_view name,
               std::uint32_t value) {
-  Bytes data(4);
-  for (std::size_t i = 0; i < data.size(); ++i)
-    data[i] = static_cast<std::uint8_t>(value >> (8 * i));
-  PutValue(registry, path, name, REG_DWORD, std::move(data));
+  PutDword(registry.keys.at(MakeKey(registry, path)), name, value);
 }
 
 void PutString(Registry& registry, std::u16string_view path, std::u16string_view name,
                std::u16string_view text) {
-  Bytes data;
-  for (const char16_t unit : text) {
-    data.push_back(static_cast<std::uint8_t>(unit & 0xFF));
-    data.push_back(static_cast<std::uint8_t>(unit >> 8));
-  }
-  data.resize(data.size() + 2);
-  PutValue(registry, path, name, REG_SZ, std::move(data));
+  PutString(registry.keys.at(MakeKey(registry, path)), name, text);
 }
 
 const RegistryValue* FindValue(const Registry& registry, std::u16string_view path,
@@ -124,6 +107,11 @@ void RemoveKeyTree(Registry& registry, std::u16string_view path) {
   if (const auto key = FindKey(registry, path)) RemoveTree(registry, *key);
 }
 
+KeyId MakeChild(Registry& registry, KeyId parent, std::u16string_view name) {
+  const auto child = FindChild(registry, parent, name);
+  return child ? *child : AddChild(registry, parent, name);
+}
+
 std::optional<KeyId> FindChild(const Registry& registry, KeyId parent, std::u16string_view name) {
   for (const KeyId child : registry.keys.at(parent).children) {
     if (EqualsIgnoringCase(registry.keys.at(child).name, name)) return child;
@@ -136,6 +124,33 @@ const RegistryValue* FindValue(const Key& key, std::u16string_view name) {
     if (EqualsIgnoringCase(value.name, name)) return &value;
   }
   return nullptr;
+}
+
+void PutValue(Key& key, std::u16string_view name, std::uint32_t type, Bytes data) {
+  for (RegistryValue& value : key.values) {
+    if (!EqualsIgnoringCase(value.name, name)) continue;
+    value.type = type;
+    value.data = std::move(data);
+    return;
+  }
+  key.values.push_back({std::u16string(name), type, std::move(data)});
+}
+
+void PutDword(Key& key, std::u16string_view name, std::uint32_t value) {
+  Bytes data(4);
+  for (std::size_t i = 0; i < data.size(); ++i)
+    data[i] = static_cast<std::uint8_t>(value >> (8 * i));
+  PutValue(key, name, REG_DWORD, std::move(data));
+}
+
+void PutString(Key& key, std::u16string_view name, std::u16string_view text) {
+  Bytes data;
+  for (const char16_t unit : text) {
+    data.push_back(static_cast<std::uint8_t>(unit & 0xFF));
+    data.push_back(static_cast<std::uint8_t>(unit >> 8));
+  }
+  data.resize(data.size() + 2);
+  PutValue(key, name, REG_SZ, std::move(data));
 }
 
 const SecurityRecord& SecurityOf(const Registry& registry, KeyId key) {

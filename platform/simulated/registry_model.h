@@ -80,11 +80,19 @@ void RemoveKeyTree(Registry& registry, std::u16string_view path);
 
 // By number, for the registry's own calls.
 
+/// The child of that name, created when it is missing.
+KeyId MakeChild(Registry& registry, KeyId parent, std::u16string_view name);
+
 /// The child of that name; nothing when there is none.
 std::optional<KeyId> FindChild(const Registry& registry, KeyId parent, std::u16string_view name);
 
 /// The value of that name; null when there is none.
 const RegistryValue* FindValue(const Key& key, std::u16string_view name);
+
+/// Creates or replaces a value of a key.
+void PutValue(Key& key, std::u16string_view name, std::uint32_t type, Bytes data);
+void PutDword(Key& key, std::u16string_view name, std::uint32_t value);
+void PutString(Key& key, std::u16string_view name, std::u16string_view text);
 
 /// The descriptor that decides about a key: its own, or that of the nearest key above it.
 const SecurityRecord& SecurityOf(const Registry& registry, KeyId key);
