@@ -83,8 +83,8 @@ struct PackageRecipe {
   bool utf16 = false;          // encoding of the INF
   bool brokenCatalog = false;  // the catalog does not list the INF
   bool withoutCatalog = false;
-  std::string extraInfText;          // appended, so that two packages of a version differ
-  std::optional<DriverImage> image;  // a sound image of `version` when not given
+  std::string extraInfText = {};          // appended, so that two packages of a version differ
+  std::optional<DriverImage> image = {};  // a sound image of `version` when not given
 };
 
 /// The INF text of a recipe.

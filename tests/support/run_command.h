@@ -19,12 +19,12 @@ namespace vorn::tests {
 
 /// What is special about a run; the default is an elevated operator and no fault.
 struct RunOptions {
-  std::vector<platform::simulated::Fault> faults;
+  std::vector<platform::simulated::Fault> faults = {};
   bool logCalls = true;
-  platform::simulated::Token token;
+  platform::simulated::Token token = {};
   bool standardOutputClosed = false;
   bool ntdllMissing = false;
-  std::vector<std::string> missingExports;
+  std::vector<std::string> missingExports = {};
 };
 
 struct RunResult {

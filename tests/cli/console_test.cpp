@@ -1,0 +1,73 @@
+#include "cli/console.h"
+
+#include "base/text.h"
+#include "platform/last_error.h"
+#include "platform/simulated/process.h"
+
+#include <gtest/gtest.h>
+
+namespace vorn {
+namespace {
+
+using platform::simulated::Fault;
+using platform::simulated::Machine;
+using platform::simulated::Process;
+
+TEST(Console, ReportsAFailedCallWithItsErrorInEightDigits) {
+  struct Case {
+    std::uint32_t error;
+    const char16_t* line;
+  };
+  const Case cases[] = {
+      {5, u"vorn_devnode: SetupDiCreateDeviceInfo failed (error 0x00000005)\n"},
+      {0, u"vorn_devnode: SetupDiCreateDeviceInfo failed (error 0x00000000)\n"},
+      {0xE000020B, u"vorn_devnode: SetupDiCreateDeviceInfo failed (error 0xE000020B)\n"},
+  };
+  for (const Case& row : cases) {
+    Machine machine;
+    Process process(machine);
+    platform::SetLastError(row.error);
+    ReportFailedCall(u"SetupDiCreateDeviceInfo");
+    EXPECT_EQ(ToUtf8(process.ErrorOutput()), ToUtf8(row.line));
+    EXPECT_EQ(process.Output(), u"");
+    EXPECT_EQ(platform::GetLastError(), row.error);
+  }
+}
+
+TEST(Console, SendsOutputAndErrorsToTheirStreams) {
+  Machine machine;
+  Process process(machine);
+  Print(u"vorn_devnode: %ls\n", u"done");
+  PrintError(u"vorn_devnode: %zu left\n", std::size_t{3});
+  EXPECT_EQ(process.Output(), u"vorn_devnode: done\n");
+  EXPECT_EQ(process.ErrorOutput(), u"vorn_devnode: 3 left\n");
+}
+
+TEST(Console, WritesEachLineWithOneCall) {
+  Machine machine;
+  Process process(machine);
+  Print(u"vorn_devnode: %ls and %ls\n", u"one", u"two");
+  EXPECT_EQ(process.callCount, 1U);
+}
+
+TEST(Console, KeepsEveryCharacterOfAPath) {
+  Machine machine;
+  Process process(machine);
+  Print(u"%ls\n", u"C:\\P\u00e4ket\\\u97f3\u58f0\\\U0001F50A.inf");
+  EXPECT_EQ(process.Output(), u"C:\\P\u00e4ket\\\u97f3\u58f0\\\U0001F50A.inf\n");
+}
+
+TEST(Console, LeavesTheLastErrorAloneWhenAWriteFails) {
+  Machine machine;
+  Process process(machine);
+  Fault fault;
+  fault.call = "fputws";
+  process.faults = {fault};
+  platform::SetLastError(1234);
+  Print(u"lost\n");
+  EXPECT_EQ(platform::GetLastError(), 1234U);
+  EXPECT_EQ(process.Output(), u"");
+}
+
+}  // namespace
+}  // namespace vorn

@@ -1,0 +1,346 @@
+// The install command on a machine without a root device.
+
+#include "base/text.h"
+#include "platform/device_setup.h"
+#include "platform/files.h"
+#include "tests/support/activation.h"
+#include "tests/support/console_lines.h"
+#include "tests/support/run_command.h"
+#include "tests/support/world.h"
+
+#include <algorithm>
+#include <gtest/gtest.h>
+
+namespace vorn {
+namespace {
+
+using platform::simulated::CallRecord;
+using platform::simulated::CleanMachine;
+using platform::simulated::DriverImage;
+using platform::simulated::Fault;
+using platform::simulated::FaultKind;
+using platform::simulated::FindNode;
+using platform::simulated::Machine;
+using tests::Console;
+using tests::Err;
+using tests::ExpectRun;
+using tests::ExpectTidy;
+using tests::JournalIn;
+using tests::kSampleInf;
+using tests::kSampleJournal;
+using tests::Out;
+using tests::ProvenLine;
+using tests::RootCount;
+using tests::RootOf;
+using tests::RunCommand;
+using tests::RunOptions;
+using tests::RunResult;
+
+const auto kPersisted = Out("vorn_devnode: persisted protected pre-bind activation state");
+const auto kInstalled = Out("vorn_devnode: Root\\VornAudio installed");
+
+RunResult Install(Machine& machine, const RunOptions& options = {}) {
+  return RunCommand(machine, {u"install", kSampleInf, kSampleJournal}, options);
+}
+
+RunResult InstallRollback(Machine& machine, const RunOptions& options = {}) {
+  return RunCommand(machine, {u"install", kSampleInf, kSampleJournal, u"--rollback"}, options);
+}
+
+/// Where the first call of that name stands in the log, which must have one.
+std::size_t PlaceOf(const RunResult& run, std::string_view name) {
+  const auto found = std::find_if(run.calls.begin(), run.calls.end(),
+                                  [name](const CallRecord& call) { return call.name == name; });
+  EXPECT_NE(found, run.calls.end()) << name << " was not called";
+  return static_cast<std::size_t>(found - run.calls.begin());
+}
+
+TEST(FreshInstall, CreatesTheDeviceAndProvesIt) {
+  Machine machine = CleanMachine();
+  const Machine before = machine;
+  const RunResult run = Install(machine);
+  ExpectRun(run, kExitOk, {kPersisted, kInstalled, {false, ProvenLine(machine)}});
+  EXPECT_EQ(RootCount(machine), 1U);
+  EXPECT_EQ(tests::BoundVersion(machine), "26.8.10.5");
+  EXPECT_EQ(tests::ResidentVersion(machine), "26.8.10.5");
+  EXPECT_EQ(tests::VisibleEndpoints(machine), 20U);
+  ExpectTidy(before, machine);
+}
+
+TEST(FreshInstall, KeepsAJournalOfTheTargetWithEmptyBaselines) {
+  Machine machine = CleanMachine();
+  const ActivationState expected = tests::FreshTarget(machine);
+  Install(machine);
+  EXPECT_EQ(JournalIn(machine, kSampleJournal), expected);
+}
+
+TEST(FreshInstall, TellsWindowsExactlyWhatTheDeviceIs) {
+  Machine machine = CleanMachine();
+  const RunResult run = Install(machine);
+
+  const auto lists = run.CallsOf("SetupDiCreateDeviceInfoList");
+  ASSERT_EQ(lists.size(), 1U);
+  EXPECT_EQ(lists[0].Argument("ClassGuid"), "{4D36E96C-E325-11CE-BFC1-08002BE10318}");
+
+  const auto names = run.CallsOf("SetupDiClassNameFromGuidW");
+  ASSERT_EQ(names.size(), 1U);
+  EXPECT_EQ(names[0].Argument("ClassNameSize"), "32");
+
+  const auto devices = run.CallsOf("SetupDiCreateDeviceInfoW");
+  ASSERT_EQ(devices.size(), 1U);
+  EXPECT_EQ(devices[0].Argument("DeviceName"), "MEDIA");
+  EXPECT_EQ(devices[0].Argument("ClassGuid"), "{4D36E96C-E325-11CE-BFC1-08002BE10318}");
+  EXPECT_EQ(devices[0].Argument("DeviceDescription"), "null");
+  EXPECT_EQ(devices[0].Argument("CreationFlags"), "0x1");
+
+  const auto ids = run.CallsOf("SetupDiSetDeviceRegistryPropertyW");
+  ASSERT_EQ(ids.size(), 1U);
+  EXPECT_EQ(ids[0].Argument("Property"), "1");
+  EXPECT_EQ(ids[0].Argument("PropertyBufferSize"), "32");
+  EXPECT_EQ(RootOf(machine).hardwareIds, std::vector<std::u16string>{u"Root\\VornAudio"});
+
+  const auto binds = run.CallsOf("UpdateDriverForPlugAndPlayDevicesW");
+  ASSERT_EQ(binds.size(), 1U);
+  EXPECT_EQ(binds[0].Argument("HardwareId"), "Root\\VornAudio");
+  EXPECT_EQ(binds[0].Argument("InstallFlags"), "0x1");
+}
+
+TEST(FreshInstall, WritesTheJournalBeforeItTouchesTheDevice) {
+  Machine machine = CleanMachine();
+  const RunResult run = Install(machine);
+  const std::size_t flushed = PlaceOf(run, "SetEndOfFile");
+  EXPECT_LT(flushed, PlaceOf(run, "SetupDiCreateDeviceInfoList"));
+  EXPECT_LT(PlaceOf(run, "SetupDiSetDeviceRegistryPropertyW"),
+            PlaceOf(run, "SetupDiCallClassInstaller"));
+  EXPECT_LT(PlaceOf(run, "SetupDiCallClassInstaller"),
+            PlaceOf(run, "UpdateDriverForPlugAndPlayDevicesW"));
+}
+
+TEST(FreshInstall, EndsWithTheStatusOfTheStepThatFailed) {
+  struct Case {
+    const char* call;
+    std::uint32_t nth;
+    const char* label;
+    ExitStatus status;
+    std::size_t roots;  // that are left
+  };
+  const Case cases[] = {
+      {"SetupDiCreateDeviceInfoList", 1, "SetupDiCreateDeviceInfoList", 3, 0},
+      {"SetupDiClassNameFromGuidW", 1, "SetupDiClassNameFromGuid", 4, 0},
+      {"SetupDiCreateDeviceInfoW", 1, "SetupDiCreateDeviceInfo", 5, 0},
+      {"SetupDiSetDeviceRegistryPropertyW", 1, "SetupDiSetDeviceRegistryProperty(HARDWAREID)", 6,
+       0},
+      {"SetupDiCallClassInstaller", 1, "SetupDiCallClassInstaller(DIF_REGISTERDEVICE)", 7, 0},
+      {"UpdateDriverForPlugAndPlayDevicesW", 1, "UpdateDriverForPlugAndPlayDevices", 8, 0},
+  };
+  for (const Case& row : cases) {
+    SCOPED_TRACE(row.call);
+    Machine machine = CleanMachine();
+    const Machine before = machine;
+    Fault fault;
+    fault.call = row.call;
+    fault.first = fault.last = row.nth;
+    fault.error = 0xE0000203;
+    const RunResult run = Install(machine, {.faults = {fault}});
+    ExpectRun(run, row.status,
+              {kPersisted,
+               Err("vorn_devnode: " + std::string(row.label) + " failed (error 0xE0000203)")});
+    EXPECT_EQ(RootCount(machine), row.roots);
+    EXPECT_EQ(JournalIn(machine, kSampleJournal), std::nullopt);
+    ExpectTidy(before, machine);
+  }
+}
+
+TEST(FreshInstall, RemovesTheDeviceThatNoDriverCouldBeBoundTo) {
+  Machine machine = CleanMachine();
+  machine.store.updateError = platform::ERROR_FILE_HASH_NOT_IN_CATALOG;
+  const RunResult run = Install(machine);
+  ExpectRun(run, kExitFreshBindFailed,
+            {kPersisted,
+             Err("vorn_devnode: UpdateDriverForPlugAndPlayDevices failed (error 0xE000024B)")});
+  const auto calls = run.CallsOf("SetupDiCallClassInstaller");
+  ASSERT_EQ(calls.size(), 2U);
+  EXPECT_EQ(calls[0].Argument("InstallFunction"), "0x19");
+  EXPECT_EQ(calls[1].Argument("InstallFunction"), "0x5");
+  EXPECT_EQ(RootCount(machine), 0U);
+}
+
+TEST(FreshInstall, KeepsTheStatusOfTheBindWhenTheDeviceCannotBeRemoved) {
+  Machine machine = CleanMachine();
+  machine.store.updateError = platform::ERROR_ACCESS_DENIED;
+  Fault fault;
+  fault.call = "SetupDiCallClassInstaller";
+  fault.first = fault.last = 2;
+  const RunResult run = Install(machine, {.faults = {fault}});
+  ExpectRun(run, kExitFreshBindFailed,
+            {kPersisted,
+             Err("vorn_devnode: UpdateDriverForPlugAndPlayDevices failed (error 0x00000005)")});
+  EXPECT_EQ(RootCount(machine), 1U);
+  EXPECT_EQ(JournalIn(machine, kSampleJournal), std::nullopt);
+}
+
+TEST(FreshInstall, HandsOutAPackageThatDoesNotMatchItsCatalog) {
+  Machine machine = CleanMachine();
+  platform::simulated::WritePackage(machine.files, u"C:\\pkg\\driver", {.brokenCatalog = true});
+  ExpectRun(Install(machine), kExitFreshBindFailed,
+            {kPersisted,
+             Err("vorn_devnode: UpdateDriverForPlugAndPlayDevices failed (error 0xE000024B)")});
+  EXPECT_EQ(RootCount(machine), 0U);
+}
+
+// ------------------------------------------------------------------------------------------------
+// Restarts.
+
+TEST(FreshInstall, CallsForARollbackWhenWindowsAsksForARestart) {
+  Machine machine = CleanMachine();
+  machine.store.updateNeedsRestart = true;
+  ExpectRun(
+      Install(machine), kExitNotStarted,
+      {kPersisted, kInstalled,
+       Err("vorn_devnode: RESULT=NOT_STARTED - Windows requested a restart; candidate must be "
+           "rolled back")});
+  EXPECT_EQ(JournalIn(machine, kSampleJournal), std::nullopt);
+  EXPECT_EQ(RootCount(machine), 1U);
+}
+
+TEST(FreshInstall, LeavesARollbackForTheRestartWithItsJournal) {
+  Machine machine = CleanMachine();
+  machine.store.updateNeedsRestart = true;
+  ExpectRun(InstallRollback(machine), kExitRebootRequired,
+            {kPersisted, kInstalled,
+             Err("vorn_devnode: RESULT=REBOOT_REQUIRED - rollback package bound; Windows starts it "
+                 "at the next restart")});
+  EXPECT_TRUE(JournalIn(machine, kSampleJournal).has_value());
+}
+
+TEST(FreshInstall, ProvesARollbackThatNeedsNoRestart) {
+  Machine machine = CleanMachine();
+  const RunResult run = InstallRollback(machine);
+  ExpectRun(run, kExitOk, {kPersisted, kInstalled, {false, ProvenLine(machine)}});
+}
+
+// ------------------------------------------------------------------------------------------------
+// What the engine finds.
+
+TEST(FreshInstall, DropsTheJournalOfADeviceThatDoesNotStart) {
+  Machine machine = CleanMachine();
+  DriverImage image = platform::simulated::SoundImage(u"26.8.10.5");
+  image.startProblem = 10;
+  platform::simulated::WritePackage(machine.files, u"C:\\pkg\\driver", {.image = image});
+  ExpectRun(
+      Install(machine), kExitNotStarted,
+      {kPersisted, kInstalled,
+       Err("vorn_devnode: RESULT=NOT_STARTED - devnode did not reach DN_STARTED (problem=10)")});
+  EXPECT_EQ(JournalIn(machine, kSampleJournal), std::nullopt);
+}
+
+TEST(FreshInstall, DropsTheJournalWhenAnObservationFails) {
+  Machine machine = CleanMachine();
+  machine.audio.neverPublished.insert({4, 0});
+  ExpectRun(
+      Install(machine), kExitEndpointsMissing,
+      {kPersisted, kInstalled,
+       Err("vorn_devnode: RESULT=ENDPOINTS_MISSING - root=healthy; package=; kernel=; "
+           "resident=proven; catalog=healthy; mapping=MMDevice catalog has the wrong VORN endpoint "
+           "count; present= (catalog=19, active=19, present-pnp=19)")});
+  EXPECT_EQ(JournalIn(machine, kSampleJournal), std::nullopt);
+  EXPECT_EQ(RootCount(machine), 1U);
+}
+
+TEST(FreshInstall, WaitsForEndpointsThatComeLate) {
+  Machine machine = CleanMachine();
+  machine.audio.buildDelay = 60'000;
+  EXPECT_EQ(Install(machine).status, kExitOk);
+}
+
+TEST(FreshInstall, StartsTheAudioServices) {
+  Machine machine = CleanMachine();
+  for (auto& [name, service] : machine.services)
+    service.running = false;
+  EXPECT_EQ(Install(machine).status, kExitOk);
+  EXPECT_TRUE(machine.services.at(u"AudioEndpointBuilder").running);
+  EXPECT_TRUE(machine.services.at(u"Audiosrv").running);
+}
+
+// ------------------------------------------------------------------------------------------------
+// The journal cannot be written.
+
+struct BadJournalPlace {
+  const char* name;
+  void (*shape)(Machine& machine);
+  const char16_t* statePath;
+  std::vector<Fault> faults;
+  std::string line;
+};
+
+Fault FailCall(std::string name, std::uint32_t nth, std::uint32_t error) {
+  Fault fault;
+  fault.call = std::move(name);
+  fault.first = fault.last = nth;
+  fault.error = error;
+  return fault;
+}
+
+/// Leaves room for the snapshot of the package, and hardly more.
+void FillVolume(Machine& machine) {
+  std::uint64_t size = 0;
+  for (const std::u16string& name : ListFolder(machine.files, u"C:\\pkg\\driver"))
+    size += ReadWholeFile(machine.files, u"C:\\pkg\\driver\\" + name)->size();
+  machine.files.volumes[0].freeBytes = size + 1;  // a name needs a little
+}
+
+void AddReadOnlyVolume(Machine& machine) {
+  AddVolume(machine.files, u'D', u"\\Device\\HarddiskVolume4",
+            u"5a17c0de-0000-4000-8000-000000000004");
+  machine.files.volumes[1].readOnly = true;
+}
+
+TEST(FreshInstall, TouchesNoDeviceWhenTheJournalCannotBeWritten) {
+  const auto nothing = [](Machine&) {};
+  const std::string create = "vorn_devnode: safe create(activation state) failed (error ";
+  const std::string write = "vorn_devnode: WriteFile(activation state) failed (error ";
+  // Three files of the snapshot are cut to their size and flushed before the journal.
+  const BadJournalPlace cases[] = {
+      {"missing folder", nothing, u"C:\\missing\\state", {}, create + "0x00000002)"},
+      {"read-only volume", AddReadOnlyVolume, u"D:\\state", {}, create + "0x00000013)"},
+      {"no such volume", nothing, u"E:\\state", {}, create + "0x00000002)"},
+      {"full disk", FillVolume, kSampleJournal, {}, write + "0x00000070)"},
+      {"end of file",
+       nothing,
+       kSampleJournal,
+       {FailCall("SetEndOfFile", 4, 112)},
+       write + "0x00000070)"},
+      {"flush",
+       nothing,
+       kSampleJournal,
+       {FailCall("FlushFileBuffers", 4, 1117)},
+       write + "0x0000045D)"},
+  };
+  for (const BadJournalPlace& row : cases) {
+    SCOPED_TRACE(row.name);
+    Machine machine = CleanMachine();
+    row.shape(machine);
+    const Machine before = machine;
+    const RunResult run =
+        RunCommand(machine, {u"install", kSampleInf, row.statePath}, {.faults = row.faults});
+    ExpectRun(run, kExitActivationStateBlocks, {Err(row.line)});
+    EXPECT_EQ(RootCount(machine), 0U);
+    EXPECT_FALSE(tests::HasFile(machine, row.statePath));
+    ExpectTidy(before, machine);
+  }
+}
+
+TEST(FreshInstall, TouchesNoDeviceWhenSomebodyTakesTheJournalsName) {
+  Machine machine = CleanMachine();
+  // The name is free when the journal is looked for, and taken when it is created.
+  const auto take = [](Machine& world) { PutFile(world.files, kSampleJournal, "mine"); };
+  const Fault fault =
+      tests::ChangeBefore("ConvertStringSecurityDescriptorToSecurityDescriptorW", 2, take);
+  ExpectRun(Install(machine, {.faults = {fault}}), kExitActivationStateBlocks,
+            {Err("vorn_devnode: safe create(activation state) failed (error 0x000000B7)")});
+  EXPECT_EQ(RootCount(machine), 0U);
+  EXPECT_TRUE(tests::HasFile(machine, kSampleJournal));  // not ours to delete
+}
+
+}  // namespace
+}  // namespace vorn
