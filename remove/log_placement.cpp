@@ -8,6 +8,7 @@
 #include "remove/removal_log.h"
 
 #include <memory>
+#include <utility>
 
 namespace vorn {
 
@@ -27,12 +28,6 @@ constexpr OpenRequest kOpenLog = {kLogAccess, platform::FILE_OPEN,
                                   platform::FILE_NON_DIRECTORY_FILE, kLogShare};
 constexpr OpenRequest kCreateLog = {kLogAccess, platform::FILE_CREATE,
                                     platform::FILE_NON_DIRECTORY_FILE, kLogShare};
-
-/// What keeps the log's place as it was checked.
-struct HeldPlace {
-  Directory folder;
-  KernelHandle file;
-};
 
 /// The folder above the one that holds the INF; a bare drive means its root.
 std::u16string FolderAbove(std::u16string_view infPath) {
@@ -56,18 +51,19 @@ bool HasOneName(platform::HANDLE file) {
          information.nNumberOfLinks == 1;
 }
 
-/// Opens the file, or creates it with the folder's inherited security; empty unless it is a plain
-/// file with one name.
-KernelHandle HoldLogFile(const Directory& folder) {
+/// Opens the file, or creates it with the folder's inherited security; null unless it is a plain
+/// file with one name. The stream that appends is opened by path while this is open, so that it
+/// opens the same file.
+std::shared_ptr<const void> HoldLogFile(const Directory& folder) {
   const privileged_input::NativeApi& api = folder.SharedState()->api;
   KernelHandle file = OpenNative(api, folder.Handle(), kFileName, kOpenLog);
   if (!file && platform::GetLastError() == platform::ERROR_FILE_NOT_FOUND) {
     file = OpenNative(api, folder.Handle(), kFileName, kCreateLog);
   }
   if (!file || !privileged_input::IsPlainObject(file.Get(), false) || !HasOneName(file.Get())) {
-    return {};
+    return nullptr;
   }
-  return file;
+  return std::make_shared<const KernelHandle>(std::move(file));
 }
 
 }  // namespace
@@ -81,12 +77,9 @@ void PlaceRemovalLog(std::u16string_view commandLineInfPath) {
   if (!parent) return;
   const std::u16string folderPath = parentPath + u"\\" + kFolderName;
   if (!MakeFolder(folderPath)) return;
-  auto place = std::make_shared<HeldPlace>();
-  place->folder = Directory::OpenRelative(parent, kFolderName);
-  if (!place->folder) return;
-  place->file = HoldLogFile(place->folder);
-  if (!place->file) return;
-  SetRemovalLogPath(folderPath + u"\\" + kFileName, place);
+  const Directory folder = Directory::OpenRelative(parent, kFolderName);
+  if (!folder) return;
+  SetRemovalLogPath(folderPath + u"\\" + kFileName, [folder] { return HoldLogFile(folder); });
 }
 
 }  // namespace vorn

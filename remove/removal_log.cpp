@@ -15,7 +15,7 @@ namespace {
 
 struct RemovalLog {
   std::u16string path;
-  std::shared_ptr<const void> hold;
+  LogFileGuard guard;
 };
 
 RemovalLog& CurrentLog() {
@@ -33,8 +33,8 @@ std::u16string StampedLine(const platform::SYSTEMTIME& now, std::u16string_view 
 
 }  // namespace
 
-void SetRemovalLogPath(std::u16string path, std::shared_ptr<const void> hold) {
-  CurrentLog() = {std::move(path), std::move(hold)};
+void SetRemovalLogPath(std::u16string path, LogFileGuard guard) {
+  CurrentLog() = {std::move(path), std::move(guard)};
 }
 
 void ReleaseRemovalLog() {
@@ -43,8 +43,10 @@ void ReleaseRemovalLog() {
 
 void LogRemoval(std::u16string_view text) {
   PrintError(u"vorn_devnode: %ls\n", text);
-  const std::u16string& path = CurrentLog().path;
+  const auto& [path, guard] = CurrentLog();
   if (path.empty()) return;
+  const std::shared_ptr<const void> proven = guard ? guard() : nullptr;
+  if (guard && proven == nullptr) return;
   // Opened for each message, so that every line is on the disk even if the process ends abruptly.
   const LogStream file(platform::_wfsopen(path.c_str(), u"a, ccs=UTF-8", platform::_SH_DENYNO));
   if (!file) return;

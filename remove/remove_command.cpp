@@ -38,8 +38,7 @@ bool LetGoOfLiveRoot(QuiesceGuard& guard) {
   if (QueryRemoveWithRetries(guard.RootInstanceId(), kQueryRemoveBudgetMs)) return true;
   LogRemoval(
       u"RESULT=REMOVE_BUSY - the device is still held after 10 s; nothing was removed and no "
-      u"restart "
-      u"scheduled");
+      u"restart scheduled");
   return false;
 }
 
@@ -72,8 +71,7 @@ ExitStatus RemovePackagesAndRecords(const InfIdentity& expected, const RootRemov
   if (!RemoveExactPackages(expected, removedPackages)) {
     LogRemoval(
         u"RESULT=REMOVE_FAILED - device roots are absent but exact driver-package cleanup could "
-        u"not "
-        u"be proven; residue retained");
+        u"not be proven; residue retained");
     return kExitRemoveFailed;
   }
   const EndpointRecordCleanupResult records = CleanEndpointRecords(

@@ -137,19 +137,42 @@ TEST_F(RemovalLog, UsesNoFileOnceItIsReleased) {
   EXPECT_EQ(LogText(), "no file");
 }
 
-TEST_F(RemovalLog, HoldsWhatKeepsItsPlaceUntilItIsReplacedOrReleased) {
+/// A guard that owns `owned` and finds the file sound as long as `*sound` says so.
+LogFileGuard Guard(std::shared_ptr<int> owned, const bool* sound) {
+  return [owned, sound]() -> std::shared_ptr<const void> {
+    return *sound ? std::make_shared<int>(0) : nullptr;
+  };
+}
+
+TEST_F(RemovalLog, HoldsWhatItsGuardOwnsUntilItIsReplacedOrReleased) {
+  const bool sound = true;
   auto first = std::make_shared<int>(1);
   auto second = std::make_shared<int>(2);
   const std::weak_ptr<int> firstHeld = first;
   const std::weak_ptr<int> secondHeld = second;
-  SetRemovalLogPath(kLogPath, std::move(first));
+  SetRemovalLogPath(kLogPath, Guard(std::move(first), &sound));
   LogRemoval(u"first");
   EXPECT_FALSE(firstHeld.expired());
-  SetRemovalLogPath(kLogPath, std::move(second));
+  SetRemovalLogPath(kLogPath, Guard(std::move(second), &sound));
   EXPECT_TRUE(firstHeld.expired());
   EXPECT_FALSE(secondHeld.expired());
   ReleaseRemovalLog();
   EXPECT_TRUE(secondHeld.expired());
+}
+
+TEST_F(RemovalLog, AsksItsGuardBeforeEachMessage) {
+  bool sound = false;
+  SetRemovalLogPath(kLogPath, Guard(nullptr, &sound));
+  LogRemoval(u"first");
+  EXPECT_EQ(CountOf("_wfsopen"), 0U);
+  sound = true;
+  LogRemoval(u"second");
+  sound = false;
+  LogRemoval(u"third");
+  EXPECT_EQ(process.ErrorOutput(),
+            u"vorn_devnode: first\nvorn_devnode: second\nvorn_devnode: third\n");
+  EXPECT_EQ(LogText(),
+            kByteOrderMark + std::string("[2026-03-04 05:06:07.089] remove: second\r\n"));
 }
 
 }  // namespace
