@@ -1,0 +1,291 @@
+#include "platform/native.h"
+#include "registry_world.h"
+#include "remove/endpoint_records.h"
+
+namespace vorn {
+namespace {
+
+using namespace platform::simulated;
+using tests::ChangeBefore;
+using tests::FailingCall;
+
+using Texts = std::vector<std::string>;
+
+constexpr char16_t kReadOnlySddl[] = u"O:SYD:P(A;CI;0x20019;;;BA)";
+
+class KeyTreeDeletion : public tests::RegistryWorld {
+ protected:
+  KeyTreeDeletion() { MakeKey(TheRegistry(), PathOf(u"")); }
+
+  /// Deletes the key of that name below kAudioPath.
+  std::uint32_t Delete(const std::u16string& name = u"tree") {
+    platform::HKEY parent = nullptr;
+    const std::vector<Fault> faults = std::move(process.faults);
+    process.faults.clear();
+    EXPECT_EQ(platform::RegOpenKeyExW(platform::HKEY_LOCAL_MACHINE, tests::kAudioPath, 0,
+                                      platform::KEY_READ | platform::KEY_WOW64_64KEY, &parent),
+              0);
+    process.calls.clear();
+    process.callCounts.clear();
+    process.faults = faults;
+    const std::uint32_t error = DeleteKeyTree(parent, name);
+    process.faults.clear();
+    platform::RegCloseKey(parent);
+    return error;
+  }
+
+  void Make(std::u16string_view path) { MakeKey(TheRegistry(), PathOf(path)); }
+
+  /// The names of the keys that were opened, in order.
+  Texts Opened() const { return ArgumentsOf("RegOpenKeyExW", "subkey"); }
+};
+
+TEST_F(KeyTreeDeletion, TakesAKeyWithEverythingBelowIt) {
+  Make(u"tree\\a\\b");
+  Make(u"tree\\c");
+  Make(u"beside");
+  PutDword(TheRegistry(), PathOf(u"tree\\a"), u"value", 1);
+  EXPECT_EQ(Delete(), 0U);
+  EXPECT_FALSE(Exists(u"tree"));
+  EXPECT_TRUE(Exists(u"beside"));
+  EXPECT_EQ(CountOf("NtDeleteKey"), 4U);
+}
+
+TEST_F(KeyTreeDeletion, TakesADeepTree) {
+  std::u16string path = u"tree";
+  for (int level = 0; level < 200; ++level)
+    path += u"\\k";
+  Make(path);
+  EXPECT_EQ(Delete(), 0U);
+  EXPECT_FALSE(Exists(u"tree"));
+}
+
+TEST_F(KeyTreeDeletion, TakesABroadTree) {
+  for (int i = 0; i < 300; ++i)
+    Make(u"tree\\" + std::u16string(1, static_cast<char16_t>(0x4E00 + i)));
+  EXPECT_EQ(Delete(), 0U);
+  EXPECT_FALSE(Exists(u"tree"));
+}
+
+TEST_F(KeyTreeDeletion, OpensKeysForListingAndDeletionInThe64BitView) {
+  Make(u"tree\\a");
+  Delete();
+  EXPECT_EQ(ArgumentsOf("RegOpenKeyExW", "desiredAccess"), (Texts{"0x10109", "0x10109"}));
+  EXPECT_EQ(ArgumentsOf("RegOpenKeyExW", "options"), (Texts{"0x0", "0x0"}));
+  EXPECT_EQ(CountOf("OpenProcessToken"), 0U) << "no privilege is used that is not needed";
+}
+
+TEST_F(KeyTreeDeletion, OfAMissingKeyIsDone) {
+  EXPECT_EQ(Delete(), 0U);
+  EXPECT_EQ(CountOf("NtDeleteKey"), 0U);
+}
+
+// ------------------------------------------------------------------------------------------------
+// Order.
+
+TEST_F(KeyTreeDeletion, TakesPropertiesLast) {
+  for (const auto name : {u"Alpha", u"Properties", u"Queue", u"Zeta"})
+    Make(u"tree\\" + std::u16string(name));
+  Delete();
+  EXPECT_EQ(Opened(), (Texts{"tree", "Alpha", "Queue", "Zeta", "Properties"}));
+}
+
+TEST_F(KeyTreeDeletion, TakesPropertiesLastWhateverTheirCase) {
+  for (const auto name : {u"a", u"pROPERTIES", u"q", u"Properties2"})
+    Make(u"tree\\" + std::u16string(name));
+  Delete();
+  EXPECT_EQ(Opened(), (Texts{"tree", "a", "Properties2", "q", "pROPERTIES"}));
+}
+
+TEST_F(KeyTreeDeletion, TakesPropertiesLastAtEachLevel) {
+  Make(u"tree\\Properties\\Properties");
+  Make(u"tree\\Properties\\x");
+  Make(u"tree\\x\\Properties");
+  Make(u"tree\\x\\y");
+  Delete();
+  EXPECT_EQ(Opened(), (Texts{"tree", "x", "y", "Properties", "Properties", "x", "Properties"}));
+}
+
+TEST_F(KeyTreeDeletion, StopsAtTheFirstSubkeyThatStays) {
+  for (const auto name : {u"a", u"b", u"Properties", u"q"})
+    Make(u"tree\\" + std::u16string(name));
+  KeyAt(u"tree\\b").openError = 1450;
+  EXPECT_EQ(Delete(), 1450U);
+  EXPECT_FALSE(Exists(u"tree\\a"));
+  EXPECT_TRUE(Exists(u"tree\\b"));
+  EXPECT_TRUE(Exists(u"tree\\Properties")) << "the record can still be recognised";
+  EXPECT_TRUE(Exists(u"tree\\q"));
+  EXPECT_EQ(Opened(), (Texts{"tree", "a", "b"}));
+}
+
+TEST_F(KeyTreeDeletion, DeletesNothingOfAKeyThatCannotAllBeListed) {
+  for (const auto name : {u"a", u"b", u"c"})
+    Make(u"tree\\" + std::u16string(name));
+  process.faults = {FailingCall("RegEnumKeyExW", 1450, 3)};
+  EXPECT_EQ(Delete(), platform::ERROR_CANTREAD);
+  EXPECT_EQ(CountOf("NtDeleteKey"), 0U);
+  EXPECT_TRUE(Exists(u"tree\\a"));
+}
+
+TEST_F(KeyTreeDeletion, PassesOnThatALowerKeyCouldNotBeListed) {
+  Make(u"tree\\a");
+  KeyAt(u"tree\\a").listError = 5;
+  EXPECT_EQ(Delete(), 1012U);
+  EXPECT_TRUE(Exists(u"tree\\a"));
+}
+
+// ------------------------------------------------------------------------------------------------
+// Opening.
+
+TEST_F(KeyTreeDeletion, PassesOnWhyAKeyCannotBeOpened) {
+  Make(u"tree");
+  for (const std::uint32_t error : {6U, 87U, 161U, 1009U, 1018U, 1450U}) {
+    SCOPED_TRACE(error);
+    process.faults = {FailingCall("RegOpenKeyExW", error)};
+    EXPECT_EQ(Delete(), error);
+    EXPECT_EQ(CountOf("OpenProcessToken"), 0U);
+    EXPECT_EQ(CountOf("RegOpenKeyExW"), 1U);
+  }
+  EXPECT_TRUE(Exists(u"tree"));
+}
+
+TEST_F(KeyTreeDeletion, UsesThePrivilegesWhereAccessIsDenied) {
+  Make(u"tree");
+  Secure(u"tree", kReadOnlySddl);
+  EXPECT_EQ(Delete(), 0U);
+  EXPECT_FALSE(Exists(u"tree"));
+  EXPECT_EQ(ArgumentsOf("RegOpenKeyExW", "options"), (Texts{"0x0", "0x4"}));
+  EXPECT_EQ(ArgumentsOf("RegOpenKeyExW", "desiredAccess"), (Texts{"0x10109", "0x100"}));
+  EXPECT_EQ(CountOf("OpenProcessToken"), 1U);
+  EXPECT_EQ(CountOf("LookupPrivilegeValueW"), 2U);
+  EXPECT_EQ(CountOf("AdjustTokenPrivileges"), 2U);
+  EXPECT_TRUE(process.token.backupEnabled);
+  EXPECT_TRUE(process.token.restoreEnabled);
+}
+
+TEST_F(KeyTreeDeletion, UsesThePrivilegesForEachKeyBelow) {
+  Make(u"tree\\a\\b");
+  Make(u"tree\\Properties");
+  Secure(u"tree", kReadOnlySddl);
+  EXPECT_EQ(Delete(), 0U);
+  EXPECT_FALSE(Exists(u"tree"));
+}
+
+TEST_F(KeyTreeDeletion, FailsWithoutThePrivileges) {
+  Make(u"tree");
+  Secure(u"tree", kReadOnlySddl);
+  process.token.holdsBackup = false;
+  process.token.holdsRestore = false;
+  EXPECT_EQ(Delete(), 5U);
+  EXPECT_EQ(CountOf("RegOpenKeyExW"), 2U);
+  EXPECT_TRUE(Exists(u"tree"));
+}
+
+TEST_F(KeyTreeDeletion, CannotListWithTheRestorePrivilegeAlone) {
+  Make(u"tree");
+  Secure(u"tree", kReadOnlySddl);
+  process.token.holdsBackup = false;
+  EXPECT_EQ(Delete(), 1012U);
+  EXPECT_TRUE(Exists(u"tree"));
+}
+
+TEST_F(KeyTreeDeletion, CannotDeleteWithTheBackupPrivilegeAlone) {
+  Make(u"tree");
+  Secure(u"tree", kReadOnlySddl);
+  process.token.holdsRestore = false;
+  EXPECT_EQ(Delete(), 5U);
+  EXPECT_TRUE(Exists(u"tree"));
+}
+
+TEST_F(KeyTreeDeletion, TriesAgainWhateverBecomesOfThePrivileges) {
+  for (const auto call : {"OpenProcessToken", "LookupPrivilegeValueW", "AdjustTokenPrivileges"}) {
+    SCOPED_TRACE(call);
+    Make(u"tree");
+    Secure(u"tree", kReadOnlySddl);
+    process.token = Token();
+    process.faults = {tests::AlwaysFailingCall(call, 1314)};
+    EXPECT_EQ(Delete(), 5U);
+    EXPECT_EQ(ArgumentsOf("RegOpenKeyExW", "options"), (Texts{"0x0", "0x4"}));
+    EXPECT_TRUE(Exists(u"tree"));
+  }
+}
+
+TEST_F(KeyTreeDeletion, EnablesEachPrivilegeOnItsOwn) {
+  for (const auto call : {"LookupPrivilegeValueW", "AdjustTokenPrivileges"}) {
+    SCOPED_TRACE(call);
+    Make(u"tree");
+    Secure(u"tree", kReadOnlySddl);
+    process.token = Token();
+    process.faults = {FailingCall(call, 1313, 1)};
+    Delete();
+    EXPECT_FALSE(process.token.backupEnabled);
+    EXPECT_TRUE(process.token.restoreEnabled);
+    process.token = Token();
+    process.faults = {FailingCall(call, 1313, 2)};
+    Delete();
+    EXPECT_TRUE(process.token.backupEnabled);
+    EXPECT_FALSE(process.token.restoreEnabled);
+  }
+}
+
+TEST_F(KeyTreeDeletion, OfAKeyThatVanishesBetweenBothOpensIsDone) {
+  Make(u"tree");
+  Secure(u"tree", kReadOnlySddl);
+  process.faults = {ChangeBefore(
+      "OpenProcessToken", 1, [this](Machine&) { RemoveKeyTree(TheRegistry(), PathOf(u"tree")); })};
+  EXPECT_EQ(Delete(), 0U);
+}
+
+// ------------------------------------------------------------------------------------------------
+// The key itself.
+
+TEST_F(KeyTreeDeletion, NeedsBothNativeFunctions) {
+  Make(u"tree");
+  for (const auto missing : {"NtDeleteKey", "RtlNtStatusToDosError"}) {
+    SCOPED_TRACE(missing);
+    process.missingExports = {missing};
+    EXPECT_EQ(Delete(), platform::ERROR_PROC_NOT_FOUND);
+    EXPECT_TRUE(Exists(u"tree"));
+  }
+  process.missingExports.clear();
+  process.ntdllMissing = true;
+  EXPECT_EQ(Delete(), 127U);
+  EXPECT_TRUE(Exists(u"tree"));
+}
+
+TEST_F(KeyTreeDeletion, TurnsTheStatusIntoAnErrorCode) {
+  struct {
+    platform::NTSTATUS status;
+    std::uint32_t error;
+  } const rows[] = {{platform::STATUS_ACCESS_DENIED, 5},
+                    {platform::STATUS_CANNOT_DELETE, 5},
+                    {platform::STATUS_KEY_DELETED, 1018},
+                    {platform::STATUS_INSUFFICIENT_RESOURCES, 1450},
+                    {platform::STATUS_INVALID_HANDLE, 6}};
+  Make(u"tree");
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.error);
+    KeyAt(u"tree").deleteStatus = row.status;
+    EXPECT_EQ(Delete(), row.error);
+    EXPECT_TRUE(Exists(u"tree"));
+  }
+}
+
+TEST_F(KeyTreeDeletion, KeepsAKeyThatGotASubkeyMeanwhile) {
+  Make(u"tree");
+  process.faults = {ChangeBefore("NtDeleteKey", 1, [this](Machine&) { Make(u"tree\\new"); })};
+  EXPECT_EQ(Delete(), 5U);
+  EXPECT_TRUE(Exists(u"tree\\new"));
+}
+
+TEST_F(KeyTreeDeletion, ClosesEachKeyThatItOpened) {
+  Make(u"tree\\a");
+  Make(u"tree\\b");
+  KeyAt(u"tree\\b").deleteStatus = platform::STATUS_ACCESS_DENIED;
+  Delete();
+  // The parent's own handle is the test's.
+  EXPECT_EQ(CountOf("RegCloseKey"), CountOf("RegOpenKeyExW") + 1);
+}
+
+}  // namespace
+}  // namespace vorn
