@@ -51,8 +51,7 @@ std::u16string ReadStringProperty(platform::HDEVINFO list, const platform::SP_DE
   std::uint32_t type = 0;
   std::uint32_t bytes = 0;
   if (platform::SetupDiGetDevicePropertyW(list, &device, &key, &type, nullptr, 0, &bytes) ||
-      platform::GetLastError() != platform::ERROR_INSUFFICIENT_BUFFER ||
-      type != platform::DEVPROP_TYPE_STRING || bytes < sizeof(char16_t)) {
+      platform::GetLastError() != platform::ERROR_INSUFFICIENT_BUFFER || bytes < sizeof(char16_t)) {
     return {};
   }
   std::u16string value((bytes + 1) / sizeof(char16_t), u'\0');
