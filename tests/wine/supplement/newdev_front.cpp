@@ -14,7 +14,7 @@ extern "C" BOOL WINAPI UpdateDriverForPlugAndPlayDevicesW(HWND window, const wch
                                                           const wchar_t* infPath, DWORD flags,
                                                           BOOL* restart) {
   using Call = BOOL(WINAPI*)(HWND, const wchar_t*, const wchar_t*, DWORD, BOOL*);
-  const bool fresh = supplement::BoundPackage().empty();
+  const std::wstring previous = supplement::BoundPackage();
   if (supplement::IsOn(L"BindFails")) {
     Log("UpdateDriverForPlugAndPlayDevicesW(refused)");
     SetLastError(0xE000024B);
@@ -23,7 +23,7 @@ extern "C" BOOL WINAPI UpdateDriverForPlugAndPlayDevicesW(HWND window, const wch
   const std::wstring published = supplement::Publish(infPath);
   Log("UpdateDriverForPlugAndPlayDevicesW(publishes)");
   supplement::Bind(published);
-  if (fresh) {
+  if (previous.empty()) {
     HMODULE real = LoadLibraryW(L"newdev_real.dll");
     return reinterpret_cast<Call>(reinterpret_cast<void*>(GetProcAddress(
         real, "UpdateDriverForPlugAndPlayDevicesW")))(window, hardwareId, infPath, flags, restart);
@@ -33,9 +33,10 @@ extern "C" BOOL WINAPI UpdateDriverForPlugAndPlayDevicesW(HWND window, const wch
     *restart = TRUE;
     return TRUE;
   }
-  if (!supplement::IsOn(L"KeepsOldImage")) {
-    Log("UpdateDriverForPlugAndPlayDevicesW(exchanges the image)");
-    supplement::RestartDeviceWith(published);
-  }
+  // The device is restarted either way; what comes into memory may be the older image again.
+  const bool keepsOldImage = supplement::IsOn(L"KeepsOldImage");
+  Log(keepsOldImage ? "UpdateDriverForPlugAndPlayDevicesW(keeps the older image)"
+                    : "UpdateDriverForPlugAndPlayDevicesW(exchanges the image)");
+  supplement::RestartDeviceWith(keepsOldImage ? previous : published);
   return TRUE;
 }

@@ -134,13 +134,9 @@ CONFIGRET WINAPI CM_Get_DevNode_Registry_PropertyW(DEVINST node, ULONG property,
   return CR_SUCCESS;
 }
 
-CONFIGRET WINAPI CM_Query_And_Remove_SubTreeW(DEVINST, PNP_VETO_TYPE* vetoType, wchar_t* vetoName,
-                                              ULONG nameSize, ULONG) {
+CONFIGRET WINAPI CM_Query_And_Remove_SubTreeW(DEVINST, PNP_VETO_TYPE*, wchar_t*, ULONG, ULONG) {
   Log("CM_Query_And_Remove_SubTreeW");
-  if (!supplement::IsOn(L"VetoRemoval")) return CR_SUCCESS;
-  *vetoType = PNP_VetoOutstandingOpen;
-  if (nameSize > 0) std::wcsncpy(vetoName, L"a program that plays", nameSize - 1);
-  return CR_REMOVE_VETOED;
+  return supplement::IsOn(L"VetoRemoval") ? CR_REMOVE_VETOED : CR_SUCCESS;
 }
 
 BOOL WINAPI SetupDiGetDevicePropertyW(HDEVINFO list, SP_DEVINFO_DATA* device, const DEVPROPKEY* key,
