@@ -152,9 +152,9 @@ bool Reply(const Request& request, const Bytes& reply, const CallFaults& faults)
 }
 
 /// The reply of a code, unless the image gives other bytes for it.
-Bytes ReplyOr(const DriverImage& image, std::uint32_t code, Bytes usual) {
+Bytes ReplyOr(const DriverImage& image, std::uint32_t code, const Bytes& usual) {
   const auto found = image.replies.find(code);
-  return found == image.replies.end() ? std::move(usual) : found->second;
+  return found == image.replies.end() ? usual : found->second;
 }
 
 /// The queries take no input.
@@ -272,7 +272,7 @@ using namespace simulated;
 HANDLE CreateFileW(const char16_t* path, std::uint32_t desiredAccess, std::uint32_t shareMode,
                    std::uint32_t creationDisposition, std::uint32_t flagsAndAttributes) {
   HANDLE created = INVALID_HANDLE_VALUE;
-  const HANDLE result = SimulateCall<HANDLE>(
+  HANDLE result = SimulateCall<HANDLE>(
       "CreateFileW", FailureStyle::LastError, INVALID_HANDLE_VALUE,
       Arguments("path", path, "desiredAccess", Hex{desiredAccess}, "shareMode", Hex{shareMode},
                 "creationDisposition", creationDisposition, "flagsAndAttributes",

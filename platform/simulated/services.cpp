@@ -144,7 +144,7 @@ using namespace simulated;
 
 SC_HANDLE OpenSCManagerW(std::uint32_t desiredAccess) {
   SC_HANDLE created = nullptr;
-  const SC_HANDLE result = SimulateCall<SC_HANDLE>(
+  SC_HANDLE result = SimulateCall<SC_HANDLE>(
       "OpenSCManagerW", FailureStyle::LastError, nullptr,
       Arguments("desiredAccess", Hex{desiredAccess}), [&](const CallFaults&) {
         const std::uint32_t error = Process::Current().TheMachine().serviceManagerError;
@@ -157,7 +157,7 @@ SC_HANDLE OpenSCManagerW(std::uint32_t desiredAccess) {
 
 SC_HANDLE OpenServiceW(SC_HANDLE manager, const char16_t* name, std::uint32_t desiredAccess) {
   SC_HANDLE created = nullptr;
-  const SC_HANDLE result = SimulateCall<SC_HANDLE>(
+  SC_HANDLE result = SimulateCall<SC_HANDLE>(
       "OpenServiceW", FailureStyle::LastError, nullptr,
       Arguments("manager", manager, "name", name, "desiredAccess", Hex{desiredAccess}),
       [&](const CallFaults&) { return created = OpenService(manager, name, desiredAccess); });
