@@ -47,6 +47,10 @@ void StopRoot(platform::simulated::Machine& machine, std::uint32_t problem);
 std::optional<ActivationState> JournalIn(const platform::simulated::Machine& machine,
                                          std::u16string_view path);
 
+/// As above; nothing also for a file that holds no journal.
+std::optional<ActivationState> ReadableJournalIn(const platform::simulated::Machine& machine,
+                                                 std::u16string_view path);
+
 bool HasFile(const platform::simulated::Machine& machine, std::u16string_view path);
 
 /// Version of the image in the root device's memory, "26.8.10.5"; empty when there is none.
@@ -70,7 +74,8 @@ std::size_t RootCount(const platform::simulated::Machine& machine);
 /// Snapshot folders that were left in the temporary folder.
 std::vector<std::string> LeftSnapshots(const platform::simulated::Machine& machine);
 
-/// Checks that nothing foreign changed, no snapshot was left and no file is open by us.
+/// Checks that nothing foreign changed, no snapshot was left that was not there before, and no file
+/// is open by us.
 void ExpectTidy(const platform::simulated::Machine& before,
                 const platform::simulated::Machine& after);
 
