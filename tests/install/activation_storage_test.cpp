@@ -403,7 +403,8 @@ TEST_F(JournalStorage, RefusesAnOddAnEmptyOrAMalformedJournalSilently) {
 
 TEST_F(JournalStorage, RefusesANulAnywhere) {
   const std::u16string text = SerializeActivationState(FreshState());
-  for (const std::size_t position : {std::size_t{0}, text.size() / 2, text.size()}) {
+  const std::size_t inVersion = text.find(u"26.8") + 2;  // where the parser takes anything
+  for (const std::size_t position : {std::size_t{0}, inVersion, text.size() / 2, text.size()}) {
     std::u16string damaged = text;
     damaged.insert(position, 1, u'\0');
     PutJournal(damaged);
@@ -481,6 +482,18 @@ TEST_F(JournalStorage, DeletesAJournalThatSomebodyHereStillRefersTo) {
   EXPECT_FALSE(kept);
   EXPECT_FALSE(Exists(kPath));
   EXPECT_TRUE(WriteActivationState(kPath, FreshState()));
+}
+
+TEST_F(JournalStorage, IsLookedUpAnewAfterItWasDeleted) {
+  ASSERT_TRUE(WriteActivationState(kPath, FreshState()));
+  DeleteActivationState(kPath);
+  platform::SetLastError(0);
+  EXPECT_FALSE(privileged_input::OpenProtectedFile(kPath));
+  EXPECT_LAST_ERROR(ERROR_FILE_NOT_FOUND);
+  PutJournal(SerializeActivationState(UpdateState()));
+  ActivationState state;
+  EXPECT_TRUE(ReadActivationState(kPath, state));
+  EXPECT_EQ(state, UpdateState());
 }
 
 TEST_F(JournalStorage, DeletesNothingSilentlyWhenThereIsNone) {

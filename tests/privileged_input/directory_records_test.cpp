@@ -103,10 +103,13 @@ TEST_F(DirectoryRecords, PointForwardBeyondTheirFixedPartOrNowhere) {
 }
 
 TEST_F(DirectoryRecords, PointNowhereBeyondTheBuffer) {
-  for (const std::uint32_t next : {65536U, 65537U, 0x80000000U, 0xFFFFFFFFU}) {
+  for (const std::uint32_t next : {65537U, 0x80000000U, 0xFFFFFFFFU}) {
     PutRecord(0, next, u"a");
     ExpectMalformed();
   }
+  EXPECT_TRUE(entries.empty()) << "nothing of a malformed record is taken";
+  PutRecord(0, 65536, u"a");
+  ExpectMalformed();
   PutRecord(0, 1000, u"a");
   for (const std::uint32_t next : {64536U, 64537U, 0xFFFFFC18U}) {
     PutRecord(1000, next, u"b");
