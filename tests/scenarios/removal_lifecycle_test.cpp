@@ -1,0 +1,181 @@
+// Whole lives of the device that end with its removal, told by what the program prints and by what
+// is on the machine before and after.
+
+#include "base/text.h"
+#include "platform/registry.h"
+#include "platform/simulated/endpoint_builder.h"
+#include "platform/simulated/machine.h"
+#include "platform/simulated/neighbours.h"
+#include "tests/support/run_command.h"
+
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+namespace vorn {
+namespace {
+
+using namespace platform::simulated;
+using tests::RunCommand;
+using tests::RunResult;
+
+constexpr char16_t kInf[] = u"C:\\pkg\\driver\\vorn_audio.inf";
+constexpr char16_t kJournal[] = u"C:\\pkg\\.vorn-driver-activation-state";
+constexpr std::uint64_t kSettleMs = 60'000;
+
+RunResult Perform(Machine& machine, std::u16string command) {
+  RunResult result = RunCommand(machine, {std::move(command), kInf});
+  EXPECT_TRUE(result.openObjects.empty());
+  Advance(machine, kSettleMs);
+  return result;
+}
+
+/// Every trace of the product that an operator could find; nothing on a clean machine. The
+/// package's own folder and the log are not looked at.
+std::vector<std::string> TracesOf(const Machine& machine) {
+  std::vector<std::string> traces;
+  for (const Device& device : machine.devices.devices) {
+    const bool root = std::find(device.hardwareIds.begin(), device.hardwareIds.end(),
+                                u"Root\\VornAudio") != device.hardwareIds.end();
+    if (root || device.service == u"VornAudio") {
+      traces.push_back("device " + ToUtf8(device.instanceId));
+    }
+  }
+  for (const PublishedPackage& package : machine.store.packages) {
+    if (package.originalInf == u"vorn_audio.inf") {
+      traces.push_back("package " + ToUtf8(package.publishedInf));
+    }
+  }
+  for (const auto& [id, key] : machine.registry.keys) {
+    if (FindValue(key, kCableMarkerName) != nullptr) {
+      traces.push_back("record " + ToUtf8(machine.registry.keys.at(key.parent).name));
+    }
+  }
+  for (const AudioEndpoint& endpoint : machine.audio.endpoints) {
+    if (endpoint.cable && endpoint.state != platform::DEVICE_STATE_NOTPRESENT) {
+      traces.push_back("endpoint " + ToUtf8(endpoint.id));
+    }
+  }
+  for (const std::u16string& name : ListFolder(machine.files, machine.files.tempFolder))
+    traces.push_back("temporary " + ToUtf8(name));
+  return traces;
+}
+
+std::string LastLine(const RunResult& result) {
+  return result.console.empty() ? "" : ToUtf8(result.console.back().text);
+}
+
+TEST(RemovalLifecycle, LeavesNothingOfAnInstalledDevice) {
+  const Machine before = CleanMachine();
+  Machine machine = before;
+  ASSERT_TRUE(TracesOf(before).empty());
+
+  ASSERT_EQ(Perform(machine, u"install").status, 0);
+  EXPECT_GT(TracesOf(machine).size(), 40U) << "a device, a package, 20 endpoints and records";
+
+  const RunResult removal = Perform(machine, u"remove");
+  EXPECT_EQ(removal.status, 0);
+  EXPECT_EQ(LastLine(removal),
+            "vorn_devnode: RESULT=OK - removed 1 Root\\VornAudio device(s), 1 exact driver "
+            "package(s) and 20 VORN endpoint record(s) (0 retained); zero installed roots and "
+            "exact packages verified\n");
+  EXPECT_EQ(TracesOf(machine), std::vector<std::string>{});
+  EXPECT_EQ(DescribeForeignParts(machine), DescribeForeignParts(before));
+  EXPECT_EQ(machine.devices.devices.size(), before.devices.devices.size());
+  EXPECT_EQ(machine.store.packages, before.store.packages);
+  EXPECT_EQ(ListFolder(machine.files, u"C:\\Windows\\INF"),
+            ListFolder(before.files, u"C:\\Windows\\INF"));
+}
+
+TEST(RemovalLifecycle, CanBeGoneThroughAgain) {
+  Machine machine = CleanMachine();
+  for (int round = 1; round <= 3; ++round) {
+    SCOPED_TRACE(round);
+    ASSERT_EQ(Perform(machine, u"install").status, 0);
+    EXPECT_EQ(Perform(machine, u"audit-current").status, 0);
+    ASSERT_EQ(Perform(machine, u"remove").status, 0);
+    EXPECT_EQ(TracesOf(machine), std::vector<std::string>{});
+    RemovePath(machine.files, kJournal);
+  }
+}
+
+TEST(RemovalLifecycle, LeavesTheJournalToWhoeverInstalled) {
+  Machine machine = CleanMachine();
+  ASSERT_EQ(Perform(machine, u"install").status, 0);
+  const auto journal = ReadWholeFile(machine.files, kJournal);
+  ASSERT_TRUE(journal);
+  ASSERT_EQ(Perform(machine, u"remove").status, 0);
+  EXPECT_EQ(ReadWholeFile(machine.files, kJournal), journal);
+  // It tells of a device that is no more, so it blocks the next bind.
+  EXPECT_EQ(Perform(machine, u"install").status, 9);
+  EXPECT_EQ(TracesOf(machine), std::vector<std::string>{});
+}
+
+TEST(RemovalLifecycle, OfAnUpdatedDeviceLeavesTheEarlierPackage) {
+  Machine machine = OutdatedMachine();
+  ASSERT_EQ(Perform(machine, u"install").status, 0);
+  const RunResult removal = Perform(machine, u"remove");
+  EXPECT_EQ(removal.status, 0);
+  EXPECT_NE(LastLine(removal).find("1 exact driver package(s)"), std::string::npos);
+  // The earlier package has other bytes: only the INF that it came from can prove it.
+  EXPECT_EQ(TracesOf(machine), std::vector<std::string>{"package oem3.inf"});
+}
+
+TEST(RemovalLifecycle, ClearsAMachineWithTwoPresentRoots) {
+  const Machine before = DuplicatesMachine();
+  Machine machine = before;
+  const RunResult removal = Perform(machine, u"remove");
+  EXPECT_EQ(removal.status, 0);
+  EXPECT_EQ(LastLine(removal),
+            "vorn_devnode: RESULT=OK - removed 3 Root\\VornAudio device(s), 1 exact driver "
+            "package(s) and 20 VORN endpoint record(s) (0 retained); zero installed roots and "
+            "exact packages verified\n");
+  EXPECT_EQ(TracesOf(machine), std::vector<std::string>{});
+  EXPECT_EQ(DescribeForeignParts(machine), DescribeForeignParts(before));
+  EXPECT_EQ(Perform(machine, u"install").status, 0) << "the machine can have the device again";
+}
+
+TEST(RemovalLifecycle, OfNothingSaysSoAndChangesNothing) {
+  const Machine before = CleanMachine();
+  Machine machine = before;
+  for (int round = 0; round < 2; ++round) {
+    const RunResult removal = Perform(machine, u"remove");
+    EXPECT_EQ(removal.status, 0);
+    EXPECT_EQ(removal.errorOutput, u"");
+    EXPECT_EQ(ToUtf8(removal.output),
+              "vorn_devnode: RESULT=OK - removed 0 Root\\VornAudio device(s), 0 exact driver "
+              "package(s) and 0 VORN endpoint record(s) (0 retained); zero installed roots and "
+              "exact packages verified\n");
+    EXPECT_EQ(machine.devices, before.devices);
+    EXPECT_EQ(machine.registry, before.registry);
+    EXPECT_EQ(machine.store, before.store);
+  }
+}
+
+TEST(RemovalLifecycle, GoesOnWhereAHeldDeviceStoppedIt) {
+  Machine machine = CleanMachine();
+  ASSERT_EQ(Perform(machine, u"install").status, 0);
+  const std::vector<std::string> installed = TracesOf(machine);
+  machine.devices.Find(u"ROOT\\MEDIA\\0000")->temper.vetoUntil = machine.clock.tick + 30'000;
+  EXPECT_EQ(Perform(machine, u"remove").status, 17);
+  EXPECT_EQ(TracesOf(machine), installed) << "endpoints are shown again, nothing is removed";
+  EXPECT_EQ(Perform(machine, u"remove").status, 0);
+  EXPECT_EQ(TracesOf(machine), std::vector<std::string>{});
+}
+
+TEST(RemovalLifecycle, EndsAfterTheRestartThatItNeeded) {
+  Machine machine = CleanMachine();
+  ASSERT_EQ(Perform(machine, u"install").status, 0);
+  DeviceTemper& temper = machine.devices.Find(u"ROOT\\MEDIA\\0000")->temper;
+  temper.removeNeedsRestart = true;
+  temper.removeKeepsNodeUntilRestart = true;
+  EXPECT_EQ(Perform(machine, u"remove").status, 10);
+  Reboot(machine);
+  Advance(machine, kSettleMs);
+  EXPECT_EQ(Perform(machine, u"remove").status, 0);
+  EXPECT_EQ(TracesOf(machine), std::vector<std::string>{});
+}
+
+}  // namespace
+}  // namespace vorn
