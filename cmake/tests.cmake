@@ -2,7 +2,7 @@
 find_package(GTest REQUIRED)
 include(GoogleTest)
 
-file(GLOB VORN_TEST_SUPPORT_SOURCES CONFIGURE_DEPENDS tests/support/*.cpp)
+file(GLOB VORN_TEST_SUPPORT_SOURCES CONFIGURE_DEPENDS tests/support/*.cpp tests/invariants/*.cpp)
 add_library(vorn_test_support INTERFACE)
 if(VORN_TEST_SUPPORT_SOURCES)
   add_library(vorn_test_support_library STATIC ${VORN_TEST_SUPPORT_SOURCES})

@@ -1,0 +1,32 @@
+#pragma once
+
+// How each platform call can go wrong: the errors that its documentation names, answers that are
+// cut, requests for a restart, and, for calls that change the world, lies.
+
+#include "platform/simulated/calls.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vorn::tests {
+
+/// One way of going wrong; where and for how long is not part of it.
+struct Way {
+  platform::simulated::FaultKind kind = platform::simulated::FaultKind::Fail;
+  std::uint32_t error = 0;
+  std::uint64_t amount = 0;
+  std::string change;  // name of what another process does, for FaultKind::Change
+};
+
+/// The honest failures of a call: errors, cut answers, restart requests, and time. Empty for calls
+/// that cannot fail.
+std::vector<Way> HonestWays(std::string_view call);
+
+/// The lies of a call that changes the world: success without effect, effect with an error.
+std::vector<Way> LyingWays(std::string_view call);
+
+/// Whether a failure of that call may last: the errors that only say "there is no more" may not.
+bool MayPersist(const Way& way);
+
+}  // namespace vorn::tests

@@ -1,0 +1,96 @@
+#include "tests/faults/harness.h"
+
+#include "base/text.h"
+#include "tests/faults/recovery.h"
+
+#include <cstdio>
+
+namespace vorn::tests {
+
+namespace model = platform::simulated;
+using model::FaultKind;
+using model::Machine;
+
+namespace {
+
+bool IsKill(const PlannedFault& fault) {
+  return fault.way.kind == FaultKind::KillBefore || fault.way.kind == FaultKind::KillAfter;
+}
+
+RunResult RunWith(const Scenario& scenario, Machine& machine,
+                  const std::vector<model::Fault>& faults, bool log) {
+  RunOptions options;
+  options.faults = faults;
+  options.logCalls = log;
+  return RunCommand(machine, scenario.line->arguments, options);
+}
+
+/// Statuses of undisturbed runs, by scenario.
+int StatusOf(const Scenario& scenario) {
+  static std::map<std::string, int> statuses;
+  const auto known = statuses.find(scenario.Name());
+  if (known != statuses.end()) return known->second;
+  return statuses[scenario.Name()] = RunUndisturbed(scenario).status;
+}
+
+struct Disturbed {
+  Machine after;
+  RunResult run;
+  Violations violations;
+};
+
+Disturbed RunAndJudge(const Scenario& scenario, const Plan& plan, bool log) {
+  const bool crash = IsKill(plan.front());
+  std::vector<model::Fault> faults;
+  for (const PlannedFault& each : plan) {
+    if (crash && !faults.empty()) break;  // the second is the recovery's
+    faults.push_back(ToFault(each));
+  }
+  Disturbed result{scenario.start->machine, {}, {}};
+  result.run = RunWith(scenario, result.after, faults, log);
+  result.violations =
+      Judge({scenario.line->command, scenario.start->machine, result.after, result.run, faults});
+  if (crash && result.run.killed) {
+    std::vector<model::Fault> second;
+    if (plan.size() > 1) second.push_back(ToFault(plan[1]));
+    const Violations recovery = Recover(scenario, result.after, second, StatusOf(scenario));
+    result.violations.insert(result.violations.end(), recovery.begin(), recovery.end());
+  }
+  return result;
+}
+
+}  // namespace
+
+Undisturbed RunUndisturbed(const Scenario& scenario) {
+  Machine machine = scenario.start->machine;
+  const RunResult run = RunWith(scenario, machine, {}, false);
+  return {run.callCounts, run.status, run.callCount};
+}
+
+Violations RunPlan(const Scenario& scenario, const Plan& plan, bool log) {
+  return RunAndJudge(scenario, plan, log).violations;
+}
+
+int Replay(const std::string& replayText) {
+  Plan plan;
+  std::size_t start = replayText.find('|');
+  const Scenario scenario = FindScenario(std::string_view(replayText).substr(0, start));
+  while (start != std::string::npos) {
+    const std::size_t end = replayText.find('|', start + 1);
+    plan.push_back(
+        ParsePlannedFault(std::string_view(replayText).substr(start + 1, end - start - 1)));
+    start = end;
+  }
+  if (plan.empty()) plan.push_back({"none", 1, false, {}});
+  const Disturbed result = RunAndJudge(scenario, plan, true);
+  for (const auto& write : result.run.console)
+    std::printf("%s %s", write.error ? "err" : "out", ToUtf8(write.text).c_str());
+  std::printf("status %d after %llu calls%s\n", result.run.status,
+              static_cast<unsigned long long>(result.run.callCount),
+              result.run.killed ? ", killed" : "");
+  for (const std::string& violation : result.violations)
+    std::printf("violation: %s\n", violation.c_str());
+  return static_cast<int>(result.violations.size());
+}
+
+}  // namespace vorn::tests

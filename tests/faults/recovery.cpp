@@ -1,0 +1,105 @@
+#include "tests/faults/recovery.h"
+
+#include "base/text.h"
+#include "platform/config_manager.h"
+#include "tests/invariants/checkers.h"
+#include "tests/invariants/machine_view.h"
+
+namespace vorn::tests {
+
+namespace model = platform::simulated;
+using model::Machine;
+
+namespace {
+
+constexpr std::uint64_t kBetweenCommandsMs = 10'000;
+constexpr std::uint64_t kSettleMs = 60'000;
+constexpr char16_t kPreviousVersion[] = u"26.8.9.4";
+
+/// One step of the operator: the command, judged as every run is.
+int Step(Command command, Machine& machine, const std::vector<model::Fault>& faults,
+         Violations& found) {
+  model::Advance(machine, kBetweenCommandsMs);
+  const Machine before = machine;
+  RunOptions options;
+  options.logCalls = false;
+  options.faults = faults;
+  const RunResult run = RunCommand(machine, LineOf(command).arguments, options);
+  for (const std::string& violation : Judge({command, before, machine, run, faults}))
+    found.push_back("recovery by " + LineOf(command).name + ": " + violation);
+  return run.killed ? -1 : run.status;
+}
+
+/// Endpoints that a crash left hidden are shown, wherever there is a driver to show them.
+void ResumeEndpoints(Machine& machine, Violations& found) {
+  const int status = Step(Command::ResumeEndpoints, machine, {}, found);
+  const model::Device* root = OnlyPresentRoot(machine);
+  if (status == 0 && root != nullptr && !root->hidden.empty()) {
+    found.push_back("resume-endpoints left endpoints hidden");
+  }
+}
+
+bool Reached(int status) {
+  return status == 0 || status == 10;
+}
+
+/// The rungs that install's refusals name: the journal goes, a rollback run, and at the last the
+/// device goes and comes anew.
+void InstallUntilSound(const Scenario& scenario, Machine& machine, Violations& found) {
+  model::RemovePath(machine.files, kJournal);
+  if (Reached(Step(Command::InstallRollback, machine, {}, found))) return;
+  if (!NameSoundState(scenario, machine).empty()) return;
+  model::RemovePath(machine.files, kJournal);
+  if (Step(Command::Remove, machine, {}, found) == 10) model::Reboot(machine);
+  Step(Command::Install, machine, {}, found);
+}
+
+bool IsSameAsStart(const Scenario& scenario, const Machine& machine) {
+  const auto old = InstalledRoots(scenario.start->machine);
+  const auto now = InstalledRoots(machine);
+  if (old.size() != now.size()) return false;
+  for (std::size_t i = 0; i < old.size(); ++i) {
+    if (old[i]->instanceId != now[i]->instanceId || old[i]->problem != now[i]->problem ||
+        old[i]->publishedInf != now[i]->publishedInf || old[i]->resident != now[i]->resident) {
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
+std::string NameSoundState(const Scenario& scenario, const Machine& machine) {
+  Machine settled = machine;
+  model::Advance(settled, kSettleMs);
+  if (InstalledRoots(settled).empty()) return "no device";
+  if (!WhyNotRunning(settled, kTargetVersion)) return "target runs";
+  if (!WhyNotRunning(settled, kPreviousVersion)) return "previous runs";
+  const model::Device* root = OnlyPresentRoot(settled);
+  if (root != nullptr && !root->pendingInf.empty()) return "restart pending";
+  if (root != nullptr && root->problem == platform::CM_PROB_DISABLED) return "disabled";
+  if (IsSameAsStart(scenario, settled)) return "as before";
+  return {};
+}
+
+Violations Recover(const Scenario& scenario, Machine& machine,
+                   const std::vector<model::Fault>& secondFaults, int undisturbedStatus) {
+  Violations found;
+  const Command command = scenario.line->command;
+  if (!secondFaults.empty()) Step(command, machine, secondFaults, found);
+  ResumeEndpoints(machine, found);
+  const int status = Step(command, machine, {}, found);
+  const bool same = status == undisturbedStatus || Reached(status);
+  if (IsInstall(command) && !same) InstallUntilSound(scenario, machine, found);
+  if (!IsInstall(command) && !same) {
+    found.push_back("the same command again ended with " + std::to_string(status) +
+                    ", undisturbed with " + std::to_string(undisturbedStatus));
+  }
+  if (NameSoundState(scenario, machine).empty()) {
+    found.push_back("the machine reached no sound state; the command again ended with " +
+                    std::to_string(status));
+  }
+  return found;
+}
+
+}  // namespace vorn::tests

@@ -1,0 +1,88 @@
+#include "tests/faults/report.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <vector>
+
+namespace vorn::tests {
+
+namespace {
+
+std::filesystem::path& Folder() {
+  static std::filesystem::path folder = "faults-report";
+  return folder;
+}
+
+std::vector<ShardReport> ReadShards() {
+  std::vector<std::filesystem::path> files;
+  for (const auto& entry : std::filesystem::directory_iterator(Folder())) {
+    if (entry.path().extension() == ".shard") files.push_back(entry.path());
+  }
+  std::sort(files.begin(), files.end());
+  std::vector<ShardReport> shards;
+  for (const auto& file : files) {
+    ShardReport shard;
+    std::ifstream in(file);
+    if (in >> shard.phase >> shard.command >> shard.machines >> shard.calls >> shard.possible >>
+        shard.runs >> shard.violations) {
+      shards.push_back(shard);
+    }
+  }
+  return shards;
+}
+
+void AddRow(std::ostringstream& text, const ShardReport& row) {
+  char line[160];
+  std::snprintf(
+      line, sizeof line, "%-16s %-17s %8llu %8llu %10llu %8llu %10llu\n", row.phase.c_str(),
+      row.command.c_str(), static_cast<unsigned long long>(row.machines),
+      static_cast<unsigned long long>(row.calls), static_cast<unsigned long long>(row.possible),
+      static_cast<unsigned long long>(row.runs), static_cast<unsigned long long>(row.violations));
+  text << line;
+}
+
+}  // namespace
+
+void SetReportFolder(const std::string& testProgram) {
+  const char* chosen = std::getenv("VORN_FAULTS_REPORT");
+  Folder() = chosen != nullptr
+                 ? std::filesystem::path(chosen)
+                 : std::filesystem::absolute(testProgram).parent_path() / "faults-report";
+}
+
+void WriteShardReport(const ShardReport& report) {
+  std::filesystem::create_directories(Folder());
+  std::ofstream out(Folder() / (report.phase + "-" + report.command + ".shard"));
+  out << report.phase << ' ' << report.command << ' ' << report.machines << ' ' << report.calls
+      << ' ' << report.possible << ' ' << report.runs << ' ' << report.violations << '\n';
+}
+
+void PrintJoinedReport() {
+  if (!std::filesystem::exists(Folder())) return;
+  std::ostringstream text;
+  text << "phase            command           machines    calls   possible     runs violations\n";
+  std::map<std::string, ShardReport> sums;
+  for (const ShardReport& shard : ReadShards()) {
+    AddRow(text, shard);
+    ShardReport& sum = sums[shard.phase];
+    sum.phase = shard.phase;
+    sum.command = "all";
+    sum.machines = std::max(sum.machines, shard.machines);
+    sum.calls += shard.calls;
+    sum.possible += shard.possible;
+    sum.runs += shard.runs;
+    sum.violations += shard.violations;
+  }
+  for (const auto& [phase, sum] : sums)
+    AddRow(text, sum);
+  text << "Runs that were possible and not made were left out by even, repeatable sampling.\n";
+  std::ofstream(Folder() / "report.txt") << text.str();
+  std::fputs(text.str().c_str(), stdout);
+}
+
+}  // namespace vorn::tests

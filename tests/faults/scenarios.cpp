@@ -1,0 +1,183 @@
+#include "tests/faults/scenarios.h"
+
+#include "platform/config_manager.h"
+#include "platform/simulated/endpoint_builder.h"
+#include "tests/invariants/machine_view.h"
+#include "tests/support/activation.h"
+
+#include <stdexcept>
+
+namespace vorn::tests {
+
+namespace model = platform::simulated;
+using model::Fault;
+using model::FaultKind;
+using model::Machine;
+
+namespace {
+
+constexpr std::uint64_t kSettleMs = 60'000;
+constexpr char16_t kOlderVersion[] = u"26.8.9.4";
+
+Machine Settled(Machine machine) {
+  model::Advance(machine, kSettleMs);
+  return machine;
+}
+
+Machine AfterInstall(Machine machine, std::vector<Fault> faults = {},
+                     Command command = Command::Install) {
+  RunOptions options;
+  options.logCalls = false;
+  options.faults = std::move(faults);
+  RunCommand(machine, LineOf(command).arguments, options);
+  return Settled(std::move(machine));
+}
+
+Machine WithGhostsOnly() {
+  Machine machine = model::InstalledMachine();
+  model::StopDevice(machine, kRootId);
+  model::Device& root = RootOf(machine);
+  root.present = false;
+  root.status = 0;
+  root.problem = 0;
+  return Settled(std::move(machine));
+}
+
+Machine NotStarted() {
+  Machine machine = model::OutdatedMachine();
+  model::StopDevice(machine, kRootId);
+  model::Device& root = RootOf(machine);
+  root.status &= ~platform::DN_STARTED;
+  root.problem = model::CM_PROB_FAILED_START;
+  return Settled(std::move(machine));
+}
+
+Machine WithStaleJournal() {
+  Machine machine = model::OutdatedMachine();
+  ActivationState state = UpdateTarget(machine);
+  PutJournal(machine, state);
+  return machine;
+}
+
+Machine WithDamagedJournal() {
+  Machine machine = AfterInstall(model::OutdatedMachine());
+  model::Bytes journal = *model::ReadWholeFile(machine.files, kJournal);
+  journal.resize(journal.size() / 2 - journal.size() / 2 % 2);
+  model::PutFile(machine.files, kJournal, journal);
+  return machine;
+}
+
+Machine WaitingForRestart() {
+  Fault restart;
+  restart.call = "UpdateDriverForPlugAndPlayDevicesW";
+  restart.kind = FaultKind::AskRestart;
+  return AfterInstall(model::OutdatedMachine(), {restart}, Command::InstallRollback);
+}
+
+Machine HiddenByCrash() {
+  Fault kill;
+  kill.call = "UpdateDriverForPlugAndPlayDevicesW";
+  kill.kind = FaultKind::KillBefore;
+  return AfterInstall(model::OutdatedMachine(), {kill});
+}
+
+Machine WithStoppedServices() {
+  Machine machine = model::OutdatedMachine();
+  model::StopService(machine, model::kAudioService);
+  model::StopService(machine, model::kEndpointBuilderService);
+  return Settled(std::move(machine));
+}
+
+Machine HeldOpen() {
+  Machine machine = model::InstalledMachine();
+  RootOf(machine).temper.vetoes = 1'000'000;
+  return machine;
+}
+
+Machine WithOldImage() {
+  Machine machine = model::OutdatedMachine();
+  RootOf(machine).resident->refusesUnload = true;
+  return machine;
+}
+
+Machine WithUserChoices() {
+  Machine machine = model::OutdatedMachine();
+  const std::u16string first = machine.audio.remembered.at(kRootId).at({0, 0}).id;
+  const std::u16string last = machine.audio.remembered.at(kRootId).at({9, 1}).id;
+  model::SetEndpointDisabled(machine, first, true);
+  model::SetEndpointDisabled(machine, last, true);
+  return Settled(std::move(machine));
+}
+
+Machine WithTwoPackages() {
+  Machine machine = AfterInstall(model::OutdatedMachine());
+  model::RemovePath(machine.files, kJournal);
+  return machine;
+}
+
+std::vector<StartingMachine> BuildMachines() {
+  return {
+      {"clean", model::CleanMachine()},
+      {"installed", model::InstalledMachine()},
+      {"outdated", model::OutdatedMachine()},
+      {"duplicates", model::DuplicatesMachine()},
+      {"ghosts-only", WithGhostsOnly()},
+      {"disabled", model::DisabledMachine()},
+      {"not-started", NotStarted()},
+      {"activated", AfterInstall(model::OutdatedMachine())},
+      {"freshly-activated", AfterInstall(model::CleanMachine())},
+      {"stale-journal", WithStaleJournal()},
+      {"damaged-journal", WithDamagedJournal()},
+      {"restart-pending", WaitingForRestart()},
+      {"hidden-by-crash", HiddenByCrash()},
+      {"services-stopped", WithStoppedServices()},
+      {"held-open", HeldOpen()},
+      {"old-image", WithOldImage()},
+      {"user-choices", WithUserChoices()},
+      {"two-packages", WithTwoPackages()},
+  };
+}
+
+}  // namespace
+
+const std::vector<StartingMachine>& StartingMachines() {
+  static const std::vector<StartingMachine> machines = BuildMachines();
+  return machines;
+}
+
+const std::vector<CommandLine>& CommandLines() {
+  static const std::vector<CommandLine> lines = {
+      {"install", Command::Install, {u"install", kTargetInf}},
+      {"install-rollback",
+       Command::InstallRollback,
+       {u"install", kTargetInf, kJournal, u"--rollback"}},
+      {"remove", Command::Remove, {u"remove", kTargetInf}},
+      {"verify", Command::Verify, {u"verify", kTargetVersion, kTargetDate, kJournal}},
+      {"hot-activate",
+       Command::HotActivate,
+       {u"hot-activate", kTargetVersion, kTargetDate, kJournal}},
+      {"audit-current", Command::AuditCurrent, {u"audit-current", kTargetInf}},
+      {"audit-catalog", Command::AuditCatalog, {u"audit-catalog"}},
+      {"resume-endpoints", Command::ResumeEndpoints, {u"resume-endpoints"}},
+  };
+  return lines;
+}
+
+const CommandLine& LineOf(Command command) {
+  for (const CommandLine& line : CommandLines()) {
+    if (line.command == command) return line;
+  }
+  throw std::invalid_argument("no such command");
+}
+
+Scenario FindScenario(std::string_view name) {
+  for (const CommandLine& line : CommandLines()) {
+    for (const StartingMachine& start : StartingMachines()) {
+      const Scenario scenario{&line, &start};
+      if (scenario.Name() == name) return scenario;
+    }
+  }
+  throw std::invalid_argument("no scenario " + std::string(name));
+}
+
+}  // namespace vorn::tests

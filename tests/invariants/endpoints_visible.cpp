@@ -1,0 +1,59 @@
+// What the user sees of the endpoints, before and after.
+
+#include "base/text.h"
+#include "tests/invariants/checkers.h"
+#include "tests/invariants/machine_view.h"
+
+#include <algorithm>
+
+namespace vorn::tests {
+
+namespace model = platform::simulated;
+
+namespace {
+
+// What the endpoint builder needs after a restart to bring everything back.
+constexpr std::uint64_t kSettleMs = 60'000;
+
+/// The program's words for endpoints that it may have left hidden.
+bool AdmitsHiddenEndpoints(const Observation& run) {
+  return run.Said(u"could not re-show") || run.Said(u"could not hide") ||
+         run.Said(u"driver quiesce could not") || run.Said(u"failed (error");
+}
+
+Violations CheckHiddenByThisRun(const Observation& run) {
+  const model::Device* before = OnlyPresentRoot(run.before);
+  const model::Device* after = OnlyPresentRoot(run.after);
+  if (before == nullptr || after == nullptr) return {};
+  const bool hidMore = !std::includes(before->hidden.begin(), before->hidden.end(),
+                                      after->hidden.begin(), after->hidden.end());
+  if (hidMore && !AdmitsHiddenEndpoints(run)) {
+    return {"endpoints were left hidden without a word"};
+  }
+  return {};
+}
+
+}  // namespace
+
+Violations CheckEndpointsVisible(const Observation& run) {
+  // A console that cannot be written to says nothing; a show that only pretends is not seen.
+  if (run.run.killed || run.IsFaulted("fputws") ||
+      run.IsFaulted("DeviceIoControl", model::FaultKind::SucceedWithoutEffect)) {
+    return {};
+  }
+  Violations found = CheckHiddenByThisRun(run);
+  if (run.run.status != 0 || run.command == Command::Remove || IsReadOnly(run.command)) {
+    return found;
+  }
+  const std::set<std::u16string> before = VisibleEndpoints(run.before);
+  if (before.empty()) return found;
+  model::Machine settled = run.after;
+  model::Advance(settled, kSettleMs);
+  const std::set<std::u16string> after = VisibleEndpoints(settled);
+  if (!std::includes(after.begin(), after.end(), before.begin(), before.end())) {
+    found.push_back("an endpoint that was visible is not, though the run succeeded");
+  }
+  return found;
+}
+
+}  // namespace vorn::tests

@@ -1,0 +1,74 @@
+// When the journal stays and when it goes.
+
+#include "base/text.h"
+#include "tests/invariants/checkers.h"
+#include "tests/invariants/machine_view.h"
+
+namespace vorn::tests {
+
+namespace model = platform::simulated;
+using model::FaultKind;
+
+namespace {
+
+std::optional<model::Bytes> JournalOf(const model::Machine& machine) {
+  return model::ReadWholeFile(machine.files, kJournal);
+}
+
+/// The program reported that the journal could not be deleted, or a call that deletes or creates
+/// it was made to lie about what it did.
+bool DeletionIsExcused(const Observation& run) {
+  return run.Said(u"delete handle(activation state) failed") ||
+         run.Said(u"safe open for delete(activation state) failed") ||
+         run.IsFaulted("SetFileInformationByHandle") ||
+         run.IsFaulted("NtCreateFile", FaultKind::FailAfterEffect) || run.IsFaulted("CloseHandle");
+}
+
+bool Kept(const Observation& run) {
+  return run.run.status == 0 || run.run.status == 10;
+}
+
+/// Whether the journal stays as it was: the command refused before it came to it, or because of it.
+bool MustBeUntouched(const Observation& run) {
+  if (!IsInstall(run.command) || run.run.status == 2) return true;
+  return run.run.status == 9 && (run.Said(u"protected activation state exists") ||
+                                 run.Said(u"could not be safely inspected"));
+}
+
+Violations CheckKeptJournal(const Observation& run, const std::optional<model::Bytes>& after) {
+  if (!after) return {"the journal is gone though the outcome needs it"};
+  const std::string text(after->begin(), after->end());
+  std::string wide;
+  for (const char16_t unit : std::u16string_view(kTargetVersion)) {
+    wide += static_cast<char>(unit);
+    wide += '\0';
+  }
+  // What is written without effect cannot be told from what is on the disk.
+  const bool lied = run.IsFaulted("WriteFile", FaultKind::SucceedWithoutEffect) ||
+                    run.IsFaulted("SetFilePointerEx", FaultKind::SucceedWithoutEffect) ||
+                    run.IsFaulted("SetEndOfFile", FaultKind::SucceedWithoutEffect);
+  if (!lied && text.find(wide) == std::string::npos)
+    return {"the journal does not name the target"};
+  return {};
+}
+
+}  // namespace
+
+Violations CheckJournal(const Observation& run) {
+  if (run.run.killed || run.Has(FaultKind::Change)) return {};
+  const auto before = JournalOf(run.before);
+  const auto after = JournalOf(run.after);
+  if (MustBeUntouched(run)) {
+    if (before != after) return {"a run that must not touch the journal did"};
+    return {};
+  }
+  if (Kept(run)) return CheckKeptJournal(run, after);
+  if (after && !DeletionIsExcused(run)) {
+    // Without its verified deletion an earlier journal stays, and blocks the write.
+    if (run.run.status == 9 && before == after) return {};
+    return {"the journal is left with status " + std::to_string(run.run.status)};
+  }
+  return {};
+}
+
+}  // namespace vorn::tests

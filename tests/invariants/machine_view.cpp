@@ -1,0 +1,148 @@
+#include "tests/invariants/machine_view.h"
+
+#include "base/text.h"
+#include "platform/config_manager.h"
+#include "platform/registry.h"
+#include "platform/simulated/endpoint_builder.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace vorn::tests {
+
+namespace model = platform::simulated;
+using model::Device;
+using model::Machine;
+
+namespace {
+
+constexpr std::size_t kEndpoints = 20;
+constexpr std::uint32_t kCables = 10;
+constexpr char16_t kHardwareId[] = u"Root\\VornAudio";
+constexpr char16_t kChildPrefix[] = u"SWD\\MMDEVAPI\\";
+
+bool IsRoot(const Device& device) {
+  return EqualsIgnoringCase(device.enumerator, u"ROOT") &&
+         std::any_of(device.hardwareIds.begin(), device.hardwareIds.end(),
+                     [](const auto& id) { return EqualsIgnoringCase(id, kHardwareId); });
+}
+
+std::optional<std::string> WhyImageIsWrong(const Device& root, std::u16string_view version) {
+  if (!root.resident) return "no image is resident";
+  const model::DriverImage sound = model::SoundImage(version);
+  if (root.resident->loadedVersion != sound.loadedVersion ||
+      root.resident->revision != sound.revision) {
+    return "another image is resident";
+  }
+  if (root.resident->lifecycleAbi != sound.lifecycleAbi) return "the image has another interface";
+  if (root.resident->pool != sound.pool) return "the image's pool is not whole";
+  return std::nullopt;
+}
+
+std::optional<std::string> WhyEndpointsAreWrong(const Machine& machine, const Device& root) {
+  std::set<model::CableFlow> identities;
+  std::set<std::u16string> active;
+  std::size_t count = 0;
+  for (const model::AudioEndpoint& endpoint : machine.audio.endpoints) {
+    if (!model::IsSameDevice(endpoint.root, root.instanceId)) continue;
+    ++count;
+    if (!endpoint.cable) return "an endpoint has no cable";
+    identities.insert({endpoint.cable->value, endpoint.capture ? 1U : 0U});
+    if (endpoint.state == 1) active.insert(ToUpperAscii(kChildPrefix + endpoint.id));
+  }
+  if (count != kEndpoints || identities.size() != kEndpoints) {
+    return "the catalog has " + std::to_string(count) + " endpoints of " +
+           std::to_string(identities.size()) + " cables";
+  }
+  std::set<std::u16string> started;
+  for (const Device& device : machine.devices.devices) {
+    if (model::IsSameDevice(device.parent, root.instanceId) && device.present &&
+        model::IsStarted(device)) {
+      started.insert(ToUpperAscii(device.instanceId));
+    }
+  }
+  if (started != active) return "started children and active endpoints differ";
+  return std::nullopt;
+}
+
+}  // namespace
+
+std::vector<const Device*> InstalledRoots(const Machine& machine) {
+  std::vector<const Device*> roots;
+  for (const Device& device : machine.devices.devices) {
+    if (IsRoot(device)) roots.push_back(&device);
+  }
+  return roots;
+}
+
+const Device* OnlyPresentRoot(const Machine& machine) {
+  const Device* only = nullptr;
+  for (const Device* root : InstalledRoots(machine)) {
+    if (!root->present) continue;
+    if (only != nullptr) return nullptr;
+    only = root;
+  }
+  return only;
+}
+
+std::size_t CountPackagesWithInf(const Machine& machine, const model::Bytes& inf) {
+  const auto& packages = machine.store.packages;
+  return static_cast<std::size_t>(
+      std::count_if(packages.begin(), packages.end(), [&](const model::PublishedPackage& package) {
+        return !package.foreign &&
+               model::ReadWholeFile(machine.files,
+                                    PublishedInfPath(machine, package.publishedInf)) == inf;
+      }));
+}
+
+std::set<std::u16string> VisibleEndpoints(const Machine& machine) {
+  std::set<std::u16string> visible;
+  for (const Device* root : InstalledRoots(machine)) {
+    for (const model::AudioEndpoint& endpoint : machine.audio.endpoints) {
+      if (endpoint.state == 1 && model::IsSameDevice(endpoint.root, root->instanceId)) {
+        visible.insert(endpoint.id);
+      }
+    }
+  }
+  return visible;
+}
+
+std::optional<std::string> WhyNotRunning(const Machine& machine, std::u16string_view version) {
+  const Device* root = OnlyPresentRoot(machine);
+  if (root == nullptr) return "there is not exactly one present root";
+  if (!model::IsStarted(*root)) return "the root is not started";
+  if (root->service != u"VornAudio") return "another service is bound";
+  if (auto why = WhyImageIsWrong(*root, version)) return why;
+  if (!model::AudioServicesRun(machine)) return "an audio service does not run";
+  return WhyEndpointsAreWrong(machine, *root);
+}
+
+std::vector<std::u16string> OwnedRecords(const Machine& machine) {
+  std::vector<std::u16string> owned;
+  for (const std::u16string flow : {u"Render", u"Capture"}) {
+    const std::u16string path = model::kEndpointRecordsPath + (u"\\" + flow);
+    const auto key = model::FindKey(machine.registry, path);
+    if (!key) continue;
+    for (const model::KeyId record : machine.registry.keys.at(*key).children) {
+      const std::u16string& name = machine.registry.keys.at(record).name;
+      const model::RegistryValue* marker = model::FindValue(
+          machine.registry, path + u"\\" + name + u"\\Properties", model::kCableMarkerName);
+      std::uint32_t cable = kCables;
+      if (marker == nullptr || marker->type != platform::REG_DWORD ||
+          marker->data.size() != sizeof cable) {
+        continue;
+      }
+      std::memcpy(&cable, marker->data.data(), sizeof cable);
+      if (cable < kCables) owned.push_back(flow + u"\\" + name);
+    }
+  }
+  return owned;
+}
+
+std::vector<std::u16string> SnapshotFolders(const Machine& machine) {
+  std::vector<std::u16string> names = model::ListFolder(machine.files, machine.files.tempFolder);
+  std::erase_if(names, [](const auto& name) { return !name.starts_with(u"VORN-input-"); });
+  return names;
+}
+
+}  // namespace vorn::tests

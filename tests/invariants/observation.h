@@ -1,0 +1,54 @@
+#pragma once
+
+// What one run of a command was and left, for checkers that judge it without asking the program.
+
+#include "platform/simulated/machine.h"
+#include "tests/support/run_command.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vorn::tests {
+
+enum class Command {
+  Install,
+  InstallRollback,
+  Remove,
+  Verify,
+  HotActivate,
+  AuditCurrent,
+  AuditCatalog,
+  ResumeEndpoints
+};
+
+/// One run: the machine before it and after it, what it said, and what was made to go wrong. All of
+/// it belongs to the caller and must outlive the observation.
+struct Observation {
+  Command command = Command::Install;
+  const platform::simulated::Machine& before;
+  const platform::simulated::Machine& after;
+  const RunResult& run;
+  const std::vector<platform::simulated::Fault>& faults;
+
+  /// Whether a fault is planned for that call; for any kind, or for that kind only.
+  bool IsFaulted(std::string_view call) const;
+  bool IsFaulted(std::string_view call, platform::simulated::FaultKind kind) const;
+
+  /// Whether any fault is of that kind.
+  bool Has(platform::simulated::FaultKind kind) const;
+
+  /// Whether standard output or standard error holds that text.
+  bool Said(std::u16string_view text) const;
+};
+
+/// Whether the command installs, with or without rollback.
+bool IsInstall(Command command);
+
+/// Whether the command changes no device, package, record or journal.
+bool IsReadOnly(Command command);
+
+/// What a checker found wrong, one sentence each; empty when the run keeps the promise.
+using Violations = std::vector<std::string>;
+
+}  // namespace vorn::tests

@@ -1,0 +1,131 @@
+// What a run may change of the world.
+
+#include "base/text.h"
+#include "platform/simulated/neighbours.h"
+#include "tests/invariants/checkers.h"
+#include "tests/invariants/machine_view.h"
+
+#include <algorithm>
+
+namespace vorn::tests {
+
+namespace model = platform::simulated;
+using model::FaultKind;
+using model::Machine;
+using model::NodeId;
+
+namespace {
+
+/// Paths of what was added, removed or changed below a folder.
+void Compare(const model::FileSystem& before, const model::FileSystem& after, NodeId folder,
+             const std::u16string& path, std::vector<std::u16string>& changed) {
+  const model::Node* old = before.nodes.Find(folder);
+  const model::Node* now = after.nodes.Find(folder);
+  if (old == nullptr || now == nullptr) return;
+  for (const auto& [key, entry] : now->entries) {
+    const std::u16string name = path + u"\\" + entry.name;
+    const auto same = old->entries.find(key);
+    if (same == old->entries.end() || same->second.node != entry.node) {
+      changed.push_back(name);
+      continue;
+    }
+    const model::Node& one = before.nodes.at(entry.node);
+    const model::Node& other = after.nodes.at(entry.node);
+    if (one.directory) Compare(before, after, entry.node, name, changed);
+    const bool sameContent = one.content == other.content || *one.content == *other.content;
+    if (!sameContent || one.zeroTail != other.zeroTail || !(one.security == other.security) ||
+        one.attributes != other.attributes) {
+      changed.push_back(name);
+    }
+  }
+  for (const auto& [key, entry] : old->entries) {
+    if (!now->entries.contains(key)) changed.push_back(path + u"\\" + entry.name);
+  }
+}
+
+std::vector<std::u16string> ChangedPaths(const Machine& before, const Machine& after) {
+  std::vector<std::u16string> changed;
+  for (const model::Volume& volume : before.files.volumes) {
+    Compare(before.files, after.files, volume.root, std::u16string{volume.letter, u':'}, changed);
+  }
+  return changed;
+}
+
+bool StartsWith(std::u16string_view path, std::u16string_view prefix) {
+  return path.size() >= prefix.size() && EqualsIgnoringCase(path.substr(0, prefix.size()), prefix);
+}
+
+bool MayChange(const Observation& run, std::u16string_view path) {
+  const bool takesInf = IsInstall(run.command) || run.command == Command::Remove ||
+                        run.command == Command::AuditCurrent;
+  if (takesInf && StartsWith(path, run.before.files.tempFolder + u"VORN-input-")) return true;
+  if (IsInstall(run.command) && EqualsIgnoringCase(path, kJournal)) return true;
+  const bool package = IsInstall(run.command) || run.command == Command::Remove;
+  if (package && StartsWith(path, u"C:\\Windows\\INF\\oem")) return true;
+  return run.command == Command::Remove &&
+         (EqualsIgnoringCase(path, u"C:\\pkg\\logs") || EqualsIgnoringCase(path, kRemovalLog));
+}
+
+/// What a driver change leaves on a root; its state of the moment is not part of it.
+bool IsSameSelection(const model::Device& one, const model::Device& other) {
+  return one.instanceId == other.instanceId && one.present == other.present &&
+         one.publishedInf == other.publishedInf && one.pendingInf == other.pendingInf &&
+         one.resident == other.resident && one.generation == other.generation &&
+         one.hidden == other.hidden && one.leaseHeld == other.leaseHeld;
+}
+
+bool HasSameRoots(const Machine& before, const Machine& after) {
+  const auto old = InstalledRoots(before);
+  const auto now = InstalledRoots(after);
+  return std::equal(
+      old.begin(), old.end(), now.begin(), now.end(),
+      [](const auto* one, const auto* other) { return IsSameSelection(*one, *other); });
+}
+
+/// Whether the run ended before it may touch the machine.
+bool WasRefused(const Observation& run) {
+  if (run.run.killed) return false;
+  if (IsInstall(run.command))
+    return run.run.status == 2 ||
+           (run.run.status == 9 && run.Said(u"protected activation state exists"));
+  return run.command == Command::Remove && run.run.status == 3 &&
+         !run.Said(u"SetupDiGetClassDevs failed");
+}
+
+}  // namespace
+
+Violations CheckForeignParts(const Observation& run) {
+  if (model::DescribeForeignParts(run.before) == model::DescribeForeignParts(run.after)) return {};
+  return {"something foreign changed"};
+}
+
+Violations CheckOwnedPlaces(const Observation& run) {
+  if (run.Has(FaultKind::Change)) return {};  // somebody else writes, too
+  for (const std::u16string& path : ChangedPaths(run.before, run.after)) {
+    if (!MayChange(run, path)) return {ToUtf8(path) + " changed"};
+  }
+  return {};
+}
+
+Violations CheckUntouched(const Observation& run) {
+  if (!IsReadOnly(run.command) && !WasRefused(run)) return {};
+  Violations found;
+  if (!HasSameRoots(run.before, run.after)) found.push_back("a root changed");
+  if (run.before.store.packages != run.after.store.packages) found.push_back("packages changed");
+  if (OwnedRecords(run.before).size() > OwnedRecords(run.after).size()) {
+    found.push_back("endpoint records are gone");
+  }
+  return found;
+}
+
+Violations CheckPackagesAfterRoots(const Observation& run) {
+  if (InstalledRoots(run.after).empty()) return {};
+  for (const model::PublishedPackage& package : run.before.store.packages) {
+    if (run.after.store.Find(package.publishedInf) == nullptr) {
+      return {ToUtf8(package.publishedInf) + " was uninstalled while a root remains"};
+    }
+  }
+  return {};
+}
+
+}  // namespace vorn::tests
