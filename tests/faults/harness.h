@@ -19,7 +19,8 @@ struct Undisturbed {
 Undisturbed RunUndisturbed(const Scenario& scenario);
 
 /// One run as planned, and what every checker says; `log` keeps the call log, which the checker of
-/// opens by path needs. A crash is followed by what an operator does next.
+/// opens by path needs. What is found without a log is judged again with one. A crash is followed
+/// by what an operator does next.
 Violations RunPlan(const Scenario& scenario, const Plan& plan, bool log);
 
 /// The run again, with everything that it says and leaves printed to standard output. Returns the

@@ -40,13 +40,20 @@ std::uint64_t BudgetOf(Command command) {
   return 0;
 }
 
+/// How many calls of the run a fault has hit.
+std::uint64_t HitsOf(const model::Fault& fault, const RunResult& run) {
+  const auto count = run.callCounts.find(fault.call);
+  if (count == run.callCounts.end() || count->second < fault.first) return 0;
+  return std::min(count->second, fault.last) - fault.first + 1;
+}
+
 }  // namespace
 
 Violations CheckTimeBound(const Observation& run) {
   if (run.run.killed || run.Has(FaultKind::Change)) return {};
   std::uint64_t budget = BudgetOf(run.command);
   for (const model::Fault& fault : run.faults) {
-    if (fault.kind == FaultKind::TakeTime) budget += fault.amount;
+    if (fault.kind == FaultKind::TakeTime) budget += fault.amount * HitsOf(fault, run.run);
   }
   const std::uint64_t took = run.after.clock.tick - run.before.clock.tick;
   if (took <= budget) return {};

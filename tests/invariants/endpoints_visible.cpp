@@ -18,7 +18,8 @@ constexpr std::uint64_t kSettleMs = 60'000;
 /// The program's words for endpoints that it may have left hidden.
 bool AdmitsHiddenEndpoints(const Observation& run) {
   return run.Said(u"could not re-show") || run.Said(u"could not hide") ||
-         run.Said(u"driver quiesce could not") || run.Said(u"failed (error");
+         run.Said(u"driver quiesce could not") || run.Said(u"RESULT=ENDPOINTS_MISSING - root=") ||
+         run.Said(u"RESULT=NOT_STARTED - devnode");
 }
 
 Violations CheckHiddenByThisRun(const Observation& run) {
