@@ -49,6 +49,7 @@ std::vector<Way> WaysOf(Phase phase, std::string_view call) {
     }
     case Phase::Crashes:
       return {{FaultKind::KillBefore, 0, 0, {}}, {FaultKind::KillAfter, 0, 0, {}}};
+    case Phase::DoubleCrashes:
     case Phase::Pairs:
       break;
   }
@@ -70,7 +71,8 @@ void TakeSpread(const std::vector<Plan>& items, std::size_t count, std::uint64_t
 }  // namespace
 
 const char* NameOf(Phase phase) {
-  constexpr const char* kNames[] = {"single", "lies", "other-processes", "crashes", "pairs"};
+  constexpr const char* kNames[] = {"single",  "lies",           "other-processes",
+                                    "crashes", "double-crashes", "pairs"};
   return kNames[static_cast<int>(phase)];
 }
 
@@ -94,17 +96,39 @@ std::vector<Plan> AllPlans(Phase phase, const Scenario& scenario, const CallCoun
   return plans;
 }
 
-std::vector<Plan> DrawPairs(const Scenario& scenario, const CallCounts& counts, std::size_t count) {
-  std::vector<Plan> singles = AllPlans(Phase::Single, scenario, counts);
-  const std::vector<Plan> lies = AllPlans(Phase::Lies, scenario, counts);
-  singles.insert(singles.end(), lies.begin(), lies.end());
+std::vector<Plan> DrawPairs(Phase phase, const Scenario& scenario, const CallCounts& counts,
+                            std::size_t count) {
+  std::vector<Plan> singles;
+  if (phase == Phase::DoubleCrashes) {
+    singles = AllPlans(Phase::Crashes, scenario, counts);
+  } else {
+    singles = AllPlans(Phase::Single, scenario, counts);
+    const std::vector<Plan> lies = AllPlans(Phase::Lies, scenario, counts);
+    singles.insert(singles.end(), lies.begin(), lies.end());
+  }
   std::vector<Plan> pairs;
   if (singles.size() < 2) return pairs;
-  std::mt19937_64 random(SeedOf(scenario.Name()));
+  std::mt19937_64 random(SeedOf(scenario.Name() + NameOf(phase)));
   while (pairs.size() < count) {
     const Plan& one = singles[random() % singles.size()];
     const Plan& other = singles[random() % singles.size()];
     pairs.push_back({one.front(), other.front()});
+  }
+  return pairs;
+}
+
+std::vector<Plan> EveryPairOfCalls(const CallCounts& counts) {
+  std::vector<PlannedFault> failures;
+  for (const auto& [call, count] : counts) {
+    const std::vector<Way> ways = HonestWays(call);
+    if (ways.empty()) continue;
+    for (std::uint32_t nth = 1; nth <= count; ++nth)
+      failures.push_back({call, nth, false, ways.front()});
+  }
+  std::vector<Plan> pairs;
+  for (std::size_t i = 0; i < failures.size(); ++i) {
+    for (std::size_t j = i + 1; j < failures.size(); ++j)
+      pairs.push_back({failures[i], failures[j]});
   }
   return pairs;
 }

@@ -17,10 +17,10 @@ namespace vorn::tests {
 /// How often the scenario makes each call when nothing goes wrong.
 using CallCounts = std::map<std::string, std::uint32_t, std::less<>>;
 
-enum class Phase { Single, Lies, OtherProcesses, Crashes, Pairs };
+enum class Phase { Single, Lies, OtherProcesses, Crashes, DoubleCrashes, Pairs };
 
-inline constexpr Phase kPhases[] = {Phase::Single, Phase::Lies, Phase::OtherProcesses,
-                                    Phase::Crashes, Phase::Pairs};
+inline constexpr Phase kPhases[] = {Phase::Single,  Phase::Lies,          Phase::OtherProcesses,
+                                    Phase::Crashes, Phase::DoubleCrashes, Phase::Pairs};
 
 const char* NameOf(Phase phase);
 
@@ -28,11 +28,16 @@ const char* NameOf(Phase phase);
 using Plan = std::vector<PlannedFault>;
 
 /// Every run of the phase for a scenario that makes these calls, in an order that does not change.
-/// Pairs are drawn, not listed; this gives none for them.
+/// Pairs are drawn, not listed; this gives none for them and for double crashes.
 std::vector<Plan> AllPlans(Phase phase, const Scenario& scenario, const CallCounts& counts);
 
-/// `count` pairs of different faults, drawn with the scenario's name as seed.
-std::vector<Plan> DrawPairs(const Scenario& scenario, const CallCounts& counts, std::size_t count);
+/// `count` pairs of faults, drawn with the scenario's name as seed; for DoubleCrashes a crash and
+/// another one when the command is run again.
+std::vector<Plan> DrawPairs(Phase phase, const Scenario& scenario, const CallCounts& counts,
+                            std::size_t count);
+
+/// Every pair of calls, each failing once with the first error that its documentation names.
+std::vector<Plan> EveryPairOfCalls(const CallCounts& counts);
 
 /// At most `cap` of the plans: half of them among the first calls of each name, the rest spread
 /// evenly; the same ones each time. 0 takes all.

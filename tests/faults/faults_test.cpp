@@ -21,15 +21,28 @@ std::size_t EnvironmentNumber(const char* name) {
 }
 
 // Runs of each phase and scenario in the default form.
-constexpr std::size_t kDefaultCaps[] = {150, 60, 40, 40, 25};
-// Pairs of each scenario in the nightly form: 100,000 and more for all scenarios together.
-constexpr std::size_t kNightlyPairs = 800;
+constexpr std::size_t kDefaultCaps[] = {150, 60, 40, 40, 10, 30};
+// Pairs of each scenario in the nightly form: 100,000 and more for the long commands together.
+constexpr std::size_t kNightlyPairs = 1'000;
+constexpr std::size_t kNightlyDoubleCrashes = 200;
 // One run of so many keeps the call log, which costs as much as the run.
 constexpr std::size_t kLogEvery = 8;
 constexpr std::size_t kShownViolations = 20;
 
+bool IsFullForm() {
+  return EnvironmentNumber("VORN_FAULTS_FULL") != 0;
+}
+
+/// Commands of so few calls that every pair of them can be run.
+bool IsShort(Command command) {
+  return command == Command::AuditCatalog || command == Command::ResumeEndpoints;
+}
+
 std::size_t CapOf(Phase phase) {
-  if (EnvironmentNumber("VORN_FAULTS_FULL") != 0) return phase == Phase::Pairs ? kNightlyPairs : 0;
+  if (IsFullForm()) {
+    if (phase == Phase::Pairs) return kNightlyPairs;
+    return phase == Phase::DoubleCrashes ? kNightlyDoubleCrashes : 0;
+  }
   const std::size_t every = std::max<std::size_t>(1, EnvironmentNumber("VORN_FAULTS_SAMPLE"));
   return std::max<std::size_t>(1, kDefaultCaps[static_cast<int>(phase)] / every);
 }
@@ -41,8 +54,11 @@ class Faults : public testing::TestWithParam<std::tuple<Phase, Command>> {
     ++report.machines;
     report.calls += undisturbed.calls;
     std::vector<Plan> plans;
-    if (phase == Phase::Pairs) {
-      plans = DrawPairs(scenario, undisturbed.counts, CapOf(phase));
+    if (phase == Phase::Pairs || phase == Phase::DoubleCrashes) {
+      plans = DrawPairs(phase, scenario, undisturbed.counts, CapOf(phase));
+      if (phase == Phase::Pairs && IsFullForm() && IsShort(scenario.line->command)) {
+        plans = EveryPairOfCalls(undisturbed.counts);
+      }
       report.possible += plans.size();
     } else {
       plans = AllPlans(phase, scenario, undisturbed.counts);

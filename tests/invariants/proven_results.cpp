@@ -55,8 +55,8 @@ bool HidesRecords(const model::Fault& fault) {
 }
 
 // What cannot be read is passed over: a device whose hardware ids fail to be read is nobody's root,
-// an INF that fails to be opened or hashed is nobody's package. A second look catches one such
-// failure; failures in both looks leave the thing unseen.
+// an INF that fails to be opened or hashed is nobody's package. A second look, where there is one,
+// catches one such failure; failures in both leave the thing unseen.
 constexpr std::string_view kRootReads[] = {"SetupDiGetDeviceRegistryPropertyW",
                                            "SetupDiEnumDeviceInfo"};
 constexpr std::string_view kPackageReads[] = {"NtCreateFile",
@@ -73,19 +73,28 @@ constexpr std::string_view kPackageReads[] = {"NtCreateFile",
                                               "BCryptFinishHash"};
 
 template <std::size_t N>
-bool IsOverlooked(const Observation& run, const std::string_view (&reads)[N]) {
+std::size_t CountFailures(const Observation& run, const std::string_view (&reads)[N]) {
   std::size_t failures = 0;
   for (const model::Fault& fault : run.faults) {
     if (std::find(std::begin(reads), std::end(reads), fault.call) == std::end(reads)) continue;
     failures += fault.last == fault.first ? 1 : 2;
   }
-  return failures >= 2;
+  return failures;
+}
+
+/// A removal looks twice at everything.
+template <std::size_t N>
+bool IsOverlooked(const Observation& run, const std::string_view (&reads)[N]) {
+  return CountFailures(run, reads) >= 2;
 }
 
 }  // namespace
 
 Violations CheckProvenActivation(const Observation& run) {
   if (!ClaimsActivation(run)) return {};
+  const bool rootUnseen =
+      CountFailures(run, kRootReads) > 0 && OnlyPresentRoot(run.after) == nullptr;
+  if (rootUnseen) return {};
   if (auto why = WhyNotRunning(run.after, kTargetVersion)) return {*why};
   const auto target = model::ReadWholeFile(run.before.files, kTargetInf);
   const model::Device& root = *OnlyPresentRoot(run.after);

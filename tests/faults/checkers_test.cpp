@@ -1,0 +1,208 @@
+// The checkers themselves: each must object to a world that breaks its promise.
+
+#include "tests/invariants/checkers.h"
+
+#include "platform/config_manager.h"
+#include "platform/simulated/endpoint_builder.h"
+#include "tests/faults/planned_fault.h"
+#include "tests/faults/scenarios.h"
+#include "tests/invariants/machine_view.h"
+#include "tests/support/activation.h"
+
+#include <functional>
+#include <gtest/gtest.h>
+
+namespace vorn::tests {
+
+namespace model = platform::simulated;
+using model::Machine;
+
+namespace {
+
+/// A run that went well, to be spoiled afterwards.
+struct Episode {
+  explicit Episode(std::string_view name) : scenario(FindScenario(name)) {
+    after = scenario.start->machine;
+    result = RunCommand(after, scenario.line->arguments);
+  }
+
+  Violations By(Violations (*checker)(const Observation&)) const {
+    return checker({scenario.line->command, scenario.start->machine, after, result, faults});
+  }
+  Violations ByAll() const { return By(&Judge); }
+
+  Scenario scenario;
+  Machine after;
+  RunResult result;
+  std::vector<model::Fault> faults;
+};
+
+}  // namespace
+
+TEST(Checkers, HaveNothingAgainstAnUndisturbedRun) {
+  for (const CommandLine& line : CommandLines()) {
+    for (const StartingMachine& start : StartingMachines()) {
+      const Episode run(line.name + "@" + start.name);
+      EXPECT_TRUE(run.ByAll().empty())
+          << run.scenario.Name() << ": " << testing::PrintToString(run.ByAll());
+    }
+  }
+}
+
+TEST(Checkers, ObjectToAStatusWithoutItsLine) {
+  Episode run("install@outdated");
+  run.result.status = 11;
+  EXPECT_FALSE(run.By(&CheckFinalLine).empty());
+  run.result.status = 0;
+  EXPECT_TRUE(run.By(&CheckFinalLine).empty());
+  for (auto& write : run.result.console)
+    write.error = true;
+  EXPECT_FALSE(run.By(&CheckFinalLine).empty());
+  run.result.console.clear();
+  EXPECT_FALSE(run.By(&CheckFinalLine).empty());
+}
+
+TEST(Checkers, ObjectToAClaimThatTheWorldContradicts) {
+  const std::pair<const char*, std::function<void(Machine&)>> spoilers[] = {
+      {"not started", [](Machine& m) { RootOf(m).problem = model::CM_PROB_FAILED_START; }},
+      {"another image", [](Machine& m) { RootOf(m).resident = model::SoundImage(u"26.8.9.4"); }},
+      {"a smaller pool", [](Machine& m) { RootOf(m).resident->pool.pop_back(); }},
+      {"another interface level", [](Machine& m) { RootOf(m).resident->lifecycleAbi = 2; }},
+      {"another service", [](Machine& m) { RootOf(m).service = u"Other"; }},
+      {"another INF", [](Machine& m) { RootOf(m).publishedInf = u"oem1.inf"; }},
+      {"a lost endpoint", [](Machine& m) { model::LoseEndpoint(m, *VisibleEndpoints(m).begin()); }},
+      {"a second root", [](Machine& m) { model::AddRoot(m, u"ROOT\\MEDIA\\0007"); }},
+      {"new ids",
+       [](Machine& m) {
+         m.audio.remembered.at(kRootId).at({3, 1}).id += u"x";
+       }},
+      {"a lost choice",
+       [](Machine& m) {
+         m.audio.remembered.at(kRootId).at({3, 0}).disabledByUser = true;
+       }},
+  };
+  for (const auto& [name, spoil] : spoilers) {
+    Episode run("install@outdated");
+    ASSERT_TRUE(run.By(&CheckProvenActivation).empty());
+    spoil(run.after);
+    EXPECT_FALSE(run.By(&CheckProvenActivation).empty()) << name;
+  }
+}
+
+TEST(Checkers, ObjectToARemovalThatLeavesSomething) {
+  const Machine installed = model::InstalledMachine();
+  Episode root("remove@installed");
+  root.after.devices = installed.devices;
+  EXPECT_FALSE(root.By(&CheckProvenRemoval).empty());
+  Episode package("remove@installed");
+  package.after.store = installed.store;
+  package.after.files = installed.files;
+  EXPECT_FALSE(package.By(&CheckProvenRemoval).empty());
+  Episode records("remove@installed");
+  records.after.registry = installed.registry;
+  EXPECT_FALSE(records.By(&CheckProvenRemoval).empty());
+  Episode early("remove@installed");
+  early.after.devices = installed.devices;
+  EXPECT_FALSE(early.By(&CheckPackagesAfterRoots).empty());
+}
+
+TEST(Checkers, ObjectToEndpointsThatVanishSilently) {
+  Episode run("install@outdated");
+  model::ChangeEndpointVisibility(run.after, kRootId, {4, 0}, false);
+  RootOf(run.after).hidden.insert({4, 0});
+  EXPECT_EQ(run.By(&CheckEndpointsVisible).size(), 2U);
+  run.result.errorOutput += u"vorn_devnode: could not re-show cable 4 render (error 0x00000005)\n";
+  EXPECT_EQ(run.By(&CheckEndpointsVisible).size(), 1U);
+}
+
+TEST(Checkers, ObjectToAJournalInTheWrongPlace) {
+  Episode gone("install@outdated");
+  model::RemovePath(gone.after.files, kJournal);
+  EXPECT_FALSE(gone.By(&CheckJournal).empty());
+  Episode other("install@outdated");
+  model::PutFile(other.after.files, kJournal, "something");
+  EXPECT_FALSE(other.By(&CheckJournal).empty());
+  Episode left("install@disabled");
+  ASSERT_EQ(left.result.status, 16);
+  model::PutFile(left.after.files, kJournal, "something");
+  EXPECT_FALSE(left.By(&CheckJournal).empty());
+  Episode verified("verify@activated");
+  model::RemovePath(verified.after.files, kJournal);
+  EXPECT_FALSE(verified.By(&CheckJournal).empty());
+}
+
+TEST(Checkers, ObjectToWhatIsLeftOpenOrBehind) {
+  Episode open("audit-catalog@installed");
+  open.result.openObjects[model::ObjectKind::Handle] = 1;
+  EXPECT_FALSE(open.By(&CheckNothingLeft).empty());
+  Episode snapshot("install@outdated");
+  model::MakeFolder(snapshot.after.files, snapshot.after.files.tempFolder +
+                                              u"VORN-input-00112233445566778899aabbccddeeff");
+  EXPECT_FALSE(snapshot.By(&CheckNothingLeft).empty());
+}
+
+TEST(Checkers, ObjectToAChangedNeighbour) {
+  Episode changed("remove@installed");
+  changed.after.devices.Find(u"ROOT\\SYSTEM\\0000")->status = 0;
+  EXPECT_FALSE(changed.By(&CheckForeignParts).empty());
+  Episode gone("remove@installed");
+  std::erase_if(gone.after.store.packages, [](const auto& package) { return package.foreign; });
+  EXPECT_FALSE(gone.By(&CheckForeignParts).empty());
+  Episode added("verify@activated");
+  model::AddForeignEndpoint(added.after, false, u"ROOT\\SYSTEM\\0000");
+  EXPECT_FALSE(added.By(&CheckForeignParts).empty());
+}
+
+TEST(Checkers, ObjectToWritingElsewhere) {
+  for (const char* name : {"install@outdated", "remove@installed", "verify@activated"}) {
+    Episode file(name);
+    model::PutFile(file.after.files, u"C:\\Windows\\INF\\notes.txt", "x");
+    EXPECT_FALSE(file.By(&CheckOwnedPlaces).empty()) << name;
+    Episode content(name);
+    model::PutFile(content.after.files, kTargetInf, "x");
+    EXPECT_FALSE(content.By(&CheckOwnedPlaces).empty()) << name;
+    Episode removed(name);
+    model::RemovePath(removed.after.files, u"C:\\pkg\\driver\\vorn_audio.cat");
+    EXPECT_FALSE(removed.By(&CheckOwnedPlaces).empty()) << name;
+  }
+}
+
+TEST(Checkers, ObjectToALookThatChanges) {
+  Episode run("verify@activated");
+  RootOf(run.after).hidden.insert({0, 0});
+  EXPECT_FALSE(run.By(&CheckUntouched).empty());
+  Episode store("audit-current@installed");
+  store.after.store.packages.pop_back();
+  EXPECT_FALSE(store.By(&CheckUntouched).empty());
+}
+
+TEST(Checkers, ObjectToAWaitBeyondTheBudget) {
+  Episode run("verify@activated");
+  run.after.clock.tick += 600'000;
+  EXPECT_FALSE(run.By(&CheckTimeBound).empty());
+}
+
+TEST(Checkers, ObjectToAnInputThatIsOpenedByPath) {
+  Episode run("install@outdated");
+  model::CallRecord call;
+  call.name = "SetupOpenInfFileW";
+  call.arguments = {{"FileName", "C:\\pkg\\driver\\vorn_audio.inf"}};
+  run.result.calls.push_back(call);
+  EXPECT_FALSE(run.By(&CheckOpensByPath).empty());
+}
+
+TEST(ReplayText, IsReadAsItWasWritten) {
+  for (const char* text :
+       {"NtCreateFile#12:fail=0xC0000022", "DeviceIoControl#3+:short=4",
+        "UpdateDriverForPlugAndPlayDevicesW#1:restart", "ReadFile#7:change=swap-inf",
+        "IMMDevice::GetId#2:fail=0x8007000E", "Sleep#1:kill-before", "WriteFile#1+:lie",
+        "NtDeleteKey#5:effect-then-fail=0xC0000022", "NtCreateFile#1:take=3000",
+        "CloseHandle#9:kill-after"}) {
+    EXPECT_EQ(ToText(ParsePlannedFault(text)), text);
+  }
+  EXPECT_THROW(ParsePlannedFault("nonsense"), std::invalid_argument);
+  EXPECT_THROW(ParsePlannedFault("Sleep#1:dance"), std::invalid_argument);
+  EXPECT_THROW(FindScenario("install@nowhere"), std::invalid_argument);
+}
+
+}  // namespace vorn::tests
