@@ -5,11 +5,13 @@ include(CTest)
 
 add_library(vorn_logic STATIC ${VORN_LOGIC_SOURCES})
 target_link_libraries(vorn_logic PUBLIC vorn_options)
+vorn_instrument(vorn_logic)
 vorn_precompile(vorn_logic <string> <string_view> <vector> <map> <memory> <optional> <variant>)
 
 file(GLOB VORN_SIMULATED_SOURCES CONFIGURE_DEPENDS platform/simulated/*.cpp)
 add_library(vorn_simulated STATIC ${VORN_SIMULATED_SOURCES})
 target_link_libraries(vorn_simulated PUBLIC vorn_options vorn_logic PRIVATE OpenSSL::Crypto)
+vorn_instrument(vorn_simulated)
 vorn_precompile(vorn_simulated <string> <string_view> <vector> <map> <memory> <optional> <variant>
                 <functional> <algorithm>)
 # The logic calls the platform and the model uses the logic's base: two libraries, one cycle.
@@ -21,6 +23,7 @@ if(VORN_LAB_SOURCES)
   add_library(vorn_lab_library STATIC ${VORN_LAB_SOURCES})
   target_link_libraries(vorn_lab_library PUBLIC vorn_logic vorn_simulated
                                                 nlohmann_json::nlohmann_json)
+  vorn_instrument(vorn_lab_library)
   add_executable(vorn_lab lab/main.cpp)
   target_link_libraries(vorn_lab PRIVATE vorn_lab_library)
 endif()
