@@ -22,3 +22,19 @@ else()
   target_link_options(vorn_devnode PRIVATE -municode -static -Wl,--dynamicbase
                                            -Wl,--high-entropy-va -Wl,--nxcompat -s)
 endif()
+
+# The contract suite and the INF dump against the platform's own interfaces, for tests/wine and for
+# a first run on Windows.
+file(GLOB VORN_CONTRACT_SOURCES CONFIGURE_DEPENDS tests/contract/*.cpp
+                                                  tests/contract/windows/*.cpp)
+add_executable(vorn_contract ${VORN_CONTRACT_SOURCES})
+add_executable(vorn_inf_dump tests/inf_dump/dump.cpp tests/inf_dump/windows_main.cpp)
+foreach(program vorn_contract vorn_inf_dump)
+  target_link_libraries(${program} PRIVATE vorn_logic)
+  if(MSVC)
+    set_property(TARGET ${program}
+                 PROPERTY MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>")
+  else()
+    target_link_options(${program} PRIVATE -static -s)
+  endif()
+endforeach()

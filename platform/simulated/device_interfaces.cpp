@@ -70,11 +70,10 @@ bool SetupDiEnumDeviceInterfaces(HDEVINFO list, const GUID* interfaceClass, std:
       [&](const CallFaults&) {
         const auto found = FindList(list);
         if (found == nullptr) return false;
-        if (interfaceClass == nullptr || interfaceData == nullptr) {
+        // A record of another size is an invalid parameter here (observed), not a user buffer.
+        if (interfaceClass == nullptr || interfaceData == nullptr ||
+            interfaceData->cbSize != sizeof(SP_DEVICE_INTERFACE_DATA)) {
           return FailWith(ERROR_INVALID_PARAMETER);
-        }
-        if (interfaceData->cbSize != sizeof(SP_DEVICE_INTERFACE_DATA)) {
-          return FailWith(ERROR_INVALID_USER_BUFFER);
         }
         std::uint32_t seen = 0;
         for (std::size_t i = 0; i < found->interfaces.size(); ++i) {

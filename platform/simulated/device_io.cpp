@@ -2,9 +2,13 @@
 
 #include "base/text.h"
 #include "platform/files.h"
+#include "platform/native.h"
 #include "platform/simulated/device_io.h"
+#include "platform/simulated/dos_paths.h"
 #include "platform/simulated/driver_replies.h"
 #include "platform/simulated/endpoint_builder.h"
+#include "platform/simulated/file_open.h"
+#include "platform/simulated/native_status.h"
 #include "platform/simulated/process.h"
 
 #include <algorithm>
@@ -102,10 +106,31 @@ HANDLE Refuse(std::uint32_t error) {
   return INVALID_HANDLE_VALUE;
 }
 
-HANDLE OpenInterface(const char16_t* path, std::uint32_t desiredAccess,
-                     std::uint32_t creationDisposition) {
+/// A path that names no device interface is one of a file (documented).
+HANDLE OpenFile(std::u16string_view path, std::uint32_t desiredAccess, std::uint32_t shareMode) {
+  Process& process = Process::Current();
+  const FileSystem& files = process.TheMachine().files;
+  const std::u16string name = ToNtPath(files, FullPath(files, path));
+  OpenRequest request;
+  request.name = name;
+  request.access = desiredAccess | SYNCHRONIZE | FILE_READ_ATTRIBUTES;
+  request.share = shareMode;
+  request.options = FILE_NON_DIRECTORY_FILE | FILE_SYNCHRONOUS_IO_NONALERT;
+  OpenResult opened = OpenByName(process, request);
+  if (opened.status != STATUS_SUCCESS) return Refuse(ToDosError(opened.status));
+  return reinterpret_cast<HANDLE>(process.Add(ObjectKind::Handle, std::move(opened.file)));
+}
+
+/// Whether a path is in the name space of devices, where interfaces have their names.
+bool IsDevicePath(std::u16string_view path) {
+  return path.starts_with(u"\\\\?\\") || path.starts_with(u"\\\\.\\");
+}
+
+HANDLE OpenPath(const char16_t* path, std::uint32_t desiredAccess, std::uint32_t shareMode,
+                std::uint32_t creationDisposition) {
   if (path == nullptr || *path == u'\0') return Refuse(ERROR_PATH_NOT_FOUND);
   if (creationDisposition != OPEN_EXISTING) return Refuse(ERROR_INVALID_PARAMETER);
+  if (!IsDevicePath(path)) return OpenFile(path, desiredAccess, shareMode);
   Machine& machine = Process::Current().TheMachine();
   const Device* device = nullptr;
   const DeviceInterface* found = FindInterface(machine, path, &device);
@@ -278,7 +303,7 @@ HANDLE CreateFileW(const char16_t* path, std::uint32_t desiredAccess, std::uint3
                 "creationDisposition", creationDisposition, "flagsAndAttributes",
                 Hex{flagsAndAttributes}),
       [&](const CallFaults&) {
-        return created = OpenInterface(path, desiredAccess, creationDisposition);
+        return created = OpenPath(path, desiredAccess, shareMode, creationDisposition);
       });
   // A handle that came to be although the call was then made to fail is not the program's.
   if (result == INVALID_HANDLE_VALUE && created != INVALID_HANDLE_VALUE) {

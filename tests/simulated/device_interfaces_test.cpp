@@ -109,7 +109,7 @@ TEST(DeviceInterface, RecordMustHaveItsSize) {
   SP_DEVICE_INTERFACE_DATA data = {};
   const HDEVINFO list = ListInterfaces(kControlInterfaceClass);
   EXPECT_FALSE(SetupDiEnumDeviceInterfaces(list, &kControlInterfaceClass, 0, &data));
-  EXPECT_EQ(GetLastError(), ERROR_INVALID_USER_BUFFER);
+  EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
 }
 
 TEST(DeviceInterfaceDetail, TellsItsSizeInBytes) {

@@ -1,0 +1,80 @@
+#include "tests/contract/world.h"
+
+#include "platform/simulated/machine.h"
+#include "platform/simulated/process.h"
+
+#include <memory>
+#include <string>
+
+namespace vorn::contract {
+
+namespace simulated = platform::simulated;
+
+namespace {
+
+constexpr char16_t kService[] = u"EventLog";
+
+struct World {
+  simulated::Machine machine = simulated::CleanMachine();
+  simulated::Process process{machine};
+  int folders = 0;
+};
+
+std::unique_ptr<World> world;
+
+std::u16string FullKey(const std::u16string& path) {
+  return path.empty() ? kRegistryPath : kRegistryPath + (u"\\" + path);
+}
+
+}  // namespace
+
+Side TheSide() {
+  return Side::Model;
+}
+
+void BeginCase() {
+  world = std::make_unique<World>();
+  world->machine.services[kService] = simulated::Service{};
+}
+
+std::size_t EndCase() {
+  std::size_t open = 0;
+  for (const auto& [kind, count] : world->process.OpenObjects())
+    open += count;
+  world.reset();
+  return open;
+}
+
+std::u16string Scratch() {
+  const std::u16string path =
+      u"C:\\contract\\" + std::u16string(1, static_cast<char16_t>(u'a' + world->folders++));
+  simulated::MakeFolder(world->machine.files, path);
+  return path;
+}
+
+bool MakeHardLink(const std::u16string& existing, const std::u16string& name) {
+  simulated::AddHardLink(world->machine.files, existing, name);
+  return true;
+}
+
+bool MakeFolderLink(const std::u16string& path, const std::u16string& target) {
+  simulated::PutLink(world->machine.files, path, simulated::ReparseKind::SymbolicLink, target,
+                     true);
+  return true;
+}
+
+void MakeKey(const std::u16string& path) {
+  simulated::MakeKey(world->machine.registry, FullKey(path));
+}
+
+void PutValue(const std::u16string& path, const std::u16string& name, std::uint32_t type,
+              const std::vector<std::uint8_t>& data) {
+  simulated::PutValue(world->machine.registry, FullKey(path), name, type,
+                      simulated::Bytes(data.begin(), data.end()));
+}
+
+std::u16string RunningService() {
+  return kService;
+}
+
+}  // namespace vorn::contract
