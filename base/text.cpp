@@ -113,8 +113,9 @@ bool IsAsciiLetter(char16_t unit) {
   return lower >= u'a' && lower <= u'z';
 }
 
-bool HasLineBreak(std::u16string_view text) {
-  return text.find_first_of(u"\r\n") != std::u16string_view::npos;
+bool IsSingleLine(std::u16string_view text, std::size_t maxLength) {
+  return !text.empty() && text.size() <= maxLength &&
+         text.find_first_of(u"\r\n") == std::u16string_view::npos;
 }
 
 std::string ToUtf8(std::u16string_view text) {

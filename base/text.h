@@ -3,6 +3,7 @@
 // Comparison and folding of UTF-16 texts. Every rule here folds ASCII letters only, as the platform
 // does in the C locale that this program never leaves.
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -30,8 +31,8 @@ int CompareIgnoringCase(std::u16string_view left, std::u16string_view right);
 bool IsAsciiDigit(char16_t unit);
 bool IsAsciiLetter(char16_t unit);
 
-/// Whether the text holds a carriage return or a line feed.
-bool HasLineBreak(std::u16string_view text);
+/// Whether a text has 1 to `maxLength` units and neither a carriage return nor a line feed.
+bool IsSingleLine(std::u16string_view text, std::size_t maxLength);
 
 /// UTF-8 of a UTF-16 text; an unpaired surrogate becomes U+FFFD.
 std::string ToUtf8(std::u16string_view text);

@@ -4,6 +4,7 @@
 #include "base/text.h"
 #include "catalog/endpoint_sets.h"
 #include "control/endpoint_identity.h"
+#include "package/content_hash.h"
 #include "package/driver_identity.h"
 
 #include <algorithm>
@@ -17,8 +18,6 @@ namespace vorn {
 namespace {
 
 constexpr std::u16string_view kHeader = u"VORN_DRIVER_ACTIVATION_STATE_V2";
-constexpr std::u16string_view kHexDigits = u"0123456789abcdefABCDEF";
-constexpr std::size_t kSha256HexLength = 64;
 
 // Lines before the catalog entries, counted with catalogCount; presentCount is one more.
 constexpr std::size_t kLinesBeforeCatalog = 7;
@@ -178,13 +177,9 @@ bool ParseActivationState(std::u16string_view text, ActivationState& state) {
 }
 
 bool HasValidTarget(const ActivationState& state) {
-  const auto isText = [](const std::u16string& text, std::size_t most) {
-    return !text.empty() && text.size() <= most && !HasLineBreak(text);
-  };
-  return isText(state.version, kMaxVersionLength) && isText(state.date, kMaxDateLength) &&
-         EqualsIgnoringCase(state.service, kDriverServiceName) &&
-         state.infSha256.size() == kSha256HexLength &&
-         state.infSha256.find_first_not_of(kHexDigits) == std::u16string::npos;
+  return IsSingleLine(state.version, kMaxVersionLength) &&
+         IsSingleLine(state.date, kMaxDateLength) &&
+         EqualsIgnoringCase(state.service, kDriverServiceName) && IsSha256Text(state.infSha256);
 }
 
 }  // namespace vorn

@@ -6,15 +6,11 @@
 
 #include "catalog/catalog_endpoint.h"
 
-#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace vorn {
-
-inline constexpr std::size_t kMaxVersionLength = 64;
-inline constexpr std::size_t kMaxDateLength = 32;
 
 struct ActivationState {
   bool fresh = false;                    // no root existed before the bind; both lists are empty

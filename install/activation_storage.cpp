@@ -36,14 +36,10 @@ constexpr char16_t kJournalSddl[] = u"O:BAD:P(A;;FA;;;SY)(A;;FA;;;BA)";
 
 constexpr std::size_t kMaxIdLength = 1024;
 
-bool IsWritableId(std::u16string_view id) {
-  return !id.empty() && id.size() <= kMaxIdLength && !HasLineBreak(id);
-}
-
 /// Stricter than the parser, which tolerates "|" in an endpoint id: what is written must never be
 /// in doubt.
 bool IsWritableEndpoint(const CatalogEndpoint& endpoint) {
-  return IsWritableId(endpoint.endpointId) &&
+  return IsSingleLine(endpoint.endpointId, kMaxIdLength) &&
          endpoint.endpointId.find(u'|') == std::u16string::npos;
 }
 
@@ -53,7 +49,8 @@ bool IsWritableState(const ActivationState& state) {
   if (state.present.size() > kEndpointCount) return false;
   if (!state.fresh && !CheckCatalogEndpoints(state.catalog).ok) return false;
   return std::all_of(state.catalog.begin(), state.catalog.end(), IsWritableEndpoint) &&
-         std::all_of(state.present.begin(), state.present.end(), IsWritableId);
+         std::all_of(state.present.begin(), state.present.end(),
+                     [](const std::u16string& id) { return IsSingleLine(id, kMaxIdLength); });
 }
 
 std::vector<std::uint8_t> ToBytes(std::u16string_view text) {

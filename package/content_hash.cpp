@@ -100,4 +100,9 @@ bool HashFileSha256(const std::u16string& path, const File* file, std::u16string
   return true;
 }
 
+bool IsSha256Text(std::u16string_view text) {
+  return text.size() == 2 * kSha256Bytes &&
+         text.find_first_not_of(u"0123456789abcdefABCDEF") == std::u16string_view::npos;
+}
+
 }  // namespace vorn

@@ -4,6 +4,7 @@
 // are those of the file that was authenticated.
 
 #include <string>
+#include <string_view>
 
 namespace vorn::privileged_input {
 class File;
@@ -17,5 +18,8 @@ namespace vorn {
 /// nothing.
 bool HashFileSha256(const std::u16string& path, const privileged_input::File* file,
                     std::u16string& hexDigest);
+
+/// Whether a text has the form of a digest: 64 hexadecimal digits of either case.
+bool IsSha256Text(std::u16string_view text);
 
 }  // namespace vorn

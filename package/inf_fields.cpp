@@ -33,8 +33,4 @@ bool ReadKeyedField(platform::HINF inf, const char16_t* section, const char16_t*
   return false;
 }
 
-bool IsSingleLine(std::u16string_view text, std::size_t maxLength) {
-  return !text.empty() && text.size() <= maxLength && !HasLineBreak(text);
-}
-
 }  // namespace vorn

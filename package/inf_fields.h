@@ -27,7 +27,4 @@ bool ReadFieldInto(std::size_t capacity, const platform::INFCONTEXT& line, std::
 bool ReadKeyedField(platform::HINF inf, const char16_t* section, const char16_t* key,
                     std::uint32_t field, std::size_t maxLength, std::u16string& value);
 
-/// Whether a text has 1 to `maxLength` units and no line break.
-bool IsSingleLine(std::u16string_view text, std::size_t maxLength);
-
 }  // namespace vorn

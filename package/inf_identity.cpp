@@ -34,16 +34,12 @@ constexpr char16_t kServiceKey[] = u"AddService";
 constexpr std::size_t kMaxClassLength = 64;
 constexpr std::size_t kMaxCatalogLength = 260;
 constexpr std::size_t kMaxProviderLength = 128;
-constexpr std::size_t kMaxDateLength = 32;
-constexpr std::size_t kMaxVersionLength = 64;
 constexpr std::size_t kMaxNameLength = platform::MAX_PATH - 1;
 
 // Buffers of fields that are read in one call, in units with the terminator.
 constexpr std::size_t kLineFieldCapacity = 128;  // of a model or service
 constexpr std::size_t kDateCapacity = 64;
 constexpr std::size_t kVersionCapacity = 128;
-
-constexpr std::size_t kSha256Digits = 64;
 
 /// The caller's file when it is open, else the one at `path`.
 File FileToRead(const std::u16string& path, const File* file) {
@@ -124,15 +120,6 @@ bool ReadPublishedNames(const std::u16string& path, InfIdentity& identity) {
   identity.originalCatalogName = FileNameComponent(catalogName);
   return IsSingleLine(identity.originalInfName, kMaxNameLength) &&
          IsSingleLine(identity.originalCatalogName, kMaxNameLength);
-}
-
-bool IsSha256Digit(char16_t unit) {
-  const char16_t lower = ToLowerAscii(unit);
-  return IsAsciiDigit(unit) || (lower >= u'a' && lower <= u'f');
-}
-
-bool IsSha256Text(std::u16string_view text) {
-  return text.size() == kSha256Digits && std::all_of(text.begin(), text.end(), IsSha256Digit);
 }
 
 /// DriverVer of an open INF; whether both of its fields have their form.

@@ -189,5 +189,19 @@ TEST(HashFileSha256, TakesAFileOf4MiB) {
   EXPECT_EQ(digest, u"bb9f8df61474d25e71fa00722318cd387396ca1736605e1248821cc0de3d3af8");
 }
 
+TEST(IsSha256Text, Needs64HexadecimalDigitsOfEitherCase) {
+  const std::u16string digits = u"0123456789abcdefABCDEF";
+  const auto filled = [&digits](std::size_t length) {
+    return digits + std::u16string(length - digits.size(), u'0');
+  };
+  EXPECT_TRUE(IsSha256Text(filled(64)));
+  EXPECT_FALSE(IsSha256Text(u""));
+  EXPECT_FALSE(IsSha256Text(filled(63)));
+  EXPECT_FALSE(IsSha256Text(filled(65)));
+  for (const char16_t unit : {u'g', u'G', u'`', u'@', u'/', u':', u' ', u'\0', u'\uFF11'}) {
+    EXPECT_FALSE(IsSha256Text(filled(63) + unit)) << static_cast<int>(unit);
+  }
+}
+
 }  // namespace
 }  // namespace vorn
