@@ -84,12 +84,12 @@ class InfParser {
     // NUL is a character of its field and shows as a blank (observed).
     std::replace(inf_.text_.begin(), inf_.text_.end(), u'\0', u' ');
     CollectStrings();
-    if (HasKnownSignature()) return std::move(inf_);
-    // Text before the first section matters only then, and not when there is [Strings] (observed).
+    // Text before the first section is overlooked when there is [Strings] (observed).
     if (lineOutsideSections_ != 0 && !inf_.FindSection(u"Strings")) {
       return InfError{ERROR_EXPECTED_SECTION_NAME, lineOutsideSections_};
     }
-    return InfError{ERROR_WRONG_INF_STYLE, 0};
+    if (!HasKnownSignature()) return InfError{ERROR_WRONG_INF_STYLE, 0};
+    return std::move(inf_);
   }
 
  private:

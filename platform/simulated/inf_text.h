@@ -14,8 +14,8 @@
 //   Only an equals sign before the first comma makes a key, and a line of one field is its own key
 //   (observed).
 // - A section name stands in brackets, its blanks included, and what follows on its line is ignored
-//   (observed). Text before the first section is ignored, or reported where the version section is
-//   missing as well (observed).
+//   (observed). Text before the first section is an error, or ignored where there is [Strings]
+//   (observed).
 // - Double quotes keep white space, commas, semicolons and equals signs; two of them inside quotes
 //   are one; quotes end with their line (documented, the last observed).
 // - Sections of one name are one section; names are found without regard to case (documented).
