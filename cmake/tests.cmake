@@ -46,3 +46,9 @@ set_tests_properties(contract PROPERTIES TIMEOUT 120)
 # What the model reads of an INF, to be held against what Wine reads of it.
 add_executable(vorn_inf_dump tests/inf_dump/dump.cpp tests/inf_dump/model_main.cpp)
 target_link_libraries(vorn_inf_dump PRIVATE vorn_logic vorn_simulated)
+
+# The committed corpus is what its generator writes.
+add_executable(make_inf_corpus tests/data/make-inf-corpus.cpp)
+target_link_libraries(make_inf_corpus PRIVATE vorn_options)
+add_test(NAME inf_corpus_is_generated
+         COMMAND ${CMAKE_SOURCE_DIR}/tests/data/check-inf-corpus $<TARGET_FILE:make_inf_corpus>)
