@@ -32,6 +32,10 @@ foreach(folder base cli install devnode privileged_input package remove control 
 endforeach()
 if(TARGET vorn_lab_library)
   vorn_test_folder(lab vorn_lab_library)
+  if(TARGET lab_tests)
+    target_compile_definitions(lab_tests PRIVATE VORN_LAB_PROGRAM="$<TARGET_FILE:vorn_lab>")
+    add_dependencies(lab_tests vorn_lab)
+  endif()
 endif()
 
 # The contract suite, here against the model; cmake/windows.cmake builds it against Windows. It

@@ -18,6 +18,12 @@ struct RememberedItem {
   RememberedEndpoint value;
 };
 
+/// The cable property of one cable's endpoint.
+struct CablePropertyItem {
+  CableFlow key;
+  CableProperty value;
+};
+
 /// What is remembered of one device.
 struct RememberedDevice {
   std::u16string key;
@@ -29,6 +35,13 @@ void Describe(Facts& facts, RememberedItem& item) {
   Describe(facts, item.key);
   facts.Fact("id", item.value.id);
   facts.Fact("disabledByUser", item.value.disabledByUser);
+}
+
+template <class Facts>
+void Describe(Facts& facts, CablePropertyItem& item) {
+  Describe(facts, item.key);
+  facts.Fact("type", item.value.type);
+  facts.Fact("value", item.value.value);
 }
 
 template <class Facts>
@@ -54,6 +67,7 @@ void Describe(Facts& facts, AudioEndpoint& endpoint) {
   facts.Unusual("cable", endpoint.cable);
   facts.Fact("connectedTo", endpoint.connectedTo);
   facts.Fact("root", endpoint.root);
+  facts.Unusual("builtFor", endpoint.builtFor);
   facts.Unusual("propertyStoreError", Coded{endpoint.propertyStoreError});
   facts.Unusual("propertyError", Coded{endpoint.propertyError});
   facts.Unusual("topologyError", Coded{endpoint.topologyError});
@@ -76,6 +90,7 @@ void DescribeCatalog(Facts& facts, AudioCatalog& audio) {
   facts.Fact("remintNext", audio.remintNext);
   facts.Fact("neverPublished", audio.neverPublished);
   facts.Fact("doubled", audio.doubled);
+  facts.template List<CablePropertyItem>("properties", audio.properties);
   facts.Fact("activated", audio.activated);
   facts.Fact("childDelay", audio.childDelay);
   facts.Fact("childLags", audio.childLags);

@@ -20,6 +20,9 @@ struct KeyFacts {
   std::vector<RegistryValue> values;
   std::optional<SecurityRecord> security;
   std::optional<std::u16string> linkTarget;
+  std::uint32_t openError = 0;
+  std::uint32_t listError = 0;
+  std::int32_t deleteStatus = 0;
 };
 
 template <class Facts>
@@ -27,18 +30,25 @@ void Describe(Facts& facts, KeyFacts& key) {
   facts.Required("path", key.path);
   facts.Unusual("security", key.security);
   facts.Unusual("linkTarget", key.linkTarget);
+  facts.Unusual("openError", Coded{key.openError});
+  facts.Unusual("listError", Coded{key.listError});
+  facts.Unusual("deleteStatus", Coded{key.deleteStatus});
   facts.Unusual("values", key.values);
 }
 
 bool SaysNothing(const Key& key) {
-  return key.values.empty() && !key.security && !key.linkTarget;
+  return key.values.empty() && !key.security && !key.linkTarget && key.openError == 0 &&
+         key.listError == 0 && key.deleteStatus == 0;
 }
 
 void AppendKeys(const Registry& registry, KeyId id, const std::u16string& path,
                 std::vector<KeyFacts>& list) {
   const Key& key = registry.keys.at(id);
   const bool implied = SaysNothing(key) && (!key.children.empty() || id == registry.localMachine);
-  if (!implied) list.push_back({path, key.values, key.security, key.linkTarget});
+  if (!implied) {
+    list.push_back({path, key.values, key.security, key.linkTarget, key.openError, key.listError,
+                    key.deleteStatus});
+  }
   for (const KeyId child : key.children) {
     const std::u16string& name = registry.keys.at(child).name;
     AppendKeys(registry, child, path.empty() ? name : path + u"\\" + name, list);
@@ -95,6 +105,9 @@ void RegistryFromJson(const Json& json, const std::string& path, Registry& regis
     key.values = std::move(list[i].values);
     key.security = std::move(list[i].security);
     key.linkTarget = std::move(list[i].linkTarget);
+    key.openError = list[i].openError;
+    key.listError = list[i].listError;
+    key.deleteStatus = list[i].deleteStatus;
   }
 }
 

@@ -1,0 +1,508 @@
+#include "lab/command_line.h"
+
+#include "lab/call_names.h"
+#include "lab/json_text.h"
+#include "tests/lab/lab_process.h"
+#include "tests/lab/temporary_folder.h"
+
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <set>
+
+namespace vorn::lab {
+namespace {
+
+namespace fs = std::filesystem;
+
+using Words = std::vector<std::string>;
+
+constexpr const char* kInf = "C:\\pkg\\driver\\vorn_audio.inf";
+constexpr const char* kJournal = "C:\\pkg\\.vorn-driver-activation-state";
+constexpr const char* kProven =
+    "vorn_devnode: RESULT=OK - root=ROOT\\MEDIA\\0000, package=08/10/2026 26.8.10.5 (oem3.inf), "
+    "catalog=20, active=20, present-pnp=20, kernel=20\n";
+
+/// Every file of a folder with its content.
+std::map<std::string, std::string> ContentOf(const fs::path& folder) {
+  std::map<std::string, std::string> content;
+  for (const auto& entry : fs::recursive_directory_iterator(folder))
+    content[entry.path().string()] = entry.is_directory() ? "/" : ReadHostFile(entry.path());
+  return content;
+}
+
+class Lab : public testing::Test {
+ protected:
+  std::string Machine(const std::string& preset = "clean") {
+    const std::string folder = temporary_.Name("m");
+    EXPECT_EQ(RunLab({"new", folder, "--preset", preset}).status, 0);
+    return folder;
+  }
+
+  /// Runs a command and checks that it was refused with that line and changed nothing.
+  void ExpectRefused(const Words& words, const std::string& line) {
+    const auto before = ContentOf(temporary_ / "");
+    const LabResult result = RunLab(words);
+    EXPECT_EQ(result.status, kExitBadInput);
+    EXPECT_EQ(result.Output(), "");
+    EXPECT_EQ(result.ErrorOutput(), "vorn_lab: " + line + "\n");
+    EXPECT_EQ(ContentOf(temporary_ / ""), before);
+  }
+
+  static Json Shown(const std::string& folder) {
+    return ParseJson(RunLab({"show", folder, "--json"}).Output());
+  }
+
+  TemporaryFolder temporary_;
+};
+
+// ------------------------------------------------------------------------------------------------
+// Runs.
+
+TEST_F(Lab, TwoRunsAreTwoProcessesOnOneMachine) {
+  const std::string machine = Machine();
+  const LabProcess install = RunLabProcess({"run", machine, "install", kInf});
+  EXPECT_EQ(install.status, 0);
+  EXPECT_EQ(install.output,
+            std::string("vorn_devnode: persisted protected pre-bind activation state\n"
+                        "vorn_devnode: Root\\VornAudio installed\n") +
+                kProven);
+  EXPECT_EQ(install.errorOutput, "");
+
+  const LabProcess verify =
+      RunLabProcess({"run", machine, "verify", "26.8.10.5", "08/10/2026", kJournal});
+  EXPECT_EQ(verify.status, 0);
+  EXPECT_EQ(verify.output, kProven);
+
+  const LabProcess wrong =
+      RunLabProcess({"run", machine, "verify", "26.8.10.6", "08/10/2026", kJournal});
+  EXPECT_EQ(wrong.status, 11);
+  EXPECT_EQ(wrong.output, "");
+  EXPECT_EQ(wrong.errorOutput,
+            "vorn_devnode: RESULT=ENDPOINTS_MISSING - journal target does not match protected INF "
+            "DriverVer\n");
+}
+
+TEST_F(Lab, ARunsBytesAndStatusAreTheProgramsOwn) {
+  const std::string machine = Machine();
+  const LabProcess usage = RunLabProcess({"run", machine});
+  EXPECT_EQ(usage.status, 1);
+  EXPECT_TRUE(usage.output.starts_with("Usage:\n  vorn_devnode.exe install "));
+  const LabProcess missing =
+      RunLabProcess({"run", machine, "remove", "C:\\P\u00e4ket\\\u97f3\u58f0.inf"});
+  EXPECT_EQ(missing.status, 3);
+  EXPECT_EQ(missing.errorOutput,
+            "vorn_devnode: protected local package snapshot refused (error 0x00000002)\n");
+}
+
+TEST_F(Lab, WhatTheProgramSaysKeepsEveryCharacter) {
+  const std::string machine = Machine();
+  EXPECT_EQ(RunLab({"package", machine, "C:\\P\u00e4ket \u97f3\u58f0"}).Output(),
+            "C:\\P\u00e4ket \u97f3\u58f0\\vorn_audio.inf\n");
+  EXPECT_TRUE(fs::exists(fs::path(machine) / "C/P\u00e4ket \u97f3\u58f0/vorn_audio.inf"));
+  EXPECT_EQ(RunLab({"run", machine, "install", "C:\\P\u00e4ket \u97f3\u58f0\\vorn_audio.inf",
+                    "C:\\state"})
+                .status,
+            0);
+}
+
+TEST_F(Lab, AKilledRunLeavesTheStatusOfASignalAndTheWorldOfThatMoment) {
+  const std::string machine = Machine();
+  const LabProcess killed = RunLabProcess(
+      {"run", machine, "--fault", "UpdateDriverForPlugAndPlayDevicesW:kill", "install", kInf});
+  EXPECT_EQ(killed.status, 137);
+  EXPECT_EQ(killed.output, "vorn_devnode: persisted protected pre-bind activation state\n");
+  const Json shown = Shown(machine);
+  EXPECT_EQ(shown["journals"].size(), 1U);
+  EXPECT_EQ(shown["snapshots"].size(), 1U);
+  EXPECT_EQ(shown["devices"][0]["instanceId"], "ROOT\\MEDIA\\0000");
+  EXPECT_EQ(shown["devices"][0]["package"], "");
+}
+
+TEST_F(Lab, WritesTheTraceOfARun) {
+  const std::string machine = Machine();
+  const std::string trace = temporary_.Name("trace");
+  EXPECT_EQ(RunLab({"run", machine, "--trace", trace, "audit-catalog"}).status, 12);
+  const std::string text = ReadHostFile(trace);
+  EXPECT_NE(text.find("SetupDiGetClassDevsW("), std::string::npos);
+  EXPECT_NE(text.find("catalog audit root failed: no present Root\\VornAudio devnode\\n"),
+            std::string::npos)
+      << text;
+  EXPECT_TRUE(text.ends_with("\n"));
+}
+
+TEST_F(Lab, KnowsTheNameOfEveryCallThatTheProgramMakes) {
+  const std::string machine = Machine();
+  const std::string trace = temporary_.Name("trace");
+  const Words commands[] = {
+      {"install", kInf},       {"hot-activate", "26.8.10.5", "08/10/2026", kJournal},
+      {"audit-current", kInf}, {"audit-catalog"},
+      {"resume-endpoints"},    {"remove", kInf}};
+  std::set<std::string> unknown;
+  std::set<std::string> seen;
+  for (const Words& command : commands) {
+    Words words = {"run", machine, "--trace", trace};
+    words.insert(words.end(), command.begin(), command.end());
+    EXPECT_EQ(RunLab(words).status, 0) << command[0];
+    const std::string text = ReadHostFile(trace);
+    for (std::size_t line = 0; line < text.size(); line = text.find('\n', line) + 1) {
+      const std::size_t begin = text.find(' ', line) + 1;
+      const std::string name = text.substr(begin, text.find('(', begin) - begin);
+      seen.insert(name);
+      if (!IsCallName(name)) unknown.insert(name);
+    }
+  }
+  EXPECT_EQ(unknown, std::set<std::string>());
+  EXPECT_GT(seen.size(), 70U);
+}
+
+// ------------------------------------------------------------------------------------------------
+// Faults.
+
+TEST_F(Lab, LetsCallsFail) {
+  struct Case {
+    const char* fault;
+    int status;
+    const char* line;  // the last of the run
+  };
+  const Case cases[] = {
+      {"SetupDiCreateDeviceInfoList:fail=5", 3,
+       "vorn_devnode: SetupDiCreateDeviceInfoList failed (error 0x00000005)\n"},
+      {"SetupDiCreateDeviceInfoList:fail", 3,
+       "vorn_devnode: SetupDiCreateDeviceInfoList failed (error 0x0000001F)\n"},
+      {"SetupDiCallClassInstaller#1:fail-after=0xE0000203", 7,
+       "vorn_devnode: SetupDiCallClassInstaller(DIF_REGISTERDEVICE) failed (error 0xE0000203)\n"},
+      {"UpdateDriverForPlugAndPlayDevicesW:restart", 12,
+       "vorn_devnode: RESULT=NOT_STARTED - Windows requested a restart; candidate must be rolled "
+       "back\n"},
+      {"WriteFile#4-:fail=112", 9,
+       "vorn_devnode: WriteFile(activation state) failed (error 0x00000070)\n"},
+      {"GetTempPathW:fail=3", 2,
+       "vorn_devnode: protected local package snapshot refused (error 0x00000003)\n"},
+      {"BCryptGenRandom:delete=C:\\pkg\\driver\\vorn_audio.inf", 2,
+       "vorn_devnode: protected local package snapshot refused (error 0x000003EE)\n"},
+  };
+  for (const Case& row : cases) {
+    SCOPED_TRACE(row.fault);
+    const std::string machine = Machine();
+    const LabResult result = RunLab({"run", machine, "--fault", row.fault, "install", kInf});
+    EXPECT_EQ(result.status, row.status);
+    ASSERT_FALSE(result.console.empty());
+    EXPECT_EQ(result.console.back().text, row.line);
+    fs::remove_all(machine);
+  }
+}
+
+TEST_F(Lab, TakesSeveralFaults) {
+  const std::string machine = Machine();
+  const LabResult result =
+      RunLab({"run", machine, "--fault", "GetTickCount64#1:time=1000", "--fault",
+              "UpdateDriverForPlugAndPlayDevicesW:fail=5", "--fault",
+              "SetupDiCallClassInstaller#2:fail=5", "--", "install", kInf});
+  EXPECT_EQ(result.status, 8);
+  EXPECT_EQ(Shown(machine)["devices"][0]["state"], "problem 28");
+}
+
+TEST_F(Lab, LetsSomebodyElseChangeTheMachine) {
+  struct Case {
+    const char* change;
+    bool (*happened)(const std::string& machine);
+  };
+  static const auto has = [](const std::string& machine, const char* path) {
+    return fs::exists(fs::path(machine) / path);
+  };
+  const Case cases[] = {
+      {"delete=C:\\pkg\\driver\\vorn_audio.cat",
+       [](const std::string& m) { return !has(m, "C/pkg/driver/vorn_audio.cat"); }},
+      {"write=C:\\new.txt|a text",
+       [](const std::string& m) { return ReadHostFile(fs::path(m) / "C/new.txt") == "a text"; }},
+      {"write=C:\\new.txt|", [](const std::string& m) { return has(m, "C/new.txt"); }},
+      {"copy=C:\\pkg\\driver\\vorn_audio.inf|C:\\copy.inf",
+       [](const std::string& m) { return has(m, "C/copy.inf"); }},
+      {"move=C:\\pkg\\driver|C:\\moved",
+       [](const std::string& m) { return has(m, "C/moved/vorn_audio.inf"); }},
+      {"folder=C:\\made\\deep", [](const std::string& m) { return has(m, "C/made/deep"); }},
+      {"grow=C:\\pkg\\driver\\vorn_audio.sys|0x100000",
+       [](const std::string& m) {
+         return fs::file_size(fs::path(m) / "C/pkg/driver/vorn_audio.sys") > 0x100000;
+       }},
+      {"hardlink=C:\\pkg\\driver\\vorn_audio.inf|C:\\second.inf",
+       [](const std::string& m) { return has(m, "C/second.inf"); }},
+      {"junction=C:\\j|C:\\Windows",
+       [](const std::string& m) {
+         return ReadHostFile(fs::path(m) / "machine.json").find("\"junction\"") !=
+                std::string::npos;
+       }},
+      {"symlink=C:\\s|C:\\Windows",
+       [](const std::string& m) {
+         return ReadHostFile(fs::path(m) / "machine.json").find("\"symbolicLink\"") !=
+                std::string::npos;
+       }},
+      {"hold=C:\\pkg\\driver\\vorn_audio.inf",
+       [](const std::string& m) {
+         return !ParseJson(ReadHostFile(fs::path(m) / "machine.json"))["heldFiles"].empty();
+       }},
+      {"readonly=C:\\pkg\\driver\\vorn_audio.inf",
+       [](const std::string& m) {
+         return ReadHostFile(fs::path(m) / "machine.json").find("\"attributes\": \"0x21\"") !=
+                std::string::npos;
+       }},
+      {"security=C:\\pkg\\driver\\vorn_audio.inf|O:SYD:P(A;;FA;;;SY)",
+       [](const std::string& m) {
+         return ReadHostFile(fs::path(m) / "machine.json").find("O:SYD:P(A;;FA;;;SY)") !=
+                std::string::npos;
+       }},
+      {"fill=C:",
+       [](const std::string& m) {
+         return ParseJson(ReadHostFile(fs::path(m) / "machine.json"))["volumes"][0]["freeBytes"] ==
+                0;
+       }},
+      {"remap=C:|\\Device\\Mup\\server",
+       [](const std::string& m) {
+         return ReadHostFile(fs::path(m) / "machine.json").find("\\\\Device\\\\Mup\\\\server") !=
+                std::string::npos;
+       }},
+      {"vanish=ROOT\\MEDIA\\0000",
+       [](const std::string& m) {
+         return Shown(m)["devices"][0]["instanceId"] == "ROOT\\SYSTEM\\0000";
+       }},
+      {"disable=ROOT\\MEDIA\\0000",
+       [](const std::string& m) { return Shown(m)["devices"][0]["state"] == "disabled"; }},
+      {"enable=ROOT\\MEDIA\\0000",
+       [](const std::string& m) { return Shown(m)["devices"][0]["state"] == "started"; }},
+      {"stop-service=Audiosrv",
+       [](const std::string& m) { return Shown(m)["services"]["Audiosrv"] == "stopped"; }},
+      {"delete=X:\\no such volume", [](const std::string&) { return true; }},
+      {"grow=C:\\missing|1", [](const std::string& m) { return !has(m, "C/missing"); }},
+  };
+  for (const Case& row : cases) {
+    SCOPED_TRACE(row.change);
+    const std::string machine = Machine("installed");
+    // The usage is printed by eight writes; the last comes after everything.
+    RunLab({"run", machine, "--fault", "fputws#8:" + std::string(row.change)});
+    EXPECT_TRUE(row.happened(machine));
+    fs::remove_all(machine);
+  }
+}
+
+TEST_F(Lab, RefusesFaultsThatAreNone) {
+  const std::string machine = Machine();
+  const std::pair<const char*, const char*> cases[] = {
+      {"", "must be a call, a colon and a fault"},
+      {"WriteFile", "must be a call, a colon and a fault"},
+      {"IMMDevice::GetId", "must be a call, a colon and a fault"},
+      {"WritFile:fail", "\"WritFile\" is no platform call of the program"},
+      {":fail", "\"\" is no platform call of the program"},
+      {"WriteFile:", "\"\" is no known fault"},
+      {"WriteFile:explode", "\"explode\" is no known fault"},
+      {"WriteFile:fail=x", "fail needs a number from 0 to 4294967295"},
+      {"WriteFile:fail=", "fail needs a number from 0 to 4294967295"},
+      {"WriteFile:fail=0x100000000", "fail needs a number from 0 to 4294967295"},
+      {"WriteFile:fail=-1", "fail needs a number from 0 to 4294967295"},
+      {"WriteFile:short", "short needs a number: short=..."},
+      {"WriteFile:lie=1", "lie takes no value"},
+      {"WriteFile:kill=1", "kill takes no value"},
+      {"WriteFile#0:fail", "\"0\" must be a number from 1 to 4294967295"},
+      {"WriteFile#:fail", "\"\" must be a number from 1 to 4294967295"},
+      {"WriteFile#x:fail", "\"x\" must be a number from 1 to 4294967295"},
+      {"WriteFile#3-2:fail", "\"3-2\" ends before it begins"},
+      {"WriteFile#1-x:fail", "\"x\" must be a number from 1 to 4294967295"},
+      {"WriteFile:delete", "delete needs 1 value(s), separated by |"},
+      {"WriteFile:delete=", "delete needs 1 value(s), separated by |"},
+      {"WriteFile:move=C:\\a", "move needs 2 value(s), separated by |"},
+      {"WriteFile:move=C:\\a|", "move needs 2 value(s), separated by |"},
+      {"WriteFile:move=C:\\a|C:\\b|C:\\c", "move needs 2 value(s), separated by |"},
+      {"WriteFile:grow=C:\\a|many", "grow needs a path and a number of bytes"},
+      {"WriteFile:security=C:\\a|nonsense", "security needs a path and a descriptor in SDDL"},
+  };
+  for (const auto& [fault, why] : cases) {
+    SCOPED_TRACE(fault);
+    ExpectRefused({"run", machine, "--fault", fault, "audit-catalog"},
+                  std::string("--fault ") + fault + ": " + why);
+  }
+}
+
+TEST_F(Lab, CountsTheCallsOfMethodsByTheirWholeName) {
+  const std::string machine = Machine("installed");
+  const LabResult result =
+      RunLab({"run", machine, "--fault", "IMMDevice::GetId#2:fail=0x80004005", "audit-catalog"});
+  EXPECT_EQ(result.status, 11);
+  EXPECT_EQ(result.ErrorOutput(),
+            "vorn_devnode: catalog audit failed: MMDevice catalog enumeration was incomplete / "
+            "MMDevice catalog has the wrong VORN endpoint count\n");
+}
+
+// ------------------------------------------------------------------------------------------------
+// The other commands.
+
+TEST_F(Lab, MakesEveryPreset) {
+  for (const char* const preset : {"clean", "installed", "outdated", "duplicates", "disabled"}) {
+    SCOPED_TRACE(preset);
+    const std::string machine = Machine(preset);
+    EXPECT_TRUE(fs::exists(fs::path(machine) / "C/pkg/driver/vorn_audio.inf"));
+    fs::remove_all(machine);
+  }
+  EXPECT_EQ(RunLab({"new", temporary_.Name("plain")}).status, 0);
+}
+
+TEST_F(Lab, ShowsAMachineAsAPersonReadsIt) {
+  const std::string machine = Machine("duplicates");
+  const std::string text = RunLab({"show", machine}).Output();
+  for (const char* const part :
+       {"  ROOT\\MEDIA\\0000           started     Root\\VornAudio\n",
+        "      bound to oem3.inf, version 26.8.10.5, service VornAudio\n",
+        "      in memory: image 26.8.10.5\n", "  ROOT\\MEDIA\\0001           absent",
+        "  oem3.inf    26.8.10.5     08/10/2026  vorn_audio.inf, used by ROOT\\MEDIA\\0000",
+        "  ROOT\\MEDIA\\0000   cable 9   render active       capture active\n", "Journal\n  none\n",
+        "Removal log\n  none\n"}) {
+    EXPECT_NE(text.find(part), std::string::npos) << part << "\nin\n" << text;
+  }
+}
+
+TEST_F(Lab, ShowsAMachineToScripts) {
+  const std::string machine = Machine("installed");
+  const Json shown = Shown(machine);
+  const Json& root = shown["devices"][0];
+  EXPECT_EQ(root["instanceId"], "ROOT\\MEDIA\\0000");
+  EXPECT_EQ(root["state"], "started");
+  EXPECT_EQ(root["resident"], "26.8.10.5");
+  const auto active =
+      std::count_if(shown["endpoints"].begin(), shown["endpoints"].end(), [](const Json& endpoint) {
+        return endpoint["device"] == "ROOT\\MEDIA\\0000" && endpoint["state"] == "active" &&
+               endpoint["pnpChild"] == true;
+      });
+  EXPECT_EQ(active, 20);
+  EXPECT_EQ(shown["records"].size(), 20U);
+}
+
+TEST_F(Lab, ShowsJournalAndRemovalLog) {
+  const std::string machine = Machine();
+  RunLab({"run", machine, "install", kInf});
+  RunLab({"run", machine, "remove", kInf});
+  const Json shown = Shown(machine);
+  ASSERT_EQ(shown["journals"].size(), 1U);
+  EXPECT_EQ(shown["journals"][0]["path"], kJournal);
+  EXPECT_EQ(shown["journals"][0]["wellFormed"], true);
+  EXPECT_EQ(shown["journals"][0]["lines"][1], "version=26.8.10.5");
+  ASSERT_EQ(shown["logs"].size(), 1U);
+  EXPECT_EQ(shown["logs"][0]["path"], "C:\\pkg\\logs\\vorn_devnode.log");
+  const std::string line = shown["logs"][0]["lines"][0];
+  EXPECT_TRUE(line.ends_with("] remove: quiesced all endpoints of ROOT\\MEDIA\\0000")) << line;
+  WriteHostFile(fs::path(machine) / "C/pkg/.vorn-driver-activation-state", "broken");
+  EXPECT_EQ(Shown(machine)["journals"][0]["wellFormed"], false);
+}
+
+TEST_F(Lab, ChangesNothingByShowing) {
+  const std::string machine = Machine("installed");
+  const auto before = ContentOf(machine);
+  RunLab({"show", machine});
+  RunLab({"show", machine, "--json"});
+  EXPECT_EQ(ContentOf(machine), before);
+}
+
+TEST_F(Lab, RestartsAMachine) {
+  const std::string machine = Machine("outdated");
+  RunLab({"run", machine, "--fault", "UpdateDriverForPlugAndPlayDevicesW:restart", "install", kInf,
+          "C:\\state", "--rollback"});
+  EXPECT_EQ(Shown(machine)["devices"][0]["pendingPackage"], "oem4.inf");
+  EXPECT_EQ(Shown(machine)["devices"][0]["resident"], "26.8.9.4");
+  EXPECT_EQ(RunLab({"reboot", machine}).status, 0);
+  EXPECT_EQ(Shown(machine)["devices"][0]["pendingPackage"], "");
+  EXPECT_EQ(Shown(machine)["devices"][0]["resident"], "26.8.10.5");
+  EXPECT_EQ(RunLab({"run", machine, "verify", "26.8.10.5", "08/10/2026", "C:\\state"}).status, 0);
+}
+
+TEST_F(Lab, WritesPackagesOfEverySort) {
+  struct Case {
+    Words options;
+    int status;        // of an install
+    const char* line;  // its last
+  };
+  const Case cases[] = {
+      {{"--version", "26.8.12.1", "--date", "09/01/2026"}, 0, nullptr},
+      {{"--utf16"}, 0, nullptr},
+      {{"--extra", "\r\n[Extra]\r\nx=1\r\n"}, 0, nullptr},
+      {{"--broken-catalog"},
+       8,
+       "vorn_devnode: UpdateDriverForPlugAndPlayDevices failed (error 0xE000024B)\n"},
+      {{"--no-catalog"}, 8, nullptr},
+      {{"--hardware-id", "Root\\Other"},
+       8,
+       "vorn_devnode: UpdateDriverForPlugAndPlayDevices failed (error 0x00000103)\n"},
+      {{"--date", std::string(33, '1')},
+       2,
+       "vorn_devnode: target INF identity could not be read\n"},
+      {{"--image", R"({"startProblem": 39})"},
+       12,
+       "vorn_devnode: RESULT=NOT_STARTED - devnode did not reach DN_STARTED (problem=39)\n"},
+      {{"--image", R"({"needsRestart": true})"},
+       12,
+       "vorn_devnode: RESULT=NOT_STARTED - Windows requested a restart; candidate must be rolled "
+       "back\n"},
+  };
+  for (const Case& row : cases) {
+    SCOPED_TRACE(row.options[0]);
+    const std::string machine = Machine();
+    Words words = {"package", machine, "C/new/driver"};
+    words.insert(words.end(), row.options.begin(), row.options.end());
+    EXPECT_EQ(RunLab(words).Output(), "C:\\new\\driver\\vorn_audio.inf\n");
+    const LabResult result = RunLab({"run", machine, "install", "C:\\new\\driver\\vorn_audio.inf"});
+    EXPECT_EQ(result.status, row.status) << result.ErrorOutput();
+    if (row.line != nullptr) {
+      EXPECT_EQ(result.console.back().text, row.line);
+    }
+    fs::remove_all(machine);
+  }
+}
+
+TEST_F(Lab, RefusesPackagesThatAreNone) {
+  const std::string machine = Machine();
+  ExpectRefused({"package", machine}, "package: needs a folder of the machine to write to");
+  ExpectRefused({"package", machine, "pkg\\driver"},
+                "pkg\\driver: must be a folder of the machine, like C:\\pkg\\driver");
+  ExpectRefused({"package", machine, "C:\\x", "--colour", "red"},
+                "--colour: is no option of package");
+  ExpectRefused({"package", machine, "C:\\x", "--version"}, "--version: needs a value");
+  ExpectRefused({"package", machine, "C:\\x", "--image", "{"},
+                "--image: no valid JSON at line 1, column 2");
+  ExpectRefused({"package", machine, "C:\\x", "--image", R"({"colour": 1})"},
+                "--image: colour: is no known key");
+  ExpectRefused({"package", machine, "C:\\x", "--image", R"({"leaseBytes": -1})"},
+                "--image: leaseBytes: must be a whole number from 0 to 4294967295");
+  const LabResult noVolume = RunLab({"package", machine, "E:\\x"});
+  EXPECT_EQ(noVolume.status, kExitBadInput);
+}
+
+TEST_F(Lab, RefusesCommandLinesThatAreNone) {
+  const std::string machine = Machine();
+  const std::string missing = temporary_.Name("missing");
+  ExpectRefused({"new"}, "new: needs the folder of a machine");
+  ExpectRefused({"new", machine}, machine + ": exists already");
+  ExpectRefused({"new", missing, "--preset"}, "--preset: needs a name");
+  ExpectRefused({"new", missing, "--preset", "shiny"},
+                "--preset: must be clean, installed, outdated, duplicates or disabled");
+  ExpectRefused({"new", missing, "--other"}, "--other: is no option of new");
+  ExpectRefused({"new", missing, "--preset", "clean", "more"}, "more: is no option of new");
+  ExpectRefused({"run", missing, "audit-catalog"},
+                missing + ": is no machine: it has no machine.json");
+  ExpectRefused({"run", machine, "--trace"}, "--trace: needs a value");
+  ExpectRefused({"run", machine, "--verbose", "audit-catalog"}, "--verbose: is no option of run");
+  ExpectRefused({"run", machine, "--trace", "/no/such/folder/trace", "audit-catalog"},
+                "--trace /no/such/folder/trace: cannot be written");
+  ExpectRefused({"show", machine, "--yaml"}, "--yaml: is no option of show");
+  ExpectRefused({"show", machine, "--json", "x"}, "x: is no option of show");
+  ExpectRefused({"reboot", machine, "now"}, "now: is no option of reboot");
+}
+
+TEST_F(Lab, ExplainsItself) {
+  const LabResult help = RunLab({"--help"});
+  EXPECT_EQ(help.status, 0);
+  EXPECT_TRUE(help.Output().starts_with("Usage:\n  vorn_lab new DIR "));
+  for (const Words& words : {Words{}, Words{"dance"}}) {
+    const LabResult usage = RunLab(words);
+    EXPECT_EQ(usage.status, kExitBadInput);
+    EXPECT_EQ(usage.ErrorOutput(), help.Output());
+  }
+}
+
+}  // namespace
+}  // namespace vorn::lab

@@ -1,0 +1,42 @@
+#include "tests/lab/lab_process.h"
+
+#include "tests/lab/temporary_folder.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <spawn.h>
+#include <sys/wait.h>
+
+namespace vorn::lab {
+
+LabProcess RunLabProcess(const std::vector<std::string>& arguments) {
+  const TemporaryFolder streams;
+  const std::string output = streams.Name("output");
+  const std::string errorOutput = streams.Name("error");
+
+  std::vector<std::string> words = {VORN_LAB_PROGRAM};
+  words.insert(words.end(), arguments.begin(), arguments.end());
+  std::vector<char*> pointers;
+  for (std::string& word : words)
+    pointers.push_back(word.data());
+  pointers.push_back(nullptr);
+
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  constexpr int kFlags = O_WRONLY | O_CREAT | O_TRUNC;
+  posix_spawn_file_actions_addopen(&actions, 1, output.c_str(), kFlags, 0600);
+  posix_spawn_file_actions_addopen(&actions, 2, errorOutput.c_str(), kFlags, 0600);
+  pid_t child = 0;
+  EXPECT_EQ(posix_spawn(&child, VORN_LAB_PROGRAM, &actions, nullptr, pointers.data(), environ), 0);
+  posix_spawn_file_actions_destroy(&actions);
+
+  int status = 0;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  LabProcess process;
+  process.status = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+  process.output = ReadHostFile(output);
+  process.errorOutput = ReadHostFile(errorOutput);
+  return process;
+}
+
+}  // namespace vorn::lab

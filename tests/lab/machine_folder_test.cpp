@@ -1,0 +1,233 @@
+#include "lab/machine_folder.h"
+
+#include "base/text.h"
+#include "lab/bad_input.h"
+#include "lab/registry_facts.h"
+#include "lab/volume_form.h"
+#include "tests/lab/temporary_folder.h"
+#include "tests/lab/unusual_machine.h"
+
+#include <gtest/gtest.h>
+
+namespace vorn::lab {
+namespace {
+
+using platform::simulated::Device;
+using platform::simulated::DriverImage;
+using platform::simulated::Machine;
+
+namespace fs = std::filesystem;
+
+/// What machine.json says of a machine, its files included.
+std::string TextOf(const LabMachine& lab) {
+  MachineDocument document;
+  document.machine = lab.machine;
+  document.process = lab.process;
+  document.heldFiles = ListHeldFiles(lab.machine.files);
+  for (VolumeForm& form : TakeVolumesApart(lab.machine.files, lab.volumeFolders))
+    document.volumes.push_back(std::move(form.facts));
+  return WriteDocument(document);
+}
+
+/// Who holds what open has no number that anybody could observe.
+platform::simulated::FileSystem WithoutOpens(platform::simulated::FileSystem files) {
+  files.opens.clear();
+  return files;
+}
+
+void ExpectSame(const LabMachine& left, const LabMachine& right) {
+  EXPECT_EQ(TextOf(left), TextOf(right));
+  EXPECT_TRUE(WithoutOpens(left.machine.files) == WithoutOpens(right.machine.files));
+  EXPECT_TRUE(left.machine.audio == right.machine.audio);
+  EXPECT_TRUE(left.machine.clock == right.machine.clock);
+  EXPECT_EQ(RegistryToJson(left.machine.registry), RegistryToJson(right.machine.registry));
+}
+
+struct Preset {
+  const char* name;
+  Machine (*make)();
+};
+
+TEST(MachineFolder, GivesEveryPresetBack) {
+  using namespace platform::simulated;
+  const Preset presets[] = {{"clean", CleanMachine},
+                            {"installed", [] { return InstalledMachine(); }},
+                            {"outdated", OutdatedMachine},
+                            {"duplicates", DuplicatesMachine},
+                            {"disabled", DisabledMachine}};
+  for (const Preset& preset : presets) {
+    SCOPED_TRACE(preset.name);
+    TemporaryFolder temporary;
+    LabMachine lab;
+    lab.machine = preset.make();
+    CreateMachineFolder(temporary / "m", lab);
+    ExpectSame(MachineFolder(temporary / "m").Load(), lab);
+  }
+}
+
+TEST(MachineFolder, GivesAMachineBackInWhichEveryFactIsUnusual) {
+  TemporaryFolder temporary;
+  const LabMachine lab = UnusualMachine();
+  CreateMachineFolder(temporary / "m", lab);
+  ExpectSame(MachineFolder(temporary / "m").Load(), lab);
+}
+
+TEST(MachineFolder, IsWrittenTheSameAgain) {
+  TemporaryFolder temporary;
+  CreateMachineFolder(temporary / "m", UnusualMachine());
+  const std::string text = ReadHostFile(temporary / "m/machine.json");
+  const MachineFolder folder(temporary / "m");
+  folder.Save(folder.Load());
+  EXPECT_EQ(ReadHostFile(temporary / "m/machine.json"), text);
+}
+
+TEST(MachineFolder, DoesNotTouchFilesThatDidNotChange) {
+  TemporaryFolder temporary;
+  CreateMachineFolder(temporary / "m", {platform::simulated::CleanMachine(), {}, {}});
+  const fs::path unchanged = temporary / "m/C/pkg/driver/vorn_audio.inf";
+  const auto longAgo = fs::last_write_time(unchanged) - std::chrono::hours(1);
+  fs::last_write_time(unchanged, longAgo);
+  const MachineFolder folder(temporary / "m");
+  LabMachine lab = folder.Load();
+  PutFile(lab.machine.files, u"C:\\new.txt", "new");
+  folder.Save(lab);
+  EXPECT_EQ(fs::last_write_time(unchanged), longAgo);
+  EXPECT_EQ(ReadHostFile(temporary / "m/C/new.txt"), "new");
+}
+
+// A record that gets a field must get it in the document too; these counts say where to look.
+
+struct AnyValue {
+  template <class T>
+  operator T() const;  // NOLINT(google-explicit-constructor)
+};
+
+template <class T, class... Values>
+constexpr std::size_t CountFields() {
+  if constexpr (requires { T{Values{}..., AnyValue{}}; }) {
+    return CountFields<T, Values..., AnyValue>();
+  } else {
+    return sizeof...(Values);
+  }
+}
+
+TEST(MachineDocument, KnowsEveryFieldOfTheModel) {
+  using namespace platform::simulated;
+  EXPECT_EQ((CountFields<Machine>()), 10U);
+  EXPECT_EQ((CountFields<FileSystem>()), 10U);
+  EXPECT_EQ((CountFields<Volume>()), 8U);
+  EXPECT_EQ((CountFields<Entry>()), 4U);
+  EXPECT_EQ((CountFields<Node>()), 16U);
+  EXPECT_EQ((CountFields<Open>()), 5U);
+  EXPECT_EQ((CountFields<SecurityRecord>()), 7U);
+  EXPECT_EQ((CountFields<AccessEntry>()), 4U);
+  EXPECT_EQ((CountFields<Key>()), 9U);
+  EXPECT_EQ((CountFields<RegistryValue>()), 3U);
+  EXPECT_EQ((CountFields<Device>()), 26U);
+  EXPECT_EQ((CountFields<DeviceTemper>()), 12U);
+  EXPECT_EQ((CountFields<DeviceInterface>()), 4U);
+  EXPECT_EQ((CountFields<DeviceProperty>()), 3U);
+  EXPECT_EQ((CountFields<DriverImage>()), 21U);
+  EXPECT_EQ((CountFields<PoolEntry>()), 3U);
+  EXPECT_EQ((CountFields<DriverStore>()), 4U);
+  EXPECT_EQ((CountFields<PublishedPackage>()), 7U);
+  EXPECT_EQ((CountFields<AudioCatalog>()), 20U);
+  EXPECT_EQ((CountFields<AudioEndpoint>()), 15U);
+  EXPECT_EQ((CountFields<RememberedEndpoint>()), 2U);
+  EXPECT_EQ((CountFields<Service>()), 3U);
+  EXPECT_EQ((CountFields<Clock>()), 3U);
+  EXPECT_EQ((CountFields<Event>()), 3U);
+  EXPECT_EQ((CountFields<Token>()), 6U);
+}
+
+// ------------------------------------------------------------------------------------------------
+// The folder in a person's hands.
+
+class HandMade : public testing::Test {
+ protected:
+  void SetUp() override {
+    CreateMachineFolder(folder(), {platform::simulated::CleanMachine(), {}, {}});
+  }
+  fs::path folder() const { return temporary_ / "m"; }
+  Machine Load() const { return MachineFolder(folder()).Load().machine; }
+
+  /// The text of the refusal of what is in the folder now.
+  std::string Refusal() const {
+    try {
+      Load();
+    } catch (const BadInput& bad) {
+      const std::string text = bad.what();
+      EXPECT_TRUE(text.starts_with(folder().string() + "/")) << text;
+      return text.substr(std::min(text.size(), folder().string().size() + 1));
+    }
+    return "accepted";
+  }
+
+  TemporaryFolder temporary_;
+};
+
+std::string ContentOf(const Machine& machine, std::u16string_view path) {
+  const auto content = ReadWholeFile(machine.files, path);
+  return content ? std::string(content->begin(), content->end()) : "none";
+}
+
+TEST_F(HandMade, FilesMayBeAddedChangedAndDeleted) {
+  WriteHostFile(folder() / "C/pkg/driver/vorn_audio.inf", "changed");
+  fs::create_directories(folder() / "C/added/folder");
+  WriteHostFile(folder() / "C/added/folder/file.txt", "added");
+  fs::remove(folder() / "C/pkg/driver/vorn_audio.cat");
+  fs::remove_all(folder() / "C/Users");
+  const Machine machine = Load();
+  EXPECT_EQ(ContentOf(machine, u"C:\\pkg\\driver\\vorn_audio.inf"), "changed");
+  EXPECT_EQ(ContentOf(machine, u"C:\\added\\folder\\file.txt"), "added");
+  EXPECT_EQ(ContentOf(machine, u"C:\\pkg\\driver\\vorn_audio.cat"), "none");
+  EXPECT_FALSE(FindNode(machine.files, u"C:\\Users").has_value());
+}
+
+TEST_F(HandMade, AnAddedFileInheritsItsSecurity) {
+  WriteHostFile(folder() / "C/Windows/INF/added.inf", "x");
+  const Machine machine = Load();
+  const auto& security = NodeAt(machine.files, u"C:\\Windows\\INF\\added.inf").security;
+  EXPECT_TRUE(security == InheritFrom(NodeAt(machine.files, u"C:\\Windows\\INF").security, false,
+                                      platform::simulated::kAdministrators));
+}
+
+TEST_F(HandMade, NamesThatDifferInCaseOnlyAreRefused) {
+  WriteHostFile(folder() / "C/pkg/READ.ME", "x");
+  WriteHostFile(folder() / "C/pkg/read.me", "x");
+  EXPECT_EQ(Refusal(), "C/pkg/read.me: another name of the folder differs from it in case only");
+}
+
+TEST_F(HandMade, LinksOfTheHostAreRefused) {
+  fs::create_symlink("/etc/passwd", folder() / "C/pkg/link");
+  EXPECT_EQ(Refusal(), "C/pkg/link: is neither a file nor a folder");
+}
+
+TEST_F(HandMade, NamesThatAreNoUtf8AreRefused) {
+  WriteHostFile(folder() / "C/pkg/caf\xE9", "x");
+  EXPECT_EQ(Refusal(), "C/pkg/caf\xE9: is no UTF-8 name");
+}
+
+TEST_F(HandMade, AFileInThePlaceOfAVolumeIsRefused) {
+  fs::remove_all(folder() / "C");
+  WriteHostFile(folder() / "C", "x");
+  EXPECT_EQ(Refusal(), "C: is no folder");
+}
+
+TEST_F(HandMade, AFolderWithoutADocumentIsNoMachine) {
+  fs::remove(folder() / "machine.json");
+  EXPECT_THROW(MachineFolder{folder()}, BadInput);
+  EXPECT_THROW(MachineFolder{temporary_ / "missing"}, BadInput);
+}
+
+TEST_F(HandMade, AMachineIsNotCreatedOverAnything) {
+  EXPECT_THROW(CreateMachineFolder(folder(), {}), BadInput);
+  WriteHostFile(temporary_ / "file", "x");
+  EXPECT_THROW(CreateMachineFolder(temporary_ / "file", {}), BadInput);
+  fs::create_directory(temporary_ / "empty");
+  CreateMachineFolder(temporary_ / "empty", {platform::simulated::CleanMachine(), {}, {}});
+  EXPECT_TRUE(fs::exists(temporary_ / "empty/machine.json"));
+}
+
+}  // namespace
+}  // namespace vorn::lab
