@@ -1,0 +1,233 @@
+// Attacks by other devices, packages, drivers and registry records. A user does not make these by
+// himself: a device that he plugs in, a driver or a loosened key that somebody left makes them.
+
+#include "base/text.h"
+#include "platform/registry.h"
+#include "platform/simulated/endpoint_builder.h"
+#include "tests/adversaries/attack.h"
+
+#include <utility>
+
+namespace vorn::tests {
+
+using namespace platform::simulated;
+
+namespace {
+
+constexpr char16_t kRender[] =
+    u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\MMDevices\\Audio\\Render";
+constexpr char16_t kOurHardwareId[] = u"Root\\VornAudio";
+
+Attack Row(std::string name, Expectation expectation, std::string why, std::vector<Job> jobs,
+           std::function<void(Machine&)> prepare, std::vector<Answer> answers) {
+  Attack attack;
+  attack.name = std::move(name);
+  attack.expectation = expectation;
+  attack.why = std::move(why);
+  attack.jobs = std::move(jobs);
+  attack.prepare = std::move(prepare);
+  attack.answers = std::move(answers);
+  return attack;
+}
+
+std::vector<Answer> AllOk(const std::vector<Job>& jobs) {
+  std::vector<Answer> answers;
+  for (const Job job : jobs)
+    answers.push_back({job, 0, u""});
+  return answers;
+}
+
+const std::vector<Job> kEvery(std::begin(kAllJobs), std::end(kAllJobs));
+const std::vector<Job> kOnInstalled = {Job::Update,         Job::Remove,      Job::AuditCurrent,
+                                       Job::Verify,         Job::HotActivate, Job::AuditCatalog,
+                                       Job::ResumeEndpoints};
+
+Device Plugged(const char16_t* id) {
+  Device device;
+  device.instanceId = id;
+  device.enumerator = u"USB";
+  device.classGuid = kMediaClass;
+  device.className = u"MEDIA";
+  device.status = platform::simulated::DN_DRIVER_LOADED | 0x8U;  // started
+  device.service = u"Borrower";
+  device.foreign = true;
+  return device;
+}
+
+/// A control interface that answers as a sound driver would, but is another device's.
+void GiveInterfaces(Device& device) {
+  device.interfaces = {{kControlInterfaceClass, u"\\\\?\\usb#borrower#control", true, 0},
+                       {kAudioInterfaceClass, u"\\\\?\\usb#borrower#audio", true, 0}};
+  device.resident = SoundImage(u"26.8.10.5");
+}
+
+std::u16string RecordPath(const char16_t* name) {
+  return std::u16string(kRender) + u"\\" + name;
+}
+
+/// A record with the driver's marker, of that type.
+void PutRecord(Machine& machine, const char16_t* name, std::uint32_t type, Bytes marker) {
+  PutDword(machine.registry, RecordPath(name), u"DeviceState", 4);
+  PutValue(machine.registry, RecordPath(name) + u"\\Properties", kCableMarkerName, type,
+           std::move(marker));
+}
+
+void MarkPackage(PublishedPackage& package) {
+  package.foreign = true;
+}
+
+/// A published package of those bytes, beside what the machine has.
+void Publish(Machine& machine, const char16_t* name, const std::string& inf,
+             const char16_t* originalCatalog) {
+  PublishedPackage package;
+  package.publishedInf = name;
+  package.originalInf = u"vorn_audio.inf";
+  package.originalCatalog = originalCatalog;
+  MarkPackage(package);
+  PutFile(machine.files, PublishedInfPath(machine, name), inf);
+  machine.store.packages.push_back(std::move(package));
+}
+
+std::vector<Attack> BorrowedNames() {
+  std::vector<Attack> attacks;
+  attacks.push_back(Row(
+      "plugged device that borrows our hardware id", Expectation::Harmless,
+      "only devices of the ROOT enumerator are roots", kOnInstalled,
+      [](Machine& machine) {
+        Device device = Plugged(u"USB\\VID_F0AB&PID_0001\\1");
+        device.hardwareIds = {u"USB\\VID_F0AB&PID_0001", kOurHardwareId};
+        device.service = u"";
+        device.publishedInf = u"";
+        machine.devices.Insert(std::move(device));
+      },
+      AllOk({Job::AuditCurrent, Job::Verify, Job::HotActivate})));
+  attacks.push_back(Row(
+      "our control interface on another device", Expectation::Harmless,
+      "an interface counts when its device has our hardware id and is the live root", kEvery,
+      [](Machine& machine) {
+        Device device = Plugged(u"USB\\VID_F0AB&PID_0002\\1");
+        device.hardwareIds = {u"USB\\VID_F0AB&PID_0002"};
+        GiveInterfaces(device);
+        machine.devices.Insert(std::move(device));
+      },
+      AllOk(kEvery)));
+  attacks.push_back(Row(
+      "our control interface and hardware id on another device", Expectation::Harmless,
+      "an interface counts when its device is the live root itself", kOnInstalled,
+      [](Machine& machine) {
+        Device device = Plugged(u"USB\\VID_F0AB&PID_0003\\1");
+        device.hardwareIds = {kOurHardwareId};
+        GiveInterfaces(device);
+        machine.devices.Insert(std::move(device));
+      },
+      AllOk({Job::AuditCurrent, Job::Verify, Job::HotActivate, Job::ResumeEndpoints})));
+  return attacks;
+}
+
+std::vector<Attack> Packages() {
+  const std::vector<Job> jobs = {Job::Remove};
+  return {
+      Row("foreign package with our names and other bytes", Expectation::Harmless,
+          "a package is ours by its bytes", jobs,
+          [](Machine& machine) {
+            Publish(machine, u"oem40.inf",
+                    TextOf(machine, u"C:\\attacker\\twin\\driver\\vorn_audio.inf"),
+                    u"vorn_audio.cat");
+          },
+          {{Job::Remove, 0, u"1 exact driver package(s)"}}),
+      Row("foreign package with our bytes and another catalog", Expectation::Refused,
+          "a doubtful package keeps all packages", jobs,
+          [](Machine& machine) {
+            Publish(machine, u"oem40.inf", TextOf(machine, kInf), u"other.cat");
+          },
+          {{Job::Remove, 13, u"changed or failed structured identity validation"}}),
+  };
+}
+
+void WithImage(Machine& machine, const std::function<void(DriverImage&)>& change) {
+  for (Device& device : machine.devices.devices) {
+    if (device.resident && !device.foreign) change(*device.resident);
+  }
+}
+
+std::vector<Attack> Drivers() {
+  const std::vector<Job> jobs = {Job::Verify, Job::AuditCurrent};
+  const auto row = [&](std::string name, std::function<void(DriverImage&)> change) {
+    return Row("driver that " + std::move(name), Expectation::Refused,
+               "a reply counts when its length and every field of it are right", jobs,
+               [change](Machine& machine) { WithImage(machine, change); },
+               {{Job::Verify, 12, u""}, {Job::AuditCurrent, 12, u""}});
+  };
+  return {
+      row("reports a longer pool than it replies",
+          [](DriverImage& image) { image.poolCount = 0xFFFFFFFF; }),
+      row("replies nothing for a pool", [](DriverImage& image) { image.poolBytes = 0; }),
+      row("replies half a status", [](DriverImage& image) { image.statusBytes = 63; }),
+      row("replies a cable that is none",
+          [](DriverImage& image) { image.pool.at(0).cable = 0x80000000; }),
+      row("replies a name without an end",
+          [](DriverImage& image) { image.pool.at(0).name = std::u16string(64, u'x'); }),
+      row("replies the same endpoint twice",
+          [](DriverImage& image) { image.pool.at(1) = image.pool.at(0); }),
+      row("reports another version", [](DriverImage& image) { image.loadedVersion ^= 1; }),
+  };
+}
+
+std::vector<Attack> Records() {
+  const std::vector<Job> jobs = {Job::Remove};
+  const std::vector<Answer> removed = {{Job::Remove, 0, u"20 VORN endpoint record(s)"}};
+  const auto planted = [&](std::string name, std::uint32_t type, Bytes marker) {
+    return Row(
+        "planted record whose marker is " + std::move(name), Expectation::Harmless,
+        "a marker is a REG_DWORD of 4 bytes below 10", jobs,
+        [type, marker](Machine& machine) {
+          PutRecord(machine, u"{planted}", type, marker);
+          SecureKey(machine.registry, RecordPath(u"{planted}\\kept"), SecurityRecord{});
+        },
+        removed);
+  };
+  return {
+      planted("a REG_QWORD", 11, Bytes(8, 0)),
+      planted("a REG_BINARY of 4 bytes", 3, Bytes(4, 0)),
+      planted("a REG_SZ", 1, Bytes{u'1', 0, 0, 0}),
+      planted("a REG_DWORD of 10", 4, Bytes{10, 0, 0, 0}),
+      planted("a REG_DWORD of 2 bytes", 4, Bytes{1, 0}),
+      Row("registry link below an endpoint record, where keys were loosened", Expectation::Harmless,
+          "a key is deleted as it stands, whatever it leads to", jobs,
+          [](Machine& machine) {
+            PutRecord(machine, u"{linked}", 4, Bytes{1, 0, 0, 0});
+            const KeyId link = MakeKey(machine.registry, RecordPath(u"{linked}\\link"));
+            machine.registry.keys.at(link).linkTarget = kVictimKey;
+          },
+          {{Job::Remove, 0, u"RESULT=OK"}}),
+      Row(
+          "registry link in place of an endpoint record, where keys were loosened",
+          Expectation::Harmless, "a link to a key without a marker is not ours", jobs,
+          [](Machine& machine) {
+            const KeyId link = MakeKey(machine.registry, RecordPath(u"{linked}"));
+            machine.registry.keys.at(link).linkTarget = kVictimKey;
+          },
+          removed),
+  };
+}
+
+}  // namespace
+
+std::vector<Attack> DeviceAttacks() {
+  std::vector<Attack> attacks;
+  for (const auto& part : {BorrowedNames(), Packages(), Drivers(), Records()}) {
+    attacks.insert(attacks.end(), part.begin(), part.end());
+  }
+  Attack link;
+  link.name = "registry link planted in the endpoint records";
+  link.expectation = Expectation::Impossible;
+  link.why = "Windows gives users no right to create keys there";
+  link.jobs = {Job::Remove};
+  link.strike = [](Attacker& user) {
+    return user.TryLinkRegistryKey(kRender, u"{linked}", kVictimKey);
+  };
+  attacks.push_back(link);
+  return attacks;
+}
+
+}  // namespace vorn::tests

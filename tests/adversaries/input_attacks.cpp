@@ -1,0 +1,214 @@
+// Attacks on the INF that the command line names: its file, its folder, what stands beside it, and
+// the folders above.
+
+#include "platform/files.h"
+#include "tests/adversaries/attack.h"
+
+namespace vorn::tests {
+
+using namespace platform::simulated;
+
+namespace {
+
+const std::vector<Job> kInputJobs = {Job::FreshInstall, Job::Update, Job::Remove,
+                                     Job::AuditCurrent};
+constexpr std::uint32_t kShareAll =
+    platform::FILE_SHARE_READ | platform::FILE_SHARE_WRITE | platform::FILE_SHARE_DELETE;
+constexpr char16_t kTwinInf[] = u"C:\\attacker\\twin\\driver\\vorn_audio.inf";
+constexpr char16_t kStolenInf[] = u"C:\\attacker\\stolen\\vorn_audio.inf";
+constexpr char16_t kStolenFolder[] = u"C:\\attacker\\stolen\\driver";
+
+/// The refusal of the private snapshot with that error, and each command's status for it.
+std::vector<Answer> SnapshotRefused(const std::u16string& error) {
+  const std::u16string text =
+      u"vorn_devnode: protected local package snapshot refused (error 0x" + error + u")\n";
+  return {{Job::FreshInstall, 2, text},
+          {Job::Update, 2, text},
+          {Job::Remove, 3, text},
+          {Job::AuditCurrent, 2, text}};
+}
+
+Attack Refused(std::string name, const std::u16string& error, std::string why,
+               std::function<bool(Attacker&)> strike) {
+  Attack attack;
+  attack.name = std::move(name);
+  attack.expectation = Expectation::Refused;
+  attack.why = std::move(why);
+  attack.jobs = kInputJobs;
+  attack.strike = std::move(strike);
+  attack.answers = SnapshotRefused(error);
+  return attack;
+}
+
+Attack Harmless(std::string name, std::string why, std::function<bool(Attacker&)> strike) {
+  Attack attack = Refused(std::move(name), {}, std::move(why), std::move(strike));
+  attack.expectation = Expectation::Harmless;
+  attack.answers.clear();
+  return attack;
+}
+
+/// Takes the INF away and puts something else in its place.
+std::function<bool(Attacker&)> InsteadOfInf(std::function<bool(Attacker&)> put) {
+  return [put = std::move(put)](Attacker& user) {
+    return user.TryRename(kInf, kStolenInf) && (put(user), true);
+  };
+}
+
+std::function<bool(Attacker&)> InsteadOfFolder(std::function<bool(Attacker&)> put) {
+  return [put = std::move(put)](Attacker& user) {
+    return user.TryRename(kPackageFolder, kStolenFolder) && (put(user), true);
+  };
+}
+
+std::vector<Attack> InfAttacks() {
+  return {
+      Harmless("INF exchanged for a twin",
+               "the copy that is authenticated is the copy that is bound",
+               InsteadOfInf([](Attacker& user) {
+                 return user.TryCreateFile(kInf, TextOf(user.TheMachine(), kTwinInf));
+               })),
+      Harmless(
+          "INF overwritten in place",
+          "no write while it is held; afterwards only the private copy is used",
+          [](Attacker& user) { return user.TryWrite(kInf, TextOf(user.TheMachine(), kTwinInf)); }),
+      Refused("INF deleted", u"00000002", "nothing to copy",
+              [](Attacker& user) { return user.TryDelete(kInf); }),
+      Refused("INF exchanged for a folder", u"00000005", "a folder is no file",
+              InsteadOfInf([](Attacker& user) { return user.TryCreateFolder(kInf); })),
+      Refused("INF exchanged for a symbolic link to a twin", u"000003EE",
+              "the link itself is opened and is no plain file", InsteadOfInf([](Attacker& user) {
+                return user.TryCreateSymbolicLink(kInf, kTwinInf, false);
+              })),
+      Refused("INF exchanged for a hard link to a protected file", u"000003EE",
+              "a file with two names is refused",
+              InsteadOfInf([](Attacker& user) { return user.TryCreateHardLink(kVictim, kInf); })),
+      Refused(
+          "second name given to the INF", u"000003EE", "a file with two names is refused",
+          [](Attacker& user) { return user.TryCreateHardLink(kInf, u"C:\\attacker\\second.inf"); }),
+      Refused(
+          "INF exchanged for a junction", u"00000005", "the link itself is opened and is a folder",
+          InsteadOfInf([](Attacker& user) { return user.TryCreateJunction(kInf, kTwinFolder); })),
+      Refused(
+          "INF held open for writing", u"00000020",
+          "it is opened with read sharing only, which an open writer breaks",
+          [](Attacker& user) { return user.TryHold(kInf, platform::FILE_WRITE_DATA, kShareAll); }),
+      Refused("INF held open for deletion", u"00000020",
+              "it is opened with read sharing only, which an open deleter breaks",
+              [](Attacker& user) { return user.TryHold(kInf, platform::DELETE, kShareAll); }),
+      Refused("INF held open without sharing", u"00000020", "it cannot be read",
+              [](Attacker& user) { return user.TryHold(kInf, platform::FILE_READ_DATA, 0); }),
+      Harmless("INF grown by 5 MiB", "over 4 MiB it is refused, after the copy it does not matter",
+               [](Attacker& user) {
+                 return user.TryWrite(kInf, std::string(std::size_t{5} << 20, ';'));
+               }),
+      Refused("catalog exchanged for a twin's", u"", "the installer's own check of the catalog",
+              [](Attacker& user) {
+                return user.TryWrite(
+                    u"C:\\pkg\\driver\\vorn_audio.cat",
+                    TextOf(user.TheMachine(), u"C:\\attacker\\twin\\driver\\vorn_audio.cat"));
+              }),
+  };
+}
+
+std::vector<Attack> BesideInfAttacks() {
+  return {
+      Refused("junction planted in the INF's folder", u"000003EE",
+              "a listed link ends the snapshot",
+              [](Attacker& user) {
+                return user.TryCreateJunction(u"C:\\pkg\\driver\\sub", u"C:\\Windows");
+              }),
+      Refused("symbolic link planted in the INF's folder", u"000003EE",
+              "a listed link ends the snapshot",
+              [](Attacker& user) {
+                return user.TryCreateSymbolicLink(u"C:\\pkg\\driver\\a.txt", kVictim, false);
+              }),
+      Refused("hard link to a protected file planted in the INF's folder", u"000003EE",
+              "a file with two names is refused",
+              [](Attacker& user) {
+                return user.TryCreateHardLink(kWindowsVictim, u"C:\\pkg\\driver\\a.txt");
+              }),
+      Refused("reserved name planted in the INF's folder", u"0000007B",
+              "every listed name passes the name rule",
+              [](Attacker& user) { return user.TryCreateFile(u"C:\\pkg\\driver\\aux.inf", "x"); }),
+      Refused("name with a trailing dot planted in the INF's folder", u"0000007B",
+              "every listed name passes the name rule",
+              [](Attacker& user) { return user.TryCreateFile(u"C:\\pkg\\driver\\b.", "x"); }),
+      Refused("name with a trailing blank planted in the INF's folder", u"0000007B",
+              "every listed name passes the name rule",
+              [](Attacker& user) {
+                return user.TryCreateFile(u"C:\\pkg\\driver\\vorn_audio.inf ", "x");
+              }),
+      Refused("file of the INF's folder held open for writing", u"00000020",
+              "every file is opened with read sharing only",
+              [](Attacker& user) {
+                return user.TryHold(u"C:\\pkg\\driver\\vorn_audio.sys", platform::FILE_WRITE_DATA,
+                                    kShareAll);
+              }),
+      Harmless("file planted beside the INF", "it is copied, and nothing names it",
+               [](Attacker& user) { return user.TryCreateFile(u"C:\\pkg\\driver\\a.dll", "x"); }),
+      Refused("17 levels of folders planted in the INF's folder", u"000003EE",
+              "16 levels are the limit",
+              [](Attacker& user) {
+                std::u16string path = kPackageFolder;
+                bool made = true;
+                for (int level = 0; level < 17 && made; ++level) {
+                  path += u"\\d";
+                  made = user.TryCreateFolder(path);
+                }
+                return made;
+              }),
+  };
+}
+
+std::vector<Attack> FolderAttacks() {
+  return {
+      Refused("INF's folder exchanged for a junction", u"00001129",
+              "a link on the way is opened itself and refused", InsteadOfFolder([](Attacker& user) {
+                return user.TryCreateJunction(kPackageFolder, kTwinFolder);
+              })),
+      Refused("INF's folder exchanged for a symbolic link", u"00001129",
+              "a link on the way is opened itself and refused", InsteadOfFolder([](Attacker& user) {
+                return user.TryCreateSymbolicLink(kPackageFolder, kTwinFolder, true);
+              })),
+      Harmless("INF's folder exchanged for a twin's",
+               "held while it is copied; the copy that is authenticated is the copy that is bound",
+               InsteadOfFolder(
+                   [](Attacker& user) { return user.TryRename(kTwinFolder, kPackageFolder); })),
+      Refused("folder above exchanged for a junction", u"00001129",
+              "a link on the way is opened itself and refused",
+              [](Attacker& user) {
+                return user.TryRename(u"C:\\pkg", u"C:\\attacker\\stolen\\pkg") &&
+                       (user.TryCreateJunction(u"C:\\pkg", u"C:\\attacker\\twin"), true);
+              }),
+      Refused(
+          "INF's folder held open for deletion", u"00000020",
+          "folders are opened with read sharing only",
+          [](Attacker& user) { return user.TryHold(kPackageFolder, platform::DELETE, kShareAll); }),
+      Harmless("INF's folder closed to everybody by its access list",
+               "handles stay good; an administrator who may not read is refused",
+               [](Attacker& user) {
+                 return user.TrySetSecurity(
+                     kPackageFolder,
+                     u"D:P(A;;FA;;;S-1-5-21-1000000000-2000000000-3000000000-1002)");
+               }),
+  };
+}
+
+}  // namespace
+
+std::vector<Attack> InputAttacks() {
+  std::vector<Attack> attacks;
+  for (const auto& part : {InfAttacks(), BesideInfAttacks(), FolderAttacks()}) {
+    attacks.insert(attacks.end(), part.begin(), part.end());
+  }
+  // What the catalog vouches for is judged by the installer: only what binds is refused there.
+  for (Attack& attack : attacks) {
+    if (attack.name != "catalog exchanged for a twin's") continue;
+    attack.jobs = {Job::FreshInstall, Job::Update};
+    attack.answers = {{Job::FreshInstall, 8, u"UpdateDriverForPlugAndPlayDevices failed"},
+                      {Job::Update, 16, u"RESULT=BIND_REFUSED - Windows rejected the bind"}};
+  }
+  return attacks;
+}
+
+}  // namespace vorn::tests

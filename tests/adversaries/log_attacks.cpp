@@ -1,0 +1,90 @@
+// Attacks on the removal log, which an administrator's process appends to beside a user's files.
+
+#include "platform/files.h"
+#include "platform/simulated/file_system.h"
+#include "tests/adversaries/attack.h"
+
+namespace vorn::tests {
+
+using namespace platform::simulated;
+
+namespace {
+
+constexpr std::uint32_t kShareAll =
+    platform::FILE_SHARE_READ | platform::FILE_SHARE_WRITE | platform::FILE_SHARE_DELETE;
+
+Attack Row(std::string name, std::string why, std::function<bool(Attacker&)> strike) {
+  Attack attack;
+  attack.name = std::move(name);
+  attack.expectation = Expectation::Harmless;
+  attack.why = std::move(why);
+  attack.jobs = {Job::Remove};
+  attack.strike = std::move(strike);
+  attack.answers = {{Job::Remove, 0, u"RESULT=OK"}};
+  return attack;
+}
+
+/// In the log folder, which the user makes when the program has not.
+std::function<bool(Attacker&)> InLogFolder(std::function<bool(Attacker&)> act) {
+  return [act = std::move(act)](Attacker& user) {
+    const bool made = user.TryCreateFolder(kLogFolder);
+    return act(user) || made;
+  };
+}
+
+}  // namespace
+
+std::vector<Attack> LogAttacks() {
+  constexpr char kNoLog[] = "a log that is reached by a link is not used";
+  return {
+      Row("log folder planted as a junction into Windows", kNoLog,
+          [](Attacker& user) { return user.TryCreateJunction(kLogFolder, u"C:\\Windows"); }),
+      Row("log folder planted as a symbolic link", kNoLog,
+          [](Attacker& user) {
+            return user.TryCreateSymbolicLink(kLogFolder, u"C:\\Windows", true);
+          }),
+      Row("log folder planted as a file", "a file is no folder",
+          [](Attacker& user) { return user.TryCreateFile(kLogFolder, "x"); }),
+      Row("log folder planted with a weak access list", "what is written there is only text",
+          [](Attacker& user) { return user.TryCreateFolder(kLogFolder); }),
+      Row("log file planted as a hard link to a protected file", "a log with two names is not used",
+          InLogFolder(
+              [](Attacker& user) { return user.TryCreateHardLink(kWindowsVictim, kLogFile); })),
+      Row("log file planted as a symbolic link to a protected file", kNoLog,
+          InLogFolder(
+              [](Attacker& user) { return user.TryCreateSymbolicLink(kLogFile, kVictim, false); })),
+      Row("log file planted as a symbolic link to a new file", kNoLog,
+          InLogFolder([](Attacker& user) {
+            return user.TryCreateSymbolicLink(kLogFile, u"C:\\Windows\\new.dll", false);
+          })),
+      Row("log file planted as a folder", "a folder is no log",
+          InLogFolder([](Attacker& user) { return user.TryCreateFolder(kLogFile); })),
+      Row("log file planted and held without sharing", "a log that cannot be opened is not used",
+          InLogFolder([](Attacker& user) {
+            user.TryCreateFile(kLogFile, "x");
+            return user.TryHold(kLogFile, platform::FILE_WRITE_DATA, 0);
+          })),
+      Row("log file exchanged for a hard link to a protected file",
+          "it is held without delete sharing as long as it is used",
+          [](Attacker& user) {
+            return user.TryRename(kLogFile, u"C:\\attacker\\stolen\\log") &&
+                   (user.TryCreateHardLink(kWindowsVictim, kLogFile), true);
+          }),
+      Row("log folder exchanged for a junction into Windows",
+          "it is held without delete sharing as long as it is used",
+          [](Attacker& user) {
+            return user.TryRename(kLogFolder, u"C:\\attacker\\stolen\\logs") &&
+                   (user.TryCreateJunction(kLogFolder, u"C:\\Windows"), true);
+          }),
+      Row("folder above the log exchanged for a junction",
+          "it is held before anything is created in it; without it there is no log",
+          [](Attacker& user) {
+            return user.TryRename(u"C:\\pkg", u"C:\\attacker\\stolen\\pkg") &&
+                   (user.TryCreateJunction(u"C:\\pkg", u"C:\\attacker\\twin"), true);
+          }),
+      Row("log folder itself made a junction", "the log file in it is held, so it is not empty",
+          [](Attacker& user) { return user.TryTurnIntoJunction(kLogFolder, u"C:\\Windows"); }),
+  };
+}
+
+}  // namespace vorn::tests

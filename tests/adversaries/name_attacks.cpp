@@ -1,0 +1,128 @@
+// Attacks by the text of a path alone: what Windows would read as something else.
+
+#include "platform/simulated/file_system.h"
+#include "tests/adversaries/attack.h"
+
+namespace vorn::tests {
+
+using namespace platform::simulated;
+
+namespace {
+
+struct NameRow {
+  const char* name;
+  const char16_t* infPath;
+  const char* why;
+  bool pathCheck;  // install refuses it before any snapshot, so that it says nothing
+  const char16_t* error = u"0000007B";
+};
+
+constexpr NameRow kRows[] = {
+    {"alternate data stream of the INF", u"C:\\pkg\\driver\\vorn_audio.inf:twin",
+     "a colon is in no safe name", true},
+    {"default stream of the INF by its full name", u"C:\\pkg\\driver\\vorn_audio.inf::$DATA",
+     "a colon is in no safe name", true},
+    {"folder's index stream", u"C:\\pkg\\driver::$INDEX_ALLOCATION\\vorn_audio.inf",
+     "a colon is in no safe name", true},
+    {"trailing dot", u"C:\\pkg\\driver\\vorn_audio.inf.", "no safe name ends in a dot", true},
+    {"trailing blank", u"C:\\pkg\\driver\\vorn_audio.inf ", "no safe name ends in a blank", true},
+    {"folder with a trailing dot", u"C:\\pkg\\driver.\\vorn_audio.inf",
+     "no safe name ends in a dot", true},
+    {"reserved name", u"C:\\pkg\\driver\\nul.inf", "device names are refused with any ending",
+     true},
+    {"reserved name with a superscript digit", u"C:\\pkg\\driver\\com\u00B9.inf",
+     "Windows takes the superscript digits too", true},
+    {"reserved folder name", u"C:\\pkg\\CONIN$\\vorn_audio.inf", "console names are devices too",
+     true},
+    {"step upwards", u"C:\\pkg\\driver\\..\\driver\\vorn_audio.inf", "no steps in a path", true},
+    {"extended prefix", u"\\\\?\\C:\\pkg\\driver\\vorn_audio.inf",
+     "only a drive letter begins a path", true},
+    {"device prefix", u"\\\\.\\C:\\pkg\\driver\\vorn_audio.inf",
+     "only a drive letter begins a path", true},
+    {"network share", u"\\\\server\\share\\driver\\vorn_audio.inf",
+     "only a drive letter begins a path", true},
+    {"forward slashes", u"C:/pkg/driver/vorn_audio.inf", "only a backslash separates", true},
+    {"wildcard", u"C:\\pkg\\driver\\vorn_aud?o.inf", "no wildcard in a safe name", true},
+    {"8.3 alias of the INF", u"C:\\pkg\\driver\\VORN_A~1.INF",
+     "the copy has its long name, and the alias is not found among the copies", false, u"000003EE"},
+};
+
+void AddAliases(Machine& machine) {
+  SetShortName(machine.files, kInf, u"VORN_A~1.INF");
+  SetShortName(machine.files, u"C:\\pkg", u"PKGPAC~1");
+}
+
+Attack RowOf(const NameRow& row) {
+  Attack attack;
+  attack.name = row.name;
+  attack.expectation = Expectation::Refused;
+  attack.why = row.why;
+  attack.infPath = row.infPath;
+  attack.prepare = AddAliases;
+  attack.jobs = {Job::FreshInstall, Job::Update, Job::Remove, Job::AuditCurrent};
+  const std::u16string text =
+      u"protected local package snapshot refused (error 0x" + std::u16string(row.error) + u")\n";
+  const std::u16string atInstall = row.pathCheck ? u"" : text;
+  attack.answers = {{Job::FreshInstall, 2, atInstall},
+                    {Job::Update, 2, atInstall},
+                    {Job::Remove, 3, text},
+                    {Job::AuditCurrent, 2, text}};
+  return attack;
+}
+
+Attack StateRow(const char* name, const char16_t* path, const char* why) {
+  Attack attack;
+  attack.name = std::string("state path: ") + name;
+  attack.expectation = Expectation::Refused;
+  attack.why = why;
+  attack.statePath = path;
+  attack.jobs = {Job::FreshInstall, Job::Update, Job::Verify, Job::HotActivate};
+  attack.answers = {{Job::FreshInstall, 2, u""},
+                    {Job::Update, 2, u""},
+                    {Job::Verify, 11, u"vorn_devnode: activation state missing or unsafe\n"},
+                    {Job::HotActivate, 15, u"vorn_devnode: activation state missing or unsafe\n"}};
+  return attack;
+}
+
+}  // namespace
+
+std::vector<Attack> NameAttacks() {
+  std::vector<Attack> attacks;
+  for (const NameRow& row : kRows)
+    attacks.push_back(RowOf(row));
+
+  Attack folderAlias = RowOf(kRows[0]);
+  folderAlias.name = "8.3 alias of a folder";
+  folderAlias.expectation = Expectation::Harmless;
+  folderAlias.why = "it is another name of the same folder, which is held";
+  folderAlias.infPath = u"C:\\PKGPAC~1\\driver\\vorn_audio.inf";
+  folderAlias.answers.clear();
+  attacks.push_back(folderAlias);
+
+  Attack otherCase = folderAlias;
+  otherCase.name = "another case of the same name";
+  otherCase.why =
+      "names differ by more than case on the volume; the copy is found without regard to it";
+  otherCase.infPath = u"c:\\PKG\\Driver\\VORN_AUDIO.INF";
+  attacks.push_back(otherCase);
+
+  Attack twin = folderAlias;
+  twin.name = "file planted whose name differs in case only";
+  twin.expectation = Expectation::Impossible;
+  twin.why = "the volume keeps one file of a name";
+  twin.infPath = kInf;
+  twin.strike = [](Attacker& user) {
+    return user.TryCreateFile(u"C:\\pkg\\driver\\VORN_AUDIO.INF", "x");
+  };
+  attacks.push_back(twin);
+
+  attacks.push_back(StateRow("alternate data stream of a protected file",
+                             u"C:\\protected\\victim.txt:state", "a colon is in no safe name"));
+  attacks.push_back(StateRow("reserved name", u"C:\\pkg\\NUL", "device names are refused"));
+  attacks.push_back(StateRow("trailing dot", u"C:\\pkg\\state.", "no safe name ends in a dot"));
+  attacks.push_back(
+      StateRow("extended prefix", u"\\\\?\\C:\\pkg\\state", "only a drive letter begins a path"));
+  return attacks;
+}
+
+}  // namespace vorn::tests

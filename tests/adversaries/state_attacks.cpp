@@ -1,0 +1,137 @@
+// Attacks on the journal: its file and its folder.
+
+#include "platform/files.h"
+#include "platform/simulated/file_system.h"
+#include "tests/adversaries/attack.h"
+#include "tests/support/activation.h"
+
+namespace vorn::tests {
+
+using namespace platform::simulated;
+
+namespace {
+
+const std::vector<Job> kWriters = {Job::FreshInstall, Job::Update};
+const std::vector<Job> kReaders = {Job::Verify, Job::HotActivate};
+constexpr char16_t kStolenState[] = u"C:\\attacker\\stolen\\state";
+constexpr std::uint32_t kShareAll =
+    platform::FILE_SHARE_READ | platform::FILE_SHARE_WRITE | platform::FILE_SHARE_DELETE;
+
+constexpr char16_t kNotInspected[] =
+    u"vorn_devnode: activation state could not be safely inspected\n";
+constexpr char16_t kMissingOrUnsafe[] = u"vorn_devnode: activation state missing or unsafe\n";
+
+const std::vector<Answer> kWritersRefuse = {{Job::FreshInstall, 9, kNotInspected},
+                                            {Job::Update, 9, kNotInspected}};
+const std::vector<Answer> kReadersRefuse = {{Job::Verify, 11, kMissingOrUnsafe},
+                                            {Job::HotActivate, 15, kMissingOrUnsafe}};
+
+/// Against both: what stands at the journal's place is put there before an install, or instead of
+/// the journal before it is read.
+std::vector<Attack> Planted(const std::string& name, const std::string& why,
+                            std::function<bool(Attacker&)> put) {
+  Attack attack;
+  attack.name = name + " planted for the journal";
+  attack.expectation = Expectation::Refused;
+  attack.why = why;
+  attack.jobs = kWriters;
+  attack.strike = put;
+  attack.answers = kWritersRefuse;
+  Attack exchange = attack;
+  exchange.name = "journal exchanged for " + name;
+  exchange.jobs = kReaders;
+  exchange.answers = kReadersRefuse;
+  exchange.strike = [put](Attacker& user) {
+    return user.TryRename(kStatePath, kStolenState) && (put(user), true);
+  };
+  return {attack, exchange};
+}
+
+std::string HonestJournal() {
+  static const std::string text = TextOf(MachineFor(Job::Verify), kStatePath);
+  return text;
+}
+
+}  // namespace
+
+std::vector<Attack> StateAttacks() {
+  std::vector<Attack> attacks;
+  const auto add = [&](const std::string& name, const std::string& why,
+                       std::function<bool(Attacker&)> put) {
+    for (Attack& attack : Planted(name, why, std::move(put)))
+      attacks.push_back(std::move(attack));
+  };
+  add("a user's copy of a journal", "its owner and access list are not the protected ones",
+      [](Attacker& user) { return user.TryCreateFile(kStatePath, HonestJournal()); });
+  add("an empty file", "its owner and access list are not the protected ones",
+      [](Attacker& user) { return user.TryCreateFile(kStatePath, ""); });
+  add("a hard link to a protected file", "a file with two names is refused",
+      [](Attacker& user) { return user.TryCreateHardLink(kVictim, kStatePath); });
+  add("a symbolic link to a protected file", "the link itself is opened and is no plain file",
+      [](Attacker& user) { return user.TryCreateSymbolicLink(kStatePath, kVictim, false); });
+  add("a symbolic link to nothing", "the link itself is opened and is no plain file",
+      [](Attacker& user) {
+        return user.TryCreateSymbolicLink(kStatePath, u"C:\\Windows\\created.ini", false);
+      });
+  add("a junction", "the link itself is opened and is a folder",
+      [](Attacker& user) { return user.TryCreateJunction(kStatePath, u"C:\\Windows"); });
+  add("a folder", "a folder is no file",
+      [](Attacker& user) { return user.TryCreateFolder(kStatePath); });
+
+  Attack row;
+  row.name = "second name given to the journal";
+  row.expectation = Expectation::Refused;
+  row.why = "a file with two names is refused";
+  row.jobs = kReaders;
+  row.answers = kReadersRefuse;
+  row.strike = [](Attacker& user) {
+    return user.TryCreateHardLink(kStatePath, u"C:\\attacker\\second");
+  };
+  attacks.push_back(row);
+
+  row.name = "journal deleted";
+  row.why = "no journal, no proof";
+  row.strike = [](Attacker& user) { return user.TryDelete(kStatePath); };
+  attacks.push_back(row);
+
+  row.name = "folder of the journal exchanged for a junction";
+  row.why = "a link on the way is opened itself and refused";
+  row.strike = [](Attacker& user) {
+    return user.TryRename(u"C:\\pkg", u"C:\\attacker\\stolen\\pkg") &&
+           (user.TryCreateJunction(u"C:\\pkg", u"C:\\attacker\\stolen\\pkg"), true);
+  };
+  attacks.push_back(row);
+
+  row.name = "folder of the journal exchanged under an install";
+  row.jobs = kWriters;
+  row.answers.clear();
+  row.expectation = Expectation::Harmless;
+  row.why =
+      "the package's folder in it is held, then the journal's; between them a link is refused";
+  attacks.push_back(row);
+
+  row = {};
+  row.expectation = Expectation::Impossible;
+  row.jobs = {Job::FreshInstall, Job::Update, Job::Verify, Job::HotActivate};
+  row.why = "its access list is the protected one from its creation";
+  row.name = "journal overwritten";
+  row.strike = [](Attacker& user) { return user.TryWrite(kStatePath, HonestJournal()); };
+  attacks.push_back(row);
+  row.name = "journal held open";
+  row.strike = [](Attacker& user) {
+    return user.TryHold(kStatePath, platform::FILE_READ_DATA, kShareAll);
+  };
+  attacks.push_back(row);
+  row.name = "journal's access list changed";
+  row.strike = [](Attacker& user) { return user.TrySetSecurity(kStatePath, kOwnFolderSecurity); };
+  attacks.push_back(row);
+
+  row.name = "journal deleted while an install works";
+  row.jobs = kWriters;
+  row.why = "it is held without delete sharing until the command ends";
+  row.strike = [](Attacker& user) { return user.TryDelete(kStatePath); };
+  attacks.push_back(row);
+  return attacks;
+}
+
+}  // namespace vorn::tests
