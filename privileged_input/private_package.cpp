@@ -9,6 +9,7 @@
 #include "platform/security.h"
 #include "privileged_input/access_control.h"
 #include "privileged_input/native_api.h"
+#include "privileged_input/native_open.h"
 #include "privileged_input/path_rules.h"
 #include "privileged_input/refusal.h"
 
@@ -62,6 +63,9 @@ bool FillPackage(const Directory& source, const Directory& base, const std::u16s
   data.directories.push_back(Directory::CreateChild(base, name, descriptor));
   const Directory& root = data.directories.front();
   if (!root || (verifyProtection && !HasProtectedOwnerAndDacl(root.Handle()))) return false;
+  // An empty folder can be made a link in place, whoever holds it; with the snapshot in it no more.
+  // The snapshot's path must not lead through one.
+  if (!IsPlainObject(base.Handle(), true)) return RefuseWith(platform::ERROR_REPARSE_TAG_INVALID);
   return CopyPackageTree(source, descriptor, verifyProtection, data);
 }
 

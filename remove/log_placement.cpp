@@ -40,6 +40,11 @@ Directory OpenParent(const std::u16string& parent) {
                                  privileged_input::LoadNativeApi());
 }
 
+std::u16string PathIn(const Directory& folder, const char16_t* name) {
+  const std::u16string& path = folder.Path();
+  return path + (path.ends_with(u'\\') ? u"" : u"\\") + name;
+}
+
 bool MakeFolder(const std::u16string& path) {
   return platform::CreateDirectoryW(path.c_str()) ||
          platform::GetLastError() == platform::ERROR_ALREADY_EXISTS;
@@ -63,6 +68,8 @@ std::shared_ptr<const void> HoldLogFile(const Directory& folder) {
   if (!file || !privileged_input::IsPlainObject(file.Get(), false) || !HasOneName(file.Get())) {
     return nullptr;
   }
+  // An empty folder can be made a link in place, whoever holds it; with the file in it no more.
+  if (!privileged_input::IsPlainObject(folder.Handle(), true)) return nullptr;
   return std::make_shared<const KernelHandle>(std::move(file));
 }
 
@@ -75,11 +82,11 @@ void PlaceRemovalLog(std::u16string_view commandLineInfPath) {
   // The parent is held before anything is created in it by name.
   const Directory parent = OpenParent(parentPath);
   if (!parent) return;
-  const std::u16string folderPath = parentPath + u"\\" + kFolderName;
-  if (!MakeFolder(folderPath)) return;
+  // By the volume's own name: a drive letter may lead elsewhere by now.
+  if (!MakeFolder(PathIn(parent, kFolderName))) return;
   const Directory folder = Directory::OpenRelative(parent, kFolderName);
   if (!folder) return;
-  SetRemovalLogPath(folderPath + u"\\" + kFileName, [folder] { return HoldLogFile(folder); });
+  SetRemovalLogPath(PathIn(folder, kFileName), [folder] { return HoldLogFile(folder); });
 }
 
 }  // namespace vorn

@@ -24,30 +24,23 @@ static void PrintTo(const Attack& attack, std::ostream* stream) {
 
 namespace {
 
-constexpr std::size_t kMomentsOfASelection = 24;
+constexpr std::size_t kMomentsOfASelection = 16;
 
 bool TakesEveryMoment() {
   return std::getenv("VORN_ADVERSARIES_FULL") != nullptr;
 }
 
-/// The moments at which an attack is replayed: all, or a selection of that many in which every kind
-/// of call has its first and last place before others fill it up evenly.
+/// The moments at which an attack is replayed: all, or a selection in which every kind of call has
+/// its first place before others fill it up evenly.
 std::vector<std::uint64_t> MomentsOf(const std::vector<std::string>& calls) {
-  std::vector<std::uint64_t> all;
-  std::map<std::string, std::pair<std::uint64_t, std::uint64_t>> ends;
+  std::set<std::uint64_t> chosen;
+  std::set<std::string> kinds;
   for (std::uint64_t moment = 1; moment <= calls.size(); ++moment) {
-    all.push_back(moment);
-    const auto [found, isNew] = ends.try_emplace(calls[moment - 1], moment, moment);
-    if (!isNew) found->second.second = moment;
-  }
-  if (TakesEveryMoment() || all.size() <= kMomentsOfASelection) return all;
-  std::set<std::uint64_t> chosen = {1};
-  for (const auto& [name, places] : ends) {
-    chosen.insert(places.first);
-    chosen.insert(places.second);
+    const bool isNewKind = kinds.insert(calls[moment - 1]).second;
+    if (TakesEveryMoment() || isNewKind) chosen.insert(moment);
   }
   for (std::size_t i = 0; i < kMomentsOfASelection; ++i) {
-    chosen.insert(all[i * all.size() / kMomentsOfASelection]);
+    chosen.insert(i * calls.size() / kMomentsOfASelection + 1);
   }
   return {chosen.begin(), chosen.end()};
 }

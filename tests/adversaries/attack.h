@@ -36,6 +36,9 @@ struct Attack {
   /// The act; whether Windows let it change anything. Empty when `prepare` says it all.
   std::function<bool(Attacker&)> strike;
 
+  /// What the user does before every later call, once the strike has happened; may be empty.
+  std::function<void(Attacker&)> follow;
+
   /// What the commands answer when the strike comes first.
   std::vector<Answer> answers;
 

@@ -166,7 +166,8 @@ class Judge {
     if (node.security.owner != kAdministrators || IsProtectedPlace(path)) return;
     if (path.find(kSnapshotPrefix) != std::u16string::npos) {
       Say("private snapshot left: " + Text(path));
-    } else if (!IsBelow(path, u"C:\\pkg") && !IsBelow(path, kStolen)) {
+    } else if (!IsBelow(path, u"C:\\pkg") && !IsBelow(path, kStolen) &&
+               !IsBelow(path, u"D:\\pkg")) {
       Say("written outside its places: " + Text(path));
     }
   }
@@ -190,6 +191,7 @@ class Judge {
     const auto node = FindNode(after_.files, kStatePath);
     if (!node) return;
     const Node& journal = after_.files.nodes.Get(*node);
+    if (*node == FindNode(after_.files, kVictim)) return;  // a second name of another file
     if (journal.directory || journal.security.owner != kAdministrators) return;
     const SecurityRecord& security = journal.security;
     const bool others =
@@ -291,6 +293,14 @@ AttackedRun RunAttack(const Attack& attack, Job job, std::uint64_t moment) {
     look.call = call;
     look.last = kEveryLaterCall;
     options.faults.push_back(std::move(look));
+  }
+  if (moment != 0 && attack.follow) {
+    Fault follow = AtMoment(1, [&](Machine& now) {
+      Attacker attacker(now);
+      if (run.acted) attack.follow(attacker);
+    });
+    follow.last = kEveryLaterCall;
+    options.faults.push_back(std::move(follow));
   }
   if (moment != 0) {
     options.faults.push_back(AtMoment(moment, [&](Machine& now) {

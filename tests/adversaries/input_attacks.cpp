@@ -112,7 +112,7 @@ std::vector<Attack> InfAttacks() {
 
 std::vector<Attack> BesideInfAttacks() {
   return {
-      Refused("junction planted in the INF's folder", u"000003EE",
+      Refused("junction planted in the INF's folder", u"00001129",
               "a listed link ends the snapshot",
               [](Attacker& user) {
                 return user.TryCreateJunction(u"C:\\pkg\\driver\\sub", u"C:\\Windows");

@@ -36,7 +36,16 @@ std::function<bool(Attacker&)> InLogFolder(std::function<bool(Attacker&)> act) {
 
 std::vector<Attack> LogAttacks() {
   constexpr char kNoLog[] = "a log that is reached by a link is not used";
+  Attack above = Row("folder above the log exchanged for a junction",
+                     "it is held before anything is created in it; without it there is no log",
+                     [](Attacker& user) {
+                       return user.TryRename(u"C:\\pkg", u"C:\\attacker\\stolen\\pkg") &&
+                              (user.TryCreateJunction(u"C:\\pkg", u"C:\\attacker\\twin"), true);
+                     });
+  // The INF goes with the folder: what comes in time is refused as such.
+  above.answers = {{Job::Remove, 3, u"refused (error 0x00001129)"}};
   return {
+      above,
       Row("log folder planted as a junction into Windows", kNoLog,
           [](Attacker& user) { return user.TryCreateJunction(kLogFolder, u"C:\\Windows"); }),
       Row("log folder planted as a symbolic link", kNoLog,
@@ -75,12 +84,6 @@ std::vector<Attack> LogAttacks() {
           [](Attacker& user) {
             return user.TryRename(kLogFolder, u"C:\\attacker\\stolen\\logs") &&
                    (user.TryCreateJunction(kLogFolder, u"C:\\Windows"), true);
-          }),
-      Row("folder above the log exchanged for a junction",
-          "it is held before anything is created in it; without it there is no log",
-          [](Attacker& user) {
-            return user.TryRename(u"C:\\pkg", u"C:\\attacker\\stolen\\pkg") &&
-                   (user.TryCreateJunction(u"C:\\pkg", u"C:\\attacker\\twin"), true);
           }),
       Row("log folder itself made a junction", "the log file in it is held, so it is not empty",
           [](Attacker& user) { return user.TryTurnIntoJunction(kLogFolder, u"C:\\Windows"); }),

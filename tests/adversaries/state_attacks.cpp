@@ -128,7 +128,8 @@ std::vector<Attack> StateAttacks() {
 
   row.name = "journal deleted while an install works";
   row.jobs = kWriters;
-  row.why = "it is held without delete sharing until the command ends";
+  row.expectation = Expectation::Harmless;
+  row.why = "it is held without delete sharing until the command lets go of it, at its end";
   row.strike = [](Attacker& user) { return user.TryDelete(kStatePath); };
   attacks.push_back(row);
   return attacks;

@@ -65,9 +65,28 @@ bool MoveTemp(Attacker& user) {
   return user.TryRename(kTempFolder, u"C:\\attacker\\stolen\\temp");
 }
 
+/// Where the junction leads, the user plants a twin of every private snapshot.
+void PlantTwinOfSnapshot(Attacker& user) {
+  const std::u16string snapshot = SnapshotFolder(user);
+  if (snapshot.empty()) return;
+  const std::u16string twin =
+      std::u16string(kAttackerFolder) + snapshot.substr(snapshot.rfind(u'\\'));
+  if (!user.TryCreateFolder(twin)) return;
+  for (const char16_t* name : {u"\\vorn_audio.inf", u"\\vorn_audio.cat", u"\\vorn_audio.sys"}) {
+    user.TryCreateFile(twin + name, TextOf(user.TheMachine(), kTwinFolder + std::u16string(name)));
+  }
+}
+
 std::vector<Attack> FolderSwaps() {
   const Expectation refused = Expectation::Refused;
+  Attack inPlace = Row(
+      "temporary folder itself made a junction", refused,
+      "an empty folder can be; the one that holds the snapshot is checked once more",
+      [](Attacker& user) { return user.TryTurnIntoJunction(kTempFolder, kAttackerFolder); },
+      u"00001129");
+  inPlace.follow = PlantTwinOfSnapshot;
   return {
+      inPlace,
       Row(
           "temporary folder exchanged for a junction into Windows", refused,
           "a link on the way is opened itself and refused; while it is held it stays",
@@ -90,11 +109,6 @@ std::vector<Attack> FolderSwaps() {
             return user.TryRename(kTempParent, u"C:\\attacker\\stolen\\scratch") &&
                    (user.TryCreateJunction(kTempParent, kAttackerFolder), true);
           },
-          u"00001129"),
-      Row(
-          "temporary folder itself made a junction", refused,
-          "a folder that was checked is checked again once it cannot be empty any more",
-          [](Attacker& user) { return user.TryTurnIntoJunction(kTempFolder, kAttackerFolder); },
           u"00001129"),
       Row(
           "temporary folder exchanged for a file", refused, "a file is no folder",

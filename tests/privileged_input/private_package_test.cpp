@@ -77,6 +77,19 @@ TEST_F(PackageSnapshot, CopiesTheWholeFolderOfTheInfAndNothingElse) {
   EXPECT_EQ(process.ErrorOutput() + process.Output(), u"");
 }
 
+TEST_F(PackageSnapshot, IsRefusedInATemporaryFolderThatBecomesALinkWhileItIsHeld) {
+  sim::Fault becomesLink;
+  becomesLink.call = "BCryptGenRandom";
+  becomesLink.kind = sim::FaultKind::Change;
+  becomesLink.change = [](sim::Machine& now) {
+    sim::Node& temp = sim::NodeAt(now.files, u"C:\\Temp");
+    temp.reparse = sim::ReparseKind::Junction;
+    temp.reparseTarget = u"C:\\elsewhere";
+  };
+  process.faults = {becomesLink};
+  ExpectRefused("00001129");
+}
+
 TEST_F(PackageSnapshot, IsNamedByRandomDigits) {
   ASSERT_TRUE(AcquirePackageSnapshot(kInf));
   const std::u16string first = CopyFolder();

@@ -284,6 +284,22 @@ TEST_F(LogPlacement, HoldsTheFileWhileAMessageIsWritten) {
   EXPECT_TRUE(asked);
 }
 
+TEST_F(LogPlacement, IsNotUsedWhenItsHeldFolderBecomesALink) {
+  PlaceRemovalLog(kInf);
+  Node& folder = NodeAt(machine.files, kLogFolder);
+  folder.reparse = ReparseKind::Junction;
+  folder.reparseTarget = u"C:\\Windows";
+  LogRemoval(u"message");
+  EXPECT_FALSE(Exists(u"C:\\Windows\\vorn_devnode.log"));
+}
+
+TEST_F(LogPlacement, StaysOnTheVolumeWhoseLetterItWasGiven) {
+  machine.files.dosDevices[u"P:"] = u"\\Device\\HarddiskVolume3";
+  PlaceRemovalLog(u"P:\\pkg\\driver\\vorn_audio.inf");
+  machine.files.dosDevices[u"P:"] = u"\\??\\C:\\Windows";
+  EXPECT_TRUE(LogsAMessage());
+}
+
 TEST_F(LogPlacement, ProvesTheFileAnewForEachMessage) {
   PlaceRemovalLog(kInf);
   EXPECT_TRUE(LogsAMessage());
