@@ -38,9 +38,9 @@ std::vector<Answer> AllOk(const std::vector<Job>& jobs) {
 }
 
 const std::vector<Job> kEvery(std::begin(kAllJobs), std::end(kAllJobs));
-const std::vector<Job> kOnInstalled = {Job::Update,         Job::Remove,      Job::AuditCurrent,
-                                       Job::Verify,         Job::HotActivate, Job::AuditCatalog,
-                                       Job::ResumeEndpoints};
+// Not the update: Windows gives a package to every device with its hardware id, whoever asks.
+const std::vector<Job> kOnInstalled = {Job::Remove,      Job::AuditCurrent, Job::Verify,
+                                       Job::HotActivate, Job::AuditCatalog, Job::ResumeEndpoints};
 
 Device Plugged(const char16_t* id) {
   Device device;
