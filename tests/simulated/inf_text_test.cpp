@@ -179,9 +179,9 @@ TEST(ParseInf, FindsTheFirstOfDoubledKeys) {
   EXPECT_EQ(inf.Value(u"missing", u"a"), std::nullopt);
 }
 
-TEST(ParseInf, IgnoresTextBeforeTheFirstSectionOfASoundInf) {
-  const ParsedInf inf =
-      Parse(ToBytes("text\nkey=value\nmore [T] rest\na=b\n" + std::string(kVersion)));
+TEST(ParseInf, IgnoresTextBeforeTheFirstSectionWhereThereAreStrings) {
+  const ParsedInf inf = Parse(
+      ToBytes("text\nkey=value\nmore [T] rest\na=b\n" + std::string(kVersion) + "[Strings]\n"));
   EXPECT_EQ(RenderSection(inf, u"T"), Lines{"a=|b"});
 }
 
