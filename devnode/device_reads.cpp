@@ -42,7 +42,7 @@ bool ReadInstanceId(platform::HDEVINFO list, const platform::SP_DEVINFO_DATA& de
   if (!platform::SetupDiGetDeviceInstanceIdW(list, &device, buffer.data(), length, nullptr)) {
     return false;
   }
-  instanceId = buffer.c_str();
+  instanceId.assign(buffer.c_str());
   return !instanceId.empty();
 }
 

@@ -1,0 +1,75 @@
+// A folder's listing of any bytes, walked a second time by plain arithmetic.
+
+#include "privileged_input/directory_records.h"
+
+#include "platform/simulated/machine.h"
+#include "platform/simulated/process.h"
+#include "privileged_input/path_rules.h"
+#include "tests/fuzz/fuzz.h"
+
+#include <optional>
+
+namespace vorn::tests {
+
+namespace {
+
+using privileged_input::DirectoryEntry;
+using privileged_input::kListingBufferSize;
+
+std::uint64_t WordAt(std::span<const std::uint8_t> buffer, std::uint64_t offset) {
+  std::uint64_t word = 0;
+  for (std::uint64_t i = 4; i > 0; --i)
+    word = word << 8 | buffer[offset + i - 1];
+  return word;
+}
+
+/// The entries of a whole buffer; nothing when a record must be refused. A record's next offset is
+/// its first word; attributes stand at 56, the name's length at 60 and the name at 104.
+std::optional<std::vector<DirectoryEntry>> Walk(std::span<const std::uint8_t> buffer,
+                                                std::size_t most) {
+  std::vector<DirectoryEntry> entries;
+  for (std::uint64_t at = 0;;) {
+    if (at > 65424) return std::nullopt;
+    const std::uint64_t length = WordAt(buffer, at + 60);
+    const std::uint64_t next = WordAt(buffer, at);
+    if (length % 2 != 0 || at + 104 + length > kListingBufferSize) return std::nullopt;
+    if (next != 0 && (next < 104 || at + next > kListingBufferSize)) return std::nullopt;
+    DirectoryEntry entry;
+    entry.name = UnitsOf(buffer.subspan(at + 104, length));
+    entry.attributes = static_cast<std::uint32_t>(WordAt(buffer, at + 56));
+    if (entry.name != u"." && entry.name != u"..") {
+      if (!privileged_input::IsSafeComponentName(entry.name)) return std::nullopt;
+      if (entries.size() == most) return std::nullopt;
+      entries.push_back(entry);
+    }
+    if (next == 0) return entries;
+    at += next;
+  }
+}
+
+void Check(std::span<const std::uint8_t> input) {
+  static platform::simulated::Machine machine;
+  platform::simulated::Process process(machine);
+  const std::size_t most = input.empty() ? 0 : input[0] % 8;
+
+  std::vector<std::uint8_t> buffer(input.begin(), input.end());
+  std::vector<DirectoryEntry> entries;
+  privileged_input::AppendDirectoryRecords(buffer, most, entries);  // of no usual size
+  Require(entries.size() <= most, "no more entries than allowed, whatever the size");
+
+  buffer.resize(kListingBufferSize);
+  entries.clear();
+  const bool accepted = privileged_input::AppendDirectoryRecords(buffer, most, entries);
+  const auto walked = Walk(buffer, most);
+  Require(accepted == walked.has_value(), "accepted by both walks or by none");
+  Require(!walked || entries == *walked, "the same entries by both walks");
+}
+
+}  // namespace
+
+}  // namespace vorn::tests
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  vorn::tests::Check({data, size});
+  return 0;
+}

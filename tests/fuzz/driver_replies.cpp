@@ -1,0 +1,102 @@
+// Replies of a driver that may send anything: a pool or a status is accepted exactly if it is
+// whole, judged from the bytes a second time.
+
+#include "control/endpoint_pool.h"
+#include "control/exact_driver_version.h"
+#include "control/resident_status.h"
+#include "tests/fuzz/fuzz.h"
+
+#include <cstring>
+#include <set>
+#include <utility>
+
+namespace vorn::tests {
+
+namespace {
+
+std::uint32_t WordAt(const std::uint8_t* bytes, std::size_t offset) {
+  std::uint32_t word = 0;
+  std::memcpy(&word, bytes + offset, sizeof word);
+  return word;
+}
+
+/// Whether 2804 bytes are 20 named entries of 140 bytes, one for each cable and flow.
+bool IsWholePool(const std::uint8_t* bytes, std::uint32_t returned) {
+  if (returned < 4 || WordAt(bytes, 0) != 20) return false;
+  std::set<std::pair<std::uint32_t, bool>> identities;
+  for (std::size_t at = 4; at < 2804; at += 140) {
+    const std::u16string name = UnitsOf({bytes + at + 12, 128});
+    const std::size_t end = name.find(u'\0');
+    if (end == 0 || end == name.npos || WordAt(bytes, at) > 9) return false;
+    identities.emplace(WordAt(bytes, at), WordAt(bytes, at + 4) != 0);
+  }
+  return identities.size() == 20;
+}
+
+void CheckPool(std::span<const std::uint8_t> input) {
+  EndpointPoolReply reply;
+  std::uint8_t bytes[sizeof reply] = {};
+  std::copy_n(input.begin(), std::min(input.size(), sizeof bytes), bytes);
+  std::memcpy(&reply, bytes, sizeof reply);
+  const auto returned = static_cast<std::uint32_t>(std::min(input.size(), sizeof bytes));
+
+  std::vector<EndpointPoolEntry> entries;
+  const CheckResult read = ReadEndpointPoolReply(reply, returned, entries);
+  const bool accepted = read.ok && ValidateEndpointPool(entries).ok;
+  Require(accepted == IsWholePool(bytes, returned), "a pool is accepted exactly if it is whole");
+  Require(read.ok == read.reason.empty(), "a reason for a refusal and for nothing else");
+}
+
+/// Whether a reply proves that version; from 26.8.10 on it has to prove the interface as well.
+bool Proves(const std::uint8_t* bytes, std::uint32_t returned, const ExactDriverVersion& version) {
+  if (WordAt(bytes, 0) != version.packed) return false;
+  if (version.packed < (26U << 16 | 8U << 8 | 10U)) return true;
+  return returned >= 124 && WordAt(bytes, 104) == 3 && WordAt(bytes, 108) == 3 &&
+         WordAt(bytes, 112) % 2 == 1 && WordAt(bytes, 120) == version.revision;
+}
+
+void CheckStatus(std::span<const std::uint8_t> input) {
+  if (input.size() < 12) return;
+  const ExactDriverVersion version = {WordAt(input.data(), 0) & 0xFFFFFF, WordAt(input.data(), 4)};
+  input = input.subspan(8);
+  StatusReply reply;
+  std::uint8_t bytes[sizeof reply] = {};
+  std::copy_n(input.begin(), std::min(input.size(), sizeof bytes), bytes);
+  std::memcpy(&reply, bytes, sizeof reply);
+  const auto returned = static_cast<std::uint32_t>(std::min(input.size(), sizeof bytes));
+  const CheckResult judged = JudgeResidentStatus(reply, returned, version, u"26.8.10.5");
+  Require(judged.ok == Proves(bytes, returned, version), "a status is believed exactly if it fits");
+  Require(judged.ok == judged.reason.empty(), "a reason for a refusal and for nothing else");
+  Require(judged.reason.size() < 256, "a reason has its limit");
+}
+
+/// Four decimal parts, and their numbers from the text by another way.
+void CheckVersion(std::span<const std::uint8_t> input) {
+  const std::u16string text(input.begin(), input.end());
+  const auto parsed = ParseExactDriverVersion(text);
+  if (!parsed) return;
+  std::uint64_t parts[4] = {};
+  std::size_t part = 0;
+  for (const char16_t unit : text) {
+    if (unit == u'.') {
+      Require(++part < 4, "four parts");
+      continue;
+    }
+    Require(unit >= u'0' && unit <= u'9', "digits and dots");
+    parts[part] = parts[part] * 10 + (unit - u'0');
+  }
+  Require(part == 3 && parts[0] < 256 && parts[1] < 256 && parts[2] < 256, "parts in their range");
+  Require(parsed->packed == (parts[0] << 16 | parts[1] << 8 | parts[2]), "packed as they are");
+  Require(parsed->revision == parts[3], "the revision as it is");
+}
+
+}  // namespace
+
+}  // namespace vorn::tests
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  vorn::tests::CheckPool({data, size});
+  vorn::tests::CheckStatus({data, size});
+  vorn::tests::CheckVersion({data, size});
+  return 0;
+}

@@ -1,0 +1,127 @@
+// A registry of any records: their cleanup deletes marked records and nothing else, whatever the
+// names, values and links.
+
+#include "remove/endpoint_records.h"
+
+#include "platform/registry.h"
+#include "platform/simulated/machine.h"
+#include "platform/simulated/process.h"
+#include "tests/fuzz/fuzz.h"
+
+#include <algorithm>
+#include <set>
+
+namespace vorn::tests {
+
+namespace {
+
+using namespace platform::simulated;
+
+const std::u16string kBase = u"SOFTWARE\\Audio";
+const std::u16string kForeign = u"SOFTWARE\\Foreign\\Tree";
+const std::u16string kMarker = u"{4b7a2e8f-3c5d-4e91-8a67-2f9b1e3d5c7a},2";
+
+/// A key's name of the input: at least one unit, no backslash and no NUL.
+std::u16string NameOf(InputReader& input) {
+  std::u16string name = u"k";
+  for (const std::uint8_t byte : input.Take(input.Byte() % 12)) {
+    name += byte == u'\\' || byte == 0 ? u'_' : static_cast<char16_t>(byte);
+  }
+  return name;
+}
+
+Bytes DataOf(InputReader& input) {
+  const auto data = input.Take(input.Byte() % 10);
+  return {data.begin(), data.end()};
+}
+
+void AddRecord(Registry& registry, InputReader& input) {
+  const std::uint8_t choice = input.Byte();
+  const std::u16string record =
+      kBase + (choice & 1 ? u"\\Render\\" : u"\\Capture\\") + NameOf(input);
+  const KeyId key = MakeKey(registry, record);
+  const std::u16string properties = record + (choice & 2 ? u"\\Properties" : u"\\FxProperties");
+  if (choice & 4) PutValue(registry, properties, kMarker, input.Byte() % 12, DataOf(input));
+  if (choice & 8) PutDword(registry, properties, kMarker, input.Byte());
+  if (choice & 16) PutDword(registry, record, u"DeviceState", input.Byte());
+  if (choice & 32) MakeKey(registry, record + u"\\" + NameOf(input) + u"\\" + NameOf(input));
+  if (choice & 64) {
+    const KeyId link = MakeKey(registry, record + u"\\" + NameOf(input));
+    registry.keys[link].linkTarget = input.Byte() & 1 ? kForeign : kBase + u"\\Render";
+  }
+  if (choice & 128) registry.keys[key].deleteStatus = input.Byte() & 1 ? -1073741790 : 0;
+}
+
+bool IsMarked(const Registry& registry, KeyId record) {
+  const auto properties = FindChild(registry, record, u"Properties");
+  if (!properties || registry.keys.at(*properties).linkTarget) return false;
+  const RegistryValue* marker = FindValue(registry.keys.at(*properties), kMarker);
+  return marker != nullptr && marker->type == platform::REG_DWORD && marker->data.size() == 4 &&
+         marker->data[0] < 10 && marker->data[1] == 0 && marker->data[2] == 0 &&
+         marker->data[3] == 0;
+}
+
+/// The numbers of a key and of all below it.
+void Collect(const Registry& registry, KeyId key, std::set<KeyId>& keys) {
+  keys.insert(key);
+  for (const KeyId child : registry.keys.at(key).children)
+    Collect(registry, child, keys);
+}
+
+std::set<KeyId> KeysOfMarkedRecords(const Registry& registry) {
+  std::set<KeyId> keys;
+  for (const char16_t* flow : {u"Render", u"Capture"}) {
+    const auto flowKey = FindKey(registry, kBase + u"\\" + flow);
+    if (!flowKey) continue;
+    for (const KeyId record : registry.keys.at(*flowKey).children) {
+      if (IsMarked(registry, record)) Collect(registry, record, keys);
+    }
+  }
+  return keys;
+}
+
+void CheckNothingElseChanged(const Registry& before, const Registry& after,
+                             const std::set<KeyId>& ours) {
+  for (const auto& [id, key] : before.keys) {
+    if (ours.contains(id)) continue;
+    const auto kept = after.keys.find(id);
+    Require(kept != after.keys.end(), "no foreign key is deleted");
+    Require(kept->second.values == key.values, "no foreign value is changed");
+    Require(kept->second.name == key.name && kept->second.parent == key.parent, "none is moved");
+  }
+  for (const auto& [id, key] : after.keys)
+    Require(before.keys.contains(id), "no key is created");
+}
+
+void Check(std::span<const std::uint8_t> bytes) {
+  Machine machine;
+  InputReader input(bytes);
+  MakeKey(machine.registry, kForeign + u"\\Properties\\Below");
+  PutDword(machine.registry, kForeign + u"\\Properties", kMarker, 3);
+  for (int records = 0; records < 12 && !input.Ended(); ++records)
+    AddRecord(machine.registry, input);
+  const Registry before = machine.registry;
+  const std::set<KeyId> ours = KeysOfMarkedRecords(before);
+  const std::uint64_t start = machine.clock.tick;
+
+  Process process(machine);
+  const EndpointRecordCleanupResult result =
+      CleanEndpointRecords(platform::HKEY_LOCAL_MACHINE, kBase, 3000);
+  CheckNothingElseChanged(before, machine.registry, ours);
+  Require(machine.clock.tick - start <= 3250, "the wait keeps to its budget");
+  if (result.retained.empty()) {
+    for (const KeyId key : ours)
+      Require(!machine.registry.keys.contains(key), "what is ours is gone, or said to be kept");
+  }
+  for (const auto& [kind, count] : process.OpenObjects())
+    Require(count == 0, "nothing is left open");
+}
+
+}  // namespace
+
+}  // namespace vorn::tests
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  vorn::tests::Check({data, size});
+  return 0;
+}

@@ -1,0 +1,61 @@
+#pragma once
+
+// What the fuzz targets share: a requirement that stops the run with the input that breaks it, and
+// texts and numbers made from the input's bytes.
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <span>
+#include <string>
+
+/// Called by libFuzzer with each input.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
+
+namespace vorn::tests {
+
+/// Ends the run if `holds` is false; libFuzzer keeps the input then.
+inline void Require(bool holds, const char* what) {
+  if (holds) return;
+  std::fprintf(stderr, "broken: %s\n", what);
+  std::abort();
+}
+
+/// UTF-16 units from pairs of bytes, low byte first; an odd byte at the end is left out.
+inline std::u16string UnitsOf(std::span<const std::uint8_t> bytes) {
+  std::u16string text;
+  text.reserve(bytes.size() / 2);
+  for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
+    text.push_back(static_cast<char16_t>(bytes[i] | bytes[i + 1] << 8));
+  }
+  return text;
+}
+
+/// Takes one decision after another from the input; zeros when it has ended.
+class InputReader {
+ public:
+  explicit InputReader(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}
+
+  bool Ended() const { return bytes_.empty(); }
+
+  std::uint8_t Byte() {
+    if (bytes_.empty()) return 0;
+    const std::uint8_t byte = bytes_.front();
+    bytes_ = bytes_.subspan(1);
+    return byte;
+  }
+
+  /// The next bytes, at most `most` of them.
+  std::span<const std::uint8_t> Take(std::size_t most) {
+    const std::span<const std::uint8_t> taken = bytes_.first(std::min(most, bytes_.size()));
+    bytes_ = bytes_.subspan(taken.size());
+    return taken;
+  }
+
+ private:
+  std::span<const std::uint8_t> bytes_;
+};
+
+}  // namespace vorn::tests

@@ -1,0 +1,97 @@
+// A journal of any bytes: what is accepted holds every rule of a journal, and what the program
+// would write of it reads back as the same record.
+
+#include "base/text.h"
+#include "install/activation_state.h"
+#include "install/activation_storage.h"
+#include "platform/simulated/machine.h"
+#include "platform/simulated/process.h"
+#include "privileged_input/protected_files.h"
+#include "tests/fuzz/fuzz.h"
+
+#include <set>
+#include <string_view>
+#include <utility>
+
+namespace vorn::tests {
+
+namespace {
+
+bool IsText(const std::u16string& text, std::size_t most) {
+  return !text.empty() && text.size() <= most && text.find_first_of(u"\r\n") == text.npos;
+}
+
+void CheckRules(const ActivationState& state) {
+  Require(IsText(state.version, 64), "a version of 1 to 64 units");
+  Require(IsText(state.date, 32), "a date of 1 to 32 units");
+  Require(ToLowerAscii(state.service) == u"vornaudio", "the service's name");
+  Require(state.infSha256.size() == 64, "a hash of 64 digits");
+  for (const char16_t digit : ToLowerAscii(state.infSha256)) {
+    Require((digit >= u'0' && digit <= u'9') || (digit >= u'a' && digit <= u'f'), "a hash in hex");
+  }
+  Require(!state.unchangedPackage, "nothing unchanged in a journal");
+  Require(state.catalog.size() <= 20 && state.present.size() <= 20, "20 entries a list");
+  Require(!state.fresh || (state.catalog.empty() && state.present.empty()), "fresh is empty");
+  std::set<std::pair<std::uint32_t, bool>> identities;
+  std::set<std::u16string> ids;
+  for (const CatalogEndpoint& endpoint : state.catalog) {
+    Require(endpoint.cableIndex < 10 && !endpoint.endpointId.empty(), "a sound endpoint");
+    Require(identities.emplace(endpoint.cableIndex, endpoint.capture).second, "one of an identity");
+    Require(ids.insert(ToLowerAscii(endpoint.endpointId)).second, "one of an endpoint id");
+  }
+}
+
+bool HasLineBreakInIds(const ActivationState& state) {
+  for (const CatalogEndpoint& endpoint : state.catalog) {
+    if (HasLineBreak(endpoint.endpointId)) return true;
+  }
+  for (const std::u16string& id : state.present) {
+    if (HasLineBreak(id)) return true;
+  }
+  return false;
+}
+
+/// The writer refuses some records that the parser takes; what it writes reads back the same.
+void CheckStorage(const ActivationState& state) {
+  static const platform::simulated::Machine kStart = platform::simulated::CleanMachine();
+  platform::simulated::Machine machine = kStart;
+  platform::simulated::Process process(machine);
+  const std::u16string path = u"C:\\pkg\\journal";
+  if (WriteActivationState(path, state)) {
+    privileged_input::ReleaseProtectedFiles();
+    ActivationState read;
+    Require(ReadActivationState(path, read), "what was written can be read");
+    Require(read == state, "what was written is what is read");
+    DeleteActivationState(path);
+  }
+  privileged_input::ReleaseProtectedFiles();
+  Require(!platform::simulated::FindNode(machine.files, path), "no journal is left");
+}
+
+void Check(std::u16string_view text) {
+  ActivationState untouched;
+  untouched.version = u"before";
+  ActivationState state = untouched;
+  if (!ParseActivationState(text, state)) {
+    Require(state == untouched, "a refused text changes nothing");
+    return;
+  }
+  CheckRules(state);
+  if (!HasLineBreakInIds(state)) {
+    ActivationState again;
+    Require(ParseActivationState(SerializeActivationState(state), again), "accepted once more");
+    Require(again == state, "the same once more");
+  }
+  CheckStorage(state);
+}
+
+}  // namespace
+
+}  // namespace vorn::tests
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  // As UTF-16, and with a byte for each unit, which finds the ASCII of the format sooner.
+  vorn::tests::Check(vorn::tests::UnitsOf({data, size}));
+  vorn::tests::Check(std::u16string(data, data + size));
+  return 0;
+}
