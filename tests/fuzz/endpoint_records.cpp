@@ -1,5 +1,5 @@
 // A registry of any records: their cleanup deletes marked records and nothing else, whatever the
-// names, values and links.
+// names and values. Links are not among them: users have no right to create keys there.
 
 #include "remove/endpoint_records.h"
 
@@ -45,10 +45,6 @@ void AddRecord(Registry& registry, InputReader& input) {
   if (choice & 8) PutDword(registry, properties, kMarker, input.Byte());
   if (choice & 16) PutDword(registry, record, u"DeviceState", input.Byte());
   if (choice & 32) MakeKey(registry, record + u"\\" + NameOf(input) + u"\\" + NameOf(input));
-  if (choice & 64) {
-    const KeyId link = MakeKey(registry, record + u"\\" + NameOf(input));
-    registry.keys[link].linkTarget = input.Byte() & 1 ? kForeign : kBase + u"\\Render";
-  }
   if (choice & 128) registry.keys[key].deleteStatus = input.Byte() & 1 ? -1073741790 : 0;
 }
 
