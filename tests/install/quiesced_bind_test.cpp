@@ -1,0 +1,158 @@
+// The install command hides the endpoints for the bind, and shows them when the bind is rejected.
+
+#include "platform/config_manager.h"
+#include "platform/simulated/device_io.h"
+#include "tests/install/update_run.h"
+#include "tests/support/activation.h"
+#include "tests/support/console_lines.h"
+#include "tests/support/run_command.h"
+#include "tests/support/world.h"
+
+#include <gtest/gtest.h>
+
+namespace vorn {
+namespace {
+
+using platform::simulated::CallRecord;
+using platform::simulated::Machine;
+using platform::simulated::OutdatedMachine;
+using tests::Console;
+using tests::ConsoleOf;
+using tests::ControlCodes;
+using tests::CountOf;
+using tests::EndpointIds;
+using tests::Err;
+using tests::ExpectRun;
+using tests::ExpectTidy;
+using tests::FailCall;
+using tests::Install;
+using tests::JournalIn;
+using tests::kNotQuiesced;
+using tests::kPersisted;
+using tests::kRejected;
+using tests::kSampleJournal;
+using tests::kSampleProven;
+using tests::kUpdated;
+using tests::kVisibility;
+using tests::RootOf;
+using tests::RunResult;
+using tests::VisibleEndpoints;
+
+// ------------------------------------------------------------------------------------------------
+// Quiesce fails, the bind goes on.
+
+TEST(QuiesceBeforeTheBind, FailingAtTheOpenBindsDirectly) {
+  Machine machine = OutdatedMachine();
+  // The quick look opens the device twice, for the pool and for the status.
+  const RunResult run =
+      Install(machine, {.faults = {FailCall("CreateFileW", 3, 5), FailCall("CreateFileW", 4, 32)}});
+  ExpectRun(run, kExitOk,
+            {kPersisted,
+             Err("vorn_devnode: driver quiesce could not open the device: no openable VORN "
+                 "interface on this root (control and KS both failed, last error 0x00000020)"),
+             kNotQuiesced, kUpdated, kSampleProven});
+}
+
+TEST(QuiesceBeforeTheBind, FailingAtTheLeaseBindsDirectly) {
+  Machine machine = OutdatedMachine();
+  RootOf(machine).resident->failures[platform::simulated::kAcquireLease] = 170;
+  ExpectRun(Install(machine), kExitOk,
+            {kPersisted,
+             Err("vorn_devnode: driver quiesce could not acquire the controller lease (error "
+                 "0x000000AA)"),
+             kNotQuiesced, kUpdated, kSampleProven});
+}
+
+TEST(QuiesceBeforeTheBind, WantsTheWholeLeaseReply) {
+  Machine machine = OutdatedMachine();
+  RootOf(machine).resident->leaseBytes = 8;
+  const RunResult run = Install(machine);
+  EXPECT_EQ(run.status, kExitOk);
+  EXPECT_EQ(ConsoleOf(run)[2], kNotQuiesced);
+  EXPECT_EQ(CountOf(ControlCodes(run), kVisibility), 0U);
+}
+
+TEST(QuiesceBeforeTheBind, GoesOnBehindOneCableThatRefuses) {
+  Machine machine = OutdatedMachine();
+  RootOf(machine).resident->refusesToHide[{4, 0}] = 31;
+  const RunResult run = Install(machine);
+  ExpectRun(run, kExitOk,
+            {kPersisted, Err("vorn_devnode: could not hide cable 4 render (error 0x0000001F)"),
+             kNotQuiesced, kUpdated, kSampleProven});
+  EXPECT_EQ(CountOf(ControlCodes(run), kVisibility), 20U);
+}
+
+TEST(QuiesceBeforeTheBind, NamesAllTwentyWhenNoneCanBeHidden) {
+  Machine machine = OutdatedMachine();
+  RootOf(machine).resident->failures[platform::simulated::kSetCableVisibility] = 31;
+  const RunResult run = Install(machine);
+  EXPECT_EQ(run.status, kExitOk);
+  const Console console = ConsoleOf(run);
+  ASSERT_EQ(console.size(), 24U);
+  EXPECT_EQ(console[1], Err("vorn_devnode: could not hide cable 0 render (error 0x0000001F)"));
+  EXPECT_EQ(console[20], Err("vorn_devnode: could not hide cable 9 capture (error 0x0000001F)"));
+}
+
+// ------------------------------------------------------------------------------------------------
+// Windows rejects the bind.
+
+TEST(RejectedBind, DropsTheJournalAndShowsTheEndpointsAgain) {
+  Machine machine = OutdatedMachine();
+  machine.store.updateError = platform::ERROR_FILE_HASH_NOT_IN_CATALOG;
+  const Machine before = machine;
+  const RunResult run = Install(machine);
+  ExpectRun(run, kExitBindRefused,
+            {kPersisted,
+             Err("vorn_devnode: UpdateDriverForPlugAndPlayDevices(existing) failed (error "
+                 "0xE000024B)"),
+             kRejected});
+  EXPECT_EQ(JournalIn(machine, kSampleJournal), std::nullopt);
+  EXPECT_EQ(CountOf(ControlCodes(run), kVisibility), 40U);
+  EXPECT_EQ(VisibleEndpoints(machine), 20U);
+  EXPECT_EQ(EndpointIds(machine), EndpointIds(before));
+  EXPECT_EQ(tests::ResidentVersion(machine), "26.8.9.4");
+  ExpectTidy(before, machine);
+}
+
+TEST(RejectedBind, ShowsTheEndpointsLastOfAll) {
+  Machine machine = OutdatedMachine();
+  machine.store.updateError = 5;
+  const RunResult run = Install(machine);
+  std::size_t lastLine = 0;
+  std::size_t deletion = 0;
+  std::size_t firstShow = 0;
+  std::size_t visibilities = 0;
+  for (std::size_t i = 0; i < run.calls.size(); ++i) {
+    const CallRecord& call = run.calls[i];
+    if (call.name == "fputws") lastLine = i;
+    if (call.name == "SetFileInformationByHandle" && deletion == 0) deletion = i;
+    const bool visibility =
+        call.name == "DeviceIoControl" && call.Argument("controlCode") == kVisibility;
+    if (visibility && ++visibilities == 21) firstShow = i;
+  }
+  EXPECT_LT(lastLine, deletion);
+  EXPECT_LT(deletion, firstShow);
+}
+
+TEST(RejectedBind, SaysWhichEndpointsItCouldNotShowAgain) {
+  Machine machine = OutdatedMachine();
+  machine.store.updateError = 5;
+  RootOf(machine).resident->refusesToShow[{7, 1}] = 31;
+  const RunResult run = Install(machine);
+  EXPECT_EQ(run.status, kExitBindRefused);
+  EXPECT_EQ(ConsoleOf(run).back(),
+            Err("vorn_devnode: could not re-show cable 7 capture (error 0x0000001F)"));
+  EXPECT_EQ(VisibleEndpoints(machine), 19U);
+}
+
+TEST(RejectedBind, ShowsOnlyWhatItHid) {
+  Machine machine = OutdatedMachine();
+  machine.store.updateError = 5;
+  RootOf(machine).resident->refusesToHide[{4, 0}] = 31;
+  const RunResult run = Install(machine);
+  EXPECT_EQ(CountOf(ControlCodes(run), kVisibility), 39U);
+  EXPECT_EQ(VisibleEndpoints(machine), 20U);
+}
+
+}  // namespace
+}  // namespace vorn

@@ -1,0 +1,126 @@
+// Where the package snapshot is put, and how its folder is protected.
+
+#include "tests/privileged_input/package_snapshot.h"
+
+namespace vorn::privileged_input {
+namespace {
+
+using tests::kGuidRoot;
+using tests::Repeat;
+
+TEST_F(PackageSnapshot, AsksForTheTemporaryFolderWithAWholeBuffer) {
+  ASSERT_TRUE(AcquirePackageSnapshot(kInf));
+  ASSERT_EQ(CallsOf("GetTempPathW").size(), 1U);
+  EXPECT_EQ(CallsOf("GetTempPathW")[0].Argument("nBufferLength"), "32768");
+}
+
+TEST_F(PackageSnapshot, CutsBackslashesButNotADriveRoots) {
+  for (const char16_t* base : {u"C:\\Temp\\\\\\", u"C:\\Temp"}) {
+    machine.files.tempFolder = base;
+    EXPECT_TRUE(AcquirePackageSnapshot(kInf)) << testing::PrintToString(base);
+  }
+  machine.files.tempFolder = u"C:\\";
+  ASSERT_TRUE(AcquirePackageSnapshot(kInf));
+  EXPECT_TRUE(SnapshotInfPath().starts_with(std::u16string(kGuidRoot) + u"VORN-input-"));
+}
+
+TEST_F(PackageSnapshot, TakesAnotherBaseWhenOneIsGiven) {
+  sim::MakeFolder(Files(), u"C:\\base");
+  const PrivatePackage package = PrivatePackage::Create(kInf, u"C:\\base\\", kPackageSddl, true);
+  EXPECT_TRUE(package);
+  EXPECT_EQ(sim::ListFolder(Files(), u"C:\\base").size(), 1U);
+  EXPECT_TRUE(CallsOf("GetTempPathW").empty());
+}
+
+TEST_F(PackageSnapshot, RefusesATemporaryFolderThatIsALinkOrBehindOne) {
+  sim::MakeFolder(Files(), u"C:\\real\\inner");
+  sim::PutLink(Files(), u"C:\\linked", sim::ReparseKind::Junction, u"C:\\real", true);
+  for (const char16_t* base : {u"C:\\linked\\", u"C:\\linked\\inner\\"}) {
+    machine.files.tempFolder = base;
+    ExpectRefused("00001129");
+  }
+  EXPECT_EQ(sim::ListFolder(Files(), u"C:\\real").size(), 1U);
+}
+
+TEST_F(PackageSnapshot, IsRefusedInATemporaryFolderThatBecomesALinkWhileItIsHeld) {
+  sim::Fault becomesLink;
+  becomesLink.call = "BCryptGenRandom";
+  becomesLink.kind = sim::FaultKind::Change;
+  becomesLink.change = [](sim::Machine& now) {
+    sim::Node& temp = sim::NodeAt(now.files, u"C:\\Temp");
+    temp.reparse = sim::ReparseKind::Junction;
+    temp.reparseTarget = u"C:\\elsewhere";
+  };
+  process.faults = {becomesLink};
+  ExpectRefused("00001129");
+}
+
+TEST_F(PackageSnapshot, RefusesATemporaryFolderOnANetworkDrive) {
+  Files().dosDevices[u"N:"] = u"\\Device\\Mup\\server\\share";
+  machine.files.tempFolder = u"N:\\Temp\\";
+  ExpectRefused("000004B0");
+  machine.files.tempFolder = u"\\\\server\\share\\Temp\\";
+  ExpectRefused("0000007B");
+}
+
+TEST_F(PackageSnapshot, RefusesATemporaryFolderThatIsMissingOrUnknown) {
+  machine.files.tempFolder = u"C:\\none\\";
+  ExpectRefused("00000002");
+  machine.files.tempFolder = u"C:\\" + Repeat(u'a', 33000) + u"\\";
+  ExpectRefused("000003EE");
+  machine.files.tempFolder = u"C:\\Temp\\";
+  FailCall("GetTempPathW", platform::ERROR_NOT_ENOUGH_MEMORY);
+  ExpectRefused("00000008");
+}
+
+TEST_F(PackageSnapshot, NeverTakesAnExistingFolder) {
+  const std::uint64_t random = machine.randomState;
+  ASSERT_TRUE(AcquirePackageSnapshot(kInf));
+  const std::u16string name = CopyFolder();
+  ReleasePackageSnapshot();
+  machine.randomState = random;
+  sim::PutFile(Files(), name + u"\\planted", "planted");
+  EXPECT_FALSE(AcquirePackageSnapshot(kInf));
+  EXPECT_EQ(process.ErrorOutput(),
+            u"vorn_devnode: protected local package snapshot refused (error 0x000000B7)\n");
+  EXPECT_EQ(sim::ListFolder(Files(), name), std::vector<std::u16string>{u"planted"});
+}
+
+TEST_F(PackageSnapshot, MustBeProtectedIndeed) {
+  const auto loosen = [](sim::Machine& changed) {
+    const std::u16string name = sim::ListFolder(changed.files, u"C:\\Temp").at(0);
+    sim::NodeAt(changed.files, u"C:\\Temp\\" + name).security.daclProtected = false;
+  };
+  ChangeBefore("GetSecurityInfo", 1, loosen);
+  ExpectRefused("00000005");
+  const auto loosenInf = [](sim::Machine& changed) {
+    const std::u16string name = sim::ListFolder(changed.files, u"C:\\Temp").at(0);
+    sim::NodeAt(changed.files, u"C:\\Temp\\" + name + u"\\vorn_audio.inf").security.owner =
+        sim::kOtherUser;
+  };
+  ChangeBefore("GetSecurityInfo", 3, loosenInf);
+  ExpectRefused("00000005");
+}
+
+TEST_F(PackageSnapshot, IsNotCheckedWhenNotAsked) {
+  const PrivatePackage package =
+      PrivatePackage::Create(kInf, {}, u"O:BAD:(A;OICI;FA;;;BA)(A;OICI;FA;;;WD)", false);
+  EXPECT_TRUE(package);
+  EXPECT_TRUE(CallsOf("GetSecurityInfo").empty());
+  EXPECT_FALSE(PrivatePackage::Create(kInf, {}, u"O:BAD:(A;OICI;FA;;;BA)(A;OICI;FA;;;WD)", true));
+  EXPECT_LAST_ERROR(ERROR_ACCESS_DENIED);
+}
+
+TEST_F(PackageSnapshot, ReportsAMalformedDescriptor) {
+  EXPECT_FALSE(PrivatePackage::Create(kInf, {}, u"nonsense", true));
+  EXPECT_NE(platform::GetLastError(), 0U);
+  ExpectNothingLeft();
+}
+
+TEST_F(PackageSnapshot, ReportsAFailedRandomSourceInTheDialectOfTheRest) {
+  FailCall("BCryptGenRandom", static_cast<std::uint32_t>(platform::STATUS_UNSUCCESSFUL));
+  ExpectRefused("0000001F");
+}
+
+}  // namespace
+}  // namespace vorn::privileged_input

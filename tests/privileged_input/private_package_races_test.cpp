@@ -1,0 +1,79 @@
+// The package snapshot while others change the world under it.
+
+#include "platform/native.h"
+#include "tests/privileged_input/package_snapshot.h"
+
+namespace vorn::privileged_input {
+namespace {
+
+TEST_F(PackageSnapshot, CopiesAGrowingFileAsItWasWhenItWasChecked) {
+  ChangeBefore("ReadFile", 2,
+               [](sim::Machine& changed) { sim::PutFile(changed.files, kInf, "the inf, grown"); });
+  ASSERT_TRUE(AcquirePackageSnapshot(kInf));
+  EXPECT_EQ(Content(CopyFolder() + u"\\vorn_audio.inf"), "the inf");
+}
+
+TEST_F(PackageSnapshot, RefusesAShrinkingFile) {
+  ChangeBefore("ReadFile", 2,
+               [](sim::Machine& changed) { sim::PutFile(changed.files, kInf, "short"); });
+  ExpectRefused("000003EE");
+}
+
+TEST_F(PackageSnapshot, CopiesTheFileThatItCheckedWhenTheNameIsTakenOver) {
+  ChangeBefore("ReadFile", 2, [](sim::Machine& changed) {
+    sim::MovePath(changed.files, kInf, u"C:\\moved.inf");
+    sim::PutFile(changed.files, kInf, "planted");
+  });
+  ASSERT_TRUE(AcquirePackageSnapshot(kInf));
+  EXPECT_EQ(Content(CopyFolder() + u"\\vorn_audio.inf"), "the inf");
+}
+
+TEST_F(PackageSnapshot, RefusesAnInfThatIsGoneWhenTheFolderIsListed) {
+  ChangeBefore("BCryptGenRandom", 1,
+               [](sim::Machine& changed) { sim::RemovePath(changed.files, kInf); });
+  ExpectRefused("000003EE");
+}
+
+TEST_F(PackageSnapshot, RefusesAFolderThatBecameALink) {
+  // The folder was listed as one; by the time it is opened a junction has its name.
+  ChangeBefore("SetFilePointerEx", 1, [](sim::Machine& changed) {
+    sim::RemovePath(changed.files, u"C:\\pkg\\driver\\x64");
+    sim::PutLink(changed.files, u"C:\\pkg\\driver\\x64", sim::ReparseKind::Junction, u"C:\\pkg",
+                 true);
+  });
+  ExpectRefused("00001129");
+}
+
+TEST_F(PackageSnapshot, RefusesACopyThatWasReplacedBeforeItWasReopened) {
+  // The writable copy's flush is followed by its capture, its closing and the reopening by name.
+  ChangeBefore("CloseHandle", 1, [](sim::Machine& changed) {
+    const std::u16string copy =
+        u"C:\\Temp\\" + sim::ListFolder(changed.files, u"C:\\Temp").at(0) + u"\\vorn_audio.cat";
+    sim::RemovePath(changed.files, copy);
+    sim::PutFile(changed.files, copy, "planted cat");
+    sim::NodeAt(changed.files, copy).security.owner = sim::kOtherUser;
+  });
+  process.console.clear();
+  EXPECT_FALSE(AcquirePackageSnapshot(kInf));
+  EXPECT_EQ(process.ErrorOutput(),
+            u"vorn_devnode: protected local package snapshot refused (error 0x00000005)\n");
+}
+
+TEST_F(PackageSnapshot, RemovesACopyThatCouldNotBeReopened) {
+  // Opens before the first copy's reopening: two folder walks, the snapshot's folder, the copy.
+  ASSERT_TRUE(AcquirePackageSnapshot(kInf));
+  std::uint32_t reopening = 0;
+  const auto opens = CallsOf("NtCreateFile");
+  for (std::uint32_t i = 0; i < opens.size() && reopening == 0; ++i) {
+    const bool ours = opens[i].Argument("ObjectName") == "vorn_audio.cat";
+    if (ours && i > 0 && opens[i - 1].Argument("CreateDisposition") == "2") reopening = i + 1;
+  }
+  ASSERT_NE(reopening, 0U);
+  ReleasePackageSnapshot();
+  FailCall("NtCreateFile", static_cast<std::uint32_t>(platform::STATUS_INSUFFICIENT_RESOURCES),
+           reopening);
+  ExpectRefused("000005AA");
+}
+
+}  // namespace
+}  // namespace vorn::privileged_input

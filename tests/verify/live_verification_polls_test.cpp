@@ -1,0 +1,119 @@
+// When the verification engine looks, and when it stops looking.
+
+#include "base/text.h"
+#include "platform/simulated/endpoint_builder.h"
+#include "tests/support/activation.h"
+#include "tests/verify/engine_lines.h"
+
+#include <gtest/gtest.h>
+
+namespace vorn {
+namespace {
+
+using platform::simulated::EventKind;
+using platform::simulated::Fault;
+using platform::simulated::FaultKind;
+using platform::simulated::InstalledMachine;
+using platform::simulated::Machine;
+using platform::simulated::Plan;
+using platform::simulated::WithdrawEndpoints;
+using tests::EngineRun;
+using tests::ExpectMissing;
+using tests::ExpectNothingLeft;
+using tests::ExpectProven;
+using tests::kPausesOfAFailedRun;
+using tests::kPollPauseMs;
+using tests::kProofBudgetMs;
+using tests::kRootId;
+using tests::MissingFields;
+using tests::MissingLine;
+using tests::RootOf;
+using tests::RunEngine;
+using tests::UpdateTarget;
+
+TEST(LiveVerificationPolls, StopWhenTheEndpointsHaveSettled) {
+  for (const std::uint64_t delay : {1ull, 2'000ull, 2'001ull, 5'000ull, 89'999ull, 90'000ull}) {
+    Machine machine = InstalledMachine();
+    const ActivationState state = UpdateTarget(machine);
+    WithdrawEndpoints(machine, kRootId);
+    Plan(machine, delay, EventKind::PublishEndpoints, kRootId);
+    const EngineRun run = RunEngine(machine, state);
+    ExpectProven(machine, run);
+    EXPECT_EQ(run.Sleeps(kPollPauseMs), (delay + kPollPauseMs - 1) / kPollPauseMs) << delay;
+  }
+}
+
+TEST(LiveVerificationPolls, StopAtTheDeadline) {
+  Machine machine = InstalledMachine();
+  const ActivationState state = UpdateTarget(machine);
+  WithdrawEndpoints(machine, kRootId);
+  Plan(machine, kProofBudgetMs + 1, EventKind::PublishEndpoints, kRootId);
+  const EngineRun run = RunEngine(machine, state);
+  EXPECT_EQ(run.duration, kProofBudgetMs);
+  EXPECT_EQ(run.CountOf("CoInitializeEx"), kPausesOfAFailedRun + 1);
+  MissingFields fields;
+  fields.mapping = "MMDevice catalog has the wrong VORN endpoint count";
+  fields.catalogCount = fields.activeCount = fields.presentCount = 0;
+  ExpectMissing(run, MissingLine(fields));
+}
+
+TEST(LiveVerificationPolls, HappenAtTheseTicks) {
+  Machine machine = InstalledMachine();
+  const ActivationState state = UpdateTarget(machine);
+  RootOf(machine).resident->revision = 9;
+  const std::uint64_t begin = machine.clock.tick;
+  const EngineRun run = RunEngine(machine, state);
+  std::vector<std::uint64_t> ticks;
+  for (const auto& call : run.calls) {
+    if (call.name == "CoInitializeEx") ticks.push_back(call.tick - begin);
+  }
+  ASSERT_EQ(ticks.size(), kPausesOfAFailedRun + 1);
+  for (std::size_t i = 0; i < ticks.size(); ++i) {
+    EXPECT_EQ(ticks[i], i * kPollPauseMs);
+  }
+}
+
+TEST(LiveVerificationPolls, EndWithTheOneThatOutlastedTheDeadline) {
+  Machine machine = InstalledMachine();
+  const ActivationState state = UpdateTarget(machine);
+  RootOf(machine).resident->revision = 9;
+  Fault slow;
+  slow.call = "CoCreateInstance";
+  slow.kind = FaultKind::TakeTime;
+  slow.amount = kProofBudgetMs;
+  const EngineRun run = RunEngine(machine, state, VerificationMode::Reporting, {slow});
+  EXPECT_EQ(run.status, kExitEndpointsMissing);
+  EXPECT_EQ(run.CountOf("Sleep"), 0u);
+  EXPECT_EQ(run.CountOf("CoInitializeEx"), 1u);
+}
+
+TEST(LiveVerificationPolls, AProofThatComesAfterTheDeadlineCounts) {
+  Machine machine = InstalledMachine();
+  const ActivationState state = UpdateTarget(machine);
+  Fault slow;
+  slow.call = "CoCreateInstance";
+  slow.kind = FaultKind::TakeTime;
+  slow.amount = kProofBudgetMs + 1;
+  ExpectProven(machine, RunEngine(machine, state, VerificationMode::Reporting, {slow}));
+}
+
+TEST(LiveVerificationPolls, AreOneInQuickModeAndSilent) {
+  Machine machine = InstalledMachine();
+  const ActivationState state = UpdateTarget(machine);
+  const EngineRun proven = RunEngine(machine, state, VerificationMode::Quick);
+  EXPECT_EQ(proven.status, kExitOk);
+  EXPECT_EQ(ToUtf8(proven.output + proven.errorOutput), "");
+  ExpectNothingLeft(proven);
+
+  WithdrawEndpoints(machine, kRootId);
+  Plan(machine, 1, EventKind::PublishEndpoints, kRootId);
+  const EngineRun unsettled = RunEngine(machine, state, VerificationMode::Quick);
+  EXPECT_EQ(unsettled.status, kExitEndpointsMissing);
+  EXPECT_EQ(ToUtf8(unsettled.output + unsettled.errorOutput), "");
+  EXPECT_EQ(unsettled.CountOf("Sleep"), 0u);
+  EXPECT_EQ(unsettled.CountOf("CoInitializeEx"), 1u);
+  ExpectNothingLeft(unsettled);
+}
+
+}  // namespace
+}  // namespace vorn
