@@ -148,6 +148,11 @@ TEST(Checkers, ObjectToAChangedNeighbour) {
   Episode gone("remove@installed");
   std::erase_if(gone.after.store.packages, [](const auto& package) { return package.foreign; });
   EXPECT_FALSE(gone.By(&CheckForeignParts).empty());
+  Episode record("remove@odd-records");
+  ASSERT_TRUE(record.By(&CheckForeignParts).empty());
+  model::RemoveKeyTree(record.after.registry,
+                       model::kEndpointRecordsPath + std::u16string(u"\\Render\\{odd-1}"));
+  EXPECT_FALSE(record.By(&CheckForeignParts).empty());
   Episode added("verify@activated");
   model::AddForeignEndpoint(added.after, false, u"ROOT\\SYSTEM\\0000");
   EXPECT_FALSE(added.By(&CheckForeignParts).empty());

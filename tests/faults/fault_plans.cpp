@@ -97,7 +97,7 @@ std::vector<Plan> AllPlans(Phase phase, const Scenario& scenario, const CallCoun
 }
 
 std::vector<Plan> DrawPairs(Phase phase, const Scenario& scenario, const CallCounts& counts,
-                            std::size_t count) {
+                            std::size_t count, std::uint64_t seed) {
   std::vector<Plan> singles;
   if (phase == Phase::DoubleCrashes) {
     singles = AllPlans(Phase::Crashes, scenario, counts);
@@ -108,7 +108,7 @@ std::vector<Plan> DrawPairs(Phase phase, const Scenario& scenario, const CallCou
   }
   std::vector<Plan> pairs;
   if (singles.size() < 2) return pairs;
-  std::mt19937_64 random(SeedOf(scenario.Name() + NameOf(phase)));
+  std::mt19937_64 random(seed);
   while (pairs.size() < count) {
     const Plan& one = singles[random() % singles.size()];
     const Plan& other = singles[random() % singles.size()];

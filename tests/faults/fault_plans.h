@@ -31,10 +31,10 @@ using Plan = std::vector<PlannedFault>;
 /// Pairs are drawn, not listed; this gives none for them and for double crashes.
 std::vector<Plan> AllPlans(Phase phase, const Scenario& scenario, const CallCounts& counts);
 
-/// `count` pairs of faults, drawn with the scenario's name as seed; for DoubleCrashes a crash and
+/// `count` pairs of faults, drawn with that seed; for DoubleCrashes a crash and
 /// another one when the command is run again.
 std::vector<Plan> DrawPairs(Phase phase, const Scenario& scenario, const CallCounts& counts,
-                            std::size_t count);
+                            std::size_t count, std::uint64_t seed);
 
 /// Every pair of calls, each failing once with the first error that its documentation names.
 std::vector<Plan> EveryPairOfCalls(const CallCounts& counts);

@@ -44,7 +44,14 @@ std::size_t CapOf(Phase phase) {
     return phase == Phase::DoubleCrashes ? kNightlyDoubleCrashes : 0;
   }
   const std::size_t every = std::max<std::size_t>(1, EnvironmentNumber("VORN_FAULTS_SAMPLE"));
-  return std::max<std::size_t>(1, kDefaultCaps[static_cast<int>(phase)] / every);
+  const std::size_t times = std::max<std::size_t>(1, EnvironmentNumber("VORN_FAULTS_TIMES"));
+  return std::max<std::size_t>(1, kDefaultCaps[static_cast<int>(phase)] * times / every);
+}
+
+/// Which of the possible runs a sample takes: others with another VORN_FAULTS_SEED.
+std::uint64_t SeedFor(const Scenario& scenario, Phase phase) {
+  return SeedOf(scenario.Name() + NameOf(phase) +
+                std::to_string(EnvironmentNumber("VORN_FAULTS_SEED")));
 }
 
 class Faults : public testing::TestWithParam<std::tuple<Phase, Command>> {
@@ -55,7 +62,8 @@ class Faults : public testing::TestWithParam<std::tuple<Phase, Command>> {
     report.calls += undisturbed.calls;
     std::vector<Plan> plans;
     if (phase == Phase::Pairs || phase == Phase::DoubleCrashes) {
-      plans = DrawPairs(phase, scenario, undisturbed.counts, CapOf(phase));
+      plans =
+          DrawPairs(phase, scenario, undisturbed.counts, CapOf(phase), SeedFor(scenario, phase));
       if (phase == Phase::Pairs && IsFullForm() && IsShort(scenario.line->command)) {
         plans = EveryPairOfCalls(undisturbed.counts);
       }
@@ -63,7 +71,7 @@ class Faults : public testing::TestWithParam<std::tuple<Phase, Command>> {
     } else {
       plans = AllPlans(phase, scenario, undisturbed.counts);
       report.possible += plans.size();
-      plans = Sample(std::move(plans), CapOf(phase), SeedOf(scenario.Name()));
+      plans = Sample(std::move(plans), CapOf(phase), SeedFor(scenario, phase));
     }
     for (const Plan& plan : plans)
       RunOne(scenario, plan, report);

@@ -1,6 +1,7 @@
 #include "tests/faults/scenarios.h"
 
 #include "platform/config_manager.h"
+#include "platform/registry.h"
 #include "platform/simulated/endpoint_builder.h"
 #include "tests/invariants/machine_view.h"
 #include "tests/support/activation.h"
@@ -109,6 +110,31 @@ Machine WithUserChoices() {
   return Settled(std::move(machine));
 }
 
+/// Everything that Windows does takes its time, and ends within the program's waits.
+Machine Slow() {
+  Machine machine = model::OutdatedMachine();
+  RootOf(machine).temper.removeDelay = 8'000;
+  machine.audio.buildDelay = 12'000;
+  machine.audio.childDelay = 4'000;
+  machine.audio.recordDelay = 5'000;
+  machine.audio.late = {{2, 0}, {7, 1}};
+  machine.audio.lateDelay = 9'000;
+  return machine;
+}
+
+/// Records that carry the marker's name without being the product's: a cable that there is not, and
+/// a value of another size.
+Machine WithOddRecords() {
+  Machine machine = model::InstalledMachine();
+  const std::u16string render = model::kEndpointRecordsPath + std::u16string(u"\\Render\\");
+  model::PutDword(machine.registry, render + u"{odd-1}\\Properties", model::kCableMarkerName, 10);
+  model::PutValue(machine.registry, render + u"{odd-2}\\Properties", model::kCableMarkerName,
+                  platform::REG_QWORD, model::Bytes(sizeof(std::uint64_t)));
+  model::PutString(machine.registry, render + u"{odd-3}\\Properties", model::kCableMarkerName,
+                   u"1");
+  return machine;
+}
+
 Machine WithTwoPackages() {
   Machine machine = AfterInstall(model::OutdatedMachine());
   model::RemovePath(machine.files, kJournal);
@@ -135,6 +161,8 @@ std::vector<StartingMachine> BuildMachines() {
       {"old-image", WithOldImage()},
       {"user-choices", WithUserChoices()},
       {"two-packages", WithTwoPackages()},
+      {"slow", Slow()},
+      {"odd-records", WithOddRecords()},
   };
 }
 

@@ -65,6 +65,34 @@ std::optional<std::string> WhyEndpointsAreWrong(const Machine& machine, const De
   return std::nullopt;
 }
 
+bool HasOwnMarker(const model::Registry& registry, const std::u16string& record) {
+  const model::RegistryValue* marker =
+      model::FindValue(registry, record + u"\\Properties", model::kCableMarkerName);
+  std::uint32_t cable = kCables;
+  if (marker == nullptr || marker->type != platform::REG_DWORD ||
+      marker->data.size() != sizeof cable) {
+    return false;
+  }
+  std::memcpy(&cable, marker->data.data(), sizeof cable);
+  return cable < kCables;
+}
+
+std::vector<std::u16string> RecordsThat(const Machine& machine, bool owned) {
+  std::vector<std::u16string> names;
+  for (const std::u16string flow : {u"Render", u"Capture"}) {
+    const std::u16string path = model::kEndpointRecordsPath + (u"\\" + flow);
+    const auto key = model::FindKey(machine.registry, path);
+    if (!key) continue;
+    for (const model::KeyId record : machine.registry.keys.at(*key).children) {
+      const std::u16string& name = machine.registry.keys.at(record).name;
+      if (HasOwnMarker(machine.registry, path + u"\\" + name) == owned) {
+        names.push_back(flow + u"\\" + name);
+      }
+    }
+  }
+  return names;
+}
+
 }  // namespace
 
 std::vector<const Device*> InstalledRoots(const Machine& machine) {
@@ -118,25 +146,11 @@ std::optional<std::string> WhyNotRunning(const Machine& machine, std::u16string_
 }
 
 std::vector<std::u16string> OwnedRecords(const Machine& machine) {
-  std::vector<std::u16string> owned;
-  for (const std::u16string flow : {u"Render", u"Capture"}) {
-    const std::u16string path = model::kEndpointRecordsPath + (u"\\" + flow);
-    const auto key = model::FindKey(machine.registry, path);
-    if (!key) continue;
-    for (const model::KeyId record : machine.registry.keys.at(*key).children) {
-      const std::u16string& name = machine.registry.keys.at(record).name;
-      const model::RegistryValue* marker = model::FindValue(
-          machine.registry, path + u"\\" + name + u"\\Properties", model::kCableMarkerName);
-      std::uint32_t cable = kCables;
-      if (marker == nullptr || marker->type != platform::REG_DWORD ||
-          marker->data.size() != sizeof cable) {
-        continue;
-      }
-      std::memcpy(&cable, marker->data.data(), sizeof cable);
-      if (cable < kCables) owned.push_back(flow + u"\\" + name);
-    }
-  }
-  return owned;
+  return RecordsThat(machine, true);
+}
+
+std::vector<std::u16string> OtherRecords(const Machine& machine) {
+  return RecordsThat(machine, false);
 }
 
 std::vector<std::u16string> SnapshotFolders(const Machine& machine) {

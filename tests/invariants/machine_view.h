@@ -42,6 +42,9 @@ std::optional<std::string> WhyNotRunning(const platform::simulated::Machine& mac
 /// Names of the endpoint records that the product owns, "Render\{...}" or "Capture\{...}".
 std::vector<std::u16string> OwnedRecords(const platform::simulated::Machine& machine);
 
+/// Names of the endpoint records that the product cannot prove to own.
+std::vector<std::u16string> OtherRecords(const platform::simulated::Machine& machine);
+
 /// Names of entries in the temporary folder that are private snapshots.
 std::vector<std::u16string> SnapshotFolders(const platform::simulated::Machine& machine);
 

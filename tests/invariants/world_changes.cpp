@@ -104,6 +104,10 @@ Violations CheckForeignParts(const Observation& run) {
   for (const std::u16string& part : before) {
     if (!Contains(after, part)) return {ToUtf8(part.substr(0, part.find(u'|', 10))) + " changed"};
   }
+  const std::vector<std::u16string> records = OtherRecords(run.after);
+  for (const std::u16string& record : OtherRecords(run.before)) {
+    if (!Contains(records, record)) return {"the record " + ToUtf8(record) + " is gone"};
+  }
   // A record of ours whose deletion was cut off between its marker and itself looks foreign.
   const bool cutOff = run.run.killed || run.IsFaulted("NtDeleteKey") ||
                       run.IsFaulted("RegOpenKeyExW") || run.Said(u"WARNING - VORN endpoint record");

@@ -1,0 +1,77 @@
+// What the program's rules let pass although it is not so. Each is a rule on purpose: what cannot
+// be read is not ours. The checkers excuse exactly these; when one of them no longer happens, its
+// excuse goes.
+
+#include "tests/faults/planned_fault.h"
+#include "tests/faults/scenarios.h"
+#include "tests/invariants/machine_view.h"
+
+#include <gtest/gtest.h>
+
+namespace vorn::tests {
+
+namespace model = platform::simulated;
+using model::Machine;
+
+namespace {
+
+RunResult RunWith(Machine& machine, Command command, const std::string& fault) {
+  RunOptions options;
+  options.logCalls = false;
+  options.faults = {ToFault(ParsePlannedFault(fault))};
+  return RunCommand(machine, LineOf(command).arguments, options);
+}
+
+}  // namespace
+
+TEST(KnownLimits, ARootWhoseHardwareIdsNeverReadIsNotSeenByARemoval) {
+  // Its package is another than the removal's; of the same package, the root itself prevents the
+  // uninstallation.
+  Machine machine = model::OutdatedMachine();
+  const std::string unread = "SetupDiGetDeviceRegistryPropertyW#1+:fail=0xE000020B";
+  EXPECT_EQ(RunWith(machine, Command::Remove, unread).status, 0);
+  EXPECT_EQ(InstalledRoots(machine).size(), 1U);
+}
+
+TEST(KnownLimits, APackageThatNeverHashesIsNotSeenByARemoval) {
+  Machine machine = model::InstalledMachine();
+  const auto target = model::ReadWholeFile(machine.files, kTargetInf);
+  const RunResult run = RunWith(machine, Command::Remove, "BCryptHashData#3+:fail=0xC0000008");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(CountPackagesWithInf(machine, *target), 1U);
+}
+
+TEST(KnownLimits, ASecondRootWhoseHardwareIdsReadOnceAsCutIsNotSeenByAnAudit) {
+  const StartingMachine& start = *FindScenario("audit-current@duplicates").start;
+  int proven = 0;
+  for (std::uint32_t nth = 1; nth <= 80; ++nth) {
+    Machine machine = start.machine;
+    const std::string fault =
+        "SetupDiGetDeviceRegistryPropertyW#" + std::to_string(nth) + ":short=2";
+    if (RunWith(machine, Command::AuditCurrent, fault).status == 0) ++proven;
+  }
+  EXPECT_GT(proven, 0);
+}
+
+TEST(KnownLimits, ARecordThatDiesBetweenItsMarkerAndItselfStays) {
+  const std::size_t others = OtherRecords(model::InstalledMachine()).size();
+  std::size_t left = 0;
+  for (std::uint32_t nth = 1; nth <= 3; ++nth) {  // the first record, key by key
+    Machine machine = model::InstalledMachine();
+    RunWith(machine, Command::Remove, "NtDeleteKey#" + std::to_string(nth) + ":kill-after");
+    model::Advance(machine, 10'000);
+    EXPECT_EQ(RunCommand(machine, LineOf(Command::Remove).arguments).status, 0);
+    EXPECT_TRUE(OwnedRecords(machine).empty());
+    left += OtherRecords(machine).size() - others;
+  }
+  EXPECT_EQ(left, 1U);
+}
+
+TEST(KnownLimits, ARecordIsBelievedGoneWhenItsDeletionSaysSo) {
+  Machine machine = model::InstalledMachine();
+  const RunResult run = RunWith(machine, Command::Remove, "NtDeleteKey#1+:lie");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_FALSE(OwnedRecords(machine).empty());
+}
+
+}  // namespace vorn::tests
