@@ -70,7 +70,8 @@ TEST(Checkers, ObjectToAClaimThatTheWorldContradicts) {
       {"another interface level", [](Machine& m) { RootOf(m).resident->lifecycleAbi = 2; }},
       {"another service", [](Machine& m) { RootOf(m).service = u"Other"; }},
       {"another INF", [](Machine& m) { RootOf(m).publishedInf = u"oem1.inf"; }},
-      {"a lost endpoint", [](Machine& m) { model::LoseEndpoint(m, *VisibleEndpoints(m).begin()); }},
+      {"a lost endpoint",
+       [](Machine& m) { model::LoseEndpoint(m, *VisibleEndpointIds(m).begin()); }},
       {"a second root", [](Machine& m) { model::AddRoot(m, u"ROOT\\MEDIA\\0007"); }},
       {"new ids",
        [](Machine& m) {

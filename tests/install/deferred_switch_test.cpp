@@ -32,6 +32,8 @@ using tests::JournalIn;
 using tests::kPersisted;
 using tests::kRollbackSelected;
 using tests::kSampleJournal;
+using tests::kSampleProven;
+using tests::kUpdated;
 using tests::kVisibility;
 using tests::MakeSampleDefer;
 using tests::RootOf;
@@ -67,6 +69,7 @@ TEST(DeferredSwitch, ForgetsWhatWasHiddenWhenTheSecondBindRestartedTheDriver) {
   Machine machine = OutdatedMachine();
   MakeSampleDefer(machine);
   const RunResult run = Install(machine);
+  ExpectRun(run, kExitHotSwapFailed, {kPersisted, Deferred("HOT_SWAP_FAILED", true)});
   EXPECT_EQ(CountOf(ControlCodes(run), kVisibility), 20U);
   Advance(machine, 60'000);  // the driver that was restarted shows them itself
   EXPECT_EQ(VisibleEndpoints(machine), 20U);
@@ -225,6 +228,7 @@ TEST(DeferredSwitch, ComparesServiceAndVersionWithoutRegardToCase) {
 TEST(DeferredSwitch, LooksForThePreviousPackageOnlyWhenItIsNeeded) {
   Machine machine = OutdatedMachine();
   const RunResult run = Install(machine);
+  ExpectRun(run, kExitOk, {kPersisted, kUpdated, kSampleProven});
   EXPECT_EQ(run.CallsOf("UpdateDriverForPlugAndPlayDevicesW").size(), 1U);
   Machine rollback = OutdatedMachine();
   MakeSampleDefer(rollback);

@@ -75,6 +75,7 @@ TEST(ExistingRootUpdate, BindsTheNewPackageAndProvesIt) {
 TEST(ExistingRootUpdate, HidesTheEndpointsUnderALeaseBeforeTheBind) {
   Machine machine = OutdatedMachine();
   const RunResult run = Install(machine);
+  EXPECT_EQ(run.status, kExitOk);
   std::vector<std::string> steps;  // of hiding and binding
   for (const CallRecord& call : run.calls) {
     if (call.name == "UpdateDriverForPlugAndPlayDevicesW") steps.push_back("bind");
@@ -103,8 +104,10 @@ TEST(ExistingRootUpdate, RecordsWhatTheUserHadDisabled) {
 
 TEST(ExistingRootUpdate, GoesOnInARollbackWithoutLookingWhatRuns) {
   Machine machine = InstalledMachine();
-  ExpectRun(InstallRollback(machine), kExitOk,
-            {kPersisted, kUpdated, Proven("08/10/2026", "26.8.10.5", "oem3.inf")});
+  const RunResult run = InstallRollback(machine);
+  ExpectRun(run, kExitOk, {kPersisted, kUpdated, Proven("08/10/2026", "26.8.10.5", "oem3.inf")});
+  EXPECT_EQ(run.CallsOf("OpenSCManagerW").size(), 1U) << "no quick look before the bind";
+  EXPECT_EQ(run.CallsOf("UpdateDriverForPlugAndPlayDevicesW").size(), 1U);
 }
 
 // ------------------------------------------------------------------------------------------------
@@ -145,11 +148,13 @@ TEST(UnchangedPackage, NoticesEndpointsThatGotNewIdsMeanwhile) {
     PublishEndpoints(world, kRootId);
   });
   const RunResult run = Install(machine, {.faults = {fault}});
-  EXPECT_EQ(run.status, kExitEndpointsMissing);
-  EXPECT_NE(ToUtf8(run.errorOutput)
-                .find("mapping=unchanged driver package re-minted MMDevice cable identities;"),
-            std::string::npos)
-      << ToUtf8(run.errorOutput);
+  ExpectRun(run, kExitEndpointsMissing,
+            {kPersisted, kUntouched,
+             Err("vorn_devnode: RESULT=ENDPOINTS_MISSING - root=healthy; package=; kernel=; "
+                 "resident=proven; catalog=healthy; mapping=unchanged driver package re-minted "
+                 "MMDevice cable identities; present=driver update changed the exact active "
+                 "endpoint set (catalog=20, active=20, present-pnp=20)")});
+  EXPECT_EQ(JournalIn(machine, kSampleJournal), std::nullopt);
 }
 
 // ------------------------------------------------------------------------------------------------
@@ -240,15 +245,27 @@ TEST(ExistingRootUpdate, TouchesNoDeviceWhenTheJournalCannotBeWritten) {
 // ------------------------------------------------------------------------------------------------
 // A device that is not started.
 
+// A stopped device shows no endpoints, so the baseline that is to be kept has none present. The
+// started driver's endpoints then differ from it, and the caller is told to roll back.
 TEST(StoppedRoot, IsBoundWithoutHotSwap) {
   Machine machine = OutdatedMachine();
   tests::StopRoot(machine, 10);
+  const Machine before = machine;
   const RunResult run = Install(machine);
-  EXPECT_EQ(run.Called("UpdateDriverForPlugAndPlayDevicesW"), true);
+  ExpectRun(run, kExitEndpointsMissing,
+            {kPersisted, kUpdated,
+             Err("vorn_devnode: RESULT=ENDPOINTS_MISSING - root=healthy; package=; kernel=; "
+                 "resident=proven; catalog=healthy; mapping=; present=driver update changed the "
+                 "exact active endpoint set (catalog=20, active=20, present-pnp=20)")});
+  EXPECT_EQ(run.CallsOf("UpdateDriverForPlugAndPlayDevicesW").size(), 1U);
+  EXPECT_EQ(run.CallsOf("OpenSCManagerW").size(), 1U) << "no quick look before the bind";
   EXPECT_EQ(CountOf(ControlCodes(run), kAcquire), 0U);
-  EXPECT_EQ(ConsoleOf(run)[0], kPersisted);
-  EXPECT_EQ(ConsoleOf(run)[1], kUpdated);
+  EXPECT_EQ(CountOf(ControlCodes(run), kVisibility), 0U);
+  EXPECT_EQ(tests::BoundVersion(machine), "26.8.10.5");
   EXPECT_EQ(tests::ResidentVersion(machine), "26.8.10.5");
+  EXPECT_EQ(VisibleEndpoints(machine), 20U);
+  EXPECT_EQ(JournalIn(machine, kSampleJournal), std::nullopt);
+  ExpectTidy(before, machine);
 }
 
 TEST(ExistingRootUpdate, WaitsForEndpointsThatComeLate) {
@@ -263,14 +280,14 @@ TEST(ExistingRootUpdate, ReportsADeviceThatVanishesDuringTheBind) {
   const Fault fault = ChangeBefore("UpdateDriverForPlugAndPlayDevicesW", 1,
                                    [](Machine& world) { RemoveDeviceNode(world, kRootId); });
   const RunResult run = Install(machine, {.faults = {fault}});
-  EXPECT_EQ(run.status, kExitBindRefused);
-  EXPECT_EQ(ConsoleOf(run)[1], Err("vorn_devnode: UpdateDriverForPlugAndPlayDevices(existing) "
-                                   "failed (error 0xE000020B)"));
-  EXPECT_EQ(ConsoleOf(run)[2], kRejected);
   // What was hidden cannot be shown on a device that is gone, and that is said.
-  EXPECT_EQ(ConsoleOf(run)[3], Err("vorn_devnode: driver quiesce could not open the device: no "
-                                   "openable VORN interface on this root (control and KS both "
-                                   "failed, last error 0x00000002)"));
+  ExpectRun(run, kExitBindRefused,
+            {kPersisted,
+             Err("vorn_devnode: UpdateDriverForPlugAndPlayDevices(existing) failed (error "
+                 "0xE000020B)"),
+             kRejected,
+             Err("vorn_devnode: driver quiesce could not open the device: no openable VORN "
+                 "interface on this root (control and KS both failed, last error 0x00000002)")});
   EXPECT_EQ(JournalIn(machine, kSampleJournal), std::nullopt);
 }
 

@@ -5,6 +5,7 @@
 #include "platform/files.h"
 #include "tests/support/activation.h"
 #include "tests/support/console_lines.h"
+#include "tests/support/judged_run.h"
 #include "tests/support/run_command.h"
 #include "tests/support/world.h"
 
@@ -40,11 +41,13 @@ const auto kPersisted = Out("vorn_devnode: persisted protected pre-bind activati
 const auto kInstalled = Out("vorn_devnode: Root\\VornAudio installed");
 
 RunResult Install(Machine& machine, const RunOptions& options = {}) {
-  return RunCommand(machine, {u"install", kSampleInf, kSampleJournal}, options);
+  return tests::RunJudged(machine, tests::Command::Install,
+                          {u"install", kSampleInf, kSampleJournal}, options);
 }
 
 RunResult InstallRollback(Machine& machine, const RunOptions& options = {}) {
-  return RunCommand(machine, {u"install", kSampleInf, kSampleJournal, u"--rollback"}, options);
+  return tests::RunJudged(machine, tests::Command::InstallRollback,
+                          {u"install", kSampleInf, kSampleJournal, u"--rollback"}, options);
 }
 
 /// Where the first call of that name stands in the log, which must have one.
@@ -53,6 +56,14 @@ std::size_t PlaceOf(const RunResult& run, std::string_view name) {
                                   [name](const CallRecord& call) { return call.name == name; });
   EXPECT_NE(found, run.calls.end()) << name << " was not called";
   return static_cast<std::size_t>(found - run.calls.begin());
+}
+
+/// As above, of the last one.
+std::size_t LastPlaceOf(const RunResult& run, std::string_view name) {
+  const auto found = std::find_if(run.calls.rbegin(), run.calls.rend(),
+                                  [name](const CallRecord& call) { return call.name == name; });
+  EXPECT_NE(found, run.calls.rend()) << name << " was not called";
+  return static_cast<std::size_t>(run.calls.rend() - found) - 1;
 }
 
 TEST(FreshInstall, CreatesTheDeviceAndProvesIt) {
@@ -70,7 +81,7 @@ TEST(FreshInstall, CreatesTheDeviceAndProvesIt) {
 TEST(FreshInstall, KeepsAJournalOfTheTargetWithEmptyBaselines) {
   Machine machine = CleanMachine();
   const ActivationState expected = tests::FreshTarget(machine);
-  Install(machine);
+  EXPECT_EQ(Install(machine).status, kExitOk);
   EXPECT_EQ(JournalIn(machine, kSampleJournal), expected);
 }
 
@@ -108,8 +119,10 @@ TEST(FreshInstall, TellsWindowsExactlyWhatTheDeviceIs) {
 TEST(FreshInstall, WritesTheJournalBeforeItTouchesTheDevice) {
   Machine machine = CleanMachine();
   const RunResult run = Install(machine);
-  const std::size_t flushed = PlaceOf(run, "SetEndOfFile");
-  EXPECT_LT(flushed, PlaceOf(run, "SetupDiCreateDeviceInfoList"));
+  EXPECT_EQ(run.status, kExitOk);
+  // Three files of the snapshot are flushed before the journal is.
+  EXPECT_EQ(run.CallsOf("FlushFileBuffers").size(), 4U);
+  EXPECT_LT(LastPlaceOf(run, "FlushFileBuffers"), PlaceOf(run, "SetupDiCreateDeviceInfoList"));
   EXPECT_LT(PlaceOf(run, "SetupDiSetDeviceRegistryPropertyW"),
             PlaceOf(run, "SetupDiCallClassInstaller"));
   EXPECT_LT(PlaceOf(run, "SetupDiCallClassInstaller"),
@@ -250,14 +263,18 @@ TEST(FreshInstall, DropsTheJournalWhenAnObservationFails) {
 TEST(FreshInstall, WaitsForEndpointsThatComeLate) {
   Machine machine = CleanMachine();
   machine.audio.buildDelay = 60'000;
-  EXPECT_EQ(Install(machine).status, kExitOk);
+  const std::uint64_t start = machine.clock.tick;
+  const RunResult run = Install(machine);
+  ExpectRun(run, kExitOk, {kPersisted, kInstalled, {false, ProvenLine(machine)}});
+  EXPECT_GE(machine.clock.tick - start, 60'000U);
 }
 
 TEST(FreshInstall, StartsTheAudioServices) {
   Machine machine = CleanMachine();
   for (auto& [name, service] : machine.services)
     service.running = false;
-  EXPECT_EQ(Install(machine).status, kExitOk);
+  const RunResult run = Install(machine);
+  ExpectRun(run, kExitOk, {kPersisted, kInstalled, {false, ProvenLine(machine)}});
   EXPECT_TRUE(machine.services.at(u"AudioEndpointBuilder").running);
   EXPECT_TRUE(machine.services.at(u"Audiosrv").running);
 }
@@ -339,7 +356,9 @@ TEST(FreshInstall, TouchesNoDeviceWhenSomebodyTakesTheJournalsName) {
   ExpectRun(Install(machine, {.faults = {fault}}), kExitActivationStateBlocks,
             {Err("vorn_devnode: safe create(activation state) failed (error 0x000000B7)")});
   EXPECT_EQ(RootCount(machine), 0U);
-  EXPECT_TRUE(tests::HasFile(machine, kSampleJournal));  // not ours to delete
+  const auto content = ReadWholeFile(machine.files, kSampleJournal);
+  ASSERT_TRUE(content.has_value()) << "not ours to delete";
+  EXPECT_EQ(std::string(content->begin(), content->end()), "mine");
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include "platform/simulated/process.h"
 #include "tests/support/activation.h"
 #include "tests/support/console_lines.h"
+#include "tests/support/judged_run.h"
 #include "tests/support/run_command.h"
 #include "tests/support/world.h"
 
@@ -55,7 +56,8 @@ const auto kRootsRefused =
 const auto kUnreadableTarget = Err("vorn_devnode: target INF identity could not be read");
 
 RunResult Install(Machine& machine, const RunOptions& options = {}) {
-  return RunCommand(machine, {u"install", kSampleInf, kSampleJournal}, options);
+  return tests::RunJudged(machine, tests::Command::Install,
+                          {u"install", kSampleInf, kSampleJournal}, options);
 }
 
 tests::ConsoleLine Mismatch(int readable, int verify) {
@@ -123,8 +125,12 @@ TEST(InstallPreparation, TakesAUtf16InfAndADateOf32Characters) {
   Machine machine = CleanMachine();
   WritePackage(machine.files, u"C:\\pkg\\driver",
                {.date = u"00000000000000000000000008102026", .utf16 = true});
-  const RunResult run = Install(machine);
-  EXPECT_EQ(run.status, kExitOk) << ToUtf8(run.errorOutput);
+  ExpectRun(
+      Install(machine), kExitOk,
+      {kPersisted, Out("vorn_devnode: Root\\VornAudio installed"),
+       Out("vorn_devnode: RESULT=OK - root=ROOT\\MEDIA\\0000, "
+           "package=00000000000000000000000008102026 26.8.10.5 (oem3.inf), catalog=20, active=20, "
+           "present-pnp=20, kernel=20")});
   EXPECT_EQ(JournalIn(machine, kSampleJournal)->date, u"00000000000000000000000008102026");
 }
 
@@ -173,10 +179,11 @@ TEST(RetainedJournal, BlocksWhenTheLiveDriverIsAnother) {
 TEST(RetainedJournal, BlocksARollbackAsWell) {
   Machine machine = OutdatedMachine();
   PutJournal(machine, UpdateTarget(machine));
-  const RunResult run =
-      RunCommand(machine, {u"install", kSampleInf, kSampleJournal, u"--rollback"});
+  const RunResult run = tests::RunJudged(machine, tests::Command::InstallRollback,
+                                         {u"install", kSampleInf, kSampleJournal, u"--rollback"});
   EXPECT_EQ(run.status, kExitActivationStateBlocks);
   EXPECT_EQ(tests::ConsoleOf(run).back(), Mismatch(1, 11));
+  EXPECT_FALSE(run.Called("UpdateDriverForPlugAndPlayDevicesW"));
 }
 
 TEST(RetainedJournal, BlocksWhenNoDeviceStarted) {
@@ -300,9 +307,12 @@ TEST(InstallRoots, AreNotPrunedWhenTheyCannotBeCounted) {
 TEST(InstallRoots, ArePrunedToTheOneThatRuns) {
   Machine machine = DuplicatesMachine();
   const RunResult run = Install(machine);
-  EXPECT_EQ(run.status, kExitOk) << ToUtf8(run.errorOutput);
-  EXPECT_EQ(tests::ConsoleOf(run).front(),
-            Out("vorn_devnode: removed 2 duplicate/ghost Root\\VornAudio devnode(s)"));
+  ExpectRun(run, kExitOk,
+            {Out("vorn_devnode: removed 2 duplicate/ghost Root\\VornAudio devnode(s)"),
+             kPersisted,
+             Out("vorn_devnode: Root\\VornAudio already runs the target package; "
+                 "device left untouched"),
+             {false, ProvenLine(machine)}});
   EXPECT_EQ(RootCount(machine), 1U);
 }
 
@@ -313,6 +323,7 @@ TEST(InstallRoots, RefuseTheBindWhenPruningFails) {
   EXPECT_EQ(run.status, kExitBindRefused);
   EXPECT_EQ(tests::ConsoleOf(run).back(), kRootsRefused);
   EXPECT_FALSE(run.Called("UpdateDriverForPlugAndPlayDevicesW"));
+  EXPECT_EQ(JournalIn(machine, kSampleJournal), std::nullopt);
 }
 
 TEST(InstallRoots, RefuseTheBindWhenTheRemovalOfDuplicatesIsDeferred) {
@@ -346,11 +357,12 @@ TEST(InstallRoots, GoOnAfterALoneGhostWhoseRemovalWaitsForARestart) {
   ghost.status = 0;
   ghost.temper.removeNeedsRestart = true;
   const RunResult run = Install(machine);
-  EXPECT_EQ(run.status, kExitOk) << ToUtf8(run.errorOutput);
-  EXPECT_EQ(tests::ConsoleOf(run)[0],
-            Out("vorn_devnode: removed 1 duplicate/ghost Root\\VornAudio devnode(s) (restart "
-                "pending)"));
-  EXPECT_EQ(tests::ConsoleOf(run)[2], Out("vorn_devnode: Root\\VornAudio installed"));
+  ExpectRun(run, kExitOk,
+            {Out("vorn_devnode: removed 1 duplicate/ghost Root\\VornAudio devnode(s) (restart "
+                 "pending)"),
+             kPersisted,
+             Out("vorn_devnode: Root\\VornAudio installed"),
+             {false, ProvenLine(machine)}});
 }
 
 }  // namespace

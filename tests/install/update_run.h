@@ -8,6 +8,7 @@
 #include "platform/simulated/machine.h"
 #include "tests/support/activation.h"
 #include "tests/support/console_lines.h"
+#include "tests/support/judged_run.h"
 #include "tests/support/run_command.h"
 #include "tests/support/world.h"
 
@@ -50,12 +51,13 @@ inline ConsoleLine Proven(const std::string& date, const std::string& version,
 inline const auto kSampleProven = Proven("08/10/2026", "26.8.10.5", "oem4.inf");
 
 inline RunResult Install(platform::simulated::Machine& machine, const RunOptions& options = {}) {
-  return RunCommand(machine, {u"install", kSampleInf, kSampleJournal}, options);
+  return RunJudged(machine, Command::Install, {u"install", kSampleInf, kSampleJournal}, options);
 }
 
 inline RunResult InstallRollback(platform::simulated::Machine& machine,
                                  const RunOptions& options = {}) {
-  return RunCommand(machine, {u"install", kSampleInf, kSampleJournal, u"--rollback"}, options);
+  return RunJudged(machine, Command::InstallRollback,
+                   {u"install", kSampleInf, kSampleJournal, u"--rollback"}, options);
 }
 
 /// The control codes that were sent, in order.

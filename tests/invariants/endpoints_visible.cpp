@@ -46,11 +46,11 @@ Violations CheckEndpointsVisible(const Observation& run) {
   if (run.run.status != 0 || run.command == Command::Remove || IsReadOnly(run.command)) {
     return found;
   }
-  const std::set<std::u16string> before = VisibleEndpoints(run.before);
+  const std::set<std::u16string> before = VisibleEndpointIds(run.before);
   if (before.empty()) return found;
   model::Machine settled = run.after;
   model::Advance(settled, kSettleMs);
-  const std::set<std::u16string> after = VisibleEndpoints(settled);
+  const std::set<std::u16string> after = VisibleEndpointIds(settled);
   if (!std::includes(after.begin(), after.end(), before.begin(), before.end())) {
     found.push_back("an endpoint that was visible is not, though the run succeeded");
   }

@@ -123,7 +123,7 @@ std::size_t CountPackagesWithInf(const Machine& machine, const model::Bytes& inf
       }));
 }
 
-std::set<std::u16string> VisibleEndpoints(const Machine& machine) {
+std::set<std::u16string> VisibleEndpointIds(const Machine& machine) {
   std::set<std::u16string> visible;
   for (const Device* root : InstalledRoots(machine)) {
     for (const model::AudioEndpoint& endpoint : machine.audio.endpoints) {

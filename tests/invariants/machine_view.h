@@ -31,7 +31,7 @@ std::size_t CountPackagesWithInf(const platform::simulated::Machine& machine,
                                  const platform::simulated::Bytes& inf);
 
 /// Ids of the catalog's active endpoints of all of the product's roots.
-std::set<std::u16string> VisibleEndpoints(const platform::simulated::Machine& machine);
+std::set<std::u16string> VisibleEndpointIds(const platform::simulated::Machine& machine);
 
 /// Why the machine does not run that version as it should: one present, started root, the image of
 /// that version in memory with its whole pool, 20 distinct endpoints in the catalog, and started

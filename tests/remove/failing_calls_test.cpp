@@ -78,13 +78,13 @@ bool LeftSnapshot(const Machine& machine) {
 /// What happened on the machine must be what the status says.
 void JudgeStatus(const Machine& before, const Machine& after, const RunResult& result) {
   if (result.status == 0) {
-    EXPECT_TRUE(InstalledRoots(after).empty());
+    EXPECT_TRUE(InstalledRootIds(after).empty());
     EXPECT_EQ(after.store.Find(u"oem3.inf"), nullptr);
     EXPECT_EQ(after.store.Find(u"oem12.inf"), nullptr);
     return;
   }
   if (result.status == 17) {
-    EXPECT_EQ(InstalledRoots(after), InstalledRoots(before));
+    EXPECT_EQ(InstalledRootIds(after), InstalledRootIds(before));
   }
   if (result.status == 3 || result.status == 17 || result.status == 10) {
     EXPECT_EQ(after.store, before.store);

@@ -79,7 +79,7 @@ void JudgePackages(const Machine& before, const Machine& after, std::vector<std:
     if (!IsExactPackage(before, package)) {
       broken.push_back("a package of other bytes or identity was uninstalled");
     }
-    if (!InstalledRoots(after).empty()) {
+    if (!InstalledRootIds(after).empty()) {
       broken.push_back("a package was uninstalled while a root remains");
     }
   }
@@ -143,7 +143,7 @@ void CopyPackage(Machine& machine, std::u16string_view published, std::u16string
   PutFile(machine.files, PublishedInfPath(machine, copy), *inf);
 }
 
-std::vector<std::u16string> InstalledRoots(const Machine& machine) {
+std::vector<std::u16string> InstalledRootIds(const Machine& machine) {
   std::vector<std::u16string> roots;
   for (const Device& device : machine.devices.devices) {
     const auto& ids = device.hardwareIds;

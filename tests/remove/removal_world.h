@@ -39,7 +39,7 @@ void CopyPackage(platform::simulated::Machine& machine, std::u16string_view publ
                  std::u16string_view copy);
 
 /// Instance ids of the installed roots, present or not.
-std::vector<std::u16string> InstalledRoots(const platform::simulated::Machine& machine);
+std::vector<std::u16string> InstalledRootIds(const platform::simulated::Machine& machine);
 
 /// What is wrong with a machine after a run that started from `before`, whatever became of the run;
 /// nothing when all is as it must be.

@@ -62,6 +62,7 @@ TEST_F(RemoveCommand, GoesOnAfterAVetoThatEnds) {
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(Transcript(result)[2],
             "err: vorn_devnode: query-remove succeeded on attempt 41 after 10000 ms");
+  EXPECT_EQ(Transcript(result).back(), OkLine(1, 1, 20));
 }
 
 TEST_F(RemoveCommand, LeavesOtherRefusalsToTheRemovalItself) {
@@ -117,7 +118,7 @@ TEST_F(RemoveCommand, FailsWhenARootCannotBeRemoved) {
             (Lines{"err: vorn_devnode: SetupDiCallClassInstaller(DIF_REMOVE) failed (error "
                    "0xE0000203)",
                    Partial(1)}));
-  EXPECT_EQ(InstalledRoots(machine), std::vector<std::u16string>{u"ROOT\\MEDIA\\0002"});
+  EXPECT_EQ(InstalledRootIds(machine), std::vector<std::u16string>{u"ROOT\\MEDIA\\0002"});
   EXPECT_EQ(RemovalLogText(machine),
             "[2026-03-04 05:06:37.089] remove: RESULT=REMOVE_FAILED - partial or unverifiable "
             "removal; installed roots=1\r\n");
@@ -133,7 +134,7 @@ TEST_F(RemoveCommand, GoesOnToTheNextRootWhenTheFirstFails) {
             (Lines{"err: vorn_devnode: SetupDiSetClassInstallParams(DIF_REMOVE) failed (error "
                    "0xE0000225)",
                    Partial(1)}));
-  EXPECT_EQ(InstalledRoots(machine), std::vector<std::u16string>{kRootId});
+  EXPECT_EQ(InstalledRootIds(machine), std::vector<std::u16string>{kRootId});
   EXPECT_EQ(result.CallsOf("SetupDiCallClassInstaller").size(), 2U);
 }
 
@@ -147,7 +148,7 @@ TEST_F(RemoveCommand, FailsAfterAFailedRemovalEvenWithNoRootLeft) {
   EXPECT_EQ(lines[2],
             "err: vorn_devnode: SetupDiCallClassInstaller(DIF_REMOVE) failed (error 0x0000001F)");
   EXPECT_EQ(lines[3], Partial(0));
-  EXPECT_TRUE(InstalledRoots(machine).empty());
+  EXPECT_TRUE(InstalledRootIds(machine).empty());
   ExpectNothingCleaned();
 }
 
@@ -185,7 +186,7 @@ TEST_F(RemoveCommand, FailsWhenTheRootsCannotAllBeSeen) {
   const RunResult result = Run({FailingCall("SetupDiEnumDeviceInfo", 13, enumerated)});
   EXPECT_EQ(result.status, 13);
   EXPECT_EQ(Transcript(result), Lines{Partial(0)});
-  EXPECT_TRUE(InstalledRoots(machine).empty());
+  EXPECT_TRUE(InstalledRootIds(machine).empty());
   ExpectNothingCleaned();
 }
 
@@ -202,6 +203,7 @@ TEST_F(RemoveCommand, FailsWhenTheRootsCannotBeCounted) {
 TEST_F(RemoveCommand, CountsAgainAfterACountThatFailed) {
   const RunResult result = Run({FailingCall("SetupDiGetClassDevsW", 8, 4)});
   EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(Transcript(result).back(), OkLine(1, 1, 20));
   EXPECT_EQ(Took(), 500U);
 }
 
@@ -209,6 +211,7 @@ TEST_F(RemoveCommand, IgnoresInstallParametersThatCannotBeRead) {
   Root().temper.removeNeedsRestart = true;
   const RunResult result = Run({FailingCall("SetupDiGetDeviceInstallParamsW", 13)});
   EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(Transcript(result).back(), OkLine(1, 1, 20));
 }
 
 // ------------------------------------------------------------------------------------------------
@@ -267,7 +270,7 @@ TEST_F(RemoveCommand, LeavesPackageAndRecordsWhenARestartIsNeeded) {
   EXPECT_EQ(result.status, 10);
   EXPECT_EQ(Transcript(result)[2], kPendingRestart);
   EXPECT_EQ(RemovalLogText(machine).find("RESULT"), std::string::npos) << "not logged";
-  EXPECT_TRUE(InstalledRoots(machine).empty());
+  EXPECT_TRUE(InstalledRootIds(machine).empty());
   ExpectNothingCleaned();
 }
 
@@ -289,7 +292,7 @@ TEST_F(RemoveCommand, FinishesAfterTheRestartThatItAskedFor) {
   Root().temper.removeKeepsNodeUntilRestart = true;
   EXPECT_EQ(Run().status, 10);
   Reboot(machine);
-  EXPECT_TRUE(InstalledRoots(machine).empty());
+  EXPECT_TRUE(InstalledRootIds(machine).empty());
   const RunResult result = Run();
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(Transcript(result).back(), OkLine(0, 1, 20));

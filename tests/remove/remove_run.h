@@ -6,6 +6,7 @@
 #include "platform/simulated/machine.h"
 #include "removal_world.h"
 #include "tests/support/device_world.h"
+#include "tests/support/judged_run.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -63,7 +64,10 @@ class RemoveCommand : public ::testing::Test {
     RunOptions options;
     options.faults = std::move(faults);
     options.token = token;
-    RunResult result = Remove(machine, options, infPath);
+    // The checkers know the log of the default place only.
+    RunResult result = infPath == kInfArgument
+                           ? RunJudged(machine, Command::Remove, {u"remove", infPath}, options)
+                           : Remove(machine, options, infPath);
     EXPECT_EQ(BrokenPromises(before, machine), Lines{});
     EXPECT_TRUE(result.openObjects.empty());
     EXPECT_TRUE(platform::simulated::ListFolder(machine.files, machine.files.tempFolder).empty());

@@ -2,6 +2,7 @@
 #include "platform/audio_endpoints.h"
 #include "platform/simulated/endpoint_builder.h"
 #include "tests/support/activation.h"
+#include "tests/support/judged_run.h"
 #include "tests/support/run_command.h"
 
 #include <gtest/gtest.h>
@@ -21,10 +22,12 @@ using platform::simulated::OutdatedMachine;
 using platform::simulated::PackageRecipe;
 using platform::simulated::RemoveDeviceNode;
 using platform::simulated::WritePackage;
+using tests::Command;
 using tests::kRootId;
 using tests::kSampleInf;
 using tests::ProvenLine;
-using tests::RunCommand;
+using tests::RunJudged;
+using tests::RunOptions;
 using tests::RunResult;
 
 void Expect(const RunResult& run, ExitStatus status, const std::string& output,
@@ -36,11 +39,12 @@ void Expect(const RunResult& run, ExitStatus status, const std::string& output,
 }
 
 RunResult AuditCatalogOf(Machine& machine) {
-  return RunCommand(machine, {u"audit-catalog"});
+  return RunJudged(machine, Command::AuditCatalog, {u"audit-catalog"});
 }
 
-RunResult AuditCurrentOf(Machine& machine, const std::u16string& inf = kSampleInf) {
-  return RunCommand(machine, {u"audit-current", inf});
+RunResult AuditCurrentOf(Machine& machine, const std::u16string& inf = kSampleInf,
+                         const RunOptions& options = {}) {
+  return RunJudged(machine, Command::AuditCurrent, {u"audit-current", inf}, options);
 }
 
 constexpr const char* kNotTheChildren =
@@ -216,9 +220,9 @@ TEST(AuditCurrent, RefusesAnInfThatCannotBeHashed) {
   platform::simulated::Fault fault;
   fault.call = "BCryptOpenAlgorithmProvider";
   fault.error = 0xC0000225;
-  tests::RunOptions options;
+  RunOptions options;
   options.faults = {fault};
-  const RunResult run = RunCommand(machine, {u"audit-current", kSampleInf}, options);
+  const RunResult run = AuditCurrentOf(machine, kSampleInf, options);
   EXPECT_EQ(run.status, kExitInputRefused);
   EXPECT_EQ(ToUtf8(run.output), "");
   EXPECT_EQ(ToUtf8(run.errorOutput), "");

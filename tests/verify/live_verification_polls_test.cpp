@@ -83,6 +83,11 @@ TEST(LiveVerificationPolls, EndWithTheOneThatOutlastedTheDeadline) {
   slow.amount = kProofBudgetMs;
   const EngineRun run = RunEngine(machine, state, VerificationMode::Reporting, {slow});
   EXPECT_EQ(run.status, kExitEndpointsMissing);
+  MissingFields fields;
+  fields.resident =
+      "RESIDENT IMAGE/ABI MISMATCH: loaded DriverVer is 26.8.10.9 but the activated package is "
+      "26.8.10.5; resident driver ABI/capability handshake does not match the activated package";
+  EXPECT_EQ(ToUtf8(run.output + run.errorOutput), MissingLine(fields));
   EXPECT_EQ(run.CountOf("Sleep"), 0u);
   EXPECT_EQ(run.CountOf("CoInitializeEx"), 1u);
 }

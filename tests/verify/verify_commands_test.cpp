@@ -3,6 +3,7 @@
 #include "platform/simulated/endpoint_builder.h"
 #include "tests/support/activation.h"
 #include "tests/support/catalog_lists.h"
+#include "tests/support/judged_run.h"
 #include "tests/support/run_command.h"
 
 #include <algorithm>
@@ -33,6 +34,7 @@ using tests::ProvenLine;
 using tests::PutJournal;
 using tests::RootOf;
 using tests::RunCommand;
+using tests::RunJudged;
 using tests::RunOptions;
 using tests::RunResult;
 using tests::UpdateTarget;
@@ -63,6 +65,13 @@ constexpr const char* kRestartPassed = "vorn_devnode: VORN root hot-restart pref
 Arguments Command(const std::u16string& word, const std::u16string& version = u"26.8.10.5",
                   const std::u16string& date = u"08/10/2026") {
   return {word, version, date, kSampleJournal};
+}
+
+/// One run, which must keep every promise of its command.
+RunResult Perform(Machine& machine, const Arguments& line, const RunOptions& options = {}) {
+  const bool verify = EqualsIgnoringCase(line[0], u"verify");
+  return RunJudged(machine, verify ? tests::Command::Verify : tests::Command::HotActivate, line,
+                   options);
 }
 
 /// Status, standard output, standard error; and nothing left open.
@@ -160,7 +169,7 @@ INSTANTIATE_TEST_SUITE_P(Commands, IdentityGate, testing::Values(u"verify", u"ho
 
 TEST_P(IdentityGate, RefusesAMissingJournal) {
   Machine machine = InstalledMachine();
-  const RunResult run = RunCommand(machine, Command(GetParam()));
+  const RunResult run = Perform(machine, Command(GetParam()));
   Expect(run, Refusal(), "", kMissingJournal + Missing());
   ExpectNoDeviceWasTouched(run);
 }
@@ -171,7 +180,7 @@ TEST_P(IdentityGate, RefusesAMalformedJournal) {
   ActivationState state = UpdateTarget(machine);
   state.present.back() = ToLowerAscii(state.present.front());
   PutJournal(machine, state);
-  const RunResult run = RunCommand(machine, Command(GetParam()));
+  const RunResult run = Perform(machine, Command(GetParam()));
   Expect(run, Refusal(), "", Missing());
   ExpectNoDeviceWasTouched(run);
 }
@@ -181,7 +190,7 @@ TEST_P(IdentityGate, RefusesAJournalThatOthersMayWrite) {
   const auto generous = platform::simulated::ParseSddl(u"O:BAD:P(A;;FA;;;SY)(A;;FA;;;WD)");
   ASSERT_TRUE(generous.has_value());
   NodeAt(machine.files, kSampleJournal).security = *generous;
-  const RunResult run = RunCommand(machine, Command(GetParam()));
+  const RunResult run = Perform(machine, Command(GetParam()));
   Expect(run, Refusal(), "", kMissingJournal + Missing());
   ExpectNoDeviceWasTouched(run);
 }
@@ -194,7 +203,7 @@ TEST_P(IdentityGate, RefusesAnotherVersionOrDate) {
       {u"26.8.10.5 ", u"08/10/2026"}, {u"08/10/2026", u"26.8.10.5"}};
   for (const auto& [version, date] : expectations) {
     Machine copy = machine;
-    const RunResult run = RunCommand(copy, Command(GetParam(), version, date));
+    const RunResult run = Perform(copy, Command(GetParam(), version, date));
     Expect(run, Refusal(), "", Mismatch());
     ExpectNoDeviceWasTouched(run);
   }
@@ -205,7 +214,7 @@ TEST_P(IdentityGate, ComparesDatesAsTexts) {
   ActivationState state = UpdateTarget(machine);
   state.date = u"2026-1-2";
   PutJournal(machine, state);
-  Expect(RunCommand(machine, Command(GetParam(), u"26.8.10.5", u"2026-01-02")), Refusal(), "",
+  Expect(Perform(machine, Command(GetParam(), u"26.8.10.5", u"2026-01-02")), Refusal(), "",
          Mismatch());
 }
 
@@ -216,7 +225,7 @@ TEST_P(IdentityGate, IgnoresLetterCase) {
   state.version = u"26.8.10.5-Beta";
   state.date = u"aug 10";
   PutJournal(machine, state);
-  const RunResult run = RunCommand(machine, Command(GetParam(), u"26.8.10.5-bETA", u"AUG 10"));
+  const RunResult run = Perform(machine, Command(GetParam(), u"26.8.10.5-bETA", u"AUG 10"));
   EXPECT_EQ(run.status, kExitEndpointsMissing);
   EXPECT_NE(ToUtf8(run.errorOutput)
                 .find("package=live root is bound to the wrong driver version; kernel=; "
@@ -229,13 +238,13 @@ TEST_P(IdentityGate, IgnoresLetterCase) {
 
 TEST(VerifyCommand, ProvesTheMachineAgainstItsJournal) {
   Machine machine = JournalledMachine();
-  Expect(RunCommand(machine, Command(u"verify")), kExitOk, ProvenLine(machine), "");
+  Expect(Perform(machine, Command(u"verify")), kExitOk, ProvenLine(machine), "");
 }
 
 TEST(VerifyCommand, ProvesAFreshInstall) {
   Machine machine = InstalledMachine();
   PutJournal(machine, FreshTarget(machine));
-  Expect(RunCommand(machine, Command(u"VERIFY")), kExitOk, ProvenLine(machine), "");
+  Expect(Perform(machine, Command(u"VERIFY")), kExitOk, ProvenLine(machine), "");
 }
 
 TEST(VerifyCommand, LetsARealUpdateRemintEveryId) {
@@ -246,13 +255,13 @@ TEST(VerifyCommand, LetsARealUpdateRemintEveryId) {
   for (CatalogEndpoint& endpoint : state.catalog)
     endpoint.endpointId += u"-old";
   PutJournal(machine, state);
-  Expect(RunCommand(machine, Command(u"verify")), kExitOk, ProvenLine(machine), "");
+  Expect(Perform(machine, Command(u"verify")), kExitOk, ProvenLine(machine), "");
 }
 
 TEST(VerifyCommand, ReportsADeviceThatIsNotStarted) {
   Machine machine = JournalledMachine();
   DisableDevice(machine, kRootId);
-  Expect(RunCommand(machine, Command(u"verify")), kExitNotStarted, "",
+  Expect(Perform(machine, Command(u"verify")), kExitNotStarted, "",
          "vorn_devnode: RESULT=NOT_STARTED - devnode did not reach DN_STARTED (problem=22)\n");
 }
 
@@ -261,7 +270,7 @@ TEST(VerifyCommand, ReportsWhatIsMissing) {
   ActivationState state = UpdateTarget(machine);
   EndpointAt(state.catalog, 5, true).active = false;
   PutJournal(machine, state);
-  Expect(RunCommand(machine, Command(u"verify")), kExitEndpointsMissing, "",
+  Expect(Perform(machine, Command(u"verify")), kExitEndpointsMissing, "",
          "vorn_devnode: RESULT=ENDPOINTS_MISSING - root=healthy; package=; kernel=; "
          "resident=proven; catalog=healthy; mapping=driver update activated an endpoint the user "
          "had not claimed; present= (catalog=20, active=20, present-pnp=20)\n");
@@ -269,7 +278,7 @@ TEST(VerifyCommand, ReportsWhatIsMissing) {
 
 TEST(VerifyCommand, FindsThatAnotherImageIsResident) {
   Machine machine = SelectedMachine();
-  const RunResult run = RunCommand(machine, Command(u"verify"));
+  const RunResult run = Perform(machine, Command(u"verify"));
   Expect(run, kExitEndpointsMissing, "",
          "vorn_devnode: RESULT=ENDPOINTS_MISSING - root=healthy; package=; kernel=; "
          "resident=RESIDENT IMAGE MISMATCH: driver reports 26.8.9 (0x001A0809) but the package "
@@ -280,7 +289,7 @@ TEST(VerifyCommand, FindsThatAnotherImageIsResident) {
 
 TEST(VerifyCommand, ChangesNoDeviceDriverOrFile) {
   Machine machine = JournalledMachine();
-  const RunResult run = RunCommand(machine, Command(u"verify"));
+  const RunResult run = Perform(machine, Command(u"verify"));
   for (const char* call : {"SetupDiCallClassInstaller", "SetupDiSetClassInstallParamsW",
                            "UpdateDriverForPlugAndPlayDevicesW", "SetupUninstallOEMInfW",
                            "WriteFile", "SetFileInformationByHandle",
@@ -290,14 +299,14 @@ TEST(VerifyCommand, ChangesNoDeviceDriverOrFile) {
   EXPECT_TRUE(VisibilityRequests(run).empty());
   EXPECT_EQ(ControlRequests(run, "0x226000"), 0u);
   // The journal is still there for the next run.
-  Expect(RunCommand(machine, Command(u"verify")), kExitOk, ProvenLine(machine), "");
+  Expect(Perform(machine, Command(u"verify")), kExitOk, ProvenLine(machine), "");
 }
 
 // ------------------------------------------------------------------------------------------------
 
 TEST(HotActivateCommand, LoadsTheSelectedDriverAndProvesIt) {
   Machine machine = SelectedMachine();
-  const RunResult run = RunCommand(machine, Command(u"hot-activate"));
+  const RunResult run = Perform(machine, Command(u"hot-activate"));
   Expect(run, kExitOk, kRestartPassed + ProvenLine(machine), "");
   EXPECT_EQ(RootOf(machine).resident->loadedVersion, 0x1A080Au);
   EXPECT_EQ(VisibleEndpoints(machine), 20u);
@@ -305,12 +314,12 @@ TEST(HotActivateCommand, LoadsTheSelectedDriverAndProvesIt) {
   EXPECT_EQ(VisibilityRequests(run), AllRequests("hide"));
   EXPECT_EQ(ControlRequests(run, "0x22A004"), 1u);
   // And verify agrees.
-  Expect(RunCommand(machine, Command(u"verify")), kExitOk, ProvenLine(machine), "");
+  Expect(Perform(machine, Command(u"verify")), kExitOk, ProvenLine(machine), "");
 }
 
 TEST(HotActivateCommand, HidesBeforeItRestarts) {
   Machine machine = SelectedMachine();
-  const RunResult run = RunCommand(machine, Command(u"hot-activate"));
+  const RunResult run = Perform(machine, Command(u"hot-activate"));
   std::size_t lastHide = 0;
   std::size_t restart = 0;
   for (std::size_t i = 0; i < run.calls.size(); ++i) {
@@ -326,7 +335,7 @@ TEST(HotActivateCommand, KeepsEndpointsAsTheUserLeftThem) {
   SetEndpointDisabled(machine, FindEndpoint(machine, kRootId, CableFlow{6, 0})->id, true);
   PutJournal(machine, UpdateTarget(machine));
   BindPackage(machine, kRootId, *PublishPackage(machine, kSampleInf, u"Root\\VornAudio"));
-  const RunResult run = RunCommand(machine, Command(u"hot-activate"));
+  const RunResult run = Perform(machine, Command(u"hot-activate"));
   EXPECT_EQ(run.status, kExitOk) << ToUtf8(run.errorOutput);
   EXPECT_EQ(VisibleEndpoints(machine), 19u);
 }
@@ -334,7 +343,7 @@ TEST(HotActivateCommand, KeepsEndpointsAsTheUserLeftThem) {
 TEST(HotActivateCommand, RefusesWithoutALiveRoot) {
   Machine machine = JournalledMachine();
   RemoveDeviceNode(machine, kRootId);
-  Expect(RunCommand(machine, Command(u"hot-activate")), kExitHotSwapFailed, "",
+  Expect(Perform(machine, Command(u"hot-activate")), kExitHotSwapFailed, "",
          "vorn_devnode: RESULT=HOT_SWAP_FAILED - cannot resolve the live VORN root: no present "
          "Root\\VornAudio devnode\n");
 }
@@ -342,12 +351,12 @@ TEST(HotActivateCommand, RefusesWithoutALiveRoot) {
 TEST(HotActivateCommand, RefusesARootThatIsNotTheOnlyOneOrNotStarted) {
   Machine two = JournalledMachine();
   AddRoot(two, u"ROOT\\MEDIA\\0001");
-  Expect(RunCommand(two, Command(u"hot-activate")), kExitHotSwapFailed, "",
+  Expect(Perform(two, Command(u"hot-activate")), kExitHotSwapFailed, "",
          "vorn_devnode: RESULT=HOT_SWAP_FAILED - cannot resolve the live VORN root: multiple "
          "present Root\\VornAudio devnodes\n");
   Machine disabled = JournalledMachine();
   DisableDevice(disabled, kRootId);
-  const RunResult run = RunCommand(disabled, Command(u"hot-activate"));
+  const RunResult run = Perform(disabled, Command(u"hot-activate"));
   Expect(run, kExitHotSwapFailed, "",
          "vorn_devnode: RESULT=HOT_SWAP_FAILED - cannot resolve the live VORN root: present VORN "
          "root is not started cleanly\n");
@@ -358,7 +367,7 @@ TEST(HotActivateCommand, RefusesARootThatIsNotTheOnlyOneOrNotStarted) {
 TEST(HotActivateCommand, DoesNotRestartWhenOneCableCannotBeHiddenAndShowsTheOthers) {
   Machine machine = SelectedMachine();
   RootOf(machine).resident->refusesToHide[{4, 0}] = platform::ERROR_ACCESS_DENIED;
-  const RunResult run = RunCommand(machine, Command(u"hot-activate"));
+  const RunResult run = Perform(machine, Command(u"hot-activate"));
   Expect(run, kExitHotSwapFailed, "",
          std::string("vorn_devnode: could not hide cable 4 render (error 0x00000005)\n") +
              kNotQuiesced);
@@ -378,7 +387,7 @@ TEST(HotActivateCommand, DoesNotRestartWhenNoCableCanBeHidden) {
     RootOf(machine).resident->refusesToHide[{cable, 0}] = platform::ERROR_GEN_FAILURE;
     RootOf(machine).resident->refusesToHide[{cable, 1}] = platform::ERROR_GEN_FAILURE;
   }
-  const RunResult run = RunCommand(machine, Command(u"hot-activate"));
+  const RunResult run = Perform(machine, Command(u"hot-activate"));
   std::string lines;
   for (const char* flow : {"render", "capture"}) {
     for (int cable = 0; cable < 10; ++cable) {
@@ -397,7 +406,7 @@ TEST(HotActivateCommand, DoesNotRestartWithoutTheControlChannelOrTheLease) {
   for (auto& candidate : RootOf(closed).interfaces) {
     candidate.openError = platform::ERROR_ACCESS_DENIED;
   }
-  const RunResult channel = RunCommand(closed, Command(u"hot-activate"));
+  const RunResult channel = Perform(closed, Command(u"hot-activate"));
   Expect(channel, kExitHotSwapFailed, "",
          std::string("vorn_devnode: driver quiesce could not open the device: no openable VORN "
                      "interface on this root (control and KS both failed, last error "
@@ -407,7 +416,7 @@ TEST(HotActivateCommand, DoesNotRestartWithoutTheControlChannelOrTheLease) {
 
   Machine leased = SelectedMachine();
   RootOf(leased).leaseHeld = true;
-  const RunResult lease = RunCommand(leased, Command(u"hot-activate"));
+  const RunResult lease = Perform(leased, Command(u"hot-activate"));
   Expect(lease, kExitHotSwapFailed, "",
          std::string("vorn_devnode: driver quiesce could not acquire the controller lease (error "
                      "0x000000AA)\n") +
@@ -418,7 +427,7 @@ TEST(HotActivateCommand, DoesNotRestartWithoutTheControlChannelOrTheLease) {
 TEST(HotActivateCommand, DoesNotRestartAfterAShortLeaseReply) {
   Machine machine = SelectedMachine();
   RootOf(machine).resident->leaseBytes = 8;
-  const RunResult run = RunCommand(machine, Command(u"hot-activate"));
+  const RunResult run = Perform(machine, Command(u"hot-activate"));
   EXPECT_EQ(run.status, kExitHotSwapFailed);
   const std::string errors = ToUtf8(run.errorOutput);
   EXPECT_TRUE(
@@ -435,7 +444,7 @@ TEST(HotActivateCommand, SaysThatNothingCouldBeShownWhenTheDeviceVanishes) {
   RunOptions options;
   options.faults = {ChangeBefore("SetupDiCallClassInstaller", 1,
                                  [](Machine& world) { RemoveDeviceNode(world, kRootId); })};
-  const RunResult run = RunCommand(machine, Command(u"hot-activate"), options);
+  const RunResult run = Perform(machine, Command(u"hot-activate"), options);
   EXPECT_EQ(run.status, kExitHotSwapFailed);
   EXPECT_EQ(ToUtf8(run.output), "");
   const std::string errors = ToUtf8(run.errorOutput);
@@ -452,7 +461,7 @@ TEST(HotActivateCommand, SaysThatNothingCouldBeShownWhenTheDeviceVanishes) {
 TEST(HotActivateCommand, ShowsTheEndpointsWhenARestartOfTheMachineIsWanted) {
   Machine machine = SelectedMachine();
   RootOf(machine).temper.restartNeedsReboot = true;
-  const RunResult run = RunCommand(machine, Command(u"hot-activate"));
+  const RunResult run = Perform(machine, Command(u"hot-activate"));
   Expect(run, kExitHotSwapFailed, "", std::string(kRestartRequested) + kNeedsRestart);
   EXPECT_EQ(VisibilityRequests(run), Joined(AllRequests("hide"), AllRequests("show")));
   EXPECT_EQ(VisibleEndpoints(machine), 20u);
@@ -464,7 +473,7 @@ TEST(HotActivateCommand, ShowsAgainAtItsEndWhatCouldNotBeShown) {
   Machine machine = SelectedMachine();
   RootOf(machine).temper.restartNeedsReboot = true;
   RootOf(machine).resident->refusesToShow[{2, 1}] = platform::ERROR_NOT_READY;
-  const RunResult run = RunCommand(machine, Command(u"hot-activate"));
+  const RunResult run = Perform(machine, Command(u"hot-activate"));
   const std::string notShown =
       "vorn_devnode: could not re-show cable 2 capture (error 0x00000015)\n";
   Expect(run, kExitHotSwapFailed, "", kRestartRequested + notShown + kNeedsRestart + notShown);
@@ -483,7 +492,7 @@ TEST(HotActivateCommand, ShowsTheRestAtItsEndWhenOnlyTheFirstShowFailed) {
   fault.error = platform::ERROR_GEN_FAILURE;
   RunOptions options;
   options.faults = {fault};
-  const RunResult run = RunCommand(machine, Command(u"hot-activate"), options);
+  const RunResult run = Perform(machine, Command(u"hot-activate"), options);
   Expect(run, kExitHotSwapFailed, "",
          std::string(kRestartRequested) +
              "vorn_devnode: could not re-show cable 0 render (error 0x0000001F)\n" + kNeedsRestart);
@@ -493,7 +502,7 @@ TEST(HotActivateCommand, ShowsTheRestAtItsEndWhenOnlyTheFirstShowFailed) {
 TEST(HotActivateCommand, FailsWhenTheRootDoesNotComeBack) {
   Machine machine = SelectedMachine();
   RootOf(machine).temper.restartProblem = platform::simulated::CM_PROB_FAILED_START;
-  const RunResult run = RunCommand(machine, Command(u"hot-activate"));
+  const RunResult run = Perform(machine, Command(u"hot-activate"));
   EXPECT_EQ(run.status, kExitHotSwapFailed);
   EXPECT_EQ(ToUtf8(run.output), "");
   const std::string errors = ToUtf8(run.errorOutput);
@@ -513,7 +522,7 @@ TEST(HotActivateCommand, FailsWhenTheRootDoesNotComeBack) {
 TEST(HotActivateCommand, FailsWhenTheRestartIsRefused) {
   Machine machine = SelectedMachine();
   RootOf(machine).temper.restartError = platform::ERROR_ACCESS_DENIED;
-  const RunResult run = RunCommand(machine, Command(u"hot-activate"));
+  const RunResult run = Perform(machine, Command(u"hot-activate"));
   Expect(run, kExitHotSwapFailed, "",
          std::string("vorn_devnode: SetupDiCallClassInstaller(hot-swap preflight) failed (error "
                      "0x00000005)\n") +
@@ -524,7 +533,7 @@ TEST(HotActivateCommand, FailsWhenTheRestartIsRefused) {
 TEST(HotActivateCommand, IsCaughtByTheResidentCheckWhenTheOldImageStays) {
   Machine machine = SelectedMachine();
   RootOf(machine).resident->refusesUnload = true;
-  const RunResult run = RunCommand(machine, Command(u"hot-activate"));
+  const RunResult run = Perform(machine, Command(u"hot-activate"));
   EXPECT_EQ(run.status, kExitEndpointsMissing);
   EXPECT_EQ(ToUtf8(run.output), kRestartPassed);
   EXPECT_NE(ToUtf8(run.errorOutput).find("resident=RESIDENT IMAGE MISMATCH: driver reports 26.8.9"),
@@ -537,14 +546,14 @@ TEST(HotActivateCommand, WaitsForEndpointsThatComeBackLate) {
   Machine machine = SelectedMachine();
   machine.audio.late = {{0, 0}, {9, 1}};
   machine.audio.lateDelay = 30'000;
-  Expect(RunCommand(machine, Command(u"hot-activate")), kExitOk,
-         kRestartPassed + ProvenLine(machine), "");
+  Expect(Perform(machine, Command(u"hot-activate")), kExitOk, kRestartPassed + ProvenLine(machine),
+         "");
 }
 
 TEST(HotActivateCommand, ReportsEndpointsThatComeBackWithOtherIdsInPart) {
   Machine machine = SelectedMachine();
   machine.audio.remintNext = 3;
-  const RunResult run = RunCommand(machine, Command(u"hot-activate"));
+  const RunResult run = Perform(machine, Command(u"hot-activate"));
   EXPECT_EQ(run.status, kExitEndpointsMissing);
   EXPECT_NE(ToUtf8(run.errorOutput)
                 .find("mapping=driver update remapped only some MMDevice cable identities; "
