@@ -1,0 +1,81 @@
+// docs/lab.md names everything that a user of the lab can write: each key of a machine's document,
+// each kind of event, each fault and change, each option.
+
+#include "tests/lab/temporary_folder.h"
+
+#include <gtest/gtest.h>
+#include <regex>
+#include <set>
+
+namespace vorn::lab {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// The folder of the sources, above that of the program.
+fs::path SourceFolder() {
+  fs::path folder = fs::path(VORN_LAB_PROGRAM).parent_path();
+  while (!fs::exists(folder / "docs" / "lab.md") && folder != folder.root_path())
+    folder = folder.parent_path();
+  return folder;
+}
+
+/// The words of the text's code spans and indented lines.
+std::set<std::string> WordsOfCode(const std::string& text) {
+  std::set<std::string> words;
+  const std::regex code("`[^`]*`|(^|\n)    [^\n]*");
+  const std::regex word("[A-Za-z0-9-]+");
+  for (std::sregex_iterator span(text.begin(), text.end(), code), end; span != end; ++span) {
+    const std::string content = span->str();
+    for (std::sregex_iterator each(content.begin(), content.end(), word); each != end; ++each)
+      words.insert(each->str());
+  }
+  return words;
+}
+
+/// What the sources of the lab name in places of that form.
+std::set<std::string> NamesIn(const std::vector<std::string>& files, const std::string& form) {
+  std::set<std::string> names;
+  const std::regex place(form);
+  for (const std::string& file : files) {
+    const std::string source = ReadHostFile(SourceFolder() / "lab" / file);
+    for (std::sregex_iterator found(source.begin(), source.end(), place), end; found != end;
+         ++found)
+      names.insert((*found)[1].str());
+  }
+  return names;
+}
+
+struct Vocabulary {
+  const char* name;
+  std::vector<std::string> files;
+  const char* form;
+  std::size_t least;  // of its words, so that a form that no longer fits fails
+};
+
+TEST(LabDocs, NameEveryWordThatTheLabKnows) {
+  const Vocabulary vocabularies[] = {
+      {"keys",
+       {"machine_document.cpp", "device_facts.cpp", "driver_facts.cpp", "audio_facts.cpp",
+        "file_facts.cpp", "registry_facts.cpp", "typed_data.cpp", "fact_values.cpp"},
+       R"re(facts\.(?:template )?\w+(?:<\w+>)?\("(\w+)")re",
+       150},
+      {"event kinds", {"machine_document.cpp"}, R"re("(\w+)",)re", 20},
+      {"faults", {"fault_spec.cpp"}, R"re(\{"([a-z-]+)", FaultKind)re", 8},
+      {"changes", {"world_change.cpp"}, R"re(\{"([a-z-]+)", [12],)re", 19},
+      {"options", {"package_command.cpp"}, R"re("(--[a-z0-9-]+)")re", 15},
+      {"options of commands", {"command_line.cpp"}, R"re("(--[a-z]+)")re", 4},
+  };
+  const std::set<std::string> documented =
+      WordsOfCode(ReadHostFile(SourceFolder() / "docs" / "lab.md"));
+  for (const Vocabulary& row : vocabularies) {
+    SCOPED_TRACE(row.name);
+    const std::set<std::string> names = NamesIn(row.files, row.form);
+    EXPECT_GE(names.size(), row.least);
+    for (const std::string& name : names)
+      EXPECT_TRUE(documented.contains(name)) << name;
+  }
+}
+
+}  // namespace
+}  // namespace vorn::lab
