@@ -17,9 +17,7 @@ constexpr std::uint32_t kInProcessServer = 1;  // CLSCTX_INPROC_SERVER
 class HeldObject : public Object {
  public:
   explicit HeldObject(ComCounter* object) : object_(object) {}
-  ~HeldObject() override {
-    if (!Process::Current().killed) delete object_;
-  }
+  ~HeldObject() override { delete object_; }
 
  private:
   ComCounter* object_;
@@ -38,9 +36,7 @@ void FreeBlock(TaskHeader* header) {
 class HeldString : public Object {
  public:
   explicit HeldString(TaskHeader* header) : header_(header) {}
-  ~HeldString() override {
-    if (!Process::Current().killed) FreeBlock(header_);
-  }
+  ~HeldString() override { FreeBlock(header_); }
 
  private:
   TaskHeader* header_;
@@ -48,8 +44,8 @@ class HeldString : public Object {
 
 void FreeTaskMemory(void* memory) {
   if (memory == nullptr) return;
-  auto* header = static_cast<TaskHeader*>(memory) - 1;
-  if (!Process::Current().Remove(ObjectKind::Memory, header->number)) FreeBlock(header);
+  const auto* header = static_cast<const TaskHeader*>(memory) - 1;
+  Process::Current().Remove(ObjectKind::Memory, header->number);
 }
 
 }  // namespace
@@ -60,7 +56,7 @@ ComCounter::ComCounter() {
 
 std::uint32_t ComCounter::CountDown() {
   if (--references_ > 0) return references_;
-  if (!Process::Current().Remove(ObjectKind::Com, number_)) delete this;
+  Process::Current().Remove(ObjectKind::Com, number_);
   return 0;
 }
 

@@ -3,9 +3,9 @@
 // The part of COM that every simulated object shares: reference counting, where objects and strings
 // that a program has not given back are counted as open, and the memory that it frees.
 //
-// An object belongs to the program's references. A process that ends takes what is left with it; in
-// a process that was killed the program still runs its destructors, so there the last reference
-// keeps the memory alive.
+// An object belongs to the program's references. A process that ends takes what is left with it. In
+// a process that was killed the program still runs its destructors, which give back what they hold;
+// what is left then goes with the Process too.
 
 #include "platform/audio_endpoints.h"
 #include "platform/simulated/process.h"

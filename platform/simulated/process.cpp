@@ -18,6 +18,11 @@ std::u16string Joined(const std::vector<ConsoleWrite>& console, bool error) {
   return text;
 }
 
+/// What is nothing but the process's own memory, and no handle that a kernel closes.
+bool IsMemory(ObjectKind kind) {
+  return kind == ObjectKind::Memory || kind == ObjectKind::Com;
+}
+
 }  // namespace
 
 Process::Process(Machine& machine) : machine_(machine) {
@@ -26,7 +31,9 @@ Process::Process(Machine& machine) : machine_(machine) {
 }
 
 Process::~Process() {
-  CloseEverything();
+  CloseHandles();
+  while (!objects_.empty())
+    objects_.erase(std::prev(objects_.end()));
   current = nullptr;
 }
 
@@ -41,13 +48,15 @@ Process& Process::Current() {
 void Process::Kill() {
   if (killed) return;
   killed = true;
-  CloseEverything();
+  CloseHandles();
 }
 
-void Process::CloseEverything() {
+void Process::CloseHandles() {
   // Newest first; closing an object may look at the machine, never at other objects.
-  while (!objects_.empty())
-    objects_.erase(std::prev(objects_.end()));
+  for (auto next = objects_.end(); next != objects_.begin();) {
+    --next;
+    if (!IsMemory(next->second.first)) next = objects_.erase(next);
+  }
 }
 
 std::uintptr_t Process::Add(ObjectKind kind, std::shared_ptr<Object> object) {
@@ -73,6 +82,7 @@ bool Process::Remove(ObjectKind kind, std::uintptr_t value) {
 
 std::map<ObjectKind, std::size_t> Process::OpenObjects() const {
   std::map<ObjectKind, std::size_t> counts;
+  if (killed) return counts;
   for (const auto& [value, object] : objects_)
     ++counts[object.first];
   return counts;

@@ -67,6 +67,7 @@ class Process {
   bool inOtherApartment = false;            // the thread had joined a COM apartment by itself
 
   /// The process dies now: handles are closed as a kernel does, later calls do nothing and fail.
+  /// Memory stays until the Process ends, since the program's destructors still run over it.
   void Kill();
 
   // Open objects. A value is an opaque number, never reused within a process.
@@ -77,8 +78,7 @@ class Process {
   }
   bool Remove(ObjectKind kind, std::uintptr_t value);
 
-  /// How many objects of each kind are open, and COM apartments joined; all zero when nothing is
-  /// left behind.
+  /// How many objects of each kind are open; empty when nothing is left behind, and after Kill.
   std::map<ObjectKind, std::size_t> OpenObjects() const;
 
   /// What was written to standard output, and to standard error.
@@ -87,7 +87,7 @@ class Process {
 
  private:
   std::shared_ptr<Object> FindObject(ObjectKind kind, std::uintptr_t value) const;
-  void CloseEverything();
+  void CloseHandles();
 
   Machine& machine_;
   std::map<std::uintptr_t, std::pair<ObjectKind, std::shared_ptr<Object>>> objects_;

@@ -25,14 +25,11 @@ void FreeBlock(BlockHeader* header) {
   ::operator delete (header, std::align_val_t{alignof(BlockHeader)});
 }
 
-/// A block of local memory. A process that ends takes it along; in a killed one the program's
-/// destructors still run, and the last LocalFree frees it.
+/// A block of local memory; a process that ends takes it along.
 class HeldBlock : public Object {
  public:
   explicit HeldBlock(BlockHeader* header) : header_(header) {}
-  ~HeldBlock() override {
-    if (!Process::Current().killed) FreeBlock(header_);
-  }
+  ~HeldBlock() override { FreeBlock(header_); }
 
  private:
   BlockHeader* header_;
@@ -193,8 +190,8 @@ void LocalFree(SECURITY_DESCRIPTOR* descriptor) {
     if (!done) done = process.Remove(ObjectKind::Memory, HeaderOf(descriptor)->number);
     return done;
   });
-  // The process may have been dead before, or have died of this very call.
-  if (!done && process.killed) FreeBlock(HeaderOf(descriptor));
+  // In a process that was dead before this call the program's destructors give memory back too.
+  if (!done && process.killed) process.Remove(ObjectKind::Memory, HeaderOf(descriptor)->number);
 }
 
 }  // namespace vorn::platform

@@ -1,19 +1,25 @@
-// Replays every attack of the table at every moment of every command where it can be tried, and
-// prints what came of each. VORN_ADVERSARIES_FULL=1 takes every moment; without it the moments are
-// a fixed selection: every call that names, opens or changes something, and some of the others.
-// VORN_ADVERSARIES_TABLE=<file> writes the table as it stands in docs/adversaries.md.
+// Replays every attack of the table before the calls of every command where it can be tried, and
+// prints what came of each row and of all.
+//
+// VORN_ADVERSARIES_FULL=1 tries each attack before every call; without it the moments are a fixed
+// selection. VORN_ADVERSARIES_SAMPLE=n replays every nth of what Windows lets happen, and the first
+// of each row and command. VORN_ADVERSARIES_TABLE=<file> writes the rows as they stand in
+// docs/adversaries.md.
 
 #include "base/text.h"
 #include "tests/adversaries/attack_run.h"
+#include "tests/adversaries/attack_table.h"
+#include "tests/adversaries/moments.h"
 
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <iostream>
+#include <iterator>
 #include <map>
 #include <set>
-#include <sstream>
 
 namespace vorn::tests {
 
@@ -24,116 +30,94 @@ static void PrintTo(const Attack& attack, std::ostream* stream) {
 
 namespace {
 
-constexpr std::size_t kMomentsOfASelection = 16;
+// One replay of so many keeps the call log.
+constexpr std::size_t kLogEvery = 8;
+constexpr std::size_t kShownViolations = 5;
 
-bool TakesEveryMoment() {
-  return std::getenv("VORN_ADVERSARIES_FULL") != nullptr;
+/// The number in an environment variable; 0 when there is none.
+std::size_t EnvironmentNumber(const char* name) {
+  const char* text = std::getenv(name);
+  return text == nullptr ? 0 : std::strtoull(text, nullptr, 10);
 }
-
-/// The moments at which an attack is replayed: all, or a selection in which every kind of call has
-/// its first place before others fill it up evenly.
-std::vector<std::uint64_t> MomentsOf(const std::vector<std::string>& calls) {
-  std::set<std::uint64_t> chosen;
-  std::set<std::string> kinds;
-  for (std::uint64_t moment = 1; moment <= calls.size(); ++moment) {
-    const bool isNewKind = kinds.insert(calls[moment - 1]).second;
-    if (TakesEveryMoment() || isNewKind) chosen.insert(moment);
-  }
-  for (std::size_t i = 0; i < kMomentsOfASelection; ++i) {
-    chosen.insert(i * calls.size() / kMomentsOfASelection + 1);
-  }
-  return {chosen.begin(), chosen.end()};
-}
-
-std::string NameOf(Expectation expectation) {
-  switch (expectation) {
-    case Expectation::Refused:
-      return "refused";
-    case Expectation::Harmless:
-      return "harmless";
-    case Expectation::Impossible:
-      return "impossible";
-  }
-  return {};
-}
-
-/// What came of one row.
-struct Tally {
-  std::size_t tried = 0;    // replays
-  std::size_t let = 0;      // of them, those that Windows let happen
-  std::size_t refused = 0;  // of these, those that the command answered with a failure
-  std::vector<std::string> findings;
-};
 
 class Row {
  public:
   explicit Row(const Attack& attack) : attack_(attack) {}
 
   Tally Try() {
-    for (const Job job : attack_.jobs) {
-      if (attack_.strike) {
-        const std::vector<std::uint64_t> moments = MomentsOf(CallsWithout(attack_, job));
-        for (const std::uint64_t moment : moments)
-          TryAt(job, moment);
-      } else {
-        TryAt(job, 0);
-      }
-    }
+    for (const Job job : attack_.jobs)
+      TryAgainst(job);
+    const bool limited = attack_.expectation == Expectation::KnownLimit;
+    if (limited && tally_.limits == 0) tally_.violations.push_back("the known limit is not shown");
     return std::move(tally_);
   }
 
  private:
-  void TryAt(Job job, std::uint64_t moment) {
-    const AttackedRun run = RunAttack(attack_, job, moment);
-    ++tally_.tried;
-    const bool happened = run.acted || moment == 0;
-    const auto find = [&](const std::string& what) {
-      tally_.findings.push_back(NameOf(job) + ", before call " + std::to_string(moment) + ": " +
-                                what);
-    };
-    for (const std::string& violation : run.violations)
-      find(violation);
-    if (!happened) {
-      if (moment == 1 && !attack_.answers.empty() && HasAnswer(job)) CheckLateStart(job);
+  void TryAgainst(Job job) {
+    const AttackedCommand command(attack_, job);
+    if (!attack_.strike) {
+      tally_ += {1, 1, 1, 0, 0, 0, {}};
+      Replay(command, job, 0, true);
       return;
     }
-    ++tally_.let;
+    const std::vector<std::string>& calls = command.Calls();
+    const bool full = EnvironmentNumber("VORN_ADVERSARIES_FULL") != 0;
+    const std::vector<std::uint64_t> moments = full ? EveryMoment(calls) : SelectedMoments(calls);
+    const std::vector<std::uint64_t> acting = command.MomentsThatLetItHappen(moments);
+    tally_ += {calls.size(), moments.size(), acting.size(), 0, 0, 0, {}};
+    CheckStart(job, acting);
+    const std::size_t every =
+        std::max<std::size_t>(1, EnvironmentNumber("VORN_ADVERSARIES_SAMPLE"));
+    for (std::size_t i = 0; i < acting.size(); i += every)
+      Replay(command, job, acting[i], acting[i] == 1);
+  }
+
+  void Replay(const AttackedCommand& command, Job job, std::uint64_t moment, bool first) {
+    const AttackedRun run = command.Run(moment, tally_.replays % kLogEvery == 0);
+    ++tally_.replays;
     if (run.result.status != 0) ++tally_.refused;
-    if (attack_.expectation == Expectation::Impossible) find("Windows let it happen");
-    if (moment > 1) return;
+    for (const std::string& violation : run.violations) {
+      if (!attack_.limit.empty() && violation == attack_.limit) {
+        ++tally_.limits;
+      } else {
+        Find(job, moment, violation);
+      }
+    }
+    if (moment != 0 && !run.acted) Find(job, moment, "Windows did not let it happen again");
+    if (first) CheckAnswers(job, moment, run.result);
+  }
+
+  void CheckAnswers(Job job, std::uint64_t moment, const RunResult& result) {
+    const std::u16string said = result.output + result.errorOutput;
     for (const Answer& answer : attack_.answers) {
       if (answer.job != job) continue;
-      const std::u16string said = run.result.output + run.result.errorOutput;
-      if (run.result.status != answer.status || said.find(answer.text) == std::u16string::npos) {
-        find("status " + std::to_string(run.result.status) + " instead of " +
-             std::to_string(answer.status) + ", said: " + ToUtf8(said));
+      if (result.status != answer.status || said.find(answer.text) == std::u16string::npos) {
+        Find(job, moment,
+             "status " + std::to_string(result.status) + " instead of " +
+                 std::to_string(answer.status) + ", said: " + ToUtf8(said));
       }
     }
   }
 
-  bool HasAnswer(Job job) const {
-    return std::any_of(attack_.answers.begin(), attack_.answers.end(),
-                       [job](const Answer& answer) { return answer.job == job; });
+  void CheckStart(Job job, const std::vector<std::uint64_t>& acting) {
+    if (attack_.expectation == Expectation::Impossible) {
+      for (const std::uint64_t moment : acting)
+        Find(job, moment, "Windows let it happen");
+    }
+    const bool atFirst = !acting.empty() && acting.front() == 1;
+    if (attack_.expectation == Expectation::Refused && !atFirst) {
+      Find(job, 1, "the attack could not be tried at first");
+    }
   }
 
-  /// What can only be done later (there is no log yet to exchange) has nothing to answer at first.
-  void CheckLateStart(Job job) {
-    if (attack_.expectation == Expectation::Refused) {
-      tally_.findings.push_back(NameOf(job) + ": the attack could not be tried at first");
-    }
+  void Find(Job job, std::uint64_t moment, const std::string& what) {
+    tally_.violations.push_back(NameOf(job) + ", before call " + std::to_string(moment) + ": " +
+                                what);
   }
 
   const Attack& attack_;
   Tally tally_;
 };
-
-std::string TableLine(const Attack& attack, const Tally& tally) {
-  std::ostringstream line;
-  line << "| " << attack.name << " | " << NameOf(attack.expectation) << " | " << attack.why << " | "
-       << tally.tried << " | " << tally.let << " | " << tally.refused << " | "
-       << tally.findings.size() << " |\n";
-  return line.str();
-}
 
 /// The table of all rows, printed once after the last.
 class Table : public ::testing::Environment {
@@ -144,47 +128,35 @@ class Table : public ::testing::Environment {
   }
 
   void TearDown() override {
-    std::ostringstream table;
-    table << "| Attack | Expected | Why | Tried | Let happen | Answered by failure | Violations |\n"
-          << "|---|---|---|---|---|---|---|\n";
+    std::string rows;
     Tally sum;
-    std::size_t rows = 0;
+    std::size_t count = 0;
     for (const Attack& attack : AllAttacks()) {
       const auto found = Tallies().find(attack.name);
       if (found == Tallies().end()) continue;
-      table << TableLine(attack, found->second);
-      ++rows;
-      sum.tried += found->second.tried;
-      sum.let += found->second.let;
-      sum.refused += found->second.refused;
-      sum.findings.insert(sum.findings.end(), found->second.findings.begin(),
-                          found->second.findings.end());
+      rows += RowStart(attack) + RowNumbers(found->second) + "\n";
+      sum += found->second;
+      ++count;
     }
-    table << "\nRows: " << rows << ". Replays: " << sum.tried
-          << ", let happen by Windows: " << sum.let << ", answered by failure: " << sum.refused
-          << ", violations: " << sum.findings.size() << ".\n";
-    if (rows > 1) std::cout << table.str();
-    if (const char* path = std::getenv("VORN_ADVERSARIES_TABLE"))
-      std::ofstream(path) << table.str();
+    if (count == 0) return;
+    std::cout << SumLine(count, sum);
+    if (const char* path = std::getenv("VORN_ADVERSARIES_TABLE")) {
+      std::ofstream(path) << TableHead() << rows << "\n" << SumLine(count, sum);
+    }
   }
 };
 
 const auto* const kTable = ::testing::AddGlobalTestEnvironment(new Table);
-
-std::vector<Attack> Everything() {
-  return AllAttacks();
-}
 
 class Adversaries : public ::testing::TestWithParam<Attack> {};
 
 TEST_P(Adversaries, GainNothing) {
   const Tally tally = Row(GetParam()).Try();
   Table::Tallies()[GetParam().name] = tally;
-  for (std::size_t i = 0; i < std::min<std::size_t>(tally.findings.size(), 5); ++i) {
-    ADD_FAILURE() << tally.findings[i];
-  }
-  EXPECT_LE(tally.findings.size(), 5U) << "and more";
-  EXPECT_GT(tally.tried, 0U);
+  const std::size_t shown = std::min(tally.violations.size(), kShownViolations);
+  for (std::size_t i = 0; i < shown; ++i)
+    ADD_FAILURE() << tally.violations[i];
+  EXPECT_EQ(tally.violations.size(), 0U);
 }
 
 std::string TestName(const ::testing::TestParamInfo<Attack>& info) {
@@ -199,12 +171,13 @@ std::string TestName(const ::testing::TestParamInfo<Attack>& info) {
   return name;
 }
 
-INSTANTIATE_TEST_SUITE_P(Table, Adversaries, ::testing::ValuesIn(Everything()), TestName);
+INSTANTIATE_TEST_SUITE_P(Table, Adversaries, ::testing::ValuesIn(AllAttacks()), TestName);
 
 class AttackedMachine : public ::testing::TestWithParam<Job> {};
 
 TEST_P(AttackedMachine, IsServedAsAnyOtherWhenNobodyStrikes) {
-  const AttackedRun run = RunAttack(Attack{}, GetParam(), 0);
+  const Attack nobody;
+  const AttackedRun run = AttackedCommand(nobody, GetParam()).Run(0, true);
   EXPECT_EQ(run.result.status, 0) << ToUtf8(run.result.errorOutput);
   EXPECT_EQ(run.violations, std::vector<std::string>{});
 }
@@ -216,6 +189,36 @@ std::string JobTestName(const ::testing::TestParamInfo<Job>& job) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Jobs, AttackedMachine, ::testing::ValuesIn(kAllJobs), JobTestName);
+
+/// The documentation, found from the current folder upwards.
+std::string ReadDocumentation() {
+  namespace fs = std::filesystem;
+  for (fs::path folder = fs::current_path();; folder = folder.parent_path()) {
+    std::ifstream file(folder / "docs" / "adversaries.md");
+    if (file) return {std::istreambuf_iterator<char>(file), {}};
+    if (folder == folder.root_path()) return {};
+  }
+}
+
+TEST(TableOfAttacks, StandsInTheDocumentation) {
+  const std::string documentation = ReadDocumentation();
+  ASSERT_FALSE(documentation.empty()) << "docs/adversaries.md is nowhere above this folder";
+  std::size_t rows = 0;
+  for (const Attack& attack : AllAttacks()) {
+    ++rows;
+    EXPECT_NE(documentation.find("\n" + RowStart(attack)), std::string::npos) << RowStart(attack);
+  }
+  EXPECT_NE(documentation.find("\nRows: " + std::to_string(rows) + "."), std::string::npos);
+}
+
+TEST(TableOfAttacks, NamesNoRowTwice) {
+  std::set<std::string> names;
+  for (const Attack& attack : AllAttacks()) {
+    EXPECT_TRUE(names.insert(attack.name).second) << attack.name;
+    EXPECT_FALSE(attack.why.empty()) << attack.name;
+    EXPECT_FALSE(attack.jobs.empty()) << attack.name;
+  }
+}
 
 }  // namespace
 

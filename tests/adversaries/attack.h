@@ -15,6 +15,7 @@ enum class Expectation {
   Refused,     // where it strikes in time the command ends with its code and changes nothing
   Harmless,    // the command goes on, and nothing that matters is touched
   Impossible,  // Windows itself refuses at every moment, because of what the program holds
+  KnownLimit,  // as harmless, but for what `limit` says
 };
 
 /// What a command says when the attack was there before its first call.
@@ -41,6 +42,9 @@ struct Attack {
 
   /// What the commands answer when the strike comes first.
   std::vector<Answer> answers;
+
+  /// What the judge finds at some moments of a known limit, word for word.
+  std::string limit;
 
   std::u16string infPath = kInf;
   std::u16string statePath = kStatePath;

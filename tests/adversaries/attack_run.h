@@ -1,8 +1,9 @@
 #pragma once
 
-// Runs a command under attack and judges the world that it leaves, without asking the program.
+// Runs a command under attack and has the world judged that it leaves.
 
 #include "tests/adversaries/attack.h"
+#include "tests/adversaries/attack_judge.h"
 #include "tests/support/run_command.h"
 
 #include <cstdint>
@@ -11,16 +12,37 @@
 
 namespace vorn::tests {
 
-/// One run with the strike before its `moment`-th platform call (counted from 1; 0 for no strike).
+/// One run of the command with the strike before one of its platform calls.
 struct AttackedRun {
   bool acted = false;  // Windows let the strike happen
   RunResult result;
-  std::vector<std::string> violations;  // only judged when the strike happened, or there was none
+  std::vector<std::string> violations;  // empty where the strike could not happen
 };
 
-AttackedRun RunAttack(const Attack& attack, Job job, std::uint64_t moment);
+/// One row of the table against one command. The attack must outlive it.
+class AttackedCommand {
+ public:
+  AttackedCommand(const Attack& attack, Job job);
 
-/// The names of the calls that the command makes when it is left alone with that attack's machine.
-std::vector<std::string> CallsWithout(const Attack& attack, Job job);
+  /// The names of the calls that the command makes on this attack's machine when nobody strikes.
+  const std::vector<std::string>& Calls() const { return calls_; }
+
+  /// Those of the moments (call numbers from 1, in ascending order) before which Windows would let
+  /// the strike happen.
+  std::vector<std::uint64_t> MomentsThatLetItHappen(
+      const std::vector<std::uint64_t>& moments) const;
+
+  /// Runs the command with the strike before its `moment`-th call; 0 for no strike. With `log` the
+  /// calls are kept and judged too, which costs as much as the run.
+  AttackedRun Run(std::uint64_t moment, bool log) const;
+
+ private:
+  RunResult RunOn(platform::simulated::Machine& machine, const RunOptions& options) const;
+
+  const Attack& attack_;
+  Job job_;
+  AttackJudge judge_;
+  std::vector<std::string> calls_;
+};
 
 }  // namespace vorn::tests

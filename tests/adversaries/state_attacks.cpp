@@ -47,14 +47,11 @@ std::vector<Attack> Planted(const std::string& name, const std::string& why,
   return {attack, exchange};
 }
 
-std::string HonestJournal() {
-  static const std::string text = TextOf(MachineFor(Job::Verify), kStatePath);
-  return text;
-}
-
 }  // namespace
 
 std::vector<Attack> StateAttacks() {
+  // Read now: writing a journal takes a process of its own, which a strike within one cannot have.
+  const std::string honestJournal = TextOf(MachineFor(Job::Verify), kStatePath);
   std::vector<Attack> attacks;
   const auto add = [&](const std::string& name, const std::string& why,
                        std::function<bool(Attacker&)> put) {
@@ -62,7 +59,7 @@ std::vector<Attack> StateAttacks() {
       attacks.push_back(std::move(attack));
   };
   add("a user's copy of a journal", "its owner and access list are not the protected ones",
-      [](Attacker& user) { return user.TryCreateFile(kStatePath, HonestJournal()); });
+      [honestJournal](Attacker& user) { return user.TryCreateFile(kStatePath, honestJournal); });
   add("an empty file", "its owner and access list are not the protected ones",
       [](Attacker& user) { return user.TryCreateFile(kStatePath, ""); });
   add("a hard link to a protected file", "a file with two names is refused",
@@ -115,7 +112,7 @@ std::vector<Attack> StateAttacks() {
   row.jobs = {Job::FreshInstall, Job::Update, Job::Verify, Job::HotActivate};
   row.why = "its access list is the protected one from its creation";
   row.name = "journal overwritten";
-  row.strike = [](Attacker& user) { return user.TryWrite(kStatePath, HonestJournal()); };
+  row.strike = [honestJournal](Attacker& user) { return user.TryWrite(kStatePath, honestJournal); };
   attacks.push_back(row);
   row.name = "journal held open";
   row.strike = [](Attacker& user) {

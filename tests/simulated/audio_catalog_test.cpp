@@ -185,6 +185,24 @@ TEST_F(AudioCatalogCalls, LetAKilledProcessReleaseWhatItStillHolds) {
   EXPECT_LT(store.Get()->GetValue(kCable, &value), S_OK);
 }
 
+TEST_F(AudioCatalogCalls, TakeAlongWhatAKilledProcessCanNoLongerGiveBack) {
+  FindEndpoint(machine, kRoot, {0, 0})->cable = CableProperty{VT_LPWSTR, 0};
+  {
+    const auto device = Item(0);
+    ComObject<IPropertyStore> store;
+    device.Get()->OpenPropertyStore(STGM_READ, store.Receive());
+    PROPVARIANT value = {};
+    EXPECT_EQ(store.Get()->GetValue(kCable, &value), S_OK);
+    ASSERT_EQ(value.vt, VT_LPWSTR);
+    process.Kill();
+    EXPECT_LT(PropVariantClear(&value), S_OK);
+    device.Get()->AddRef();
+  }
+  // The string that was not cleared and the device with a reference too many are gone with the
+  // process, which the leak checker sees; the dead have nothing open.
+  EXPECT_TRUE(process.OpenObjects().empty());
+}
+
 // ------------------------------------------------------------------------------------------------
 // Listing.
 
