@@ -1,0 +1,33 @@
+"""The list of mutants that no test can or need kill, with the reason of each.
+
+An entry is four lines and an empty one:
+
+    catalog/endpoint_sets.cpp
+    - the line of the source, or its first, where the statement has several
+    + the line with the mutant
+    why no test can tell the two apart
+
+Lines that begin with # are comments.
+"""
+
+
+def read_explained(path, mutants):
+    """(the keys of the mutants that are explained, what is wrong with the list)"""
+    known = {mutant.key() for mutant in mutants}
+    explained, faults = set(), []
+    text = path.read_text() if path.exists() else ""
+    for block in text.split("\n\n"):
+        lines = [line.strip() for line in block.split("\n")
+                 if line.strip() and not line.startswith("#")]
+        if not lines:
+            continue
+        if len(lines) < 4 or not lines[1].startswith("- ") or not lines[2].startswith("+ "):
+            faults.append(f"not an entry: {lines[0]}")
+            continue
+        key = (lines[0], lines[1][2:], lines[2][2:])
+        if key not in known:
+            faults.append(f"no such mutant: {lines[0]}: {lines[2]}")
+        elif key in explained:
+            faults.append(f"twice: {lines[0]}: {lines[2]}")
+        explained.add(key)
+    return explained, faults
