@@ -86,7 +86,7 @@ Value ToValue(const T& argument) {
 std::u16string Expand(std::u16string_view pattern, const Value* values);
 
 // Called only when a pattern and its arguments disagree; not constexpr, so compilation stops there.
-void PatternDoesNotMatchItsArguments();
+[[noreturn]] void PatternDoesNotMatchItsArguments();
 
 template <class... Arguments>
 class Pattern {

@@ -9,6 +9,7 @@ namespace {
 std::vector<std::u16string> ToArguments(int count, wchar_t** values) {
   static_assert(sizeof(wchar_t) == sizeof(char16_t));
   std::vector<std::u16string> arguments;
+  arguments.reserve(static_cast<std::size_t>(count));
   for (int i = 0; i < count; ++i) {
     arguments.emplace_back(reinterpret_cast<const char16_t*>(values[i]));
   }

@@ -20,7 +20,7 @@ std::optional<platform::SP_DEVINFO_DATA> FindOnlyRoot(platform::HDEVINFO list) {
   RootWalk walk(list);
   std::int32_t found = 0;
   platform::SP_DEVINFO_DATA root = {};
-  for (platform::SP_DEVINFO_DATA device; walk.Next(device); ++found)
+  for (platform::SP_DEVINFO_DATA device = {}; walk.Next(device); ++found)
     root = device;
   if (walk.SawEveryDevice() && found == 1) return root;
   PrintError(

@@ -39,7 +39,7 @@ std::u16string JudgeLiveRoot(const LiveRoot& root) {
 /// The status of the first present root; nothing when there is none or it cannot be told.
 std::optional<NodeStatus> LookAtFirstRoot() {
   const DeviceInfoList roots = OpenRootDevices(RootScope::Present);
-  platform::SP_DEVINFO_DATA root;
+  platform::SP_DEVINFO_DATA root = {};
   if (!roots || !RootWalk(roots.Get()).Next(root)) return std::nullopt;
   return ReadNodeStatus(root.DevInst);
 }
@@ -54,7 +54,7 @@ LiveRoot DiscoverLiveRoot() {
     return root;
   }
   RootWalk walk(list.Get());
-  for (platform::SP_DEVINFO_DATA device; walk.Next(device);) {
+  for (platform::SP_DEVINFO_DATA device = {}; walk.Next(device);) {
     if (++root.presentCount == 1) ReadDetails(list.Get(), device, root);
   }
   list.Reset();
@@ -69,7 +69,7 @@ std::int32_t CountInstalledRoots() {
   if (!list) return -1;
   RootWalk walk(list.Get());
   std::int32_t count = 0;
-  for (platform::SP_DEVINFO_DATA device; walk.Next(device);)
+  for (platform::SP_DEVINFO_DATA device = {}; walk.Next(device);)
     ++count;
   return walk.SawEveryDevice() ? count : -1;
 }
@@ -80,7 +80,7 @@ bool ListPresentRootIds(std::vector<std::u16string>& ids) {
   if (!list) return false;
   RootWalk walk(list.Get());
   bool everyIdRead = true;
-  for (platform::SP_DEVINFO_DATA device; everyIdRead && walk.Next(device);) {
+  for (platform::SP_DEVINFO_DATA device = {}; everyIdRead && walk.Next(device);) {
     std::u16string id;
     everyIdRead = ReadInstanceId(list.Get(), device, id);
     if (everyIdRead) ids.push_back(std::move(id));

@@ -205,7 +205,8 @@ class FactReader {
 template <Described T>
 Json ToJson(const T& record) {
   FactWriter facts;
-  Describe(facts, const_cast<T&>(record));  // a writer only reads
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): a writer only reads
+  Describe(facts, const_cast<T&>(record));
   return facts.Take();
 }
 

@@ -15,6 +15,6 @@ VolumeTree ReadVolumeTree(const std::filesystem::path& folder, const std::string
 
 /// Reads or writes a whole file. Throws std::system_error.
 StoredItem ReadStoredFile(const std::filesystem::path& path);
-void WriteStoredFile(const std::filesystem::path& path, const StoredItem& file);
+void WriteStoredFile(const std::filesystem::path& path, const StoredItem& item);
 
 }  // namespace vorn::lab

@@ -37,6 +37,7 @@ std::string JoinTexts(const std::vector<std::string>& texts) {
 
 std::string JoinTexts(const std::vector<std::u16string>& texts) {
   std::vector<std::string> narrow;
+  narrow.reserve(texts.size());
   for (const std::u16string& text : texts)
     narrow.push_back(ToUtf8(text));
   return JoinTexts(narrow);

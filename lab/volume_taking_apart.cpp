@@ -90,7 +90,7 @@ std::string NewFolderName(const Volume& volume, const std::vector<std::string>& 
   const auto isFree = [&taken](const std::string& name) {
     return std::find(taken.begin(), taken.end(), name) == taken.end();
   };
-  const std::string letter(volume.letter != 0 ? 1 : 0, static_cast<char>(volume.letter));
+  std::string letter(volume.letter != 0 ? 1 : 0, static_cast<char>(volume.letter));
   if (!letter.empty() && isFree(letter)) return letter;
   std::size_t number = taken.size() + 1;
   while (!isFree("volume" + std::to_string(number)))

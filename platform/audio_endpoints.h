@@ -68,6 +68,7 @@ struct PROPVARIANT {
 static_assert(sizeof(PROPVARIANT) == 24);
 
 // The interfaces have no virtual destructor on purpose: it would take a slot of the vtable.
+// NOLINTBEGIN(cppcoreguidelines-virtual-class-destructor)
 #if defined(__GNUC__)
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
@@ -136,6 +137,7 @@ struct IDeviceTopology : IUnknown {
 #if defined(__GNUC__)
 #pragma GCC diagnostic pop
 #endif
+// NOLINTEND(cppcoreguidelines-virtual-class-destructor)
 
 /// Joins a COM apartment (CoInitializeEx). A successful call is paired with CoUninitialize.
 HRESULT CoInitializeEx(std::uint32_t concurrencyModel);

@@ -17,9 +17,9 @@ namespace vorn::privileged_input {
 
 /// One way of opening; SYNCHRONIZE is added to the access.
 struct OpenRequest {
-  std::uint32_t access;
-  std::uint32_t disposition;  // FILE_OPEN or FILE_CREATE
-  std::uint32_t kind;         // FILE_DIRECTORY_FILE or FILE_NON_DIRECTORY_FILE
+  std::uint32_t access = 0;
+  std::uint32_t disposition = 0;  // FILE_OPEN or FILE_CREATE
+  std::uint32_t kind = 0;         // FILE_DIRECTORY_FILE or FILE_NON_DIRECTORY_FILE
   std::uint32_t share = platform::FILE_SHARE_READ;
 };
 

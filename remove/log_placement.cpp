@@ -61,6 +61,7 @@ bool HasOneName(platform::HANDLE file) {
 /// opens the same file.
 std::shared_ptr<const void> HoldLogFile(const Directory& folder) {
   const privileged_input::NativeApi& api = folder.SharedState()->api;
+  // NOLINTNEXTLINE(clang-analyzer-core.NonNullParamChecker): an open folder has a state
   KernelHandle file = OpenNative(api, folder.Handle(), kFileName, kOpenLog);
   if (!file && platform::GetLastError() == platform::ERROR_FILE_NOT_FOUND) {
     file = OpenNative(api, folder.Handle(), kFileName, kCreateLog);

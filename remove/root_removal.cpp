@@ -42,7 +42,7 @@ RootRemoval RemoveInstalledRoots() {
   }
   removal.listed = true;
   RootWalk walk(list.Get());
-  platform::SP_DEVINFO_DATA device;
+  platform::SP_DEVINFO_DATA device = {};
   while (walk.Next(device))
     RemoveRoot(list.Get(), device, removal);
   removal.sawEveryDevice = walk.SawEveryDevice();

@@ -28,7 +28,7 @@ constexpr std::uint32_t kGeneratedIds = 10000;     // four digits
 
 template <class Parameters>
 Parameters ReadAs(const SP_CLASSINSTALL_HEADER* parameters) {
-  Parameters copy;
+  Parameters copy = {};
   std::memcpy(&copy, parameters, sizeof copy);
   return copy;
 }

@@ -76,7 +76,7 @@ bool IsInApartment();
 /// neither, nor a failure, is a plain error code.
 template <class ArgumentList, class Body>
 HRESULT SimulateCom(std::string_view name, const ArgumentList& arguments, Body&& body) {
-  const HRESULT result = SimulateCode<HRESULT>(name, arguments, std::forward<Body>(body));
+  const auto result = SimulateCode<HRESULT>(name, arguments, std::forward<Body>(body));
   return result > S_FALSE ? static_cast<HRESULT>(0x80070000 | (result & 0xFFFF)) : result;
 }
 

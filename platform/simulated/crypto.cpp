@@ -137,7 +137,8 @@ NTSTATUS BCryptGetProperty(BCRYPT_ALG_HANDLE algorithm, const char16_t* name, st
 }
 
 NTSTATUS BCryptCreateHash(BCRYPT_ALG_HANDLE algorithm, BCRYPT_HASH_HANDLE* hash,
-                          std::uint8_t* object, std::uint32_t objectSize) {
+                          std::uint8_t* object,  // NOLINT(readability-non-const-parameter)
+                          std::uint32_t objectSize) {
   return SimulateCode<NTSTATUS>(
       "BCryptCreateHash", Arguments("Algorithm", algorithm, "ObjectSize", objectSize),
       [&](const CallFaults&) -> NTSTATUS {

@@ -28,7 +28,7 @@ void Append(Image& image, const T& value) {
 
 template <class T>
 T ReadAt(const void* start, std::size_t offset) {
-  T value;
+  T value = {};
   std::memcpy(&value, static_cast<const std::uint8_t*>(start) + offset, sizeof value);
   return value;
 }

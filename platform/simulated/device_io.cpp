@@ -297,7 +297,7 @@ using namespace simulated;
 HANDLE CreateFileW(const char16_t* path, std::uint32_t desiredAccess, std::uint32_t shareMode,
                    std::uint32_t creationDisposition, std::uint32_t flagsAndAttributes) {
   HANDLE created = INVALID_HANDLE_VALUE;
-  HANDLE result = SimulateCall<HANDLE>(
+  auto result = SimulateCall<HANDLE>(
       "CreateFileW", FailureStyle::LastError, INVALID_HANDLE_VALUE,
       Arguments("path", path, "desiredAccess", Hex{desiredAccess}, "shareMode", Hex{shareMode},
                 "creationDisposition", creationDisposition, "flagsAndAttributes",

@@ -66,7 +66,7 @@ QueryRemoval QueryRemove(Machine& machine, std::u16string_view instanceId) {
   std::vector<std::u16string> subtree;
   CollectSubtree(machine.devices, root, subtree);
   for (const std::u16string& id : subtree) {
-    const QueryRemoval answer = AskToLetGo(machine, *machine.devices.Find(id));
+    QueryRemoval answer = AskToLetGo(machine, *machine.devices.Find(id));
     if (answer.result != CR_SUCCESS) return answer;
   }
   StopDevice(machine, root);

@@ -86,7 +86,7 @@ using namespace simulated;
 HDEVINFO SetupDiGetClassDevsW(const GUID* classGuid, const char16_t* enumerator,
                               std::uint32_t flags) {
   HDEVINFO created = INVALID_DEVICE_INFO_LIST;
-  const HDEVINFO result = SimulateCall<HDEVINFO>(
+  auto result = SimulateCall<HDEVINFO>(
       "SetupDiGetClassDevsW", FailureStyle::LastError, INVALID_DEVICE_INFO_LIST,
       Arguments("ClassGuid", classGuid == nullptr ? GUID{} : *classGuid, "Enumerator", enumerator,
                 "Flags", Hex{flags}),
@@ -103,7 +103,7 @@ HDEVINFO SetupDiGetClassDevsW(const GUID* classGuid, const char16_t* enumerator,
 
 HDEVINFO SetupDiCreateDeviceInfoList(const GUID* classGuid) {
   HDEVINFO created = INVALID_DEVICE_INFO_LIST;
-  const HDEVINFO result = SimulateCall<HDEVINFO>(
+  auto result = SimulateCall<HDEVINFO>(
       "SetupDiCreateDeviceInfoList", FailureStyle::LastError, INVALID_DEVICE_INFO_LIST,
       Arguments("ClassGuid", classGuid == nullptr ? GUID{} : *classGuid), [&](const CallFaults&) {
         auto list = std::make_shared<DeviceList>();

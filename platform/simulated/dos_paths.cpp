@@ -110,7 +110,7 @@ std::u16string DeviceName(std::u16string_view name) {
   return numbered || plain ? std::u16string(stem) : std::u16string();
 }
 
-std::u16string_view LastName(std::u16string_view path) {
+std::u16string_view LastComponent(std::u16string_view path) {
   const auto last = std::find_if(path.rbegin(), path.rend(), IsSeparator);
   return path.substr(static_cast<std::size_t>(path.rend() - last));
 }
@@ -122,12 +122,12 @@ std::u16string FullPath(const FileSystem& files, std::u16string_view path) {
   const Cut cut = CutRoot(files, path);
   const bool local = !cut.root.starts_with(u"\\\\");
   if (local) {
-    const std::u16string device = DeviceName(LastName(HasDrive(path) ? path.substr(2) : path));
+    const std::u16string device = DeviceName(LastComponent(HasDrive(path) ? path.substr(2) : path));
     if (!device.empty()) return std::u16string(kDevice) + device;
   }
   std::u16string_view rest = cut.rest;
   const bool endsWithSeparator = !rest.empty() && IsSeparator(rest.back());
-  const std::u16string_view last = LastName(rest);
+  const std::u16string_view last = LastComponent(rest);
   const bool step = last == u"." || last == u"..";
   while (!endsWithSeparator && !step && (rest.ends_with(u'.') || rest.ends_with(u' ')))
     rest.remove_suffix(1);

@@ -22,6 +22,7 @@ struct DriverRank {
   std::uint32_t day = 0;
   std::vector<std::uint64_t> version;
 
+  // NOLINTNEXTLINE(modernize-use-nullptr): the check takes its zero for a pointer
   friend auto operator<=>(const DriverRank&, const DriverRank&) = default;
 };
 

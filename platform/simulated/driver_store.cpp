@@ -21,7 +21,7 @@ auto FindPackage(Packages& packages, std::u16string_view publishedInf) {
   return found == packages.end() ? nullptr : &*found;
 }
 
-std::u16string FolderOf(std::u16string_view path) {
+std::u16string FolderPrefixOf(std::u16string_view path) {
   const std::size_t end = path.find_last_of(u"\\/");
   return std::u16string(path.substr(0, end == std::u16string_view::npos ? 0 : end + 1));
 }
@@ -133,7 +133,7 @@ std::optional<std::u16string> PublishPackage(Machine& machine, std::u16string_vi
   // A published INF stands for its package, which the store has checked before (documented: that is
   // how an installed driver is selected again).
   if (const PublishedPackage* own = FindPublishedAt(machine, infPath)) return own->publishedInf;
-  const std::u16string folder = FolderOf(infPath);
+  const std::u16string folder = FolderPrefixOf(infPath);
   if ((reason = CheckFiles(machine, folder, *inf, *package)) != 0) return refuse(reason);
   if (const PublishedPackage* same = FindSameInf(machine, *inf)) return same->publishedInf;
 

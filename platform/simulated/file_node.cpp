@@ -50,7 +50,7 @@ Node& NodeTable::at(NodeId id) {
   std::shared_ptr<const Node>& node = nodes_.at(id);
   if (node.use_count() > 1) node = std::make_shared<Node>(*node);
   // Every node was made as a writable one; the table alone holds this one.
-  return const_cast<Node&>(*node);
+  return const_cast<Node&>(*node);  // NOLINT(cppcoreguidelines-pro-type-const-cast)
 }
 
 bool operator==(const NodeTable& left, const NodeTable& right) {

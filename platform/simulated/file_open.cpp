@@ -191,7 +191,7 @@ class Opener {
   SecurityRecord SecurityOfNew(const Place& place) const {
     const Node& folder = files_.nodes.Get(place.folder);
     const bool directory = Wants(request_, FILE_DIRECTORY_FILE);
-    const SecurityRecord inherited = InheritFrom(folder.security, directory, process_.token.owner);
+    SecurityRecord inherited = InheritFrom(folder.security, directory, process_.token.owner);
     if (request_.security == nullptr) return inherited;
     SecurityRecord record = *request_.security;
     if (record.owner.empty()) record.owner = inherited.owner;

@@ -71,7 +71,8 @@ bool CreateFolder(const char16_t* path) {
   // Room for a name of the 8.3 form must be left below a new folder (documented).
   constexpr std::size_t kLongestFolder = MAX_PATH - 12;
   Process& process = Process::Current();
-  const std::u16string full = path == nullptr ? u"" : FullPath(CurrentFiles(), path);
+  if (path == nullptr) return FailWith(ERROR_PATH_NOT_FOUND);
+  const std::u16string full = FullPath(CurrentFiles(), path);
   if (full.empty()) return FailWith(ERROR_PATH_NOT_FOUND);
   const bool verbatim = full.starts_with(u"\\\\?\\");
   if (!verbatim && full.size() >= kLongestFolder) return FailWith(ERROR_FILENAME_EXCED_RANGE);

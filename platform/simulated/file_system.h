@@ -34,6 +34,7 @@ struct OpenKey {
   NodeId node = 0;
   std::uint64_t number = 0;
 
+  // NOLINTNEXTLINE(modernize-use-nullptr): the check takes its zero for a pointer
   friend auto operator<=>(const OpenKey&, const OpenKey&) = default;
 };
 

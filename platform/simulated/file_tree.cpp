@@ -42,7 +42,7 @@ bool OpenByName(const FileSystem& files, NodeId node, const Place& place) {
 Bytes& WritableContent(Node& node) {
   if (node.content.use_count() > 1) node.content = std::make_shared<Bytes>(*node.content);
   // The content was made as writable bytes (here or by make_shared of them); only this node has it.
-  return const_cast<Bytes&>(*node.content);
+  return const_cast<Bytes&>(*node.content);  // NOLINT(cppcoreguidelines-pro-type-const-cast)
 }
 
 bool AllZero(const std::uint8_t* bytes, std::size_t count) {

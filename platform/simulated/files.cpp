@@ -134,12 +134,12 @@ NTSTATUS Take(const void* information, std::uint32_t size, T& value) {
 NTSTATUS Set(FileObject& file, std::uint32_t informationClass, const void* information,
              std::uint32_t size) {
   if (informationClass == FileBasicInfo) {
-    FILE_BASIC_INFO info;
+    FILE_BASIC_INFO info = {};
     const NTSTATUS taken = Take(information, size, info);
     return taken == STATUS_SUCCESS ? SetBasic(file, info) : taken;
   }
   if (informationClass == FileDispositionInfo) {
-    FILE_DISPOSITION_INFO info;
+    FILE_DISPOSITION_INFO info = {};
     const NTSTATUS taken = Take(information, size, info);
     return taken == STATUS_SUCCESS ? SetDisposition(file, info.DeleteFile != 0) : taken;
   }

@@ -83,6 +83,7 @@ std::optional<ParsedInf> ReadInf(std::u16string_view path, InfError& error) {
     error = *refused;
     return std::nullopt;
   }
+  // cppcheck-suppress returnStdMoveLocal ; a part of a local record is not elided
   return std::move(std::get<ParsedInf>(parsed));
 }
 

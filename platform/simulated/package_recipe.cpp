@@ -70,7 +70,7 @@ std::u16string StringsSection(const PackageRecipe& recipe) {
          u" Cables\"\r\n" + u"DiskName     = \"" + recipe.providerName + u" Installation\"\r\n";
 }
 
-Bytes ToBytes(std::string_view text) {
+Bytes BytesOf(std::string_view text) {
   return Bytes(text.begin(), text.end());
 }
 
@@ -86,10 +86,10 @@ std::string InfText(const PackageRecipe& recipe) {
 std::u16string WritePackage(FileSystem& files, std::u16string_view folder,
                             const PackageRecipe& recipe) {
   const std::u16string prefix = std::u16string(folder) + u"\\";
-  const std::u16string infPath = prefix + recipe.infName;
-  const Bytes inf = ToBytes(InfText(recipe));
+  std::u16string infPath = prefix + recipe.infName;
+  const Bytes inf = BytesOf(InfText(recipe));
   const Bytes image =
-      ToBytes(ToImageText(recipe.image ? *recipe.image : SoundImage(recipe.version)));
+      BytesOf(ToImageText(recipe.image ? *recipe.image : SoundImage(recipe.version)));
   std::string catalog;
   if (!recipe.brokenCatalog) catalog += CatalogLine(inf) + "\r\n";
   catalog += CatalogLine(image) + "\r\n";
@@ -99,7 +99,7 @@ std::u16string WritePackage(FileSystem& files, std::u16string_view folder,
   if (recipe.withoutCatalog) {
     RemovePath(files, prefix + recipe.catalogName);
   } else {
-    PutFile(files, prefix + recipe.catalogName, ToBytes(catalog));
+    PutFile(files, prefix + recipe.catalogName, BytesOf(catalog));
   }
   return infPath;
 }

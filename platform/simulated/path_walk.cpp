@@ -74,7 +74,7 @@ class Walker {
   Walked FromRoot(std::u16string name) {
     for (int links = 0; links <= kMostLinks; ++links) {
       next_.clear();
-      const Walked walked = Once(name);
+      Walked walked = Once(name);
       if (next_.empty()) return walked;
       if (options_.dontReparse) return Failed(STATUS_REPARSE_POINT_ENCOUNTERED);
       name = std::move(next_);
@@ -84,7 +84,7 @@ class Walker {
 
   Walked FromFolder(NodeId start, const Place& startPlace, std::u16string_view name) {
     next_.clear();
-    const Walked walked = Below(start, startPlace, name);
+    Walked walked = Below(start, startPlace, name);
     if (next_.empty()) return walked;
     if (options_.dontReparse) return Failed(STATUS_REPARSE_POINT_ENCOUNTERED);
     return FromRoot(std::move(next_));

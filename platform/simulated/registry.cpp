@@ -15,7 +15,7 @@ namespace simulated {
 namespace {
 
 constexpr std::uint32_t kViewBits = KEY_WOW64_64KEY | KEY_WOW64_32KEY;
-constexpr int kMostLinks = 32;
+constexpr int kMostKeyLinks = 32;
 
 struct KeyHandle : Object {
   KeyHandle(KeyId keyId, std::uint32_t access) : key(keyId), granted(access) {}
@@ -107,7 +107,7 @@ Target Resolve(HKEY handle) {
 /// none. A link that leads nowhere, or in a circle, leads to no key.
 std::optional<KeyId> FollowLinks(const Registry& registry, KeyId key) {
   std::optional<KeyId> next = key;
-  for (int i = 0; next && i < kMostLinks; ++i) {
+  for (int i = 0; next && i < kMostKeyLinks; ++i) {
     const Key& record = registry.keys.at(*next);
     if (!record.linkTarget) return next;
     next = FindKey(registry, *record.linkTarget);
@@ -288,8 +288,8 @@ NTSTATUS Delete(HKEY handle) {
 }  // namespace
 
 NTSTATUS SimulatedNtDeleteKey(HKEY key) {
-  const NTSTATUS status = SimulateCode<NTSTATUS>("NtDeleteKey", Arguments("key", key),
-                                                 [&](const CallFaults&) { return Delete(key); });
+  const auto status = SimulateCode<NTSTATUS>("NtDeleteKey", Arguments("key", key),
+                                             [&](const CallFaults&) { return Delete(key); });
   // A planned failure may be an error code, which as a status would say success.
   return status > 0 ? STATUS_UNSUCCESSFUL : status;
 }
@@ -301,7 +301,7 @@ using namespace simulated;
 LSTATUS RegOpenKeyExW(HKEY key, const char16_t* subkey, std::uint32_t options,
                       std::uint32_t desiredAccess, HKEY* result) {
   std::uintptr_t opened = 0;
-  const LSTATUS status = SimulateCode<LSTATUS>(
+  const auto status = SimulateCode<LSTATUS>(
       "RegOpenKeyExW",
       Arguments("key", key, "subkey", subkey, "options", Hex{options}, "desiredAccess",
                 Hex{desiredAccess}),

@@ -147,7 +147,7 @@ class Reader {
   std::u16string ReadTrustee() {
     const std::size_t colon = rest_.find(u':');
     const std::size_t end = colon == std::u16string_view::npos ? rest_.size() : colon - 1;
-    const std::u16string trustee = Trustee(rest_.substr(0, end));
+    std::u16string trustee = Trustee(rest_.substr(0, end));
     rest_.remove_prefix(end);
     return trustee;
   }

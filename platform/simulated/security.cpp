@@ -50,7 +50,7 @@ BlockHeader* HeaderOf(SECURITY_DESCRIPTOR* descriptor) {
 }
 
 DescriptorHeader HeaderAt(const SECURITY_DESCRIPTOR* descriptor) {
-  DescriptorHeader header;
+  DescriptorHeader header = {};
   std::memcpy(&header, descriptor, sizeof header);
   return header;
 }

@@ -37,7 +37,7 @@ SC_HANDLE Add(std::optional<std::u16string> service, std::uint32_t access) {
       ObjectKind::Service, std::make_shared<ServiceObjectHandle>(std::move(service), access)));
 }
 
-SC_HANDLE Refuse(std::uint32_t error) {
+SC_HANDLE RefuseHandle(std::uint32_t error) {
   SetLastError(error);
   return nullptr;
 }
@@ -52,11 +52,11 @@ SC_HANDLE KeepOnSuccess(SC_HANDLE result, SC_HANDLE created) {
 
 SC_HANDLE OpenService(SC_HANDLE manager, const char16_t* name, std::uint32_t desiredAccess) {
   const auto object = Find(manager);
-  if (object == nullptr || object->service) return Refuse(ERROR_INVALID_HANDLE);
-  if (name == nullptr || *name == u'\0') return Refuse(ERROR_INVALID_NAME);
+  if (object == nullptr || object->service) return RefuseHandle(ERROR_INVALID_HANDLE);
+  if (name == nullptr || *name == u'\0') return RefuseHandle(ERROR_INVALID_NAME);
   const Service* service = FindService(Process::Current().TheMachine(), name);
-  if (service == nullptr) return Refuse(ERROR_SERVICE_DOES_NOT_EXIST);
-  if (service->openError != 0) return Refuse(service->openError);
+  if (service == nullptr) return RefuseHandle(ERROR_SERVICE_DOES_NOT_EXIST);
+  if (service->openError != 0) return RefuseHandle(service->openError);
   return Add(name, desiredAccess);
 }
 
@@ -108,6 +108,7 @@ const Service* FindService(const Machine& machine, std::u16string_view name) {
 }
 
 Service* FindService(Machine& machine, std::u16string_view name) {
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): the machine may be written
   return const_cast<Service*>(FindService(std::as_const(machine), name));
 }
 
@@ -144,11 +145,11 @@ using namespace simulated;
 
 SC_HANDLE OpenSCManagerW(std::uint32_t desiredAccess) {
   SC_HANDLE created = nullptr;
-  SC_HANDLE result = SimulateCall<SC_HANDLE>(
+  auto result = SimulateCall<SC_HANDLE>(
       "OpenSCManagerW", FailureStyle::LastError, nullptr,
       Arguments("desiredAccess", Hex{desiredAccess}), [&](const CallFaults&) {
         const std::uint32_t error = Process::Current().TheMachine().serviceManagerError;
-        if (error != 0) return Refuse(error);
+        if (error != 0) return RefuseHandle(error);
         // Documented: connecting, all that opening a service takes, is part of every access.
         return created = Add(std::nullopt, desiredAccess | SC_MANAGER_CONNECT);
       });
@@ -157,7 +158,7 @@ SC_HANDLE OpenSCManagerW(std::uint32_t desiredAccess) {
 
 SC_HANDLE OpenServiceW(SC_HANDLE manager, const char16_t* name, std::uint32_t desiredAccess) {
   SC_HANDLE created = nullptr;
-  SC_HANDLE result = SimulateCall<SC_HANDLE>(
+  auto result = SimulateCall<SC_HANDLE>(
       "OpenServiceW", FailureStyle::LastError, nullptr,
       Arguments("manager", manager, "name", name, "desiredAccess", Hex{desiredAccess}),
       [&](const CallFaults&) { return created = OpenService(manager, name, desiredAccess); });

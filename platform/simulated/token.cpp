@@ -86,7 +86,7 @@ bool Adjust(Token& token, const LUID_AND_ATTRIBUTES& wanted) {
 
 /// The entry at `index` of a variable-length array that is declared with one.
 LUID_AND_ATTRIBUTES EntryAt(const TOKEN_PRIVILEGES* privileges, std::uint32_t index) {
-  LUID_AND_ATTRIBUTES entry;
+  LUID_AND_ATTRIBUTES entry = {};
   const auto* first =
       reinterpret_cast<const std::uint8_t*>(privileges) + offsetof(TOKEN_PRIVILEGES, Privileges);
   std::memcpy(&entry, first + std::size_t{index} * sizeof entry, sizeof entry);
