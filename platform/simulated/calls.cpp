@@ -79,6 +79,9 @@ void Apply(const Fault& fault, Process& process, Verdict& verdict) {
     case FaultKind::Short:
       verdict.faults.shortTo = fault.amount;
       break;
+    case FaultKind::Long:
+      verdict.faults.longBy = fault.amount;
+      break;
     case FaultKind::AskRestart:
       verdict.faults.askRestart = true;
       break;
@@ -88,6 +91,13 @@ void Apply(const Fault& fault, Process& process, Verdict& verdict) {
     case FaultKind::Change:
       if (fault.change) fault.change(process.TheMachine());
       break;
+    case FaultKind::ChangeAfter:
+      verdict.changeAfter = &fault;
+      break;
+    case FaultKind::AnswerFromPast:
+      if (process.past == nullptr) process.past = std::make_unique<Machine>(*fault.past);
+      verdict.fromPast = true;
+      break;
     case FaultKind::KillBefore:
       process.Kill();
       verdict = DeadVerdict();
@@ -96,6 +106,16 @@ void Apply(const Fault& fault, Process& process, Verdict& verdict) {
       verdict.killAfter = true;
       break;
   }
+}
+
+/// What a stale answer is about changes places with what it was. Files and time stay.
+void SwapWithPast(Process& process) {
+  Machine& machine = process.TheMachine();
+  Machine& past = *process.past;
+  std::swap(machine.devices, past.devices);
+  std::swap(machine.registry, past.registry);
+  std::swap(machine.store, past.store);
+  std::swap(machine.audio, past.audio);
 }
 
 }  // namespace
@@ -114,13 +134,19 @@ Verdict EnterCall(std::string_view name) {
     if (process.killed) break;
     if (Hits(fault, name, nthOfName, nth)) Apply(fault, process, verdict);
   }
-  if (!process.killed) RunDueEvents(process.TheMachine());
+  if (process.killed) return verdict;
+  RunDueEvents(process.TheMachine());
+  if (verdict.fromPast) SwapWithPast(process);
   return verdict;
 }
 
 void LeaveCall(std::string_view name, const Verdict& verdict,
                std::vector<std::pair<std::string, std::string>> arguments, std::string result) {
   Process& process = Process::Current();
+  if (verdict.fromPast && !process.killed) SwapWithPast(process);
+  if (verdict.changeAfter != nullptr && !process.killed) {
+    verdict.changeAfter->change(process.TheMachine());
+  }
   if (process.logCalls && !process.killed) {
     process.calls.push_back({std::string(name), std::move(arguments), std::move(result),
                              process.lastError, process.TheMachine().clock.tick});

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <functional>
 #include <limits>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -39,9 +40,12 @@ enum class FaultKind {
   FailAfterEffect,       // the effect, and `error` all the same
   SucceedWithoutEffect,  // success, but nothing happened and no output was written
   Short,                 // data that is returned is cut to `amount` bytes
+  Long,                  // and has `amount` bytes of somebody else's behind it
   AskRestart,            // the call succeeds and asks for a restart
   TakeTime,              // the call takes `amount` milliseconds
   Change,                // `change` is done to the world first, by somebody else
+  ChangeAfter,           // the same when the call has had its effect
+  AnswerFromPast,        // devices, packages, registry and endpoints are those of `past`
   KillBefore,            // the process dies before the call has any effect
   KillAfter,             // the process dies when the call has had its effect
 };
@@ -55,6 +59,8 @@ struct Fault {
   std::uint32_t error = ERROR_GEN_FAILURE;  // in the call's own kind of code
   std::uint64_t amount = 0;
   std::function<void(Machine&)> change;
+  std::string changeName;               // for whoever judges the run
+  std::shared_ptr<const Machine> past;  // what the call does to it is lost
 };
 
 inline constexpr std::uint32_t kEveryLaterCall = std::numeric_limits<std::uint32_t>::max();
@@ -68,6 +74,7 @@ enum class FailureStyle {
 /// What the fault plan wants of a call that goes on; given to the call's body.
 struct CallFaults {
   std::optional<std::uint64_t> shortTo;  // bytes
+  std::uint64_t longBy = 0;              // bytes
   bool askRestart = false;
 };
 
@@ -146,6 +153,8 @@ struct Verdict {
   std::optional<std::uint32_t> error;  // the call fails with this, after the body if that runs
   bool pretendSuccess = false;         // success without effect
   bool killAfter = false;
+  const Fault* changeAfter = nullptr;
+  bool fromPast = false;
   CallFaults faults;
 };
 

@@ -144,9 +144,8 @@ CONFIGRET CM_Get_Device_IDW(DEVINST node, char16_t* instanceId, std::uint32_t si
                                    if (instanceId == nullptr) return CR_INVALID_POINTER;
                                    const NodeSearch search = FindInstalledNode(node);
                                    if (search.device == nullptr) return search.result;
-                                   std::u16string_view id = search.device->instanceId;
-                                   if (faults.shortTo)
-                                     id = id.substr(0, *faults.shortTo / sizeof(char16_t));
+                                   std::u16string id = search.device->instanceId;
+                                   SpoilLength(id, faults);
                                    // A buffer that is too small gets as much as fits, without a
                                    // terminator (documented).
                                    const std::size_t fits = std::min<std::size_t>(id.size(), size);
@@ -173,7 +172,7 @@ CONFIGRET CM_Get_DevNode_Registry_PropertyW(DEVINST node, std::uint32_t property
                                    const auto text = ClassGuidText(*search.device);
                                    if (!text) return CR_NO_SUCH_VALUE;
                                    Bytes data = ToTerminatedBytes(*text);
-                                   CutShort(data, faults);
+                                   SpoilLength(data, faults);
                                    if (type != nullptr) *type = REG_SZ;
                                    const std::uint32_t capacity = *size;
                                    *size = static_cast<std::uint32_t>(data.size());

@@ -111,7 +111,7 @@ bool SetupDiGetDeviceInterfaceDetailW(HDEVINFO list, const SP_DEVICE_INTERFACE_D
           return FailWith(ERROR_NO_SUCH_DEVICE_INTERFACE);
         }
         Bytes data = DetailOf(element->path);
-        CutShort(data, faults);
+        SpoilLength(data, faults);
         if (!ReturnData(data, detail, size, required)) return false;
         if (device != nullptr) Describe(*found, element->owner, device);
         return true;

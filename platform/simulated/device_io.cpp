@@ -10,6 +10,7 @@
 #include "platform/simulated/file_open.h"
 #include "platform/simulated/native_status.h"
 #include "platform/simulated/process.h"
+#include "platform/simulated/returned_data.h"
 
 #include <algorithm>
 #include <cstring>
@@ -167,9 +168,10 @@ bool Reply(const Request& request, const Bytes& reply, const CallFaults& faults)
   if (request.outputSize < reply.size() || (request.output == nullptr && !reply.empty())) {
     return FailWith(ERROR_INSUFFICIENT_BUFFER);
   }
-  std::size_t length = reply.size();
-  if (faults.shortTo) length = std::min<std::uint64_t>(length, *faults.shortTo);
-  if (length != 0) std::memcpy(request.output, reply.data(), length);
+  Bytes given = reply;
+  SpoilLength(given, faults);
+  const std::size_t length = std::min<std::size_t>(given.size(), request.outputSize);
+  if (length != 0) std::memcpy(request.output, given.data(), length);
   if (request.bytesReturned != nullptr) {
     *request.bytesReturned = static_cast<std::uint32_t>(length);
   }

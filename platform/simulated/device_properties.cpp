@@ -68,9 +68,8 @@ bool SetupDiGetDeviceInstanceIdW(HDEVINFO list, const SP_DEVINFO_DATA* device, c
                         const DeviceElement* element =
                             found == nullptr ? nullptr : found->Find(device);
                         if (element == nullptr) return false;
-                        std::u16string_view text = element->instanceId;
-                        if (faults.shortTo)
-                          text = text.substr(0, *faults.shortTo / sizeof(char16_t));
+                        std::u16string text = element->instanceId;
+                        SpoilLength(text, faults);
                         return ReturnText(text, id, size, required);
                       });
 }
@@ -92,7 +91,7 @@ bool SetupDiGetDeviceRegistryPropertyW(HDEVINFO list, const SP_DEVINFO_DATA* dev
                         Bytes data = HardwareIdValue(*record);
                         if (data.empty() && !record->hardwareIdData)
                           return FailWith(ERROR_INVALID_DATA);
-                        CutShort(data, faults);
+                        SpoilLength(data, faults);
                         if (type != nullptr) *type = REG_MULTI_SZ;
                         return ReturnData(data, buffer, size, required);
                       });
@@ -140,7 +139,7 @@ bool SetupDiGetDevicePropertyW(HDEVINFO list, const SP_DEVINFO_DATA* device, con
                          [key](const DeviceProperty& candidate) { return candidate.key == *key; });
         if (property == record->properties.end()) return FailWith(ERROR_NOT_FOUND);
         Bytes data = property->data;
-        CutShort(data, faults);
+        SpoilLength(data, faults);
         // The type comes with the size, also when the buffer is too small (documented).
         *type = property->type;
         return ReturnData(data, buffer, size, required);

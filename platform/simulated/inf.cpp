@@ -9,6 +9,7 @@
 #include "platform/simulated/inf_text.h"
 #include "platform/simulated/native_status.h"
 #include "platform/simulated/process.h"
+#include "platform/simulated/returned_data.h"
 
 #include <algorithm>
 #include <cstring>
@@ -245,8 +246,7 @@ bool SetupGetStringFieldW(const INFCONTEXT* context, std::uint32_t field, char16
                         if (!open) return FailWith(ERROR_INVALID_PARAMETER);
                         auto text = open->Text().Field(context->Section, context->Line, field);
                         if (!text) return FailWith(ERROR_SUCCESS);  // observed: false, and no error
-                        if (faults.shortTo)
-                          text->resize(std::min<std::size_t>(text->size(), *faults.shortTo / 2));
+                        SpoilLength(*text, faults);
                         const auto needed = static_cast<std::uint32_t>(text->size() + 1);
                         if (required != nullptr) *required = needed;
                         if (buffer == nullptr) return true;

@@ -60,6 +60,7 @@ class Process {
   std::map<std::string, std::uint32_t, std::less<>> callCounts;
   bool killed = false;  // no call of it has an effect any more
   std::uint64_t deadTicks = 0;
+  std::unique_ptr<Machine> past;            // what stale answers are taken from
   bool ntdllMissing = false;                // GetModuleHandleW finds no ntdll.dll
   std::vector<std::string> missingExports;  // names that GetProcAddress does not find
   NodeNames nodes;                          // what its device node numbers mean

@@ -4,6 +4,7 @@
 #include "platform/native.h"
 #include "platform/simulated/process.h"
 #include "platform/simulated/registry.h"
+#include "platform/simulated/returned_data.h"
 
 #include <algorithm>
 #include <optional>
@@ -166,8 +167,8 @@ LSTATUS Enumerate(HKEY handle, std::uint32_t index, char16_t* name, std::uint32_
   if (key.listError != ERROR_SUCCESS) return Code(key.listError);
   const auto& children = key.children;
   if (index >= children.size()) return Code(ERROR_NO_MORE_ITEMS);
-  std::u16string_view text = registry.keys.at(children[index]).name;
-  if (faults.shortTo) text = text.substr(0, *faults.shortTo / sizeof(char16_t));
+  std::u16string text = registry.keys.at(children[index]).name;
+  SpoilLength(text, faults);
   // Assumed: the size is left alone when the buffer is too small.
   if (text.size() >= *nameSize) return Code(ERROR_MORE_DATA);
   std::copy(text.begin(), text.end(), name);
@@ -229,11 +230,9 @@ Bytes DataOf(const RegistryValue& value) {
   return data;
 }
 
-LSTATUS GiveData(const Bytes& data, void* buffer, std::uint32_t* size, const CallFaults& faults) {
-  auto length = static_cast<std::uint32_t>(data.size());
-  if (faults.shortTo) {
-    length = static_cast<std::uint32_t>(std::min<std::uint64_t>(length, *faults.shortTo));
-  }
+LSTATUS GiveData(Bytes data, void* buffer, std::uint32_t* size, const CallFaults& faults) {
+  SpoilLength(data, faults);
+  const auto length = static_cast<std::uint32_t>(data.size());
   const bool fits = buffer == nullptr || length <= *size;
   if (size != nullptr) *size = length;
   if (!fits) return Code(ERROR_MORE_DATA);

@@ -11,8 +11,15 @@ Bytes ToTerminatedBytes(std::u16string_view text) {
   return data;
 }
 
-void CutShort(Bytes& data, const CallFaults& faults) {
+void SpoilLength(Bytes& data, const CallFaults& faults) {
   if (faults.shortTo && *faults.shortTo < data.size()) data.resize(*faults.shortTo);
+  data.insert(data.end(), faults.longBy, 'A');
+}
+
+void SpoilLength(std::u16string& text, const CallFaults& faults) {
+  const std::uint64_t units = faults.shortTo.value_or(text.size() * sizeof(char16_t)) / 2;
+  if (units < text.size()) text.resize(units);
+  text.append(faults.longBy / sizeof(char16_t), u'A');
 }
 
 bool ReturnData(const Bytes& data, void* buffer, std::uint32_t size, std::uint32_t* required) {

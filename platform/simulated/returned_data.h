@@ -7,6 +7,7 @@
 #include "platform/simulated/file_system.h"
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 namespace vorn::platform::simulated {
@@ -14,8 +15,9 @@ namespace vorn::platform::simulated {
 /// The bytes of a text in UTF-16 with its terminator.
 Bytes ToTerminatedBytes(std::u16string_view text);
 
-/// Cuts data to what the fault plan lets through.
-void CutShort(Bytes& data, const CallFaults& faults);
+/// Gives data or a text the length that the fault plan wants: cut, or with noise behind it.
+void SpoilLength(Bytes& data, const CallFaults& faults);
+void SpoilLength(std::u16string& text, const CallFaults& faults);
 
 /// Stores `*required` if it is wanted and copies `data` into `buffer` of `size` bytes. False, with
 /// ERROR_INSUFFICIENT_BUFFER, when there is no buffer or it is too small; nothing is copied then.

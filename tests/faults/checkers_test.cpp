@@ -112,7 +112,8 @@ TEST(Checkers, ObjectToEndpointsThatVanishSilently) {
   model::ChangeEndpointVisibility(run.after, kRootId, {4, 0}, false);
   RootOf(run.after).hidden.insert({4, 0});
   EXPECT_EQ(run.By(&CheckEndpointsVisible).size(), 2U);
-  run.result.errorOutput += u"vorn_devnode: could not re-show cable 4 render (error 0x00000005)\n";
+  run.result.console.push_back(
+      {true, u"vorn_devnode: could not re-show cable 4 render (error 0x00000005)\n"});
   EXPECT_EQ(run.By(&CheckEndpointsVisible).size(), 1U);
 }
 

@@ -5,6 +5,7 @@
 #include "platform/crypto.h"
 #include "platform/last_error.h"
 #include "platform/native.h"
+#include "tests/faults/other_processes.h"
 
 #include <algorithm>
 #include <iterator>
@@ -21,6 +22,7 @@ struct Family {
   std::vector<std::uint32_t> errors;
   std::vector<std::uint64_t> shortTo = {};  // bytes
   bool asksRestart = false;
+  std::vector<std::uint64_t> longBy = {};  // bytes
 };
 
 constexpr std::uint32_t Code(std::int32_t code) {
@@ -85,7 +87,9 @@ const std::vector<Family>& Families() {
        {ERROR_LINE_NOT_FOUND, ERROR_SECTION_NOT_FOUND, ERROR_INVALID_HANDLE}},
       {{"SetupGetStringFieldW"},
        {ERROR_INSUFFICIENT_BUFFER, ERROR_INVALID_PARAMETER, ERROR_INVALID_DATA},
-       {0, 2}},
+       {0, 2},
+       false,
+       {2, 8'192}},
       {{"SetupGetInfInformationW", "SetupQueryInfOriginalFileInformationW"},
        {ERROR_FILE_NOT_FOUND, ERROR_INSUFFICIENT_BUFFER, ERROR_INVALID_PARAMETER}},
       // Devices.
@@ -94,14 +98,25 @@ const std::vector<Family>& Families() {
       {{"SetupDiEnumDeviceInfo", "SetupDiEnumDeviceInterfaces"},
        {ERROR_NO_MORE_ITEMS, ERROR_INVALID_HANDLE, ERROR_NOT_ENOUGH_MEMORY}},
       {{"SetupDiGetDeviceInterfaceDetailW"},
-       {ERROR_INSUFFICIENT_BUFFER, ERROR_INVALID_USER_BUFFER, ERROR_NO_SUCH_DEVICE_INTERFACE}},
-      // Never cut: a platform that hides hardware ids and reports success hides the device, too.
+       {ERROR_INSUFFICIENT_BUFFER, ERROR_INVALID_USER_BUFFER, ERROR_NO_SUCH_DEVICE_INTERFACE},
+       {4, 10},
+       false,
+       {2, 4'096}},
       {{"SetupDiGetDeviceRegistryPropertyW"},
-       {ERROR_INVALID_DATA, ERROR_INSUFFICIENT_BUFFER, ERROR_NO_SUCH_DEVINST}},
+       {ERROR_INVALID_DATA, ERROR_INSUFFICIENT_BUFFER, ERROR_NO_SUCH_DEVINST},
+       {0, 2, 9},
+       false,
+       {2, 4'096}},
       {{"SetupDiGetDevicePropertyW"},
        {ERROR_NOT_FOUND, ERROR_INSUFFICIENT_BUFFER, ERROR_NO_SUCH_DEVINST},
-       {0, 2}},
-      {{"SetupDiGetDeviceInstanceIdW"}, {ERROR_INSUFFICIENT_BUFFER, ERROR_NO_SUCH_DEVINST}, {4}},
+       {0, 2},
+       false,
+       {2, 4'096}},
+      {{"SetupDiGetDeviceInstanceIdW"},
+       {ERROR_INSUFFICIENT_BUFFER, ERROR_NO_SUCH_DEVINST},
+       {4},
+       false,
+       {2, 4'096}},
       {{"SetupDiGetDeviceInstallParamsW"}, {ERROR_INVALID_USER_BUFFER, ERROR_NO_SUCH_DEVINST}},
       {{"SetupDiSetClassInstallParamsW", "SetupDiSetDeviceRegistryPropertyW"},
        {ERROR_ACCESS_DENIED, ERROR_INVALID_PARAMETER, ERROR_NO_SUCH_DEVINST}},
@@ -129,20 +144,28 @@ const std::vector<Family>& Families() {
        {CR_NO_SUCH_DEVNODE, CR_INVALID_DEVNODE, CR_OUT_OF_MEMORY, CR_FAILURE}},
       {{"CM_Get_Device_IDW", "CM_Get_Device_ID_Size"},
        {CR_BUFFER_SMALL, CR_INVALID_DEVNODE, CR_OUT_OF_MEMORY},
-       {0, 6}},
+       {0, 6},
+       false,
+       {2, 4'096}},
       {{"CM_Get_DevNode_Registry_PropertyW"},
        {CR_NO_SUCH_VALUE, CR_BUFFER_SMALL, CR_INVALID_DEVNODE, CR_OUT_OF_MEMORY},
-       {0, 4}},
+       {0, 4},
+       false,
+       {2, 4'096}},
       {{"CM_Query_And_Remove_SubTreeW"},
        {CR_REMOVE_VETOED, CR_ACCESS_DENIED, CR_NO_SUCH_DEVNODE, CR_FAILURE}},
       // Registry.
       {{"RegOpenKeyExW"}, {ERROR_FILE_NOT_FOUND, ERROR_ACCESS_DENIED, ERROR_KEY_DELETED}},
       {{"RegEnumKeyExW"},
        {ERROR_NO_MORE_ITEMS, ERROR_MORE_DATA, ERROR_ACCESS_DENIED, ERROR_KEY_DELETED},
-       {4}},
+       {4},
+       false,
+       {2, 4'096}},
       {{"RegGetValueW"},
        {ERROR_FILE_NOT_FOUND, ERROR_MORE_DATA, ERROR_UNSUPPORTED_TYPE, ERROR_ACCESS_DENIED},
-       {0, 2}},
+       {0, 2},
+       false,
+       {2, 4'096}},
       {{"RegCloseKey"}, {ERROR_INVALID_HANDLE}},
       {{"NtDeleteKey"},
        {Code(STATUS_ACCESS_DENIED), Code(STATUS_CANNOT_DELETE), Code(STATUS_KEY_HAS_CHILDREN)}},
@@ -157,7 +180,9 @@ const std::vector<Family>& Families() {
       {{"DeviceIoControl"},
        {ERROR_INVALID_FUNCTION, ERROR_ACCESS_DENIED, ERROR_BUSY, ERROR_NO_SUCH_DEVICE,
         ERROR_MORE_DATA, ERROR_OPERATION_ABORTED},
-       {0, 4, 15, 100}},
+       {0, 4, 15, 100},
+       false,
+       {4, 65'536}},
       // COM and the audio catalog.
       {{"CoInitializeEx"}, {Code(RPC_E_CHANGED_MODE), Code(E_OUTOFMEMORY), Code(E_INVALIDARG)}},
       {{"CoCreateInstance"}, {Code(REGDB_E_CLASSNOTREG), Code(E_NOINTERFACE), Code(E_POINTER)}},
@@ -192,7 +217,45 @@ constexpr std::string_view kChangingCalls[] = {
     "CreateDirectoryW",
 };
 
+// After these the devices are others than before.
+constexpr std::string_view kDeviceCalls[] = {"UpdateDriverForPlugAndPlayDevicesW",
+                                             "SetupDiCallClassInstaller",
+                                             "CM_Query_And_Remove_SubTreeW"};
+
+constexpr std::string_view kLooks[] = {
+    "SetupDiGetClassDevsW",
+    "SetupDiEnumDeviceInfo",
+    "SetupDiEnumDeviceInterfaces",
+    "SetupDiGetDeviceInterfaceDetailW",
+    "SetupDiGetDeviceRegistryPropertyW",
+    "SetupDiGetDevicePropertyW",
+    "SetupDiGetDeviceInstanceIdW",
+    "SetupQueryInfOriginalFileInformationW",
+    "CM_Locate_DevNodeW",
+    "CM_Get_DevNode_Status",
+    "CM_Get_Child",
+    "CM_Get_Sibling",
+    "CM_Get_Device_IDW",
+    "CM_Get_DevNode_Registry_PropertyW",
+    "RegOpenKeyExW",
+    "RegEnumKeyExW",
+    "RegGetValueW",
+    "DeviceIoControl",
+    "IMMDeviceEnumerator::EnumAudioEndpoints",
+    "IMMDeviceCollection::GetCount",
+    "IMMDeviceCollection::Item",
+    "IMMDevice::GetState",
+    "IMMDevice::OpenPropertyStore",
+    "IPropertyStore::GetValue",
+    "IConnector::GetDeviceIdConnectedTo",
+};
+
 constexpr std::uint64_t kSlowCallMs = 3'000;
+
+template <std::size_t N>
+bool IsOneOf(std::string_view call, const std::string_view (&names)[N]) {
+  return std::find(std::begin(names), std::end(names), call) != std::end(names);
+}
 
 }  // namespace
 
@@ -204,16 +267,15 @@ std::vector<Way> HonestWays(std::string_view call) {
       ways.push_back({FaultKind::Fail, error, 0, {}});
     for (const std::uint64_t bytes : family.shortTo)
       ways.push_back({FaultKind::Short, 0, bytes, {}});
+    for (const std::uint64_t bytes : family.longBy)
+      ways.push_back({FaultKind::Long, 0, bytes, {}});
     if (family.asksRestart) ways.push_back({FaultKind::AskRestart, 0, 0, {}});
   }
   return ways;
 }
 
 std::vector<Way> LyingWays(std::string_view call) {
-  if (std::find(std::begin(kChangingCalls), std::end(kChangingCalls), call) ==
-      std::end(kChangingCalls)) {
-    return {};
-  }
+  if (!IsOneOf(call, kChangingCalls)) return {};
   std::vector<Way> ways = {{FaultKind::SucceedWithoutEffect, 0, 0, {}},
                            {FaultKind::TakeTime, 0, kSlowCallMs, {}}};
   for (const Way& honest : HonestWays(call)) {
@@ -222,10 +284,21 @@ std::vector<Way> LyingWays(std::string_view call) {
       break;
     }
   }
+  if (!IsOneOf(call, kDeviceCalls)) return ways;
+  for (const OtherProcess& lie : LiesBefore())
+    ways.push_back({FaultKind::Change, 0, 0, lie.name});
+  for (const OtherProcess& lie : LiesAfter())
+    ways.push_back({FaultKind::ChangeAfter, 0, 0, lie.name});
   return ways;
 }
 
+std::vector<Way> StaleWays(std::string_view call) {
+  if (!IsOneOf(call, kLooks)) return {};
+  return {{FaultKind::AnswerFromPast, 0, 0, {}}};
+}
+
 bool MayPersist(const Way& way) {
+  if (way.kind == FaultKind::Change || way.kind == FaultKind::ChangeAfter) return false;
   return way.kind != FaultKind::Fail ||
          (way.error != ERROR_NO_MORE_ITEMS && way.error != ERROR_NO_MORE_FILES);
 }

@@ -3,6 +3,8 @@
 #include "tests/faults/other_processes.h"
 
 #include <algorithm>
+#include <iterator>
+#include <map>
 #include <random>
 
 namespace vorn::tests {
@@ -11,11 +13,12 @@ using platform::simulated::FaultKind;
 
 namespace {
 
-void AddEachWay(std::vector<Plan>& plans, const std::string& call, std::uint32_t nth,
-                const std::vector<Way>& ways) {
+void AddEachWay(std::vector<Plan>& plans, const CallPlace& place, const std::vector<Way>& ways) {
   for (const Way& way : ways) {
-    plans.push_back({PlannedFault{call, nth, false, way}});
-    if (MayPersist(way)) plans.push_back({PlannedFault{call, nth, true, way}});
+    plans.push_back({PlannedFault{place.call, place.nth, false, way, place.site}});
+    if (MayPersist(way)) {
+      plans.push_back({PlannedFault{place.call, place.nth, true, way, place.site}});
+    }
   }
 }
 
@@ -34,26 +37,60 @@ bool IsFileCall(std::string_view call) {
   return std::find(std::begin(kCalls), std::end(kCalls), call) != std::end(kCalls);
 }
 
-std::vector<Way> WaysOf(Phase phase, std::string_view call) {
+/// Acts of other processes on the files, before that call.
+std::vector<Way> ActsBefore(const Scenario& scenario, std::string_view call) {
+  const bool takesFiles = scenario.line->command != Command::AuditCatalog &&
+                          scenario.line->command != Command::ResumeEndpoints;
+  std::vector<Way> ways;
+  if (!takesFiles || !IsFileCall(call)) return ways;
+  for (const OtherProcess& process : OtherProcesses())
+    ways.push_back({FaultKind::Change, 0, 0, process.name});
+  return ways;
+}
+
+std::vector<Way> WaysOf(Phase phase, const Scenario& scenario, std::string_view call) {
   switch (phase) {
     case Phase::Single:
       return HonestWays(call);
-    case Phase::Lies:
-      return LyingWays(call);
-    case Phase::OtherProcesses: {
-      std::vector<Way> ways;
-      if (!IsFileCall(call)) return ways;
-      for (const OtherProcess& process : OtherProcesses())
-        ways.push_back({FaultKind::Change, 0, 0, process.name});
+    case Phase::Lies: {
+      std::vector<Way> ways = LyingWays(call);
+      // What looks only is told of a past that is as the present.
+      if (IsReadOnly(scenario.line->command)) return ways;
+      const std::vector<Way> stale = StaleWays(call);
+      ways.insert(ways.end(), stale.begin(), stale.end());
       return ways;
     }
+    case Phase::OtherProcesses:
+      return ActsBefore(scenario, call);
     case Phase::Crashes:
-      return {{FaultKind::KillBefore, 0, 0, {}}, {FaultKind::KillAfter, 0, 0, {}}};
     case Phase::DoubleCrashes:
     case Phase::Pairs:
       break;
   }
   return {};
+}
+
+/// What an operator may do after a crash of the command.
+std::vector<std::string> NextActs(Command command) {
+  if (IsReadOnly(command)) return {"again"};
+  return {"again", "resume", "rollback"};
+}
+
+/// A crash in each world that the command makes on its way.
+std::vector<Plan> EachCrash(const Scenario& scenario, const Undisturbed& undisturbed) {
+  std::vector<Plan> plans;
+  const auto add = [&plans](const CallPlace& place, FaultKind kind, const std::string& next) {
+    plans.push_back({PlannedFault{place.call, place.nth, false, {kind, 0, 0, next}, place.site}});
+  };
+  const auto& places = undisturbed.places;
+  for (std::size_t i = 0; i < places.size(); ++i) {
+    if (i != 0 && !places[i].newWorld) continue;
+    if (i != 0) add(places[i - 1], FaultKind::KillAfter, "again");
+    for (const std::string& next : NextActs(scenario.line->command))
+      add(places[i], FaultKind::KillBefore, next);
+  }
+  if (!places.empty()) add(places.back(), FaultKind::KillAfter, "again");
+  return plans;
 }
 
 /// `count` of the items, evenly spread from an offset that the seed chooses.
@@ -76,34 +113,43 @@ const char* NameOf(Phase phase) {
   return kNames[static_cast<int>(phase)];
 }
 
-std::vector<Plan> AllPlans(Phase phase, const Scenario& scenario, const CallCounts& counts) {
+std::uint64_t CountPossible(Phase phase, const Scenario& scenario, const Undisturbed& undisturbed) {
+  if (phase == Phase::Crashes) return 2 * undisturbed.places.size();
+  std::map<std::string, std::uint64_t> ofCall;
+  std::uint64_t possible = 0;
+  for (const CallPlace& place : undisturbed.places) {
+    const auto known = ofCall.find(place.call);
+    if (known != ofCall.end()) {
+      possible += known->second;
+      continue;
+    }
+    std::vector<Plan> plans;
+    AddEachWay(plans, place, WaysOf(phase, scenario, place.call));
+    possible += ofCall[place.call] = plans.size();
+  }
+  return possible;
+}
+
+std::vector<Plan> AllPlans(Phase phase, const Scenario& scenario, const Undisturbed& undisturbed,
+                           bool withRepeats) {
+  if (phase == Phase::Crashes) return EachCrash(scenario, undisturbed);
   std::vector<Plan> plans;
-  const bool takesFiles = scenario.line->command != Command::AuditCatalog &&
-                          scenario.line->command != Command::ResumeEndpoints;
-  if (phase == Phase::OtherProcesses && !takesFiles) return plans;
-  const bool once = phase == Phase::Crashes || phase == Phase::OtherProcesses;
-  for (const auto& [call, count] : counts) {
-    const std::vector<Way> ways = WaysOf(phase, call);
-    for (std::uint32_t nth = 1; nth <= count; ++nth) {
-      if (once) {
-        for (const Way& way : ways)
-          plans.push_back({PlannedFault{call, nth, false, way}});
-      } else {
-        AddEachWay(plans, call, nth, ways);
-      }
+  for (const CallPlace& place : undisturbed.places) {
+    if (withRepeats || !place.repeats) {
+      AddEachWay(plans, place, WaysOf(phase, scenario, place.call));
     }
   }
   return plans;
 }
 
-std::vector<Plan> DrawPairs(Phase phase, const Scenario& scenario, const CallCounts& counts,
+std::vector<Plan> DrawPairs(Phase phase, const Scenario& scenario, const Undisturbed& undisturbed,
                             std::size_t count, std::uint64_t seed) {
   std::vector<Plan> singles;
   if (phase == Phase::DoubleCrashes) {
-    singles = AllPlans(Phase::Crashes, scenario, counts);
+    singles = AllPlans(Phase::Crashes, scenario, undisturbed);
   } else {
-    singles = AllPlans(Phase::Single, scenario, counts);
-    const std::vector<Plan> lies = AllPlans(Phase::Lies, scenario, counts);
+    singles = AllPlans(Phase::Single, scenario, undisturbed);
+    const std::vector<Plan> lies = AllPlans(Phase::Lies, scenario, undisturbed);
     singles.insert(singles.end(), lies.begin(), lies.end());
   }
   std::vector<Plan> pairs;
@@ -117,31 +163,38 @@ std::vector<Plan> DrawPairs(Phase phase, const Scenario& scenario, const CallCou
   return pairs;
 }
 
-std::vector<Plan> EveryPairOfCalls(const CallCounts& counts) {
-  std::vector<PlannedFault> failures;
-  for (const auto& [call, count] : counts) {
-    const std::vector<Way> ways = HonestWays(call);
-    if (ways.empty()) continue;
-    for (std::uint32_t nth = 1; nth <= count; ++nth)
-      failures.push_back({call, nth, false, ways.front()});
+std::vector<Plan> EveryPairOfCalls(const Undisturbed& undisturbed) {
+  std::vector<PlannedFault> failing;
+  std::vector<std::vector<Way>> ways;
+  for (const CallPlace& place : undisturbed.places) {
+    std::vector<Way> all = HonestWays(place.call);
+    if (all.empty() || place.repeats) continue;
+    failing.push_back({place.call, place.nth, false, {}, place.site});
+    ways.push_back(std::move(all));
   }
   std::vector<Plan> pairs;
-  for (std::size_t i = 0; i < failures.size(); ++i) {
-    for (std::size_t j = i + 1; j < failures.size(); ++j)
-      pairs.push_back({failures[i], failures[j]});
+  for (std::size_t i = 0; i < failing.size(); ++i) {
+    for (std::size_t j = i + 1; j < failing.size(); ++j) {
+      Plan pair = {failing[i], failing[j]};
+      pair[0].way = ways[i][j % ways[i].size()];
+      pair[1].way = ways[j][i % ways[j].size()];
+      pairs.push_back(std::move(pair));
+    }
   }
   return pairs;
 }
 
-std::vector<Plan> Sample(std::vector<Plan> plans, std::size_t cap, std::uint64_t seed) {
-  if (cap == 0 || plans.size() <= cap) return plans;
-  std::vector<Plan> first;
-  std::vector<Plan> later;
-  for (Plan& plan : plans)
-    (plan.front().nth == 1 ? first : later).push_back(std::move(plan));
+std::vector<Plan> Sample(const std::vector<Plan>& plans, std::size_t cap, std::uint64_t seed,
+                         SeenWays* seen) {
   std::vector<Plan> taken;
-  TakeSpread(first, std::max(cap / 2, cap - std::min(cap, later.size())), seed, taken);
-  TakeSpread(later, cap - taken.size(), seed, taken);
+  std::vector<Plan> others;
+  for (const Plan& plan : plans) {
+    PlannedFault way = plan.front();
+    way.nth = 0;
+    const bool isNew = seen != nullptr && seen->insert(way.site ^ SeedOf(ToText(way))).second;
+    (isNew ? taken : others).push_back(plan);
+  }
+  TakeSpread(others, cap, seed, taken);
   return taken;
 }
 

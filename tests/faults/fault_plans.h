@@ -5,17 +5,15 @@
 
 #include "tests/faults/planned_fault.h"
 #include "tests/faults/scenarios.h"
+#include "tests/faults/undisturbed.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
+#include <set>
 #include <string>
 #include <vector>
 
 namespace vorn::tests {
-
-/// How often the scenario makes each call when nothing goes wrong.
-using CallCounts = std::map<std::string, std::uint32_t, std::less<>>;
 
 enum class Phase { Single, Lies, OtherProcesses, Crashes, DoubleCrashes, Pairs };
 
@@ -27,21 +25,31 @@ const char* NameOf(Phase phase);
 /// One run: its faults at the same time; for a pair of crashes, the second is of the recovery.
 using Plan = std::vector<PlannedFault>;
 
-/// Every run of the phase for a scenario that makes these calls, in an order that does not change.
-/// Pairs are drawn, not listed; this gives none for them and for double crashes.
-std::vector<Plan> AllPlans(Phase phase, const Scenario& scenario, const CallCounts& counts);
+/// How many runs the phase has: every call, every way, once and, where that can be, from then on;
+/// for crashes, before and after every call. Pairs are drawn, not listed; 0 for them.
+std::uint64_t CountPossible(Phase phase, const Scenario& scenario, const Undisturbed& undisturbed);
+
+/// Those of them that differ, in an order that does not change: without the repeated turns of waits
+/// unless `withRepeats` says so, and of crashes one before and one after each change of the world,
+/// with each thing that an operator may do next.
+std::vector<Plan> AllPlans(Phase phase, const Scenario& scenario, const Undisturbed& undisturbed,
+                           bool withRepeats = false);
 
 /// `count` pairs of faults, drawn with that seed; for DoubleCrashes a crash and
 /// another one when the command is run again.
-std::vector<Plan> DrawPairs(Phase phase, const Scenario& scenario, const CallCounts& counts,
+std::vector<Plan> DrawPairs(Phase phase, const Scenario& scenario, const Undisturbed& undisturbed,
                             std::size_t count, std::uint64_t seed);
 
-/// Every pair of calls, each failing once with the first error that its documentation names.
-std::vector<Plan> EveryPairOfCalls(const CallCounts& counts);
+/// Every pair of calls, each failing once; the errors of a call take turns.
+std::vector<Plan> EveryPairOfCalls(const Undisturbed& undisturbed);
 
-/// At most `cap` of the plans: half of them among the first calls of each name, the rest spread
-/// evenly; the same ones each time. 0 takes all.
-std::vector<Plan> Sample(std::vector<Plan> plans, std::size_t cap, std::uint64_t seed);
+/// What a sample has taken already: from where a call was made, and how it failed.
+using SeenWays = std::set<std::uint64_t>;
+
+/// Every plan whose place in the program and way are not in `seen` yet, and `cap` of the others,
+/// spread evenly, the same ones each time. Without `seen` only the latter.
+std::vector<Plan> Sample(const std::vector<Plan>& plans, std::size_t cap, std::uint64_t seed,
+                         SeenWays* seen);
 
 /// A number for a text, the same on every machine.
 std::uint64_t SeedOf(std::string_view text);

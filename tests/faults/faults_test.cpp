@@ -20,17 +20,27 @@ std::size_t EnvironmentNumber(const char* name) {
   return text == nullptr ? 0 : std::strtoull(text, nullptr, 10);
 }
 
-// Runs of each phase and scenario in the default form.
-constexpr std::size_t kDefaultCaps[] = {150, 60, 40, 40, 10, 30};
+// Runs of each phase and scenario in the default form, beside those that put a fault at a place of
+// the program for the first time.
+constexpr std::size_t kDefaultCaps[] = {60, 20, 20, 60, 8, 40};
 // Pairs of each scenario in the nightly form: 100,000 and more for the long commands together.
 constexpr std::size_t kNightlyPairs = 1'000;
-constexpr std::size_t kNightlyDoubleCrashes = 200;
+constexpr std::size_t kNightlyDoubleCrashes = 100;
 // One run of so many keeps the call log, which costs as much as the run.
-constexpr std::size_t kLogEvery = 8;
+constexpr std::size_t kLogEvery = 16;
 constexpr std::size_t kShownViolations = 20;
 
 bool IsFullForm() {
   return EnvironmentNumber("VORN_FAULTS_FULL") != 0;
+}
+
+/// Whether turns of a wait that are like others are tried as well, which is most of the time.
+bool WithRepeats() {
+  return EnvironmentNumber("VORN_FAULTS_FULL") > 1;
+}
+
+std::size_t SampleEvery() {
+  return std::max<std::size_t>(1, EnvironmentNumber("VORN_FAULTS_SAMPLE"));
 }
 
 /// Commands of so few calls that every pair of them can be run.
@@ -40,12 +50,10 @@ bool IsShort(Command command) {
 
 std::size_t CapOf(Phase phase) {
   if (IsFullForm()) {
-    if (phase == Phase::Pairs) return kNightlyPairs;
-    return phase == Phase::DoubleCrashes ? kNightlyDoubleCrashes : 0;
+    return phase == Phase::DoubleCrashes ? kNightlyDoubleCrashes : kNightlyPairs;
   }
-  const std::size_t every = std::max<std::size_t>(1, EnvironmentNumber("VORN_FAULTS_SAMPLE"));
   const std::size_t times = std::max<std::size_t>(1, EnvironmentNumber("VORN_FAULTS_TIMES"));
-  return std::max<std::size_t>(1, kDefaultCaps[static_cast<int>(phase)] * times / every);
+  return std::max<std::size_t>(1, kDefaultCaps[static_cast<int>(phase)] * times / SampleEvery());
 }
 
 /// Which of the possible runs a sample takes: others with another VORN_FAULTS_SEED.
@@ -54,27 +62,44 @@ std::uint64_t SeedFor(const Scenario& scenario, Phase phase) {
                 std::to_string(EnvironmentNumber("VORN_FAULTS_SEED")));
 }
 
+/// Pairs that are drawn, or every pair of calls where that can be run: of the short commands, in
+/// the default form on the installed machine.
+std::vector<Plan> PairsOf(Phase phase, const Scenario& scenario, const Undisturbed& undisturbed) {
+  const bool every =
+      phase == Phase::Pairs && IsShort(scenario.line->command) && SampleEvery() == 1 &&
+      (IsFullForm() ||
+       (scenario.line->command == Command::ResumeEndpoints && scenario.start->name == "installed"));
+  if (every) return EveryPairOfCalls(undisturbed);
+  return DrawPairs(phase, scenario, undisturbed, CapOf(phase), SeedFor(scenario, phase));
+}
+
 class Faults : public testing::TestWithParam<std::tuple<Phase, Command>> {
  protected:
   void RunScenario(Phase phase, const Scenario& scenario, ShardReport& report) {
-    const Undisturbed undisturbed = RunUndisturbed(scenario);
+    const bool crashes = phase == Phase::Crashes || phase == Phase::DoubleCrashes;
+    const Undisturbed undisturbed =
+        RunUndisturbed(scenario, {!crashes && phase != Phase::Pairs && !IsFullForm(), crashes});
     ++report.machines;
-    report.calls += undisturbed.calls;
-    std::vector<Plan> plans;
-    if (phase == Phase::Pairs || phase == Phase::DoubleCrashes) {
-      plans =
-          DrawPairs(phase, scenario, undisturbed.counts, CapOf(phase), SeedFor(scenario, phase));
-      if (phase == Phase::Pairs && IsFullForm() && IsShort(scenario.line->command)) {
-        plans = EveryPairOfCalls(undisturbed.counts);
-      }
-      report.possible += plans.size();
-    } else {
-      plans = AllPlans(phase, scenario, undisturbed.counts);
-      report.possible += plans.size();
-      plans = Sample(std::move(plans), CapOf(phase), SeedFor(scenario, phase));
-    }
-    for (const Plan& plan : plans)
+    report.calls += undisturbed.places.size();
+    for (const Plan& plan : Choose(phase, scenario, undisturbed, report))
       RunOne(scenario, plan, report);
+  }
+
+  std::vector<Plan> Choose(Phase phase, const Scenario& scenario, const Undisturbed& undisturbed,
+                           ShardReport& report) {
+    if (phase == Phase::Pairs || phase == Phase::DoubleCrashes) {
+      std::vector<Plan> plans = PairsOf(phase, scenario, undisturbed);
+      report.possible += plans.size();
+      report.distinct += plans.size();
+      return plans;
+    }
+    std::vector<Plan> plans = AllPlans(phase, scenario, undisturbed, WithRepeats());
+    report.possible += CountPossible(phase, scenario, undisturbed);
+    report.distinct += plans.size();
+    if (IsFullForm()) return plans;
+    // A thinned sample leaves out places of the program, too.
+    return Sample(plans, CapOf(phase), SeedFor(scenario, phase),
+                  SampleEvery() > 1 ? nullptr : &seen_);
   }
 
   void RunOne(const Scenario& scenario, const Plan& plan, ShardReport& report) {
@@ -91,6 +116,7 @@ class Faults : public testing::TestWithParam<std::tuple<Phase, Command>> {
 
  private:
   std::size_t failures_ = 0;
+  SeenWays seen_;
 };
 
 }  // namespace

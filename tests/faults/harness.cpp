@@ -30,7 +30,8 @@ int StatusOf(const Scenario& scenario) {
   static std::map<std::string, int> statuses;
   const auto known = statuses.find(scenario.Name());
   if (known != statuses.end()) return known->second;
-  return statuses[scenario.Name()] = RunUndisturbed(scenario).status;
+  Machine machine = scenario.start->machine;
+  return statuses[scenario.Name()] = RunWith(scenario, machine, BusyMachine(), false).status;
 }
 
 struct Disturbed {
@@ -41,31 +42,25 @@ struct Disturbed {
 
 Disturbed RunAndJudge(const Scenario& scenario, const Plan& plan, bool log) {
   const bool crash = IsKill(plan.front());
-  std::vector<model::Fault> faults;
-  for (const PlannedFault& each : plan) {
-    if (crash && !faults.empty()) break;  // the second is the recovery's
-    faults.push_back(ToFault(each));
-  }
+  std::vector<model::Fault> faults = BusyMachine();
+  const std::size_t taken = crash ? 1 : plan.size();  // a second crash is the recovery's
+  for (std::size_t i = 0; i < taken; ++i)
+    faults.push_back(ToFault(plan[i], scenario.start->machine));
   Disturbed result{scenario.start->machine, {}, {}};
   result.run = RunWith(scenario, result.after, faults, log);
   result.violations =
       Judge({scenario.line->command, scenario.start->machine, result.after, result.run, faults});
   if (crash && result.run.killed) {
     std::vector<model::Fault> second;
-    if (plan.size() > 1) second.push_back(ToFault(plan[1]));
-    const Violations recovery = Recover(scenario, result.after, second, StatusOf(scenario));
+    if (plan.size() > 1) second.push_back(ToFault(plan[1], scenario.start->machine));
+    const Violations recovery =
+        Recover(scenario, result.after, {second, plan.front().way.change, StatusOf(scenario)});
     result.violations.insert(result.violations.end(), recovery.begin(), recovery.end());
   }
   return result;
 }
 
 }  // namespace
-
-Undisturbed RunUndisturbed(const Scenario& scenario) {
-  Machine machine = scenario.start->machine;
-  const RunResult run = RunWith(scenario, machine, {}, false);
-  return {run.callCounts, run.status, run.callCount};
-}
 
 Violations RunPlan(const Scenario& scenario, const Plan& plan, bool log) {
   Violations found = RunAndJudge(scenario, plan, log).violations;
@@ -84,7 +79,7 @@ int Replay(const std::string& replayText) {
         ParsePlannedFault(std::string_view(replayText).substr(start + 1, end - start - 1)));
     start = end;
   }
-  if (plan.empty()) plan.push_back({"none", 1, false, {}});
+  if (plan.empty()) plan.push_back({"none", 1, false, {}, 0});
   const Disturbed result = RunAndJudge(scenario, plan, true);
   for (const auto& write : result.run.console)
     std::printf("%s %s", write.error ? "err" : "out", ToUtf8(write.text).c_str());

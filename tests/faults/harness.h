@@ -9,15 +9,6 @@
 
 namespace vorn::tests {
 
-/// How often each call is made, and with which status it ends, when nothing goes wrong.
-struct Undisturbed {
-  CallCounts counts;
-  int status = 0;
-  std::uint64_t calls = 0;
-};
-
-Undisturbed RunUndisturbed(const Scenario& scenario);
-
 /// One run as planned, and what every checker says; `log` keeps the call log, which the checker of
 /// opens by path needs. What is found without a log is judged again with one. A crash is followed
 /// by what an operator does next.

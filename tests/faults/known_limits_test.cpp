@@ -18,7 +18,7 @@ namespace {
 RunResult RunWith(Machine& machine, Command command, const std::string& fault) {
   RunOptions options;
   options.logCalls = false;
-  options.faults = {ToFault(ParsePlannedFault(fault))};
+  options.faults = {ToFault(ParsePlannedFault(fault), machine)};
   return RunCommand(machine, LineOf(command).arguments, options);
 }
 

@@ -1,6 +1,7 @@
 #include "tests/faults/other_processes.h"
 
 #include "platform/files.h"
+#include "platform/simulated/endpoint_builder.h"
 #include "tests/invariants/machine_view.h"
 
 #include <stdexcept>
@@ -87,6 +88,72 @@ void HoldInf(Machine& machine) {
                   0);
 }
 
+/// Does something to each of the product's present devices that have a driver in memory.
+template <class Act>
+void WithRunningRoots(Machine& machine, Act act) {
+  std::vector<std::u16string> ids;
+  for (const model::Device* root : InstalledRoots(machine)) {
+    if (root->present && root->resident) ids.push_back(root->instanceId);
+  }
+  for (const std::u16string& id : ids)
+    act(*machine.devices.Find(id));
+}
+
+void RemoveLate(Machine& machine) {
+  WithRunningRoots(machine, [](model::Device& root) { root.temper.removeDelay = 8'000; });
+}
+
+void StartLate(Machine& machine) {
+  WithRunningRoots(machine, [](model::Device& root) { root.resident->startDelay = 9'000; });
+}
+
+void PublishLate(Machine& machine) {
+  machine.audio.buildDelay = 12'000;
+  machine.audio.childDelay = 6'000;
+}
+
+void RecordLate(Machine& machine) {
+  machine.audio.recordDelay = 7'000;
+}
+
+void KeepOldImage(Machine& machine) {
+  WithRunningRoots(machine, [](model::Device& root) { root.resident->refusesUnload = true; });
+}
+
+void BindAnother(Machine& machine) {
+  WriteElsewhere(machine);
+  WithRunningRoots(machine, [&](model::Device& root) {
+    const auto published =
+        model::PublishPackage(machine, u"C:\\elsewhere\\vorn_audio.inf", u"Root\\VornAudio");
+    if (published) model::BindPackage(machine, root.instanceId, *published);
+  });
+}
+
+void LoadAnother(Machine& machine) {
+  WithRunningRoots(machine,
+                   [](model::Device& root) { root.resident = model::SoundImage(u"26.8.10.4"); });
+}
+
+void LoseOneEndpoint(Machine& machine) {
+  const auto visible = VisibleEndpoints(machine);
+  if (!visible.empty()) model::LoseEndpoint(machine, *visible.begin());
+}
+
+void RestartAgain(Machine& machine) {
+  WithRunningRoots(machine,
+                   [&](model::Device& root) { model::RestartDevice(machine, root.instanceId); });
+}
+
+void Vanish(Machine& machine) {
+  WithRunningRoots(machine,
+                   [&](model::Device& root) { model::RemoveDeviceNode(machine, root.instanceId); });
+}
+
+void AddSecondRoot(Machine& machine) {
+  constexpr char16_t kSecond[] = u"ROOT\\MEDIA\\0009";
+  if (machine.devices.Find(kSecond) == nullptr) model::AddRoot(machine, kSecond);
+}
+
 }  // namespace
 
 const std::vector<OtherProcess>& OtherProcesses() {
@@ -105,9 +172,32 @@ const std::vector<OtherProcess>& OtherProcesses() {
   return processes;
 }
 
+const std::vector<OtherProcess>& LiesBefore() {
+  static const std::vector<OtherProcess> lies = {
+      {"removes-late", RemoveLate},      {"starts-late", StartLate},
+      {"publishes-late", PublishLate},   {"records-late", RecordLate},
+      {"keeps-old-image", KeepOldImage},
+  };
+  return lies;
+}
+
+const std::vector<OtherProcess>& LiesAfter() {
+  static const std::vector<OtherProcess> lies = {
+      {"binds-another", BindAnother},
+      {"loads-another", LoadAnother},
+      {"loses-endpoint", LoseOneEndpoint},
+      {"restarts-again", RestartAgain},
+      {"vanishes", Vanish},
+      {"adds-second-root", AddSecondRoot},
+  };
+  return lies;
+}
+
 const OtherProcess& FindOtherProcess(std::string_view name) {
-  for (const OtherProcess& process : OtherProcesses()) {
-    if (process.name == name) return process;
+  for (const auto* sort : {&OtherProcesses(), &LiesBefore(), &LiesAfter()}) {
+    for (const OtherProcess& process : *sort) {
+      if (process.name == name) return process;
+    }
   }
   throw std::invalid_argument("no other process " + std::string(name));
 }

@@ -24,9 +24,12 @@ constexpr KindName kKindNames[] = {
     {FaultKind::FailAfterEffect, "effect-then-fail"},
     {FaultKind::SucceedWithoutEffect, "lie"},
     {FaultKind::Short, "short"},
+    {FaultKind::Long, "long"},
     {FaultKind::AskRestart, "restart"},
     {FaultKind::TakeTime, "take"},
     {FaultKind::Change, "change"},
+    {FaultKind::ChangeAfter, "change-after"},
+    {FaultKind::AnswerFromPast, "stale"},
     {FaultKind::KillBefore, "kill-before"},
     {FaultKind::KillAfter, "kill-after"},
 };
@@ -45,12 +48,11 @@ std::string ValueText(const Way& way) {
       std::snprintf(text, sizeof text, "=0x%X", way.error);
       return text;
     case FaultKind::Short:
+    case FaultKind::Long:
     case FaultKind::TakeTime:
       return "=" + std::to_string(way.amount);
-    case FaultKind::Change:
-      return "=" + way.change;
     default:
-      return {};
+      return way.change.empty() ? std::string() : "=" + way.change;
   }
 }
 
@@ -59,12 +61,18 @@ std::string ValueText(const Way& way) {
 }
 
 void ReadValue(Way& way, const std::string& value) {
-  if (way.kind == FaultKind::Change) {
-    way.change = value;
-  } else if (way.kind == FaultKind::Short || way.kind == FaultKind::TakeTime) {
-    way.amount = std::stoull(value, nullptr, 0);
-  } else {
-    way.error = static_cast<std::uint32_t>(std::stoull(value, nullptr, 0));
+  switch (way.kind) {
+    case FaultKind::Fail:
+    case FaultKind::FailAfterEffect:
+      way.error = static_cast<std::uint32_t>(std::stoull(value, nullptr, 0));
+      break;
+    case FaultKind::Short:
+    case FaultKind::Long:
+    case FaultKind::TakeTime:
+      way.amount = std::stoull(value, nullptr, 0);
+      break;
+    default:
+      way.change = value;
   }
 }
 
@@ -104,7 +112,7 @@ std::string ReplayText(std::string_view scenario, const std::vector<PlannedFault
   return text;
 }
 
-Fault ToFault(const PlannedFault& planned) {
+Fault ToFault(const PlannedFault& planned, const platform::simulated::Machine& past) {
   Fault fault;
   fault.call = planned.call;
   fault.first = planned.nth;
@@ -112,7 +120,13 @@ Fault ToFault(const PlannedFault& planned) {
   fault.kind = planned.way.kind;
   fault.error = planned.way.error;
   fault.amount = planned.way.amount;
-  if (fault.kind == FaultKind::Change) fault.change = FindOtherProcess(planned.way.change).act;
+  if (fault.kind == FaultKind::Change || fault.kind == FaultKind::ChangeAfter) {
+    fault.change = FindOtherProcess(planned.way.change).act;
+    fault.changeName = planned.way.change;
+  }
+  if (fault.kind == FaultKind::AnswerFromPast) {
+    fault.past = std::make_shared<const platform::simulated::Machine>(past);
+  }
   return fault;
 }
 

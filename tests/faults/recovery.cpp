@@ -2,6 +2,7 @@
 
 #include "base/text.h"
 #include "platform/config_manager.h"
+#include "tests/faults/undisturbed.h"
 #include "tests/invariants/checkers.h"
 #include "tests/invariants/machine_view.h"
 
@@ -23,9 +24,10 @@ int Step(Command command, Machine& machine, const std::vector<model::Fault>& fau
   const Machine before = machine;
   RunOptions options;
   options.logCalls = false;
-  options.faults = faults;
+  options.faults = BusyMachine();
+  options.faults.insert(options.faults.end(), faults.begin(), faults.end());
   const RunResult run = RunCommand(machine, LineOf(command).arguments, options);
-  for (const std::string& violation : Judge({command, before, machine, run, faults}))
+  for (const std::string& violation : Judge({command, before, machine, run, options.faults}))
     found.push_back("recovery by " + LineOf(command).name + ": " + violation);
   return run.killed ? -1 : run.status;
 }
@@ -52,6 +54,34 @@ void InstallUntilSound(const Scenario& scenario, Machine& machine, Violations& f
   model::RemovePath(machine.files, kJournal);
   if (Step(Command::Remove, machine, {}, found) == 10) model::Reboot(machine);
   Step(Command::Install, machine, {}, found);
+}
+
+/// A rollback install, whatever crashed; it may be refused, and then its refusal says what to do.
+void RollBack(const Scenario& scenario, Machine& machine, Violations& found) {
+  if (Reached(Step(Command::InstallRollback, machine, {}, found))) return;
+  ResumeEndpoints(machine, found);
+  if (NameSoundState(scenario, machine).empty()) InstallUntilSound(scenario, machine, found);
+}
+
+/// The command again, first of all or when the endpoints are shown.
+void Repeat(const Scenario& scenario, Machine& machine, const Aftermath& aftermath,
+            Violations& found) {
+  const Command command = scenario.line->command;
+  const auto isSame = [&](int status) {
+    return status == aftermath.undisturbedStatus || Reached(status);
+  };
+  int status = -1;
+  if (aftermath.nextAct == "again") status = Step(command, machine, {}, found);
+  if (isSame(status)) return;
+  if (!IsReadOnly(command)) ResumeEndpoints(machine, found);
+  status = Step(command, machine, {}, found);
+  if (isSame(status)) return;
+  if (IsInstall(command)) {
+    InstallUntilSound(scenario, machine, found);
+  } else {
+    found.push_back("the same command again ended with " + std::to_string(status) +
+                    ", undisturbed with " + std::to_string(aftermath.undisturbedStatus));
+  }
 }
 
 bool IsSameAsStart(const Scenario& scenario, const Machine& machine) {
@@ -82,22 +112,17 @@ std::string NameSoundState(const Scenario& scenario, const Machine& machine) {
   return {};
 }
 
-Violations Recover(const Scenario& scenario, Machine& machine,
-                   const std::vector<model::Fault>& secondFaults, int undisturbedStatus) {
+Violations Recover(const Scenario& scenario, Machine& machine, const Aftermath& aftermath) {
   Violations found;
   const Command command = scenario.line->command;
-  if (!secondFaults.empty()) Step(command, machine, secondFaults, found);
-  ResumeEndpoints(machine, found);
-  const int status = Step(command, machine, {}, found);
-  const bool same = status == undisturbedStatus || Reached(status);
-  if (IsInstall(command) && !same) InstallUntilSound(scenario, machine, found);
-  if (!IsInstall(command) && !same) {
-    found.push_back("the same command again ended with " + std::to_string(status) +
-                    ", undisturbed with " + std::to_string(undisturbedStatus));
+  if (!aftermath.secondFaults.empty()) Step(command, machine, aftermath.secondFaults, found);
+  if (aftermath.nextAct == "rollback") {
+    RollBack(scenario, machine, found);
+  } else {
+    Repeat(scenario, machine, aftermath, found);
   }
   if (NameSoundState(scenario, machine).empty()) {
-    found.push_back("the machine reached no sound state; the command again ended with " +
-                    std::to_string(status));
+    found.push_back("the machine reached no sound state");
   }
   return found;
 }

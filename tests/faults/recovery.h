@@ -14,11 +14,17 @@ namespace vorn::tests {
 /// "restart pending", "as before"; empty when it is none of them.
 std::string NameSoundState(const Scenario& scenario, const platform::simulated::Machine& machine);
 
-/// After a crash of the scenario's command: shows hidden endpoints, runs the command again, and
-/// does what its refusals ask for, until the machine is in a sound state. `secondFaults` go wrong
-/// in the first repetition. Returns what was wrong on the way; empty when all is sound.
+/// What happens after a crash of the scenario's command.
+struct Aftermath {
+  std::vector<platform::simulated::Fault> secondFaults;  // go wrong in the first repetition
+  std::string nextAct;  // "again", "resume" or "rollback"; "resume" when it is empty
+  int undisturbedStatus = 0;
+};
+
+/// The operator's next act after the crash (the command again, resume-endpoints and then the
+/// command, or a rollback install), and then what refusals ask for, until the machine is in a sound
+/// state. Returns what was wrong on the way; empty when all is sound.
 Violations Recover(const Scenario& scenario, platform::simulated::Machine& machine,
-                   const std::vector<platform::simulated::Fault>& secondFaults,
-                   int undisturbedStatus);
+                   const Aftermath& aftermath);
 
 }  // namespace vorn::tests

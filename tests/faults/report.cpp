@@ -29,7 +29,7 @@ std::vector<ShardReport> ReadShards() {
     ShardReport shard;
     std::ifstream in(file);
     if (in >> shard.phase >> shard.command >> shard.machines >> shard.calls >> shard.possible >>
-        shard.runs >> shard.violations) {
+        shard.distinct >> shard.runs >> shard.violations) {
       shards.push_back(shard);
     }
   }
@@ -37,12 +37,13 @@ std::vector<ShardReport> ReadShards() {
 }
 
 void AddRow(std::ostringstream& text, const ShardReport& row) {
-  char line[160];
+  char line[192];
   std::snprintf(
-      line, sizeof line, "%-16s %-17s %8llu %8llu %10llu %8llu %10llu\n", row.phase.c_str(),
+      line, sizeof line, "%-16s %-17s %8llu %8llu %10llu %10llu %8llu %10llu\n", row.phase.c_str(),
       row.command.c_str(), static_cast<unsigned long long>(row.machines),
       static_cast<unsigned long long>(row.calls), static_cast<unsigned long long>(row.possible),
-      static_cast<unsigned long long>(row.runs), static_cast<unsigned long long>(row.violations));
+      static_cast<unsigned long long>(row.distinct), static_cast<unsigned long long>(row.runs),
+      static_cast<unsigned long long>(row.violations));
   text << line;
 }
 
@@ -59,13 +60,15 @@ void WriteShardReport(const ShardReport& report) {
   std::filesystem::create_directories(Folder());
   std::ofstream out(Folder() / (report.phase + "-" + report.command + ".shard"));
   out << report.phase << ' ' << report.command << ' ' << report.machines << ' ' << report.calls
-      << ' ' << report.possible << ' ' << report.runs << ' ' << report.violations << '\n';
+      << ' ' << report.possible << ' ' << report.distinct << ' ' << report.runs << ' '
+      << report.violations << '\n';
 }
 
 void PrintJoinedReport() {
   if (!std::filesystem::exists(Folder())) return;
   std::ostringstream text;
-  text << "phase            command           machines    calls   possible     runs violations\n";
+  text << "phase            command           machines    calls   possible   distinct     runs "
+          "violations\n";
   std::map<std::string, ShardReport> sums;
   for (const ShardReport& shard : ReadShards()) {
     AddRow(text, shard);
@@ -75,12 +78,13 @@ void PrintJoinedReport() {
     sum.machines = std::max(sum.machines, shard.machines);
     sum.calls += shard.calls;
     sum.possible += shard.possible;
+    sum.distinct += shard.distinct;
     sum.runs += shard.runs;
     sum.violations += shard.violations;
   }
   for (const auto& [phase, sum] : sums)
     AddRow(text, sum);
-  text << "Runs that were possible and not made were left out by even, repeatable sampling.\n";
+  text << "Of the distinct runs, those that were not made were left out by repeatable sampling.\n";
   std::ofstream(Folder() / "report.txt") << text.str();
   std::fputs(text.str().c_str(), stdout);
 }

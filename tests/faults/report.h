@@ -17,6 +17,7 @@ struct ShardReport {
   std::uint64_t machines = 0;
   std::uint64_t calls = 0;     // of the undisturbed runs, together
   std::uint64_t possible = 0;  // runs that the phase could make
+  std::uint64_t distinct = 0;  // those of them that differ by more than the turn of a wait
   std::uint64_t runs = 0;      // runs that it made
   std::uint64_t violations = 0;
 };

@@ -9,11 +9,13 @@
 namespace vorn::tests {
 
 namespace model = platform::simulated;
+using model::FaultKind;
 
 namespace {
 
 // What the endpoint builder needs after a restart to bring everything back.
 constexpr std::uint64_t kSettleMs = 60'000;
+constexpr char kSetVisibility[] = "0x22A01C";  // the control code that hides and shows an endpoint
 
 /// The program's words for endpoints that it may have left hidden.
 bool AdmitsHiddenEndpoints(const Observation& run) {
@@ -22,13 +24,23 @@ bool AdmitsHiddenEndpoints(const Observation& run) {
          run.Said(u"RESULT=NOT_STARTED - devnode");
 }
 
+/// Whether the driver said of a show that it was done, and it was not. Nobody can see that.
+bool WasShowFeigned(const Observation& run) {
+  for (const FaultKind kind : {FaultKind::SucceedWithoutEffect, FaultKind::AnswerFromPast}) {
+    for (const model::CallRecord* call : run.Hits("DeviceIoControl", kind)) {
+      if (call->Argument("controlCode") == kSetVisibility && call->result == "true") return true;
+    }
+  }
+  return false;
+}
+
 Violations CheckHiddenByThisRun(const Observation& run) {
   const model::Device* before = OnlyPresentRoot(run.before);
   const model::Device* after = OnlyPresentRoot(run.after);
   if (before == nullptr || after == nullptr) return {};
   const bool hidMore = !std::includes(before->hidden.begin(), before->hidden.end(),
                                       after->hidden.begin(), after->hidden.end());
-  if (hidMore && !AdmitsHiddenEndpoints(run)) {
+  if (hidMore && !AdmitsHiddenEndpoints(run) && !WasShowFeigned(run)) {
     return {"endpoints were left hidden without a word"};
   }
   return {};
@@ -37,11 +49,7 @@ Violations CheckHiddenByThisRun(const Observation& run) {
 }  // namespace
 
 Violations CheckEndpointsVisible(const Observation& run) {
-  // A console that cannot be written to says nothing; a show that only pretends is not seen.
-  if (run.run.killed || run.IsFaulted("fputws") ||
-      run.IsFaulted("DeviceIoControl", model::FaultKind::SucceedWithoutEffect)) {
-    return {};
-  }
+  if (run.run.killed) return {};
   Violations found = CheckHiddenByThisRun(run);
   if (run.run.status != 0 || run.command == Command::Remove || IsReadOnly(run.command)) {
     return found;

@@ -20,8 +20,9 @@ std::optional<model::Bytes> JournalOf(const model::Machine& machine) {
 bool DeletionIsExcused(const Observation& run) {
   return run.Said(u"delete handle(activation state) failed") ||
          run.Said(u"safe open for delete(activation state) failed") ||
-         run.IsFaulted("SetFileInformationByHandle") ||
-         run.IsFaulted("NtCreateFile", FaultKind::FailAfterEffect) || run.IsFaulted("CloseHandle");
+         run.IsFaulted("SetFileInformationByHandle", FaultKind::SucceedWithoutEffect) ||
+         run.IsFaulted("NtCreateFile", FaultKind::FailAfterEffect) ||
+         (run.IsFaulted("CloseHandle") && run.run.openObjects.contains(model::ObjectKind::Handle));
 }
 
 bool Kept(const Observation& run) {
@@ -55,7 +56,7 @@ Violations CheckKeptJournal(const Observation& run, const std::optional<model::B
 }  // namespace
 
 Violations CheckJournal(const Observation& run) {
-  if (run.run.killed || run.Has(FaultKind::Change)) return {};
+  if (run.run.killed || run.OthersDid("journal")) return {};
   const auto before = JournalOf(run.before);
   const auto after = JournalOf(run.after);
   if (MustBeUntouched(run)) {

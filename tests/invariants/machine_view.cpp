@@ -1,6 +1,7 @@
 #include "tests/invariants/machine_view.h"
 
 #include "base/text.h"
+#include "platform/audio_endpoints.h"
 #include "platform/config_manager.h"
 #include "platform/registry.h"
 #include "platform/simulated/endpoint_builder.h"
@@ -45,6 +46,7 @@ std::optional<std::string> WhyEndpointsAreWrong(const Machine& machine, const De
   std::size_t count = 0;
   for (const model::AudioEndpoint& endpoint : machine.audio.endpoints) {
     if (!model::IsSameDevice(endpoint.root, root.instanceId)) continue;
+    if (endpoint.state == platform::DEVICE_STATE_NOTPRESENT) continue;  // hidden, or long gone
     ++count;
     if (!endpoint.cable) return "an endpoint has no cable";
     identities.insert({endpoint.cable->value, endpoint.capture ? 1U : 0U});

@@ -34,7 +34,7 @@ std::size_t CountPackagesWithInf(const platform::simulated::Machine& machine,
 std::set<std::u16string> VisibleEndpointIds(const platform::simulated::Machine& machine);
 
 /// Why the machine does not run that version as it should: one present, started root, the image of
-/// that version in memory with its whole pool, 20 distinct endpoints in the catalog, and started
+/// that version in memory with its whole pool, 20 distinct endpoints in view, and started
 /// children for exactly the active ones. Nothing when it does.
 std::optional<std::string> WhyNotRunning(const platform::simulated::Machine& machine,
                                          std::u16string_view version);

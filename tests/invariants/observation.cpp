@@ -1,9 +1,13 @@
 #include "tests/invariants/observation.h"
 
+#include "base/text.h"
+
 #include <algorithm>
 
 namespace vorn::tests {
 
+using platform::simulated::CallRecord;
+using platform::simulated::ConsoleWrite;
 using platform::simulated::Fault;
 using platform::simulated::FaultKind;
 
@@ -17,14 +21,51 @@ bool Observation::IsFaulted(std::string_view call, FaultKind kind) const {
                      [&](const Fault& fault) { return fault.call == call && fault.kind == kind; });
 }
 
-bool Observation::Has(FaultKind kind) const {
-  return std::any_of(faults.begin(), faults.end(),
-                     [kind](const Fault& fault) { return fault.kind == kind; });
+bool Observation::OthersDid(std::string_view nameEnd) const {
+  return std::any_of(faults.begin(), faults.end(), [nameEnd](const Fault& fault) {
+    return !fault.changeName.empty() && fault.changeName.ends_with(nameEnd);
+  });
+}
+
+std::size_t Observation::CountHits(const Fault& fault) const {
+  const auto count = run.callCounts.find(fault.call);
+  if (count == run.callCounts.end() || count->second < fault.first) return 0;
+  return std::min(count->second, fault.last) - fault.first + 1;
+}
+
+std::vector<const CallRecord*> Observation::Hits(std::string_view call,
+                                                 std::optional<FaultKind> kind) const {
+  std::vector<const CallRecord*> hits;
+  std::uint32_t nth = 0;
+  for (const CallRecord& record : run.calls) {
+    if (record.name != call) continue;
+    ++nth;
+    const bool hit = std::any_of(faults.begin(), faults.end(), [&](const Fault& fault) {
+      return fault.call == call && fault.kind == kind.value_or(fault.kind) && nth >= fault.first &&
+             nth <= fault.last;
+    });
+    if (hit) hits.push_back(&record);
+  }
+  return hits;
+}
+
+std::vector<ConsoleWrite> Observation::Console() const {
+  if (!IsFaulted("fputws") || run.calls.empty()) return run.console;
+  std::vector<ConsoleWrite> console;
+  for (const CallRecord& record : run.calls) {
+    const std::string stream = record.name == "fputws" ? record.Argument("stream") : "";
+    if (stream != "stdout" && stream != "stderr") continue;
+    console.push_back({stream == "stderr", ToUtf16(record.Argument("text"))});
+  }
+  return console;
 }
 
 bool Observation::Said(std::u16string_view text) const {
-  return run.output.find(text) != std::u16string::npos ||
-         run.errorOutput.find(text) != std::u16string::npos;
+  if (text.empty()) return true;
+  const std::vector<ConsoleWrite> console = Console();
+  return std::any_of(console.begin(), console.end(), [text](const ConsoleWrite& write) {
+    return write.text.find(text) != std::u16string::npos;
+  });
 }
 
 bool IsInstall(Command command) {

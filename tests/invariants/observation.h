@@ -5,6 +5,8 @@
 #include "platform/simulated/machine.h"
 #include "tests/support/run_command.h"
 
+#include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -35,10 +37,23 @@ struct Observation {
   bool IsFaulted(std::string_view call) const;
   bool IsFaulted(std::string_view call, platform::simulated::FaultKind kind) const;
 
-  /// Whether any fault is of that kind.
-  bool Has(platform::simulated::FaultKind kind) const;
+  /// Whether somebody else did that, by the name's end, between two calls; anything for "".
+  bool OthersDid(std::string_view nameEnd) const;
 
-  /// Whether standard output or standard error holds that text.
+  /// How many calls of the run a fault has hit.
+  std::size_t CountHits(const platform::simulated::Fault& fault) const;
+
+  /// The calls of that name that a fault of that kind, or of any, hit. None without a call log: who
+  /// excuses something by them is asked again with one.
+  std::vector<const platform::simulated::CallRecord*> Hits(
+      std::string_view call,
+      std::optional<platform::simulated::FaultKind> kind = std::nullopt) const;
+
+  /// What the program wrote to its console, in order; with a call log also what a failing console
+  /// swallowed.
+  std::vector<platform::simulated::ConsoleWrite> Console() const;
+
+  /// Whether one of the writes to the console holds that text.
   bool Said(std::u16string_view text) const;
 };
 
