@@ -19,10 +19,10 @@ namespace format_internal {
 
 using Value = std::variant<std::u16string_view, std::uint64_t, std::int64_t>;
 
-enum class Kind { Text, Size, Unsigned, Signed };
+enum class Kind { None, Text, Size, Unsigned, Signed };
 
 struct Conversion {
-  Kind kind = Kind::Text;
+  Kind kind = Kind::None;
   bool hexadecimal = false;
   std::size_t width = 0;   // zero padded
   std::size_t length = 0;  // code units of the whole conversion, with the percent sign
@@ -56,21 +56,13 @@ constexpr Conversion ParseConversion(std::u16string_view pattern) {
   return conversion;
 }
 
+/// The kind of conversion that takes an argument of this type; Kind::None if none does.
 template <class T>
-constexpr bool Fits(Kind kind) {
-  using Plain = std::remove_cvref_t<T>;
-  switch (kind) {
-    case Kind::Text:
-      return std::is_convertible_v<const Plain&, std::u16string_view>;
-    case Kind::Size:
-      return std::is_same_v<Plain, std::size_t>;
-    case Kind::Unsigned:
-      return std::is_same_v<Plain, std::uint32_t>;
-    case Kind::Signed:
-      return std::is_same_v<Plain, std::int32_t>;
-  }
-  return false;
-}
+inline constexpr Kind kKindOf = std::is_convertible_v<const T&, std::u16string_view> ? Kind::Text
+                                : std::is_same_v<T, std::size_t>                     ? Kind::Size
+                                : std::is_same_v<T, std::uint32_t> ? Kind::Unsigned
+                                : std::is_same_v<T, std::int32_t>  ? Kind::Signed
+                                                                   : Kind::None;
 
 template <class T>
 Value ToValue(const T& argument) {
@@ -94,8 +86,7 @@ class Pattern {
   template <class Text>
   consteval Pattern(const Text& text) : text_(text) {  // NOLINT(google-explicit-constructor)
     constexpr std::size_t count = sizeof...(Arguments);
-    using Fitness = bool (*)(Kind);
-    const Fitness fits[count + 1] = {&Fits<Arguments>..., nullptr};
+    const Kind kinds[count + 1] = {kKindOf<Arguments>..., Kind::None};
     std::size_t used = 0;
     for (std::size_t i = 0; i < text_.size(); ++i) {
       if (text_[i] != u'%') continue;
@@ -104,7 +95,7 @@ class Pattern {
         continue;
       }
       const Conversion conversion = ParseConversion(text_.substr(i));
-      if (conversion.length == 0 || used == count || !fits[used](conversion.kind)) {
+      if (conversion.length == 0 || used == count || conversion.kind != kinds[used]) {
         PatternDoesNotMatchItsArguments();
       }
       ++used;

@@ -4,7 +4,7 @@ namespace vorn {
 
 namespace {
 
-constexpr platform::SP_CLASSINSTALL_HEADER HeaderFor(std::uint32_t installFunction) {
+consteval platform::SP_CLASSINSTALL_HEADER HeaderFor(std::uint32_t installFunction) {
   return {sizeof(platform::SP_CLASSINSTALL_HEADER), installFunction};
 }
 

@@ -21,7 +21,7 @@ Directory::State::~State() {
 Directory::Directory(std::shared_ptr<State> state) : state_(std::move(state)) {}
 
 Directory::operator bool() const {
-  return state_ != nullptr && state_->handle;
+  return state_ != nullptr;  // which is kept only of a folder that opened
 }
 
 platform::HANDLE Directory::Handle() const {

@@ -144,7 +144,7 @@ PackageData::~PackageData() {
   // A folder goes when its last reference does, and can only go empty: children before parents.
   while (!directories.empty()) {
     const Directory& last = directories.back();
-    if (last && last.WasCreated()) MarkForDeletion(last.Handle());
+    if (last.WasCreated()) MarkForDeletion(last.Handle());
     directories.pop_back();
   }
   platform::SetLastError(lastError);

@@ -117,7 +117,7 @@ PrivatePackage PrivatePackage::Create(const std::u16string& infPath, std::u16str
 }
 
 PrivatePackage::PackageFile PrivatePackage::FindInfFile() const {
-  if (data_ == nullptr || infName_.empty()) return {};
+  if (data_ == nullptr) return {};
   for (const FileEntry& entry : data_->files) {
     if (EqualsIgnoringCase(entry.relativePath, infName_)) return {data_, entry.file};
   }

@@ -37,5 +37,63 @@ TEST(FormatBounded, KeepsATextThatJustFits) {
   EXPECT_EQ(FormatBounded(4, u"%ls", u"abc"), u"abc");
 }
 
+TEST(Conversion, IsReadWithItsWidthAndWhatItTakes) {
+  using format_internal::Conversion;
+  using format_internal::Kind;
+  using format_internal::ParseConversion;
+  struct Row {
+    const char16_t* pattern;
+    Kind kind;
+    bool hexadecimal;
+    std::size_t width;
+    std::size_t length;
+  };
+  const Row rows[] = {
+      {u"%ls", Kind::Text, false, 0, 3},        {u"%s.", Kind::Text, false, 0, 2},
+      {u"%zu)", Kind::Size, false, 0, 3},       {u"%lu", Kind::Unsigned, false, 0, 3},
+      {u"%08lX", Kind::Unsigned, true, 8, 5},   {u"%012X9", Kind::Unsigned, true, 12, 5},
+      {u"%03u.1", Kind::Unsigned, false, 3, 4}, {u"%d0", Kind::Signed, false, 0, 2},
+  };
+  for (const Row& row : rows) {
+    const Conversion read = ParseConversion(row.pattern);
+    EXPECT_EQ(read.kind, row.kind) << testing::PrintToString(row.pattern);
+    EXPECT_EQ(read.hexadecimal, row.hexadecimal) << testing::PrintToString(row.pattern);
+    EXPECT_EQ(read.width, row.width) << testing::PrintToString(row.pattern);
+    EXPECT_EQ(read.length, row.length) << testing::PrintToString(row.pattern);
+  }
+}
+
+TEST(Conversion, HasNoLengthWhenItIsUnknown) {
+  for (const char16_t* pattern :
+       {u"%", u"%0", u"%08", u"%0/u", u"%0:u", u"%q", u"%l", u"%8u", u"% d", u"%ld", u"%D"}) {
+    EXPECT_EQ(format_internal::ParseConversion(pattern).length, 0U)
+        << testing::PrintToString(pattern);
+  }
+}
+
+TEST(Format, TakesEachTypeForItsOwnConversionOnly) {
+  using format_internal::Kind;
+  using format_internal::kKindOf;
+  EXPECT_EQ(kKindOf<std::u16string>, Kind::Text);
+  EXPECT_EQ(kKindOf<std::u16string_view>, Kind::Text);
+  EXPECT_EQ(kKindOf<char16_t[4]>, Kind::Text);
+  EXPECT_EQ(kKindOf<std::size_t>, Kind::Size);
+  EXPECT_EQ(kKindOf<std::uint32_t>, Kind::Unsigned);
+  EXPECT_EQ(kKindOf<std::int32_t>, Kind::Signed);
+  EXPECT_EQ(kKindOf<std::int64_t>, Kind::None);
+  EXPECT_EQ(kKindOf<std::uint16_t>, Kind::None);
+  EXPECT_EQ(kKindOf<bool>, Kind::None);
+}
+
+TEST(Format, WritesNumbersAboveZeroWithoutASign) {
+  EXPECT_EQ(Format(u"%d %d", std::int32_t{0}, std::int32_t{2147483647}), u"0 2147483647");
+}
+
+TEST(Format, KeepsTheTextBehindTheLastConversion) {
+  EXPECT_EQ(Format(u"%u of %u.", std::uint32_t{1}, std::uint32_t{2}), u"1 of 2.");
+  EXPECT_EQ(Format(u"plain"), u"plain");
+  EXPECT_EQ(Format(u""), u"");
+}
+
 }  // namespace
 }  // namespace vorn
