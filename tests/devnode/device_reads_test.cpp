@@ -244,5 +244,25 @@ TEST_F(DeviceReads, GiveNothingWhenThePropertyGrowsBetweenTheCalls) {
   EXPECT_EQ(ReadVersion(), u"");
 }
 
+TEST_F(DeviceReads, GiveNoInstanceIdWhenTheSizeQueryFailsWithoutASize) {
+  tests::AddStartedRoot(machine);
+  process.faults = {
+      FailingCall("SetupDiGetDeviceInstanceIdW", platform::ERROR_INSUFFICIENT_BUFFER)};
+  std::u16string id = u"stale";
+  EXPECT_FALSE(ReadId(id));
+  EXPECT_EQ(id, u"");
+  EXPECT_EQ(CountOf("SetupDiGetDeviceInstanceIdW"), 1U);
+}
+
+TEST_F(DeviceReads, GiveNothingWhenTheSizeQueryForAPropertyClaimsSuccess) {
+  Device& root = tests::AddStartedRoot(machine);
+  SetStringProperty(root, platform::DEVPKEY_Device_DriverVersion, u"26.8.10.5");
+  Fault lie = FailingCall("SetupDiGetDevicePropertyW", 0);
+  lie.kind = FaultKind::SucceedWithoutEffect;
+  process.faults = {lie};
+  EXPECT_EQ(ReadVersion(), u"");
+  EXPECT_EQ(CountOf("SetupDiGetDevicePropertyW"), 1U);
+}
+
 }  // namespace
 }  // namespace vorn

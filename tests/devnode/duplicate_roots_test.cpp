@@ -328,5 +328,19 @@ TEST_F(DuplicateRoots, AreNotHeldInAListDuringTheWait) {
   }
 }
 
+TEST_F(DuplicateRoots, LeaveARestartPendingThatAnyOfThemAskedFor) {
+  for (const std::size_t asking : {1U, 2U}) {
+    machine = {};
+    tests::AddStartedRoot(machine, kRootId);
+    tests::AddGhostRoot(machine, kOtherRootId);
+    tests::AddGhostRoot(machine, kThirdRootId);
+    machine.devices.devices[asking].temper.removeNeedsRestart = true;
+    const PruneResult result = PruneDuplicateRoots();
+    EXPECT_TRUE(result.ok) << asking;
+    EXPECT_TRUE(result.restartPending) << asking;
+    EXPECT_EQ(Installed(), Ids{kRootId}) << asking;
+  }
+}
+
 }  // namespace
 }  // namespace vorn

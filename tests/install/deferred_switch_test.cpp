@@ -236,5 +236,19 @@ TEST(DeferredSwitch, LooksForThePreviousPackageOnlyWhenItIsNeeded) {
   EXPECT_TRUE(folders.empty());
 }
 
+TEST(DeferredSwitch, SelectsNoPreviousPackageWhenTheWindowsFolderIsUnknown) {
+  Machine machine = OutdatedMachine();
+  MakeSampleDefer(machine);
+  const RunResult run = Install(machine, {.faults = {FailCall("GetWindowsDirectoryW", 1, 5)}});
+  ExpectRun(run, kExitHotSwapFailed,
+            {kPersisted,
+             Err("vorn_devnode: previous driver package selection is unknown (\"oem3.inf\"); "
+                 "nothing to re-select"),
+             Deferred("HOT_SWAP_FAILED", false)});
+  EXPECT_EQ(run.CallsOf("UpdateDriverForPlugAndPlayDevicesW").size(), 1U);
+  EXPECT_EQ(JournalIn(machine, kSampleJournal), std::nullopt);
+  EXPECT_EQ(VisibleEndpoints(machine), 20U);
+}
+
 }  // namespace
 }  // namespace vorn

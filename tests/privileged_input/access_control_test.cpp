@@ -142,5 +142,17 @@ TEST_F(ProtectedOwnerAndDacl, FreesTheDescriptorWhateverTheAnswer) {
   EXPECT_EQ(CallsOf("LocalFree").size(), 2U);
 }
 
+TEST_F(ProtectedOwnerAndDacl, RefusesAnEntryThatIsReadButNotGiven) {
+  sim::Fault lie;
+  lie.call = "GetAce";
+  lie.kind = sim::FaultKind::SucceedWithoutEffect;
+  process.faults = {lie};
+  EXPECT_FALSE(IsProtectedAs(tests::kProtectedSddl));
+}
+
+TEST_F(ProtectedOwnerAndDacl, RefusesADescriptorWithoutAnOwner) {
+  EXPECT_FALSE(IsProtectedAs(u"D:P(A;;FA;;;SY)(A;;FA;;;BA)"));
+}
+
 }  // namespace
 }  // namespace vorn::privileged_input

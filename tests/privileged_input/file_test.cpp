@@ -381,5 +381,13 @@ TEST_F(FileCopy, FailsWithTheErrorOfTheCallThatFailed) {
   }
 }
 
+TEST_F(VerifiedFile, IsNotOpenedBelowAFolderThatIsMissing) {
+  const Directory root = Directory::OpenAbsolute(u"C:\\", api);
+  platform::SetLastError(0);
+  EXPECT_FALSE(File::Open(root, u"missing\\inner", 100, FileMode::ReadOnly));
+  EXPECT_LAST_ERROR(ERROR_FILE_NOT_FOUND);
+  EXPECT_EQ(OpenHandles(), 1U);
+}
+
 }  // namespace
 }  // namespace vorn::privileged_input

@@ -165,6 +165,19 @@ TEST_F(NativeOpen, ClosesAHandleThatAFailureGave) {
   stray.Receive();
 }
 
+TEST_F(NativeOpen, TakesAFolderForAFolderAndAFileForAFile) {
+  const Directory folder = Directory::OpenAbsolute(u"C:\\dir", api);
+  const File file = File::Open(folder, u"file", 100, FileMode::ReadOnly);
+  EXPECT_TRUE(IsPlainObject(folder.Handle(), true));
+  EXPECT_TRUE(IsPlainObject(file.Handle(), false));
+  platform::SetLastError(0);
+  EXPECT_FALSE(IsPlainObject(folder.Handle(), false));
+  EXPECT_LAST_ERROR(ERROR_FILE_INVALID);
+  platform::SetLastError(0);
+  EXPECT_FALSE(IsPlainObject(file.Handle(), true));
+  EXPECT_LAST_ERROR(ERROR_FILE_INVALID);
+}
+
 TEST(NativeOpenRequests, AskForTheseRights) {
   EXPECT_EQ(kOpenDirectory.access, 0x200A1U);
   EXPECT_EQ(kCreateDirectory.access, 0x300A1U);

@@ -313,5 +313,17 @@ TEST_F(VolumeRootQuery, IsEmptyWhenThePlatformFails) {
   EXPECT_EQ(QueryVolumeGuidRoot(root.Handle()), u"");
 }
 
+TEST_F(DriveRule, CanBeAskedWithoutTheDevice) {
+  EXPECT_TRUE(IsHardDiskVolumeDrive(LoadNativeApi(), u'C', nullptr));
+  Files().dosDevices[u"D:"] = u"\\Device\\CdRom0";
+  EXPECT_FALSE(IsHardDiskVolumeDrive(LoadNativeApi(), u'D', nullptr));
+}
+
+TEST_F(VolumeRootQuery, IsEmptyForANameThatFillsTheWholeBuffer) {
+  const Directory root = Directory::OpenAbsolute(u"C:\\", LoadNativeApi());
+  Files().volumes[0].reportedRoot = Repeat(u'x', 32768);
+  EXPECT_EQ(QueryVolumeGuidRoot(root.Handle()), u"");
+}
+
 }  // namespace
 }  // namespace vorn::privileged_input

@@ -1,0 +1,36 @@
+#include "cli/default_state_path.h"
+
+#include "platform/simulated/calls.h"
+#include "tests/support/device_world.h"
+
+#include <string>
+
+namespace vorn::cli {
+namespace {
+
+using platform::simulated::Machine;
+
+class DefaultStatePath : public tests::DeviceWorld {};
+
+TEST_F(DefaultStatePath, LiesAboveTheFolderOfTheInfAsTyped) {
+  machine.files.currentFolder = u"C:\\pkg";
+  EXPECT_EQ(StatePathForInf(u"driver\\vorn_audio.inf"), u"C:\\pkg\\.vorn-driver-activation-state");
+}
+
+TEST_F(DefaultStatePath, IsNotCutWhenThePathGrowsBetweenItsLengthAndItself) {
+  machine.files.currentFolder = u"C:\\pkg";
+  process.faults = {tests::ChangeBefore("GetFullPathNameW", 2, [](Machine& world) {
+    world.files.currentFolder = u"C:\\package\\of\\many\\folders";
+  })};
+  EXPECT_EQ(StatePathForInf(u"driver\\vorn_audio.inf"), u"");
+}
+
+TEST_F(DefaultStatePath, MayShrinkBetweenItsLengthAndItself) {
+  machine.files.currentFolder = u"C:\\package\\of\\many\\folders";
+  process.faults = {tests::ChangeBefore(
+      "GetFullPathNameW", 2, [](Machine& world) { world.files.currentFolder = u"C:\\pkg"; })};
+  EXPECT_EQ(StatePathForInf(u"driver\\vorn_audio.inf"), u"C:\\pkg\\.vorn-driver-activation-state");
+}
+
+}  // namespace
+}  // namespace vorn::cli

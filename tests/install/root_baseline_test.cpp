@@ -1,0 +1,34 @@
+// What the install command needs to know of a root device before it changes anything.
+
+#include "tests/install/update_run.h"
+#include "tests/support/world.h"
+
+#include <gtest/gtest.h>
+
+namespace vorn {
+namespace {
+
+using platform::simulated::Machine;
+using platform::simulated::OutdatedMachine;
+using tests::Err;
+using tests::ExpectRun;
+using tests::FailCall;
+using tests::RunResult;
+
+TEST(RootBaseline, NeedsTheInstanceIdOfTheRoot) {
+  Machine machine = OutdatedMachine();
+  const Machine before = machine;
+  // Pruning and its proof read the id first, each by a question for its size and a read.
+  const RunResult run =
+      tests::Install(machine, {.faults = {FailCall("SetupDiGetDeviceInstanceIdW", 5, 13)}});
+  ExpectRun(run, kExitNotStarted,
+            {Err("vorn_devnode: existing root baseline is missing or ambiguous: present VORN root "
+                 "has no device instance id")});
+  EXPECT_FALSE(run.Called("UpdateDriverForPlugAndPlayDevicesW"));
+  EXPECT_FALSE(run.Called("DeviceIoControl"));
+  EXPECT_FALSE(tests::HasFile(machine, tests::kSampleJournal));
+  tests::ExpectTidy(before, machine);
+}
+
+}  // namespace
+}  // namespace vorn
