@@ -61,13 +61,13 @@ void Describe(Facts& facts, ClassName& name) {
 }
 
 /// The registry as one value of the document.
-struct RegistryValue {
+struct RegistryFact {
   platform::simulated::Registry& registry;
 };
-Json ToJson(const RegistryValue& value) {
+Json ToJson(const RegistryFact& value) {
   return RegistryToJson(value.registry);
 }
-void FromJson(const Json& json, const std::string& path, RegistryValue value) {
+void FromJson(const Json& json, const std::string& path, RegistryFact value) {
   RegistryFromJson(json, path, value.registry);
 }
 
@@ -125,7 +125,7 @@ void DescribeDocument(Facts& facts, MachineDocument& document) {
   facts.Fact("audio", machine.audio);
   facts.template List<DosDevice>("dosDevices", machine.files.dosDevices);
   facts.Fact("heldFiles", document.heldFiles);
-  facts.Fact("registry", RegistryValue{machine.registry});
+  facts.Fact("registry", RegistryFact{machine.registry});
   facts.Fact("volumes", document.volumes);
 }
 

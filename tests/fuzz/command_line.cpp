@@ -6,6 +6,7 @@
 #include "platform/simulated/machine.h"
 #include "platform/simulated/process.h"
 #include "tests/fuzz/fuzz.h"
+#include "tests/fuzz/targets.h"
 
 #include <set>
 #include <string_view>
@@ -13,6 +14,7 @@
 
 namespace vorn::tests {
 
+namespace command_line {
 namespace {
 
 using platform::simulated::Machine;
@@ -71,10 +73,11 @@ void Check(const std::vector<std::u16string>& arguments) {
 }
 
 }  // namespace
+}  // namespace command_line
+
+void FuzzCommandLine(std::span<const std::uint8_t> input) {
+  command_line::Check(
+      command_line::ArgumentsOf({reinterpret_cast<const char*>(input.data()), input.size()}));
+}
 
 }  // namespace vorn::tests
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  vorn::tests::Check(vorn::tests::ArgumentsOf({reinterpret_cast<const char*>(data), size}));
-  return 0;
-}

@@ -6,11 +6,13 @@
 #include "platform/simulated/process.h"
 #include "privileged_input/path_rules.h"
 #include "tests/fuzz/fuzz.h"
+#include "tests/fuzz/targets.h"
 
 #include <optional>
 
 namespace vorn::tests {
 
+namespace directory_records {
 namespace {
 
 using privileged_input::DirectoryEntry;
@@ -66,10 +68,10 @@ void Check(std::span<const std::uint8_t> input) {
 }
 
 }  // namespace
+}  // namespace directory_records
+
+void FuzzDirectoryRecords(std::span<const std::uint8_t> input) {
+  directory_records::Check(input);
+}
 
 }  // namespace vorn::tests
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  vorn::tests::Check({data, size});
-  return 0;
-}

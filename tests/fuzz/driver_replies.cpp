@@ -5,6 +5,7 @@
 #include "control/exact_driver_version.h"
 #include "control/resident_status.h"
 #include "tests/fuzz/fuzz.h"
+#include "tests/fuzz/targets.h"
 
 #include <cstring>
 #include <set>
@@ -12,6 +13,7 @@
 
 namespace vorn::tests {
 
+namespace driver_replies {
 namespace {
 
 std::uint32_t WordAt(const std::uint8_t* bytes, std::size_t offset) {
@@ -91,12 +93,12 @@ void CheckVersion(std::span<const std::uint8_t> input) {
 }
 
 }  // namespace
+}  // namespace driver_replies
+
+void FuzzDriverReplies(std::span<const std::uint8_t> input) {
+  driver_replies::CheckPool(input);
+  driver_replies::CheckStatus(input);
+  driver_replies::CheckVersion(input);
+}
 
 }  // namespace vorn::tests
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  vorn::tests::CheckPool({data, size});
-  vorn::tests::CheckStatus({data, size});
-  vorn::tests::CheckVersion({data, size});
-  return 0;
-}

@@ -7,12 +7,14 @@
 #include "platform/simulated/machine.h"
 #include "platform/simulated/process.h"
 #include "tests/fuzz/fuzz.h"
+#include "tests/fuzz/targets.h"
 
 #include <algorithm>
 #include <set>
 
 namespace vorn::tests {
 
+namespace endpoint_records {
 namespace {
 
 using namespace platform::simulated;
@@ -114,10 +116,10 @@ void Check(std::span<const std::uint8_t> bytes) {
 }
 
 }  // namespace
+}  // namespace endpoint_records
+
+void FuzzEndpointRecords(std::span<const std::uint8_t> input) {
+  endpoint_records::Check(input);
+}
 
 }  // namespace vorn::tests
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  vorn::tests::Check({data, size});
-  return 0;
-}

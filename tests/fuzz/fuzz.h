@@ -11,9 +11,6 @@
 #include <span>
 #include <string>
 
-/// Called by libFuzzer with each input.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
-
 namespace vorn::tests {
 
 /// Ends the run if `holds` is false; libFuzzer keeps the input then.

@@ -1,16 +1,23 @@
 // An INF of any bytes: reading it ends in bounds that grow with its size, and the same text in
-// another encoding or with other line ends means the same.
+// another encoding or with other line ends means the same. What the program reads of one through the
+// platform's calls is what the text itself says.
 
 #include "platform/simulated/inf_text.h"
 
 #include "base/text.h"
+#include "package/inf_identity.h"
+#include "platform/simulated/machine.h"
+#include "platform/simulated/process.h"
+#include "privileged_input/protected_files.h"
 #include "tests/fuzz/fuzz.h"
+#include "tests/fuzz/targets.h"
 
 #include <algorithm>
 #include <string_view>
 
 namespace vorn::tests {
 
+namespace inf_text {
 namespace {
 
 using platform::simulated::Bytes;
@@ -111,11 +118,68 @@ void CheckRoutes(const Bytes& content) {
   Require(Told(AsUtf16(WithCarriageReturns(text))) == told, "the same with other line ends");
 }
 
+bool HasModelLine(const ParsedInf& inf) {
+  const auto models = inf.FindSection(u"VornAudioDevices.NTamd64.10.0...19041");
+  if (!models) return false;
+  for (ParsedInf::Line line = 0; line < inf.LineCount(*models); ++line) {
+    if (EqualsIgnoringCase(inf.Field(*models, line, 1).value_or(u""), u"VornAudio_Install") &&
+        EqualsIgnoringCase(inf.Field(*models, line, 2).value_or(u""), u"Root\\VornAudio")) {
+      return true;
+    }
+  }
+  return false;
+}
+
+/// An identity that was read through the platform's calls is what the text itself says.
+void CheckRead(const ParsedInf& inf, const InfIdentity& identity) {
+  Require(IsSingleLine(identity.driverDate, 32), "a date of 1 to 32 units");
+  Require(IsSingleLine(identity.driverVersion, 64), "a version of 1 to 64 units");
+  Require(identity.driverDate == inf.Value(u"Version", u"DriverVer"), "the date");
+  Require(identity.driverVersion == inf.Value(u"Version", u"DriverVer", 2), "the version");
+  Require(identity.className == inf.Value(u"Version", u"Class"), "the class");
+  Require(identity.classGuid == inf.Value(u"Version", u"ClassGuid"), "the class's GUID");
+  Require(identity.catalogFile == inf.Value(u"Version", u"CatalogFile"), "the catalog");
+  Require(identity.providerName == inf.Value(u"Strings", u"ProviderName"), "the provider");
+  Require(identity.hasExactModel == HasModelLine(inf), "the model");
+  Require(identity.hasExactService ==
+              EqualsIgnoringCase(
+                  inf.Value(u"VornAudio_Install.Services", u"AddService").value_or(u""),
+                  u"VornAudio"),
+          "the service");
+  Require(identity.infSha256.size() == 64, "a hash of 64 digits");
+  Require(identity.originalInfName == u"vorn_audio.inf", "its own name");
+}
+
+/// The program's reader, for the texts that it can get something from.
+void CheckIdentity(const Bytes& content) {
+  const auto read = ParseInf(content);
+  const auto* inf = std::get_if<ParsedInf>(&read);
+  if (inf == nullptr || !inf->Value(u"Version", u"DriverVer")) return;
+  static const platform::simulated::Machine kStart = platform::simulated::CleanMachine();
+  const std::u16string path = u"C:\\pkg\\driver\\vorn_audio.inf";
+  platform::simulated::Machine machine = kStart;
+  PutFile(machine.files, path, content);
+  platform::simulated::Process process(machine);
+
+  InfIdentity identity;
+  if (ReadInfIdentity(path, u"", nullptr, identity)) CheckRead(*inf, identity);
+  std::u16string date;
+  std::u16string version;
+  const bool expected = ReadExpectedDriverVer(path, nullptr, date, version);
+  Require(expected == process.ErrorOutput().empty(), "a line for what is refused");
+  Require(expected || (date.empty() && version.empty()), "nothing of what is refused");
+  privileged_input::ReleaseProtectedFiles();
+  for (const auto& [kind, count] : process.OpenObjects())
+    Require(count == 0, "nothing is left open");
+}
+
 }  // namespace
+}  // namespace inf_text
+
+void FuzzInfText(std::span<const std::uint8_t> input) {
+  const platform::simulated::Bytes content(input.begin(), input.end());
+  inf_text::CheckRoutes(content);
+  inf_text::CheckIdentity(content);
+}
 
 }  // namespace vorn::tests
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  vorn::tests::CheckRoutes({data, data + size});
-  return 0;
-}

@@ -8,6 +8,7 @@
 #include "platform/simulated/process.h"
 #include "privileged_input/protected_files.h"
 #include "tests/fuzz/fuzz.h"
+#include "tests/fuzz/targets.h"
 
 #include <set>
 #include <string_view>
@@ -15,10 +16,15 @@
 
 namespace vorn::tests {
 
+namespace journal {
 namespace {
 
+bool HasLineBreak(const std::u16string& text) {
+  return text.find_first_of(u"\r\n") != text.npos;
+}
+
 bool IsText(const std::u16string& text, std::size_t most) {
-  return !text.empty() && text.size() <= most && text.find_first_of(u"\r\n") == text.npos;
+  return !text.empty() && text.size() <= most && !HasLineBreak(text);
 }
 
 void CheckRules(const ActivationState& state) {
@@ -86,12 +92,12 @@ void Check(std::u16string_view text) {
 }
 
 }  // namespace
+}  // namespace journal
+
+void FuzzJournal(std::span<const std::uint8_t> input) {
+  // As UTF-16, and with a byte for each unit, which finds the ASCII of the format sooner.
+  journal::Check(UnitsOf(input));
+  journal::Check(std::u16string(input.begin(), input.end()));
+}
 
 }  // namespace vorn::tests
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  // As UTF-16, and with a byte for each unit, which finds the ASCII of the format sooner.
-  vorn::tests::Check(vorn::tests::UnitsOf({data, size}));
-  vorn::tests::Check(std::u16string(data, data + size));
-  return 0;
-}

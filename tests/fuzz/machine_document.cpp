@@ -5,12 +5,14 @@
 
 #include "lab/bad_input.h"
 #include "tests/fuzz/fuzz.h"
+#include "tests/fuzz/targets.h"
 
 #include <optional>
 #include <string_view>
 
 namespace vorn::tests {
 
+namespace machine_document {
 namespace {
 
 std::optional<lab::MachineDocument> Read(std::string_view text) {
@@ -33,10 +35,10 @@ void Check(std::string_view text) {
 }
 
 }  // namespace
+}  // namespace machine_document
+
+void FuzzMachineDocument(std::span<const std::uint8_t> input) {
+  machine_document::Check({reinterpret_cast<const char*>(input.data()), input.size()});
+}
 
 }  // namespace vorn::tests
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  vorn::tests::Check({reinterpret_cast<const char*>(data), size});
-  return 0;
-}

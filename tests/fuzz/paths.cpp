@@ -5,11 +5,13 @@
 #include "platform/simulated/process.h"
 #include "privileged_input/path_rules.h"
 #include "tests/fuzz/fuzz.h"
+#include "tests/fuzz/targets.h"
 
 #include <set>
 
 namespace vorn::tests {
 
+namespace paths {
 namespace {
 
 /// Names that mean a device whatever their extension: each in capitals.
@@ -93,13 +95,13 @@ void Check(const std::u16string& text) {
 }
 
 }  // namespace
+}  // namespace paths
+
+void FuzzPaths(std::span<const std::uint8_t> input) {
+  static platform::simulated::Machine machine;
+  platform::simulated::Process process(machine);
+  paths::Check(std::u16string(input.begin(), input.end()));
+  paths::Check(UnitsOf(input));
+}
 
 }  // namespace vorn::tests
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static vorn::platform::simulated::Machine machine;
-  vorn::platform::simulated::Process process(machine);
-  vorn::tests::Check(std::u16string(data, data + size));
-  vorn::tests::Check(vorn::tests::UnitsOf({data, size}));
-  return 0;
-}

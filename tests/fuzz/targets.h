@@ -1,0 +1,20 @@
+#pragma once
+
+// The readers of bytes that others can write. Each of these takes any bytes, ends, and stops the
+// run (Require) where a promise is broken.
+
+#include <cstdint>
+#include <span>
+
+namespace vorn::tests {
+
+void FuzzCommandLine(std::span<const std::uint8_t> input);
+void FuzzDirectoryRecords(std::span<const std::uint8_t> input);
+void FuzzDriverReplies(std::span<const std::uint8_t> input);
+void FuzzEndpointRecords(std::span<const std::uint8_t> input);
+void FuzzInfText(std::span<const std::uint8_t> input);
+void FuzzJournal(std::span<const std::uint8_t> input);
+void FuzzMachineDocument(std::span<const std::uint8_t> input);
+void FuzzPaths(std::span<const std::uint8_t> input);
+
+}  // namespace vorn::tests
