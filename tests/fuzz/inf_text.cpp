@@ -1,6 +1,6 @@
 // An INF of any bytes: reading it ends in bounds that grow with its size, and the same text in
-// another encoding or with other line ends means the same. What the program reads of one through the
-// platform's calls is what the text itself says.
+// another encoding or with other line ends means the same. What the program reads of one through
+// the platform's calls is what the text itself says.
 
 #include "platform/simulated/inf_text.h"
 
@@ -141,11 +141,11 @@ void CheckRead(const ParsedInf& inf, const InfIdentity& identity) {
   Require(identity.catalogFile == inf.Value(u"Version", u"CatalogFile"), "the catalog");
   Require(identity.providerName == inf.Value(u"Strings", u"ProviderName"), "the provider");
   Require(identity.hasExactModel == HasModelLine(inf), "the model");
-  Require(identity.hasExactService ==
-              EqualsIgnoringCase(
-                  inf.Value(u"VornAudio_Install.Services", u"AddService").value_or(u""),
-                  u"VornAudio"),
-          "the service");
+  Require(
+      identity.hasExactService ==
+          EqualsIgnoringCase(inf.Value(u"VornAudio_Install.Services", u"AddService").value_or(u""),
+                             u"VornAudio"),
+      "the service");
   Require(identity.infSha256.size() == 64, "a hash of 64 digits");
   Require(identity.originalInfName == u"vorn_audio.inf", "its own name");
 }
