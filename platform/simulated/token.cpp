@@ -127,30 +127,31 @@ bool LookupPrivilegeValueW(const char16_t* name, LUID* luid) {
 }
 
 bool AdjustTokenPrivileges(HANDLE token, bool disableAll, const TOKEN_PRIVILEGES* newState) {
-  return SimulateBool("AdjustTokenPrivileges",
-                      Arguments("TokenHandle", token, "DisableAllPrivileges", disableAll),
-                      [&](const CallFaults&) {
-                        Process& process = Process::Current();
-                        const auto value = reinterpret_cast<std::uintptr_t>(token);
-                        const auto object = process.Find<TokenObject>(ObjectKind::Handle, value);
-                        if (object == nullptr) return FailWith(ERROR_INVALID_HANDLE);
-                        if (!object->May(TOKEN_ADJUST_PRIVILEGES))
-                          return FailWith(ERROR_ACCESS_DENIED);
-                        if (disableAll) {
-                          process.token.backupEnabled = false;
-                          process.token.restoreEnabled = false;
-                          SetLastError(ERROR_SUCCESS);
-                          return true;
-                        }
-                        if (newState == nullptr) return FailWith(ERROR_INVALID_PARAMETER);
-                        bool all = true;
-                        for (std::uint32_t i = 0; i < newState->PrivilegeCount; ++i)
-                          all = Adjust(process.token, EntryAt(newState, i)) && all;
-                        // Success, and only the last error tells that something was not held
-                        // (documented).
-                        SetLastError(all ? ERROR_SUCCESS : ERROR_NOT_ALL_ASSIGNED);
-                        return true;
-                      });
+  return SimulateBool(
+      "AdjustTokenPrivileges",
+      Arguments("TokenHandle", token, "DisableAllPrivileges", disableAll, "PrivilegeCount",
+                newState == nullptr ? 0U : newState->PrivilegeCount),
+      [&](const CallFaults&) {
+        Process& process = Process::Current();
+        const auto value = reinterpret_cast<std::uintptr_t>(token);
+        const auto object = process.Find<TokenObject>(ObjectKind::Handle, value);
+        if (object == nullptr) return FailWith(ERROR_INVALID_HANDLE);
+        if (!object->May(TOKEN_ADJUST_PRIVILEGES)) return FailWith(ERROR_ACCESS_DENIED);
+        if (disableAll) {
+          process.token.backupEnabled = false;
+          process.token.restoreEnabled = false;
+          SetLastError(ERROR_SUCCESS);
+          return true;
+        }
+        if (newState == nullptr) return FailWith(ERROR_INVALID_PARAMETER);
+        bool all = true;
+        for (std::uint32_t i = 0; i < newState->PrivilegeCount; ++i)
+          all = Adjust(process.token, EntryAt(newState, i)) && all;
+        // Success, and only the last error tells that something was not held
+        // (documented).
+        SetLastError(all ? ERROR_SUCCESS : ERROR_NOT_ALL_ASSIGNED);
+        return true;
+      });
 }
 
 }  // namespace vorn::platform

@@ -23,6 +23,7 @@ TEST(Format, PadsDecimalFieldsOfTimeStamps) {
 
 TEST(Format, WritesAPercentSignForTwo) {
   EXPECT_EQ(Format(u"100%%"), u"100%");
+  EXPECT_EQ(Format(u"%u%% of %ls", std::uint32_t{5}, u"all"), u"5% of all");
 }
 
 TEST(Format, WritesTheSmallestNumberWhole) {

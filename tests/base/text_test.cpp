@@ -20,11 +20,29 @@ TEST(IgnoringCase, OrdersByLowerCasedUnits) {
   EXPECT_LT(CompareIgnoringCase(u"a", u"A1"), 0);
   EXPECT_GT(CompareIgnoringCase(u"A1", u"a"), 0);
   EXPECT_EQ(CompareIgnoringCase(u"aBc", u"AbC"), 0);
+  EXPECT_EQ(CompareIgnoringCase(std::u16string_view(u"ab", 1), std::u16string_view(u"Ac", 1)), 0);
+}
+
+TEST(AsciiUnits, AreDigitsAndLettersFromTheFirstToTheLast) {
+  for (char16_t unit = 0; unit < 0x180; ++unit) {
+    const bool digit = std::u16string_view(u"0123456789").find(unit) != std::u16string_view::npos;
+    const bool letter =
+        std::u16string_view(u"abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ").find(unit) !=
+        std::u16string_view::npos;
+    EXPECT_EQ(IsAsciiDigit(unit), digit) << int{unit};
+    EXPECT_EQ(IsAsciiLetter(unit), letter) << int{unit};
+  }
+}
+
+TEST(AsciiUnits, ChangeTheirCaseAndNoOthersDo) {
+  EXPECT_EQ(ToLowerAscii(std::u16string(u"AZaz@[`{\u00C4")), u"azaz@[`{\u00C4");
+  EXPECT_EQ(ToUpperAscii(std::u16string(u"AZaz@[`{\u00E4")), u"AZAZ@[`{\u00E4");
 }
 
 TEST(SingleLine, HasOneToItsMostUnitsAndNoLineBreak) {
   EXPECT_TRUE(IsSingleLine(u"a", 1));
   EXPECT_TRUE(IsSingleLine(u"ab\tc", 4));
+  EXPECT_TRUE(IsSingleLine(u" ~\u2028", 4));
   EXPECT_FALSE(IsSingleLine(u"", 4));
   EXPECT_FALSE(IsSingleLine(u"abcde", 4));
   EXPECT_FALSE(IsSingleLine(u"a\rb", 4));
@@ -37,13 +55,40 @@ TEST(Utf8, CarriesEveryCharacterThereAndBack) {
   EXPECT_EQ(ToUtf16(ToUtf8(text)), text);
 }
 
+TEST(Utf8, HasASequenceLongerAtEachOfItsBounds) {
+  const std::pair<std::u16string_view, std::string_view> rows[] = {
+      {u"\u007F", "\x7F"},
+      {u"\u0080", "\xC2\x80"},
+      {u"\u07FF", "\xDF\xBF"},
+      {u"\u0800", "\xE0\xA0\x80"},
+      {u"\uD7FF", "\xED\x9F\xBF"},
+      {u"\uE000", "\xEE\x80\x80"},
+      {u"\U00010000", "\xF0\x90\x80\x80"},
+      {u"\U000103FF", "\xF0\x90\x8F\xBF"},
+      {u"\U0010FC00", "\xF4\x8F\xB0\x80"},
+      {u"\U0010FFFF", "\xF4\x8F\xBF\xBF"},
+  };
+  for (const auto& [text, bytes] : rows) {
+    EXPECT_EQ(ToUtf8(text), bytes);
+    EXPECT_EQ(ToUtf16(bytes), text) << testing::PrintToString(bytes);
+  }
+}
+
 TEST(Utf8, ReplacesAnUnpairedSurrogate) {
-  for (const std::u16string_view text : {u"\xD800", u"\xDC00"}) {
+  for (const std::u16string_view text : {u"\xD800", u"\xDBFF", u"\xDC00", u"\xDFFF"}) {
     EXPECT_EQ(ToUtf8(text), "\xEF\xBF\xBD");
   }
   EXPECT_EQ(ToUtf8(std::u16string{u'\xD83C', u'a'}),
             "\xEF\xBF\xBD"
             "a");
+}
+
+TEST(Utf8, PairsNothingWithTheNeighboursOfSurrogates) {
+  const std::string replaced = "\xEF\xBF\xBD";
+  EXPECT_EQ(ToUtf8(std::u16string{0xD7FF, 0xDC00}), "\xED\x9F\xBF" + replaced);
+  EXPECT_EQ(ToUtf8(std::u16string{0xDC00, 0xDC00}), replaced + replaced);
+  EXPECT_EQ(ToUtf8(std::u16string{0xD800, 0xDBFF}), replaced + replaced);
+  EXPECT_EQ(ToUtf8(std::u16string{0xD800, 0xE000}), replaced + "\xEE\x80\x80");
 }
 
 TEST(Utf8, ReplacesMalformedSequences) {

@@ -109,6 +109,14 @@ TEST_F(ControlInterfaces, AreSkippedOneByOneWhenACallFails) {
   }
 }
 
+TEST_F(ControlInterfaces, AreSkippedWhenTheSizeQueryFailsForAnotherReason) {
+  Fault fault = FailingCall("SetupDiGetDeviceInterfaceDetailW", platform::ERROR_ACCESS_DENIED);
+  fault.kind = FaultKind::FailAfterEffect;
+  process.faults = {fault};
+  EXPECT_EQ(List(), Paths{});
+  EXPECT_EQ(tests::CallsOf(process, "SetupDiGetDeviceInterfaceDetailW").size(), 1U);
+}
+
 TEST_F(ControlInterfaces, AreSkippedWhenTheSizeQueryIsNotAnswered) {
   for (const FaultKind kind : {FaultKind::SucceedWithoutEffect, FaultKind::Fail}) {
     process.callCounts.clear();

@@ -194,6 +194,12 @@ TEST_F(ResidentStatusQuery, AcceptsALegacyReplyOfAnOlderImage) {
   EXPECT_TRUE(QueryResidentStatus(kRootId, u"26.8.9.5").ok);
 }
 
+TEST_F(ResidentStatusQuery, NeedsNoMoreThanTheVersionOfAnOlderImage) {
+  Image() = platform::simulated::SoundImage(u"26.8.9.5");
+  Image().statusBytes = 4;
+  EXPECT_TRUE(QueryResidentStatus(kRootId, u"26.8.9.5").ok);
+}
+
 TEST_F(ResidentStatusQuery, RefusesAnImageThatStayedInMemory) {
   Image() = platform::simulated::SoundImage(u"26.8.9.4");
   EXPECT_EQ(QueryResidentStatus(kRootId, u"26.8.10.5").reason.substr(0, 58),

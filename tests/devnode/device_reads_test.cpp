@@ -157,6 +157,20 @@ TEST_F(DeviceReads, GiveNoInstanceIdWhenEitherCallFails) {
   }
 }
 
+TEST_F(DeviceReads, GiveNothingWhenTheSizeQueryFailsForAnotherReason) {
+  tests::AddStartedRoot(machine);
+  Fault fault = FailingCall("SetupDiGetDeviceInstanceIdW", platform::ERROR_ACCESS_DENIED);
+  fault.kind = FaultKind::FailAfterEffect;
+  process.faults = {fault};
+  std::u16string id;
+  EXPECT_FALSE(ReadId(id));
+  SetVersion(platform::DEVPROP_TYPE_STRING, BytesOf(u"26.8.10.5"));
+  EXPECT_EQ(ReadVersion(), u"26.8.10.5");
+  process.callCounts.clear();
+  process.faults[0].call = "SetupDiGetDevicePropertyW";
+  EXPECT_EQ(ReadVersion(), u"");
+}
+
 TEST_F(DeviceReads, GiveNoInstanceIdWhenTheSizeQueryClaimsSuccess) {
   tests::AddStartedRoot(machine);
   Fault lie = FailingCall("SetupDiGetDeviceInstanceIdW", 0);

@@ -131,6 +131,13 @@ TEST_F(ProtectedOwnerAndDacl, RefusesWhateverCouldNotBeRead) {
   EXPECT_TRUE(IsProtectedAs(tests::kProtectedSddl));
 }
 
+TEST_F(ProtectedOwnerAndDacl, BelievesNoAnswerThatCameWithAnError) {
+  for (const char* call : {"GetSecurityInfo", "GetAce"}) {
+    AddFault(call, sim::FaultKind::FailAfterEffect);
+    EXPECT_FALSE(IsProtectedAs(tests::kProtectedSddl)) << call;
+  }
+}
+
 TEST_F(ProtectedOwnerAndDacl, RefusesAnObjectThatIsNotOpen) {
   EXPECT_FALSE(HasProtectedOwnerAndDacl(nullptr));
   EXPECT_LAST_ERROR(ERROR_ACCESS_DENIED);

@@ -228,6 +228,12 @@ TEST_F(VerifiedDirectory, CreatesAChildWithItsDescriptor) {
   EXPECT_EQ(sim::ToSddl(sim::NodeAt(Files(), u"C:\\a\\new").security), tests::kProtectedSddl);
 }
 
+TEST_F(VerifiedDirectory, HoldsTheFoldersAboveANewChild) {
+  const Directory child = Directory::CreateChild(Open(u"C:\\a"), u"new", descriptor.Get());
+  ASSERT_TRUE(child);
+  EXPECT_EQ(OpenHandles(), 3U);
+}
+
 TEST_F(VerifiedDirectory, CreatesNoChildOverAnExistingName) {
   const Directory folder = Open(u"C:\\a\\b");
   EXPECT_FALSE(Directory::CreateChild(folder, u"FILE", descriptor.Get()));
@@ -253,6 +259,14 @@ TEST_F(VerifiedDirectory, LeavesNothingOfAChildThatFailsItsCheck) {
   EXPECT_FALSE(Directory::CreateChild(folder, u"new", descriptor.Get()));
   EXPECT_LAST_ERROR(ERROR_NOT_READY);
   EXPECT_FALSE(Exists(u"C:\\a\\new"));
+}
+
+TEST_F(VerifiedDirectory, SaysWhyAChildFailedWhenItCannotBeTakenBackEither) {
+  const Directory folder = Open(u"C:\\a");
+  FailCall("GetFileInformationByHandleEx", platform::ERROR_NOT_READY);
+  FailCall("SetFileInformationByHandle", platform::ERROR_GEN_FAILURE);
+  EXPECT_FALSE(Directory::CreateChild(folder, u"new", descriptor.Get()));
+  EXPECT_LAST_ERROR(ERROR_NOT_READY);
 }
 
 TEST_F(VerifiedDirectory, ListsNamesAndAttributesAsTheFolderHasThem) {

@@ -76,6 +76,17 @@ TEST_F(VerifiedFile, HoldsTheFoldersAboveItUntilItCloses) {
   EXPECT_EQ(OpenHandles(), 0U);
 }
 
+TEST_F(VerifiedFile, ClosesBeforeTheFoldersAboveIt) {
+  std::string handle;
+  {
+    const File file = Open(u"C:\\dir\\file");
+    handle = sim::RenderArgument(file.Handle());
+    process.calls.clear();
+  }
+  ASSERT_EQ(CallsOf("CloseHandle").size(), 3U);
+  EXPECT_EQ(CallsOf("CloseHandle")[0].Argument("hObject"), handle);
+}
+
 TEST_F(VerifiedFile, IsOpenedBelowAFolderByARelativePath) {
   const Directory root = Directory::OpenAbsolute(u"C:\\", api);
   const File file = File::Open(root, u"dir\\sub\\inner", 100, FileMode::ReadOnly);
@@ -240,6 +251,14 @@ TEST_F(VerifiedFile, LeavesNothingOfACreationThatFailsItsCheck) {
   EXPECT_FALSE(Exists(u"C:\\dir\\new"));
 }
 
+TEST_F(VerifiedFile, SaysWhyItsCreationFailedWhenItCannotBeTakenBackEither) {
+  const Directory folder = Directory::OpenAbsolute(u"C:\\dir", api);
+  FailCall("GetFileInformationByHandle", platform::ERROR_NOT_READY);
+  FailCall("SetFileInformationByHandle", platform::ERROR_GEN_FAILURE);
+  EXPECT_FALSE(File::Create(folder, u"new", descriptor.Get(), 10));
+  EXPECT_LAST_ERROR(ERROR_NOT_READY);
+}
+
 TEST_F(VerifiedFile, CapturesAChangedSizeWithinItsLimit) {
   const Directory folder = Directory::OpenAbsolute(u"C:\\dir", api);
   File file = File::Create(folder, u"new", descriptor.Get(), 4);
@@ -335,9 +354,12 @@ TEST_F(FileCopy, NeedsAWritableTargetThatIsLargeEnough) {
   EXPECT_LAST_ERROR(ERROR_FILE_INVALID);
   File readOnly = Open(u"C:\\dir\\file");
   EXPECT_FALSE(File::CopyFrom(readOnly, source));
+  EXPECT_LAST_ERROR(ERROR_INVALID_HANDLE);
   EXPECT_FALSE(File::CopyFrom(target, {}));
+  EXPECT_LAST_ERROR(ERROR_INVALID_HANDLE);
   File none;
   EXPECT_FALSE(File::CopyFrom(none, source));
+  EXPECT_LAST_ERROR(ERROR_INVALID_HANDLE);
   EXPECT_TRUE(CallsOf("WriteFile").empty());
 }
 

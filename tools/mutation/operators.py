@@ -57,14 +57,14 @@ ZERO_AT_FIRST = re.compile(r"^\s*(?:const )?[\w:<>]+ \w+ = $")
 MESSAGE = re.compile(r'u"((?:[^"\\\n]|\\.)+)"')
 CHARACTER = re.compile(r"u'((?:[^'\\\n]|\\.)+)'")
 CONDITION = re.compile(r"\b(?:if|while) \(")
-CHOICE = re.compile(r"(?<=[ (])([\w.]+(?:->\w+)*(?:\(\))?) \? ")
+CHOICE = re.compile(r"(?:(?<=return )|(?<=[^=!<>]= )|(?<=\()|(?<=, ))([A-Za-z_][\w.]*(?:->\w+)*(?:\(\))?) \? ")
 STATEMENT = re.compile(
     r"(?:^[ \t]+|(?<=\) ))((?:[A-Za-z_]\w*(?:::|\.|->))*[A-Za-z_]\w*(?:\[[^\]\n]*\])?)"
     r"(\(| [+|&-]?= )|(?:^[ \t]+|(?<=\) ))((?:\+\+|--)[\w.]+;)", re.M)
 KEYWORDS = {"return", "if", "while", "for", "switch", "delete", "sizeof", "using", "else", "do",
             "case", "co_return", "throw", "constexpr", "operator", "static_assert"}
 LEFT_OUT = re.compile(r"static_assert\(.*?\);|^#.*?$|^ *using .*?;|^ *template <.*?>$|\[\[.*?\]\]|"
-                      r"^extern .*?;", re.S | re.M)
+                      r"\.reserve\(.*?\);|^extern .*?;", re.S | re.M)
 
 
 def blank_out(text, keep_strings=False):

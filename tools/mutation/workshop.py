@@ -23,6 +23,7 @@ MEMORY_KILOBYTES = 3_000_000
 
 STANDARD_HEADERS = ["algorithm", "array", "functional", "map", "memory", "optional", "set",
                     "string", "string_view", "utility", "vector"]
+CHECKED = ["-D_GLIBCXX_ASSERTIONS"]  # reading behind a text or a list ends the program
 FLAGS = ["-std=c++20", "-w", "-fPIC", "-fvisibility-inlines-hidden"]
 
 
@@ -92,7 +93,7 @@ class Workshop:
         model = source.startswith("platform/")
         header = self.built / ("tests.h" if tests else "standard.h")
         optimisation = "-O2" if model else "-O0"
-        return (["g++", *FLAGS, optimisation]
+        return (["g++", *FLAGS, optimisation, *([] if tests or model else CHECKED)]
                 + ([] if model else ["-include", header])
                 + [f"-I{folder}" for folder in search] + ["-c", source, "-o", target])
 
@@ -126,7 +127,7 @@ class Workshop:
             lines.append("  do = " + " ".join(map(str, command)))
         for name in ("standard.h", "tests.h"):
             build(self.built / f"{name}.gch", "run", [self.built / name],
-                  ["g++", *FLAGS, "-O0", "-x", "c++-header", self.built / name,
+                  ["g++", *FLAGS, "-O0", *(CHECKED if name == "standard.h" else []), "-x", "c++-header", self.built / name,
                    "-o", self.built / f"{name}.gch"])
         for part, sources in self.parts.items():
             objects = [self.object_of(source) for source in sources]

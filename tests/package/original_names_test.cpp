@@ -1,0 +1,37 @@
+#include "package/original_names.h"
+
+#include "package_world.h"
+
+namespace vorn {
+namespace {
+
+using namespace platform::simulated;
+
+TEST(OriginalNames, AreThoseOfThePublishedPackage) {
+  Machine machine = tests::BareMachine();
+  tests::Publish(machine, u"oem3.inf", tests::SoundInf(), u"before.inf", u"before.cat");
+  Process process(machine);
+  std::u16string inf;
+  std::u16string catalog;
+  EXPECT_TRUE(QueryOriginalNames(u"C:\\Windows\\INF\\oem3.inf", inf, catalog));
+  EXPECT_EQ(inf, u"before.inf");
+  EXPECT_EQ(catalog, u"before.cat");
+}
+
+TEST(OriginalNames, AreNotKnownWhenEitherCallFails) {
+  for (const char* call : {"SetupGetInfInformationW", "SetupQueryInfOriginalFileInformationW"}) {
+    Machine machine = tests::BareMachine();
+    tests::Publish(machine, u"oem3.inf", tests::SoundInf());
+    Process process(machine);
+    Fault fault;
+    fault.call = call;
+    fault.last = kEveryLaterCall;
+    process.faults = {fault};
+    std::u16string inf;
+    std::u16string catalog;
+    EXPECT_FALSE(QueryOriginalNames(u"C:\\Windows\\INF\\oem3.inf", inf, catalog)) << call;
+  }
+}
+
+}  // namespace
+}  // namespace vorn
