@@ -77,7 +77,8 @@ class Row {
     ++tally_.replays;
     if (run.result.status != 0) ++tally_.refused;
     for (const std::string& violation : run.violations) {
-      if (!attack_.limit.empty() && violation == attack_.limit) {
+      const auto& limits = attack_.limits;
+      if (std::find(limits.begin(), limits.end(), violation) != limits.end()) {
         ++tally_.limits;
       } else {
         Find(job, moment, violation);

@@ -15,7 +15,7 @@ enum class Expectation {
   Refused,     // where it strikes in time the command ends with its code and changes nothing
   Harmless,    // the command goes on, and nothing that matters is touched
   Impossible,  // Windows itself refuses at every moment, because of what the program holds
-  KnownLimit,  // as harmless, but for what `limit` says
+  KnownLimit,  // as harmless, but for what `limits` say
 };
 
 /// What a command says when the attack was there before its first call.
@@ -44,11 +44,20 @@ struct Attack {
   std::vector<Answer> answers;
 
   /// What the judge finds at some moments of a known limit, word for word.
-  std::string limit;
+  std::vector<std::string> limits;
 
   std::u16string infPath = kInf;
   std::u16string statePath = kStatePath;
 };
+
+/// The commands that take an INF, and so make a private snapshot of it.
+const std::vector<Job>& JobsWithInf();
+
+/// Refusal of the private snapshot with that error (8 digits), and each command's status for it.
+std::vector<Answer> SnapshotRefused(const std::u16string& error);
+
+/// Moves everything in a folder away, which leaves it empty; false when something stays.
+bool TryEmpty(Attacker& user, const std::u16string& folder);
 
 /// Every attack of the table, in the order of the report.
 std::vector<Attack> AllAttacks();
@@ -61,5 +70,8 @@ std::vector<Attack> StateAttacks();
 std::vector<Attack> LogAttacks();
 std::vector<Attack> DriveAttacks();
 std::vector<Attack> DeviceAttacks();
+std::vector<Attack> ComponentSwaps();
+std::vector<Attack> BriefSwaps();
+std::vector<Attack> PublishedPackageAttacks();
 
 }  // namespace vorn::tests

@@ -109,8 +109,8 @@ Command CommandOf(Job job) {
 
 class Findings {
  public:
-  Findings(Job job, const Machine& before, const JudgedRun& judged)
-      : job_(job), before_(before), after_(judged.after), judged_(judged) {}
+  Findings(Job job, const std::u16string& statePath, const Machine& before, const JudgedRun& judged)
+      : job_(job), statePath_(statePath), before_(before), after_(judged.after), judged_(judged) {}
 
   std::vector<std::string> Take() { return std::move(violations_); }
 
@@ -125,9 +125,14 @@ class Findings {
         Say("changed: " + Text(path));
       }
     }
+    std::set<NodeId> judged;  // what has a protected name; other names of it are other users' doing
     for (const auto& [path, seen] : is) {
-      if (IsProtectedPlace(path) && !was.contains(path)) CheckNew(path, *seen.node);
-      if (!known.contains(seen.id)) CheckPlace(path, *seen.node);
+      if (!IsProtectedPlace(path)) continue;
+      judged.insert(seen.id);
+      if (!was.contains(path)) CheckNew(path, *seen.node);
+    }
+    for (const auto& [path, seen] : is) {
+      if (!known.contains(seen.id) && !judged.contains(seen.id)) CheckPlace(path, *seen.node);
     }
   }
 
@@ -141,8 +146,9 @@ class Findings {
   }
 
   void CheckJournal() {
-    const auto node = FindNode(after_.files, kStatePath);
-    if (!node || node == FindNode(before_.files, kStatePath)) return;
+    if (!statePath_.starts_with(u"C:\\")) return;  // a name that no journal can have
+    const auto node = FindNode(after_.files, statePath_);
+    if (!node || node == FindNode(before_.files, statePath_)) return;
     const Node& journal = after_.files.nodes.Get(*node);
     if (*node == FindNode(after_.files, kVictim)) return;  // a second name of another file
     if (journal.directory || journal.security.owner != kAdministrators) return;
@@ -187,7 +193,8 @@ class Findings {
     Add("packages after roots", CheckPackagesAfterRoots(run));
     Add("time bound", CheckTimeBound(alone));
     Add("opens by path", CheckOpensByPath(run));
-    if (!judged_.journalTouched) Add("journal", vorn::tests::CheckJournal(alone));
+    if (!judged_.journalTouched && statePath_ == kStatePath)
+      Add("journal", vorn::tests::CheckJournal(alone));
   }
 
  private:
@@ -228,7 +235,7 @@ class Findings {
     if (path.find(kSnapshotPrefix) != std::u16string::npos) {
       Say("private snapshot left: " + Text(path));
     } else if (!IsBelow(path, u"C:\\pkg") && !IsBelow(path, kStolen) &&
-               !IsBelow(path, u"D:\\pkg")) {
+               !IsBelow(path, u"D:\\pkg") && path != statePath_) {
       Say("written outside its places: " + Text(path));
     }
   }
@@ -265,6 +272,7 @@ class Findings {
   }
 
   Job job_;
+  const std::u16string& statePath_;
   const Machine& before_;
   const Machine& after_;
   const JudgedRun& judged_;
@@ -285,8 +293,9 @@ bool SnapshotWatch::Saw(const Bytes& content) const {
                      [&](const auto& bytes) { return *bytes == content; });
 }
 
-AttackJudge::AttackJudge(Job job, Machine before)
+AttackJudge::AttackJudge(Job job, std::u16string statePath, Machine before)
     : job_(job),
+      statePath_(std::move(statePath)),
       before_(std::move(before)),
       treeBefore_(TreeOf(before_.files)),
       foreignBefore_(DescribeForeignParts(before_)) {
@@ -295,7 +304,7 @@ AttackJudge::AttackJudge(Job job, Machine before)
 }
 
 std::vector<std::string> AttackJudge::Judge(const JudgedRun& judged) const {
-  Findings findings(job_, before_, judged);
+  Findings findings(job_, statePath_, before_, judged);
   findings.CheckFiles(treeBefore_, nodesBefore_);
   findings.CheckSnapshot();
   findings.CheckJournal();

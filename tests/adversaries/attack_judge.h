@@ -48,8 +48,8 @@ struct JudgedRun {
 
 class AttackJudge {
  public:
-  /// For runs of that command on copies of that machine.
-  AttackJudge(Job job, platform::simulated::Machine before);
+  /// For runs of that command, with its journal there, on copies of that machine.
+  AttackJudge(Job job, std::u16string statePath, platform::simulated::Machine before);
 
   const platform::simulated::Machine& Before() const { return before_; }
 
@@ -58,6 +58,7 @@ class AttackJudge {
 
  private:
   Job job_;
+  std::u16string statePath_;
   platform::simulated::Machine before_;
   FileTree treeBefore_;
   std::set<platform::simulated::NodeId> nodesBefore_;

@@ -61,7 +61,7 @@ std::vector<std::string> NamesOf(const RunResult& run) {
 }  // namespace
 
 AttackedCommand::AttackedCommand(const Attack& attack, Job job)
-    : attack_(attack), job_(job), judge_(job, Prepared(attack, job)) {
+    : attack_(attack), job_(job), judge_(job, attack.statePath, Prepared(attack, job)) {
   const auto listCalls = [&] {
     Machine machine = judge_.Before();
     return NamesOf(RunOn(machine, {}));

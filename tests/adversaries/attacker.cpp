@@ -168,6 +168,10 @@ bool Attacker::TryCreateSymbolicLink(std::u16string_view path, std::u16string_vi
   return CreateLink(path, ReparseKind::SymbolicLink, target, directory);
 }
 
+bool Attacker::TryCreateUnknownLink(std::u16string_view path, bool directory) {
+  return CreateLink(path, ReparseKind::Other, u"", directory);
+}
+
 bool Attacker::TryCreateHardLink(std::u16string_view existing, std::u16string_view name) {
   const Named named = Find(existing);
   if (!MayOpen(named, platform::FILE_READ_ATTRIBUTES, kShareAll)) return false;

@@ -44,6 +44,9 @@ class Attacker {
   /// A symbolic link; users may make them where the machine is in developer mode, which is assumed.
   bool TryCreateSymbolicLink(std::u16string_view path, std::u16string_view target, bool directory);
 
+  /// A new folder or file with a reparse point that no filter of the machine answers for.
+  bool TryCreateUnknownLink(std::u16string_view path, bool directory);
+
   /// A second name of an existing file, which the native call gives to whoever may read the file's
   /// attributes (documented).
   bool TryCreateHardLink(std::u16string_view existing, std::u16string_view name);

@@ -88,6 +88,71 @@ void Publish(Machine& machine, const char16_t* name, const std::string& inf,
   machine.store.packages.push_back(std::move(package));
 }
 
+/// A plugged device with our hardware id and no driver.
+Device Borrower(const char16_t* id) {
+  Device device = Plugged(id);
+  device.hardwareIds = {kOurHardwareId};
+  device.service = u"";
+  device.publishedInf = u"";
+  return device;
+}
+
+/// An endpoint of another device, with the property by which the driver marks its own.
+void AddMarkedEndpoint(Machine& machine) {
+  for (AudioEndpoint endpoint : std::vector<AudioEndpoint>(machine.audio.endpoints)) {
+    const Device* owner = machine.devices.Find(endpoint.root);
+    if (owner == nullptr || !owner->foreign) continue;
+    endpoint.id = u"{0.0.0.00000000}.{f0ab0000-0000-4000-8000-000000000001}";
+    endpoint.cable = CableProperty{};
+    machine.audio.endpoints.push_back(std::move(endpoint));
+    return;
+  }
+}
+
+std::vector<Attack> MoreBorrowedNames() {
+  Attack bound = Row(
+      "plugged device that borrows our hardware id, against an install", Expectation::KnownLimit,
+      "Windows gives a package to every device with its hardware id, whoever asks",
+      {Job::FreshInstall, Job::Update},
+      [](Machine& machine) { machine.devices.Insert(Borrower(u"USB\\VID_F0AB&PID_0004\\1")); }, {});
+  bound.limits = {"something of somebody else's changed"};
+  return {
+      bound,
+      Row(
+          "unplugged device that borrows our hardware id", Expectation::Harmless,
+          "only devices of the ROOT enumerator are roots", kOnInstalled,
+          [](Machine& machine) {
+            Device device = Borrower(u"USB\\VID_F0AB&PID_0005\\1");
+            device.present = false;
+            device.status = 0;
+            machine.devices.Insert(std::move(device));
+          },
+          AllOk(kOnInstalled)),
+      Row(
+          "software device that borrows our hardware id", Expectation::Harmless,
+          "only devices of the ROOT enumerator are roots", kOnInstalled,
+          [](Machine& machine) {
+            Device device = Borrower(u"SWD\\BORROWER\\1");
+            device.enumerator = u"SWD";
+            machine.devices.Insert(std::move(device));
+          },
+          AllOk(kOnInstalled)),
+      Row(
+          "root device whose hardware id only begins like ours", Expectation::Harmless,
+          "a hardware id is compared whole", kEvery,
+          [](Machine& machine) {
+            Device device = Plugged(u"ROOT\\MEDIA\\0042");
+            device.enumerator = u"ROOT";
+            device.hardwareIds = {u"Root\\VornAudio2", u"Root\\Vorn"};
+            machine.devices.Insert(std::move(device));
+          },
+          AllOk(kEvery)),
+      Row("endpoint of another device with our cable property", Expectation::Harmless,
+          "an endpoint is ours when its topology leads to the live root", kEvery, AddMarkedEndpoint,
+          AllOk(kEvery)),
+  };
+}
+
 std::vector<Attack> BorrowedNames() {
   std::vector<Attack> attacks;
   attacks.push_back(Row(
@@ -121,6 +186,8 @@ std::vector<Attack> BorrowedNames() {
         machine.devices.Insert(std::move(device));
       },
       AllOk({Job::AuditCurrent, Job::Verify, Job::HotActivate, Job::ResumeEndpoints})));
+  const std::vector<Attack> more = MoreBorrowedNames();
+  attacks.insert(attacks.end(), more.begin(), more.end());
   return attacks;
 }
 
@@ -141,6 +208,19 @@ std::vector<Attack> Packages() {
             Publish(machine, u"oem40.inf", TextOf(machine, kInf), u"other.cat");
           },
           {{Job::Remove, 13, u"changed or failed structured identity validation"}}),
+      Row("our package published once more by somebody else", Expectation::Harmless,
+          "a package is ours by its bytes", jobs,
+          [](Machine& machine) {
+            Publish(machine, u"oem40.inf", TextOf(machine, kInf), u"vorn_audio.cat");
+            machine.store.Find(u"oem40.inf")->foreign = false;
+          },
+          {{Job::Remove, 0, u"2 exact driver package(s)"}}),
+      Row("file with our bytes in Windows' INF folder under another kind of name",
+          Expectation::Harmless, "a published INF is named oem<number>.inf", jobs,
+          [](Machine& machine) {
+            PutFile(machine.files, u"C:\\Windows\\INF\\oemvorn.inf", TextOf(machine, kInf));
+          },
+          {{Job::Remove, 0, u"1 exact driver package(s)"}}),
   };
 }
 
@@ -174,8 +254,27 @@ std::vector<Attack> Drivers() {
   };
 }
 
+/// A link to somebody else's key within a record of ours.
+void LinkBelowOwnRecord(Machine& machine) {
+  const auto flow = FindKey(machine.registry, kRender);
+  for (const KeyId record : machine.registry.keys.at(*flow).children) {
+    const std::u16string path = RecordPath(machine.registry.keys.at(record).name.c_str());
+    if (FindValue(machine.registry, path + u"\\Properties", kCableMarkerName) == nullptr) continue;
+    const KeyId link = MakeKey(machine.registry, path + u"\\linked");
+    machine.registry.keys.at(link).linkTarget = kVictimKey;
+    return;
+  }
+}
+
 std::vector<Attack> Records() {
   const std::vector<Job> jobs = {Job::Remove};
+  Attack below = Row("registry link below an endpoint record, where keys were loosened",
+                     Expectation::KnownLimit,
+                     "the deletion follows it; only the system and administrators may create keys "
+                     "there",
+                     jobs, LinkBelowOwnRecord, {});
+  below.limits = {"somebody else's registry key was deleted",
+                  "something of somebody else's changed"};  // what is left of the record, warned of
   const std::vector<Answer> removed = {{Job::Remove, 0, u"20 VORN endpoint record(s)"}};
   const auto planted = [&](std::string name, std::uint32_t type, Bytes marker) {
     return Row(
@@ -201,6 +300,7 @@ std::vector<Attack> Records() {
             machine.registry.keys.at(link).linkTarget = kVictimKey;
           },
           removed),
+      below,
   };
 }
 

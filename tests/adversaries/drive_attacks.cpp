@@ -10,14 +10,12 @@ using namespace platform::simulated;
 
 namespace {
 
-constexpr char16_t kBadDevice[] = u"protected local package snapshot refused (error 0x000004B0)\n";
-
 Attack Row(std::string name, Expectation expectation, std::string why, std::u16string target) {
   Attack attack;
   attack.name = "drive letter remapped to " + std::move(name);
   attack.expectation = expectation;
   attack.why = std::move(why);
-  attack.jobs = {Job::FreshInstall, Job::Update, Job::Remove, Job::AuditCurrent};
+  attack.jobs = JobsWithInf();
   attack.infPath = u"P:\\pkg\\driver\\vorn_audio.inf";
   attack.statePath = u"P:\\pkg\\.vorn-driver-activation-state";
   attack.prepare = [](Machine& machine) {
@@ -25,12 +23,7 @@ Attack Row(std::string name, Expectation expectation, std::string why, std::u16s
     MakeFolder(machine.files, u"C:\\attacker\\remapped\\pkg");
   };
   attack.strike = [target](Attacker& user) { return user.TryDefineDosDevice(u'P', target); };
-  if (expectation == Expectation::Refused) {
-    attack.answers = {{Job::FreshInstall, 2, kBadDevice},
-                      {Job::Update, 2, kBadDevice},
-                      {Job::Remove, 3, kBadDevice},
-                      {Job::AuditCurrent, 2, kBadDevice}};
-  }
+  if (expectation == Expectation::Refused) attack.answers = SnapshotRefused(u"000004B0");
   return attack;
 }
 
@@ -46,6 +39,13 @@ std::vector<Attack> DriveAttacks() {
       Row("a folder with a planted log", refused, kWhy, u"\\??\\C:\\attacker\\remapped"),
       Row("a network share", refused, kWhy,
           u"\\Device\\LanmanRedirector\\;P:0000000000012345\\server\\share"),
+      Row("the root of the system drive, as SUBST does", refused, kWhy, u"\\??\\C:"),
+      Row("a volume by its GUID name", refused, kWhy,
+          u"\\??\\Volume{5a17c0de-0000-4000-8000-000000000004}"),
+      Row("a raw disk", refused, kWhy, u"\\Device\\Harddisk0\\DR0"),
+      Row("a volume's device with a name that only begins like one", refused, kWhy,
+          u"\\Device\\HarddiskVolume3x"),
+      Row("a shadow copy of the volume", refused, kWhy, u"\\Device\\HarddiskVolumeShadowCopy1"),
       Row("an optical drive", refused, kWhy, u"\\Device\\CdRom0"),
       Row("another volume with a twin of the package", Expectation::Harmless,
           "a path is walked from the volume that was checked; the copy that is authenticated is "
@@ -60,6 +60,13 @@ std::vector<Attack> DriveAttacks() {
                 u"C:\\attacker\\remapped\\pkg\\logs\\vorn_devnode.log");
   };
   attacks[2] = planted;
+
+  Attack gone = attacks[0];
+  gone.name = "drive letter taken away";
+  gone.why = "a letter that leads nowhere is no drive";
+  gone.answers = SnapshotRefused(u"00000002");
+  gone.strike = [](Attacker& user) { return user.TryDefineDosDevice(u'P', u""); };
+  attacks.push_back(gone);
 
   Attack system = attacks[0];
   system.name = "system drive's letter remapped";

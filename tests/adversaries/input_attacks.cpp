@@ -10,23 +10,11 @@ using namespace platform::simulated;
 
 namespace {
 
-const std::vector<Job> kInputJobs = {Job::FreshInstall, Job::Update, Job::Remove,
-                                     Job::AuditCurrent};
 constexpr std::uint32_t kShareAll =
     platform::FILE_SHARE_READ | platform::FILE_SHARE_WRITE | platform::FILE_SHARE_DELETE;
 constexpr char16_t kTwinInf[] = u"C:\\attacker\\twin\\driver\\vorn_audio.inf";
 constexpr char16_t kStolenInf[] = u"C:\\attacker\\stolen\\vorn_audio.inf";
 constexpr char16_t kStolenFolder[] = u"C:\\attacker\\stolen\\driver";
-
-/// The refusal of the private snapshot with that error, and each command's status for it.
-std::vector<Answer> SnapshotRefused(const std::u16string& error) {
-  const std::u16string text =
-      u"vorn_devnode: protected local package snapshot refused (error 0x" + error + u")\n";
-  return {{Job::FreshInstall, 2, text},
-          {Job::Update, 2, text},
-          {Job::Remove, 3, text},
-          {Job::AuditCurrent, 2, text}};
-}
 
 Attack Refused(std::string name, const std::u16string& error, std::string why,
                std::function<bool(Attacker&)> strike) {
@@ -34,7 +22,7 @@ Attack Refused(std::string name, const std::u16string& error, std::string why,
   attack.name = std::move(name);
   attack.expectation = Expectation::Refused;
   attack.why = std::move(why);
-  attack.jobs = kInputJobs;
+  attack.jobs = JobsWithInf();
   attack.strike = std::move(strike);
   attack.answers = SnapshotRefused(error);
   return attack;

@@ -11,7 +11,7 @@ namespace {
 
 struct NameRow {
   const char* name;
-  const char16_t* infPath;
+  const char16_t* path;
   const char* why;
   bool pathCheck;  // install refuses it before any snapshot, so that it says nothing
   const char16_t* error = u"0000007B";
@@ -57,31 +57,74 @@ Attack RowOf(const NameRow& row) {
   attack.name = row.name;
   attack.expectation = Expectation::Refused;
   attack.why = row.why;
-  attack.infPath = row.infPath;
+  attack.infPath = row.path;
   attack.prepare = AddAliases;
-  attack.jobs = {Job::FreshInstall, Job::Update, Job::Remove, Job::AuditCurrent};
-  const std::u16string text =
-      u"protected local package snapshot refused (error 0x" + std::u16string(row.error) + u")\n";
-  const std::u16string atInstall = row.pathCheck ? u"" : text;
-  attack.answers = {{Job::FreshInstall, 2, atInstall},
-                    {Job::Update, 2, atInstall},
-                    {Job::Remove, 3, text},
-                    {Job::AuditCurrent, 2, text}};
+  attack.jobs = JobsWithInf();
+  attack.answers = SnapshotRefused(row.error);
+  if (row.pathCheck) attack.answers[0].text = attack.answers[1].text = u"";
   return attack;
 }
 
-Attack StateRow(const char* name, const char16_t* path, const char* why) {
+constexpr NameRow kStateRows[] = {
+    {"alternate data stream of a protected file", u"C:\\protected\\victim.txt:state",
+     "a colon is in no safe name", true},
+    {"default stream of a protected file", u"C:\\protected\\victim.txt::$DATA",
+     "a colon is in no safe name", true},
+    {"folder's index stream", u"C:\\pkg::$INDEX_ALLOCATION\\state", "a colon is in no safe name",
+     true},
+    {"reserved name", u"C:\\pkg\\NUL", "device names are refused", true},
+    {"reserved name with a superscript digit", u"C:\\pkg\\lpt\u00B2.txt",
+     "Windows takes the superscript digits too", true},
+    {"reserved folder name", u"C:\\AUX\\state", "device names are refused", true},
+    {"trailing dot", u"C:\\pkg\\state.", "no safe name ends in a dot", true},
+    {"trailing blank", u"C:\\pkg\\state ", "no safe name ends in a blank", true},
+    {"folder with a trailing dot", u"C:\\pkg.\\state", "no safe name ends in a dot", true},
+    {"step upwards", u"C:\\pkg\\driver\\..\\state", "no steps in a path", true},
+    {"extended prefix", u"\\\\?\\C:\\pkg\\state", "only a drive letter begins a path", true},
+    {"device prefix", u"\\\\.\\C:\\pkg\\state", "only a drive letter begins a path", true},
+    {"network share", u"\\\\server\\share\\state", "only a drive letter begins a path", true},
+    {"forward slashes", u"C:/pkg/state", "only a backslash separates", true},
+    {"wildcard", u"C:\\pkg\\sta*e", "no wildcard in a safe name", true},
+};
+
+Attack StateRow(const NameRow& row) {
   Attack attack;
-  attack.name = std::string("state path: ") + name;
+  attack.name = std::string("state path: ") + row.name;
   attack.expectation = Expectation::Refused;
-  attack.why = why;
-  attack.statePath = path;
+  attack.why = row.why;
+  attack.statePath = row.path;
   attack.jobs = {Job::FreshInstall, Job::Update, Job::Verify, Job::HotActivate};
   attack.answers = {{Job::FreshInstall, 2, u""},
                     {Job::Update, 2, u""},
                     {Job::Verify, 11, u"vorn_devnode: activation state missing or unsafe\n"},
                     {Job::HotActivate, 15, u"vorn_devnode: activation state missing or unsafe\n"}};
   return attack;
+}
+
+/// Other names of the journal itself.
+std::vector<Attack> StateAliases() {
+  Attack alias;
+  alias.name = "state path: 8.3 alias of the journal";
+  alias.why = "it is another name of the same file, which is opened, proven and held";
+  alias.statePath = u"C:\\pkg\\VORN-D~1";
+  alias.jobs = {Job::Verify, Job::HotActivate};
+  alias.prepare = [](Machine& machine) { SetShortName(machine.files, kStatePath, u"VORN-D~1"); };
+  alias.answers = {{Job::Verify, 0, u""}, {Job::HotActivate, 0, u""}};
+  Attack folder = alias;
+  folder.name = "state path: 8.3 alias of a folder";
+  folder.why = "it is another name of the same folder, which is held";
+  folder.statePath = u"C:\\PKGPAC~1\\.vorn-driver-activation-state";
+  folder.prepare = AddAliases;
+  folder.jobs = {Job::FreshInstall, Job::Update, Job::Verify, Job::HotActivate};
+  folder.answers = {{Job::FreshInstall, 0, u""},
+                    {Job::Update, 0, u""},
+                    {Job::Verify, 0, u""},
+                    {Job::HotActivate, 0, u""}};
+  Attack otherCase = folder;
+  otherCase.name = "state path: another case of the same name";
+  otherCase.why = "names differ by more than case on the volume";
+  otherCase.statePath = u"c:\\PKG\\.VORN-Driver-Activation-STATE";
+  return {alias, folder, otherCase};
 }
 
 }  // namespace
@@ -116,12 +159,10 @@ std::vector<Attack> NameAttacks() {
   };
   attacks.push_back(twin);
 
-  attacks.push_back(StateRow("alternate data stream of a protected file",
-                             u"C:\\protected\\victim.txt:state", "a colon is in no safe name"));
-  attacks.push_back(StateRow("reserved name", u"C:\\pkg\\NUL", "device names are refused"));
-  attacks.push_back(StateRow("trailing dot", u"C:\\pkg\\state.", "no safe name ends in a dot"));
-  attacks.push_back(
-      StateRow("extended prefix", u"\\\\?\\C:\\pkg\\state", "only a drive letter begins a path"));
+  for (const NameRow& row : kStateRows)
+    attacks.push_back(StateRow(row));
+  for (Attack& attack : StateAliases())
+    attacks.push_back(std::move(attack));
   return attacks;
 }
 

@@ -47,6 +47,42 @@ std::vector<Attack> Planted(const std::string& name, const std::string& why,
   return {attack, exchange};
 }
 
+/// A journal that an administrator wrote and somebody loosened, or that only looks like one.
+std::vector<Attack> WeakJournals() {
+  const auto weak = [](std::string name, const char* why, const char16_t* sddl) {
+    Attack attack;
+    attack.name = "journal " + std::move(name);
+    attack.expectation = Expectation::Refused;
+    attack.why = why;
+    attack.jobs = kReaders;
+    attack.answers = kReadersRefuse;
+    attack.prepare = [sddl](Machine& machine) {
+      NodeAt(machine.files, kStatePath).security = *ParseSddl(sddl);
+    };
+    return attack;
+  };
+  const auto sound = [&](std::string name, const char* why, const char16_t* sddl) {
+    Attack attack = weak(std::move(name), why, sddl);
+    attack.expectation = Expectation::Harmless;
+    attack.answers = {{Job::Verify, 0, u""}, {Job::HotActivate, 0, u""}};
+    return attack;
+  };
+  constexpr char kOwner[] = "its owner is neither Administrators nor the system";
+  constexpr char kList[] = "its access list is not the protected one";
+  return {
+      weak("of another owner with the protected access list", kOwner,
+           u"O:S-1-5-21-1000000000-2000000000-3000000000-1002D:P(A;;FA;;;SY)(A;;FA;;;BA)"),
+      weak("that users may write", kList, u"O:BAD:P(A;;FA;;;SY)(A;;FA;;;BA)(A;;FA;;;BU)"),
+      weak("that inherits its access list", kList, u"O:BAD:(A;ID;FA;;;SY)(A;ID;FA;;;BA)"),
+      weak("without an access list", kList, u"O:BA"),
+      weak("whose access list is empty", kList, u"O:BAD:P"),
+      sound("owned by the system", "the system is trusted as Administrators are",
+            u"O:SYD:P(A;;FA;;;SY)(A;;FA;;;BA)"),
+      sound("that users may read", "only who may change it matters",
+            u"O:BAD:P(A;;FA;;;SY)(A;;FA;;;BA)(A;;FR;;;BU)"),
+  };
+}
+
 }  // namespace
 
 std::vector<Attack> StateAttacks() {
@@ -106,6 +142,9 @@ std::vector<Attack> StateAttacks() {
   row.why =
       "the package's folder in it is held, then the journal's; between them a link is refused";
   attacks.push_back(row);
+
+  for (Attack& attack : WeakJournals())
+    attacks.push_back(std::move(attack));
 
   row = {};
   row.expectation = Expectation::Impossible;

@@ -4,6 +4,7 @@
 #include "platform/files.h"
 #include "platform/simulated/file_system.h"
 #include "tests/adversaries/attack.h"
+#include "tests/support/run_command.h"
 
 namespace vorn::tests {
 
@@ -20,16 +21,9 @@ Attack Row(std::string name, Expectation expectation, std::string why,
   attack.name = std::move(name);
   attack.expectation = expectation;
   attack.why = std::move(why);
-  attack.jobs = {Job::FreshInstall, Job::Update, Job::Remove, Job::AuditCurrent};
+  attack.jobs = JobsWithInf();
   attack.strike = std::move(strike);
-  if (expectation == Expectation::Refused) {
-    const std::u16string text =
-        u"protected local package snapshot refused (error 0x" + error + u")\n";
-    attack.answers = {{Job::FreshInstall, 2, text},
-                      {Job::Update, 2, text},
-                      {Job::Remove, 3, text},
-                      {Job::AuditCurrent, 2, text}};
-  }
+  if (expectation == Expectation::Refused) attack.answers = SnapshotRefused(error);
   return attack;
 }
 
@@ -123,6 +117,46 @@ std::vector<Attack> FolderSwaps() {
   };
 }
 
+/// The name that the command's private snapshot gets on that machine. Nobody can know it; an
+/// attacker who did would gain nothing either.
+std::u16string ForeseenSnapshot(const Machine& machine) {
+  Machine copy = machine;
+  const RunResult run = RunCommand(copy, CommandLine(Job::AuditCurrent));
+  for (const CallRecord& call : run.calls) {
+    const std::string name = call.Argument("ObjectName");
+    if (call.name == "NtCreateFile" && name.starts_with("VORN-input-")) {
+      return kTempFolder + std::u16string(u"\\") + ToUtf16(name);
+    }
+  }
+  return {};
+}
+
+Attack Foreseen(std::string name, std::function<void(Machine&, const std::u16string&)> plant) {
+  Attack attack = Row("foreseen name of the private snapshot planted as " + std::move(name),
+                      Expectation::Refused, "the folder must be new", {}, u"000000B7");
+  attack.prepare = [plant = std::move(plant)](Machine& machine) {
+    const std::u16string path = ForeseenSnapshot(machine);
+    if (!path.empty()) plant(machine, path);
+  };
+  return attack;
+}
+
+std::vector<Attack> ForeseenNames() {
+  return {
+      Foreseen("a folder",
+               [](Machine& machine, const std::u16string& path) {
+                 MakeFolder(machine.files, path);
+                 NodeAt(machine.files, path).security = *ParseSddl(kOwnFolderSecurity);
+               }),
+      Foreseen("a junction",
+               [](Machine& machine, const std::u16string& path) {
+                 PutLink(machine.files, path, ReparseKind::Junction, kTwinFolder, true);
+               }),
+      Foreseen("a file", [](Machine& machine,
+                            const std::u16string& path) { PutFile(machine.files, path, "x"); }),
+  };
+}
+
 std::vector<Attack> SnapshotAttacks() {
   const Expectation impossible = Expectation::Impossible;
   return {
@@ -200,6 +234,19 @@ std::vector<Attack> Redirections() {
                  u"0000007B"),
       Redirected("a file", "a file is no folder", u"C:\\protected\\victim.txt\\", u"0000010B"),
       Redirected("nothing", "nowhere to copy to", u"C:\\nowhere\\", u"00000002"),
+      Redirected("a folder by an extended prefix", "only a drive letter begins a path",
+                 u"\\\\?\\C:\\Scratch\\temp\\", u"0000007B"),
+      Redirected("a reserved name", "device names are refused", u"C:\\Scratch\\aux\\", u"0000007B"),
+      Redirected("a folder with a trailing dot", "no safe name ends in a dot",
+                 u"C:\\Scratch\\temp.\\", u"0000007B"),
+      Redirected("a step upwards", "no steps in a path", u"C:\\Scratch\\temp\\..\\", u"0000007B"),
+      Redirected("a folder that administrators may not use", "no right to create a folder in it",
+                 u"C:\\attacker\\closed\\", u"00000005",
+                 [](Machine& machine) {
+                   MakeFolder(machine.files, u"C:\\attacker\\closed");
+                   NodeAt(machine.files, u"C:\\attacker\\closed").security = {
+                       kOtherUser, {}, true, true, false, {}};
+                 }),
   };
   Attack other =
       Redirected("another volume", "the snapshot protects itself wherever it is", u"D:\\temp\\", {},
@@ -207,6 +254,24 @@ std::vector<Attack> Redirections() {
   other.expectation = Expectation::Harmless;
   other.answers.clear();
   attacks.push_back(other);
+
+  Attack alias = Redirected(
+      "a folder by its 8.3 alias", "it is another name of the same folder, which is held",
+      u"C:\\SCRATC~1\\temp\\", {},
+      [](Machine& machine) { SetShortName(machine.files, kTempParent, u"SCRATC~1"); });
+  alias.expectation = Expectation::Harmless;
+  alias.answers.clear();
+  attacks.push_back(alias);
+
+  Attack letter = Redirected("a user's drive letter that he remaps to a folder",
+                             "the letter must lead to a hard-disk volume and is asked once",
+                             u"P:\\Scratch\\temp\\", u"000004B0", [](Machine& machine) {
+                               machine.files.dosDevices[u"P:"] = u"\\Device\\HarddiskVolume3";
+                             });
+  letter.strike = [](Attacker& user) {
+    return user.TryDefineDosDevice(u'P', u"\\??\\C:\\attacker");
+  };
+  attacks.push_back(letter);
   return attacks;
 }
 
@@ -214,7 +279,7 @@ std::vector<Attack> Redirections() {
 
 std::vector<Attack> TemporaryFolderAttacks() {
   std::vector<Attack> attacks;
-  for (const auto& part : {FolderSwaps(), SnapshotAttacks(), Redirections()}) {
+  for (const auto& part : {FolderSwaps(), ForeseenNames(), SnapshotAttacks(), Redirections()}) {
     attacks.insert(attacks.end(), part.begin(), part.end());
   }
   return attacks;
