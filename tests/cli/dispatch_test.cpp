@@ -14,7 +14,6 @@ namespace {
 
 using platform::simulated::CleanMachine;
 using platform::simulated::DisabledMachine;
-using platform::simulated::Fault;
 using platform::simulated::InstalledMachine;
 using platform::simulated::Machine;
 using platform::simulated::Process;
@@ -22,6 +21,7 @@ using tests::Console;
 using tests::ConsoleOf;
 using tests::Err;
 using tests::ExpectRun;
+using tests::FailingCall;
 using tests::kSampleInf;
 using tests::kSampleJournal;
 using tests::Out;
@@ -50,13 +50,6 @@ std::string Joined(const Arguments& arguments) {
   for (const std::u16string& argument : arguments)
     text += " [" + ToUtf8(argument) + "]";
   return text;
-}
-
-Fault FailCall(std::string name, std::uint32_t nth = 1) {
-  Fault fault;
-  fault.call = std::move(name);
-  fault.first = fault.last = nth;
-  return fault;
 }
 
 TEST(Dispatch, PrintsTheUsageWhenNoCommandFits) {
@@ -189,7 +182,7 @@ TEST(DispatchInstall, IsRefusedWhenTheInfPathCannotBeMadeAbsolute) {
   for (const std::uint32_t nth : {1U, 2U}) {  // the question for the length, and the path
     Machine machine = CleanMachine();
     const RunResult run = RunCommand(machine, {u"install", kSampleInf},
-                                     {.faults = {FailCall("GetFullPathNameW", nth)}});
+                                     {.faults = {FailingCall("GetFullPathNameW", 31, nth)}});
     ExpectRun(run, kExitInputRefused, {});
     EXPECT_FALSE(run.Called("NtCreateFile"));
   }
@@ -270,7 +263,7 @@ TEST(DispatchVerify, HasNoDefaultWhenTheProgramsFolderHasNoParent) {
 TEST(DispatchVerify, HasNoDefaultWhenThePlatformDoesNotTellTheProgramsPath) {
   Machine machine = InstalledMachine();
   const RunResult run = RunCommand(machine, {u"hot-activate", u"26.8.10.5", u"08/10/2026"},
-                                   {.faults = {FailCall("GetModuleFileNameW")}});
+                                   {.faults = {FailingCall("GetModuleFileNameW", 31)}});
   ExpectRun(
       run, kExitHotSwapFailed,
       {Err("vorn_devnode: activation state missing or unsafe"),

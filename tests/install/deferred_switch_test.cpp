@@ -1,6 +1,6 @@
 // The install command when Windows defers the switch of the driver to a restart.
 
-#include "tests/install/update_run.h"
+#include "tests/install/install_run.h"
 #include "tests/support/activation.h"
 #include "tests/support/console_lines.h"
 #include "tests/support/run_command.h"
@@ -25,7 +25,7 @@ using tests::CountOf;
 using tests::Deferred;
 using tests::Err;
 using tests::ExpectRun;
-using tests::FailCall;
+using tests::FailingCall;
 using tests::Install;
 using tests::InstallRollback;
 using tests::JournalIn;
@@ -107,7 +107,7 @@ TEST(DeferredSwitch, PairsItsStatusWithWhatItCouldRestore) {
     MakeSampleDefer(machine);
     if (!row.started) tests::StopRoot(machine, 10);
     std::vector<Fault> faults;
-    if (!row.restored) faults = {FailCall("UpdateDriverForPlugAndPlayDevicesW", 2, 5)};
+    if (!row.restored) faults = {FailingCall("UpdateDriverForPlugAndPlayDevicesW", 5, 2)};
     const RunResult run = Install(machine, {.faults = faults});
     EXPECT_EQ(run.status, row.status);
     EXPECT_EQ(ConsoleOf(run).back(), Deferred(row.code, row.restored));
@@ -118,8 +118,8 @@ TEST(DeferredSwitch, PairsItsStatusWithWhatItCouldRestore) {
 TEST(DeferredSwitch, SaysWhyThePreviousPackageCouldNotBeSelected) {
   Machine machine = OutdatedMachine();
   MakeSampleDefer(machine);
-  const RunResult run =
-      Install(machine, {.faults = {FailCall("UpdateDriverForPlugAndPlayDevicesW", 2, 0xE0000203)}});
+  const RunResult run = Install(
+      machine, {.faults = {FailingCall("UpdateDriverForPlugAndPlayDevicesW", 0xE0000203, 2)}});
   ExpectRun(run, kExitHotSwapFailed,
             {kPersisted,
              Err("vorn_devnode: could not re-select the previous driver package oem3.inf (error "

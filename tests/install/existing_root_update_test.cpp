@@ -3,7 +3,7 @@
 #include "base/text.h"
 #include "platform/audio_endpoints.h"
 #include "platform/simulated/endpoint_builder.h"
-#include "tests/install/update_run.h"
+#include "tests/install/install_run.h"
 #include "tests/support/activation.h"
 #include "tests/support/catalog_lists.h"
 #include "tests/support/console_lines.h"
@@ -37,7 +37,7 @@ using tests::EndpointIds;
 using tests::Err;
 using tests::ExpectRun;
 using tests::ExpectTidy;
-using tests::FailCall;
+using tests::FailingCall;
 using tests::Install;
 using tests::InstallRollback;
 using tests::JournalIn;
@@ -224,7 +224,7 @@ TEST(ExistingRootUpdate, TakesABaselineThatPlugAndPlayDoesNotConfirm) {
 TEST(ExistingRootUpdate, IsRefusedForAnAmbiguousEndpointBaseline) {
   Machine machine = OutdatedMachine();
   // The device tree gives the same child twice.
-  Fault fault = FailCall("CM_Get_Sibling", 1, 0);
+  Fault fault = FailingCall("CM_Get_Sibling", 0, 1);
   fault.kind = FaultKind::SucceedWithoutEffect;
   ExpectRun(Install(machine, {.faults = {fault}}), kExitEndpointsMissing,
             {Err("vorn_devnode: existing endpoint baseline is ambiguous: live endpoint enumeration "
@@ -234,7 +234,7 @@ TEST(ExistingRootUpdate, IsRefusedForAnAmbiguousEndpointBaseline) {
 
 TEST(ExistingRootUpdate, TouchesNoDeviceWhenTheJournalCannotBeWritten) {
   Machine machine = OutdatedMachine();
-  const RunResult run = Install(machine, {.faults = {FailCall("FlushFileBuffers", 4, 112)}});
+  const RunResult run = Install(machine, {.faults = {FailingCall("FlushFileBuffers", 112, 4)}});
   ExpectRun(run, kExitActivationStateBlocks,
             {Err("vorn_devnode: WriteFile(activation state) failed (error 0x00000070)")});
   EXPECT_FALSE(run.Called("UpdateDriverForPlugAndPlayDevicesW"));

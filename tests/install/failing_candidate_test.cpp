@@ -1,6 +1,6 @@
 // The install command when the new package is bound and does not prove sound.
 
-#include "tests/install/update_run.h"
+#include "tests/install/install_run.h"
 #include "tests/support/activation.h"
 #include "tests/support/console_lines.h"
 #include "tests/support/run_command.h"

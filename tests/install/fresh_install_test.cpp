@@ -3,9 +3,9 @@
 #include "base/text.h"
 #include "platform/device_setup.h"
 #include "platform/files.h"
+#include "tests/install/install_run.h"
 #include "tests/support/activation.h"
 #include "tests/support/console_lines.h"
-#include "tests/support/judged_run.h"
 #include "tests/support/run_command.h"
 #include "tests/support/world.h"
 
@@ -26,7 +26,11 @@ using tests::Console;
 using tests::Err;
 using tests::ExpectRun;
 using tests::ExpectTidy;
+using tests::FailingCall;
+using tests::Install;
+using tests::InstallRollback;
 using tests::JournalIn;
+using tests::kPersisted;
 using tests::kSampleInf;
 using tests::kSampleJournal;
 using tests::Out;
@@ -34,21 +38,9 @@ using tests::ProvenLine;
 using tests::RootCount;
 using tests::RootOf;
 using tests::RunCommand;
-using tests::RunOptions;
 using tests::RunResult;
 
-const auto kPersisted = Out("vorn_devnode: persisted protected pre-bind activation state");
 const auto kInstalled = Out("vorn_devnode: Root\\VornAudio installed");
-
-RunResult Install(Machine& machine, const RunOptions& options = {}) {
-  return tests::RunJudged(machine, tests::Command::Install,
-                          {u"install", kSampleInf, kSampleJournal}, options);
-}
-
-RunResult InstallRollback(Machine& machine, const RunOptions& options = {}) {
-  return tests::RunJudged(machine, tests::Command::InstallRollback,
-                          {u"install", kSampleInf, kSampleJournal, u"--rollback"}, options);
-}
 
 /// Where the first call of that name stands in the log, which must have one.
 std::size_t PlaceOf(const RunResult& run, std::string_view name) {
@@ -290,14 +282,6 @@ struct BadJournalPlace {
   std::string line;
 };
 
-Fault FailCall(std::string name, std::uint32_t nth, std::uint32_t error) {
-  Fault fault;
-  fault.call = std::move(name);
-  fault.first = fault.last = nth;
-  fault.error = error;
-  return fault;
-}
-
 /// Leaves room for the snapshot of the package, and hardly more.
 void FillVolume(Machine& machine) {
   std::uint64_t size = 0;
@@ -325,12 +309,12 @@ TEST(FreshInstall, TouchesNoDeviceWhenTheJournalCannotBeWritten) {
       {"end of file",
        nothing,
        kSampleJournal,
-       {FailCall("SetEndOfFile", 4, 112)},
+       {FailingCall("SetEndOfFile", 112, 4)},
        write + "0x00000070)"},
       {"flush",
        nothing,
        kSampleJournal,
-       {FailCall("FlushFileBuffers", 4, 1117)},
+       {FailingCall("FlushFileBuffers", 1117, 4)},
        write + "0x0000045D)"},
   };
   for (const BadJournalPlace& row : cases) {

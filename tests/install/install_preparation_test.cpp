@@ -6,9 +6,9 @@
 #include "platform/files.h"
 #include "platform/security.h"
 #include "platform/simulated/process.h"
+#include "tests/install/install_run.h"
 #include "tests/support/activation.h"
 #include "tests/support/console_lines.h"
-#include "tests/support/judged_run.h"
 #include "tests/support/run_command.h"
 #include "tests/support/world.h"
 
@@ -35,7 +35,9 @@ using tests::Console;
 using tests::Err;
 using tests::ExpectRun;
 using tests::ExpectTidy;
+using tests::Install;
 using tests::JournalIn;
+using tests::kPersisted;
 using tests::kRootId;
 using tests::kSampleInf;
 using tests::kSampleJournal;
@@ -45,20 +47,13 @@ using tests::PutJournal;
 using tests::RootCount;
 using tests::RootOf;
 using tests::RunCommand;
-using tests::RunOptions;
 using tests::RunResult;
 using tests::UpdateTarget;
 
-const auto kPersisted = Out("vorn_devnode: persisted protected pre-bind activation state");
 const auto kNotInspected = Err("vorn_devnode: activation state could not be safely inspected");
 const auto kRootsRefused =
     Err("vorn_devnode: RESULT=BIND_REFUSED - VORN root cleanup could not complete synchronously");
 const auto kUnreadableTarget = Err("vorn_devnode: target INF identity could not be read");
-
-RunResult Install(Machine& machine, const RunOptions& options = {}) {
-  return tests::RunJudged(machine, tests::Command::Install,
-                          {u"install", kSampleInf, kSampleJournal}, options);
-}
 
 tests::ConsoleLine Mismatch(int readable, int verify) {
   return Err(
@@ -179,8 +174,7 @@ TEST(RetainedJournal, BlocksWhenTheLiveDriverIsAnother) {
 TEST(RetainedJournal, BlocksARollbackAsWell) {
   Machine machine = OutdatedMachine();
   PutJournal(machine, UpdateTarget(machine));
-  const RunResult run = tests::RunJudged(machine, tests::Command::InstallRollback,
-                                         {u"install", kSampleInf, kSampleJournal, u"--rollback"});
+  const RunResult run = tests::InstallRollback(machine);
   EXPECT_EQ(run.status, kExitActivationStateBlocks);
   EXPECT_EQ(tests::ConsoleOf(run).back(), Mismatch(1, 11));
   EXPECT_FALSE(run.Called("UpdateDriverForPlugAndPlayDevicesW"));

@@ -2,7 +2,7 @@
 
 #include "platform/config_manager.h"
 #include "platform/simulated/device_io.h"
-#include "tests/install/update_run.h"
+#include "tests/install/install_run.h"
 #include "tests/support/activation.h"
 #include "tests/support/console_lines.h"
 #include "tests/support/run_command.h"
@@ -24,7 +24,7 @@ using tests::EndpointIds;
 using tests::Err;
 using tests::ExpectRun;
 using tests::ExpectTidy;
-using tests::FailCall;
+using tests::FailingCall;
 using tests::Install;
 using tests::JournalIn;
 using tests::kNotQuiesced;
@@ -44,8 +44,8 @@ using tests::VisibleEndpoints;
 TEST(QuiesceBeforeTheBind, FailingAtTheOpenBindsDirectly) {
   Machine machine = OutdatedMachine();
   // The quick look opens the device twice, for the pool and for the status.
-  const RunResult run =
-      Install(machine, {.faults = {FailCall("CreateFileW", 3, 5), FailCall("CreateFileW", 4, 32)}});
+  const RunResult run = Install(
+      machine, {.faults = {FailingCall("CreateFileW", 5, 3), FailingCall("CreateFileW", 32, 4)}});
   ExpectRun(run, kExitOk,
             {kPersisted,
              Err("vorn_devnode: driver quiesce could not open the device: no openable VORN "

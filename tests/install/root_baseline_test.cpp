@@ -1,6 +1,6 @@
 // What the install command needs to know of a root device before it changes anything.
 
-#include "tests/install/update_run.h"
+#include "tests/install/install_run.h"
 #include "tests/support/world.h"
 
 #include <gtest/gtest.h>
@@ -12,7 +12,7 @@ using platform::simulated::Machine;
 using platform::simulated::OutdatedMachine;
 using tests::Err;
 using tests::ExpectRun;
-using tests::FailCall;
+using tests::FailingCall;
 using tests::RunResult;
 
 TEST(RootBaseline, NeedsTheInstanceIdOfTheRoot) {
@@ -20,7 +20,7 @@ TEST(RootBaseline, NeedsTheInstanceIdOfTheRoot) {
   const Machine before = machine;
   // Pruning and its proof read the id first, each by a question for its size and a read.
   const RunResult run =
-      tests::Install(machine, {.faults = {FailCall("SetupDiGetDeviceInstanceIdW", 5, 13)}});
+      tests::Install(machine, {.faults = {FailingCall("SetupDiGetDeviceInstanceIdW", 13, 5)}});
   ExpectRun(run, kExitNotStarted,
             {Err("vorn_devnode: existing root baseline is missing or ambiguous: present VORN root "
                  "has no device instance id")});

@@ -104,14 +104,6 @@ InfIdentity SoundIdentity() {
   return identity;
 }
 
-std::vector<CallRecord> CallsOf(const Process& process, std::string_view name) {
-  std::vector<CallRecord> calls;
-  for (const CallRecord& call : process.calls) {
-    if (call.name == name) calls.push_back(call);
-  }
-  return calls;
-}
-
 std::vector<std::string> ArgumentsOf(const Process& process, std::string_view name,
                                      std::string_view argument) {
   std::vector<std::string> values;

@@ -6,6 +6,7 @@
 #include "package/inf_identity.h"
 #include "platform/simulated/machine.h"
 #include "platform/simulated/process.h"
+#include "tests/support/planned_faults.h"
 
 #include <cstdint>
 #include <functional>
@@ -45,10 +46,6 @@ void Publish(platform::simulated::Machine& machine, std::u16string_view publishe
 
 /// The identity that the product's source INF has.
 InfIdentity SoundIdentity();
-
-/// The calls of that name that a process made, in order.
-std::vector<platform::simulated::CallRecord> CallsOf(const platform::simulated::Process& process,
-                                                     std::string_view name);
 
 /// One argument of all calls of that name, in order.
 std::vector<std::string> ArgumentsOf(const platform::simulated::Process& process,

@@ -96,13 +96,4 @@ EngineRun RunEngine(Machine& machine, const ActivationState& state, Verification
   return run;
 }
 
-Fault ChangeBefore(std::string call, std::uint32_t nth, std::function<void(Machine&)> change) {
-  Fault fault;
-  fault.call = std::move(call);
-  fault.first = fault.last = nth;
-  fault.kind = FaultKind::Change;
-  fault.change = std::move(change);
-  return fault;
-}
-
 }  // namespace vorn::tests

@@ -8,6 +8,8 @@
 #include "platform/simulated/calls.h"
 #include "platform/simulated/machine.h"
 #include "platform/simulated/process.h"
+#include "tests/support/planned_faults.h"
+#include "tests/support/sample.h"
 #include "verify/live_verification.h"
 
 #include <cstddef>
@@ -18,10 +20,6 @@
 #include <vector>
 
 namespace vorn::tests {
-
-inline constexpr char16_t kSampleInf[] = u"C:\\pkg\\driver\\vorn_audio.inf";
-inline constexpr char16_t kSampleJournal[] = u"C:\\pkg\\.vorn-driver-activation-state";
-inline constexpr char16_t kRootId[] = u"ROOT\\MEDIA\\0000";
 
 /// The present root device of the machine; it must have one.
 platform::simulated::Device& RootOf(platform::simulated::Machine& machine);
@@ -64,9 +62,5 @@ struct EngineRun {
 EngineRun RunEngine(platform::simulated::Machine& machine, const ActivationState& state,
                     VerificationMode mode = VerificationMode::Reporting,
                     std::vector<platform::simulated::Fault> faults = {});
-
-/// A fault that changes the world before the n-th call of that name.
-platform::simulated::Fault ChangeBefore(std::string call, std::uint32_t nth,
-                                        std::function<void(platform::simulated::Machine&)> change);
 
 }  // namespace vorn::tests

@@ -32,4 +32,13 @@ void ExpectRun(const RunResult& run, ExitStatus status, const Console& console) 
   EXPECT_FALSE(run.killed);
 }
 
+void ExpectStreams(const RunResult& run, ExitStatus status, const std::string& output,
+                   const std::string& errorOutput) {
+  EXPECT_EQ(run.status, status);
+  EXPECT_EQ(ToUtf8(run.output), output);
+  EXPECT_EQ(ToUtf8(run.errorOutput), errorOutput);
+  EXPECT_TRUE(run.openObjects.empty());
+  EXPECT_FALSE(run.killed);
+}
+
 }  // namespace vorn::tests

@@ -31,4 +31,8 @@ Console ConsoleOf(const RunResult& run);
 /// Checks status and console of a run, and that nothing was left open.
 void ExpectRun(const RunResult& run, ExitStatus status, const Console& console);
 
+/// As above for each stream by itself, as one text.
+void ExpectStreams(const RunResult& run, ExitStatus status, const std::string& output,
+                   const std::string& errorOutput);
+
 }  // namespace vorn::tests

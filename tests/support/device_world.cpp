@@ -48,35 +48,6 @@ Device& AddEndpointChild(Machine& machine, std::u16string_view parent,
   return machine.devices.devices.back();
 }
 
-Fault FailingCall(std::string_view name, std::uint32_t error, std::uint32_t nth) {
-  Fault fault;
-  fault.call = name;
-  fault.first = nth;
-  fault.last = nth;
-  fault.error = error;
-  return fault;
-}
-
-Fault AlwaysFailingCall(std::string_view name, std::uint32_t error) {
-  Fault fault = FailingCall(name, error);
-  fault.last = platform::simulated::kEveryLaterCall;
-  return fault;
-}
-
-Fault ChangeBefore(std::string_view name, std::uint32_t nth, std::function<void(Machine&)> change) {
-  Fault fault = FailingCall(name, 0, nth);
-  fault.kind = FaultKind::Change;
-  fault.change = std::move(change);
-  return fault;
-}
-
-std::vector<CallRecord> CallsOf(const Process& process, std::string_view name) {
-  std::vector<CallRecord> found;
-  std::copy_if(process.calls.begin(), process.calls.end(), std::back_inserter(found),
-               [name](const CallRecord& call) { return call.name == name; });
-  return found;
-}
-
 void DeviceWorld::TearDown() {
   for (const auto& [kind, count] : process.OpenObjects()) {
     EXPECT_EQ(count, 0U) << "left open: kind " << static_cast<int>(kind);

@@ -7,6 +7,8 @@
 #include "platform/simulated/calls.h"
 #include "platform/simulated/machine.h"
 #include "platform/simulated/process.h"
+#include "tests/support/planned_faults.h"
+#include "tests/support/sample.h"
 
 #include <cstdint>
 #include <gtest/gtest.h>
@@ -16,7 +18,6 @@
 
 namespace vorn::tests {
 
-inline constexpr char16_t kRootId[] = u"ROOT\\MEDIA\\0000";
 inline constexpr char16_t kOtherRootId[] = u"ROOT\\MEDIA\\0001";
 
 /// A present root that is started without a problem. The reference is good until another device is
@@ -36,21 +37,6 @@ platform::simulated::Device& AddStoppedRoot(platform::simulated::Machine& machin
 platform::simulated::Device& AddEndpointChild(platform::simulated::Machine& machine,
                                               std::u16string_view parent,
                                               std::u16string_view instanceId);
-
-/// A fault that makes the `nth` call of that name fail with `error`.
-platform::simulated::Fault FailingCall(std::string_view name, std::uint32_t error,
-                                       std::uint32_t nth = 1);
-
-/// A fault that makes the call of that name fail whenever it is made.
-platform::simulated::Fault AlwaysFailingCall(std::string_view name, std::uint32_t error);
-
-/// Does `change` to the world just before the `nth` call of that name.
-platform::simulated::Fault ChangeBefore(std::string_view name, std::uint32_t nth,
-                                        std::function<void(platform::simulated::Machine&)> change);
-
-/// The calls of a process by name, in order.
-std::vector<platform::simulated::CallRecord> CallsOf(const platform::simulated::Process& process,
-                                                     std::string_view name);
 
 /// A process on a machine, calls logged. At the end of each test nothing may be left open.
 class DeviceWorld : public ::testing::Test {

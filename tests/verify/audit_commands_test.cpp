@@ -2,6 +2,7 @@
 #include "platform/audio_endpoints.h"
 #include "platform/simulated/endpoint_builder.h"
 #include "tests/support/activation.h"
+#include "tests/support/console_lines.h"
 #include "tests/support/judged_run.h"
 #include "tests/support/run_command.h"
 
@@ -23,20 +24,13 @@ using platform::simulated::PackageRecipe;
 using platform::simulated::RemoveDeviceNode;
 using platform::simulated::WritePackage;
 using tests::Command;
+using tests::ExpectStreams;
 using tests::kRootId;
 using tests::kSampleInf;
 using tests::ProvenLine;
 using tests::RunJudged;
 using tests::RunOptions;
 using tests::RunResult;
-
-void Expect(const RunResult& run, ExitStatus status, const std::string& output,
-            const std::string& errorOutput) {
-  EXPECT_EQ(run.status, status);
-  EXPECT_EQ(ToUtf8(run.output), output);
-  EXPECT_EQ(ToUtf8(run.errorOutput), errorOutput);
-  EXPECT_TRUE(run.openObjects.empty());
-}
 
 RunResult AuditCatalogOf(Machine& machine) {
   return RunJudged(machine, Command::AuditCatalog, {u"audit-catalog"});
@@ -56,8 +50,8 @@ constexpr const char* kNotTheChildren =
 TEST(AuditCatalog, AcceptsACompleteCatalog) {
   Machine machine = InstalledMachine();
   const RunResult run = AuditCatalogOf(machine);
-  Expect(run, kExitOk,
-         "vorn_devnode: catalog audit OK - catalog=20, active=20, started-present=20\n", "");
+  ExpectStreams(run, kExitOk,
+                "vorn_devnode: catalog audit OK - catalog=20, active=20, started-present=20\n", "");
   EXPECT_FALSE(run.Called("Sleep"));
   EXPECT_FALSE(run.Called("OpenSCManagerW"));
   EXPECT_FALSE(run.Called("DeviceIoControl"));
@@ -68,40 +62,43 @@ TEST(AuditCatalog, CountsDisabledEndpointsOfTheCatalogOnly) {
   for (const CableFlow& cable : {CableFlow{1, 0}, CableFlow{8, 1}}) {
     SetEndpointDisabled(machine, FindEndpoint(machine, kRootId, cable)->id, true);
   }
-  Expect(AuditCatalogOf(machine), kExitOk,
-         "vorn_devnode: catalog audit OK - catalog=20, active=18, started-present=18\n", "");
+  ExpectStreams(AuditCatalogOf(machine), kExitOk,
+                "vorn_devnode: catalog audit OK - catalog=20, active=18, started-present=18\n", "");
 }
 
 TEST(AuditCatalog, NeedsALiveRoot) {
   Machine none = CleanMachine();
-  Expect(AuditCatalogOf(none), kExitNotStarted, "",
-         "vorn_devnode: catalog audit root failed: no present Root\\VornAudio devnode\n");
+  ExpectStreams(AuditCatalogOf(none), kExitNotStarted, "",
+                "vorn_devnode: catalog audit root failed: no present Root\\VornAudio devnode\n");
   Machine two = InstalledMachine();
   AddRoot(two, u"ROOT\\MEDIA\\0001");
-  Expect(AuditCatalogOf(two), kExitNotStarted, "",
-         "vorn_devnode: catalog audit root failed: multiple present Root\\VornAudio devnodes\n");
+  ExpectStreams(
+      AuditCatalogOf(two), kExitNotStarted, "",
+      "vorn_devnode: catalog audit root failed: multiple present Root\\VornAudio devnodes\n");
   Machine disabled = InstalledMachine();
   DisableDevice(disabled, kRootId);
   const RunResult run = AuditCatalogOf(disabled);
-  Expect(run, kExitNotStarted, "",
-         "vorn_devnode: catalog audit root failed: present VORN root is not started cleanly\n");
+  ExpectStreams(
+      run, kExitNotStarted, "",
+      "vorn_devnode: catalog audit root failed: present VORN root is not started cleanly\n");
   EXPECT_FALSE(run.Called("CoInitializeEx"));
 }
 
 TEST(AuditCatalog, RefusesNineteenConsistentEndpoints) {
   Machine machine = InstalledMachine();
   LoseEndpoint(machine, FindEndpoint(machine, kRootId, CableFlow{0, 1})->id);
-  Expect(AuditCatalogOf(machine), kExitEndpointsMissing, "",
-         "vorn_devnode: catalog audit failed:  / MMDevice catalog has the wrong VORN endpoint "
-         "count\n");
+  ExpectStreams(
+      AuditCatalogOf(machine), kExitEndpointsMissing, "",
+      "vorn_devnode: catalog audit failed:  / MMDevice catalog has the wrong VORN endpoint "
+      "count\n");
 }
 
 TEST(AuditCatalog, RefusesAnActiveEndpointThatIsNoStartedChild) {
   Machine machine = InstalledMachine();
   RemoveDeviceNode(machine,
                    u"SWD\\MMDEVAPI\\" + FindEndpoint(machine, kRootId, CableFlow{0, 1})->id);
-  Expect(AuditCatalogOf(machine), kExitEndpointsMissing, "",
-         std::string("vorn_devnode: catalog audit failed: ") + kNotTheChildren + " / \n");
+  ExpectStreams(AuditCatalogOf(machine), kExitEndpointsMissing, "",
+                std::string("vorn_devnode: catalog audit failed: ") + kNotTheChildren + " / \n");
 }
 
 TEST(AuditCatalog, NamesBothReasonsWhenBothFail) {
@@ -110,31 +107,33 @@ TEST(AuditCatalog, NamesBothReasonsWhenBothFail) {
   doubled.id += u"-doubled";
   machine.audio.endpoints.push_back(doubled);
   const std::string tooMany = "MMDevice catalog has too many VORN endpoints";
-  Expect(AuditCatalogOf(machine), kExitEndpointsMissing, "",
-         "vorn_devnode: catalog audit failed: " + tooMany + " / " + tooMany + "\n");
+  ExpectStreams(AuditCatalogOf(machine), kExitEndpointsMissing, "",
+                "vorn_devnode: catalog audit failed: " + tooMany + " / " + tooMany + "\n");
 }
 
 TEST(AuditCatalog, JudgesWhatAnIncompleteSnapshotRecorded) {
   // One endpoint cannot be read; 19 are recorded and judged.
   Machine incomplete = InstalledMachine();
   FindEndpoint(incomplete, kRootId, CableFlow{3, 0})->idError = platform::E_FAIL;
-  Expect(AuditCatalogOf(incomplete), kExitEndpointsMissing, "",
-         "vorn_devnode: catalog audit failed: MMDevice catalog enumeration was incomplete / "
-         "MMDevice catalog has the wrong VORN endpoint count\n");
+  ExpectStreams(AuditCatalogOf(incomplete), kExitEndpointsMissing, "",
+                "vorn_devnode: catalog audit failed: MMDevice catalog enumeration was incomplete / "
+                "MMDevice catalog has the wrong VORN endpoint count\n");
   // The unreadable one is a double: what is recorded is complete by itself.
   Machine whole = InstalledMachine();
   AudioEndpoint unreadable = *FindEndpoint(whole, kRootId, CableFlow{3, 0});
   unreadable.id += u"-unreadable";
   unreadable.stateError = platform::E_FAIL;
   whole.audio.endpoints.push_back(unreadable);
-  Expect(AuditCatalogOf(whole), kExitEndpointsMissing, "",
-         "vorn_devnode: catalog audit failed: MMDevice catalog enumeration was incomplete / \n");
+  ExpectStreams(
+      AuditCatalogOf(whole), kExitEndpointsMissing, "",
+      "vorn_devnode: catalog audit failed: MMDevice catalog enumeration was incomplete / \n");
   // Nothing could be listed at all.
   Machine nothing = InstalledMachine();
   nothing.audio.coInitializeResult = platform::E_FAIL;
-  Expect(AuditCatalogOf(nothing), kExitEndpointsMissing, "",
-         "vorn_devnode: catalog audit failed: COM initialization failed / MMDevice catalog has the "
-         "wrong VORN endpoint count\n");
+  ExpectStreams(
+      AuditCatalogOf(nothing), kExitEndpointsMissing, "",
+      "vorn_devnode: catalog audit failed: COM initialization failed / MMDevice catalog has the "
+      "wrong VORN endpoint count\n");
 }
 
 TEST(AuditCatalog, AcceptsACatalogWithoutAnyActiveEndpoint) {
@@ -145,8 +144,8 @@ TEST(AuditCatalog, AcceptsACatalogWithoutAnyActiveEndpoint) {
                           true);
     }
   }
-  Expect(AuditCatalogOf(machine), kExitOk,
-         "vorn_devnode: catalog audit OK - catalog=20, active=0, started-present=0\n", "");
+  ExpectStreams(AuditCatalogOf(machine), kExitOk,
+                "vorn_devnode: catalog audit OK - catalog=20, active=0, started-present=0\n", "");
 }
 
 TEST(AuditCatalog, IgnoresWhatBelongsToOtherDevices) {
@@ -154,8 +153,8 @@ TEST(AuditCatalog, IgnoresWhatBelongsToOtherDevices) {
   AddForeignEndpoint(machine, true, u"USB\\VID_1234\\1");
   AddForeignEndpoint(machine, false, u"USB\\VID_1234\\1",
                      platform::simulated::CableProperty{platform::VT_UI4, 3});
-  Expect(AuditCatalogOf(machine), kExitOk,
-         "vorn_devnode: catalog audit OK - catalog=20, active=20, started-present=20\n", "");
+  ExpectStreams(AuditCatalogOf(machine), kExitOk,
+                "vorn_devnode: catalog audit OK - catalog=20, active=20, started-present=20\n", "");
 }
 
 // ------------------------------------------------------------------------------------------------
@@ -163,30 +162,32 @@ TEST(AuditCatalog, IgnoresWhatBelongsToOtherDevices) {
 TEST(AuditCurrent, ProvesTheMachineAgainstTheInf) {
   Machine machine = InstalledMachine();
   const RunResult run = AuditCurrentOf(machine);
-  Expect(run, kExitOk, ProvenLine(machine), "");
+  ExpectStreams(run, kExitOk, ProvenLine(machine), "");
   EXPECT_FALSE(run.Called("Sleep"));
 }
 
 TEST(AuditCurrent, AcceptsAnyCompleteCatalogAndAnyChildrenUpToTwenty) {
   Machine machine = InstalledMachine();
   SetEndpointDisabled(machine, FindEndpoint(machine, kRootId, CableFlow{1, 0})->id, true);
-  Expect(AuditCurrentOf(machine), kExitOk, ProvenLine(machine, 19, 19), "");
+  ExpectStreams(AuditCurrentOf(machine), kExitOk, ProvenLine(machine, 19, 19), "");
 }
 
 TEST(AuditCurrent, EndsInTheStartWaitWithoutALiveRoot) {
   Machine machine = CleanMachine();
-  Expect(AuditCurrentOf(machine), kExitNotStarted, "",
-         "vorn_devnode: RESULT=NOT_STARTED - devnode did not reach DN_STARTED (problem=0)\n");
+  ExpectStreams(
+      AuditCurrentOf(machine), kExitNotStarted, "",
+      "vorn_devnode: RESULT=NOT_STARTED - devnode did not reach DN_STARTED (problem=0)\n");
 }
 
 TEST(AuditCurrent, FindsAnotherPackage) {
   Machine machine = OutdatedMachine();
-  Expect(AuditCurrentOf(machine), kExitEndpointsMissing, "",
-         "vorn_devnode: RESULT=ENDPOINTS_MISSING - root=healthy; package=live root is bound to the "
-         "wrong driver version; kernel=; resident=RESIDENT IMAGE MISMATCH: driver reports 26.8.9 "
-         "(0x001A0809) but the package being activated is 26.8.10.5. PnP metadata is not proof -- "
-         "the devnode restart did not load the new image.; catalog=healthy; mapping=; present= "
-         "(catalog=20, active=20, present-pnp=20)\n");
+  ExpectStreams(
+      AuditCurrentOf(machine), kExitEndpointsMissing, "",
+      "vorn_devnode: RESULT=ENDPOINTS_MISSING - root=healthy; package=live root is bound to the "
+      "wrong driver version; kernel=; resident=RESIDENT IMAGE MISMATCH: driver reports 26.8.9 "
+      "(0x001A0809) but the package being activated is 26.8.10.5. PnP metadata is not proof -- "
+      "the devnode restart did not load the new image.; catalog=healthy; mapping=; present= "
+      "(catalog=20, active=20, present-pnp=20)\n");
 }
 
 TEST(AuditCurrent, FindsAnInfThatDiffersInItsBytesOnly) {

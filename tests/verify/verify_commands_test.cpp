@@ -3,8 +3,10 @@
 #include "platform/simulated/endpoint_builder.h"
 #include "tests/support/activation.h"
 #include "tests/support/catalog_lists.h"
+#include "tests/support/console_lines.h"
 #include "tests/support/judged_run.h"
 #include "tests/support/run_command.h"
+#include "tests/support/world.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>
@@ -13,7 +15,6 @@ namespace vorn {
 namespace {
 
 using platform::simulated::AddRoot;
-using platform::simulated::AudioEndpoint;
 using platform::simulated::BindPackage;
 using platform::simulated::CableFlow;
 using platform::simulated::CleanMachine;
@@ -26,6 +27,7 @@ using platform::simulated::PublishPackage;
 using platform::simulated::WithdrawEndpoints;
 using tests::ChangeBefore;
 using tests::EndpointAt;
+using tests::ExpectStreams;
 using tests::FreshTarget;
 using tests::kRootId;
 using tests::kSampleInf;
@@ -38,6 +40,7 @@ using tests::RunJudged;
 using tests::RunOptions;
 using tests::RunResult;
 using tests::UpdateTarget;
+using tests::VisibleEndpoints;
 
 using Arguments = std::vector<std::u16string>;
 
@@ -74,15 +77,6 @@ RunResult Perform(Machine& machine, const Arguments& line, const RunOptions& opt
                    options);
 }
 
-/// Status, standard output, standard error; and nothing left open.
-void Expect(const RunResult& run, ExitStatus status, const std::string& output,
-            const std::string& errorOutput) {
-  EXPECT_EQ(run.status, status);
-  EXPECT_EQ(ToUtf8(run.output), output);
-  EXPECT_EQ(ToUtf8(run.errorOutput), errorOutput);
-  EXPECT_TRUE(run.openObjects.empty());
-}
-
 /// The installed package runs, and a journal of it lies at its place.
 Machine JournalledMachine() {
   Machine machine = InstalledMachine();
@@ -100,15 +94,6 @@ Machine SelectedMachine() {
   BindPackage(machine, kRootId, *published);
   EXPECT_EQ(RootOf(machine).resident->loadedVersion, 0x1A0809u);
   return machine;
-}
-
-/// What a user sees of the device.
-std::size_t VisibleEndpoints(const Machine& machine) {
-  return static_cast<std::size_t>(std::count_if(
-      machine.audio.endpoints.begin(), machine.audio.endpoints.end(),
-      [](const AudioEndpoint& endpoint) {
-        return endpoint.root == kRootId && endpoint.state == platform::DEVICE_STATE_ACTIVE;
-      }));
 }
 
 /// The visibility requests of a run, as "hide 4 render".
@@ -170,7 +155,7 @@ INSTANTIATE_TEST_SUITE_P(Commands, IdentityGate, testing::Values(u"verify", u"ho
 TEST_P(IdentityGate, RefusesAMissingJournal) {
   Machine machine = InstalledMachine();
   const RunResult run = Perform(machine, Command(GetParam()));
-  Expect(run, Refusal(), "", kMissingJournal + Missing());
+  ExpectStreams(run, Refusal(), "", kMissingJournal + Missing());
   ExpectNoDeviceWasTouched(run);
 }
 
@@ -181,7 +166,7 @@ TEST_P(IdentityGate, RefusesAMalformedJournal) {
   state.present.back() = ToLowerAscii(state.present.front());
   PutJournal(machine, state);
   const RunResult run = Perform(machine, Command(GetParam()));
-  Expect(run, Refusal(), "", Missing());
+  ExpectStreams(run, Refusal(), "", Missing());
   ExpectNoDeviceWasTouched(run);
 }
 
@@ -191,7 +176,7 @@ TEST_P(IdentityGate, RefusesAJournalThatOthersMayWrite) {
   ASSERT_TRUE(generous.has_value());
   NodeAt(machine.files, kSampleJournal).security = *generous;
   const RunResult run = Perform(machine, Command(GetParam()));
-  Expect(run, Refusal(), "", kMissingJournal + Missing());
+  ExpectStreams(run, Refusal(), "", kMissingJournal + Missing());
   ExpectNoDeviceWasTouched(run);
 }
 
@@ -204,7 +189,7 @@ TEST_P(IdentityGate, RefusesAnotherVersionOrDate) {
   for (const auto& [version, date] : expectations) {
     Machine copy = machine;
     const RunResult run = Perform(copy, Command(GetParam(), version, date));
-    Expect(run, Refusal(), "", Mismatch());
+    ExpectStreams(run, Refusal(), "", Mismatch());
     ExpectNoDeviceWasTouched(run);
   }
 }
@@ -214,8 +199,8 @@ TEST_P(IdentityGate, ComparesDatesAsTexts) {
   ActivationState state = UpdateTarget(machine);
   state.date = u"2026-1-2";
   PutJournal(machine, state);
-  Expect(Perform(machine, Command(GetParam(), u"26.8.10.5", u"2026-01-02")), Refusal(), "",
-         Mismatch());
+  ExpectStreams(Perform(machine, Command(GetParam(), u"26.8.10.5", u"2026-01-02")), Refusal(), "",
+                Mismatch());
 }
 
 TEST_P(IdentityGate, IgnoresLetterCase) {
@@ -238,13 +223,13 @@ TEST_P(IdentityGate, IgnoresLetterCase) {
 
 TEST(VerifyCommand, ProvesTheMachineAgainstItsJournal) {
   Machine machine = JournalledMachine();
-  Expect(Perform(machine, Command(u"verify")), kExitOk, ProvenLine(machine), "");
+  ExpectStreams(Perform(machine, Command(u"verify")), kExitOk, ProvenLine(machine), "");
 }
 
 TEST(VerifyCommand, ProvesAFreshInstall) {
   Machine machine = InstalledMachine();
   PutJournal(machine, FreshTarget(machine));
-  Expect(Perform(machine, Command(u"VERIFY")), kExitOk, ProvenLine(machine), "");
+  ExpectStreams(Perform(machine, Command(u"VERIFY")), kExitOk, ProvenLine(machine), "");
 }
 
 TEST(VerifyCommand, LetsARealUpdateRemintEveryId) {
@@ -255,14 +240,15 @@ TEST(VerifyCommand, LetsARealUpdateRemintEveryId) {
   for (CatalogEndpoint& endpoint : state.catalog)
     endpoint.endpointId += u"-old";
   PutJournal(machine, state);
-  Expect(Perform(machine, Command(u"verify")), kExitOk, ProvenLine(machine), "");
+  ExpectStreams(Perform(machine, Command(u"verify")), kExitOk, ProvenLine(machine), "");
 }
 
 TEST(VerifyCommand, ReportsADeviceThatIsNotStarted) {
   Machine machine = JournalledMachine();
   DisableDevice(machine, kRootId);
-  Expect(Perform(machine, Command(u"verify")), kExitNotStarted, "",
-         "vorn_devnode: RESULT=NOT_STARTED - devnode did not reach DN_STARTED (problem=22)\n");
+  ExpectStreams(
+      Perform(machine, Command(u"verify")), kExitNotStarted, "",
+      "vorn_devnode: RESULT=NOT_STARTED - devnode did not reach DN_STARTED (problem=22)\n");
 }
 
 TEST(VerifyCommand, ReportsWhatIsMissing) {
@@ -270,21 +256,23 @@ TEST(VerifyCommand, ReportsWhatIsMissing) {
   ActivationState state = UpdateTarget(machine);
   EndpointAt(state.catalog, 5, true).active = false;
   PutJournal(machine, state);
-  Expect(Perform(machine, Command(u"verify")), kExitEndpointsMissing, "",
-         "vorn_devnode: RESULT=ENDPOINTS_MISSING - root=healthy; package=; kernel=; "
-         "resident=proven; catalog=healthy; mapping=driver update activated an endpoint the user "
-         "had not claimed; present= (catalog=20, active=20, present-pnp=20)\n");
+  ExpectStreams(
+      Perform(machine, Command(u"verify")), kExitEndpointsMissing, "",
+      "vorn_devnode: RESULT=ENDPOINTS_MISSING - root=healthy; package=; kernel=; "
+      "resident=proven; catalog=healthy; mapping=driver update activated an endpoint the user "
+      "had not claimed; present= (catalog=20, active=20, present-pnp=20)\n");
 }
 
 TEST(VerifyCommand, FindsThatAnotherImageIsResident) {
   Machine machine = SelectedMachine();
   const RunResult run = Perform(machine, Command(u"verify"));
-  Expect(run, kExitEndpointsMissing, "",
-         "vorn_devnode: RESULT=ENDPOINTS_MISSING - root=healthy; package=; kernel=; "
-         "resident=RESIDENT IMAGE MISMATCH: driver reports 26.8.9 (0x001A0809) but the package "
-         "being activated is 26.8.10.5. PnP metadata is not proof -- the devnode restart did not "
-         "load the new image.; catalog=healthy; mapping=; present= (catalog=20, active=20, "
-         "present-pnp=20)\n");
+  ExpectStreams(
+      run, kExitEndpointsMissing, "",
+      "vorn_devnode: RESULT=ENDPOINTS_MISSING - root=healthy; package=; kernel=; "
+      "resident=RESIDENT IMAGE MISMATCH: driver reports 26.8.9 (0x001A0809) but the package "
+      "being activated is 26.8.10.5. PnP metadata is not proof -- the devnode restart did not "
+      "load the new image.; catalog=healthy; mapping=; present= (catalog=20, active=20, "
+      "present-pnp=20)\n");
 }
 
 TEST(VerifyCommand, ChangesNoDeviceDriverOrFile) {
@@ -299,7 +287,7 @@ TEST(VerifyCommand, ChangesNoDeviceDriverOrFile) {
   EXPECT_TRUE(VisibilityRequests(run).empty());
   EXPECT_EQ(ControlRequests(run, "0x226000"), 0u);
   // The journal is still there for the next run.
-  Expect(Perform(machine, Command(u"verify")), kExitOk, ProvenLine(machine), "");
+  ExpectStreams(Perform(machine, Command(u"verify")), kExitOk, ProvenLine(machine), "");
 }
 
 // ------------------------------------------------------------------------------------------------
@@ -307,14 +295,14 @@ TEST(VerifyCommand, ChangesNoDeviceDriverOrFile) {
 TEST(HotActivateCommand, LoadsTheSelectedDriverAndProvesIt) {
   Machine machine = SelectedMachine();
   const RunResult run = Perform(machine, Command(u"hot-activate"));
-  Expect(run, kExitOk, kRestartPassed + ProvenLine(machine), "");
+  ExpectStreams(run, kExitOk, kRestartPassed + ProvenLine(machine), "");
   EXPECT_EQ(RootOf(machine).resident->loadedVersion, 0x1A080Au);
   EXPECT_EQ(VisibleEndpoints(machine), 20u);
   // What was hidden is forgotten: the restarted driver shows it by itself.
   EXPECT_EQ(VisibilityRequests(run), AllRequests("hide"));
   EXPECT_EQ(ControlRequests(run, "0x22A004"), 1u);
   // And verify agrees.
-  Expect(Perform(machine, Command(u"verify")), kExitOk, ProvenLine(machine), "");
+  ExpectStreams(Perform(machine, Command(u"verify")), kExitOk, ProvenLine(machine), "");
 }
 
 TEST(HotActivateCommand, HidesBeforeItRestarts) {
@@ -343,23 +331,26 @@ TEST(HotActivateCommand, KeepsEndpointsAsTheUserLeftThem) {
 TEST(HotActivateCommand, RefusesWithoutALiveRoot) {
   Machine machine = JournalledMachine();
   RemoveDeviceNode(machine, kRootId);
-  Expect(Perform(machine, Command(u"hot-activate")), kExitHotSwapFailed, "",
-         "vorn_devnode: RESULT=HOT_SWAP_FAILED - cannot resolve the live VORN root: no present "
-         "Root\\VornAudio devnode\n");
+  ExpectStreams(
+      Perform(machine, Command(u"hot-activate")), kExitHotSwapFailed, "",
+      "vorn_devnode: RESULT=HOT_SWAP_FAILED - cannot resolve the live VORN root: no present "
+      "Root\\VornAudio devnode\n");
 }
 
 TEST(HotActivateCommand, RefusesARootThatIsNotTheOnlyOneOrNotStarted) {
   Machine two = JournalledMachine();
   AddRoot(two, u"ROOT\\MEDIA\\0001");
-  Expect(Perform(two, Command(u"hot-activate")), kExitHotSwapFailed, "",
-         "vorn_devnode: RESULT=HOT_SWAP_FAILED - cannot resolve the live VORN root: multiple "
-         "present Root\\VornAudio devnodes\n");
+  ExpectStreams(
+      Perform(two, Command(u"hot-activate")), kExitHotSwapFailed, "",
+      "vorn_devnode: RESULT=HOT_SWAP_FAILED - cannot resolve the live VORN root: multiple "
+      "present Root\\VornAudio devnodes\n");
   Machine disabled = JournalledMachine();
   DisableDevice(disabled, kRootId);
   const RunResult run = Perform(disabled, Command(u"hot-activate"));
-  Expect(run, kExitHotSwapFailed, "",
-         "vorn_devnode: RESULT=HOT_SWAP_FAILED - cannot resolve the live VORN root: present VORN "
-         "root is not started cleanly\n");
+  ExpectStreams(
+      run, kExitHotSwapFailed, "",
+      "vorn_devnode: RESULT=HOT_SWAP_FAILED - cannot resolve the live VORN root: present VORN "
+      "root is not started cleanly\n");
   EXPECT_FALSE(run.Called("DeviceIoControl"));
   EXPECT_FALSE(run.Called("SetupDiCallClassInstaller"));
 }
@@ -368,9 +359,9 @@ TEST(HotActivateCommand, DoesNotRestartWhenOneCableCannotBeHiddenAndShowsTheOthe
   Machine machine = SelectedMachine();
   RootOf(machine).resident->refusesToHide[{4, 0}] = platform::ERROR_ACCESS_DENIED;
   const RunResult run = Perform(machine, Command(u"hot-activate"));
-  Expect(run, kExitHotSwapFailed, "",
-         std::string("vorn_devnode: could not hide cable 4 render (error 0x00000005)\n") +
-             kNotQuiesced);
+  ExpectStreams(run, kExitHotSwapFailed, "",
+                std::string("vorn_devnode: could not hide cable 4 render (error 0x00000005)\n") +
+                    kNotQuiesced);
   EXPECT_FALSE(run.Called("SetupDiCallClassInstaller"));
   auto shown = AllRequests("show");
   std::erase(shown, "show 4 render");
@@ -395,7 +386,7 @@ TEST(HotActivateCommand, DoesNotRestartWhenNoCableCanBeHidden) {
                " (error 0x0000001F)\n";
     }
   }
-  Expect(run, kExitHotSwapFailed, "", lines + kNotQuiesced);
+  ExpectStreams(run, kExitHotSwapFailed, "", lines + kNotQuiesced);
   // Nothing is listed, so nothing is shown.
   EXPECT_EQ(VisibilityRequests(run), AllRequests("hide"));
   EXPECT_EQ(ControlRequests(run, "0x226000"), 1u);
@@ -407,20 +398,22 @@ TEST(HotActivateCommand, DoesNotRestartWithoutTheControlChannelOrTheLease) {
     candidate.openError = platform::ERROR_ACCESS_DENIED;
   }
   const RunResult channel = Perform(closed, Command(u"hot-activate"));
-  Expect(channel, kExitHotSwapFailed, "",
-         std::string("vorn_devnode: driver quiesce could not open the device: no openable VORN "
-                     "interface on this root (control and KS both failed, last error "
-                     "0x00000005)\n") +
-             kNotQuiesced);
+  ExpectStreams(
+      channel, kExitHotSwapFailed, "",
+      std::string("vorn_devnode: driver quiesce could not open the device: no openable VORN "
+                  "interface on this root (control and KS both failed, last error "
+                  "0x00000005)\n") +
+          kNotQuiesced);
   EXPECT_FALSE(channel.Called("SetupDiCallClassInstaller"));
 
   Machine leased = SelectedMachine();
   RootOf(leased).leaseHeld = true;
   const RunResult lease = Perform(leased, Command(u"hot-activate"));
-  Expect(lease, kExitHotSwapFailed, "",
-         std::string("vorn_devnode: driver quiesce could not acquire the controller lease (error "
-                     "0x000000AA)\n") +
-             kNotQuiesced);
+  ExpectStreams(
+      lease, kExitHotSwapFailed, "",
+      std::string("vorn_devnode: driver quiesce could not acquire the controller lease (error "
+                  "0x000000AA)\n") +
+          kNotQuiesced);
   EXPECT_FALSE(lease.Called("SetupDiCallClassInstaller"));
 }
 
@@ -462,7 +455,7 @@ TEST(HotActivateCommand, ShowsTheEndpointsWhenARestartOfTheMachineIsWanted) {
   Machine machine = SelectedMachine();
   RootOf(machine).temper.restartNeedsReboot = true;
   const RunResult run = Perform(machine, Command(u"hot-activate"));
-  Expect(run, kExitHotSwapFailed, "", std::string(kRestartRequested) + kNeedsRestart);
+  ExpectStreams(run, kExitHotSwapFailed, "", std::string(kRestartRequested) + kNeedsRestart);
   EXPECT_EQ(VisibilityRequests(run), Joined(AllRequests("hide"), AllRequests("show")));
   EXPECT_EQ(VisibleEndpoints(machine), 20u);
   EXPECT_EQ(RootOf(machine).resident->loadedVersion, 0x1A0809u);
@@ -476,7 +469,8 @@ TEST(HotActivateCommand, ShowsAgainAtItsEndWhatCouldNotBeShown) {
   const RunResult run = Perform(machine, Command(u"hot-activate"));
   const std::string notShown =
       "vorn_devnode: could not re-show cable 2 capture (error 0x00000015)\n";
-  Expect(run, kExitHotSwapFailed, "", kRestartRequested + notShown + kNeedsRestart + notShown);
+  ExpectStreams(run, kExitHotSwapFailed, "",
+                kRestartRequested + notShown + kNeedsRestart + notShown);
   EXPECT_EQ(VisibilityRequests(run),
             Joined(AllRequests("hide"), Joined(AllRequests("show"), AllRequests("show"))));
   EXPECT_EQ(VisibleEndpoints(machine), 19u);
@@ -493,9 +487,10 @@ TEST(HotActivateCommand, ShowsTheRestAtItsEndWhenOnlyTheFirstShowFailed) {
   RunOptions options;
   options.faults = {fault};
   const RunResult run = Perform(machine, Command(u"hot-activate"), options);
-  Expect(run, kExitHotSwapFailed, "",
-         std::string(kRestartRequested) +
-             "vorn_devnode: could not re-show cable 0 render (error 0x0000001F)\n" + kNeedsRestart);
+  ExpectStreams(run, kExitHotSwapFailed, "",
+                std::string(kRestartRequested) +
+                    "vorn_devnode: could not re-show cable 0 render (error 0x0000001F)\n" +
+                    kNeedsRestart);
   EXPECT_EQ(VisibleEndpoints(machine), 20u);
 }
 
@@ -523,10 +518,11 @@ TEST(HotActivateCommand, FailsWhenTheRestartIsRefused) {
   Machine machine = SelectedMachine();
   RootOf(machine).temper.restartError = platform::ERROR_ACCESS_DENIED;
   const RunResult run = Perform(machine, Command(u"hot-activate"));
-  Expect(run, kExitHotSwapFailed, "",
-         std::string("vorn_devnode: SetupDiCallClassInstaller(hot-swap preflight) failed (error "
-                     "0x00000005)\n") +
-             kNeedsRestart);
+  ExpectStreams(
+      run, kExitHotSwapFailed, "",
+      std::string("vorn_devnode: SetupDiCallClassInstaller(hot-swap preflight) failed (error "
+                  "0x00000005)\n") +
+          kNeedsRestart);
   EXPECT_EQ(VisibleEndpoints(machine), 20u);
 }
 
@@ -546,8 +542,8 @@ TEST(HotActivateCommand, WaitsForEndpointsThatComeBackLate) {
   Machine machine = SelectedMachine();
   machine.audio.late = {{0, 0}, {9, 1}};
   machine.audio.lateDelay = 30'000;
-  Expect(Perform(machine, Command(u"hot-activate")), kExitOk, kRestartPassed + ProvenLine(machine),
-         "");
+  ExpectStreams(Perform(machine, Command(u"hot-activate")), kExitOk,
+                kRestartPassed + ProvenLine(machine), "");
 }
 
 TEST(HotActivateCommand, ReportsEndpointsThatComeBackWithOtherIdsInPart) {

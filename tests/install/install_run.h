@@ -1,7 +1,6 @@
 #pragma once
 
-// Installs of the sample package over a root device that runs an older one, what they say, and what
-// their device control calls were.
+// Installs of the sample package, what they say, and what their device control calls were.
 
 #include "base/text.h"
 #include "platform/simulated/calls.h"
@@ -75,15 +74,6 @@ inline std::size_t CountOf(const std::vector<std::string>& texts, const std::str
 inline constexpr const char* kAcquire = "0x226000";
 inline constexpr const char* kRelease = "0x22A004";
 inline constexpr const char* kVisibility = "0x22A01C";
-
-inline platform::simulated::Fault FailCall(std::string name, std::uint32_t nth,
-                                           std::uint32_t error) {
-  platform::simulated::Fault fault;
-  fault.call = std::move(name);
-  fault.first = fault.last = nth;
-  fault.error = error;
-  return fault;
-}
 
 /// The sample package asks for a restart when it is bound; the package before it does not.
 inline void MakeSampleDefer(platform::simulated::Machine& machine) {
