@@ -65,13 +65,17 @@ class Sha256 {
   HashObject hash_;
 };
 
-bool AddWholeFile(platform::HANDLE file, Sha256& hash) {
+/// Nobody else can write to a verified file, so that its size cannot change: an end before it or
+/// after it is a wrong answer, and the hash of another content.
+bool AddWholeFile(const File& file, Sha256& hash) {
   std::vector<std::uint8_t> chunk(kChunkBytes);
+  std::uint64_t total = 0;
   while (true) {
     std::uint32_t read = 0;
-    if (!platform::ReadFile(file, chunk.data(), kChunkBytes, &read)) return false;
-    if (read == 0) return true;
+    if (!platform::ReadFile(file.Handle(), chunk.data(), kChunkBytes, &read)) return false;
+    if (read == 0) return total == file.Size();
     if (!hash.Add(chunk.data(), read)) return false;
+    total += read;
   }
 }
 
@@ -95,7 +99,7 @@ bool HashFileSha256(const std::u16string& path, const File* file, std::u16string
     return false;
   }
   Sha256 hash;
-  if (!hash.Begin() || !AddWholeFile(input.Handle(), hash) || !hash.Finish()) return false;
+  if (!hash.Begin() || !AddWholeFile(input, hash) || !hash.Finish()) return false;
   hexDigest = ToHex(hash.Digest());
   return true;
 }

@@ -135,7 +135,7 @@ void LoadAnother(Machine& machine) {
 }
 
 void LoseOneEndpoint(Machine& machine) {
-  const auto visible = VisibleEndpoints(machine);
+  const auto visible = VisibleEndpointIds(machine);
   if (!visible.empty()) model::LoseEndpoint(machine, *visible.begin());
 }
 

@@ -97,10 +97,11 @@ bool HitsFrom(std::size_t start, const std::vector<model::CallRecord>& calls,
 bool IsSnapshotExcused(const Observation& run) {
   const std::size_t start = StartOfSnapshotRemoval(run.run.calls);
   return std::any_of(run.faults.begin(), run.faults.end(), [&](const model::Fault& fault) {
-    // A copy whose handle stays open cannot be deleted.
+    // A copy whose handle stays open cannot be deleted, nor one whose deletion itself goes wrong.
     const bool opens = fault.call == "CloseHandle" ||
                        (fault.call == "NtCreateFile" && fault.kind == FaultKind::FailAfterEffect);
     return (opens && run.run.openObjects.contains(ObjectKind::Handle)) ||
+           (fault.call == "SetFileInformationByHandle" && run.CountHits(fault) > 0) ||
            HitsFrom(start, run.run.calls, fault);
   });
 }

@@ -49,6 +49,16 @@ std::vector<const CallRecord*> Observation::Hits(std::string_view call,
   return hits;
 }
 
+std::size_t Observation::CountUnseenRoots() const {
+  constexpr char kHardwareIds[] = "1";  // SPDRP_HARDWAREID
+  std::size_t unseen = 0;
+  for (const CallRecord* call : Hits("SetupDiGetDeviceRegistryPropertyW")) {
+    if (call->Argument("Property") == kHardwareIds) ++unseen;
+  }
+  return unseen + Hits("SetupDiEnumDeviceInfo").size() +
+         Hits("SetupDiGetClassDevsW", FaultKind::AnswerFromPast).size();
+}
+
 std::vector<ConsoleWrite> Observation::Console() const {
   if (!IsFaulted("fputws") || run.calls.empty()) return run.console;
   std::vector<ConsoleWrite> console;

@@ -49,6 +49,10 @@ struct Observation {
       std::string_view call,
       std::optional<platform::simulated::FaultKind> kind = std::nullopt) const;
 
+  /// How often the hardware ids of a device failed to be read, or the listing of devices broke off:
+  /// such a device is nobody's root. Needs the call log.
+  std::size_t CountUnseenRoots() const;
+
   /// What the program wrote to its console, in order; with a call log also what a failing console
   /// swallowed.
   std::vector<platform::simulated::ConsoleWrite> Console() const;
@@ -56,6 +60,9 @@ struct Observation {
   /// Whether one of the writes to the console holds that text.
   bool Said(std::u16string_view text) const;
 };
+
+/// A removal looks twice at everything: one failure to see it is caught by the other look.
+inline constexpr std::size_t kLooksOfRemoval = 2;
 
 /// Whether the command installs, with or without rollback.
 bool IsInstall(Command command);

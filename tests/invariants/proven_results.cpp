@@ -75,19 +75,6 @@ std::size_t CountHiddenRecords(const Observation& run) {
   return hidden;
 }
 
-constexpr char kHardwareIds[] = "1";  // SPDRP_HARDWAREID
-
-/// How often the hardware ids of a device failed to be read, or the listing of devices broke off:
-/// such a device is nobody's root. Needs the call log.
-std::size_t CountUnseenRoots(const Observation& run) {
-  std::size_t unseen = 0;
-  for (const model::CallRecord* call : run.Hits("SetupDiGetDeviceRegistryPropertyW")) {
-    if (call->Argument("Property") == kHardwareIds) ++unseen;
-  }
-  return unseen + run.Hits("SetupDiEnumDeviceInfo").size() +
-         run.Hits("SetupDiGetClassDevsW", FaultKind::AnswerFromPast).size();
-}
-
 // An INF that fails to be opened, read or hashed is nobody's package.
 constexpr std::string_view kPackageReads[] = {"NtCreateFile",
                                               "GetFileType",
@@ -109,9 +96,6 @@ std::size_t CountUnreadPackages(const Observation& run) {
   return unread;
 }
 
-// A removal looks twice at everything: one failure is caught by the other look.
-constexpr std::size_t kLooks = 2;
-
 /// Whether another process put an INF of these bytes where the target's was, to be taken for it.
 bool WasGivenByOthers(const Observation& run, const model::Bytes& inf) {
   return run.OthersDid("-inf") && model::ReadWholeFile(run.after.files, kTargetInf) == inf;
@@ -124,7 +108,7 @@ Violations CheckProvenActivation(const Observation& run) {
   // Of two roots one was not seen.
   const bool oneUnseen =
       InstalledRoots(run.after).size() > 1 && OnlyPresentRoot(run.after) == nullptr;
-  if (oneUnseen && CountUnseenRoots(run) > 0) return {};
+  if (oneUnseen && run.CountUnseenRoots() > 0) return {};
   if (auto why = WhyNotRunning(run.after, kTargetVersion)) return {*why};
   const auto target = model::ReadWholeFile(run.before.files, kTargetInf);
   const model::Device& root = *OnlyPresentRoot(run.after);
@@ -139,12 +123,12 @@ Violations CheckProvenActivation(const Observation& run) {
 Violations CheckProvenRemoval(const Observation& run) {
   if (run.command != Command::Remove || run.run.killed || run.run.status != 0) return {};
   Violations found;
-  if (!InstalledRoots(run.after).empty() && CountUnseenRoots(run) < kLooks) {
+  if (!InstalledRoots(run.after).empty() && run.CountUnseenRoots() < kLooksOfRemoval) {
     found.push_back("an installed root is left");
   }
   const auto target = model::ReadWholeFile(run.before.files, kTargetInf);
   const bool another = target && run.OthersDid("-inf");  // the removal was of what it then found
-  if (target && !another && CountUnreadPackages(run) < kLooks &&
+  if (target && !another && CountUnreadPackages(run) < kLooksOfRemoval &&
       CountPackagesWithInf(run.after, *target) != 0) {
     found.push_back("a package with the INF's bytes is left");
   }

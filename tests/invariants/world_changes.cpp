@@ -171,7 +171,7 @@ Violations CheckUntouched(const Observation& run) {
 }
 
 Violations CheckPackagesAfterRoots(const Observation& run) {
-  if (InstalledRoots(run.after).empty()) return {};
+  if (InstalledRoots(run.after).empty() || run.CountUnseenRoots() >= kLooksOfRemoval) return {};
   for (const model::PublishedPackage& package : run.before.store.packages) {
     if (run.after.store.Find(package.publishedInf) == nullptr) {
       return {ToUtf8(package.publishedInf) + " was uninstalled while a root remains"};

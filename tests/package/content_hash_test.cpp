@@ -63,6 +63,22 @@ TEST(HashFileSha256, HashesTheBytesActuallyRead) {
             (std::vector<std::string>{"65536", "1"}));
 }
 
+TEST(HashFileSha256, RefusesAReadThatEndsBeforeTheFile) {
+  for (const std::uint32_t nth : {1U, 2U}) {
+    Machine machine = MachineWithInf(std::string(131072, 'x'));
+    Process process(machine);
+    Fault end;
+    end.call = "ReadFile";
+    end.first = end.last = nth;
+    end.kind = FaultKind::Short;  // to nothing: the call succeeds
+    process.faults = {end};
+    std::u16string digest = u"left over";
+    EXPECT_FALSE(HashFileSha256(kInfPath, nullptr, digest)) << nth;
+    EXPECT_EQ(digest, u"");
+    EXPECT_TRUE(NothingIsOpen(process));
+  }
+}
+
 TEST(HashFileSha256, CoversTheWholeFileWhereverItsPositionStands) {
   Machine machine = MachineWithInf("abc");
   Process process(machine);
