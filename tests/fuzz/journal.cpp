@@ -88,7 +88,8 @@ void Check(std::u16string_view text) {
     Require(ParseActivationState(SerializeActivationState(state), again), "accepted once more");
     Require(again == state, "the same once more");
   }
-  CheckStorage(state);
+  // A file with a NUL is refused before its text is parsed, and no id of the platform has one.
+  if (text.find(u'\0') == text.npos) CheckStorage(state);
 }
 
 }  // namespace
