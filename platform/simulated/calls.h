@@ -58,9 +58,9 @@ struct Fault {
   FaultKind kind = FaultKind::Fail;
   std::uint32_t error = ERROR_GEN_FAILURE;  // in the call's own kind of code
   std::uint64_t amount = 0;
-  std::function<void(Machine&)> change;
-  std::string changeName;               // for whoever judges the run
-  std::shared_ptr<const Machine> past;  // what the call does to it is lost
+  std::function<void(Machine&)> change = {};
+  std::string changeName = {};               // for whoever judges the run
+  std::shared_ptr<const Machine> past = {};  // what the call does to it is lost
 };
 
 inline constexpr std::uint32_t kEveryLaterCall = std::numeric_limits<std::uint32_t>::max();
