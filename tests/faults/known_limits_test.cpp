@@ -74,4 +74,27 @@ TEST(KnownLimits, ARecordIsBelievedGoneWhenItsDeletionSaysSo) {
   EXPECT_FALSE(OwnedRecords(machine).empty());
 }
 
+TEST(KnownLimits, RecordsOfAListThatIsSaidToBeAbsentStay) {
+  Machine machine = model::InstalledMachine();
+  const std::size_t records = OwnedRecords(machine).size();
+  const RunResult run = RunWith(machine, Command::Remove, "RegOpenKeyExW#1+:fail=0x2");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(OwnedRecords(machine).size(), records);
+}
+
+TEST(KnownLimits, AShowThatTheDriverFeignsIsBelieved) {
+  Machine hidden = FindScenario("resume-endpoints@hidden-by-crash").start->machine;
+  const std::size_t before = OnlyPresentRoot(hidden)->hidden.size();
+  ASSERT_GT(before, 0U);
+  const RunResult run = RunWith(hidden, Command::ResumeEndpoints, "DeviceIoControl#2+:lie");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(OnlyPresentRoot(hidden)->hidden.size(), before);
+}
+
+TEST(KnownLimits, AKilledProcessLeavesItsPrivateCopy) {
+  Machine machine = model::OutdatedMachine();
+  RunWith(machine, Command::Install, "UpdateDriverForPlugAndPlayDevicesW#1:kill-before");
+  EXPECT_EQ(SnapshotFolders(machine).size(), 1U);
+}
+
 }  // namespace vorn::tests

@@ -132,6 +132,8 @@ Undisturbed RunUndisturbed(const Scenario& scenario, const Look& look) {
     undisturbed.places.push_back({name, ++counts[name], site, false, notes.newWorlds[i]});
   }
   MarkRepeats(run.calls, undisturbed.places);
+  for (const CallRecord& call : run.calls)
+    undisturbed.answers = undisturbed.answers * 31 + SeedOf(TextOf(call));
   return undisturbed;
 }
 

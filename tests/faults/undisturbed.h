@@ -29,6 +29,9 @@ struct CallPlace {
 struct Undisturbed {
   std::vector<CallPlace> places;  // in the order of the calls
   int status = 0;
+  // Of all calls, arguments and results: machines of one number answer the command alike, and the
+  // same faults lead it the same way.
+  std::uint64_t answers = 0;
 };
 
 /// What to look for beside the calls; each takes time.
