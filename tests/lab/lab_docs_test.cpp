@@ -3,6 +3,7 @@
 
 #include "tests/lab/temporary_folder.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <regex>
 #include <set>
@@ -20,15 +21,24 @@ fs::path SourceFolder() {
   return folder;
 }
 
+void AddWords(const std::string& text, std::set<std::string>& words) {
+  const std::regex word("[A-Za-z0-9-]+");
+  for (std::sregex_iterator each(text.begin(), text.end(), word), end; each != end; ++each)
+    words.insert(each->str());
+}
+
 /// The words of the text's code spans and indented lines.
 std::set<std::string> WordsOfCode(const std::string& text) {
   std::set<std::string> words;
-  const std::regex code("`[^`]*`|(^|\n)    [^\n]*");
-  const std::regex word("[A-Za-z0-9-]+");
-  for (std::sregex_iterator span(text.begin(), text.end(), code), end; span != end; ++span) {
-    const std::string content = span->str();
-    for (std::sregex_iterator each(content.begin(), content.end(), word); each != end; ++each)
-      words.insert(each->str());
+  bool code = false;
+  for (std::size_t from = 0; from <= text.size(); code = !code) {
+    const std::size_t to = std::min(text.find('`', from), text.size());
+    if (code) AddWords(text.substr(from, to - from), words);
+    from = to + 1;
+  }
+  for (std::size_t from = text.find("\n    "); from != std::string::npos;
+       from = text.find("\n    ", from + 1)) {
+    AddWords(text.substr(from, text.find('\n', from + 1) - from), words);
   }
   return words;
 }
