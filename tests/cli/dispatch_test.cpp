@@ -52,6 +52,14 @@ std::string Joined(const Arguments& arguments) {
   return text;
 }
 
+/// A fresh install of the sample package, proven.
+void ExpectInstalled(const RunResult& run, Machine& machine) {
+  ExpectRun(run, kExitOk,
+            {Out("vorn_devnode: persisted protected pre-bind activation state"),
+             Out("vorn_devnode: Root\\VornAudio installed"),
+             {false, tests::ProvenLine(machine)}});
+}
+
 TEST(Dispatch, PrintsTheUsageWhenNoCommandFits) {
   const Arguments commandLines[] = {
       {},
@@ -84,6 +92,8 @@ TEST(Dispatch, PrintsTheUsageWithoutEvenAProgramName) {
   Machine machine = CleanMachine();
   Process process(machine);
   EXPECT_EQ(cli::Run({}), kExitUsage);
+  EXPECT_EQ(process.console.size(), kUsage.size());
+  EXPECT_EQ(process.ErrorOutput(), u"");
 }
 
 TEST(Dispatch, TakesCommandWordsInAnyCase) {
@@ -93,7 +103,8 @@ TEST(Dispatch, TakesCommandWordsInAnyCase) {
   }
   for (const char16_t* const word : {u"install", u"INSTALL", u"Install", u"iNsTaLl"}) {
     Machine machine = CleanMachine();
-    EXPECT_EQ(RunCommand(machine, {word, kSampleInf}).status, kExitOk) << ToUtf8(word);
+    SCOPED_TRACE(ToUtf8(word));
+    ExpectInstalled(RunCommand(machine, {word, kSampleInf}), machine);
   }
 }
 
@@ -113,8 +124,7 @@ TEST(Dispatch, IgnoresFurtherWordsBehindCommandsWithoutArguments) {
 TEST(Dispatch, IgnoresArgumentsBehindTheInfOfTheCurrentAudit) {
   Machine machine = InstalledMachine();
   const RunResult run = RunCommand(machine, {u"audit-current", kSampleInf, u"x", u"y"});
-  EXPECT_EQ(run.status, kExitOk);
-  EXPECT_EQ(ToUtf8(run.output), tests::ProvenLine(machine));
+  ExpectRun(run, kExitOk, {{false, tests::ProvenLine(machine)}});
 }
 
 // ------------------------------------------------------------------------------------------------
@@ -168,13 +178,13 @@ TEST(DispatchInstall, HasNoDefaultStatePathForAnInfInADriveRoot) {
 TEST(DispatchInstall, HasTheDriveRootForTheStateOfAnInfOneFolderDeep) {
   Machine machine = CleanMachine();
   platform::simulated::WritePackage(machine.files, u"C:\\driver", {});
-  EXPECT_EQ(RunCommand(machine, {u"install", u"C:\\driver\\vorn_audio.inf"}).status, kExitOk);
+  ExpectInstalled(RunCommand(machine, {u"install", u"C:\\driver\\vorn_audio.inf"}), machine);
   EXPECT_TRUE(tests::JournalIn(machine, u"C:\\.vorn-driver-activation-state").has_value());
 }
 
 TEST(DispatchInstall, DerivesTheDefaultStatePathFromTheInfAsTyped) {
   Machine machine = CleanMachine();
-  EXPECT_EQ(RunCommand(machine, {u"install", u"c:\\PKG\\Driver\\VORN_AUDIO.INF"}).status, kExitOk);
+  ExpectInstalled(RunCommand(machine, {u"install", u"c:\\PKG\\Driver\\VORN_AUDIO.INF"}), machine);
   EXPECT_TRUE(tests::JournalIn(machine, kSampleJournal).has_value());
 }
 
@@ -226,8 +236,7 @@ TEST(DispatchVerify, TakesTheStatePathOfTheProgramsFolderByDefault) {
   const auto state = UpdateTarget(machine);
   tests::PutJournal(machine, state, u"C:\\Program Files\\VORN\\.vorn-driver-activation-state");
   const RunResult run = RunCommand(machine, {u"verify", u"26.8.10.5", u"08/10/2026"});
-  EXPECT_EQ(run.status, kExitOk);
-  EXPECT_EQ(ToUtf8(run.output), tests::ProvenLine(machine));
+  ExpectRun(run, kExitOk, {{false, tests::ProvenLine(machine)}});
 }
 
 TEST(DispatchVerify, DoesNotAskForTheProgramsPathWhenAStatePathIsGiven) {
