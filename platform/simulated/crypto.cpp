@@ -144,6 +144,7 @@ NTSTATUS BCryptCreateHash(BCRYPT_ALG_HANDLE algorithm, BCRYPT_HASH_HANDLE* hash,
       [&](const CallFaults&) -> NTSTATUS {
         if (!IsAlgorithm(algorithm)) return STATUS_INVALID_HANDLE;
         if (hash == nullptr) return STATUS_INVALID_PARAMETER;
+        if (object == nullptr && objectSize != 0) return STATUS_INVALID_PARAMETER;  // assumed
         // Windows 7 and later allocate the object themselves when none is given (documented).
         const bool ownObject = object == nullptr && objectSize == 0;
         if (!ownObject && objectSize < kHashObjectBytes) return STATUS_BUFFER_TOO_SMALL;

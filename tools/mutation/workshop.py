@@ -87,14 +87,19 @@ class Workshop:
         for name in PROGRAMS:
             self.parts[name] = self._sources(f"tests/{name}")
 
+    def _common_header(self, source):
+        """The standard headers are compiled in advance; the model's options fit none of them."""
+        if source.startswith("platform/"):
+            return None
+        return self.built / ("tests.h" if source.startswith("tests/") else "standard.h")
+
     def compile_command(self, source, target, search):
         """`search` are the folders of includes, relative to where the compiler runs."""
-        tests = source.startswith("tests/")
         model = source.startswith("platform/")
-        header = self.built / ("tests.h" if tests else "standard.h")
-        optimisation = "-O2" if model else "-O0"
-        return (["g++", *FLAGS, optimisation, *([] if tests or model else CHECKED)]
-                + ([] if model else ["-include", header])
+        header = self._common_header(source)
+        checked = CHECKED if header and header.name == "standard.h" else []
+        return (["g++", *FLAGS, "-O2" if model else "-O0", *checked]
+                + (["-include", header] if header else [])
                 + [f"-I{folder}" for folder in search] + ["-c", source, "-o", target])
 
     def link_command(self, part, objects, target, folders):
@@ -134,7 +139,7 @@ class Workshop:
             for source, target in zip(sources, objects):
                 target.parent.mkdir(parents=True, exist_ok=True)
                 build(target, "compile", [source], self.compile_command(source, target, ["."]),
-                      [self.built / "standard.h.gch", self.built / "tests.h.gch"])
+                      [f"{header}.gch" for header in [self._common_header(source)] if header])
             library = part in ("logic", "model", "support")
             build(self.target_of(part, self.built), "run", objects,
                   self.link_command(part, objects, self.target_of(part, self.built), [self.built]),
