@@ -201,6 +201,13 @@ bool Attacker::TryWrite(std::u16string_view path, std::string_view content) {
   return true;
 }
 
+bool Attacker::TryGrow(std::u16string_view path, std::uint64_t size) {
+  const Named named = Find(path);
+  if (!MayOpen(named, platform::FILE_WRITE_DATA, kShareAll)) return false;
+  const Node& node = files_.nodes.Get(named.node);
+  return !node.directory && FileSize(node) < size && ResizeContent(files_, named.node, size);
+}
+
 bool Attacker::TryHold(std::u16string_view path, std::uint32_t access, std::uint32_t share) {
   if (!MayOpen(Find(path), access, share)) return false;
   HoldOpen(files_, path, access, share);

@@ -58,6 +58,9 @@ class Attacker {
   /// Gives a file new content, in place.
   bool TryWrite(std::u16string_view path, std::string_view content);
 
+  /// Appends zeros up to that size.
+  bool TryGrow(std::u16string_view path, std::uint64_t size);
+
   /// Opens a file or folder and keeps it open.
   bool TryHold(std::u16string_view path, std::uint32_t access, std::uint32_t share);
 

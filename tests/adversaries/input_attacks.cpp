@@ -85,10 +85,8 @@ std::vector<Attack> InfAttacks() {
               [](Attacker& user) { return user.TryHold(kInf, platform::DELETE, kShareAll); }),
       Refused("INF held open without sharing", u"00000020", "it cannot be read",
               [](Attacker& user) { return user.TryHold(kInf, platform::FILE_READ_DATA, 0); }),
-      Harmless("INF grown by 5 MiB", "over 4 MiB it is refused, after the copy it does not matter",
-               [](Attacker& user) {
-                 return user.TryWrite(kInf, std::string(std::size_t{5} << 20, ';'));
-               }),
+      Harmless("INF grown to 5 MiB", "over 4 MiB it is refused, after the copy it does not matter",
+               [](Attacker& user) { return user.TryGrow(kInf, std::uint64_t{5} << 20); }),
       Refused("catalog exchanged for a twin's", u"", "the installer's own check of the catalog",
               [](Attacker& user) {
                 return user.TryWrite(

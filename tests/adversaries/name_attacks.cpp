@@ -1,7 +1,10 @@
 // Attacks by the text of a path alone: what Windows would read as something else.
 
+#include "platform/files.h"
 #include "platform/simulated/file_system.h"
 #include "tests/adversaries/attack.h"
+
+#include <cstring>
 
 namespace vorn::tests {
 
@@ -101,6 +104,39 @@ Attack StateRow(const NameRow& row) {
   return attack;
 }
 
+/// A page of a folder's listing with these names of plain files.
+Bytes ListingOf(const std::vector<std::u16string>& names) {
+  constexpr std::size_t kRoomForName = 64;  // keeps the records aligned
+  constexpr std::size_t kRecordSize = sizeof(platform::FILE_ID_BOTH_DIR_INFO) + kRoomForName;
+  Bytes page(names.size() * kRecordSize);
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    platform::FILE_ID_BOTH_DIR_INFO record = {};
+    record.NextEntryOffset = i + 1 < names.size() ? std::uint32_t{kRecordSize} : 0;
+    record.FileAttributes = platform::FILE_ATTRIBUTE_ARCHIVE;
+    record.FileNameLength = static_cast<std::uint32_t>(names[i].size() * sizeof(char16_t));
+    std::uint8_t* start = page.data() + i * kRecordSize;
+    std::memcpy(start, &record, sizeof record);
+    std::memcpy(start + sizeof record, names[i].data(), record.FileNameLength);
+  }
+  return page;
+}
+
+/// In a folder that tells case apart, as a user may make his own. The volume here does not, so that
+/// both names open one file; what matters is that both are listed.
+Attack CaseTwins() {
+  Attack attack;
+  attack.name = "folder that lists two names which differ in case only";
+  attack.expectation = Expectation::Refused;
+  attack.why = "the private copy cannot have both names";
+  attack.jobs = JobsWithInf();
+  attack.answers = SnapshotRefused(u"000000B7");
+  attack.prepare = [](Machine& machine) {
+    NodeAt(machine.files, kPackageFolder).reportedPages = {
+        ListingOf({u"VORN_AUDIO.INF", u"vorn_audio.cat", u"vorn_audio.inf", u"vorn_audio.sys"})};
+  };
+  return attack;
+}
+
 /// Other names of the journal itself.
 std::vector<Attack> StateAliases() {
   Attack alias;
@@ -159,6 +195,7 @@ std::vector<Attack> NameAttacks() {
   };
   attacks.push_back(twin);
 
+  attacks.push_back(CaseTwins());
   for (const NameRow& row : kStateRows)
     attacks.push_back(StateRow(row));
   for (Attack& attack : StateAliases())
