@@ -239,7 +239,7 @@ TEST(DeferredSwitch, LooksForThePreviousPackageOnlyWhenItIsNeeded) {
 TEST(DeferredSwitch, SelectsNoPreviousPackageWhenTheWindowsFolderIsUnknown) {
   Machine machine = OutdatedMachine();
   MakeSampleDefer(machine);
-  const RunResult run = Install(machine, {.faults = {FailCall("GetWindowsDirectoryW", 1, 5)}});
+  const RunResult run = Install(machine, {.faults = {FailingCall("GetWindowsDirectoryW", 5)}});
   ExpectRun(run, kExitHotSwapFailed,
             {kPersisted,
              Err("vorn_devnode: previous driver package selection is unknown (\"oem3.inf\"); "
