@@ -93,6 +93,10 @@ TEST(Utf8, PairsNothingWithTheNeighboursOfSurrogates) {
 
 TEST(Utf8, ReplacesMalformedSequences) {
   EXPECT_EQ(ToUtf16("\xFF"), u"\uFFFD");
+  EXPECT_EQ(ToUtf16("\x80"), u"\uFFFD");
+  EXPECT_EQ(ToUtf16("\xBF"), u"\uFFFD");
+  EXPECT_EQ(ToUtf16("\xC1\x80"), u"\uFFFD\uFFFD");
+  EXPECT_EQ(ToUtf16("\xF5\x80\x80\x80"), u"\uFFFD\uFFFD\uFFFD\uFFFD");
   EXPECT_EQ(ToUtf16("\xC3"), u"\uFFFD");  // cut off
   EXPECT_EQ(ToUtf16("\xC3"
                     "a"),

@@ -57,6 +57,7 @@ TEST(CutLastComponent, KeepsWhatStandsBeforeTheLastSeparatorOfEitherKind) {
   EXPECT_EQ(CutLastComponent(u"C:/pkg/vorn_audio.inf"), u"C:/pkg");
   EXPECT_EQ(CutLastComponent(u"C:\\pkg/vorn_audio.inf"), u"C:\\pkg");
   EXPECT_EQ(CutLastComponent(u"C:\\pkg\\"), u"C:\\pkg");
+  EXPECT_EQ(CutLastComponent(u"C:\\PROGRA~1\\x~y"), u"C:\\PROGRA~1");
   EXPECT_EQ(CutLastComponent(u"C:\\vorn_audio.inf"), u"C:");
 }
 

@@ -7,6 +7,13 @@ namespace {
 
 using namespace platform::simulated;
 
+TEST(FileNameComponent, IsWhatFollowsTheLastSeparator) {
+  EXPECT_EQ(FileNameComponent(u"C:\\a/b\\vorn~1.inf"), u"vorn~1.inf");
+  EXPECT_EQ(FileNameComponent(u"C:\\a\\b/x.inf"), u"x.inf");
+  EXPECT_EQ(FileNameComponent(u"x.inf"), u"x.inf");
+  EXPECT_EQ(FileNameComponent(u"C:\\"), u"");
+}
+
 TEST(OriginalNames, AreThoseOfThePublishedPackage) {
   Machine machine = tests::BareMachine();
   tests::Publish(machine, u"oem3.inf", tests::SoundInf(), u"before.inf", u"before.cat");
@@ -23,6 +30,7 @@ TEST(OriginalNames, AreNotKnownWhenEitherCallFails) {
     Machine machine = tests::BareMachine();
     tests::Publish(machine, u"oem3.inf", tests::SoundInf());
     Process process(machine);
+    process.logCalls = true;
     Fault fault;
     fault.call = call;
     fault.last = kEveryLaterCall;
@@ -30,6 +38,7 @@ TEST(OriginalNames, AreNotKnownWhenEitherCallFails) {
     std::u16string inf;
     std::u16string catalog;
     EXPECT_FALSE(QueryOriginalNames(u"C:\\Windows\\INF\\oem3.inf", inf, catalog)) << call;
+    EXPECT_EQ(process.calls.back().name, call) << "nothing is asked with an answer missing";
   }
 }
 

@@ -73,6 +73,15 @@ TEST_F(PackageSnapshot, RefusesATemporaryFolderThatIsMissingOrUnknown) {
   ExpectRefused("00000008");
 }
 
+TEST_F(PackageSnapshot, GoesBeforeTheNextIsMade) {
+  ASSERT_TRUE(AcquirePackageSnapshot(kInf));
+  std::vector<std::u16string> left = {u"never listed"};
+  ChangeBefore("BCryptGenRandom", 1,
+               [&left](sim::Machine& now) { left = sim::ListFolder(now.files, u"C:\\Temp"); });
+  ASSERT_TRUE(AcquirePackageSnapshot(kInf));
+  EXPECT_EQ(left, std::vector<std::u16string>{});
+}
+
 TEST_F(PackageSnapshot, NeverTakesAnExistingFolder) {
   const std::uint64_t random = machine.randomState;
   ASSERT_TRUE(AcquirePackageSnapshot(kInf));
