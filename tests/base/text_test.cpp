@@ -103,6 +103,7 @@ TEST(Utf8, ReplacesMalformedSequences) {
             u"\uFFFDa");
   EXPECT_EQ(ToUtf16("\xE0\x80\x80"), u"\uFFFD");  // longer than it needs to be
   EXPECT_EQ(ToUtf16("\xED\xA0\x80"), u"\uFFFD");  // a surrogate
+  EXPECT_EQ(ToUtf16("\xED\xBF\xBF"), u"\uFFFD");  // the last of them
   EXPECT_EQ(ToUtf16("\xF4\x90\x80\x80"), u"\uFFFD");
 }
 

@@ -52,5 +52,11 @@ TEST_F(InfFields, OfAKeyAreReadIfTheyAreAtMostSoLong) {
   EXPECT_EQ(text, u"");
 }
 
+TEST_F(InfFields, OfAKeyAreNotReadWhenTheirSizeIsNoneThatMayBe) {
+  process.logCalls = true;
+  EXPECT_FALSE(ReadKeyedField(inf.Get(), u"Version", u"DriverVer", 1, 9, text));
+  EXPECT_EQ(tests::CallsOf(process, "SetupGetStringFieldW").size(), 1U);
+}
+
 }  // namespace
 }  // namespace vorn

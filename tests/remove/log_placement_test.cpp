@@ -217,6 +217,20 @@ TEST_F(LogPlacement, LosesMessagesOnlyAsLongAsTheFileIsLocked) {
   EXPECT_TRUE(LogsAMessage());
 }
 
+TEST_F(LogPlacement, IsHeldForReadingWhileOthersReadAndWrite) {
+  PlaceRemovalLog(kInf);
+  process.logCalls = true;
+  EXPECT_TRUE(LogsAMessage());
+  int opens = 0;
+  for (const CallRecord& call : tests::CallsOf(process, "NtCreateFile")) {
+    if (call.Argument("ObjectName") != "vorn_devnode.log") continue;
+    ++opens;
+    EXPECT_EQ(call.Argument("DesiredAccess"), "0x80120000");
+    EXPECT_EQ(call.Argument("ShareAccess"), "0x3");
+  }
+  EXPECT_GT(opens, 0);
+}
+
 TEST_F(LogPlacement, LetsOthersReadAndAppendMeanwhile) {
   PutFile(machine.files, kLogPath, "old\r\n");
   HoldOpen(machine.files, kLogPath, platform::FILE_READ_DATA | platform::FILE_APPEND_DATA,
