@@ -2,9 +2,9 @@
 // prints what came of each row and of all.
 //
 // VORN_ADVERSARIES_FULL=1 tries each attack before every call; without it the moments are a fixed
-// selection. VORN_ADVERSARIES_SAMPLE=n replays every nth of what Windows lets happen, and the first
-// of each row and command. VORN_ADVERSARIES_TABLE=<file> writes the rows as they stand in
-// docs/adversaries.md.
+// selection. VORN_ADVERSARIES_SAMPLE=n replays every nth of what Windows lets happen, the first
+// of each row and command, and all of a known limit. VORN_ADVERSARIES_TABLE=<file> writes the rows
+// as they stand in docs/adversaries.md.
 
 #include "base/text.h"
 #include "tests/adversaries/attack_run.h"
@@ -66,8 +66,10 @@ class Row {
     const std::vector<std::uint64_t> acting = command.MomentsThatLetItHappen(moments);
     tally_ += {calls.size(), moments.size(), acting.size(), 0, 0, 0, {}};
     CheckStart(job, acting);
-    const std::size_t every =
-        std::max<std::size_t>(1, EnvironmentNumber("VORN_ADVERSARIES_SAMPLE"));
+    // A known limit may show at a single moment, which no sample may leave out.
+    const bool limited = attack_.expectation == Expectation::KnownLimit;
+    const std::size_t sample = EnvironmentNumber("VORN_ADVERSARIES_SAMPLE");
+    const std::size_t every = limited ? 1 : std::max<std::size_t>(1, sample);
     for (std::size_t i = 0; i < acting.size(); i += every)
       Replay(command, job, acting[i], acting[i] == 1);
   }
