@@ -520,6 +520,7 @@ TEST(CatalogSnapshotCalls, AskForTheseFlowsStatesAndInterfaces) {
     }
     if (call.name == "IMMDevice::Activate") {
       EXPECT_EQ(call.Argument("iid"), "{2A07407E-6497-4A18-9787-32F79BD0D98F}");
+      EXPECT_EQ(call.Argument("context"), "0x17");
     }
     if (call.name == "IMMDevice::OpenPropertyStore") {
       EXPECT_EQ(call.Argument("access"), "0x0");

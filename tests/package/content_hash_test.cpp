@@ -120,6 +120,19 @@ TEST(HashFileSha256, FailsWithoutAFile) {
   EXPECT_TRUE(CallsOf(process, "BCryptOpenAlgorithmProvider").empty());
 }
 
+TEST(HashFileSha256, AsksNothingOfAProviderThatDoesNotOpen) {
+  Machine machine = MachineWithInf("abc");
+  Process process(machine);
+  process.logCalls = true;
+  Fault fault;
+  fault.call = "BCryptOpenAlgorithmProvider";
+  process.faults = {fault};
+  std::u16string digest;
+  EXPECT_FALSE(HashFileSha256(kInfPath, nullptr, digest));
+  EXPECT_TRUE(CallsOf(process, "BCryptGetProperty").empty());
+  EXPECT_TRUE(CallsOf(process, "BCryptCreateHash").empty());
+}
+
 TEST(HashFileSha256, AsksTheProviderForItsSizesAndUsesThem) {
   Machine machine = MachineWithInf("abc");
   Process process(machine);

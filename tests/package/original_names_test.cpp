@@ -42,5 +42,20 @@ TEST(OriginalNames, AreNotKnownWhenEitherCallFails) {
   }
 }
 
+TEST(OriginalNames, AreNotAskedForWithoutARecordThatCanHoldThem) {
+  Machine machine = tests::BareMachine();
+  tests::Publish(machine, u"oem3.inf", tests::SoundInf());
+  Process process(machine);
+  process.logCalls = true;
+  Fault fault;
+  fault.call = "SetupGetInfInformationW";
+  fault.kind = FaultKind::SucceedWithoutEffect;
+  process.faults = {fault};
+  std::u16string inf;
+  std::u16string catalog;
+  EXPECT_FALSE(QueryOriginalNames(u"C:\\Windows\\INF\\oem3.inf", inf, catalog));
+  EXPECT_TRUE(tests::CallsOf(process, "SetupQueryInfOriginalFileInformationW").empty());
+}
+
 }  // namespace
 }  // namespace vorn
