@@ -174,6 +174,66 @@ TEST(Checkers, ObjectToWritingElsewhere) {
   }
 }
 
+TEST(Checkers, ObjectToOtherKeysOfTheRegistry) {
+  for (const char* name : {"install@clean", "remove@installed", "verify@activated"}) {
+    Episode added(name);
+    ASSERT_TRUE(added.By(&CheckOwnedPlaces).empty()) << name;
+    model::PutDword(added.after.registry, u"SOFTWARE\\VORN\\Audio", u"Left", 1);
+    EXPECT_FALSE(added.By(&CheckOwnedPlaces).empty()) << name;
+    Episode beside(name);
+    model::PutDword(beside.after.registry, u"SOFTWARE\\Microsoft", u"Left", 1);
+    EXPECT_FALSE(beside.By(&CheckOwnedPlaces).empty()) << name;
+  }
+}
+
+TEST(Checkers, ObjectToASecondFinalLine) {
+  Episode run("install@outdated");
+  run.result.console.push_back({false, u"vorn_devnode: RESULT=OK - once more\n"});
+  EXPECT_FALSE(run.By(&CheckFinalLine).empty());
+}
+
+TEST(Checkers, ExcuseOnlyWhatAFaultCanExplain) {
+  // One failed close explains one handle, of its kind.
+  Episode open("verify@activated");
+  model::Fault close;
+  close.call = "CloseHandle";
+  open.faults = {close};
+  open.result.openObjects[model::ObjectKind::Handle] = 1;
+  EXPECT_TRUE(open.By(&CheckNothingLeft).empty());
+  open.result.openObjects[model::ObjectKind::Handle] = 2;
+  EXPECT_FALSE(open.By(&CheckNothingLeft).empty());
+  open.result.openObjects = {{model::ObjectKind::DeviceInfoList, 1}};
+  EXPECT_FALSE(open.By(&CheckNothingLeft).empty());
+  // A record whose deletion was feigned explains one record without a warning.
+  Episode record("remove@installed");
+  model::Fault feigned;
+  feigned.call = "NtDeleteKey";
+  feigned.kind = model::FaultKind::SucceedWithoutEffect;
+  record.faults = {feigned};
+  record.after.registry = model::InstalledMachine().registry;
+  EXPECT_FALSE(record.By(&CheckProvenRemoval).empty());
+  // Somebody else's act on the INF explains no change elsewhere.
+  Episode swapped("install@outdated");
+  model::Fault swap;
+  swap.kind = model::FaultKind::Change;
+  swap.changeName = "swap-inf";
+  swapped.faults = {swap};
+  model::PutFile(swapped.after.files, u"C:\\Windows\\notes.txt", "x");
+  EXPECT_FALSE(swapped.By(&CheckOwnedPlaces).empty());
+}
+
+TEST(Checkers, FindInTheLogWhatAFailingConsoleSwallowed) {
+  Episode run("install@outdated");
+  model::Fault swallowed;
+  swallowed.call = "fputws";
+  swallowed.last = model::kEveryLaterCall;
+  run.faults = {swallowed};
+  run.result.console.clear();
+  EXPECT_TRUE(run.By(&CheckFinalLine).empty());
+  run.result.calls.clear();  // without the log nothing is excused
+  EXPECT_FALSE(run.By(&CheckFinalLine).empty());
+}
+
 TEST(Checkers, ObjectToALookThatChanges) {
   Episode run("verify@activated");
   RootOf(run.after).hidden.insert({0, 0});
@@ -204,7 +264,9 @@ TEST(ReplayText, IsReadAsItWasWritten) {
         "UpdateDriverForPlugAndPlayDevicesW#1:restart", "ReadFile#7:change=swap-inf",
         "IMMDevice::GetId#2:fail=0x8007000E", "Sleep#1:kill-before", "WriteFile#1+:lie",
         "NtDeleteKey#5:effect-then-fail=0xC0000022", "NtCreateFile#1:take=3000",
-        "CloseHandle#9:kill-after"}) {
+        "CloseHandle#9:kill-after", "RegGetValueW#3:long=4096", "CM_Get_Child#4+:stale",
+        "CloseHandle#2:kill-before=rollback",
+        "SetupDiCallClassInstaller#1:change-after=vanishes"}) {
     EXPECT_EQ(ToText(ParsePlannedFault(text)), text);
   }
   EXPECT_THROW(ParsePlannedFault("nonsense"), std::invalid_argument);

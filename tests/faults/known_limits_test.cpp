@@ -33,6 +33,21 @@ TEST(KnownLimits, ARootWhoseHardwareIdsNeverReadIsNotSeenByARemoval) {
   EXPECT_EQ(InstalledRoots(machine).size(), 1U);
 }
 
+TEST(KnownLimits, ARootThatIsStillGoingIsTakenForGoneAfterOneUnreadHardwareId) {
+  int early = 0;
+  for (std::uint32_t nth = 1; nth <= 12; ++nth) {
+    Machine machine = FindScenario("remove@slow").start->machine;
+    const std::string fault =
+        "SetupDiGetDeviceRegistryPropertyW#" + std::to_string(nth) + ":fail=0xE000020B";
+    if (RunWith(machine, Command::Remove, fault).status != 0) continue;
+    if (InstalledRoots(machine).empty()) continue;
+    ++early;
+    model::Advance(machine, 10'000);
+    EXPECT_TRUE(InstalledRoots(machine).empty()) << nth;  // it goes all the same
+  }
+  EXPECT_GT(early, 0);
+}
+
 TEST(KnownLimits, APackageThatNeverHashesIsNotSeenByARemoval) {
   Machine machine = model::InstalledMachine();
   const auto target = model::ReadWholeFile(machine.files, kTargetInf);

@@ -47,6 +47,23 @@ void AddRow(std::ostringstream& text, const ShardReport& row) {
   text << line;
 }
 
+/// "N commands on 20 machines: 1 of 2 single, ...; violations found: 0".
+void AddSummary(std::ostringstream& text, const std::map<std::string, ShardReport>& sums) {
+  std::uint64_t violations = 0;
+  std::uint64_t runs = 0;
+  std::uint64_t machines = 0;
+  for (const auto& [phase, sum] : sums) {
+    violations += sum.violations;
+    runs += sum.runs;
+    machines = std::max(machines, sum.machines);
+  }
+  text << CommandLines().size() << " command forms on " << machines << " machines, " << runs
+       << " runs: ";
+  for (const auto& [phase, sum] : sums)
+    text << phase << ' ' << sum.runs << " of " << sum.distinct << ", ";
+  text << "violations found: " << violations << '\n';
+}
+
 }  // namespace
 
 void SetReportFolder(const std::string& testProgram) {
@@ -84,6 +101,7 @@ void PrintJoinedReport() {
   }
   for (const auto& [phase, sum] : sums)
     AddRow(text, sum);
+  AddSummary(text, sums);
   text << "Of the distinct runs, those that were not made were left out by repeatable sampling.\n";
   std::ofstream(Folder() / "report.txt") << text.str();
   std::fputs(text.str().c_str(), stdout);

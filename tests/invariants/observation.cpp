@@ -1,6 +1,7 @@
 #include "tests/invariants/observation.h"
 
 #include "base/text.h"
+#include "tests/invariants/machine_view.h"
 
 #include <algorithm>
 
@@ -8,6 +9,9 @@ namespace vorn::tests {
 
 using platform::simulated::CallRecord;
 using platform::simulated::ConsoleWrite;
+using platform::simulated::Device;
+using platform::simulated::Event;
+using platform::simulated::EventKind;
 using platform::simulated::Fault;
 using platform::simulated::FaultKind;
 
@@ -57,6 +61,18 @@ std::size_t Observation::CountUnseenRoots() const {
   }
   return unseen + Hits("SetupDiEnumDeviceInfo").size() +
          Hits("SetupDiGetClassDevsW", FaultKind::AnswerFromPast).size();
+}
+
+bool Observation::AreRootsOverlooked() const {
+  const std::vector<const Device*> roots = InstalledRoots(after);
+  const bool going = std::all_of(roots.begin(), roots.end(), [this](const Device* root) {
+    const auto& events = after.clock.events;
+    return std::any_of(events.begin(), events.end(), [root](const Event& event) {
+      return event.kind == EventKind::RemoveDevice &&
+             EqualsIgnoringCase(event.subject, root->instanceId);
+    });
+  });
+  return CountUnseenRoots() >= (going ? 1 : kLooksOfRemoval);
 }
 
 std::vector<ConsoleWrite> Observation::Console() const {

@@ -53,6 +53,11 @@ struct Observation {
   /// such a device is nobody's root. Needs the call log.
   std::size_t CountUnseenRoots() const;
 
+  /// Whether so many looks at the roots failed that a removal could not see those that are left. It
+  /// looks twice, so that one failure is caught; but when the device takes its time to go, the
+  /// first look that finds none ends the wait for it.
+  bool AreRootsOverlooked() const;
+
   /// What the program wrote to its console, in order; with a call log also what a failing console
   /// swallowed.
   std::vector<platform::simulated::ConsoleWrite> Console() const;

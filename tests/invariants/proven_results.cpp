@@ -123,7 +123,7 @@ Violations CheckProvenActivation(const Observation& run) {
 Violations CheckProvenRemoval(const Observation& run) {
   if (run.command != Command::Remove || run.run.killed || run.run.status != 0) return {};
   Violations found;
-  if (!InstalledRoots(run.after).empty() && run.CountUnseenRoots() < kLooksOfRemoval) {
+  if (!InstalledRoots(run.after).empty() && !run.AreRootsOverlooked()) {
     found.push_back("an installed root is left");
   }
   const auto target = model::ReadWholeFile(run.before.files, kTargetInf);

@@ -1,6 +1,7 @@
 // What a run may change of the world.
 
 #include "base/text.h"
+#include "platform/simulated/endpoint_builder.h"
 #include "platform/simulated/neighbours.h"
 #include "tests/invariants/checkers.h"
 #include "tests/invariants/machine_view.h"
@@ -120,6 +121,31 @@ bool IsOwnRecord(const Observation& run, std::u16string_view text) {
   return false;
 }
 
+/// Whether two keys and all below them have the same names and values, the endpoint records and
+/// the bare keys on the way to them aside.
+bool IsSameKey(const model::Registry& before, model::KeyId one, const model::Registry& after,
+               model::KeyId other, const std::u16string& path) {
+  constexpr std::u16string_view kRecords = model::kEndpointRecordsPath;
+  if (EqualsIgnoringCase(path, kRecords)) return true;
+  const model::Key& old = before.keys.at(one);
+  const model::Key& now = after.keys.at(other);
+  if (old.values != now.values) return false;
+  for (const model::KeyId child : now.children) {
+    const std::u16string& name = after.keys.at(child).name;
+    const std::u16string below = path.empty() ? name : path + u"\\" + name;
+    const auto same = FindChild(before, one, name);
+    if (!same && !StartsWith(kRecords, below)) return false;
+    if (same && !IsSameKey(before, *same, after, child, below)) return false;
+  }
+  return std::all_of(old.children.begin(), old.children.end(), [&](model::KeyId child) {
+    return FindChild(after, other, before.keys.at(child).name).has_value();
+  });
+}
+
+bool HasSameOtherKeys(const model::Registry& before, const model::Registry& after) {
+  return before == after || IsSameKey(before, before.localMachine, after, after.localMachine, u"");
+}
+
 /// Whether nothing at all changed of what neighbours have a part in; much cheaper than their
 /// description.
 bool HasSameParts(const Machine& before, const Machine& after) {
@@ -152,6 +178,9 @@ Violations CheckForeignParts(const Observation& run) {
 }
 
 Violations CheckOwnedPlaces(const Observation& run) {
+  if (!HasSameOtherKeys(run.before.registry, run.after.registry)) {
+    return {"the registry changed outside the endpoint records"};
+  }
   for (const std::u16string& path : ChangedPaths(run.before, run.after)) {
     if (!MayChange(run, path) && !MayOthersChange(run, path)) return {ToUtf8(path) + " changed"};
   }
@@ -171,7 +200,7 @@ Violations CheckUntouched(const Observation& run) {
 }
 
 Violations CheckPackagesAfterRoots(const Observation& run) {
-  if (InstalledRoots(run.after).empty() || run.CountUnseenRoots() >= kLooksOfRemoval) return {};
+  if (InstalledRoots(run.after).empty() || run.AreRootsOverlooked()) return {};
   for (const model::PublishedPackage& package : run.before.store.packages) {
     if (run.after.store.Find(package.publishedInf) == nullptr) {
       return {ToUtf8(package.publishedInf) + " was uninstalled while a root remains"};
