@@ -335,8 +335,9 @@ TEST(FreshInstall, TouchesNoDeviceWhenSomebodyTakesTheJournalsName) {
   Machine machine = CleanMachine();
   // The name is free when the journal is looked for, and taken when it is created.
   const auto take = [](Machine& world) { PutFile(world.files, kSampleJournal, "mine"); };
-  const Fault fault =
+  Fault fault =
       tests::ChangeBefore("ConvertStringSecurityDescriptorToSecurityDescriptorW", 2, take);
+  fault.changeName = "journal";
   ExpectRun(Install(machine, {.faults = {fault}}), kExitActivationStateBlocks,
             {Err("vorn_devnode: safe create(activation state) failed (error 0x000000B7)")});
   EXPECT_EQ(RootCount(machine), 0U);

@@ -12,6 +12,7 @@ namespace vorn::tests {
 namespace {
 
 constexpr std::u16string_view kPrefix = u"vorn_devnode: RESULT=";
+constexpr std::u16string_view kPruned = u"vorn_devnode: RESULT=DUPLICATE_CLEANUP_REBOOT";
 constexpr std::u16string_view kRetired = u"vorn_devnode: retained activation state matches";
 
 struct FinalLine {
@@ -20,14 +21,14 @@ struct FinalLine {
   int count = 0;
 };
 
-/// The last RESULT line. What the engine said of a retained journal that was then retired is not
-/// the outcome of the run.
+/// The last RESULT line. What the engine said of a retained journal that was then retired, and what
+/// the pruning of duplicates said, are not the outcome of the run.
 FinalLine FindFinalLine(const Observation& run) {
   FinalLine last;
   for (const auto& write : run.Console()) {
     const std::u16string_view text = write.text;
     if (text.starts_with(kRetired)) last = {};
-    if (!text.starts_with(kPrefix)) continue;
+    if (!text.starts_with(kPrefix) || text.starts_with(kPruned)) continue;
     const std::u16string_view rest = text.substr(kPrefix.size());
     last = {ToUtf8(rest.substr(0, rest.find(u' '))), write.error, last.count + 1};
   }
