@@ -386,6 +386,7 @@ INSTANTIATE_TEST_SUITE_P(
         LineCase{"zero", kCatalogCountLine, u"catalogCount=0", false},
         LineCase{"nothing", kCatalogCountLine, u"catalogCount=", false},
         LineCase{"21", kCatalogCountLine, u"catalogCount=21", false},
+        LineCase{"all lines that are left", kCatalogCountLine, u"catalogCount=6", false},
         LineCase{"beyond the text", kCatalogCountLine, u"catalogCount=20", false},
         LineCase{"leading zeros", kCatalogCountLine, u"catalogCount=003", true},
         LineCase{"leading blanks", kCatalogCountLine, u"catalogCount= \t\v\f\r3", true},
