@@ -1,10 +1,10 @@
 #include "catalog/catalog_snapshot.h"
 
 #include "base/check_result.h"
-#include "base/platform_owners.h"
 #include "catalog/endpoint_recognition.h"
 #include "catalog/endpoint_sets.h"
 #include "platform/audio_endpoints.h"
+#include "platform/owners.h"
 
 #include <cstdint>
 #include <optional>

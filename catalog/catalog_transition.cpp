@@ -2,7 +2,7 @@
 
 #include "base/text.h"
 #include "catalog/endpoint_sets.h"
-#include "control/endpoint_identity.h"
+#include "product/endpoint_identity.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -1,7 +1,7 @@
 #include "catalog/endpoint_sets.h"
 
 #include "base/text.h"
-#include "control/endpoint_identity.h"
+#include "product/endpoint_identity.h"
 
 #include <set>
 #include <string_view>

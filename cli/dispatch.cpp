@@ -1,16 +1,16 @@
 #include "cli/dispatch.h"
 
 #include "base/text.h"
-#include "cli/absolute_path.h"
-#include "cli/console.h"
 #include "cli/default_state_path.h"
-#include "control/resume_endpoints.h"
 #include "install/install_command.h"
+#include "privileged_input/absolute_path.h"
 #include "privileged_input/private_package.h"
 #include "privileged_input/protected_files.h"
-#include "remove/removal_log.h"
 #include "remove/remove_command.h"
+#include "report/console.h"
+#include "report/removal_log.h"
 #include "verify/audit_commands.h"
+#include "verify/resume_endpoints.h"
 #include "verify/verify_commands.h"
 
 #include <string_view>

@@ -4,7 +4,7 @@
 // paths that it needs, takes the private package snapshot where the command reads an INF, and calls
 // the command's routine.
 
-#include "cli/exit_status.h"
+#include "report/exit_status.h"
 
 #include <string>
 #include <vector>

@@ -1,8 +1,8 @@
 // The process's entry on Windows.
 
-#include "cli/console.h"
 #include "cli/dispatch.h"
 #include "platform/startup.h"
+#include "report/console.h"
 
 namespace {
 

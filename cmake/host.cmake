@@ -4,18 +4,18 @@ find_package(OpenSSL REQUIRED)
 include(CTest)
 
 add_library(vorn_logic STATIC ${VORN_LOGIC_SOURCES})
-target_link_libraries(vorn_logic PUBLIC vorn_options)
+target_link_libraries(vorn_logic PUBLIC vorn_base)
+vorn_instrument(vorn_base)
 vorn_instrument(vorn_logic)
 vorn_precompile(vorn_logic <string> <string_view> <vector> <map> <memory> <optional> <variant>)
 
 file(GLOB VORN_SIMULATED_SOURCES CONFIGURE_DEPENDS platform/simulated/*.cpp)
 add_library(vorn_simulated STATIC ${VORN_SIMULATED_SOURCES})
-target_link_libraries(vorn_simulated PUBLIC vorn_options vorn_logic PRIVATE OpenSSL::Crypto)
+target_link_libraries(vorn_simulated PUBLIC vorn_base PRIVATE OpenSSL::Crypto)
 vorn_instrument(vorn_simulated)
 vorn_precompile(vorn_simulated <string> <string_view> <vector> <map> <memory> <optional> <variant>
                 <functional> <algorithm>)
-# The logic calls the platform and the model uses the logic's base: two libraries, one cycle.
-target_link_libraries(vorn_logic INTERFACE vorn_simulated)
+target_link_libraries(vorn_logic PUBLIC vorn_simulated)
 
 file(GLOB VORN_LAB_SOURCES CONFIGURE_DEPENDS RELATIVE ${CMAKE_SOURCE_DIR} lab/*.cpp)
 list(REMOVE_ITEM VORN_LAB_SOURCES lab/main.cpp)

@@ -40,8 +40,7 @@ function(vorn_test_folder name)
   endforeach()
 endfunction()
 
-foreach(folder base cli install devnode privileged_input package remove control catalog verify
-               simulated scenarios)
+foreach(folder IN LISTS VORN_FOLDERS ITEMS simulated scenarios)
   vorn_test_folder(${folder})
 endforeach()
 

@@ -5,14 +5,14 @@ configure_file(platform/windows/resources/vorn_devnode.rc.in
 
 file(GLOB VORN_WINDOWS_SOURCES CONFIGURE_DEPENDS platform/windows/*.cpp)
 add_library(vorn_logic STATIC ${VORN_LOGIC_SOURCES} ${VORN_WINDOWS_SOURCES})
-target_link_libraries(vorn_logic PUBLIC vorn_options setupapi advapi32 ole32)
+target_link_libraries(vorn_logic PUBLIC vorn_base setupapi advapi32 ole32)
 target_compile_definitions(vorn_logic PUBLIC UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX
                                              _WIN32_WINNT=0x0A00)
 
 add_executable(vorn_devnode cli/main.cpp ${CMAKE_BINARY_DIR}/vorn_devnode.rc)
 target_link_libraries(vorn_devnode PRIVATE vorn_logic)
 if(MSVC)
-  set_property(TARGET vorn_logic vorn_devnode
+  set_property(TARGET vorn_base vorn_logic vorn_devnode
                PROPERTY MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>")
   # The manifest is one of the program's resources; the linker must not make another.
   # DEPENDENTLOADFLAG limits the search for the libraries of the import table, too.

@@ -3,7 +3,7 @@
 // The way to the resident driver: the device interfaces of the one live root, and the open of
 // exactly one of them. An interface of any other device node is never used.
 
-#include "base/platform_owners.h"
+#include "platform/owners.h"
 #include "platform/types.h"
 
 #include <string>

@@ -3,9 +3,9 @@
 // The driver's private control protocol: its interface class, its control codes, and the layout of
 // what is exchanged. Numbers are little-endian, as every machine that runs the driver is.
 
-#include "control/endpoint_identity.h"
 #include "platform/device_io.h"
 #include "platform/types.h"
+#include "product/endpoint_identity.h"
 
 #include <bit>
 #include <cstddef>

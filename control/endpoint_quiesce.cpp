@@ -1,9 +1,9 @@
 #include "control/endpoint_quiesce.h"
 
-#include "cli/console.h"
 #include "control/control_channel.h"
 #include "control/control_protocol.h"
 #include "control/visibility_requests.h"
+#include "report/console.h"
 
 #include <utility>
 

@@ -4,7 +4,7 @@
 // afterwards exactly those that were hidden are shown again. The guard sees to the latter on every
 // way out.
 
-#include "control/endpoint_identity.h"
+#include "product/endpoint_identity.h"
 
 #include <string>
 #include <vector>

@@ -4,8 +4,8 @@
 // one endpoint's visibility, and the end of the lease.
 
 #include "control/control_request.h"
-#include "control/endpoint_identity.h"
 #include "platform/types.h"
+#include "product/endpoint_identity.h"
 
 namespace vorn {
 

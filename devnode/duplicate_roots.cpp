@@ -1,7 +1,6 @@
 #include "devnode/duplicate_roots.h"
 
 #include "base/text.h"
-#include "cli/console.h"
 #include "devnode/class_installer.h"
 #include "devnode/device_reads.h"
 #include "devnode/node_status.h"
@@ -10,6 +9,7 @@
 #include "devnode/root_walk.h"
 #include "platform/clock.h"
 #include "platform/config_manager.h"
+#include "report/console.h"
 
 #include <optional>
 #include <string>

@@ -1,9 +1,9 @@
 #include "devnode/hot_restart.h"
 
-#include "cli/console.h"
 #include "devnode/class_installer.h"
 #include "devnode/root_discovery.h"
 #include "devnode/root_walk.h"
+#include "report/console.h"
 
 #include <cstdint>
 #include <optional>

@@ -3,8 +3,8 @@
 // The walk over the root-enumerated devices that are this program's own: every list of them is made
 // and gone through here.
 
-#include "base/platform_owners.h"
 #include "platform/device_setup.h"
+#include "platform/owners.h"
 
 #include <cstdint>
 

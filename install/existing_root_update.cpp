@@ -2,13 +2,13 @@
 
 #include "catalog/catalog_snapshot.h"
 #include "catalog/endpoint_sets.h"
-#include "cli/console.h"
 #include "control/endpoint_quiesce.h"
 #include "devnode/root_discovery.h"
-#include "install/activation_storage.h"
 #include "install/driver_binding.h"
-#include "install/journal_guard.h"
 #include "install/previous_selection.h"
+#include "journal/activation_storage.h"
+#include "journal/journal_guard.h"
+#include "report/console.h"
 #include "verify/live_verification.h"
 
 #include <string_view>

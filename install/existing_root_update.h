@@ -4,9 +4,9 @@
 // the driver changes, binds the package and proves the outcome. A switch that Windows defers to a
 // restart is taken back.
 
-#include "cli/exit_status.h"
-#include "install/activation_state.h"
 #include "install/install_request.h"
+#include "journal/activation_state.h"
+#include "report/exit_status.h"
 
 namespace vorn {
 

@@ -1,11 +1,11 @@
 #include "install/fresh_install.h"
 
-#include "base/platform_owners.h"
-#include "cli/console.h"
-#include "install/activation_storage.h"
 #include "install/driver_binding.h"
-#include "install/journal_guard.h"
+#include "journal/activation_storage.h"
+#include "journal/journal_guard.h"
 #include "platform/device_setup.h"
+#include "platform/owners.h"
+#include "report/console.h"
 #include "verify/live_verification.h"
 
 #include <string_view>

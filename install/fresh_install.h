@@ -3,9 +3,9 @@
 // Installation on a machine without a root device: creates the device, binds the package to it and
 // proves the outcome. A device that the package could not be bound to is taken away again.
 
-#include "cli/exit_status.h"
-#include "install/activation_state.h"
 #include "install/install_request.h"
+#include "journal/activation_state.h"
+#include "report/exit_status.h"
 
 namespace vorn {
 

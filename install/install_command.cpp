@@ -1,6 +1,5 @@
 #include "install/install_command.h"
 
-#include "cli/console.h"
 #include "devnode/duplicate_roots.h"
 #include "devnode/root_discovery.h"
 #include "install/existing_root_update.h"
@@ -11,6 +10,7 @@
 #include "package/inf_identity.h"
 #include "privileged_input/file.h"
 #include "privileged_input/protected_files.h"
+#include "report/console.h"
 
 #include <cstdint>
 

@@ -4,7 +4,7 @@
 // none, and proves the outcome. The target and the endpoints that the user had are journalled
 // before the device is touched, so that a failed candidate is recognised and rolled back.
 
-#include "cli/exit_status.h"
+#include "report/exit_status.h"
 
 #include <string>
 

@@ -1,7 +1,6 @@
 #include "install/previous_selection.h"
 
 #include "base/text.h"
-#include "cli/console.h"
 #include "install/driver_binding.h"
 #include "package/driver_identity.h"
 #include "package/inf_identity.h"
@@ -9,6 +8,7 @@
 #include "package/windows_inf_folder.h"
 #include "platform/last_error.h"
 #include "privileged_input/protected_files.h"
+#include "report/console.h"
 
 #include <cstdint>
 #include <string>

@@ -1,11 +1,11 @@
 #include "install/retained_journal.h"
 
-#include "cli/console.h"
-#include "cli/exit_status.h"
-#include "install/activation_state.h"
-#include "install/activation_storage.h"
+#include "journal/activation_state.h"
+#include "journal/activation_storage.h"
 #include "platform/last_error.h"
 #include "privileged_input/protected_files.h"
+#include "report/console.h"
+#include "report/exit_status.h"
 #include "verify/live_verification.h"
 
 #include <cstdint>

@@ -1,7 +1,7 @@
 #include "lab/machine_report.h"
 
 #include "base/text.h"
-#include "install/activation_state.h"
+#include "journal/activation_state.h"
 #include "platform/config_manager.h"
 #include "platform/simulated/crypto_model.h"
 #include "platform/simulated/endpoint_builder.h"

@@ -1,8 +1,8 @@
 #include "package/content_hash.h"
 
-#include "base/platform_owners.h"
 #include "platform/crypto.h"
 #include "platform/files.h"
+#include "platform/owners.h"
 #include "privileged_input/file.h"
 #include "privileged_input/protected_files.h"
 

@@ -2,8 +2,8 @@
 
 // Fields of an open INF as text, by SetupAPI's line and field readers.
 
-#include "base/platform_owners.h"
 #include "platform/inf.h"
+#include "platform/owners.h"
 
 #include <cstddef>
 #include <cstdint>

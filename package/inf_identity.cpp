@@ -1,7 +1,6 @@
 #include "package/inf_identity.h"
 
 #include "base/text.h"
-#include "cli/console.h"
 #include "package/content_hash.h"
 #include "package/driver_identity.h"
 #include "package/inf_fields.h"
@@ -9,6 +8,7 @@
 #include "platform/inf.h"
 #include "privileged_input/file.h"
 #include "privileged_input/protected_files.h"
+#include "report/console.h"
 
 #include <algorithm>
 

@@ -1,7 +1,6 @@
 #include "package/package_cleanup.h"
 
 #include "base/text.h"
-#include "cli/console.h"
 #include "package/content_hash.h"
 #include "package/published_package.h"
 #include "package/windows_inf_folder.h"
@@ -11,6 +10,7 @@
 #include "privileged_input/directory.h"
 #include "privileged_input/file.h"
 #include "privileged_input/native_api.h"
+#include "report/console.h"
 
 #include <algorithm>
 

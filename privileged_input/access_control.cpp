@@ -1,8 +1,8 @@
 #include "privileged_input/access_control.h"
 
-#include "base/platform_owners.h"
 #include "platform/files.h"
 #include "platform/last_error.h"
+#include "platform/owners.h"
 #include "platform/security.h"
 #include "privileged_input/refusal.h"
 

@@ -8,7 +8,7 @@
 // open; so is the result of every failure, with the reason in the last error. An operation on a
 // Directory that is not open fails and leaves the last error to whatever failed to open it.
 
-#include "base/platform_owners.h"
+#include "platform/owners.h"
 #include "platform/security.h"
 #include "platform/types.h"
 #include "privileged_input/directory_records.h"

@@ -7,7 +7,7 @@
 // may write, rename or delete the file. A default-constructed File is not open; so is the result of
 // every failure, with the reason in the last error.
 
-#include "base/platform_owners.h"
+#include "platform/owners.h"
 #include "platform/security.h"
 #include "platform/types.h"
 #include "privileged_input/directory.h"

@@ -4,8 +4,8 @@
 // verified handle, never following a link, and shared with readers only unless the request says
 // more.
 
-#include "base/platform_owners.h"
 #include "platform/files.h"
+#include "platform/owners.h"
 #include "platform/security.h"
 #include "platform/types.h"
 #include "privileged_input/native_api.h"

@@ -1,17 +1,17 @@
 #include "privileged_input/private_package.h"
 
-#include "base/platform_owners.h"
 #include "base/text.h"
-#include "cli/console.h"
 #include "platform/crypto.h"
 #include "platform/files.h"
 #include "platform/last_error.h"
+#include "platform/owners.h"
 #include "platform/security.h"
 #include "privileged_input/access_control.h"
 #include "privileged_input/native_api.h"
 #include "privileged_input/native_open.h"
 #include "privileged_input/path_rules.h"
 #include "privileged_input/refusal.h"
+#include "report/console.h"
 
 #include <utility>
 

@@ -1,10 +1,10 @@
 #include "remove/endpoint_records.h"
 
 #include "base/format.h"
-#include "base/platform_owners.h"
-#include "control/endpoint_identity.h"
 #include "platform/clock.h"
 #include "platform/last_error.h"
+#include "platform/owners.h"
+#include "product/endpoint_identity.h"
 #include "remove/registry_keys.h"
 
 namespace vorn {

@@ -1,7 +1,7 @@
-#include "base/platform_owners.h"
 #include "base/text.h"
 #include "platform/last_error.h"
 #include "platform/native.h"
+#include "platform/owners.h"
 #include "remove/endpoint_records.h"
 #include "remove/registry_keys.h"
 

@@ -1,11 +1,11 @@
 #include "remove/log_placement.h"
 
-#include "base/platform_owners.h"
-#include "cli/absolute_path.h"
 #include "platform/last_error.h"
+#include "platform/owners.h"
+#include "privileged_input/absolute_path.h"
 #include "privileged_input/directory.h"
 #include "privileged_input/native_open.h"
-#include "remove/removal_log.h"
+#include "report/removal_log.h"
 
 #include <memory>
 #include <utility>

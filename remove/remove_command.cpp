@@ -1,15 +1,15 @@
 #include "remove/remove_command.h"
 
-#include "cli/console.h"
 #include "control/endpoint_quiesce.h"
-#include "devnode/device_removal.h"
 #include "devnode/root_discovery.h"
 #include "package/inf_identity.h"
 #include "package/package_cleanup.h"
 #include "remove/endpoint_records.h"
 #include "remove/log_placement.h"
-#include "remove/removal_log.h"
+#include "remove/query_removal.h"
 #include "remove/root_removal.h"
+#include "report/console.h"
+#include "report/removal_log.h"
 
 namespace vorn {
 

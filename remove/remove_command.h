@@ -4,7 +4,7 @@
 // nothing unless the INF that it is given is provably the exact package. No package goes while a
 // device root remains, and no endpoint record goes whose owner is not proven.
 
-#include "cli/exit_status.h"
+#include "report/exit_status.h"
 
 #include <string>
 

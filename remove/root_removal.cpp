@@ -1,10 +1,10 @@
 #include "remove/root_removal.h"
 
-#include "cli/console.h"
 #include "devnode/class_installer.h"
 #include "devnode/root_discovery.h"
 #include "devnode/root_walk.h"
 #include "platform/clock.h"
+#include "report/console.h"
 
 namespace vorn {
 

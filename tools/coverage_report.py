@@ -14,8 +14,9 @@ import os
 import re
 import sys
 
-FOLDERS = ("base", "cli", "install", "devnode", "privileged_input", "package", "remove", "control",
-           "catalog", "verify")
+from folders import folders_of_the_program
+
+FOLDERS = folders_of_the_program()
 KEYS = ("file", "line", "condition", "never", "why")
 
 

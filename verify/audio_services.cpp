@@ -1,6 +1,6 @@
 #include "verify/audio_services.h"
 
-#include "base/platform_owners.h"
+#include "platform/owners.h"
 #include "platform/services.h"
 
 namespace vorn {

@@ -3,12 +3,12 @@
 #include "base/check_result.h"
 #include "catalog/catalog_snapshot.h"
 #include "catalog/catalog_transition.h"
-#include "cli/console.h"
 #include "devnode/root_discovery.h"
-#include "install/activation_state.h"
+#include "journal/activation_state.h"
 #include "package/content_hash.h"
 #include "package/driver_identity.h"
 #include "package/inf_identity.h"
+#include "report/console.h"
 #include "verify/live_verification.h"
 
 namespace vorn {

@@ -2,7 +2,7 @@
 
 // Two read-only commands that check the live system without a journal.
 
-#include "cli/exit_status.h"
+#include "report/exit_status.h"
 
 #include <string>
 

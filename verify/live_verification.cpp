@@ -1,8 +1,8 @@
 #include "verify/live_verification.h"
 
-#include "cli/console.h"
 #include "devnode/root_discovery.h"
 #include "platform/clock.h"
+#include "report/console.h"
 #include "verify/audio_services.h"
 #include "verify/observations.h"
 

@@ -4,8 +4,8 @@
 // once, that the live root runs the target package and shows exactly the expected endpoints. Every
 // command that claims success has it from here.
 
-#include "cli/exit_status.h"
-#include "install/activation_state.h"
+#include "journal/activation_state.h"
+#include "report/exit_status.h"
 
 namespace vorn {
 

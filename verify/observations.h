@@ -7,7 +7,7 @@
 #include "base/check_result.h"
 #include "catalog/catalog_snapshot.h"
 #include "devnode/root_discovery.h"
-#include "install/activation_state.h"
+#include "journal/activation_state.h"
 
 namespace vorn {
 

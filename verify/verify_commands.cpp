@@ -1,12 +1,12 @@
 #include "verify/verify_commands.h"
 
 #include "base/text.h"
-#include "cli/console.h"
 #include "control/endpoint_quiesce.h"
 #include "devnode/hot_restart.h"
 #include "devnode/root_discovery.h"
-#include "install/activation_state.h"
-#include "install/activation_storage.h"
+#include "journal/activation_state.h"
+#include "journal/activation_storage.h"
+#include "report/console.h"
 #include "verify/live_verification.h"
 
 namespace vorn {

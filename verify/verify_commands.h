@@ -3,7 +3,7 @@
 // The two commands that close an activation which an earlier install prepared and journalled. Both
 // act only on a journal that names exactly the package that the operator expects.
 
-#include "cli/exit_status.h"
+#include "report/exit_status.h"
 
 #include <string>
 

@@ -2,10 +2,10 @@
 
 #include "base/format.h"
 #include "base/text.h"
-#include "control/endpoint_identity.h"
 #include "platform/audio_endpoints.h"
 #include "platform/simulated/machine.h"
 #include "platform/simulated/process.h"
+#include "product/endpoint_identity.h"
 
 #include <functional>
 #include <gtest/gtest.h>

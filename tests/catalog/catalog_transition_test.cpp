@@ -1,7 +1,7 @@
 #include "catalog/catalog_transition.h"
 
 #include "base/text.h"
-#include "control/endpoint_identity.h"
+#include "product/endpoint_identity.h"
 #include "tests/support/catalog_lists.h"
 
 #include <gtest/gtest.h>

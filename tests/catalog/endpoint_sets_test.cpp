@@ -2,7 +2,7 @@
 
 #include "base/format.h"
 #include "base/text.h"
-#include "control/endpoint_identity.h"
+#include "product/endpoint_identity.h"
 #include "tests/support/catalog_lists.h"
 
 #include <gtest/gtest.h>

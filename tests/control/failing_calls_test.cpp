@@ -3,9 +3,9 @@
 #include "control/endpoint_pool.h"
 #include "control/endpoint_quiesce.h"
 #include "control/resident_status.h"
-#include "control/resume_endpoints.h"
 #include "tests/control/control_world.h"
 #include "tests/support/each_call.h"
+#include "verify/resume_endpoints.h"
 
 #include <algorithm>
 #include <string>

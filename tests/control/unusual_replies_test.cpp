@@ -1,13 +1,13 @@
 // A driver that replies with more than there is room for, that takes its time, or that is gone
 // before it has replied.
 
-#include "cli/exit_status.h"
 #include "control/endpoint_pool.h"
 #include "control/endpoint_quiesce.h"
 #include "control/resident_status.h"
-#include "control/resume_endpoints.h"
 #include "platform/simulated/clock.h"
+#include "report/exit_status.h"
 #include "tests/control/control_world.h"
+#include "verify/resume_endpoints.h"
 
 #include <cstdint>
 #include <string>

@@ -1,7 +1,7 @@
 #include "devnode/device_reads.h"
 
-#include "base/platform_owners.h"
 #include "platform/last_error.h"
+#include "platform/owners.h"
 #include "tests/support/device_world.h"
 
 #include <string>

@@ -1,9 +1,9 @@
 // Device nodes when any one platform call fails, or when the process dies there.
 
-#include "devnode/device_removal.h"
 #include "devnode/duplicate_roots.h"
 #include "devnode/hot_restart.h"
 #include "devnode/root_discovery.h"
+#include "remove/query_removal.h"
 #include "tests/support/device_world.h"
 #include "tests/support/each_call.h"
 

@@ -2,8 +2,8 @@
 // would write of it reads back as the same record.
 
 #include "base/text.h"
-#include "install/activation_state.h"
-#include "install/activation_storage.h"
+#include "journal/activation_state.h"
+#include "journal/activation_storage.h"
 #include "platform/simulated/machine.h"
 #include "platform/simulated/process.h"
 #include "privileged_input/protected_files.h"

@@ -1,8 +1,8 @@
 // Names and paths of any units, judged a second time by the rules as one would say them.
 
-#include "cli/absolute_path.h"
 #include "platform/simulated/machine.h"
 #include "platform/simulated/process.h"
+#include "privileged_input/absolute_path.h"
 #include "privileged_input/path_rules.h"
 #include "tests/fuzz/fuzz.h"
 #include "tests/fuzz/targets.h"

@@ -3,7 +3,7 @@
 #include "platform/files.h"
 #include "platform/last_error.h"
 #include "privileged_input/native_open.h"
-#include "remove/removal_log.h"
+#include "report/removal_log.h"
 #include "tests/support/device_world.h"
 
 #include <string>

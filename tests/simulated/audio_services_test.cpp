@@ -1,4 +1,4 @@
-#include "base/platform_owners.h"
+#include "platform/owners.h"
 #include "platform/services.h"
 #include "tests/simulated/audio_machine.h"
 

@@ -4,7 +4,7 @@
 #include "catalog/catalog_snapshot.h"
 #include "catalog/endpoint_sets.h"
 #include "devnode/root_discovery.h"
-#include "install/activation_storage.h"
+#include "journal/activation_storage.h"
 #include "package/content_hash.h"
 #include "package/driver_identity.h"
 #include "package/inf_identity.h"

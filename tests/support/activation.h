@@ -3,11 +3,11 @@
 // What the proofs of an activation need: records of what a package and a machine look like, a
 // journal in its place, and one run of the verification engine.
 
-#include "cli/exit_status.h"
-#include "install/activation_state.h"
+#include "journal/activation_state.h"
 #include "platform/simulated/calls.h"
 #include "platform/simulated/machine.h"
 #include "platform/simulated/process.h"
+#include "report/exit_status.h"
 #include "tests/support/planned_faults.h"
 #include "tests/support/sample.h"
 #include "verify/live_verification.h"

@@ -1,7 +1,7 @@
 #include "tests/support/catalog_lists.h"
 
 #include "base/format.h"
-#include "control/endpoint_identity.h"
+#include "product/endpoint_identity.h"
 
 #include <algorithm>
 

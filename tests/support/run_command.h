@@ -3,10 +3,10 @@
 // Runs one command of the program as one process on a simulated machine, and keeps what it said and
 // did.
 
-#include "cli/exit_status.h"
 #include "platform/simulated/calls.h"
 #include "platform/simulated/machine.h"
 #include "platform/simulated/process.h"
+#include "report/exit_status.h"
 
 #include <cstddef>
 #include <cstdint>

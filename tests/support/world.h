@@ -2,7 +2,7 @@
 
 // Worlds in one line, and looks at them: what a user, an operator or the next run would find.
 
-#include "install/activation_state.h"
+#include "journal/activation_state.h"
 #include "platform/simulated/machine.h"
 
 #include <cstddef>

@@ -2,8 +2,9 @@
 import re
 import typing
 
-FOLDERS = ["base", "cli", "install", "devnode", "privileged_input", "package", "remove", "control",
-           "catalog", "verify"]
+from folders import folders_of_the_program
+
+FOLDERS = folders_of_the_program()
 
 
 class Mutant(typing.NamedTuple):

@@ -3,7 +3,7 @@
 
 #include "tests/contract/questions.h"
 
-#include "base/platform_owners.h"
+#include "platform/owners.h"
 #include "base/text.h"
 #include "platform/audio_endpoints.h"
 #include "platform/device_io.h"

@@ -1,10 +1,10 @@
-#include "remove/removal_log.h"
+#include "report/removal_log.h"
 
 #include "base/format.h"
-#include "base/platform_owners.h"
-#include "cli/console.h"
 #include "platform/clock.h"
 #include "platform/console.h"
+#include "platform/owners.h"
+#include "report/console.h"
 
 #include <cstdint>
 #include <utility>

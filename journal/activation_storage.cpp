@@ -1,14 +1,12 @@
-#include "install/activation_storage.h"
+#include "journal/activation_storage.h"
 
-#include "base/platform_owners.h"
 #include "base/text.h"
 #include "catalog/endpoint_sets.h"
-#include "cli/absolute_path.h"
-#include "cli/console.h"
-#include "control/endpoint_identity.h"
 #include "platform/files.h"
 #include "platform/last_error.h"
+#include "platform/owners.h"
 #include "platform/security.h"
+#include "privileged_input/absolute_path.h"
 #include "privileged_input/access_control.h"
 #include "privileged_input/deletion.h"
 #include "privileged_input/directory.h"
@@ -17,6 +15,8 @@
 #include "privileged_input/native_api.h"
 #include "privileged_input/path_rules.h"
 #include "privileged_input/protected_files.h"
+#include "product/endpoint_identity.h"
+#include "report/console.h"
 
 #include <algorithm>
 #include <cstdint>

@@ -1,4 +1,4 @@
-#include "cli/console.h"
+#include "report/console.h"
 
 #include "base/text.h"
 #include "platform/last_error.h"

@@ -1,4 +1,4 @@
-#include "base/owner.h"
+#include "platform/owner.h"
 
 #include "platform/simulated/machine.h"
 #include "platform/simulated/process.h"

@@ -3,7 +3,7 @@
 // JournalGuard: deletes the journal of this run when it ends, unless the run decided that it stays.
 // Armed right after the journal was written, so that no failure leaves one behind.
 
-#include "install/activation_storage.h"
+#include "journal/activation_storage.h"
 
 #include <string>
 #include <utility>

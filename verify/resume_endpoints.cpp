@@ -1,9 +1,9 @@
-#include "control/resume_endpoints.h"
+#include "verify/resume_endpoints.h"
 
-#include "cli/console.h"
 #include "control/control_channel.h"
 #include "control/visibility_requests.h"
 #include "devnode/root_discovery.h"
+#include "report/console.h"
 
 #include <cstdint>
 

@@ -1,4 +1,4 @@
-#include "devnode/device_removal.h"
+#include "remove/query_removal.h"
 
 #include "platform/config_manager.h"
 #include "tests/support/device_world.h"

@@ -1,9 +1,9 @@
-#include "devnode/device_removal.h"
+#include "remove/query_removal.h"
 
 #include "base/format.h"
 #include "platform/clock.h"
 #include "platform/config_manager.h"
-#include "remove/removal_log.h"
+#include "report/removal_log.h"
 
 #include <cstddef>
 

@@ -1,4 +1,4 @@
-#include "remove/removal_log.h"
+#include "report/removal_log.h"
 
 #include "platform/files.h"
 #include "tests/support/device_world.h"

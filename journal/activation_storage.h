@@ -5,7 +5,7 @@
 // never taken for the journal. Its content is the journal text in UTF-16 little-endian code units,
 // without byte-order mark.
 
-#include "install/activation_state.h"
+#include "journal/activation_state.h"
 
 #include <string>
 

@@ -3,7 +3,6 @@
 // Owners of what the platform hands out: one alias for each kind, so that nothing is closed twice,
 // forgotten, or closed by the wrong call.
 
-#include "base/owner.h"
 #include "platform/audio_endpoints.h"
 #include "platform/config_manager.h"
 #include "platform/console.h"
@@ -11,6 +10,7 @@
 #include "platform/device_setup.h"
 #include "platform/files.h"
 #include "platform/inf.h"
+#include "platform/owner.h"
 #include "platform/registry.h"
 #include "platform/security.h"
 #include "platform/services.h"

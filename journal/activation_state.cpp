@@ -1,11 +1,11 @@
-#include "install/activation_state.h"
+#include "journal/activation_state.h"
 
 #include "base/format.h"
 #include "base/text.h"
 #include "catalog/endpoint_sets.h"
-#include "control/endpoint_identity.h"
 #include "package/content_hash.h"
 #include "package/driver_identity.h"
+#include "product/endpoint_identity.h"
 
 #include <algorithm>
 #include <cstdint>

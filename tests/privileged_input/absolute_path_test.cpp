@@ -1,4 +1,4 @@
-#include "cli/absolute_path.h"
+#include "privileged_input/absolute_path.h"
 
 #include "platform/last_error.h"
 #include "platform/simulated/machine.h"

@@ -1,8 +1,8 @@
-#include "install/activation_state.h"
+#include "journal/activation_state.h"
 
 #include "base/format.h"
 #include "base/text.h"
-#include "control/endpoint_identity.h"
+#include "product/endpoint_identity.h"
 #include "tests/support/catalog_lists.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-#include "cli/exit_status.h"
+#include "report/exit_status.h"
 
 #include <gtest/gtest.h>
 #include <utility>

@@ -1,4 +1,4 @@
-#include "control/resume_endpoints.h"
+#include "verify/resume_endpoints.h"
 
 #include "platform/config_manager.h"
 #include "tests/control/control_world.h"

@@ -2,7 +2,7 @@
 
 // The manual recovery: every endpoint is shown, whoever hid it.
 
-#include "cli/exit_status.h"
+#include "report/exit_status.h"
 
 namespace vorn {
 

@@ -1,4 +1,4 @@
-#include "install/activation_storage.h"
+#include "journal/activation_storage.h"
 
 #include "base/text.h"
 #include "platform/native.h"

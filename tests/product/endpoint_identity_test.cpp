@@ -1,4 +1,4 @@
-#include "control/endpoint_identity.h"
+#include "product/endpoint_identity.h"
 
 #include <gtest/gtest.h>
 #include <string>
