@@ -6,8 +6,8 @@ namespace vorn::format_internal {
 
 namespace {
 
-std::u16string Digits(std::uint64_t value, bool hexadecimal) {
-  const std::uint64_t base = hexadecimal ? 16 : 10;
+std::u16string Digits(std::uint64_t value, Radix radix) {
+  const auto base = static_cast<std::uint64_t>(radix);
   std::u16string digits;
   do {
     digits.push_back(u"0123456789ABCDEF"[value % base]);
@@ -25,11 +25,11 @@ std::u16string Padded(std::u16string digits, std::size_t width) {
 std::u16string Convert(const Conversion& conversion, const Value& value) {
   if (const auto* text = std::get_if<std::u16string_view>(&value)) return std::u16string(*text);
   if (const auto* number = std::get_if<std::uint64_t>(&value)) {
-    return Padded(Digits(*number, conversion.hexadecimal), conversion.width);
+    return Padded(Digits(*number, conversion.radix), conversion.width);
   }
   const std::int64_t number = std::get<std::int64_t>(value);
   const std::u16string digits =
-      Digits(static_cast<std::uint64_t>(number < 0 ? -number : number), false);
+      Digits(static_cast<std::uint64_t>(number < 0 ? -number : number), Radix::Decimal);
   return number < 0 ? u"-" + digits : digits;
 }
 

@@ -21,9 +21,11 @@ using Value = std::variant<std::u16string_view, std::uint64_t, std::int64_t>;
 
 enum class Kind { None, Text, Size, Unsigned, Signed };
 
+enum class Radix { Decimal = 10, Hexadecimal = 16 };
+
 struct Conversion {
   Kind kind = Kind::None;
-  bool hexadecimal = false;
+  Radix radix = Radix::Decimal;
   std::size_t width = 0;   // zero padded
   std::size_t length = 0;  // code units of the whole conversion, with the percent sign
 };
@@ -39,20 +41,20 @@ constexpr Conversion ParseConversion(std::u16string_view pattern) {
   }
   const auto rest = pattern.substr(i);
   const auto is = [rest](std::u16string_view word) { return rest.substr(0, word.size()) == word; };
-  const auto known = [&](Kind kind, bool hexadecimal, std::size_t letters) {
+  const auto known = [&](Kind kind, std::size_t letters, Radix radix = Radix::Decimal) {
     conversion.kind = kind;
-    conversion.hexadecimal = hexadecimal;
+    conversion.radix = radix;
     conversion.length = i + letters;
     return conversion;
   };
-  if (is(u"ls")) return known(Kind::Text, false, 2);
-  if (is(u"s")) return known(Kind::Text, false, 1);
-  if (is(u"zu")) return known(Kind::Size, false, 2);
-  if (is(u"lu")) return known(Kind::Unsigned, false, 2);
-  if (is(u"lX")) return known(Kind::Unsigned, true, 2);
-  if (is(u"u")) return known(Kind::Unsigned, false, 1);
-  if (is(u"X")) return known(Kind::Unsigned, true, 1);
-  if (is(u"d")) return known(Kind::Signed, false, 1);
+  if (is(u"ls")) return known(Kind::Text, 2);
+  if (is(u"s")) return known(Kind::Text, 1);
+  if (is(u"zu")) return known(Kind::Size, 2);
+  if (is(u"lu")) return known(Kind::Unsigned, 2);
+  if (is(u"lX")) return known(Kind::Unsigned, 2, Radix::Hexadecimal);
+  if (is(u"u")) return known(Kind::Unsigned, 1);
+  if (is(u"X")) return known(Kind::Unsigned, 1, Radix::Hexadecimal);
+  if (is(u"d")) return known(Kind::Signed, 1);
   return conversion;
 }
 

@@ -1,7 +1,6 @@
 #include "base/text.h"
 
 #include <algorithm>
-#include <cstdint>
 
 namespace vorn {
 
@@ -116,6 +115,21 @@ bool IsAsciiLetter(char16_t unit) {
 bool IsSingleLine(std::u16string_view text, std::size_t maxLength) {
   return !text.empty() && text.size() <= maxLength &&
          text.find_first_of(u"\r\n") == std::u16string_view::npos;
+}
+
+std::u16string ToHexText(std::span<const std::uint8_t> bytes) {
+  constexpr std::u16string_view kDigits = u"0123456789abcdef";
+  std::u16string text;
+  text.reserve(2 * bytes.size());
+  for (const std::uint8_t byte : bytes) {
+    text += kDigits[byte >> 4];
+    text += kDigits[byte & 0xF];
+  }
+  return text;
+}
+
+bool IsHexText(std::u16string_view text) {
+  return text.find_first_not_of(u"0123456789abcdefABCDEF") == std::u16string_view::npos;
 }
 
 std::string ToUtf8(std::u16string_view text) {

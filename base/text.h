@@ -4,6 +4,8 @@
 // does in the C locale that this program never leaves.
 
 #include <cstddef>
+#include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -33,6 +35,12 @@ bool IsAsciiLetter(char16_t unit);
 
 /// Whether a text has 1 to `maxLength` units and neither a carriage return nor a line feed.
 bool IsSingleLine(std::u16string_view text, std::size_t maxLength);
+
+/// Two lower-case hexadecimal digits for each byte, the high nibble first.
+std::u16string ToHexText(std::span<const std::uint8_t> bytes);
+
+/// Whether a text consists of hexadecimal digits of either case alone.
+bool IsHexText(std::u16string_view text);
 
 /// UTF-8 of a UTF-16 text; an unpaired surrogate becomes U+FFFD.
 std::string ToUtf8(std::u16string_view text);

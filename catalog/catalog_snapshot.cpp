@@ -5,6 +5,7 @@
 #include "catalog/endpoint_sets.h"
 #include "platform/audio_endpoints.h"
 #include "platform/owners.h"
+#include "product/product.h"
 
 #include <cstdint>
 #include <optional>
@@ -17,7 +18,7 @@ namespace {
 using platform::EDataFlow;
 using platform::HRESULT;
 
-bool Failed(HRESULT result) {
+bool IsFailure(HRESULT result) {
   return result < 0;
 }
 
@@ -26,13 +27,13 @@ class ComApartment {
  public:
   ComApartment() : joined_(platform::CoInitializeEx(platform::COINIT_MULTITHREADED)) {}
   ~ComApartment() {
-    if (!Failed(joined_)) platform::CoUninitialize();
+    if (!IsFailure(joined_)) platform::CoUninitialize();
   }
   ComApartment(const ComApartment&) = delete;
   ComApartment& operator=(const ComApartment&) = delete;
 
   /// A thread that is in another kind of apartment already can use COM all the same.
-  bool IsUsable() const { return !Failed(joined_) || joined_ == platform::RPC_E_CHANGED_MODE; }
+  bool IsUsable() const { return !IsFailure(joined_) || joined_ == platform::RPC_E_CHANGED_MODE; }
 
  private:
   HRESULT joined_;
@@ -53,57 +54,56 @@ class PropertyValue {
   platform::PROPVARIANT value_ = {};
 };
 
-ComObject<platform::IMMDeviceEnumerator> CreateEnumerator() {
+platform::ComObject<platform::IMMDeviceEnumerator> CreateEnumerator() {
   void* object = nullptr;
   const HRESULT result =
       platform::CoCreateInstance(platform::CLSID_MMDeviceEnumerator, platform::CLSCTX_ALL,
                                  platform::IID_IMMDeviceEnumerator, &object);
-  ComObject<platform::IMMDeviceEnumerator> enumerator(
+  platform::ComObject<platform::IMMDeviceEnumerator> enumerator(
       static_cast<platform::IMMDeviceEnumerator*>(object));
-  if (Failed(result)) enumerator.Reset();
+  if (IsFailure(result)) enumerator.Reset();
   return enumerator;
 }
 
 std::optional<std::uint32_t> ReadCableIndex(platform::IMMDevice& device) {
-  ComObject<platform::IPropertyStore> store;
-  if (Failed(device.OpenPropertyStore(platform::STGM_READ, store.Receive())) || !store) {
+  platform::ComObject<platform::IPropertyStore> store;
+  if (IsFailure(device.OpenPropertyStore(platform::STGM_READ, store.Receive())) || !store) {
     return std::nullopt;
   }
   PropertyValue value;
-  if (Failed(store.Get()->GetValue(kCableIndexKey, value.Receive()))) return std::nullopt;
+  if (IsFailure(store.Get()->GetValue(kCableIndexKey, value.Receive()))) return std::nullopt;
   return CableIndexOf(value.Get());
 }
 
-ComObject<platform::IDeviceTopology> ActivateTopology(platform::IMMDevice& device) {
+platform::ComObject<platform::IDeviceTopology> ActivateTopology(platform::IMMDevice& device) {
   void* object = nullptr;
   const HRESULT result =
       device.Activate(platform::IID_IDeviceTopology, platform::CLSCTX_ALL, nullptr, &object);
-  ComObject<platform::IDeviceTopology> topology(static_cast<platform::IDeviceTopology*>(object));
-  if (Failed(result)) topology.Reset();
+  platform::ComObject<platform::IDeviceTopology> topology(
+      static_cast<platform::IDeviceTopology*>(object));
+  if (IsFailure(result)) topology.Reset();
   return topology;
 }
 
 /// The device id of the filter that the endpoint's first connector leads to.
 std::optional<std::u16string> ReadConnectedDeviceId(platform::IMMDevice& device) {
-  const ComObject<platform::IDeviceTopology> topology = ActivateTopology(device);
+  const platform::ComObject<platform::IDeviceTopology> topology = ActivateTopology(device);
   if (!topology) return std::nullopt;
-  ComObject<platform::IConnector> connector;
-  if (Failed(topology.Get()->GetConnector(0, connector.Receive())) || !connector) {
+  platform::ComObject<platform::IConnector> connector;
+  if (IsFailure(topology.Get()->GetConnector(0, connector.Receive())) || !connector) {
     return std::nullopt;
   }
-  TaskString id;
-  if (Failed(connector.Get()->GetDeviceIdConnectedTo(id.Receive())) || !id) return std::nullopt;
+  platform::TaskString id;
+  if (IsFailure(connector.Get()->GetDeviceIdConnectedTo(id.Receive())) || !id) return std::nullopt;
   return std::u16string(id.Get());
 }
 
 /// Lists the catalog into a snapshot.
 class CatalogLister {
  public:
-  CatalogLister(std::u16string_view rootInstanceId, bool collectInstanceIds,
+  CatalogLister(std::u16string_view rootInstanceId, PnpComparison comparison,
                 CatalogSnapshot& snapshot)
-      : rootInstanceId_(rootInstanceId),
-        collectInstanceIds_(collectInstanceIds),
-        snapshot_(snapshot) {}
+      : rootInstanceId_(rootInstanceId), comparison_(comparison), snapshot_(snapshot) {}
 
   /// Returns whether everything could be listed; what could be is recorded either way.
   bool List(platform::IMMDeviceEnumerator& enumerator) {
@@ -116,12 +116,13 @@ class CatalogLister {
   bool ListFlow(platform::IMMDeviceEnumerator& enumerator, EDataFlow flow) {
     constexpr std::uint32_t kListedStates =
         platform::DEVICE_STATE_ACTIVE | platform::DEVICE_STATE_DISABLED;
-    ComObject<platform::IMMDeviceCollection> devices;
-    if (Failed(enumerator.EnumAudioEndpoints(flow, kListedStates, devices.Receive())) || !devices) {
+    platform::ComObject<platform::IMMDeviceCollection> devices;
+    if (IsFailure(enumerator.EnumAudioEndpoints(flow, kListedStates, devices.Receive())) ||
+        !devices) {
       return false;
     }
     std::uint32_t count = 0;
-    if (Failed(devices.Get()->GetCount(&count))) return false;
+    if (IsFailure(devices.Get()->GetCount(&count))) return false;
     bool complete = true;
     for (std::uint32_t index = 0; index < count; ++index) {
       if (!ListItem(*devices.Get(), index, flow)) complete = false;
@@ -130,8 +131,8 @@ class CatalogLister {
   }
 
   bool ListItem(platform::IMMDeviceCollection& devices, std::uint32_t index, EDataFlow flow) {
-    ComObject<platform::IMMDevice> device;
-    if (Failed(devices.Item(index, device.Receive())) || !device) return false;
+    platform::ComObject<platform::IMMDevice> device;
+    if (IsFailure(devices.Item(index, device.Receive())) || !device) return false;
     return ListDevice(*device.Get(), flow);
   }
 
@@ -142,10 +143,10 @@ class CatalogLister {
     const std::optional<std::u16string> connected = ReadConnectedDeviceId(device);
     if (!connected || !IsConnectedToRoot(*connected, rootInstanceId_)) return true;
 
-    TaskString id;
-    if (Failed(device.GetId(id.Receive())) || !id) return false;
+    platform::TaskString id;
+    if (IsFailure(device.GetId(id.Receive())) || !id) return false;
     std::uint32_t state = 0;
-    if (Failed(device.GetState(&state))) return false;
+    if (IsFailure(device.GetState(&state))) return false;
     Record({*cableIndex, flow == platform::eCapture, state == platform::DEVICE_STATE_ACTIVE,
             id.Get()});
     return true;
@@ -155,7 +156,7 @@ class CatalogLister {
     snapshot_.endpointIds.push_back(endpoint.endpointId);
     if (endpoint.active) {
       snapshot_.activeEndpointIds.push_back(endpoint.endpointId);
-      if (collectInstanceIds_) {
+      if (comparison_ == PnpComparison::Children) {
         snapshot_.activeInstanceIds.push_back(InstanceIdOfEndpoint(endpoint.endpointId));
       }
     }
@@ -163,17 +164,17 @@ class CatalogLister {
   }
 
   std::u16string_view rootInstanceId_;
-  bool collectInstanceIds_;
+  PnpComparison comparison_;
   CatalogSnapshot& snapshot_;
 };
 
-CheckResult ListCatalog(std::u16string_view rootInstanceId, bool collectInstanceIds,
+CheckResult ListCatalog(std::u16string_view rootInstanceId, PnpComparison comparison,
                         CatalogSnapshot& snapshot) {
   const ComApartment apartment;
   if (!apartment.IsUsable()) return CheckResult::Failed(u"COM initialization failed");
-  const ComObject<platform::IMMDeviceEnumerator> enumerator = CreateEnumerator();
+  const platform::ComObject<platform::IMMDeviceEnumerator> enumerator = CreateEnumerator();
   if (!enumerator) return CheckResult::Failed(u"MMDevice enumerator unavailable");
-  CatalogLister lister(rootInstanceId, collectInstanceIds, snapshot);
+  CatalogLister lister(rootInstanceId, comparison, snapshot);
   if (!lister.List(*enumerator.Get())) {
     return CheckResult::Failed(u"MMDevice catalog enumeration was incomplete");
   }
@@ -184,12 +185,12 @@ CheckResult ListCatalog(std::u16string_view rootInstanceId, bool collectInstance
 
 CatalogSnapshot TakeCatalogSnapshot(std::u16string_view rootInstanceId,
                                     const std::vector<std::u16string>& presentChildren,
-                                    bool comparePnp) {
+                                    PnpComparison comparison) {
   CatalogSnapshot snapshot;
-  CheckResult judged = ListCatalog(rootInstanceId, comparePnp, snapshot);
+  CheckResult judged = ListCatalog(rootInstanceId, comparison, snapshot);
   if (judged.ok) judged = CheckCatalogEndpoints(snapshot.endpoints);
-  if (judged.ok && comparePnp &&
-      !CompareInstanceSets(presentChildren, snapshot.activeInstanceIds, false).ok) {
+  if (judged.ok && comparison == PnpComparison::Children &&
+      !CompareInstanceSets(presentChildren, snapshot.activeInstanceIds, RootOrigin::Existing).ok) {
     judged = CheckResult::Failed(
         u"ACTIVE MMDevice catalog does not match the exact problem-free started present "
         u"AudioEndpoint children");

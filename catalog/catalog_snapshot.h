@@ -25,16 +25,19 @@ struct CatalogSnapshot {
   std::u16string reason;                          // empty when ok
 };
 
+/// What Plug and Play shows that a snapshot is held against.
+enum class PnpComparison { None, Children };
+
 /// Lists the active and disabled endpoints of both flows (IMMDeviceEnumerator::EnumAudioEndpoints),
 /// records those with the driver's cable property whose first connector leads to the device
-/// `rootInstanceId` (IDeviceTopology), and judges their consistency. With `comparePnp` the active
-/// ones must also be exactly `presentChildren`, the instance ids of the root's started
-/// AudioEndpoint children; a snapshot without active endpoints passes that comparison.
+/// `rootInstanceId` (IDeviceTopology), and judges their consistency. Where it is compared with the
+/// children, the active ones must also be exactly `presentChildren`, the instance ids of the root's
+/// started AudioEndpoint children; a snapshot without active endpoints passes that comparison.
 ///
 /// Joins the multithreaded COM apartment for its duration; an apartment that the thread has joined
 /// in another mode is used as it is.
 CatalogSnapshot TakeCatalogSnapshot(std::u16string_view rootInstanceId,
                                     const std::vector<std::u16string>& presentChildren,
-                                    bool comparePnp);
+                                    PnpComparison comparison);
 
 }  // namespace vorn

@@ -1,7 +1,6 @@
 #include "catalog/catalog_transition.h"
 
 #include "base/text.h"
-#include "catalog/endpoint_sets.h"
 #include "product/endpoint_identity.h"
 
 #include <algorithm>
@@ -56,10 +55,10 @@ CheckResult CheckCompleteCatalog(const std::vector<CatalogEndpoint>& endpoints) 
 }
 
 CheckResult CheckCatalogTransition(const std::vector<CatalogEndpoint>& baseline,
-                                   const std::vector<CatalogEndpoint>& current, bool fresh,
-                                   bool unchangedPackage) {
+                                   const std::vector<CatalogEndpoint>& current, RootOrigin origin,
+                                   PackageChange change) {
   CheckResult complete = CheckCompleteCatalog(current);
-  if (!complete.ok || fresh) return complete;
+  if (!complete.ok || origin == RootOrigin::Fresh) return complete;
   if (!CheckCatalogEndpoints(baseline).ok) {
     return CheckResult::Failed(u"pre-bind MMDevice catalog baseline is malformed or ambiguous");
   }
@@ -68,7 +67,7 @@ CheckResult CheckCatalogTransition(const std::vector<CatalogEndpoint>& baseline,
   if (!counted.ok) return counted;
 
   const bool allIdsKept = survivors.sameIds == baseline.size();
-  if (unchangedPackage && !allIdsKept) {
+  if (change == PackageChange::None && !allIdsKept) {
     return CheckResult::Failed(u"unchanged driver package re-minted MMDevice cable identities");
   }
   if (survivors.sameIds != 0 && !allIdsKept) {

@@ -11,10 +11,6 @@
 
 namespace vorn {
 
-/// The driver's own endpoint property, which holds the endpoint's cable index.
-inline constexpr platform::PROPERTYKEY kCableIndexKey = {
-    {0x4B7A2E8F, 0x3C5D, 0x4E91, {0x8A, 0x67, 0x2F, 0x9B, 0x1E, 0x3D, 0x5C, 0x7A}}, 2};
-
 /// The cable index in a value of kCableIndexKey: VT_UI4, or VT_I4 that is not negative. Nothing for
 /// any other value; the endpoint is then not the program's. The index may be out of range.
 std::optional<std::uint32_t> CableIndexOf(const platform::PROPVARIANT& value);

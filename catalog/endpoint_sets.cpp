@@ -14,10 +14,12 @@ namespace {
 /// Upper-cased ids, ordinal order.
 using IdSet = std::set<std::u16string>;
 
-IdSet InstanceIdsOf(const std::vector<CatalogEndpoint>& catalog, bool onlyActive) {
+enum class Which { All, Active };
+
+IdSet InstanceIdsOf(const std::vector<CatalogEndpoint>& catalog, Which which) {
   IdSet ids;
   for (const CatalogEndpoint& endpoint : catalog) {
-    if (onlyActive && !endpoint.active) continue;
+    if (which == Which::Active && !endpoint.active) continue;
     ids.insert(ToUpperAscii(InstanceIdOfEndpoint(endpoint.endpointId)));
   }
   return ids;
@@ -61,14 +63,14 @@ CheckResult CheckCatalogEndpoints(const std::vector<CatalogEndpoint>& endpoints)
 }
 
 CheckResult CompareInstanceSets(const std::vector<std::u16string>& baseline,
-                                const std::vector<std::u16string>& live, bool freshDevnode) {
+                                const std::vector<std::u16string>& live, RootOrigin origin) {
   IdSet liveSet;
   CheckResult built = BuildSet(live,
                                {u"live endpoint has an empty instance id",
                                 u"live endpoint enumeration contains a duplicate"},
                                liveSet);
   if (!built.ok) return built;
-  if (freshDevnode) {
+  if (origin == RootOrigin::Fresh) {
     if (liveSet.size() <= kEndpointCount) return CheckResult::Passed();
     return CheckResult::Failed(u"fresh devnode published too many live AudioEndpoint children");
   }
@@ -89,11 +91,11 @@ CheckResult ComputeExpectedPresent(const std::vector<CatalogEndpoint>& catalog,
   if (output == nullptr) return CheckResult::Failed(u"expected-present output is null");
   CheckResult judged = CheckCatalogEndpoints(catalog);
   if (!judged.ok) return judged;
-  judged = CompareInstanceSets(children, children, false);
+  judged = CompareInstanceSets(children, children, RootOrigin::Existing);
   if (!judged.ok) return judged;
 
-  const IdSet known = InstanceIdsOf(catalog, false);
-  IdSet expected = InstanceIdsOf(catalog, true);
+  const IdSet known = InstanceIdsOf(catalog, Which::All);
+  IdSet expected = InstanceIdsOf(catalog, Which::Active);
   for (const std::u16string& child : children) {
     std::u16string key = ToUpperAscii(child);
     if (!known.contains(key)) expected.insert(std::move(key));

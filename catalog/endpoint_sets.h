@@ -17,12 +17,15 @@ namespace vorn {
 /// endpoints count alike. Fewer than kEndpointCount is no failure here.
 CheckResult CheckCatalogEndpoints(const std::vector<CatalogEndpoint>& endpoints);
 
+/// Whether the root device existed before the bind, so that its user's endpoints are a baseline.
+enum class RootOrigin { Existing, Fresh };
+
 /// Whether `live` holds exactly the instance ids of `baseline`. Empty and repeated ids fail in
 /// either list. An empty `live` passes whatever the baseline holds: nothing is published yet, which
-/// is no proof of a change. With `freshDevnode` there is no baseline to honour; `live` may then
-/// hold up to kEndpointCount ids and `baseline` is not looked at.
+/// is no proof of a change. A fresh root has no baseline to honour: `live` may then hold up to
+/// kEndpointCount ids and `baseline` is not looked at.
 CheckResult CompareInstanceSets(const std::vector<std::u16string>& baseline,
-                                const std::vector<std::u16string>& live, bool freshDevnode);
+                                const std::vector<std::u16string>& live, RootOrigin origin);
 
 /// Fills `output` with the instance ids that should exist as present AudioEndpoint children once a
 /// change is complete: those of the active catalog endpoints, and the present children that the

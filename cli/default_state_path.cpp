@@ -1,7 +1,7 @@
 #include "cli/default_state_path.h"
 
+#include "base/path_text.h"
 #include "platform/files.h"
-#include "privileged_input/absolute_path.h"
 
 #include <cstdint>
 

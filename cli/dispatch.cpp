@@ -2,22 +2,22 @@
 
 #include "base/text.h"
 #include "cli/default_state_path.h"
+#include "cli/run_state.h"
 #include "install/install_command.h"
-#include "privileged_input/absolute_path.h"
-#include "privileged_input/private_package.h"
-#include "privileged_input/protected_files.h"
 #include "remove/remove_command.h"
 #include "report/console.h"
-#include "report/removal_log.h"
 #include "verify/audit_commands.h"
 #include "verify/resume_endpoints.h"
 #include "verify/verify_commands.h"
 
+#include <optional>
 #include <string_view>
 
 namespace vorn::cli {
 
 namespace {
+
+using privileged_input::AbsolutePath;
 
 using Arguments = std::vector<std::u16string>;
 
@@ -43,63 +43,67 @@ bool IsCommand(const Arguments& arguments, std::u16string_view word, std::size_t
   return arguments.size() >= count && EqualsIgnoringCase(arguments[1], word);
 }
 
-ExitStatus RunInstall(const Arguments& arguments) {
-  const std::u16string& infPath = arguments[2];
-  if (!IsAbsolutePath(infPath)) return kExitInputRefused;
-  const std::u16string statePath = arguments.size() >= 4 ? arguments[3] : StatePathForInf(infPath);
-  if (!IsAbsolutePath(statePath)) return kExitInputRefused;
-  if (!privileged_input::AcquirePackageSnapshot(infPath)) return kExitInputRefused;
-  const bool rollback = arguments.size() >= 5 && arguments[4] == u"--rollback";
-  return Install(privileged_input::SnapshotInfPath(), statePath, rollback);
+ExitStatus RunInstall(const Arguments& arguments, RunState& state) {
+  const std::optional<AbsolutePath> infPath = AbsolutePath::Parse(arguments[2]);
+  if (!infPath) return kExitInputRefused;
+  const std::optional<AbsolutePath> statePath =
+      AbsolutePath::Parse(arguments.size() >= 4 ? arguments[3] : StatePathForInf(arguments[2]));
+  if (!statePath) return kExitInputRefused;
+  if (!AcquirePackageSnapshot(infPath, state.snapshot)) return kExitInputRefused;
+  Journal journal(state.protectedFiles, statePath);
+  return Install({.inf = state.snapshot.Input(),
+                  .journal = journal,
+                  .rollback = arguments.size() >= 5 && arguments[4] == u"--rollback"});
 }
 
 /// The snapshot applies its own path rules; a refusal has a status of its own.
-ExitStatus RunRemoval(const Arguments& arguments) {
-  const std::u16string& infPath = arguments[2];
-  if (!privileged_input::AcquirePackageSnapshot(infPath)) return kExitRemoveRefused;
-  return RunRemove(privileged_input::SnapshotInfPath(), infPath);
-}
-
-/// For verify and hot-activate; the state path is not checked here.
-std::u16string StatePathArgument(const Arguments& arguments) {
-  return arguments.size() >= 5 ? arguments[4] : StatePathForProgram();
-}
-
-ExitStatus RunAuditCurrent(const Arguments& arguments) {
-  if (!privileged_input::AcquirePackageSnapshot(arguments[2])) return kExitInputRefused;
-  return AuditCurrent(privileged_input::SnapshotInfPath());
-}
-
-ExitStatus Dispatch(const Arguments& arguments) {
-  if (IsCommand(arguments, u"install", 3)) return RunInstall(arguments);
-  if (IsCommand(arguments, u"remove") && arguments.size() == 3) return RunRemoval(arguments);
-  if (IsCommand(arguments, u"verify", 4)) {
-    return Verify(arguments[2], arguments[3], StatePathArgument(arguments));
+ExitStatus RunRemoval(const Arguments& arguments, RunState& state) {
+  if (!AcquirePackageSnapshot(AbsolutePath::Parse(arguments[2]), state.snapshot)) {
+    return kExitRemoveRefused;
   }
-  if (IsCommand(arguments, u"hot-activate", 4)) {
-    return HotActivate(arguments[2], arguments[3], StatePathArgument(arguments));
+  return RunRemove(state.snapshot.Input(), arguments[2], state.removalLog);
+}
+
+/// For verify and hot-activate; a state path that is not absolute is refused when it is opened.
+Journal JournalArgument(const Arguments& arguments, RunState& state) {
+  return {state.protectedFiles,
+          AbsolutePath::Parse(arguments.size() >= 5 ? arguments[4] : StatePathForProgram())};
+}
+
+ExitStatus RunVerify(const Arguments& arguments, RunState& state) {
+  Journal journal = JournalArgument(arguments, state);
+  return Verify(arguments[2], arguments[3], journal);
+}
+
+ExitStatus RunHotActivate(const Arguments& arguments, RunState& state) {
+  Journal journal = JournalArgument(arguments, state);
+  return HotActivate(arguments[2], arguments[3], journal);
+}
+
+ExitStatus RunAuditCurrent(const Arguments& arguments, RunState& state) {
+  if (!AcquirePackageSnapshot(AbsolutePath::Parse(arguments[2]), state.snapshot)) {
+    return kExitInputRefused;
   }
-  if (IsCommand(arguments, u"audit-current", 3)) return RunAuditCurrent(arguments);
+  return AuditCurrent(state.snapshot.Input());
+}
+
+ExitStatus Dispatch(const Arguments& arguments, RunState& state) {
+  if (IsCommand(arguments, u"install", 3)) return RunInstall(arguments, state);
+  if (IsCommand(arguments, u"remove") && arguments.size() == 3) return RunRemoval(arguments, state);
+  if (IsCommand(arguments, u"verify", 4)) return RunVerify(arguments, state);
+  if (IsCommand(arguments, u"hot-activate", 4)) return RunHotActivate(arguments, state);
+  if (IsCommand(arguments, u"audit-current", 3)) return RunAuditCurrent(arguments, state);
   if (IsCommand(arguments, u"audit-catalog")) return AuditCatalog();
   if (IsCommand(arguments, u"resume-endpoints")) return ResumeEndpoints();
   PrintUsage();
   return kExitUsage;
 }
 
-/// The log's folders and the journal may lie anywhere; the snapshot goes last, because what was
-/// opened from it must be closed before its folders can vanish.
-void ReleaseProcessState() {
-  ReleaseRemovalLog();
-  privileged_input::ReleaseProtectedFiles();
-  privileged_input::ReleasePackageSnapshot();
-}
-
 }  // namespace
 
 ExitStatus Run(const std::vector<std::u16string>& arguments) {
-  const ExitStatus status = Dispatch(arguments);
-  ReleaseProcessState();
-  return status;
+  RunState state;
+  return Dispatch(arguments, state);
 }
 
 }  // namespace vorn::cli

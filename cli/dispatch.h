@@ -14,8 +14,8 @@ namespace vorn::cli {
 /// Runs the command that `arguments` name; element 0 is the program's own name. Returns the exit
 /// status of the process. Prints nothing of its own but the usage text.
 ///
-/// Everything that lives for the whole process (the removal log's place, the cache of protected
-/// files, the package snapshot) has been released when this returns.
+/// Everything that lives for the whole run (the removal log's place, the protected files, the
+/// package snapshot) has been released when this returns.
 ExitStatus Run(const std::vector<std::u16string>& arguments);
 
 }  // namespace vorn::cli

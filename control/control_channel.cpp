@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <cstring>
 #include <optional>
+#include <utility>
 
 namespace vorn {
 
@@ -60,13 +61,13 @@ std::optional<InterfaceDetail> ReadInterfaceDetail(
 
 bool IsTheRoot(platform::HDEVINFO list, const platform::SP_DEVINFO_DATA& device,
                std::u16string_view rootId) {
-  std::u16string instanceId;
-  return MatchesRootHardwareId(list, device) && ReadInstanceId(list, device, instanceId) &&
-         EqualsIgnoringCase(instanceId, rootId);
+  if (!MatchesRootHardwareId(list, device)) return false;
+  const std::optional<std::u16string> instanceId = ReadInstanceId(list, device);
+  return instanceId && EqualsIgnoringCase(*instanceId, rootId);
 }
 
-KernelHandle OpenInterface(const std::u16string& path) {
-  return KernelHandle(
+platform::DeviceHandle OpenInterface(const std::u16string& path) {
+  return platform::DeviceHandle(
       platform::CreateFileW(path.c_str(), platform::GENERIC_READ | platform::GENERIC_WRITE,
                             platform::FILE_SHARE_READ | platform::FILE_SHARE_WRITE,
                             platform::OPEN_EXISTING, platform::FILE_ATTRIBUTE_NORMAL));
@@ -77,7 +78,7 @@ KernelHandle OpenInterface(const std::u16string& path) {
 std::vector<std::u16string> ListRootInterfacePaths(const platform::GUID& interfaceClass,
                                                    std::u16string_view rootId) {
   std::vector<std::u16string> paths;
-  const DeviceInfoList list(platform::SetupDiGetClassDevsW(
+  const platform::DeviceInfoList list(platform::SetupDiGetClassDevsW(
       &interfaceClass, nullptr, platform::DIGCF_PRESENT | platform::DIGCF_DEVICEINTERFACE));
   if (!list) return paths;
   for (std::uint32_t index = 0;; ++index) {
@@ -92,29 +93,28 @@ std::vector<std::u16string> ListRootInterfacePaths(const platform::GUID& interfa
   }
 }
 
-KernelHandle OpenRootControlChannel(const std::u16string& rootId, std::u16string* reason) {
+ControlChannel OpenRootControlChannel(const std::u16string& rootId) {
   const std::vector<std::u16string> controlPaths =
       ListRootInterfacePaths(kControlInterfaceClass, rootId);
   if (controlPaths.size() > 1) {
-    if (reason != nullptr) *reason = u"current VORN root has duplicate live control interfaces";
-    return {};
+    return {{}, u"current VORN root has duplicate live control interfaces"};
   }
   std::uint32_t lastError = platform::ERROR_FILE_NOT_FOUND;
   if (!controlPaths.empty()) {
-    if (KernelHandle channel = OpenInterface(controlPaths.front())) return channel;
+    if (platform::DeviceHandle handle = OpenInterface(controlPaths.front())) {
+      return {std::move(handle), {}};
+    }
     lastError = platform::GetLastError();
   }
   for (const std::u16string& path : ListRootInterfacePaths(platform::KSCATEGORY_AUDIO, rootId)) {
-    if (KernelHandle channel = OpenInterface(path)) return channel;
+    if (platform::DeviceHandle handle = OpenInterface(path)) return {std::move(handle), {}};
     lastError = platform::GetLastError();
   }
-  if (reason != nullptr) {
-    *reason = FormatBounded(kReasonCapacity,
-                            u"no openable VORN interface on this root (control and KS both failed, "
-                            u"last error 0x%08lX)",
-                            lastError);
-  }
-  return {};
+  return {{},
+          FormatBounded(kReasonCapacity,
+                        u"no openable VORN interface on this root (control and KS both failed, "
+                        u"last error 0x%08lX)",
+                        lastError)};
 }
 
 }  // namespace vorn

@@ -18,9 +18,15 @@ namespace vorn {
 std::vector<std::u16string> ListRootInterfacePaths(const platform::GUID& interfaceClass,
                                                    std::u16string_view rootId);
 
+/// An open channel, or why there is none.
+struct ControlChannel {
+  platform::DeviceHandle handle;
+  std::u16string reason;  // empty when the handle is open
+};
+
 /// Opens the root's control interface for reading and writing; when that is missing or cannot be
 /// opened, the first kernel-streaming audio interface of the root that can. Two live control
-/// interfaces are an error. On failure the owner is empty and `reason`, if given, says why.
-KernelHandle OpenRootControlChannel(const std::u16string& rootId, std::u16string* reason = nullptr);
+/// interfaces are an error.
+ControlChannel OpenRootControlChannel(const std::u16string& rootId);
 
 }  // namespace vorn

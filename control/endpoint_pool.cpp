@@ -63,13 +63,12 @@ CheckResult ValidateEndpointPool(const std::vector<EndpointPoolEntry>& entries) 
 }
 
 CheckResult QueryEndpointPool(const std::u16string& rootId) {
-  std::u16string reason;
-  KernelHandle channel = OpenRootControlChannel(rootId, &reason);
-  if (!channel) return CheckResult::Failed(reason);
+  ControlChannel channel = OpenRootControlChannel(rootId);
+  if (!channel.handle) return CheckResult::Failed(channel.reason);
   EndpointPoolReply reply;
   const ControlAnswer answer =
-      SendControlRequest(channel.Get(), kEndpointPoolCode, nullptr, 0, &reply, sizeof reply);
-  channel.Reset();
+      SendControlRequest(channel.handle.Get(), kEndpointPoolCode, nullptr, 0, &reply, sizeof reply);
+  channel.handle.Reset();
   if (!answer.succeeded) {
     return CheckResult::Failed(FormatBounded(
         kFailureCapacity, u"live endpoint-pool IOCTL failed (error 0x%08lX)", answer.error));

@@ -14,7 +14,7 @@ namespace {
 bool HideEndpoints(platform::HANDLE channel, std::vector<EndpointIdentity>& hidden) {
   bool everyHidden = true;
   for (const EndpointIdentity& endpoint : AllEndpointIdentities()) {
-    const ControlAnswer answer = SetCableVisibility(channel, endpoint, false);
+    const ControlAnswer answer = SetCableVisibility(channel, endpoint, Visibility::Hidden);
     if (answer.succeeded) {
       hidden.push_back(endpoint);
       continue;
@@ -29,7 +29,7 @@ bool HideEndpoints(platform::HANDLE channel, std::vector<EndpointIdentity>& hidd
 bool ShowEndpoints(platform::HANDLE channel, std::vector<EndpointIdentity>& hidden) {
   bool everyShown = true;
   for (const EndpointIdentity& endpoint : hidden) {
-    const ControlAnswer answer = SetCableVisibility(channel, endpoint, true);
+    const ControlAnswer answer = SetCableVisibility(channel, endpoint, Visibility::Shown);
     if (answer.succeeded) continue;
     everyShown = false;
     PrintError(u"vorn_devnode: could not re-show cable %lu %ls (error 0x%08lX)\n",
@@ -40,33 +40,47 @@ bool ShowEndpoints(platform::HANDLE channel, std::vector<EndpointIdentity>& hidd
   return everyShown;
 }
 
-}  // namespace
-
-bool QuiesceEndpoints(QuiesceGuard& guard, QuiesceMode mode) {
-  std::u16string reason;
-  const KernelHandle channel = OpenRootControlChannel(guard.rootInstanceId_, &reason);
-  if (!channel) {
-    PrintError(u"vorn_devnode: driver quiesce could not open the device: %ls\n", reason);
+/// One exchange with the driver of a root: `exchange` works with the open channel while this
+/// program has the controller lease. Its result; false when there is no channel or no lease, which
+/// is printed.
+template <class Exchange>
+bool QuiesceEndpoints(const std::u16string& rootInstanceId, Exchange exchange) {
+  const ControlChannel channel = OpenRootControlChannel(rootInstanceId);
+  if (!channel.handle) {
+    PrintError(u"vorn_devnode: driver quiesce could not open the device: %ls\n", channel.reason);
     return false;
   }
-  const ControlAnswer lease = AcquireControllerLease(channel.Get());
+  const ControlAnswer lease = AcquireControllerLease(channel.handle.Get());
   if (!lease.succeeded || lease.bytes < sizeof(LeaseReply)) {
     PrintError(
         u"vorn_devnode: driver quiesce could not acquire the controller lease (error 0x%08lX)\n",
         lease.error);
     return false;
   }
-  const bool done = mode == QuiesceMode::Hide ? HideEndpoints(channel.Get(), guard.hidden_)
-                                              : ShowEndpoints(channel.Get(), guard.hidden_);
-  ReleaseControllerLease(channel.Get());
+  const bool done = exchange(channel.handle.Get());
+  ReleaseControllerLease(channel.handle.Get());
   return done;
 }
+
+}  // namespace
 
 QuiesceGuard::QuiesceGuard(std::u16string rootInstanceId)
     : rootInstanceId_(std::move(rootInstanceId)) {}
 
 QuiesceGuard::~QuiesceGuard() {
-  if (!hidden_.empty()) QuiesceEndpoints(*this, QuiesceMode::Show);
+  if (!hidden_.empty()) Show();
+}
+
+bool QuiesceGuard::Hide() {
+  return QuiesceEndpoints(rootInstanceId_, [this](platform::HANDLE channel) {
+    return HideEndpoints(channel, hidden_);
+  });
+}
+
+bool QuiesceGuard::Show() {
+  return QuiesceEndpoints(rootInstanceId_, [this](platform::HANDLE channel) {
+    return ShowEndpoints(channel, hidden_);
+  });
 }
 
 }  // namespace vorn

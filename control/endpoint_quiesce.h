@@ -11,16 +11,6 @@
 
 namespace vorn {
 
-enum class QuiesceMode { Hide, Show };
-
-class QuiesceGuard;
-
-/// One exchange with the driver of the guard's root, under a controller lease. Hide hides all 20
-/// endpoints and lists in the guard those that it hid; it goes on after a failure and takes nothing
-/// back. Show shows the listed ones and empties the list if every one was shown, else keeps it
-/// whole. True when the lease was obtained and every request succeeded; failures are printed.
-bool QuiesceEndpoints(QuiesceGuard& guard, QuiesceMode mode);
-
 /// Remembers which endpoints of a root are hidden, in the order hidden. Its end shows what is still
 /// listed.
 class QuiesceGuard {
@@ -35,12 +25,19 @@ class QuiesceGuard {
   const std::u16string& RootInstanceId() const { return rootInstanceId_; }
   const std::vector<EndpointIdentity>& Hidden() const { return hidden_; }
 
+  /// Hides all 20 endpoints in one exchange with the driver, under a controller lease, and lists
+  /// those that were hidden. A failed request stops nothing and takes nothing back. True when the
+  /// lease was obtained and every request succeeded; failures are printed.
+  bool Hide();
+
+  /// Shows the listed endpoints in one exchange, under a controller lease. Empties the list if
+  /// every one was shown, else keeps it whole. True as for Hide; failures are printed.
+  bool Show();
+
   /// Empties the list without showing anything: the driver that hid them is gone.
   void Forget() { hidden_.clear(); }
 
  private:
-  friend bool QuiesceEndpoints(QuiesceGuard& guard, QuiesceMode mode);
-
   std::u16string rootInstanceId_;
   std::vector<EndpointIdentity> hidden_;
 };

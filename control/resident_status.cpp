@@ -86,15 +86,14 @@ CheckResult QueryResidentStatus(const std::u16string& rootId,
   if (!expected) {
     return CheckResult::Failed(u"expected driver version is not an exact four-part DriverVer");
   }
-  std::u16string reason;
-  KernelHandle channel = OpenRootControlChannel(rootId, &reason);
-  if (!channel) {
-    return CheckResult::Failed(u"resident driver version unverifiable: " + reason);
+  ControlChannel channel = OpenRootControlChannel(rootId);
+  if (!channel.handle) {
+    return CheckResult::Failed(u"resident driver version unverifiable: " + channel.reason);
   }
   StatusReply reply;
   const ControlAnswer answer =
-      SendControlRequest(channel.Get(), kGetStatusCode, nullptr, 0, &reply, sizeof reply);
-  channel.Reset();
+      SendControlRequest(channel.handle.Get(), kGetStatusCode, nullptr, 0, &reply, sizeof reply);
+  channel.handle.Reset();
   if (!answer.succeeded || answer.bytes < kVersionBytes) {
     // A short reply is no failed call, and has no error.
     const std::uint32_t error = answer.succeeded ? platform::ERROR_SUCCESS : answer.error;

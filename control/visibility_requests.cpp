@@ -12,9 +12,10 @@ ControlAnswer AcquireControllerLease(platform::HANDLE channel) {
 }
 
 ControlAnswer SetCableVisibility(platform::HANDLE channel, const EndpointIdentity& endpoint,
-                                 bool visible) {
-  const CableVisibilityRequest request = {endpoint.cableIndex, endpoint.capture ? 1U : 0U,
-                                          visible ? 1U : 0U};
+                                 Visibility visibility) {
+  const CableVisibilityRequest request = {.cableIndex = endpoint.cableIndex,
+                                          .flow = endpoint.capture ? 1U : 0U,
+                                          .visible = static_cast<std::uint32_t>(visibility)};
   return SendControlRequest(channel, kSetCableVisibilityCode, &request, sizeof request, nullptr, 0);
 }
 

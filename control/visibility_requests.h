@@ -13,9 +13,12 @@ namespace vorn {
 /// sizeof(LeaseReply) bytes.
 ControlAnswer AcquireControllerLease(platform::HANDLE channel);
 
+/// Whether users see an endpoint.
+enum class Visibility : std::uint32_t { Hidden = 0, Shown = 1 };
+
 /// Shows or hides one endpoint.
 ControlAnswer SetCableVisibility(platform::HANDLE channel, const EndpointIdentity& endpoint,
-                                 bool visible);
+                                 Visibility visibility);
 
 /// Gives the lease back; a failure changes nothing.
 void ReleaseControllerLease(platform::HANDLE channel);

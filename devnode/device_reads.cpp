@@ -2,6 +2,7 @@
 
 #include "base/text.h"
 #include "platform/last_error.h"
+#include "product/product.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -30,20 +31,20 @@ bool MatchesRootHardwareId(platform::HDEVINFO list, const platform::SP_DEVINFO_D
   return false;
 }
 
-bool ReadInstanceId(platform::HDEVINFO list, const platform::SP_DEVINFO_DATA& device,
-                    std::u16string& instanceId) {
-  instanceId.clear();
+std::optional<std::u16string> ReadInstanceId(platform::HDEVINFO list,
+                                             const platform::SP_DEVINFO_DATA& device) {
   std::uint32_t length = 0;
   if (platform::SetupDiGetDeviceInstanceIdW(list, &device, nullptr, 0, &length) ||
       platform::GetLastError() != platform::ERROR_INSUFFICIENT_BUFFER || length == 0) {
-    return false;
+    return std::nullopt;
   }
   std::u16string buffer(length, u'\0');
   if (!platform::SetupDiGetDeviceInstanceIdW(list, &device, buffer.data(), length, nullptr)) {
-    return false;
+    return std::nullopt;
   }
-  instanceId.assign(buffer.c_str());
-  return !instanceId.empty();
+  std::u16string instanceId = buffer.c_str();
+  if (instanceId.empty()) return std::nullopt;
+  return instanceId;
 }
 
 std::u16string ReadStringProperty(platform::HDEVINFO list, const platform::SP_DEVINFO_DATA& device,

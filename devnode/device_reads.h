@@ -5,22 +5,20 @@
 
 #include "platform/device_setup.h"
 
+#include <optional>
 #include <string>
 
 namespace vorn {
-
-/// The hardware id of this program's device.
-inline constexpr char16_t kRootHardwareId[] = u"Root\\VornAudio";
 
 /// Whether any string of the device's hardware-id list is Root\VornAudio, without regard to case
 /// (SetupDiGetDeviceRegistryPropertyW, SPDRP_HARDWAREID, 1024 bytes). A list that is empty, that
 /// cannot be read or that is longer than the buffer does not match.
 bool MatchesRootHardwareId(platform::HDEVINFO list, const platform::SP_DEVINFO_DATA& device);
 
-/// The device's instance id (SetupDiGetDeviceInstanceIdW, size query, then read). On failure, also
-/// for an empty id, `instanceId` is empty.
-bool ReadInstanceId(platform::HDEVINFO list, const platform::SP_DEVINFO_DATA& device,
-                    std::u16string& instanceId);
+/// The device's instance id (SetupDiGetDeviceInstanceIdW, size query, then read); nothing when it
+/// cannot be read or is empty.
+std::optional<std::u16string> ReadInstanceId(platform::HDEVINFO list,
+                                             const platform::SP_DEVINFO_DATA& device);
 
 /// The value of a string property (SetupDiGetDevicePropertyW, size query, then read); empty when
 /// there is none, when its type is not DEVPROP_TYPE_STRING or when it has less than 2 bytes.

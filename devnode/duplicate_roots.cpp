@@ -27,13 +27,6 @@ struct Removals {
   bool restartPending = false;
 };
 
-/// The present roots at the last look after the removals.
-struct Remains {
-  bool listed = false;
-  bool matched = false;  // only the kept root is there, or none when none was kept
-  std::vector<std::u16string> ids;
-};
-
 /// The node's part of a candidate whose instance id is known.
 void ReadNode(RootCandidate& candidate) {
   platform::DEVINST node = 0;
@@ -51,7 +44,9 @@ void ReadNode(RootCandidate& candidate) {
 bool ListCandidates(platform::HDEVINFO list, std::vector<RootCandidate>& candidates) {
   RootWalk walk(list);
   for (RootCandidate candidate; walk.Next(candidate.device); candidate = {}) {
-    if (!ReadInstanceId(list, candidate.device, candidate.instanceId)) return false;
+    std::optional<std::u16string> id = ReadInstanceId(list, candidate.device);
+    if (!id) return false;
+    candidate.instanceId = std::move(*id);
     ReadNode(candidate);
     candidates.push_back(candidate);
   }
@@ -94,13 +89,14 @@ bool IsOnly(const std::vector<std::u16string>& ids, const std::optional<std::u16
   return ids.size() == 1 && EqualsIgnoringCase(ids.front(), *keptId);
 }
 
-Remains WaitForOnlyRoot(const std::optional<std::u16string>& keptId) {
+/// The present roots at the last look: only the kept one, or none when none was kept, unless the
+/// time ran out or they could not be listed.
+RootListing WaitForOnlyRoot(const std::optional<std::u16string>& keptId) {
   const std::uint64_t deadline = platform::GetTickCount64() + kSettleTimeoutMs;
   for (;;) {
-    Remains remains;
-    remains.listed = ListPresentRootIds(remains.ids);
-    remains.matched = IsOnly(remains.ids, keptId);
-    if (!remains.listed || remains.matched || platform::GetTickCount64() >= deadline) {
+    RootListing remains = ListPresentRootIds();
+    if (!remains.complete || IsOnly(remains.ids, keptId) ||
+        platform::GetTickCount64() >= deadline) {
       return remains;
     }
     platform::Sleep(kSettlePollMs);
@@ -126,7 +122,7 @@ void Report(const PruneResult& result, std::int32_t removed) {
 }  // namespace
 
 PruneResult PruneDuplicateRoots() {
-  DeviceInfoList installed = OpenRootDevices(RootScope::Installed);
+  platform::DeviceInfoList installed = OpenRootDevices(RootScope::Installed);
   if (!installed) {
     ReportFailedCall(u"SetupDiGetClassDevs(prune)");
     return {};
@@ -140,10 +136,10 @@ PruneResult PruneDuplicateRoots() {
 
   std::optional<std::u16string> keptId;
   if (kept) keptId = candidates[*kept].instanceId;
-  const Remains remains = WaitForOnlyRoot(keptId);
-  const PruneResult result = {removed && remains.listed && remains.matched,
-                              static_cast<std::uint32_t>(remains.ids.size()),
-                              removals.restartPending};
+  const RootListing remains = WaitForOnlyRoot(keptId);
+  const PruneResult result = {.ok = removed && remains.complete && IsOnly(remains.ids, keptId),
+                              .remaining = static_cast<std::uint32_t>(remains.ids.size()),
+                              .restartPending = removals.restartPending};
   Report(result, removals.count);
   return result;
 }

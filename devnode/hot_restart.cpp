@@ -39,10 +39,10 @@ bool RestartDevice(platform::HDEVINFO list, const platform::SP_DEVINFO_DATA& dev
 }
 
 bool WaitUntilRestarted() {
-  std::uint32_t problem = 0;
-  if (!WaitForStartedRoot(kRestartTimeoutMs, problem)) {
+  const StartWait wait = WaitForStartedRoot(kRestartTimeoutMs);
+  if (!wait.started) {
     PrintError(u"vorn_devnode: VORN root did not restart during hot-swap preflight (CM_PROB=%lu)\n",
-               problem);
+               wait.problem);
     return false;
   }
   Print(u"vorn_devnode: VORN root hot-restart preflight passed\n");
@@ -52,7 +52,7 @@ bool WaitUntilRestarted() {
 }  // namespace
 
 HotRestartResult RunHotRestartPreflight() {
-  const DeviceInfoList present = OpenRootDevices(RootScope::Present);
+  const platform::DeviceInfoList present = OpenRootDevices(RootScope::Present);
   if (!present) {
     ReportFailedCall(u"SetupDiGetClassDevs(hot-swap preflight)");
     return {};
@@ -68,9 +68,9 @@ HotRestartResult RunHotRestartPreflight() {
     PrintError(
         u"vorn_devnode: hot-swap preflight requested a system restart; refusing candidate before "
         u"bind\n");
-    return {false, true};
+    return {.passed = false, .restartRequested = true};
   }
-  return {WaitUntilRestarted(), false};
+  return {.passed = WaitUntilRestarted(), .restartRequested = false};
 }
 
 }  // namespace vorn

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <utility>
 
 namespace vorn {
 
@@ -16,7 +17,7 @@ namespace {
 constexpr std::uint32_t kStartPollMs = 500;
 
 void ReadDetails(platform::HDEVINFO list, const platform::SP_DEVINFO_DATA& device, LiveRoot& root) {
-  ReadInstanceId(list, device, root.instanceId);
+  root.instanceId = ReadInstanceId(list, device).value_or(u"");
   root.driverVersion = ReadStringProperty(list, device, platform::DEVPKEY_Device_DriverVersion);
   root.service = ReadStringProperty(list, device, platform::DEVPKEY_Device_Service);
   root.driverInfPath = ReadStringProperty(list, device, platform::DEVPKEY_Device_DriverInfPath);
@@ -38,7 +39,7 @@ std::u16string JudgeLiveRoot(const LiveRoot& root) {
 
 /// The status of the first present root; nothing when there is none or it cannot be told.
 std::optional<NodeStatus> LookAtFirstRoot() {
-  const DeviceInfoList roots = OpenRootDevices(RootScope::Present);
+  const platform::DeviceInfoList roots = OpenRootDevices(RootScope::Present);
   platform::SP_DEVINFO_DATA root = {};
   if (!roots || !RootWalk(roots.Get()).Next(root)) return std::nullopt;
   return ReadNodeStatus(root.DevInst);
@@ -48,7 +49,7 @@ std::optional<NodeStatus> LookAtFirstRoot() {
 
 LiveRoot DiscoverLiveRoot() {
   LiveRoot root;
-  DeviceInfoList list = OpenRootDevices(RootScope::Present);
+  platform::DeviceInfoList list = OpenRootDevices(RootScope::Present);
   if (!list) {
     root.reason = u"SetupDiGetClassDevs(live root) failed";
     return root;
@@ -64,40 +65,42 @@ LiveRoot DiscoverLiveRoot() {
   return root;
 }
 
-std::int32_t CountInstalledRoots() {
-  const DeviceInfoList list = OpenRootDevices(RootScope::Installed);
-  if (!list) return -1;
+std::optional<std::int32_t> CountInstalledRoots() {
+  const platform::DeviceInfoList list = OpenRootDevices(RootScope::Installed);
+  if (!list) return std::nullopt;
   RootWalk walk(list.Get());
   std::int32_t count = 0;
   for (platform::SP_DEVINFO_DATA device = {}; walk.Next(device);)
     ++count;
-  return walk.SawEveryDevice() ? count : -1;
+  if (!walk.SawEveryDevice()) return std::nullopt;
+  return count;
 }
 
-bool ListPresentRootIds(std::vector<std::u16string>& ids) {
-  ids.clear();
-  const DeviceInfoList list = OpenRootDevices(RootScope::Present);
-  if (!list) return false;
+RootListing ListPresentRootIds() {
+  RootListing listing;
+  const platform::DeviceInfoList list = OpenRootDevices(RootScope::Present);
+  if (!list) return listing;
   RootWalk walk(list.Get());
   bool everyIdRead = true;
   for (platform::SP_DEVINFO_DATA device = {}; everyIdRead && walk.Next(device);) {
-    std::u16string id;
-    everyIdRead = ReadInstanceId(list.Get(), device, id);
-    if (everyIdRead) ids.push_back(std::move(id));
+    std::optional<std::u16string> id = ReadInstanceId(list.Get(), device);
+    everyIdRead = id.has_value();
+    if (id) listing.ids.push_back(std::move(*id));
   }
-  std::sort(ids.begin(), ids.end());
-  return everyIdRead && walk.SawEveryDevice();
+  std::sort(listing.ids.begin(), listing.ids.end());
+  listing.complete = everyIdRead && walk.SawEveryDevice();
+  return listing;
 }
 
-bool WaitForStartedRoot(std::uint32_t timeoutMs, std::uint32_t& problem) {
+StartWait WaitForStartedRoot(std::uint32_t timeoutMs) {
   const std::uint64_t deadline = platform::GetTickCount64() + timeoutMs;
-  problem = 0;
+  StartWait wait;
   for (;;) {
     if (const std::optional<NodeStatus> status = LookAtFirstRoot()) {
-      if (status->IsStartedCleanly()) return true;
-      problem = status->problem;
+      if (status->IsStartedCleanly()) return {.started = true, .problem = wait.problem};
+      wait.problem = status->problem;
     }
-    if (platform::GetTickCount64() >= deadline) return false;
+    if (platform::GetTickCount64() >= deadline) return wait;
     platform::Sleep(kStartPollMs);
   }
 }

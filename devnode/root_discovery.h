@@ -4,6 +4,7 @@
 // hardware ids include Root\VornAudio. Everything here only reads, and prints nothing.
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -27,16 +28,25 @@ struct LiveRoot {
 /// Looks for the live root.
 LiveRoot DiscoverLiveRoot();
 
-/// How many matching root devices are installed, present or not; -1 when they cannot all be
+/// How many matching root devices are installed, present or not; nothing when they cannot all be
 /// counted.
-std::int32_t CountInstalledRoots();
+std::optional<std::int32_t> CountInstalledRoots();
 
-/// Instance ids of the present matching roots, sorted ascending by code units. False when a call
-/// failed; `ids` then holds, sorted, what was read before.
-bool ListPresentRootIds(std::vector<std::u16string>& ids);
+struct RootListing {
+  std::vector<std::u16string> ids;  // sorted ascending by code units; those read before a failure
+  bool complete = false;            // every id was read and the listing ended as a listing should
+};
+
+/// Instance ids of the present matching roots.
+RootListing ListPresentRootIds();
+
+struct StartWait {
+  bool started = false;       // without a problem
+  std::uint32_t problem = 0;  // the last problem code that was seen, 0 if none was
+};
 
 /// Waits until the first present root is started without a problem, looking every 500 ms for
-/// `timeoutMs`; 0 looks once. `problem` is the last problem code that was seen, 0 if none was.
-bool WaitForStartedRoot(std::uint32_t timeoutMs, std::uint32_t& problem);
+/// `timeoutMs`; 0 looks once.
+StartWait WaitForStartedRoot(std::uint32_t timeoutMs);
 
 }  // namespace vorn

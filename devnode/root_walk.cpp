@@ -5,9 +5,9 @@
 
 namespace vorn {
 
-DeviceInfoList OpenRootDevices(RootScope scope) {
+platform::DeviceInfoList OpenRootDevices(RootScope scope) {
   const std::uint32_t presence = scope == RootScope::Present ? platform::DIGCF_PRESENT : 0;
-  return DeviceInfoList(
+  return platform::DeviceInfoList(
       platform::SetupDiGetClassDevsW(nullptr, u"ROOT", presence | platform::DIGCF_ALLCLASSES));
 }
 

@@ -15,7 +15,7 @@ enum class RootScope { Present, Installed };
 
 /// A new list of the devices of the enumerator ROOT, whatever their class (SetupDiGetClassDevsW).
 /// Empty owner on failure, with the last error of the call.
-DeviceInfoList OpenRootDevices(RootScope scope);
+platform::DeviceInfoList OpenRootDevices(RootScope scope);
 
 /// Goes through a list by rising index (SetupDiEnumDeviceInfo) and stops at each device whose
 /// hardware ids match. The list must outlive the walk.

@@ -1,14 +1,17 @@
 #include "install/driver_binding.h"
 
-#include "devnode/device_reads.h"
 #include "platform/device_setup.h"
+#include "product/product.h"
 
 namespace vorn {
 
-bool BindDriver(const std::u16string& infPath, bool& restartRequired) {
-  restartRequired = false;
-  return platform::UpdateDriverForPlugAndPlayDevicesW(
-      kRootHardwareId, infPath.c_str(), platform::INSTALLFLAG_FORCE, &restartRequired);
+BindOutcome BindDriver(const std::u16string& infPath) {
+  bool restartRequired = false;
+  if (!platform::UpdateDriverForPlugAndPlayDevicesW(
+          kRootHardwareId, infPath.c_str(), platform::INSTALLFLAG_FORCE, &restartRequired)) {
+    return BindOutcome::Rejected;
+  }
+  return restartRequired ? BindOutcome::WaitsForRestart : BindOutcome::Bound;
 }
 
 }  // namespace vorn

@@ -6,10 +6,14 @@
 
 namespace vorn {
 
+enum class BindOutcome {
+  Rejected,         // the last error says why
+  Bound,            // the device runs on the package
+  WaitsForRestart,  // of the machine
+};
+
 /// Has Windows put the package of the INF at `infPath` on every device with the program's hardware
 /// id, whatever is bound to it (UpdateDriverForPlugAndPlayDevicesW with INSTALLFLAG_FORCE).
-/// `restartRequired` tells whether the switch waits for a restart of the machine. Returns false,
-/// with the last error, when Windows rejects the package.
-bool BindDriver(const std::u16string& infPath, bool& restartRequired);
+BindOutcome BindDriver(const std::u16string& infPath);
 
 }  // namespace vorn

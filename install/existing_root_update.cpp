@@ -6,72 +6,69 @@
 #include "devnode/root_discovery.h"
 #include "install/driver_binding.h"
 #include "install/previous_selection.h"
-#include "journal/activation_storage.h"
 #include "journal/journal_guard.h"
 #include "report/console.h"
 #include "verify/live_verification.h"
 
+#include <optional>
 #include <string_view>
+#include <utility>
 
 namespace vorn {
 
 namespace {
 
-/// Whether exactly one present root was found. Says why not.
+/// Whether exactly one present root was found.
 bool IsUnambiguous(const LiveRoot& root) {
-  if (root.presentCount == 1 && !root.instanceId.empty()) return true;
-  PrintError(u"vorn_devnode: existing root baseline is missing or ambiguous: %ls\n", root.reason);
-  return false;
+  return root.presentCount == 1 && !root.instanceId.empty();
 }
 
 /// A device that the user disabled is left alone, unless the caller goes back to what it ran
-/// before. Says why not.
-bool MayBeUpdated(const LiveRoot& root, bool rollback) {
-  if (!root.disabled || rollback) return true;
-  PrintError(
-      u"vorn_devnode: RESULT=BIND_REFUSED - the VORN device is disabled; enable it in Device "
-      u"Manager before updating its driver\n");
-  return false;
+/// before.
+bool MayBeUpdated(const LiveRoot& root, const InstallRequest& request) {
+  return !root.disabled || request.rollback;
 }
 
-/// Takes down which endpoints the user has, for the journal. False after printing why not.
-bool CaptureBaselines(const LiveRoot& root, ActivationState& state) {
+/// The record of a bind of `target`, with which endpoints the user has now. Nothing after printing
+/// why they cannot be told.
+std::optional<ActivationState> CaptureBaselines(const LiveRoot& root, DriverIdentity target) {
   const CatalogSnapshot catalog =
-      TakeCatalogSnapshot(root.instanceId, root.endpointChildren, /*comparePnp=*/false);
+      TakeCatalogSnapshot(root.instanceId, root.endpointChildren, PnpComparison::None);
   if (!catalog.ok) {
     PrintError(u"vorn_devnode: existing root has no complete MMDevice catalog baseline: %ls\n",
                catalog.reason);
-    return false;
+    return std::nullopt;
   }
-  state.catalog = catalog.endpoints;
+  ActivationState state = {
+      .fresh = false, .target = std::move(target), .catalog = catalog.endpoints, .present = {}};
   const CheckResult present =
       ComputeExpectedPresent(state.catalog, root.endpointChildren, &state.present);
   if (!present.ok) {
     PrintError(u"vorn_devnode: existing endpoint baseline is ambiguous: %ls\n", present.reason);
+    return std::nullopt;
   }
-  return present.ok;
+  return state;
 }
 
 /// Runs the engine; a journal whose target is proven stays.
-ExitStatus Prove(const ActivationState& state, JournalGuard& journal) {
-  const ExitStatus proven = RunLiveVerification(state, VerificationMode::Reporting);
+ExitStatus Prove(const ActivationState& state, PackageChange change, JournalGuard& journal) {
+  const ExitStatus proven = RunLiveVerification(state, VerificationMode::Reporting, change);
   if (proven == kExitOk) journal.Keep();
   return proven;
 }
 
-ExitStatus ConfirmUnchangedPackage(ActivationState state, JournalGuard& journal) {
-  state.unchangedPackage = true;
+ExitStatus ConfirmUnchangedPackage(const ActivationState& state, JournalGuard& journal) {
   Print(u"vorn_devnode: Root\\VornAudio already runs the target package; device left untouched\n");
-  return Prove(state, journal);
+  return Prove(state, PackageChange::None, journal);
 }
 
 /// The candidate waits for a restart, which nobody asked for: the previous package is selected
 /// again, so that the restart does not bring the candidate unproven.
 ExitStatus TakeBackDeferredSwitch(const LiveRoot& rootBefore, QuiesceGuard& quiesced) {
-  bool secondRestartRequired = false;
-  const bool restored = RestorePreviousSelection(rootBefore, secondRestartRequired);
-  if (restored && !secondRestartRequired) quiesced.Forget();
+  const BindOutcome previous = RestorePreviousSelection(rootBefore);
+  if (previous == BindOutcome::Bound) quiesced.Forget();
 
+  const bool restored = previous != BindOutcome::Rejected;
   const bool hotSwap = rootBefore.startedCleanly;
   const std::u16string_view code = hotSwap ? u"HOT_SWAP_FAILED" : u"NOT_STARTED";
   const std::u16string_view outcome =
@@ -88,17 +85,17 @@ ExitStatus TakeBackDeferredSwitch(const LiveRoot& rootBefore, QuiesceGuard& quie
 ExitStatus BindAndProve(const InstallRequest& request, const LiveRoot& root,
                         const ActivationState& state, QuiesceGuard& quiesced,
                         JournalGuard& journal) {
-  bool restartRequired = false;
-  if (!BindDriver(request.infPath, restartRequired)) {
+  const BindOutcome bound = BindDriver(request.inf.path);
+  if (bound == BindOutcome::Rejected) {
     ReportFailedCall(u"UpdateDriverForPlugAndPlayDevices(existing)");
     PrintError(u"vorn_devnode: RESULT=BIND_REFUSED - Windows rejected the bind\n");
     return kExitBindRefused;
   }
-  if (!restartRequired) {
+  if (bound == BindOutcome::Bound) {
     // The driver was restarted with the bind; the engine proves what its new endpoints are.
     quiesced.Forget();
     Print(u"vorn_devnode: Root\\VornAudio driver updated on existing devnode\n");
-    return Prove(state, journal);
+    return Prove(state, PackageChange::Possible, journal);
   }
   if (request.rollback) {
     PrintError(
@@ -112,27 +109,36 @@ ExitStatus BindAndProve(const InstallRequest& request, const LiveRoot& root,
 
 }  // namespace
 
-ExitStatus UpdateExistingRoot(const InstallRequest& request, ActivationState state) {
+ExitStatus UpdateExistingRoot(const InstallRequest& request, DriverIdentity target) {
   const LiveRoot root = DiscoverLiveRoot();
-  if (!IsUnambiguous(root)) return kExitNotStarted;
-  if (!MayBeUpdated(root, request.rollback)) return kExitBindRefused;
-  if (!CaptureBaselines(root, state)) return kExitEndpointsMissing;
+  if (!IsUnambiguous(root)) {
+    PrintError(u"vorn_devnode: existing root baseline is missing or ambiguous: %ls\n", root.reason);
+    return kExitNotStarted;
+  }
+  if (!MayBeUpdated(root, request)) {
+    PrintError(
+        u"vorn_devnode: RESULT=BIND_REFUSED - the VORN device is disabled; enable it in Device "
+        u"Manager before updating its driver\n");
+    return kExitBindRefused;
+  }
+  const std::optional<ActivationState> state = CaptureBaselines(root, std::move(target));
+  if (!state) return kExitEndpointsMissing;
 
-  // What is hidden is shown again last, when the final line is printed and the journal is gone.
+  // Declared before the journal's guard: what is hidden is shown again last, when the final line is
+  // printed and the journal is gone.
   QuiesceGuard quiesced(root.instanceId);
-  state.fresh = false;
-  if (!WriteActivationState(request.statePath, state)) return kExitActivationStateBlocks;
-  JournalGuard journal(request.statePath);
+  if (!request.journal.Write(*state)) return kExitActivationStateBlocks;
+  JournalGuard journal(request.journal);
 
   const bool hotSwap = root.startedCleanly;
   if (hotSwap && !request.rollback &&
-      RunLiveVerification(state, VerificationMode::Quick) == kExitOk) {
-    return ConfirmUnchangedPackage(state, journal);
+      RunLiveVerification(*state, VerificationMode::Quick) == kExitOk) {
+    return ConfirmUnchangedPackage(*state, journal);
   }
-  if (hotSwap && !QuiesceEndpoints(quiesced, QuiesceMode::Hide)) {
+  if (hotSwap && !quiesced.Hide()) {
     PrintError(u"vorn_devnode: VORN endpoints could not be quiesced; binding directly\n");
   }
-  return BindAndProve(request, root, state, quiesced, journal);
+  return BindAndProve(request, root, *state, quiesced, journal);
 }
 
 }  // namespace vorn

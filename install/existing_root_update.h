@@ -5,13 +5,12 @@
 // restart is taken back.
 
 #include "install/install_request.h"
-#include "journal/activation_state.h"
+#include "package/driver_identity.h"
 #include "report/exit_status.h"
 
 namespace vorn {
 
-/// `state` names the target; the baselines are captured here. Returns the status of the install
-/// command.
-ExitStatus UpdateExistingRoot(const InstallRequest& request, ActivationState state);
+/// Binds `target`, the package of the request. Returns the status of the install command.
+ExitStatus UpdateExistingRoot(const InstallRequest& request, DriverIdentity target);
 
 }  // namespace vorn

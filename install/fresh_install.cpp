@@ -1,61 +1,57 @@
 #include "install/fresh_install.h"
 
 #include "install/driver_binding.h"
-#include "journal/activation_storage.h"
 #include "journal/journal_guard.h"
 #include "platform/device_setup.h"
 #include "platform/owners.h"
+#include "product/product.h"
 #include "report/console.h"
 #include "verify/live_verification.h"
 
 #include <string_view>
+#include <utility>
 
 namespace vorn {
 
 namespace {
 
-constexpr platform::GUID kMediaClass = {
-    0x4d36e96c, 0xe325, 0x11ce, {0xbf, 0xc1, 0x08, 0x00, 0x2b, 0xe1, 0x03, 0x18}};
 constexpr std::uint32_t kMaxClassNameLength = 32;  // MAX_CLASS_NAME_LEN, with the terminator
-
-/// The hardware id as a multi-string: the id, its terminator, and the list's.
-constexpr char16_t kHardwareIds[] = u"Root\\VornAudio\0";
-static_assert(sizeof kHardwareIds == 32);
 
 /// The new root device while it is being installed, and the list that it is an element of.
 struct NewRoot {
-  DeviceInfoList list;
+  platform::DeviceInfoList list;
   platform::SP_DEVINFO_DATA device = {};
 };
 
 /// Reports the call that just failed and hands its status on.
-ExitStatus Failed(std::u16string_view call, ExitStatus status) {
+ExitStatus ReportFailure(std::u16string_view call, ExitStatus status) {
   ReportFailedCall(call);
   return status;
 }
 
 /// Makes a root device known to Plug and Play, without a driver. kExitOk, or what failed.
 ExitStatus RegisterRoot(NewRoot& root) {
-  root.list = DeviceInfoList(platform::SetupDiCreateDeviceInfoList(&kMediaClass));
-  if (!root.list) return Failed(u"SetupDiCreateDeviceInfoList", kExitCreateListFailed);
+  root.list = platform::DeviceInfoList(platform::SetupDiCreateDeviceInfoList(&kSetupClass));
+  if (!root.list) return ReportFailure(u"SetupDiCreateDeviceInfoList", kExitCreateListFailed);
 
   char16_t className[kMaxClassNameLength] = {};
-  if (!platform::SetupDiClassNameFromGuidW(&kMediaClass, className, kMaxClassNameLength, nullptr)) {
-    return Failed(u"SetupDiClassNameFromGuid", kExitClassNameFailed);
+  if (!platform::SetupDiClassNameFromGuidW(&kSetupClass, className, kMaxClassNameLength, nullptr)) {
+    return ReportFailure(u"SetupDiClassNameFromGuid", kExitClassNameFailed);
   }
   root.device.cbSize = sizeof root.device;
-  if (!platform::SetupDiCreateDeviceInfoW(root.list.Get(), className, &kMediaClass, nullptr,
+  if (!platform::SetupDiCreateDeviceInfoW(root.list.Get(), className, &kSetupClass, nullptr,
                                           platform::DICD_GENERATE_ID, &root.device)) {
-    return Failed(u"SetupDiCreateDeviceInfo", kExitCreateDeviceFailed);
+    return ReportFailure(u"SetupDiCreateDeviceInfo", kExitCreateDeviceFailed);
   }
   if (!platform::SetupDiSetDeviceRegistryPropertyW(root.list.Get(), &root.device,
-                                                   platform::SPDRP_HARDWAREID, kHardwareIds,
-                                                   sizeof kHardwareIds)) {
-    return Failed(u"SetupDiSetDeviceRegistryProperty(HARDWAREID)", kExitSetHardwareIdFailed);
+                                                   platform::SPDRP_HARDWAREID, kRootHardwareIds,
+                                                   sizeof kRootHardwareIds)) {
+    return ReportFailure(u"SetupDiSetDeviceRegistryProperty(HARDWAREID)", kExitSetHardwareIdFailed);
   }
   if (!platform::SetupDiCallClassInstaller(platform::DIF_REGISTERDEVICE, root.list.Get(),
                                            &root.device)) {
-    return Failed(u"SetupDiCallClassInstaller(DIF_REGISTERDEVICE)", kExitRegisterDeviceFailed);
+    return ReportFailure(u"SetupDiCallClassInstaller(DIF_REGISTERDEVICE)",
+                         kExitRegisterDeviceFailed);
   }
   return kExitOk;
 }
@@ -65,15 +61,23 @@ void RemoveRoot(const NewRoot& root) {
   platform::SetupDiCallClassInstaller(platform::DIF_REMOVE, root.list.Get(), &root.device);
 }
 
-/// Creates the device and binds the package. kExitOk, or what failed; the list is destroyed.
-ExitStatus CreateAndBindRoot(const InstallRequest& request, bool& restartRequired) {
+/// What came of a new device: a status other than kExitOk when it was not made or was taken away
+/// again, else how its package is bound.
+struct NewBinding {
+  ExitStatus status = kExitOk;
+  BindOutcome outcome = BindOutcome::Rejected;
+};
+
+/// Creates the device and binds the package; the list is destroyed.
+NewBinding CreateAndBindRoot(const InstallRequest& request) {
   NewRoot root;
   const ExitStatus status = RegisterRoot(root);
-  if (status != kExitOk) return status;
-  if (BindDriver(request.infPath, restartRequired)) return kExitOk;
+  if (status != kExitOk) return {.status = status};
+  const BindOutcome outcome = BindDriver(request.inf.path);
+  if (outcome != BindOutcome::Rejected) return {.outcome = outcome};
   ReportFailedCall(u"UpdateDriverForPlugAndPlayDevices");
   RemoveRoot(root);
-  return kExitFreshBindFailed;
+  return {.status = kExitFreshBindFailed};
 }
 
 ExitStatus ReportDeferredStart(const InstallRequest& request, JournalGuard& journal) {
@@ -92,17 +96,17 @@ ExitStatus ReportDeferredStart(const InstallRequest& request, JournalGuard& jour
 
 }  // namespace
 
-ExitStatus InstallFreshRoot(const InstallRequest& request, ActivationState state) {
-  state.fresh = true;
-  if (!WriteActivationState(request.statePath, state)) return kExitActivationStateBlocks;
-  JournalGuard journal(request.statePath);
+ExitStatus InstallFreshRoot(const InstallRequest& request, DriverIdentity target) {
+  const ActivationState state = {
+      .fresh = true, .target = std::move(target), .catalog = {}, .present = {}};
+  if (!request.journal.Write(state)) return kExitActivationStateBlocks;
+  JournalGuard journal(request.journal);
 
-  bool restartRequired = false;
-  const ExitStatus created = CreateAndBindRoot(request, restartRequired);
-  if (created != kExitOk) return created;
+  const NewBinding binding = CreateAndBindRoot(request);
+  if (binding.status != kExitOk) return binding.status;
   Print(u"vorn_devnode: Root\\VornAudio installed\n");
 
-  if (restartRequired) return ReportDeferredStart(request, journal);
+  if (binding.outcome == BindOutcome::WaitsForRestart) return ReportDeferredStart(request, journal);
   const ExitStatus proven = RunLiveVerification(state, VerificationMode::Reporting);
   if (proven == kExitOk) journal.Keep();
   return proven;

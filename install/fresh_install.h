@@ -4,12 +4,12 @@
 // proves the outcome. A device that the package could not be bound to is taken away again.
 
 #include "install/install_request.h"
-#include "journal/activation_state.h"
+#include "package/driver_identity.h"
 #include "report/exit_status.h"
 
 namespace vorn {
 
-/// `state` names the target; its baselines are empty. Returns the status of the install command.
-ExitStatus InstallFreshRoot(const InstallRequest& request, ActivationState state);
+/// Binds `target`, the package of the request. Returns the status of the install command.
+ExitStatus InstallFreshRoot(const InstallRequest& request, DriverIdentity target);
 
 }  // namespace vorn

@@ -5,63 +5,51 @@
 #include "install/existing_root_update.h"
 #include "install/fresh_install.h"
 #include "install/retained_journal.h"
-#include "package/content_hash.h"
-#include "package/driver_identity.h"
 #include "package/inf_identity.h"
-#include "privileged_input/file.h"
-#include "privileged_input/protected_files.h"
 #include "report/console.h"
 
 #include <cstdint>
+#include <optional>
+#include <utility>
 
 namespace vorn {
 
 namespace {
 
-/// Which package the INF is, for the journal.
-bool ReadTarget(const std::u16string& infPath, const privileged_input::File& inf,
-                ActivationState& target) {
-  target.service = kDriverServiceName;
-  return ReadExpectedDriverVer(infPath, &inf, target.date, target.version) &&
-         HashFileSha256(infPath, &inf, target.infSha256);
-}
-
-/// Leaves one root device or none; `remaining` says which. False when that could not be reached
-/// within this run.
-bool CleanUpRoots(std::uint32_t& remaining) {
-  const std::int32_t installed = CountInstalledRoots();
-  if (installed < 0) return false;
+/// Leaves one root device or none, and says how many remain present. Nothing when that could not be
+/// reached within this run.
+std::optional<std::uint32_t> CleanUpRoots() {
+  const std::optional<std::int32_t> installed = CountInstalledRoots();
+  if (!installed) return std::nullopt;
   const PruneResult pruned = PruneDuplicateRoots();
-  remaining = pruned.remaining;
-  const bool deferred = installed >= 2 && pruned.restartPending;
-  return pruned.ok && !deferred;
+  const bool deferred = *installed >= 2 && pruned.restartPending;
+  if (!pruned.ok || deferred) return std::nullopt;
+  return pruned.remaining;
 }
 
 }  // namespace
 
-ExitStatus Install(const std::u16string& infPath, const std::u16string& statePath, bool rollback) {
-  const privileged_input::File inf = privileged_input::OpenInputFile(infPath);
-  if (!inf) {
-    PrintError(u"vorn_devnode: INF not found: %s\n", infPath);
+ExitStatus Install(const InstallRequest& request) {
+  if (!request.inf.file) {
+    PrintError(u"vorn_devnode: INF not found: %s\n", request.inf.path);
     return kExitInputRefused;
   }
-  ActivationState target;
-  if (!ReadTarget(infPath, inf, target)) {
+  std::optional<DriverIdentity> target = ReadIdentity(request.inf.file);
+  if (!target) {
     PrintError(u"vorn_devnode: target INF identity could not be read\n");
     return kExitInputRefused;
   }
-  if (!RetireRetainedJournal(statePath)) return kExitActivationStateBlocks;
+  if (!RetireRetainedJournal(request.journal)) return kExitActivationStateBlocks;
 
-  std::uint32_t remainingRoots = 0;
-  if (!CleanUpRoots(remainingRoots)) {
+  const std::optional<std::uint32_t> remainingRoots = CleanUpRoots();
+  if (!remainingRoots) {
     PrintError(
         u"vorn_devnode: RESULT=BIND_REFUSED - VORN root cleanup could not complete "
         u"synchronously\n");
     return kExitBindRefused;
   }
-  const InstallRequest request{infPath, statePath, rollback};
-  return remainingRoots == 0 ? InstallFreshRoot(request, target)
-                             : UpdateExistingRoot(request, target);
+  return *remainingRoots == 0 ? InstallFreshRoot(request, std::move(*target))
+                              : UpdateExistingRoot(request, std::move(*target));
 }
 
 }  // namespace vorn

@@ -4,18 +4,17 @@
 // none, and proves the outcome. The target and the endpoints that the user had are journalled
 // before the device is touched, so that a failed candidate is recognised and rolled back.
 
+#include "install/install_request.h"
 #include "report/exit_status.h"
-
-#include <string>
 
 namespace vorn {
 
-/// Installs the package of the INF at `infPath`, the snapshot's private copy. `statePath` names the
-/// journal. `rollback` says that the caller goes back to a package that has run before: a disabled
-/// root is accepted, and a switch that waits for a restart is a success of its kind.
+/// Installs the package of the requested INF. With `rollback` the caller goes back to a package
+/// that has run before: a disabled root is accepted, and a switch that waits for a restart is a
+/// success of its kind.
 ///
 /// Returns 0 when the live system is proven to run the package, else the status that belongs to the
 /// line that was printed.
-ExitStatus Install(const std::u16string& infPath, const std::u16string& statePath, bool rollback);
+ExitStatus Install(const InstallRequest& request);
 
 }  // namespace vorn

@@ -1,66 +1,62 @@
 #include "install/previous_selection.h"
 
 #include "base/text.h"
-#include "install/driver_binding.h"
-#include "package/driver_identity.h"
 #include "package/inf_identity.h"
 #include "package/published_package.h"
 #include "package/windows_inf_folder.h"
 #include "platform/last_error.h"
-#include "privileged_input/protected_files.h"
+#include "privileged_input/input_file.h"
+#include "product/product.h"
 #include "report/console.h"
 
-#include <cstdint>
+#include <optional>
 #include <string>
 
 namespace vorn {
 
 namespace {
 
-/// The path of the published INF that the root was bound to; empty when it is not provably the
+/// The path of the published INF that the root was bound to; nothing when it is not provably the
 /// package that was bound.
-std::u16string AuthenticatePreviousSelection(const LiveRoot& rootBefore) {
+std::optional<std::u16string> AuthenticatePreviousSelection(const LiveRoot& rootBefore) {
   const std::u16string& name = rootBefore.driverInfPath;
-  std::u16string windowsFolder;
-  if (!EqualsIgnoringCase(rootBefore.service, kDriverServiceName) || !IsPublishedOemInfName(name) ||
-      !ReadWindowsFolder(windowsFolder)) {
-    return {};
+  if (!EqualsIgnoringCase(rootBefore.service, kDriverServiceName) || !IsPublishedOemInfName(name)) {
+    return std::nullopt;
   }
-  const std::u16string path = PublishedInfPath(windowsFolder, name);
-  const privileged_input::File file = OpenPublishedInf(windowsFolder, name);
-  std::u16string date;
-  std::u16string version;
-  const bool authentic = file && ReadExpectedDriverVer(path, &file, date, version) &&
-                         EqualsIgnoringCase(version, rootBefore.driverVersion);
-  return authentic ? path : std::u16string();
+  const std::optional<std::u16string> windowsFolder = ReadWindowsFolder();
+  if (!windowsFolder) return std::nullopt;
+  const std::optional<DriverVer> published =
+      ReadExpectedDriverVer(OpenPublishedInf(*windowsFolder, name));
+  if (!published || !EqualsIgnoringCase(published->version, rootBefore.driverVersion)) {
+    return std::nullopt;
+  }
+  return PublishedInfPath(*windowsFolder, name);
 }
 
 /// Opens the INF, so that nobody changes it meanwhile, and binds its package.
-bool Reselect(const std::u16string& path, bool& restartRequired) {
+BindOutcome Reselect(const std::u16string& path) {
   const privileged_input::File file = privileged_input::OpenInputFile(path);
-  return file && BindDriver(path, restartRequired);
+  return file ? BindDriver(path) : BindOutcome::Rejected;
 }
 
 }  // namespace
 
-bool RestorePreviousSelection(const LiveRoot& rootBefore, bool& restartRequired) {
-  restartRequired = false;
-  const std::u16string path = AuthenticatePreviousSelection(rootBefore);
-  if (path.empty()) {
+BindOutcome RestorePreviousSelection(const LiveRoot& rootBefore) {
+  const std::optional<std::u16string> path = AuthenticatePreviousSelection(rootBefore);
+  if (!path) {
     PrintError(
         u"vorn_devnode: previous driver package selection is unknown (\"%ls\"); nothing to "
         u"re-select\n",
         rootBefore.driverInfPath);
-    return false;
+    return BindOutcome::Rejected;
   }
-  if (!Reselect(path, restartRequired)) {
-    const std::uint32_t error = platform::GetLastError();
+  const BindOutcome outcome = Reselect(*path);
+  if (outcome == BindOutcome::Rejected) {
     PrintError(
         u"vorn_devnode: could not re-select the previous driver package %ls (error 0x%08lX)\n",
-        rootBefore.driverInfPath, error);
-    return false;
+        rootBefore.driverInfPath, platform::GetLastError());
   }
-  return true;
+  return outcome;
 }
 
 }  // namespace vorn

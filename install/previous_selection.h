@@ -4,16 +4,16 @@
 // re-selection when Windows defers the switch to a restart.
 
 #include "devnode/root_discovery.h"
+#include "install/driver_binding.h"
 
 namespace vorn {
 
-/// Binds the package again that `rootBefore`, as discovered before the bind, was bound to. Returns
-/// whether it is selected again, after printing why when it is not; `restartRequired` then tells
-/// whether this switch, too, waits for a restart.
+/// Binds the package again that `rootBefore`, as discovered before the bind, was bound to. What
+/// came of it; Rejected also, after printing why, when there is nothing that may be bound.
 ///
 /// It must provably be the program's: the name must be that of a published INF, the file must open
 /// through verified handles in the Windows INF folder, and its DriverVer must be the version that
 /// was bound, with the program's own service.
-bool RestorePreviousSelection(const LiveRoot& rootBefore, bool& restartRequired);
+BindOutcome RestorePreviousSelection(const LiveRoot& rootBefore);
 
 }  // namespace vorn

@@ -4,8 +4,8 @@
 #include "base/text.h"
 #include "catalog/endpoint_sets.h"
 #include "package/content_hash.h"
-#include "package/driver_identity.h"
 #include "product/endpoint_identity.h"
+#include "product/product.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -48,9 +48,11 @@ bool IsBlank(char16_t unit) {
   return unit == u' ' || (unit >= u'\t' && unit <= u'\r');
 }
 
+enum class Sign { Plus, Minus };
+
 /// Digits as the C library's conversion to an unsigned 32-bit number reads them: what is too large
 /// becomes the largest number. Nothing when something else stands among them.
-std::optional<std::uint32_t> ReadDigits(std::u16string_view digits, bool negative) {
+std::optional<std::uint32_t> ReadDigits(std::u16string_view digits, Sign sign) {
   constexpr std::uint32_t kLargest = std::numeric_limits<std::uint32_t>::max();
   std::uint64_t value = 0;
   for (const char16_t digit : digits) {
@@ -59,7 +61,7 @@ std::optional<std::uint32_t> ReadDigits(std::u16string_view digits, bool negativ
   }
   if (value > kLargest) return kLargest;
   const auto number = static_cast<std::uint32_t>(value);
-  return negative ? 0 - number : number;
+  return sign == Sign::Minus ? 0 - number : number;
 }
 
 /// The number that is the whole of `text`, as wcstoul with base 10 and a 32-bit result converts it:
@@ -72,7 +74,7 @@ std::optional<std::uint32_t> ReadNumber(std::u16string_view text) {
   const bool negative = text.starts_with(u'-');
   if (negative || text.starts_with(u'+')) text.remove_prefix(1);
   if (text.empty()) return std::nullopt;
-  return ReadDigits(text, negative);
+  return ReadDigits(text, negative ? Sign::Minus : Sign::Plus);
 }
 
 /// The number of entries that a line with that prefix announces, at most kEndpointCount.
@@ -99,8 +101,10 @@ std::optional<CatalogEndpoint> ReadCatalogEndpoint(std::u16string_view value) {
   if (flow != u'C' && flow != u'R') return std::nullopt;
   if (!cableIndex || *cableIndex >= kCableCount) return std::nullopt;
   if (active != u'0' && active != u'1') return std::nullopt;
-  return CatalogEndpoint{*cableIndex, flow == u'C', active == u'1',
-                         std::u16string(value.substr(third + 1))};
+  return CatalogEndpoint{.cableIndex = *cableIndex,
+                         .capture = flow == u'C',
+                         .active = active == u'1',
+                         .endpointId = std::u16string(value.substr(third + 1))};
 }
 
 /// The lines that stand at fixed places: the header, the target and the fresh flag.
@@ -111,10 +115,10 @@ bool ReadTarget(const Lines& lines, ActivationState& state) {
   const auto infSha256 = Rest(lines[4], u"infSha256=");
   if (lines[0] != kHeader || !version || !date || !service || !infSha256) return false;
   if (lines[5] != u"fresh=0" && lines[5] != u"fresh=1") return false;
-  state.version = *version;
-  state.date = *date;
-  state.service = *service;
-  state.infSha256 = *infSha256;
+  state.target = {.version = std::u16string(*version),
+                  .date = std::u16string(*date),
+                  .service = std::u16string(*service),
+                  .infSha256 = std::u16string(*infSha256)};
   state.fresh = lines[5] == u"fresh=1";
   return true;
 }
@@ -145,14 +149,15 @@ bool ReadLists(const Lines& lines, ActivationState& state) {
 bool HasValidLists(const ActivationState& state) {
   if (state.fresh) return state.catalog.empty() && state.present.empty();
   return CheckCatalogEndpoints(state.catalog).ok &&
-         CompareInstanceSets(state.present, state.present, state.fresh).ok;
+         CompareInstanceSets(state.present, state.present, state.Origin()).ok;
 }
 
 }  // namespace
 
 std::u16string SerializeActivationState(const ActivationState& state) {
-  std::u16string text = Format(u"%ls\nversion=%ls\ndate=%ls\nservice=%ls\ninfSha256=%ls\n", kHeader,
-                               state.version, state.date, state.service, state.infSha256);
+  std::u16string text =
+      Format(u"%ls\nversion=%ls\ndate=%ls\nservice=%ls\ninfSha256=%ls\n", kHeader,
+             state.target.version, state.target.date, state.target.service, state.target.infSha256);
   text += state.fresh ? u"fresh=1\n" : u"fresh=0\n";
   text += Format(u"catalogCount=%zu\n", state.catalog.size());
   for (const CatalogEndpoint& endpoint : state.catalog) {
@@ -166,20 +171,19 @@ std::u16string SerializeActivationState(const ActivationState& state) {
   return text;
 }
 
-bool ParseActivationState(std::u16string_view text, ActivationState& state) {
+std::optional<ActivationState> ParseActivationState(std::u16string_view text) {
   const Lines lines = SplitLines(text);
-  if (lines.size() < kFixedLines) return false;
-  ActivationState parsed;
-  if (!ReadTarget(lines, parsed) || !ReadLists(lines, parsed)) return false;
-  if (!HasValidTarget(parsed) || !HasValidLists(parsed)) return false;
-  state = std::move(parsed);
-  return true;
+  if (lines.size() < kFixedLines) return std::nullopt;
+  ActivationState state;
+  if (!ReadTarget(lines, state) || !ReadLists(lines, state)) return std::nullopt;
+  if (!IsValidTarget(state.target) || !HasValidLists(state)) return std::nullopt;
+  return state;
 }
 
-bool HasValidTarget(const ActivationState& state) {
-  return IsSingleLine(state.version, kMaxVersionLength) &&
-         IsSingleLine(state.date, kMaxDateLength) &&
-         EqualsIgnoringCase(state.service, kDriverServiceName) && IsSha256Text(state.infSha256);
+bool IsValidTarget(const DriverIdentity& target) {
+  return IsSingleLine(target.version, kMaxVersionLength) &&
+         IsSingleLine(target.date, kMaxDateLength) &&
+         EqualsIgnoringCase(target.service, kDriverServiceName) && IsSha256Text(target.infSha256);
 }
 
 }  // namespace vorn

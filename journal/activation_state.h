@@ -5,7 +5,10 @@
 // rule holds, because a later run trusts it to tell a finished activation from a failed candidate.
 
 #include "catalog/catalog_endpoint.h"
+#include "catalog/endpoint_sets.h"
+#include "package/driver_identity.h"
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,13 +17,12 @@ namespace vorn {
 
 struct ActivationState {
   bool fresh = false;                    // no root existed before the bind; both lists are empty
-  bool unchangedPackage = false;         // the live root ran the target already; never in the text
-  std::u16string version;                // target DriverVer version, 1 to kMaxVersionLength units
-  std::u16string date;                   // target DriverVer date, 1 to kMaxDateLength units
-  std::u16string service;                // target service name
-  std::u16string infSha256;              // 64 hexadecimal digits of either case
+  DriverIdentity target;                 // the package to activate; a hash of either case
   std::vector<CatalogEndpoint> catalog;  // catalog before the bind, at most 20
   std::vector<std::u16string> present;   // instance ids expected present, at most 20
+
+  /// What `fresh` says of the root, for the judgements that need it.
+  RootOrigin Origin() const { return fresh ? RootOrigin::Fresh : RootOrigin::Existing; }
 
   friend bool operator==(const ActivationState&, const ActivationState&) = default;
 };
@@ -28,12 +30,11 @@ struct ActivationState {
 /// The journal text of a record: one line each, every line ended by a line feed. Validates nothing.
 std::u16string SerializeActivationState(const ActivationState& state);
 
-/// Reads a journal text into `state`, with unchangedPackage off. Returns false, and leaves `state`
-/// as it was, if any rule is broken.
-bool ParseActivationState(std::u16string_view text, ActivationState& state);
+/// Reads a journal text. Nothing if any rule is broken.
+std::optional<ActivationState> ParseActivationState(std::u16string_view text);
 
-/// Whether the target fields hold what every journal must: the lengths of version and date and no
+/// Whether a target holds what that of every journal must: the lengths of version and date and no
 /// line break in them, the program's service name, and a hash of 64 hexadecimal digits.
-bool HasValidTarget(const ActivationState& state);
+bool IsValidTarget(const DriverIdentity& target);
 
 }  // namespace vorn

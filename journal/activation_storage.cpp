@@ -3,30 +3,30 @@
 #include "base/text.h"
 #include "catalog/endpoint_sets.h"
 #include "platform/files.h"
+#include "platform/kept_last_error.h"
 #include "platform/last_error.h"
 #include "platform/owners.h"
 #include "platform/security.h"
-#include "privileged_input/absolute_path.h"
 #include "privileged_input/access_control.h"
 #include "privileged_input/deletion.h"
 #include "privileged_input/directory.h"
 #include "privileged_input/file.h"
 #include "privileged_input/file_transfer.h"
 #include "privileged_input/native_api.h"
-#include "privileged_input/path_rules.h"
-#include "privileged_input/protected_files.h"
 #include "product/endpoint_identity.h"
 #include "report/console.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace vorn {
 
 namespace {
 
+using privileged_input::AbsolutePath;
 using privileged_input::Directory;
 using privileged_input::File;
 
@@ -44,7 +44,7 @@ bool IsWritableEndpoint(const CatalogEndpoint& endpoint) {
 }
 
 bool IsWritableState(const ActivationState& state) {
-  if (!HasValidTarget(state)) return false;
+  if (!IsValidTarget(state.target)) return false;
   if (state.fresh && !(state.catalog.empty() && state.present.empty())) return false;
   if (state.present.size() > kEndpointCount) return false;
   if (!state.fresh && !CheckCatalogEndpoints(state.catalog).ok) return false;
@@ -74,18 +74,21 @@ std::u16string ToText(const std::vector<std::uint8_t>& bytes) {
 
 /// Deletes what was created; the last error stays as it was.
 void Discard(const File& journal) {
-  const std::uint32_t lastError = platform::GetLastError();
+  const platform::KeptLastError kept;
   privileged_input::MarkForDeletion(journal.Handle());
-  platform::SetLastError(lastError);
 }
 
 /// Creates the empty journal; on failure nothing of it is left.
-File CreateJournal(const std::u16string& path, const platform::SECURITY_DESCRIPTOR* descriptor) {
-  if (!IsAbsolutePath(path)) return {};
-  const Directory folder = Directory::OpenAbsolute(privileged_input::FolderOfAbsolutePath(path),
-                                                   privileged_input::LoadNativeApi());
-  File journal = File::Create(folder, std::u16string_view(path).substr(path.rfind(u'\\') + 1),
-                              descriptor, privileged_input::kMaxProtectedFileSize);
+File CreateJournal(const std::optional<AbsolutePath>& path,
+                   const platform::SECURITY_DESCRIPTOR* descriptor) {
+  if (!path) {
+    platform::SetLastError(platform::ERROR_INVALID_NAME);
+    return {};
+  }
+  const Directory folder =
+      Directory::OpenAbsolute(path->Folder(), privileged_input::LoadNativeApi());
+  File journal =
+      File::Create(folder, path->Name(), descriptor, privileged_input::kMaxProtectedFileSize);
   if (journal && !privileged_input::HasProtectedOwnerAndDacl(journal.Handle())) {
     Discard(journal);
     return {};
@@ -104,19 +107,28 @@ bool WriteContent(File& journal, const std::vector<std::uint8_t>& content) {
 
 }  // namespace
 
-bool WriteActivationState(const std::u16string& statePath, const ActivationState& state) {
+Journal::Journal(privileged_input::ProtectedFiles& files, std::optional<AbsolutePath> path)
+    : files_(files), path_(std::move(path)) {}
+
+JournalPresence Journal::Look() {
+  if (files_.OpenProtectedFile(path_)) return JournalPresence::Present;
+  return platform::GetLastError() == platform::ERROR_FILE_NOT_FOUND ? JournalPresence::Absent
+                                                                    : JournalPresence::Unknown;
+}
+
+bool Journal::Write(const ActivationState& state) {
   const std::vector<std::uint8_t> content = ToBytes(SerializeActivationState(state));
   if (!IsWritableState(state) || content.size() > privileged_input::kMaxProtectedFileSize) {
     PrintError(u"vorn_devnode: refusing malformed activation state\n");
     return false;
   }
-  SecurityDescriptor descriptor;
+  platform::SecurityDescriptor descriptor;
   if (!platform::ConvertStringSecurityDescriptorToSecurityDescriptorW(
           kJournalSddl, platform::SDDL_REVISION_1, descriptor.Receive(), nullptr)) {
     ReportFailedCall(u"activation-state security descriptor");
     return false;
   }
-  File journal = CreateJournal(statePath, descriptor.Get());
+  File journal = CreateJournal(path_, descriptor.Get());
   if (!journal) {
     ReportFailedCall(u"safe create(activation state)");
     return false;
@@ -126,29 +138,30 @@ bool WriteActivationState(const std::u16string& statePath, const ActivationState
     ReportFailedCall(u"WriteFile(activation state)");
     return false;
   }
-  privileged_input::CacheProtectedFile(statePath, journal);
+  files_.Keep(*path_, journal);
   Print(u"vorn_devnode: persisted protected pre-bind activation state\n");
   return true;
 }
 
-bool ReadActivationState(const std::u16string& statePath, ActivationState& state) {
-  const File journal = privileged_input::OpenProtectedFile(statePath);
+std::optional<ActivationState> Journal::Read() {
+  const File journal = files_.OpenProtectedFile(path_);
   if (!journal) {
     PrintError(u"vorn_devnode: activation state missing or unsafe\n");
-    return false;
+    return std::nullopt;
   }
-  if (journal.Size() == 0 || journal.Size() % sizeof(char16_t) != 0) return false;
+  if (journal.Size() == 0 || journal.Size() % sizeof(char16_t) != 0) return std::nullopt;
   std::vector<std::uint8_t> content(static_cast<std::size_t>(journal.Size()));
   if (!privileged_input::SeekToStart(journal.Handle()) ||
       !privileged_input::ReadExactly(journal.Handle(), content.data(), content.size())) {
-    return false;
+    return std::nullopt;
   }
   const std::u16string text = ToText(content);
-  return text.find(u'\0') == std::u16string::npos && ParseActivationState(text, state);
+  if (text.find(u'\0') != std::u16string::npos) return std::nullopt;
+  return ParseActivationState(text);
 }
 
-void DeleteActivationState(const std::u16string& statePath) {
-  File journal = privileged_input::OpenProtectedFile(statePath);
+void Journal::Delete() {
+  File journal = files_.OpenProtectedFile(path_);
   if (!journal) {
     if (platform::GetLastError() != platform::ERROR_FILE_NOT_FOUND) {
       ReportFailedCall(u"safe open for delete(activation state)");
@@ -158,7 +171,7 @@ void DeleteActivationState(const std::u16string& statePath) {
   if (!privileged_input::MarkForDeletion(journal.Handle())) {
     ReportFailedCall(u"delete handle(activation state)");
   }
-  privileged_input::ForgetProtectedFile(statePath);
+  files_.Forget(*path_);
   // The file goes with its last handle, and a new journal may be created right afterwards.
   journal.Close();
 }

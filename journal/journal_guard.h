@@ -5,17 +5,14 @@
 
 #include "journal/activation_storage.h"
 
-#include <string>
-#include <utility>
-
 namespace vorn {
 
 class JournalGuard {
  public:
-  /// `statePath` names the journal that this run has written.
-  explicit JournalGuard(std::u16string statePath) : statePath_(std::move(statePath)) {}
+  /// `journal` is the one that this run has written.
+  explicit JournalGuard(Journal& journal) : journal_(journal) {}
   ~JournalGuard() {
-    if (!kept_) DeleteActivationState(statePath_);
+    if (!kept_) journal_.Delete();
   }
   JournalGuard(const JournalGuard&) = delete;
   JournalGuard& operator=(const JournalGuard&) = delete;
@@ -24,7 +21,7 @@ class JournalGuard {
   void Keep() { kept_ = true; }
 
  private:
-  std::u16string statePath_;
+  Journal& journal_;
   bool kept_ = false;
 };
 

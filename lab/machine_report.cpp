@@ -172,10 +172,9 @@ class VolumeSearch {
   void LookAtFile(const Node& file, const std::u16string& name, const std::u16string& path) {
     const std::u16string text = Utf16Content(file);
     if (text.starts_with(kJournalHeader) || name == u".vorn-driver-activation-state") {
-      ActivationState state;
       const bool wellFormed = file.content->size() % 2 == 0 &&
                               text.find(u'\0') == std::u16string::npos &&
-                              ParseActivationState(text, state);
+                              ParseActivationState(text).has_value();
       report_.journals.push_back({path, wellFormed, LinesOf(ToUtf8(text))});
     }
     if (EqualsIgnoringCase(name, kLogName)) {

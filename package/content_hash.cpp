@@ -1,10 +1,11 @@
 #include "package/content_hash.h"
 
+#include "base/text.h"
 #include "platform/crypto.h"
 #include "platform/files.h"
 #include "platform/owners.h"
 #include "privileged_input/file.h"
-#include "privileged_input/protected_files.h"
+#include "privileged_input/file_transfer.h"
 
 #include <cstdint>
 #include <vector>
@@ -27,16 +28,14 @@ class Sha256 {
                                               platform::BCRYPT_SHA256_ALGORITHM) != 0) {
       return false;
     }
-    std::uint32_t objectLength = 0;
-    std::uint32_t digestLength = 0;
-    if (!ReadLength(platform::BCRYPT_OBJECT_LENGTH, objectLength) ||
-        !ReadLength(platform::BCRYPT_HASH_LENGTH, digestLength)) {
-      return false;
-    }
-    object_.assign(objectLength, 0);
-    digest_.assign(digestLength, 0);
+    const std::optional<std::uint32_t> objectLength = ReadLength(platform::BCRYPT_OBJECT_LENGTH);
+    if (!objectLength) return false;
+    const std::optional<std::uint32_t> digestLength = ReadLength(platform::BCRYPT_HASH_LENGTH);
+    if (!digestLength) return false;
+    object_.assign(*objectLength, 0);
+    digest_.assign(*digestLength, 0);
     return platform::BCryptCreateHash(algorithm_.Get(), hash_.Receive(), object_.data(),
-                                      objectLength) == 0;
+                                      *objectLength) == 0;
   }
 
   bool Add(const std::uint8_t* bytes, std::uint32_t size) {
@@ -52,17 +51,21 @@ class Sha256 {
   const std::vector<std::uint8_t>& Digest() const { return digest_; }
 
  private:
-  bool ReadLength(const char16_t* property, std::uint32_t& length) {
+  std::optional<std::uint32_t> ReadLength(const char16_t* property) const {
+    std::uint32_t length = 0;
     std::uint32_t written = 0;
-    return platform::BCryptGetProperty(algorithm_.Get(), property,
-                                       reinterpret_cast<std::uint8_t*>(&length), sizeof(length),
-                                       &written) == 0;
+    if (platform::BCryptGetProperty(algorithm_.Get(), property,
+                                    reinterpret_cast<std::uint8_t*>(&length), sizeof length,
+                                    &written) != 0) {
+      return std::nullopt;
+    }
+    return length;
   }
 
-  HashAlgorithm algorithm_;
+  platform::HashAlgorithm algorithm_;
   std::vector<std::uint8_t> object_;
   std::vector<std::uint8_t> digest_;
-  HashObject hash_;
+  platform::HashObject hash_;
 };
 
 /// Nobody else can write to a verified file, so that its size cannot change: an end before it or
@@ -79,34 +82,17 @@ bool AddWholeFile(const File& file, Sha256& hash) {
   }
 }
 
-std::u16string ToHex(const std::vector<std::uint8_t>& bytes) {
-  constexpr char16_t kDigits[] = u"0123456789abcdef";
-  std::u16string text;
-  text.reserve(2 * bytes.size());
-  for (const std::uint8_t byte : bytes) {
-    text.push_back(kDigits[byte >> 4]);
-    text.push_back(kDigits[byte & 0xF]);
-  }
-  return text;
-}
-
 }  // namespace
 
-bool HashFileSha256(const std::u16string& path, const File* file, std::u16string& hexDigest) {
-  hexDigest.clear();
-  const File input = file != nullptr && *file ? *file : privileged_input::OpenInputFile(path);
-  if (!input || !platform::SetFilePointerEx(input.Handle(), 0, nullptr, platform::FILE_BEGIN)) {
-    return false;
-  }
+std::optional<std::u16string> HashFileSha256(const File& file) {
+  if (!file || !privileged_input::SeekToStart(file.Handle())) return std::nullopt;
   Sha256 hash;
-  if (!hash.Begin() || !AddWholeFile(input, hash) || !hash.Finish()) return false;
-  hexDigest = ToHex(hash.Digest());
-  return true;
+  if (!hash.Begin() || !AddWholeFile(file, hash) || !hash.Finish()) return std::nullopt;
+  return ToHexText(hash.Digest());
 }
 
 bool IsSha256Text(std::u16string_view text) {
-  return text.size() == 2 * kSha256Bytes &&
-         text.find_first_not_of(u"0123456789abcdefABCDEF") == std::u16string_view::npos;
+  return text.size() == 2 * kSha256Bytes && IsHexText(text);
 }
 
 }  // namespace vorn

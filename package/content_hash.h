@@ -3,6 +3,7 @@
 // The SHA-256 of a whole file, read through a verified handle, so that the bytes that are hashed
 // are those of the file that was authenticated.
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -12,12 +13,10 @@ class File;
 
 namespace vorn {
 
-/// Hashes the file from its first byte, wherever its position stands, into 64 lower-case
-/// hexadecimal digits. With a null `file`, or one that is not open, `path` is opened as an input
-/// file. False with an empty digest when opening, reading or hashing (bcrypt) fails; prints
-/// nothing.
-bool HashFileSha256(const std::u16string& path, const privileged_input::File* file,
-                    std::u16string& hexDigest);
+/// Hashes an open file from its first byte, wherever its position stands, into 64 lower-case
+/// hexadecimal digits. Nothing when the file is not open, or reading or hashing (bcrypt) fails;
+/// prints nothing.
+std::optional<std::u16string> HashFileSha256(const privileged_input::File& file);
 
 /// Whether a text has the form of a digest: 64 hexadecimal digits of either case.
 bool IsSha256Text(std::u16string_view text);

@@ -7,9 +7,6 @@
 
 namespace vorn {
 
-/// The name of the service that the product's package installs, and the only one that it may.
-inline constexpr char16_t kDriverServiceName[] = u"VornAudio";
-
 /// Longest version and date of a DriverVer that are accepted, in units.
 inline constexpr std::size_t kMaxVersionLength = 64;
 inline constexpr std::size_t kMaxDateLength = 32;

@@ -2,35 +2,37 @@
 
 #include "base/text.h"
 
-#include <algorithm>
+#include <utility>
 
 namespace vorn {
 
-InfHandle OpenInf(const std::u16string& path) {
-  return InfHandle(platform::SetupOpenInfFileW(
+platform::InfHandle OpenInf(const std::u16string& path) {
+  return platform::InfHandle(platform::SetupOpenInfFileW(
       path.c_str(), platform::INF_STYLE_WIN4 | platform::INF_STYLE_CACHE_DISABLE, nullptr));
 }
 
-bool ReadFieldInto(std::size_t capacity, const platform::INFCONTEXT& line, std::uint32_t field,
-                   std::u16string& text, std::uint32_t* required) {
-  text.assign(capacity, u'\0');
-  const bool read = platform::SetupGetStringFieldW(&line, field, text.data(),
-                                                   static_cast<std::uint32_t>(capacity), required);
-  text.resize(read ? std::min(text.find(u'\0'), text.size()) : 0);
-  return read;
+std::optional<InfField> ReadField(const platform::INFCONTEXT& line, std::uint32_t field,
+                                  std::size_t capacity) {
+  std::u16string buffer(capacity, u'\0');
+  std::uint32_t required = 0;
+  if (!platform::SetupGetStringFieldW(&line, field, buffer.data(),
+                                      static_cast<std::uint32_t>(capacity), &required)) {
+    return std::nullopt;
+  }
+  return InfField{.text = buffer.c_str(), .required = required};
 }
 
-bool ReadKeyedField(platform::HINF inf, const char16_t* section, const char16_t* key,
-                    std::uint32_t field, std::size_t maxLength, std::u16string& value) {
-  value.clear();
+std::optional<std::u16string> ReadKeyedField(platform::HINF inf, const char16_t* section,
+                                             const char16_t* key, std::uint32_t field,
+                                             std::size_t maxLength) {
   platform::INFCONTEXT line = {};
-  if (!platform::SetupFindFirstLineW(inf, section, key, &line)) return false;
+  if (!platform::SetupFindFirstLineW(inf, section, key, &line)) return std::nullopt;
   std::uint32_t required = 0;
-  if (!platform::SetupGetStringFieldW(&line, field, nullptr, 0, &required)) return false;
-  if (required < 2 || required > maxLength + 1) return false;
-  if (ReadFieldInto(required, line, field, value) && IsSingleLine(value, maxLength)) return true;
-  value.clear();
-  return false;
+  if (!platform::SetupGetStringFieldW(&line, field, nullptr, 0, &required)) return std::nullopt;
+  if (required < 2 || required > maxLength + 1) return std::nullopt;
+  std::optional<InfField> read = ReadField(line, field, required);
+  if (!read || !IsSingleLine(read->text, maxLength)) return std::nullopt;
+  return std::move(read->text);
 }
 
 }  // namespace vorn

@@ -1,16 +1,16 @@
 #include "package/inf_identity.h"
 
+#include "base/path_text.h"
 #include "base/text.h"
 #include "package/content_hash.h"
-#include "package/driver_identity.h"
 #include "package/inf_fields.h"
 #include "package/original_names.h"
 #include "platform/inf.h"
 #include "privileged_input/file.h"
-#include "privileged_input/protected_files.h"
+#include "product/product.h"
 #include "report/console.h"
 
-#include <algorithm>
+#include <utility>
 
 namespace vorn {
 
@@ -22,11 +22,8 @@ constexpr char16_t kInfName[] = u"vorn_audio.inf";
 constexpr char16_t kCatalogName[] = u"vorn_audio.cat";
 constexpr char16_t kProviderName[] = u"VORN Audio";
 constexpr char16_t kProviderToken[] = u"%ProviderName%";
-constexpr char16_t kClassName[] = u"MEDIA";
-constexpr char16_t kClassGuid[] = u"{4d36e96c-e325-11ce-bfc1-08002be10318}";
 constexpr char16_t kModelsSection[] = u"VornAudioDevices.NTamd64.10.0...19041";
 constexpr char16_t kInstallSection[] = u"VornAudio_Install";
-constexpr char16_t kHardwareId[] = u"Root\\VornAudio";
 constexpr char16_t kServicesSection[] = u"VornAudio_Install.Services";
 constexpr char16_t kServiceKey[] = u"AddService";
 
@@ -41,14 +38,10 @@ constexpr std::size_t kLineFieldCapacity = 128;  // of a model or service
 constexpr std::size_t kDateCapacity = 64;
 constexpr std::size_t kVersionCapacity = 128;
 
-/// The caller's file when it is open, else the one at `path`.
-File FileToRead(const std::u16string& path, const File* file) {
-  return file != nullptr && *file ? *file : privileged_input::OpenInputFile(path);
-}
-
-/// The version block, the provider's name, and the provider as the version block has it, in an
-/// order in which the first failure ends the reading.
-bool ReadVersionBlock(platform::HINF inf, InfIdentity& identity, std::u16string& provider) {
+/// Fills in the version block and the provider's name, and returns the provider as the version
+/// block has it. The first field that cannot be read ends the reading.
+std::optional<std::u16string> ReadVersionBlock(platform::HINF inf, InfIdentity& identity) {
+  std::u16string provider;
   struct KeyedField {
     const char16_t* section;
     const char16_t* key;
@@ -65,18 +58,21 @@ bool ReadVersionBlock(platform::HINF inf, InfIdentity& identity, std::u16string&
       {u"Strings", u"ProviderName", 1, kMaxProviderLength, identity.providerName},
       {u"Version", u"Provider", 1, kMaxProviderLength, provider},
   };
-  return std::all_of(std::begin(fields), std::end(fields), [inf](const KeyedField& item) {
-    return ReadKeyedField(inf, item.section, item.key, item.field, item.maxLength, item.value);
-  });
+  for (const KeyedField& item : fields) {
+    std::optional<std::u16string> value =
+        ReadKeyedField(inf, item.section, item.key, item.field, item.maxLength);
+    if (!value) return std::nullopt;
+    item.value = std::move(*value);
+  }
+  return provider;
 }
 
 bool IsExactModel(const platform::INFCONTEXT& line) {
-  std::u16string installSection;
-  std::u16string hardwareId;
-  return ReadFieldInto(kLineFieldCapacity, line, 1, installSection) &&
-         ReadFieldInto(kLineFieldCapacity, line, 2, hardwareId) &&
-         EqualsIgnoringCase(installSection, kInstallSection) &&
-         EqualsIgnoringCase(hardwareId, kHardwareId);
+  const std::optional<InfField> installSection = ReadField(line, 1, kLineFieldCapacity);
+  if (!installSection) return false;
+  const std::optional<InfField> hardwareId = ReadField(line, 2, kLineFieldCapacity);
+  return hardwareId && EqualsIgnoringCase(installSection->text, kInstallSection) &&
+         EqualsIgnoringCase(hardwareId->text, kRootHardwareId);
 }
 
 bool FindExactModel(platform::HINF inf) {
@@ -95,88 +91,98 @@ bool FindExactModel(platform::HINF inf) {
 /// product's.
 bool InstallsExactService(platform::HINF inf) {
   platform::INFCONTEXT line = {};
-  std::u16string service;
-  return platform::SetupFindFirstLineW(inf, kServicesSection, kServiceKey, &line) &&
-         ReadFieldInto(kLineFieldCapacity, line, 1, service) &&
-         EqualsIgnoringCase(service, kDriverServiceName);
+  if (!platform::SetupFindFirstLineW(inf, kServicesSection, kServiceKey, &line)) return false;
+  const std::optional<InfField> service = ReadField(line, 1, kLineFieldCapacity);
+  return service && EqualsIgnoringCase(service->text, kDriverServiceName);
 }
 
 /// Everything that stands in the INF's text. The INF is closed again on return.
 bool ReadInfText(const std::u16string& path, InfIdentity& identity) {
-  const InfHandle inf = OpenInf(path);
-  std::u16string provider;
-  if (!inf || !ReadVersionBlock(inf.Get(), identity, provider)) return false;
+  const platform::InfHandle inf = OpenInf(path);
+  if (!inf) return false;
+  const std::optional<std::u16string> provider = ReadVersionBlock(inf.Get(), identity);
+  if (!provider) return false;
   identity.hasExactModel = FindExactModel(inf.Get());
   identity.hasExactService = InstallsExactService(inf.Get());
-  return EqualsIgnoringCase(provider, kProviderToken) ||
-         EqualsIgnoringCase(provider, identity.providerName);
+  return EqualsIgnoringCase(*provider, kProviderToken) ||
+         EqualsIgnoringCase(*provider, identity.providerName);
 }
 
 bool ReadPublishedNames(const std::u16string& path, InfIdentity& identity) {
-  std::u16string infName;
-  std::u16string catalogName;
-  if (!QueryOriginalNames(path, infName, catalogName)) return false;
-  identity.originalInfName = FileNameComponent(infName);
-  identity.originalCatalogName = FileNameComponent(catalogName);
+  const std::optional<OriginalNames> original = QueryOriginalNames(path);
+  if (!original) return false;
+  identity.originalInfName = FileNameComponent(original->inf);
+  identity.originalCatalogName = FileNameComponent(original->catalog);
   return IsSingleLine(identity.originalInfName, kMaxNameLength) &&
          IsSingleLine(identity.originalCatalogName, kMaxNameLength);
 }
 
-/// DriverVer of an open INF; whether both of its fields have their form.
-bool ReadDriverVer(platform::HINF inf, std::u16string& date, std::u16string& version) {
+/// DriverVer of an open INF, when both of its fields have their form.
+std::optional<DriverVer> ReadDriverVer(platform::HINF inf) {
   platform::INFCONTEXT line = {};
-  if (!platform::SetupFindFirstLineW(inf, u"Version", u"DriverVer", &line)) return false;
-  std::uint32_t versionSize = 0;
-  return ReadFieldInto(kDateCapacity, line, 1, date) &&
-         ReadFieldInto(kVersionCapacity, line, 2, version, &versionSize) && versionSize >= 2 &&
-         IsSingleLine(date, kMaxDateLength) && IsSingleLine(version, kMaxVersionLength);
+  if (!platform::SetupFindFirstLineW(inf, u"Version", u"DriverVer", &line)) return std::nullopt;
+  const std::optional<InfField> date = ReadField(line, 1, kDateCapacity);
+  if (!date) return std::nullopt;
+  const std::optional<InfField> version = ReadField(line, 2, kVersionCapacity);
+  if (!version || version->required < 2 || !IsSingleLine(date->text, kMaxDateLength) ||
+      !IsSingleLine(version->text, kMaxVersionLength)) {
+    return std::nullopt;
+  }
+  return DriverVer{.date = date->text, .version = version->text};
 }
 
 }  // namespace
 
-bool ReadInfIdentity(const std::u16string& path, std::u16string_view publishedInfName,
-                     const File* file, InfIdentity& identity) {
-  identity = {};
-  const File input = FileToRead(path, file);
-  if (!input || !HashFileSha256(path, &input, identity.infSha256) ||
-      !ReadInfText(input.Path(), identity)) {
-    return false;
+std::optional<InfIdentity> ReadInfIdentity(const File& inf,
+                                           const std::optional<PublishedPlace>& published) {
+  std::optional<std::u16string> infSha256 = HashFileSha256(inf);
+  if (!infSha256) return std::nullopt;
+  InfIdentity identity;
+  identity.infSha256 = std::move(*infSha256);
+  if (!ReadInfText(inf.Path(), identity)) return std::nullopt;
+  if (published) {
+    // Windows knows a published package by its place in the INF folder, not by the handle's path.
+    identity.publishedInfName = published->name;
+    if (!ReadPublishedNames(published->path, identity)) return std::nullopt;
+  } else {
+    identity.originalInfName = FileNameComponent(inf.Path());
+    identity.originalCatalogName = identity.catalogFile;
   }
-  identity.publishedInfName = publishedInfName;
-  // Windows knows a published package by its place in the INF folder, not by the handle's path.
-  if (!publishedInfName.empty()) return ReadPublishedNames(path, identity);
-  identity.originalInfName = FileNameComponent(input.Path());
-  identity.originalCatalogName = identity.catalogFile;
-  return true;
+  return identity;
 }
 
 bool HasExactPackageContract(const InfIdentity& identity) {
   return EqualsIgnoringCase(identity.originalInfName, kInfName) &&
          EqualsIgnoringCase(identity.originalCatalogName, kCatalogName) &&
          EqualsIgnoringCase(identity.providerName, kProviderName) &&
-         EqualsIgnoringCase(identity.className, kClassName) &&
-         EqualsIgnoringCase(identity.classGuid, kClassGuid) &&
+         EqualsIgnoringCase(identity.className, kSetupClassName) &&
+         EqualsIgnoringCase(identity.classGuid, kSetupClassText) &&
          EqualsIgnoringCase(identity.catalogFile, kCatalogName) && !identity.driverDate.empty() &&
          !identity.driverVersion.empty() && IsSha256Text(identity.infSha256) &&
          identity.hasExactModel && identity.hasExactService;
 }
 
-bool ReadExpectedDriverVer(const std::u16string& path, const File* file, std::u16string& date,
-                           std::u16string& version) {
-  date.clear();
-  version.clear();
-  const File input = FileToRead(path, file);
-  if (!input) return false;
-  const InfHandle inf = OpenInf(input.Path());
-  if (!inf) {
+std::optional<DriverVer> ReadExpectedDriverVer(const File& inf) {
+  if (!inf) return std::nullopt;
+  const platform::InfHandle opened = OpenInf(inf.Path());
+  if (!opened) {
     ReportFailedCall(u"SetupOpenInfFile(expected DriverVer)");
-    return false;
+    return std::nullopt;
   }
-  if (ReadDriverVer(inf.Get(), date, version)) return true;
-  PrintError(u"vorn_devnode: INF has no valid DriverVer date/version\n");
-  date.clear();
-  version.clear();
-  return false;
+  std::optional<DriverVer> driverVer = ReadDriverVer(opened.Get());
+  if (!driverVer) PrintError(u"vorn_devnode: INF has no valid DriverVer date/version\n");
+  return driverVer;
+}
+
+std::optional<DriverIdentity> ReadIdentity(const privileged_input::File& inf) {
+  std::optional<DriverVer> driverVer = ReadExpectedDriverVer(inf);
+  if (!driverVer) return std::nullopt;
+  std::optional<std::u16string> infSha256 = HashFileSha256(inf);
+  if (!infSha256) return std::nullopt;
+  return DriverIdentity{.version = std::move(driverVer->version),
+                        .date = std::move(driverVer->date),
+                        .service = kDriverServiceName,
+                        .infSha256 = std::move(*infSha256)};
 }
 
 }  // namespace vorn

@@ -3,14 +3,22 @@
 // What one INF says of its driver package, read through SetupAPI from a verified file, and whether
 // that is exactly the product's package. Nothing here trusts a file's name or place.
 
+#include "package/driver_identity.h"
+
+#include <optional>
 #include <string>
-#include <string_view>
 
 namespace vorn::privileged_input {
 class File;
 }
 
 namespace vorn {
+
+/// Where a published INF lies.
+struct PublishedPlace {
+  std::u16string name;  // in the Windows INF folder
+  std::u16string path;  // as the platform's INF functions are given it
+};
 
 /// The whole identity of one INF. Every text is as the platform reads it, strings substituted.
 struct InfIdentity {
@@ -30,23 +38,29 @@ struct InfIdentity {
   friend bool operator==(const InfIdentity&, const InfIdentity&) = default;
 };
 
-/// Reads the identity of an INF. `file` is the verified file when the caller already holds it open;
-/// with null, or one that is not open, `path` is opened as an input file. `publishedInfName` is
-/// empty for a source INF; for a published one the original file names are asked of the platform
-/// for `path`. True when everything could be read, whatever it says; after false the record's
-/// content means nothing. Prints nothing; the last error is that of the call that failed, where one
-/// did.
-bool ReadInfIdentity(const std::u16string& path, std::u16string_view publishedInfName,
-                     const privileged_input::File* file, InfIdentity& identity);
+/// Reads the identity of an open INF. A published one is named by where it lies: its name in the
+/// Windows INF folder and its path there, for which the platform is asked for the original file
+/// names; a source INF by its own file name. Nothing when anything of it cannot be read; prints
+/// nothing, and the last error is that of the call that failed, where one did.
+std::optional<InfIdentity> ReadInfIdentity(const privileged_input::File& inf,
+                                           const std::optional<PublishedPlace>& published = {});
 
 /// Whether an identity names exactly the product's package: file names, provider, class, catalog,
 /// a DriverVer, a digest, the model and the service. The published name is not looked at.
 bool HasExactPackageContract(const InfIdentity& identity);
 
-/// Reads only DriverVer's date (1 to 32 units) and version (1 to 64 units). `path` and `file` as in
-/// ReadInfIdentity. On failure both are empty; an INF that does not open, or that has no valid
-/// DriverVer, is reported on standard error, a file that does not open is not.
-bool ReadExpectedDriverVer(const std::u16string& path, const privileged_input::File* file,
-                           std::u16string& date, std::u16string& version);
+/// DriverVer of an INF.
+struct DriverVer {
+  std::u16string date;     // first field, 1 to kMaxDateLength units
+  std::u16string version;  // second field, 1 to kMaxVersionLength units
+};
+
+/// Reads DriverVer of an open INF. Nothing when it cannot be read: an INF that does not open, or
+/// that has no valid DriverVer, is reported on standard error, a file that is not open is not.
+std::optional<DriverVer> ReadExpectedDriverVer(const privileged_input::File& inf);
+
+/// What an open INF names: its DriverVer and its digest, with the service of the product, which is
+/// not read. Nothing when either cannot be read; ReadExpectedDriverVer prints why where it does.
+std::optional<DriverIdentity> ReadIdentity(const privileged_input::File& inf);
 
 }  // namespace vorn

@@ -50,23 +50,16 @@ std::u16string TextOf(const char16_t (&characters)[platform::MAX_PATH]) {
 
 }  // namespace
 
-std::u16string_view FileNameComponent(std::u16string_view path) {
-  const std::size_t separator = path.find_last_of(u"\\/");
-  return separator == std::u16string_view::npos ? path : path.substr(separator + 1);
-}
-
-bool QueryOriginalNames(const std::u16string& path, std::u16string& infName,
-                        std::u16string& catalogName) {
+std::optional<OriginalNames> QueryOriginalNames(const std::u16string& path) {
   InfInformation information;
-  if (!information.Query(path)) return false;
+  if (!information.Query(path)) return std::nullopt;
   platform::SP_ORIGINAL_FILE_INFO_W original = {};
   original.cbSize = sizeof(original);
   if (!platform::SetupQueryInfOriginalFileInformationW(information.Get(), 0, &original)) {
-    return false;
+    return std::nullopt;
   }
-  infName = TextOf(original.OriginalInfName);
-  catalogName = TextOf(original.OriginalCatalogName);
-  return true;
+  return OriginalNames{.inf = TextOf(original.OriginalInfName),
+                       .catalog = TextOf(original.OriginalCatalogName)};
 }
 
 }  // namespace vorn

@@ -1,5 +1,6 @@
 #include "package/package_cleanup.h"
 
+#include "base/path_text.h"
 #include "base/text.h"
 #include "package/content_hash.h"
 #include "package/published_package.h"
@@ -13,6 +14,7 @@
 #include "report/console.h"
 
 #include <algorithm>
+#include <optional>
 
 namespace vorn {
 
@@ -52,42 +54,41 @@ bool MayBePublishedInf(const DirectoryEntry& entry) {
 
 /// Judges one published INF by its bytes first; what cannot be opened or read is not ours. The file
 /// is closed again on return, so that it does not stand in the way of its own removal.
-Verdict JudgePackage(const Directory& infFolder, const std::u16string& displayPath,
-                     const std::u16string& name, const InfIdentity& expected) {
-  const File file = File::Open(infFolder, name, privileged_input::kMaxInputFileSize,
+Verdict JudgePackage(const Directory& infFolder, const PublishedPlace& place,
+                     const InfIdentity& expected) {
+  const File file = File::Open(infFolder, place.name, privileged_input::kMaxInputFileSize,
                                privileged_input::FileMode::ReadOnly);
-  std::u16string hash;
-  if (!file || !HashFileSha256(displayPath, &file, hash) ||
-      !EqualsIgnoringCase(hash, expected.infSha256)) {
-    return Verdict::NotOurs;
-  }
-  InfIdentity published;
-  const bool exact =
-      ReadInfIdentity(displayPath, name, &file, published) && IsExactCopy(published, expected);
-  return exact ? Verdict::Ours : Verdict::Doubtful;
+  const std::optional<std::u16string> hash = HashFileSha256(file);
+  if (!hash || !EqualsIgnoringCase(*hash, expected.infSha256)) return Verdict::NotOurs;
+  const std::optional<InfIdentity> published = ReadInfIdentity(file, place);
+  return published && IsExactCopy(*published, expected) ? Verdict::Ours : Verdict::Doubtful;
 }
 
-/// The exact packages of the INF folder in its listing order. One doubtful package keeps them all.
-bool CollectExactPackages(const std::u16string& infFolderPath, const InfIdentity& expected,
-                          std::vector<std::u16string>& names) {
+/// The exact packages of the INF folder in its listing order; nothing when it cannot be listed. One
+/// doubtful package keeps them all.
+std::optional<std::vector<std::u16string>> CollectExactPackages(const std::u16string& infFolderPath,
+                                                                const InfIdentity& expected) {
   const Directory infFolder =
       Directory::OpenAbsolute(infFolderPath, privileged_input::LoadNativeApi());
   std::vector<DirectoryEntry> entries;
-  if (!infFolder || !Directory::Enumerate(infFolder, entries, kMaxInfFolderEntries)) return false;
+  if (!infFolder || !Directory::Enumerate(infFolder, entries, kMaxInfFolderEntries)) {
+    return std::nullopt;
+  }
+  std::vector<std::u16string> names;
   for (const DirectoryEntry& entry : entries) {
     if (!MayBePublishedInf(entry)) continue;
     const Verdict verdict =
-        JudgePackage(infFolder, infFolderPath + u"\\" + entry.name, entry.name, expected);
+        JudgePackage(infFolder, {entry.name, JoinPath(infFolderPath, entry.name)}, expected);
     if (verdict == Verdict::Doubtful) {
       PrintError(
           u"vorn_devnode: exact-hash package %ls changed or failed structured identity validation; "
           u"retaining all remaining packages\n",
           entry.name);
-      return false;
+      return std::nullopt;
     }
     if (verdict == Verdict::Ours) names.push_back(entry.name);
   }
-  return true;
+  return names;
 }
 
 /// Whether the package is gone, by us or by somebody else meanwhile.
@@ -105,39 +106,38 @@ bool UninstallPackage(const std::u16string& name, std::uint32_t& removed) {
 
 }  // namespace
 
-bool SelectExactPackages(const InfIdentity& expected, std::vector<std::u16string>& names) {
-  names.clear();
+std::optional<std::vector<std::u16string>> SelectExactPackages(const InfIdentity& expected) {
   if (!expected.publishedInfName.empty() || !HasExactPackageContract(expected)) {
     PrintError(
         u"vorn_devnode: expected uninstall INF does not carry the exact VORN package contract\n");
-    return false;
+    return std::nullopt;
   }
-  std::u16string windowsFolder;
-  if (!ReadWindowsFolder(windowsFolder)) {
+  const std::optional<std::u16string> windowsFolder = ReadWindowsFolder();
+  if (!windowsFolder) {
     ReportFailedCall(u"GetWindowsDirectory(package cleanup)");
-    return false;
+    return std::nullopt;
   }
-  if (!CollectExactPackages(windowsFolder + u"\\" + kInfFolderName, expected, names)) {
-    names.clear();
-    return false;
-  }
-  std::sort(names.begin(), names.end());
-  names.erase(std::unique(names.begin(), names.end()), names.end());
-  return true;
+  std::optional<std::vector<std::u16string>> names =
+      CollectExactPackages(*windowsFolder + u"\\" + kInfFolderName, expected);
+  if (!names) return std::nullopt;
+  std::sort(names->begin(), names->end());
+  names->erase(std::unique(names->begin(), names->end()), names->end());
+  return names;
 }
 
-bool RemoveExactPackages(const InfIdentity& expected, std::uint32_t& removed) {
-  removed = 0;
-  std::vector<std::u16string> names;
-  if (!SelectExactPackages(expected, names)) return false;
-  for (const std::u16string& name : names) {
-    if (!UninstallPackage(name, removed)) return false;
+std::optional<std::uint32_t> RemoveExactPackages(const InfIdentity& expected) {
+  const std::optional<std::vector<std::u16string>> selected = SelectExactPackages(expected);
+  if (!selected) return std::nullopt;
+  std::uint32_t removed = 0;
+  for (const std::u16string& name : *selected) {
+    if (!UninstallPackage(name, removed)) return std::nullopt;
   }
-  if (!SelectExactPackages(expected, names)) return false;
-  if (names.empty()) return true;
+  const std::optional<std::vector<std::u16string>> left = SelectExactPackages(expected);
+  if (!left) return std::nullopt;
+  if (left->empty()) return removed;
   PrintError(u"vorn_devnode: %zu authenticated VORN package(s) remain after cleanup\n",
-             names.size());
-  return false;
+             left->size());
+  return std::nullopt;
 }
 
 }  // namespace vorn

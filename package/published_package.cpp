@@ -2,27 +2,13 @@
 
 #include "base/text.h"
 #include "devnode/root_discovery.h"
-#include "package/content_hash.h"
-#include "package/inf_identity.h"
 #include "package/windows_inf_folder.h"
 #include "privileged_input/file.h"
 
 #include <algorithm>
+#include <optional>
 
 namespace vorn {
-
-namespace {
-
-/// What the published INF itself says; its service is not read.
-bool ReadPublishedInf(const std::u16string& windowsFolder, const std::u16string& name,
-                      DriverIdentity& published) {
-  const std::u16string displayPath = PublishedInfPath(windowsFolder, name);
-  const privileged_input::File file = OpenPublishedInf(windowsFolder, name);
-  return file && ReadExpectedDriverVer(displayPath, &file, published.date, published.version) &&
-         HashFileSha256(displayPath, &file, published.infSha256);
-}
-
-}  // namespace
 
 bool IsPublishedOemInfName(std::u16string_view name) {
   constexpr std::u16string_view kPrefix = u"oem";
@@ -61,17 +47,18 @@ CheckResult AuthenticatePublishedPackage(const DriverIdentity& expected, const L
   if (!IsPublishedOemInfName(root.driverInfPath)) {
     return CheckResult::Failed(u"live root has no safe published OEM INF identity");
   }
-  std::u16string windowsFolder;
-  if (!ReadWindowsFolder(windowsFolder)) {
+  const std::optional<std::u16string> windowsFolder = ReadWindowsFolder();
+  if (!windowsFolder) {
     return CheckResult::Failed(u"Windows INF directory could not be resolved");
   }
-  DriverIdentity published;
-  if (!ReadPublishedInf(windowsFolder, root.driverInfPath, published)) {
+  const std::optional<DriverIdentity> published =
+      ReadIdentity(OpenPublishedInf(*windowsFolder, root.driverInfPath));
+  if (!published) {
     return CheckResult::Failed(u"live published OEM INF could not be authenticated");
   }
-  if (!EqualsIgnoringCase(published.version, expected.version) ||
-      !EqualsIgnoringCase(published.date, expected.date) ||
-      !EqualsIgnoringCase(published.infSha256, expected.infSha256)) {
+  if (!EqualsIgnoringCase(published->version, expected.version) ||
+      !EqualsIgnoringCase(published->date, expected.date) ||
+      !EqualsIgnoringCase(published->infSha256, expected.infSha256)) {
     return CheckResult::Failed(u"live root is bound to a different signed INF package");
   }
   return CheckResult::Passed();

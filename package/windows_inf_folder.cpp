@@ -8,13 +8,13 @@
 
 namespace vorn {
 
-bool ReadWindowsFolder(std::u16string& folder) {
+std::optional<std::u16string> ReadWindowsFolder() {
   constexpr std::uint32_t kCapacity = 32768;
-  folder.assign(kCapacity, u'\0');
+  std::u16string folder(kCapacity, u'\0');
   const std::uint32_t length = platform::GetWindowsDirectoryW(folder.data(), kCapacity);
-  const bool known = length > 0 && length < kCapacity;
-  folder.resize(known ? length : 0);
-  return known;
+  if (length == 0 || length >= kCapacity) return std::nullopt;
+  folder.resize(length);
+  return folder;
 }
 
 std::u16string PublishedInfPath(const std::u16string& windowsFolder, const std::u16string& name) {

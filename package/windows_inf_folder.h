@@ -5,6 +5,7 @@
 
 #include "privileged_input/file.h"
 
+#include <optional>
 #include <string>
 
 namespace vorn {
@@ -12,9 +13,9 @@ namespace vorn {
 /// Name of the folder of INFs in the Windows folder.
 inline constexpr char16_t kInfFolderName[] = u"INF";
 
-/// The Windows folder, without a backslash at its end (GetWindowsDirectoryW). False with the last
-/// error when it has no answer of 1 to 32,767 units.
-bool ReadWindowsFolder(std::u16string& folder);
+/// The Windows folder, without a backslash at its end (GetWindowsDirectoryW). Nothing, with the
+/// last error, when it has no answer of 1 to 32,767 units.
+std::optional<std::u16string> ReadWindowsFolder();
 
 /// The path of a published INF below the Windows folder, for messages and for the platform's INF
 /// functions.

@@ -6,11 +6,11 @@
 // how one is given back. Closing restores the last error, so that clean-up never overwrites an
 // error that is being reported.
 
-#include "platform/last_error.h"
+#include "platform/kept_last_error.h"
 
 #include <utility>
 
-namespace vorn {
+namespace vorn::platform {
 
 /// Traits: `using Type`, `static bool IsValid(Type)`, `static Type Invalid()`,
 /// `static void Close(Type)`.
@@ -45,13 +45,12 @@ class Owner {
   /// Gives the object back now; the last error stays as it was.
   void Reset() {
     if (!Traits::IsValid(value_)) return;
-    const std::uint32_t lastError = platform::GetLastError();
+    const KeptLastError kept;
     Traits::Close(std::exchange(value_, Traits::Invalid()));
-    platform::SetLastError(lastError);
   }
 
  private:
   Type value_ = Traits::Invalid();
 };
 
-}  // namespace vorn
+}  // namespace vorn::platform

@@ -15,32 +15,39 @@
 #include "platform/security.h"
 #include "platform/services.h"
 
-namespace vorn {
+namespace vorn::platform {
 
 namespace owner_traits {
 
-/// Files, directories, devices, tokens: neither null nor INVALID_HANDLE_VALUE is a handle.
-struct KernelHandle {
-  using Type = platform::HANDLE;
+/// Neither null nor INVALID_HANDLE_VALUE is a handle, whichever of them a call answers with.
+struct Handle {
+  using Type = HANDLE;
+  static bool IsValid(Type handle) { return handle != nullptr && handle != INVALID_HANDLE_VALUE; }
+  static void Close(Type handle) { CloseHandle(handle); }
+};
+
+/// Of calls that hand out a handle through a pointer, null when they fail.
+struct KernelHandle : Handle {
   static Type Invalid() { return nullptr; }
-  static bool IsValid(Type handle) {
-    return handle != nullptr && handle != platform::INVALID_HANDLE_VALUE;
-  }
-  static void Close(Type handle) { platform::CloseHandle(handle); }
+};
+
+/// Of CreateFileW, which answers INVALID_HANDLE_VALUE when it fails.
+struct DeviceHandle : Handle {
+  static Type Invalid() { return INVALID_HANDLE_VALUE; }
 };
 
 struct DeviceInfoList {
-  using Type = platform::HDEVINFO;
-  static Type Invalid() { return platform::INVALID_DEVICE_INFO_LIST; }
-  static bool IsValid(Type list) { return list != platform::INVALID_DEVICE_INFO_LIST; }
-  static void Close(Type list) { platform::SetupDiDestroyDeviceInfoList(list); }
+  using Type = HDEVINFO;
+  static Type Invalid() { return INVALID_DEVICE_INFO_LIST; }
+  static bool IsValid(Type list) { return list != INVALID_DEVICE_INFO_LIST; }
+  static void Close(Type list) { SetupDiDestroyDeviceInfoList(list); }
 };
 
 struct Inf {
-  using Type = platform::HINF;
-  static Type Invalid() { return platform::INVALID_INF; }
-  static bool IsValid(Type inf) { return inf != platform::INVALID_INF; }
-  static void Close(Type inf) { platform::SetupCloseInfFile(inf); }
+  using Type = HINF;
+  static Type Invalid() { return INVALID_INF; }
+  static bool IsValid(Type inf) { return inf != INVALID_INF; }
+  static void Close(Type inf) { SetupCloseInfFile(inf); }
 };
 
 /// What a null pointer does not name, given back by one function.
@@ -62,23 +69,20 @@ struct ComObject {
 
 }  // namespace owner_traits
 
-using KernelHandle = Owner<owner_traits::KernelHandle>;
+using KernelHandle = Owner<owner_traits::KernelHandle>;  // file, directory, token
+using DeviceHandle = Owner<owner_traits::DeviceHandle>;
 using DeviceInfoList = Owner<owner_traits::DeviceInfoList>;
 using InfHandle = Owner<owner_traits::Inf>;
-using RegistryKey = Owner<owner_traits::Pointer<platform::HKEY, platform::RegCloseKey>>;
-using ServiceHandle =
-    Owner<owner_traits::Pointer<platform::SC_HANDLE, platform::CloseServiceHandle>>;
-using SecurityDescriptor =
-    Owner<owner_traits::Pointer<platform::SECURITY_DESCRIPTOR*, platform::LocalFree>>;
-using HashAlgorithm = Owner<
-    owner_traits::Pointer<platform::BCRYPT_ALG_HANDLE, platform::BCryptCloseAlgorithmProvider>>;
-using HashObject =
-    Owner<owner_traits::Pointer<platform::BCRYPT_HASH_HANDLE, platform::BCryptDestroyHash>>;
-using TaskString = Owner<owner_traits::Pointer<char16_t*, platform::CoTaskMemFree>>;
-using LogStream = Owner<owner_traits::Pointer<platform::WideStream*, platform::fclose>>;
+using RegistryKey = Owner<owner_traits::Pointer<HKEY, RegCloseKey>>;
+using ServiceHandle = Owner<owner_traits::Pointer<SC_HANDLE, CloseServiceHandle>>;
+using SecurityDescriptor = Owner<owner_traits::Pointer<SECURITY_DESCRIPTOR*, LocalFree>>;
+using HashAlgorithm = Owner<owner_traits::Pointer<BCRYPT_ALG_HANDLE, BCryptCloseAlgorithmProvider>>;
+using HashObject = Owner<owner_traits::Pointer<BCRYPT_HASH_HANDLE, BCryptDestroyHash>>;
+using TaskString = Owner<owner_traits::Pointer<char16_t*, CoTaskMemFree>>;
+using LogStream = Owner<owner_traits::Pointer<WideStream*, fclose>>;
 
 /// A COM object; released once.
 template <class Interface>
 using ComObject = Owner<owner_traits::ComObject<Interface>>;
 
-}  // namespace vorn
+}  // namespace vorn::platform

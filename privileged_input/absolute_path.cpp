@@ -2,19 +2,22 @@
 
 #include "privileged_input/path_rules.h"
 
-#include <string>
-#include <vector>
+#include <algorithm>
 
-namespace vorn {
+namespace vorn::privileged_input {
 
-bool IsAbsolutePath(std::u16string_view path) {
-  std::vector<std::u16string> components;
-  return privileged_input::ParseAbsolutePath(path, components);
+std::optional<AbsolutePath> AbsolutePath::Parse(std::u16string_view text) {
+  AbsolutePath path;
+  if (!ParseAbsolutePath(text, path.components_)) return std::nullopt;
+  path.text_ = text;
+  return path;
 }
 
-std::u16string_view CutLastComponent(std::u16string_view path) {
-  const std::size_t last = path.find_last_of(u"\\/");
-  return last == std::u16string_view::npos ? std::u16string_view() : path.substr(0, last);
+AbsolutePath AbsolutePath::Folder() const {
+  AbsolutePath folder = *this;
+  if (!folder.components_.empty()) folder.components_.pop_back();
+  folder.text_.resize(std::max(text_.rfind(u'\\'), kDriveRootLength));
+  return folder;
 }
 
-}  // namespace vorn
+}  // namespace vorn::privileged_input

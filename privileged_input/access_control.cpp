@@ -62,7 +62,7 @@ bool ReadRules(const platform::ACL* dacl, std::vector<AccessRule>& rules) {
 bool ReadProtection(platform::HANDLE handle, Protection& protection) {
   const platform::SID* owner = nullptr;
   const platform::ACL* dacl = nullptr;
-  SecurityDescriptor descriptor;
+  platform::SecurityDescriptor descriptor;
   const std::uint32_t error = platform::GetSecurityInfo(
       handle, platform::SE_FILE_OBJECT,
       platform::OWNER_SECURITY_INFORMATION | platform::DACL_SECURITY_INFORMATION, &owner, &dacl,

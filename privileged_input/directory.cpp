@@ -1,13 +1,15 @@
 #include "privileged_input/directory.h"
 
+#include "base/path_text.h"
 #include "platform/files.h"
-#include "platform/last_error.h"
+#include "platform/kept_last_error.h"
 #include "privileged_input/deletion.h"
 #include "privileged_input/native_open.h"
 #include "privileged_input/path_rules.h"
 #include "privileged_input/refusal.h"
 
 #include <cstdint>
+#include <optional>
 #include <utility>
 
 namespace vorn::privileged_input {
@@ -37,13 +39,13 @@ bool Directory::WasCreated() const {
   return state_ != nullptr && state_->created;
 }
 
-Directory Directory::OpenVolumeRoot(std::u16string_view path, const NativeApi& api) {
+Directory Directory::OpenVolumeRoot(char16_t driveLetter, const NativeApi& api) {
   std::u16string device;
-  if (!IsHardDiskVolumeDrive(api, path.front(), &device)) return {};
+  if (!IsHardDiskVolumeDrive(api, driveLetter, &device)) return {};
   auto state = std::make_shared<State>();
   state->api = api;
   state->handle = OpenNative(api, nullptr, device + u"\\", kOpenDirectory);
-  if (!state->handle || !IsPlainObject(state->handle.Get(), true)) return {};
+  if (!state->handle || !IsPlainFolder(state->handle.Get())) return {};
   state->path = QueryVolumeGuidRoot(state->handle.Get());
   if (state->path.empty()) {
     platform::SetLastError(platform::ERROR_BAD_DEVICE);
@@ -59,7 +61,7 @@ Directory Directory::OpenComponent(const Directory& parent, std::u16string_view 
   state->path = JoinPath(parent.Path(), name);
   state->handle = OpenNative(state->api, parent.Handle(), name, kOpenDirectory);
   if (!state->handle) return {};
-  if (!IsPlainObject(state->handle.Get(), true)) {
+  if (!IsPlainFolder(state->handle.Get())) {
     platform::SetLastError(platform::ERROR_REPARSE_TAG_INVALID);
     return {};
   }
@@ -67,10 +69,13 @@ Directory Directory::OpenComponent(const Directory& parent, std::u16string_view 
 }
 
 Directory Directory::OpenAbsolute(std::u16string_view path, const NativeApi& api) {
-  std::vector<std::u16string> components;
-  if (!ParseAbsolutePath(path, components)) return {};
-  Directory directory = OpenVolumeRoot(path, api);
-  for (const std::u16string& component : components) {
+  const std::optional<AbsolutePath> parsed = AbsolutePath::Parse(path);
+  return parsed ? OpenAbsolute(*parsed, api) : Directory();
+}
+
+Directory Directory::OpenAbsolute(const AbsolutePath& path, const NativeApi& api) {
+  Directory directory = OpenVolumeRoot(path.DriveLetter(), api);
+  for (const std::u16string& component : path.Components()) {
     if (!directory) return {};
     directory = OpenComponent(directory, component);
   }
@@ -102,10 +107,9 @@ Directory Directory::CreateChild(const Directory& parent, std::u16string_view na
   state->handle = OpenNative(state->api, parent.Handle(), name, kCreateDirectory, descriptor);
   if (!state->handle) return {};
   state->created = true;
-  if (!IsPlainObject(state->handle.Get(), true)) {
-    const std::uint32_t error = platform::GetLastError();
+  if (!IsPlainFolder(state->handle.Get())) {
+    const platform::KeptLastError kept;
     MarkForDeletion(state->handle.Get());
-    platform::SetLastError(error);
     return {};
   }
   return Directory(std::move(state));
@@ -123,12 +127,6 @@ bool Directory::Enumerate(const Directory& directory, std::vector<DirectoryEntry
     informationClass = platform::FileIdBothDirectoryInfo;
   }
   return platform::GetLastError() == platform::ERROR_NO_MORE_FILES;
-}
-
-std::u16string JoinPath(std::u16string_view folder, std::u16string_view name) {
-  std::u16string path(folder);
-  if (!path.ends_with(u'\\')) path += u'\\';
-  return path += name;
 }
 
 }  // namespace vorn::privileged_input

@@ -11,6 +11,7 @@
 #include "platform/owners.h"
 #include "platform/security.h"
 #include "platform/types.h"
+#include "privileged_input/absolute_path.h"
 #include "privileged_input/directory_records.h"
 #include "privileged_input/native_api.h"
 
@@ -25,7 +26,7 @@ namespace vorn::privileged_input {
 class Directory {
  public:
   struct State {
-    KernelHandle handle;
+    platform::KernelHandle handle;
     std::shared_ptr<State> parent;  // null for a volume root
     NativeApi api;                  // that children are opened with
     std::u16string path;            // volume GUID form; for messages and comparison, never reopened
@@ -52,6 +53,9 @@ class Directory {
 
   /// Opens the folder at an absolute path, from the root of trust: the drive must be a local
   /// hard-disk volume and its root must have a volume GUID path.
+  static Directory OpenAbsolute(const AbsolutePath& path, const NativeApi& api);
+
+  /// As above; a text that is no absolute path fails with ERROR_INVALID_NAME.
   static Directory OpenAbsolute(std::u16string_view path, const NativeApi& api);
 
   /// Opens the folder at `relativePath` (names joined by backslashes) below `parent`. A link or
@@ -71,13 +75,10 @@ class Directory {
  private:
   explicit Directory(std::shared_ptr<State> state);
 
-  static Directory OpenVolumeRoot(std::u16string_view path, const NativeApi& api);
+  static Directory OpenVolumeRoot(char16_t driveLetter, const NativeApi& api);
   static Directory OpenComponent(const Directory& parent, std::u16string_view name);
 
   std::shared_ptr<State> state_;
 };
-
-/// The path of `name` in `folder`: joined by one backslash, which a volume root already has.
-std::u16string JoinPath(std::u16string_view folder, std::u16string_view name);
 
 }  // namespace vorn::privileged_input

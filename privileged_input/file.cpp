@@ -1,7 +1,8 @@
 #include "privileged_input/file.h"
 
+#include "base/path_text.h"
 #include "platform/files.h"
-#include "platform/last_error.h"
+#include "platform/kept_last_error.h"
 #include "privileged_input/deletion.h"
 #include "privileged_input/file_transfer.h"
 #include "privileged_input/native_open.h"
@@ -9,6 +10,7 @@
 #include "privileged_input/refusal.h"
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -70,7 +72,7 @@ bool File::IsWritable() const {
 
 bool File::CaptureIdentity() {
   if (!*this) return RefuseWith(platform::ERROR_INVALID_HANDLE);
-  if (!IsPlainObject(Handle(), false)) return false;
+  if (!IsPlainFile(Handle())) return false;
   platform::BY_HANDLE_FILE_INFORMATION info = {};
   if (!platform::GetFileInformationByHandle(Handle(), &info)) return false;
   const std::uint64_t size = JoinWords(info.nFileSizeHigh, info.nFileSizeLow);
@@ -100,6 +102,11 @@ File File::Open(const Directory& directory, std::u16string_view relativePath, st
     folder = Directory::OpenRelative(directory, relativePath.substr(0, relativePath.rfind(u'\\')));
     if (!folder) return {};
   }
+  return OpenIn(folder, name, maxSize, mode);
+}
+
+File File::OpenIn(const Directory& folder, const std::u16string& name, std::uint64_t maxSize,
+                  FileMode mode) {
   auto state = std::make_shared<State>();
   state->parent = folder.SharedState();
   state->path = JoinPath(folder.Path(), name);
@@ -114,14 +121,18 @@ File File::Open(const Directory& directory, std::u16string_view relativePath, st
 
 File File::OpenAbsolute(std::u16string_view path, const NativeApi& api, std::uint64_t maxSize,
                         FileMode mode) {
-  std::vector<std::u16string> components;
-  if (!ParseAbsolutePath(path, components)) return {};
-  if (components.empty()) {
+  const std::optional<AbsolutePath> parsed = AbsolutePath::Parse(path);
+  return parsed ? OpenAbsolute(*parsed, api, maxSize, mode) : File();
+}
+
+File File::OpenAbsolute(const AbsolutePath& path, const NativeApi& api, std::uint64_t maxSize,
+                        FileMode mode) {
+  if (path.Components().empty()) {
     platform::SetLastError(platform::ERROR_INVALID_NAME);
     return {};
   }
-  const Directory folder = Directory::OpenAbsolute(FolderOfAbsolutePath(path), api);
-  return Open(folder, components.back(), maxSize, mode);
+  const Directory folder = Directory::OpenAbsolute(path.Folder(), api);
+  return folder ? OpenIn(folder, path.Name(), maxSize, mode) : File();
 }
 
 File File::Create(const Directory& directory, std::u16string_view name,
@@ -141,9 +152,8 @@ File File::Create(const Directory& directory, std::u16string_view name,
   File file(std::move(state));
   if (!file) return {};
   if (!file.CaptureIdentity()) {
-    const std::uint32_t error = platform::GetLastError();
+    const platform::KeptLastError kept;
     DeleteByHandle(file.Handle());
-    platform::SetLastError(error);
     return {};
   }
   return file;

@@ -10,6 +10,7 @@
 #include "platform/owners.h"
 #include "platform/security.h"
 #include "platform/types.h"
+#include "privileged_input/absolute_path.h"
 #include "privileged_input/directory.h"
 #include "privileged_input/native_api.h"
 
@@ -41,7 +42,7 @@ struct FileIdentity {
 class File {
  public:
   struct State {
-    KernelHandle handle;
+    platform::KernelHandle handle;
     std::shared_ptr<Directory::State> parent;  // the folder that holds the file
     std::u16string path;                       // volume GUID form
     std::uint32_t volumeSerial = 0;
@@ -86,6 +87,10 @@ class File {
                    std::uint64_t maxSize, FileMode mode);
 
   /// Opens the file at an absolute path, its folder by Directory::OpenAbsolute.
+  static File OpenAbsolute(const AbsolutePath& path, const NativeApi& api, std::uint64_t maxSize,
+                           FileMode mode);
+
+  /// As above; a text that is no absolute path fails with ERROR_INVALID_NAME.
   static File OpenAbsolute(std::u16string_view path, const NativeApi& api, std::uint64_t maxSize,
                            FileMode mode);
 
@@ -100,6 +105,10 @@ class File {
 
  private:
   explicit File(std::shared_ptr<State> state);
+
+  /// Opens the file of that safe name in an open folder.
+  static File OpenIn(const Directory& folder, const std::u16string& name, std::uint64_t maxSize,
+                     FileMode mode);
 
   std::shared_ptr<State> state_;
 };

@@ -2,15 +2,32 @@
 
 namespace vorn::privileged_input {
 
+namespace {
+
+/// Fills an entry of a table with the export of that name, in the entry's own type.
+template <class Function>
+void LookUp(platform::HMODULE module, const char* name, Function& entry) {
+  entry = reinterpret_cast<Function>(platform::GetProcAddress(module, name));
+}
+
+}  // namespace
+
 NativeApi LoadNativeApi() {
   NativeApi api;
   api.queryDosDevice = &platform::QueryDosDeviceW;
   const platform::HMODULE ntdll = platform::GetModuleHandleW(u"ntdll.dll");
   if (ntdll == nullptr) return api;
-  api.ntCreateFile = reinterpret_cast<platform::NtCreateFileFunction>(
-      platform::GetProcAddress(ntdll, "NtCreateFile"));
-  api.rtlNtStatusToDosError = reinterpret_cast<platform::RtlNtStatusToDosErrorFunction>(
-      platform::GetProcAddress(ntdll, "RtlNtStatusToDosError"));
+  LookUp(ntdll, "NtCreateFile", api.ntCreateFile);
+  LookUp(ntdll, "RtlNtStatusToDosError", api.rtlNtStatusToDosError);
+  return api;
+}
+
+KeyDeletionApi LoadKeyDeletionApi() {
+  KeyDeletionApi api;
+  const platform::HMODULE ntdll = platform::GetModuleHandleW(u"ntdll.dll");
+  if (ntdll == nullptr) return api;
+  LookUp(ntdll, "NtDeleteKey", api.ntDeleteKey);
+  LookUp(ntdll, "RtlNtStatusToDosError", api.rtlNtStatusToDosError);
   return api;
 }
 

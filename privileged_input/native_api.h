@@ -1,7 +1,8 @@
 #pragma once
 
-// NativeApi: the platform entry points that verified opens stand on. The two native ones are looked
-// up at run time; where one is missing, every open fails rather than falling back to a weaker one.
+// The native entry points, which are looked up at run time: the table that verified opens stand on,
+// and the pair that deletes a registry key. Where one is missing, the operation fails rather than
+// falling back to a weaker one.
 
 #include "platform/files.h"
 #include "platform/native.h"
@@ -17,5 +18,13 @@ struct NativeApi {
 /// The table as the platform fills it now: QueryDosDeviceW always, NtCreateFile and
 /// RtlNtStatusToDosError from ntdll.dll (GetModuleHandleW, GetProcAddress), null where not found.
 NativeApi LoadNativeApi();
+
+struct KeyDeletionApi {
+  platform::NtDeleteKeyFunction ntDeleteKey = nullptr;
+  platform::RtlNtStatusToDosErrorFunction rtlNtStatusToDosError = nullptr;
+};
+
+/// Both from ntdll.dll as it is loaded now, null where not found.
+KeyDeletionApi LoadKeyDeletionApi();
 
 }  // namespace vorn::privileged_input

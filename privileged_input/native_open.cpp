@@ -15,22 +15,44 @@ constexpr std::uint32_t kDirectoryAccess = platform::READ_CONTROL | platform::FI
                                            platform::FILE_TRAVERSE | platform::FILE_LIST_DIRECTORY;
 constexpr std::uint32_t kFileAccess = platform::GENERIC_READ | platform::READ_CONTROL;
 
+/// FILE_ATTRIBUTE_DIRECTORY asks for a folder, 0 for a file.
+bool IsPlainObject(platform::HANDLE handle, std::uint32_t wantedDirectoryAttribute) {
+  if (platform::GetFileType(handle) != platform::FILE_TYPE_DISK) {
+    return RefuseWith(platform::ERROR_FILE_INVALID);
+  }
+  platform::FILE_ATTRIBUTE_TAG_INFO info = {};
+  if (!platform::GetFileInformationByHandleEx(handle, platform::FileAttributeTagInfo, &info,
+                                              sizeof info)) {
+    return false;
+  }
+  const bool link = (info.FileAttributes & platform::FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+  const std::uint32_t directory = info.FileAttributes & platform::FILE_ATTRIBUTE_DIRECTORY;
+  return (!link && directory == wantedDirectoryAttribute) ||
+         RefuseWith(platform::ERROR_FILE_INVALID);
+}
+
 }  // namespace
 
-const OpenRequest kOpenDirectory = {kDirectoryAccess, platform::FILE_OPEN,
-                                    platform::FILE_DIRECTORY_FILE};
-const OpenRequest kCreateDirectory = {kDirectoryAccess | platform::DELETE, platform::FILE_CREATE,
-                                      platform::FILE_DIRECTORY_FILE};
-const OpenRequest kOpenFile = {kFileAccess, platform::FILE_OPEN, platform::FILE_NON_DIRECTORY_FILE};
+const OpenRequest kOpenDirectory = {.access = kDirectoryAccess,
+                                    .disposition = platform::FILE_OPEN,
+                                    .kind = platform::FILE_DIRECTORY_FILE};
+const OpenRequest kCreateDirectory = {.access = kDirectoryAccess | platform::DELETE,
+                                      .disposition = platform::FILE_CREATE,
+                                      .kind = platform::FILE_DIRECTORY_FILE};
+const OpenRequest kOpenFile = {.access = kFileAccess,
+                               .disposition = platform::FILE_OPEN,
+                               .kind = platform::FILE_NON_DIRECTORY_FILE};
 const OpenRequest kOpenDeletableFile = {
-    kFileAccess | platform::DELETE | platform::FILE_WRITE_ATTRIBUTES, platform::FILE_OPEN,
-    platform::FILE_NON_DIRECTORY_FILE};
-const OpenRequest kCreateFile = {kFileAccess | platform::GENERIC_WRITE | platform::DELETE,
-                                 platform::FILE_CREATE, platform::FILE_NON_DIRECTORY_FILE};
+    .access = kFileAccess | platform::DELETE | platform::FILE_WRITE_ATTRIBUTES,
+    .disposition = platform::FILE_OPEN,
+    .kind = platform::FILE_NON_DIRECTORY_FILE};
+const OpenRequest kCreateFile = {.access = kFileAccess | platform::GENERIC_WRITE | platform::DELETE,
+                                 .disposition = platform::FILE_CREATE,
+                                 .kind = platform::FILE_NON_DIRECTORY_FILE};
 
-KernelHandle OpenNative(const NativeApi& api, platform::HANDLE parent, std::u16string_view name,
-                        const OpenRequest& request,
-                        const platform::SECURITY_DESCRIPTOR* descriptor) {
+platform::KernelHandle OpenNative(const NativeApi& api, platform::HANDLE parent,
+                                  std::u16string_view name, const OpenRequest& request,
+                                  const platform::SECURITY_DESCRIPTOR* descriptor) {
   if (api.ntCreateFile == nullptr || api.rtlNtStatusToDosError == nullptr ||
       name.size() > kMaxPathLength) {
     platform::SetLastError(platform::ERROR_PROC_NOT_FOUND);
@@ -46,7 +68,7 @@ KernelHandle OpenNative(const NativeApi& api, platform::HANDLE parent, std::u16s
       descriptor,
       nullptr};
   platform::IO_STATUS_BLOCK ioStatus = {};
-  KernelHandle handle;
+  platform::KernelHandle handle;
   const platform::NTSTATUS status = api.ntCreateFile(
       handle.Receive(), request.access | platform::SYNCHRONIZE, &attributes, &ioStatus, nullptr,
       platform::FILE_ATTRIBUTE_NORMAL, request.share, request.disposition,
@@ -65,18 +87,12 @@ KernelHandle OpenNative(const NativeApi& api, platform::HANDLE parent, std::u16s
   return handle;
 }
 
-bool IsPlainObject(platform::HANDLE handle, bool wantDirectory) {
-  if (platform::GetFileType(handle) != platform::FILE_TYPE_DISK) {
-    return RefuseWith(platform::ERROR_FILE_INVALID);
-  }
-  platform::FILE_ATTRIBUTE_TAG_INFO info = {};
-  if (!platform::GetFileInformationByHandleEx(handle, platform::FileAttributeTagInfo, &info,
-                                              sizeof info)) {
-    return false;
-  }
-  const bool link = (info.FileAttributes & platform::FILE_ATTRIBUTE_REPARSE_POINT) != 0;
-  const bool directory = (info.FileAttributes & platform::FILE_ATTRIBUTE_DIRECTORY) != 0;
-  return (!link && directory == wantDirectory) || RefuseWith(platform::ERROR_FILE_INVALID);
+bool IsPlainFolder(platform::HANDLE handle) {
+  return IsPlainObject(handle, platform::FILE_ATTRIBUTE_DIRECTORY);
+}
+
+bool IsPlainFile(platform::HANDLE handle) {
+  return IsPlainObject(handle, 0);
 }
 
 }  // namespace vorn::privileged_input

@@ -33,12 +33,13 @@ extern const OpenRequest kCreateFile;         // a file that must not exist
 /// the result is empty and the last error is that of the native status (RtlNtStatusToDosError),
 /// ERROR_PROC_NOT_FOUND when the call is not available or the name is longer than it can take, or
 /// ERROR_INVALID_HANDLE when it succeeded without a handle.
-KernelHandle OpenNative(const NativeApi& api, platform::HANDLE parent, std::u16string_view name,
-                        const OpenRequest& request,
-                        const platform::SECURITY_DESCRIPTOR* descriptor = nullptr);
+platform::KernelHandle OpenNative(const NativeApi& api, platform::HANDLE parent,
+                                  std::u16string_view name, const OpenRequest& request,
+                                  const platform::SECURITY_DESCRIPTOR* descriptor = nullptr);
 
 /// Whether an open handle is a plain folder, or a plain file, on a disk and no link. A failed query
 /// keeps its error; otherwise the last error is ERROR_FILE_INVALID.
-bool IsPlainObject(platform::HANDLE handle, bool wantDirectory);
+bool IsPlainFolder(platform::HANDLE handle);
+bool IsPlainFile(platform::HANDLE handle);
 
 }  // namespace vorn::privileged_input

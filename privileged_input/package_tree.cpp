@@ -1,6 +1,8 @@
 #include "privileged_input/package_tree.h"
 
+#include "base/path_text.h"
 #include "platform/files.h"
+#include "platform/kept_last_error.h"
 #include "platform/last_error.h"
 #include "privileged_input/access_control.h"
 #include "privileged_input/deletion.h"
@@ -20,18 +22,18 @@ namespace {
 struct PendingFolder {
   Directory source;
   Directory destination;
-  std::u16string prefix;    // of the relative paths in it
-  std::uint32_t depth = 0;  // below the package's folder
+  std::u16string prefix = {};  // of the relative paths in it
+  std::uint32_t depth = 0;     // below the package's folder
 };
 
 class TreeCopy {
  public:
-  TreeCopy(const platform::SECURITY_DESCRIPTOR* descriptor, bool verifyProtection,
+  TreeCopy(const platform::SECURITY_DESCRIPTOR* descriptor, ProtectionCheck protection,
            PackageData& data)
-      : descriptor_(descriptor), verifyProtection_(verifyProtection), data_(data) {}
+      : descriptor_(descriptor), protection_(protection), data_(data) {}
 
   bool Run(const Directory& source) {
-    pending_.push_back({source, data_.directories.front(), {}, 0});
+    pending_.push_back({.source = source, .destination = data_.directories.front()});
     while (!pending_.empty()) {
       const PendingFolder folder = std::move(pending_.back());
       pending_.pop_back();
@@ -87,11 +89,11 @@ class TreeCopy {
     entry.file.Close();
     entry.file = File::Open(folder.destination, name, entry.identity.size, FileMode::ReadOnly);
     if (!entry.file) return false;
-    return !verifyProtection_ || HasProtectedOwnerAndDacl(entry.file.Handle());
+    return protection_ == ProtectionCheck::Skip || HasProtectedOwnerAndDacl(entry.file.Handle());
   }
 
   const platform::SECURITY_DESCRIPTOR* descriptor_;
-  bool verifyProtection_;
+  ProtectionCheck protection_;
   PackageData& data_;
   std::vector<PendingFolder> pending_;  // last in, first out
   std::size_t entryCount_ = 0;          // in the whole tree
@@ -113,8 +115,7 @@ std::vector<ClosedCopy> CloseCopies(PackageData& data) {
     if (entry.file && entry.file.IsWritable()) {
       if (entry.file.IsDeletable()) DeleteByHandle(entry.file.Handle());
     } else {
-      const std::size_t nameStart = entry.relativePath.rfind(u'\\') + 1;  // npos + 1 is 0
-      closed.push_back({entry.folder, entry.relativePath.substr(nameStart),
+      closed.push_back({entry.folder, std::u16string(FileNameComponent(entry.relativePath)),
                         entry.file ? entry.file.Identity() : entry.identity});
     }
     entry.file.Close();
@@ -133,12 +134,12 @@ void DeleteCopy(const ClosedCopy& copy) {
 }  // namespace
 
 bool CopyPackageTree(const Directory& source, const platform::SECURITY_DESCRIPTOR* descriptor,
-                     bool verifyProtection, PackageData& data) {
-  return TreeCopy(descriptor, verifyProtection, data).Run(source);
+                     ProtectionCheck protection, PackageData& data) {
+  return TreeCopy(descriptor, protection, data).Run(source);
 }
 
 PackageData::~PackageData() {
-  const std::uint32_t lastError = platform::GetLastError();
+  const platform::KeptLastError kept;
   for (const ClosedCopy& copy : CloseCopies(*this))
     DeleteCopy(copy);
   // A folder goes when its last reference does, and can only go empty: children before parents.
@@ -147,7 +148,6 @@ PackageData::~PackageData() {
     if (last.WasCreated()) MarkForDeletion(last.Handle());
     directories.pop_back();
   }
-  platform::SetLastError(lastError);
 }
 
 }  // namespace vorn::privileged_input

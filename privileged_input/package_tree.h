@@ -44,10 +44,13 @@ struct PackageData {
   ~PackageData();
 };
 
+/// Whether a copy must prove that it got the owner and the access list that it was created with.
+enum class ProtectionCheck { Skip, Verify };
+
 /// Copies everything in `source` into the first directory of `data`, within the limits above
 /// (ERROR_FILE_INVALID beyond them) and never through a link. Nothing but `data` refers to the copy
 /// when this returns.
 bool CopyPackageTree(const Directory& source, const platform::SECURITY_DESCRIPTOR* descriptor,
-                     bool verifyProtection, PackageData& data);
+                     ProtectionCheck protection, PackageData& data);
 
 }  // namespace vorn::privileged_input

@@ -79,11 +79,6 @@ bool ParseRelativePath(std::u16string_view path, std::vector<std::u16string>& co
   return AppendComponents(path, components);
 }
 
-std::u16string_view FolderOfAbsolutePath(std::u16string_view path) {
-  const std::size_t last = path.rfind(u'\\');
-  return path.substr(0, std::max(last, kDriveRootLength));
-}
-
 bool IsHardDiskVolumeDevice(std::u16string_view target) {
   return target.size() > kHardDiskPrefix.size() && target.starts_with(kHardDiskPrefix) &&
          std::all_of(target.begin() + kHardDiskPrefix.size(), target.end(), IsAsciiDigit);

@@ -40,10 +40,6 @@ bool ParseAbsolutePath(std::u16string_view path, std::vector<std::u16string>& co
 /// appends them to `components`. 1 to kMaxPathLength units; no trailing backslash.
 bool ParseRelativePath(std::u16string_view path, std::vector<std::u16string>& components);
 
-/// The folder of an absolute path that names something in it: what stands before the last
-/// backslash, with that backslash when it is the drive root's.
-std::u16string_view FolderOfAbsolutePath(std::u16string_view path);
-
 /// Whether a DOS device's target is a local hard-disk volume, "\Device\HarddiskVolume<digits>".
 bool IsHardDiskVolumeDevice(std::u16string_view target);
 

@@ -40,7 +40,6 @@ Directory OpenTemporaryBase(std::u16string path, const NativeApi& api) {
 
 /// A name that nobody can foresee; empty with the reason in the last error.
 std::u16string DrawFolderName(const NativeApi& api) {
-  constexpr std::u16string_view digits = u"0123456789abcdef";
   std::uint8_t random[kRandomByteCount] = {};
   const platform::NTSTATUS status = platform::BCryptGenRandom(
       nullptr, random, sizeof random, platform::BCRYPT_USE_SYSTEM_PREFERRED_RNG);
@@ -48,54 +47,40 @@ std::u16string DrawFolderName(const NativeApi& api) {
     platform::SetLastError(api.rtlNtStatusToDosError(status));
     return {};
   }
-  std::u16string name = u"VORN-input-";
-  for (const std::uint8_t byte : random) {
-    name += digits[byte >> 4];
-    name += digits[byte & 0xF];
-  }
-  return name;
+  return u"VORN-input-" + ToHexText(random);
 }
 
 /// Creates the copy's folder in `base` and copies `source` into it.
 bool FillPackage(const Directory& source, const Directory& base, const std::u16string& name,
-                 const platform::SECURITY_DESCRIPTOR* descriptor, bool verifyProtection,
+                 const platform::SECURITY_DESCRIPTOR* descriptor, ProtectionCheck protection,
                  PackageData& data) {
   data.directories.push_back(Directory::CreateChild(base, name, descriptor));
   const Directory& root = data.directories.front();
-  if (!root || (verifyProtection && !HasProtectedOwnerAndDacl(root.Handle()))) return false;
-  // An empty folder can be made a link in place, whoever holds it; with the snapshot in it no more.
-  // The snapshot's path must not lead through one.
-  if (!IsPlainObject(base.Handle(), true)) return RefuseWith(platform::ERROR_REPARSE_TAG_INVALID);
-  return CopyPackageTree(source, descriptor, verifyProtection, data);
-}
-
-struct ActiveSnapshot {
-  PrivatePackage package;
-  PrivatePackage::PackageFile inf;
-};
-
-ActiveSnapshot& Active() {
-  static ActiveSnapshot active;
-  return active;
+  if (!root) return false;
+  if (protection == ProtectionCheck::Verify && !HasProtectedOwnerAndDacl(root.Handle())) {
+    return false;
+  }
+  // A folder can be turned into a link in place while it is empty, even while it is held. With the
+  // snapshot in it that is over, so what it is now it stays: the path must not lead through a link.
+  if (!IsPlainFolder(base.Handle())) return RefuseWith(platform::ERROR_REPARSE_TAG_INVALID);
+  return CopyPackageTree(source, descriptor, protection, data);
 }
 
 }  // namespace
 
-PrivatePackage PrivatePackage::Create(const std::u16string& infPath, std::u16string tempBase,
-                                      const char16_t* sddl, bool verifyProtection) {
-  std::vector<std::u16string> components;
-  if (!ParseAbsolutePath(infPath, components)) return {};
-  if (components.empty()) {
+PrivatePackage PrivatePackage::Create(const AbsolutePath& infPath, std::u16string tempBase,
+                                      const char16_t* sddl, ProtectionCheck protection) {
+  if (infPath.Components().empty()) {
     platform::SetLastError(platform::ERROR_INVALID_NAME);
     return {};
   }
   const NativeApi api = LoadNativeApi();
-  const Directory folder = Directory::OpenAbsolute(FolderOfAbsolutePath(infPath), api);
-  const File inf = File::Open(folder, components.back(), kMaxInputFileSize, FileMode::ReadOnly);
+  const Directory folder = Directory::OpenAbsolute(infPath.Folder(), api);
+  const File inf = File::Open(folder, infPath.Name(), kMaxInputFileSize, FileMode::ReadOnly);
   if (!inf) return {};
   const Directory base = OpenTemporaryBase(std::move(tempBase), api);
   if (!base) return {};
-  SecurityDescriptor descriptor;
+  platform::SecurityDescriptor descriptor;
   if (!platform::ConvertStringSecurityDescriptorToSecurityDescriptorW(
           sddl, platform::SDDL_REVISION_1, descriptor.Receive(), nullptr)) {
     return {};
@@ -105,8 +90,8 @@ PrivatePackage PrivatePackage::Create(const std::u16string& infPath, std::u16str
 
   PrivatePackage package;
   package.data_ = std::make_shared<Data>();
-  package.infName_ = components.back();
-  if (!FillPackage(folder, base, name, descriptor.Get(), verifyProtection, *package.data_)) {
+  package.infName_ = infPath.Name();
+  if (!FillPackage(folder, base, name, descriptor.Get(), protection, *package.data_)) {
     return {};
   }
   if (!package.FindInfFile().file) {
@@ -124,29 +109,21 @@ PrivatePackage::PackageFile PrivatePackage::FindInfFile() const {
   return {};
 }
 
-bool AcquirePackageSnapshot(const std::u16string& infPath) {
-  ReleasePackageSnapshot();
-  ActiveSnapshot& active = Active();
-  active.package = PrivatePackage::Create(infPath, {}, kPackageSddl, true);
-  active.inf = active.package.FindInfFile();
-  if (active.inf.file) return true;
+InputInf PackageSnapshot::Input() const {
+  return {inf.file ? inf.file.Path() : std::u16string(), inf.file};
+}
+
+bool AcquirePackageSnapshot(const std::optional<AbsolutePath>& infPath, PackageSnapshot& snapshot) {
+  snapshot.inf = {};
+  snapshot.package = {};
+  if (infPath) {
+    snapshot.package = PrivatePackage::Create(*infPath, {}, kPackageSddl, ProtectionCheck::Verify);
+  }
+  snapshot.inf = snapshot.package.FindInfFile();
+  if (snapshot.inf.file) return true;
   PrintError(u"vorn_devnode: protected local package snapshot refused (error 0x%08lX)\n",
              platform::GetLastError());
   return false;
-}
-
-std::u16string SnapshotInfPath() {
-  const File& inf = Active().inf.file;
-  return inf ? inf.Path() : std::u16string();
-}
-
-File SnapshotInfFile() {
-  return Active().inf.file;
-}
-
-void ReleasePackageSnapshot() {
-  Active().inf = {};
-  Active().package = {};
 }
 
 }  // namespace vorn::privileged_input

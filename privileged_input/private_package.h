@@ -5,12 +5,15 @@
 // hands to the platform's installer are then the same bytes.
 //
 // The package's data owns every handle of the copy, read-only and shared with readers only, and
-// removes the copy when its last reference goes. One snapshot can be active in the process.
+// removes the copy when its last reference goes.
 
+#include "privileged_input/absolute_path.h"
 #include "privileged_input/file.h"
+#include "privileged_input/input_file.h"
 #include "privileged_input/package_tree.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace vorn::privileged_input {
@@ -42,11 +45,11 @@ class PrivatePackage {
   const std::u16string& InfName() const { return infName_; }
 
   /// Copies the folder of `infPath` into a new folder below `tempBase`, the system's temporary
-  /// folder if that is empty, with the descriptor of `sddl`. With `verifyProtection` the copy's
-  /// folder and files must be protected by it indeed. On failure nothing of the copy is left and
-  /// the last error says why.
-  static PrivatePackage Create(const std::u16string& infPath, std::u16string tempBase,
-                               const char16_t* sddl, bool verifyProtection);
+  /// folder if that is empty, with the descriptor of `sddl`. Where the protection is verified, the
+  /// copy's folder and files must be protected by it indeed. On failure nothing of the copy is left
+  /// and the last error says why.
+  static PrivatePackage Create(const AbsolutePath& infPath, std::u16string tempBase,
+                               const char16_t* sddl, ProtectionCheck protection);
 
   /// The first file whose relative path is the INF's name, whatever the case; empty when there is
   /// none.
@@ -57,17 +60,18 @@ class PrivatePackage {
   std::u16string infName_;
 };
 
-/// Takes the process's snapshot of the package of `infPath`, after releasing any earlier one.
-/// Returns whether the copy of the INF is open; otherwise says why on standard error.
-bool AcquirePackageSnapshot(const std::u16string& infPath);
+/// The package that a command works on, for as long as it runs.
+struct PackageSnapshot {
+  PrivatePackage package;
+  PrivatePackage::PackageFile inf;  // declared last: released before the copy is removed
 
-/// The path of the snapshot's INF; empty when there is no snapshot.
-std::u16string SnapshotInfPath();
+  /// The copy of the INF.
+  InputInf Input() const;
+};
 
-/// The snapshot's INF; not open when there is no snapshot.
-File SnapshotInfFile();
-
-/// Ends the snapshot and removes the copy. The last error stays as it was.
-void ReleasePackageSnapshot();
+/// Takes the snapshot of the package of `infPath`, after releasing any earlier one in `snapshot`.
+/// Returns whether the copy of the INF is open; otherwise says why on standard error, by the last
+/// error that the refused path, if there is none, or the failed step has left.
+bool AcquirePackageSnapshot(const std::optional<AbsolutePath>& infPath, PackageSnapshot& snapshot);
 
 }  // namespace vorn::privileged_input

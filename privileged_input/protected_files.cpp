@@ -3,47 +3,33 @@
 #include "platform/last_error.h"
 #include "privileged_input/access_control.h"
 #include "privileged_input/native_api.h"
-#include "privileged_input/private_package.h"
 
-#include <map>
 #include <utility>
 
 namespace vorn::privileged_input {
 
-namespace {
-
-std::map<std::u16string, File>& Cache() {
-  static std::map<std::u16string, File> cache;
-  return cache;
-}
-
-}  // namespace
-
-File OpenProtectedFile(const std::u16string& path) {
-  const auto cached = Cache().find(path);
-  if (cached != Cache().end()) return cached->second;
-  File file = File::OpenAbsolute(path, LoadNativeApi(), kMaxProtectedFileSize, FileMode::Deletable);
+File ProtectedFiles::OpenProtectedFile(const std::optional<AbsolutePath>& path) {
+  if (path) {
+    const auto kept = files_.find(path->Text());
+    if (kept != files_.end()) return kept->second;
+  }
+  const NativeApi api = LoadNativeApi();
+  if (!path) {
+    platform::SetLastError(platform::ERROR_INVALID_NAME);
+    return {};
+  }
+  File file = File::OpenAbsolute(*path, api, kMaxProtectedFileSize, FileMode::Deletable);
   if (!file || !HasProtectedOwnerAndDacl(file.Handle())) return {};
-  CacheProtectedFile(path, file);
+  Keep(*path, file);
   return file;
 }
 
-File OpenInputFile(const std::u16string& path) {
-  File snapshotInf = SnapshotInfFile();
-  if (snapshotInf && snapshotInf.Path() == path) return snapshotInf;
-  return File::OpenAbsolute(path, LoadNativeApi(), kMaxInputFileSize, FileMode::ReadOnly);
+void ProtectedFiles::Keep(const AbsolutePath& path, File file) {
+  files_.insert_or_assign(path.Text(), std::move(file));
 }
 
-void CacheProtectedFile(const std::u16string& path, File file) {
-  Cache().insert_or_assign(path, std::move(file));
-}
-
-void ForgetProtectedFile(const std::u16string& path) {
-  Cache().erase(path);
-}
-
-void ReleaseProtectedFiles() {
-  Cache().clear();
+void ProtectedFiles::Forget(const AbsolutePath& path) {
+  files_.erase(path.Text());
 }
 
 }  // namespace vorn::privileged_input

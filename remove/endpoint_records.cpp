@@ -5,13 +5,13 @@
 #include "platform/last_error.h"
 #include "platform/owners.h"
 #include "product/endpoint_identity.h"
+#include "product/product.h"
 #include "remove/registry_keys.h"
 
 namespace vorn {
 
 namespace {
 
-constexpr char16_t kMarkerValue[] = u"{4b7a2e8f-3c5d-4e91-8a67-2f9b1e3d5c7a},2";
 constexpr char16_t kStateValue[] = u"DeviceState";
 constexpr std::uint32_t kStateMask = 0xF;
 constexpr std::uint32_t kStateNotPresent = 4;
@@ -32,7 +32,7 @@ Ownership JudgeOwner(platform::HKEY flowKey, const std::u16string& name) {
   std::uint32_t cable = 0;
   std::uint32_t size = sizeof cable;
   const auto error = static_cast<std::uint32_t>(
-      platform::RegGetValueW(flowKey, (name + u"\\Properties").c_str(), kMarkerValue,
+      platform::RegGetValueW(flowKey, (name + u"\\Properties").c_str(), kCableIndexValueName,
                              platform::RRF_RT_ANY | platform::RRF_NOEXPAND, &type, &cable, &size));
   if (error == platform::ERROR_FILE_NOT_FOUND || error == platform::ERROR_MORE_DATA) {
     return Ownership::NotOurs;
@@ -63,10 +63,10 @@ void CollectFlow(platform::HKEY flowKey, const std::u16string& flow,
 
 /// Fills `owned` from both flows; the keys that it refers to are kept open in `flowKeys`.
 void CollectOwnedRecords(platform::HKEY rootKey, const std::u16string& basePath,
-                         std::vector<RegistryKey>& flowKeys, std::vector<OwnedRecord>& owned,
-                         EndpointRecordCleanupResult& result) {
+                         std::vector<platform::RegistryKey>& flowKeys,
+                         std::vector<OwnedRecord>& owned, EndpointRecordCleanupResult& result) {
   for (const std::u16string flow : {u"Render", u"Capture"}) {
-    RegistryKey key;
+    platform::RegistryKey key;
     const auto error = static_cast<std::uint32_t>(
         platform::RegOpenKeyExW(rootKey, (basePath + u"\\" + flow).c_str(), 0,
                                 platform::KEY_READ | platform::KEY_WOW64_64KEY, key.Receive()));
@@ -122,7 +122,7 @@ EndpointRecordCleanupResult CleanEndpointRecords(platform::HKEY rootKey,
                                                  const std::u16string& basePath,
                                                  std::uint32_t budgetMs) {
   EndpointRecordCleanupResult result;
-  std::vector<RegistryKey> flowKeys;
+  std::vector<platform::RegistryKey> flowKeys;
   std::vector<OwnedRecord> owned;
   CollectOwnedRecords(rootKey, basePath, flowKeys, owned, result);
   WaitUntilIdle(owned, budgetMs);

@@ -1,7 +1,7 @@
 #include "base/text.h"
 #include "platform/last_error.h"
-#include "platform/native.h"
 #include "platform/owners.h"
+#include "privileged_input/native_api.h"
 #include "remove/endpoint_records.h"
 #include "remove/registry_keys.h"
 
@@ -24,7 +24,7 @@ void EnablePrivilege(platform::HANDLE token, const char16_t* name) {
 /// Each privilege is enabled on its own: a token may hold only one of them, and the open that
 /// follows shows whether what it got is enough.
 void EnableBackupAndRestore() {
-  KernelHandle token;
+  platform::KernelHandle token;
   if (!platform::OpenProcessToken(platform::GetCurrentProcess(),
                                   platform::TOKEN_ADJUST_PRIVILEGES | platform::TOKEN_QUERY,
                                   token.Receive())) {
@@ -34,7 +34,8 @@ void EnableBackupAndRestore() {
   EnablePrivilege(token.Get(), u"SeRestorePrivilege");
 }
 
-std::uint32_t OpenForDeletion(platform::HKEY parent, const std::u16string& name, RegistryKey& key) {
+std::uint32_t OpenForDeletion(platform::HKEY parent, const std::u16string& name,
+                              platform::RegistryKey& key) {
   const platform::LSTATUS status =
       platform::RegOpenKeyExW(parent, name.c_str(), 0,
                               platform::DELETE | platform::KEY_ENUMERATE_SUB_KEYS |
@@ -50,15 +51,12 @@ std::uint32_t OpenForDeletion(platform::HKEY parent, const std::u16string& name,
 }
 
 std::uint32_t DeleteOpenKey(platform::HKEY key) {
-  const platform::HMODULE ntdll = platform::GetModuleHandleW(u"ntdll.dll");
-  if (ntdll == nullptr) return platform::ERROR_PROC_NOT_FOUND;
-  const auto deleteKey = reinterpret_cast<platform::NtDeleteKeyFunction>(
-      platform::GetProcAddress(ntdll, "NtDeleteKey"));
-  const auto toError = reinterpret_cast<platform::RtlNtStatusToDosErrorFunction>(
-      platform::GetProcAddress(ntdll, "RtlNtStatusToDosError"));
-  if (deleteKey == nullptr || toError == nullptr) return platform::ERROR_PROC_NOT_FOUND;
-  const platform::NTSTATUS status = deleteKey(key);
-  return status < 0 ? toError(status) : platform::ERROR_SUCCESS;
+  const privileged_input::KeyDeletionApi api = privileged_input::LoadKeyDeletionApi();
+  if (api.ntDeleteKey == nullptr || api.rtlNtStatusToDosError == nullptr) {
+    return platform::ERROR_PROC_NOT_FOUND;
+  }
+  const platform::NTSTATUS status = api.ntDeleteKey(key);
+  return status < 0 ? api.rtlNtStatusToDosError(status) : platform::ERROR_SUCCESS;
 }
 
 /// The properties prove whose record it is: they go last, so that a deletion that stops half-way
@@ -83,7 +81,7 @@ std::uint32_t DeleteSubkeys(platform::HKEY key) {
 }  // namespace
 
 std::uint32_t DeleteKeyTree(platform::HKEY parentKey, const std::u16string& subkeyName) {
-  RegistryKey key;
+  platform::RegistryKey key;
   const std::uint32_t openError = OpenForDeletion(parentKey, subkeyName, key);
   if (openError == platform::ERROR_FILE_NOT_FOUND) return platform::ERROR_SUCCESS;
   if (openError != platform::ERROR_SUCCESS) return openError;

@@ -8,14 +8,16 @@
 // the message is written. Where that cannot be had, there is no log file; logging never fails a
 // removal.
 
+#include "report/removal_log.h"
+
 #include <string>
 #include <string_view>
 
 namespace vorn {
 
-/// Places the removal log for this run (SetRemovalLogPath), creating the folder "logs" when it is
-/// missing; the file is made by the first message. Leaves no path when the INF has no folder above
-/// its own, or when the folders cannot be used.
-void PlaceRemovalLog(std::u16string_view commandLineInfPath);
+/// Gives `log`, which has no path yet, its place for this run, creating the folder "logs" when it
+/// is missing; the file is made by the first message. Leaves no path when the INF has no folder
+/// above its own, or when the folders cannot be used.
+void PlaceRemovalLog(std::u16string_view commandLineInfPath, RemovalLog& log);
 
 }  // namespace vorn

@@ -3,7 +3,6 @@
 #include "base/format.h"
 #include "platform/clock.h"
 #include "platform/config_manager.h"
-#include "report/removal_log.h"
 
 #include <cstddef>
 
@@ -33,7 +32,8 @@ QueryRemoval QueryRemove(platform::DEVINST node) {
 
 }  // namespace
 
-bool QueryRemoveWithRetries(const std::u16string& instanceId, std::uint32_t budgetMs) {
+bool QueryRemoveWithRetries(const std::u16string& instanceId, std::uint32_t budgetMs,
+                            const RemovalLog& log) {
   platform::DEVINST node = 0;
   if (platform::CM_Locate_DevNodeW(&node, instanceId.c_str(), platform::CM_LOCATE_DEVNODE_NORMAL) !=
       platform::CR_SUCCESS) {
@@ -44,16 +44,16 @@ bool QueryRemoveWithRetries(const std::u16string& instanceId, std::uint32_t budg
     const QueryRemoval removal = QueryRemove(node);
     const std::uint64_t elapsed = platform::GetTickCount64() - start;
     if (removal.result == platform::CR_SUCCESS) {
-      LogRemoval(Format(u"query-remove succeeded on attempt %u after %zu ms", attempt,
-                        static_cast<std::size_t>(elapsed)));
+      log.LogRemoval(Format(u"query-remove succeeded on attempt %u after %zu ms", attempt,
+                            static_cast<std::size_t>(elapsed)));
       return true;
     }
     const bool vetoed = removal.result == platform::CR_REMOVE_VETOED;
     const bool budgetSpent = elapsed >= budgetMs;
     // A long wait for one holder is two lines, not forty.
     if (!vetoed || budgetSpent || attempt == 1) {
-      LogRemoval(Format(u"query-remove attempt %u: CONFIGRET %u, veto type %u by '%ls'", attempt,
-                        removal.result, removal.vetoType, removal.vetoName));
+      log.LogRemoval(Format(u"query-remove attempt %u: CONFIGRET %u, veto type %u by '%ls'",
+                            attempt, removal.result, removal.vetoType, removal.vetoName));
     }
     if (!vetoed) return true;
     if (budgetSpent) return false;

@@ -9,7 +9,8 @@
 #include "remove/query_removal.h"
 #include "remove/root_removal.h"
 #include "report/console.h"
-#include "report/removal_log.h"
+
+#include <optional>
 
 namespace vorn {
 
@@ -17,26 +18,31 @@ namespace {
 
 constexpr std::uint32_t kQueryRemoveBudgetMs = 10000;
 constexpr std::uint32_t kEndpointRecordBudgetMs = 10000;
+constexpr std::int32_t kUncountedRoots = -1;  // how the final line says that they were not counted
 constexpr char16_t kEndpointRecordPath[] =
     u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\MMDevices\\Audio";
 
-bool AuthenticateExpectedInf(const std::u16string& path, InfIdentity& expected) {
-  return ReadInfIdentity(path, u"", nullptr, expected) && HasExactPackageContract(expected);
+/// The identity of the given INF; nothing when it is not provably the product's package.
+std::optional<InfIdentity> AuthenticateExpectedInf(const privileged_input::File& inf) {
+  std::optional<InfIdentity> expected = ReadInfIdentity(inf);
+  if (expected && !HasExactPackageContract(*expected)) expected.reset();
+  return expected;
 }
 
-void QuiesceBeforeRemoval(QuiesceGuard& guard) {
-  if (QuiesceEndpoints(guard, QuiesceMode::Hide)) {
-    LogRemoval(Format(u"quiesced all endpoints of %ls", guard.RootInstanceId()));
+void QuiesceBeforeRemoval(QuiesceGuard& guard, const RemovalLog& log) {
+  if (guard.Hide()) {
+    log.LogRemoval(Format(u"quiesced all endpoints of %ls", guard.RootInstanceId()));
   } else {
-    LogRemoval(u"endpoints could not all be quiesced before removal; trying the removal anyway");
+    log.LogRemoval(
+        u"endpoints could not all be quiesced before removal; trying the removal anyway");
   }
 }
 
 /// Gives applications the chance to let go of the live root. False when it is still held.
-bool LetGoOfLiveRoot(QuiesceGuard& guard) {
-  QuiesceBeforeRemoval(guard);
-  if (QueryRemoveWithRetries(guard.RootInstanceId(), kQueryRemoveBudgetMs)) return true;
-  LogRemoval(
+bool LetGoOfLiveRoot(QuiesceGuard& guard, const RemovalLog& log) {
+  QuiesceBeforeRemoval(guard, log);
+  if (QueryRemoveWithRetries(guard.RootInstanceId(), kQueryRemoveBudgetMs, log)) return true;
+  log.LogRemoval(
       u"RESULT=REMOVE_BUSY - the device is still held after 10 s; nothing was removed and no "
       u"restart scheduled");
   return false;
@@ -66,10 +72,11 @@ void ReportEndpointRecords(const EndpointRecordCleanupResult& records) {
 }
 
 /// No root is left and no restart is needed: the packages go, then the endpoint records.
-ExitStatus RemovePackagesAndRecords(const InfIdentity& expected, const RootRemoval& removal) {
-  std::uint32_t removedPackages = 0;
-  if (!RemoveExactPackages(expected, removedPackages)) {
-    LogRemoval(
+ExitStatus RemovePackagesAndRecords(const InfIdentity& expected, const RootRemoval& removal,
+                                    const RemovalLog& log) {
+  const std::optional<std::uint32_t> removedPackages = RemoveExactPackages(expected);
+  if (!removedPackages) {
+    log.LogRemoval(
         u"RESULT=REMOVE_FAILED - device roots are absent but exact driver-package cleanup could "
         u"not be proven; residue retained");
     return kExitRemoveFailed;
@@ -81,57 +88,60 @@ ExitStatus RemovePackagesAndRecords(const InfIdentity& expected, const RootRemov
       u"vorn_devnode: RESULT=OK - removed %d Root\\VornAudio device(s), %d exact driver package(s) "
       u"and %zu VORN endpoint record(s) (%zu retained); zero installed roots and exact packages "
       u"verified\n",
-      removal.removed, static_cast<std::int32_t>(removedPackages), records.removed.size(),
+      removal.removed, static_cast<std::int32_t>(*removedPackages), records.removed.size(),
       records.retained.size());
   return kExitOk;
 }
 
-ExitStatus ReportRemainingRoots(const RootRemoval& removal) {
+ExitStatus ReportRemainingRoots(const RootRemoval& removal, std::int32_t remaining,
+                                const RemovalLog& log) {
   const std::u16string code = removal.rebootRequired ? u"REBOOT_REQUIRED" : u"REMOVE_FAILED";
-  LogRemoval(
-      Format(u"RESULT=%ls - %d installed root(s) remain after removal", code, removal.remaining));
+  log.LogRemoval(
+      Format(u"RESULT=%ls - %d installed root(s) remain after removal", code, remaining));
   return removal.rebootRequired ? kExitRebootRequired : kExitRemoveFailed;
 }
 
 /// A failed DIF_REMOVE fails the command even when no root remains, so that rule comes first.
-ExitStatus Decide(const InfIdentity& expected, const RootRemoval& removal, QuiesceGuard& guard) {
-  if (!removal.sawEveryDevice || removal.failed || removal.remaining < 0) {
-    LogRemoval(Format(u"RESULT=REMOVE_FAILED - partial or unverifiable removal; installed roots=%d",
-                      removal.remaining));
+ExitStatus Decide(const InfIdentity& expected, const RootRemoval& removal,
+                  std::optional<std::int32_t> remaining, QuiesceGuard& guard,
+                  const RemovalLog& log) {
+  if (!removal.sawEveryDevice || removal.failed || !remaining) {
+    log.LogRemoval(
+        Format(u"RESULT=REMOVE_FAILED - partial or unverifiable removal; installed roots=%d",
+               remaining.value_or(kUncountedRoots)));
     return kExitRemoveFailed;
   }
-  if (removal.remaining > 0) return ReportRemainingRoots(removal);
+  if (*remaining > 0) return ReportRemainingRoots(removal, *remaining, log);
   if (removal.rebootRequired) {
     // The package and the records stay: the driver is in memory until the restart.
     Print(u"vorn_devnode: RESULT=REBOOT_REQUIRED - removal is pending restart\n");
     return kExitRebootRequired;
   }
   guard.Forget();
-  return RemovePackagesAndRecords(expected, removal);
+  return RemovePackagesAndRecords(expected, removal, log);
 }
 
 }  // namespace
 
-ExitStatus RunRemove(const std::u16string& snapshotInfPath,
-                     const std::u16string& commandLineInfPath) {
-  InfIdentity expected;
-  if (!AuthenticateExpectedInf(snapshotInfPath, expected)) {
+ExitStatus RunRemove(const privileged_input::InputInf& inf,
+                     const std::u16string& commandLineInfPath, RemovalLog& log) {
+  const std::optional<InfIdentity> expected = AuthenticateExpectedInf(inf.file);
+  if (!expected) {
     PrintError(
         u"vorn_devnode: RESULT=REMOVE_FAILED - expected INF could not be authenticated; no device "
         u"was touched\n");
     return kExitRemoveRefused;
   }
   const LiveRoot liveRoot = DiscoverLiveRoot();
-  PlaceRemovalLog(commandLineInfPath);
+  PlaceRemovalLog(commandLineInfPath, log);
 
   QuiesceGuard guard(liveRoot.instanceId);
   const bool hasLiveRoot = liveRoot.ok && !liveRoot.instanceId.empty();
-  if (hasLiveRoot && !LetGoOfLiveRoot(guard)) return kExitRemoveBusy;
+  if (hasLiveRoot && !LetGoOfLiveRoot(guard, log)) return kExitRemoveBusy;
 
-  RootRemoval removal = RemoveInstalledRoots();
-  if (!removal.listed) return kExitRemoveRefused;
-  removal.remaining = WaitForZeroRoots();
-  return Decide(expected, removal, guard);
+  const std::optional<RootRemoval> removal = RemoveInstalledRoots();
+  if (!removal) return kExitRemoveRefused;
+  return Decide(*expected, *removal, WaitForZeroRoots(), guard, log);
 }
 
 }  // namespace vorn

@@ -33,14 +33,13 @@ void RemoveRoot(platform::HDEVINFO list, const platform::SP_DEVINFO_DATA& device
 
 }  // namespace
 
-RootRemoval RemoveInstalledRoots() {
-  RootRemoval removal;
-  const DeviceInfoList list = OpenRootDevices(RootScope::Installed);
+std::optional<RootRemoval> RemoveInstalledRoots() {
+  const platform::DeviceInfoList list = OpenRootDevices(RootScope::Installed);
   if (!list) {
     ReportFailedCall(u"SetupDiGetClassDevs");
-    return removal;
+    return std::nullopt;
   }
-  removal.listed = true;
+  RootRemoval removal;
   RootWalk walk(list.Get());
   platform::SP_DEVINFO_DATA device = {};
   while (walk.Next(device))
@@ -49,10 +48,10 @@ RootRemoval RemoveInstalledRoots() {
   return removal;
 }
 
-std::int32_t WaitForZeroRoots() {
+std::optional<std::int32_t> WaitForZeroRoots() {
   const std::uint64_t start = platform::GetTickCount64();
   while (true) {
-    const std::int32_t count = CountInstalledRoots();
+    const std::optional<std::int32_t> count = CountInstalledRoots();
     if (count == 0) return count;
     platform::Sleep(kPollMs);
     if (platform::GetTickCount64() - start >= kWaitMs) return count;

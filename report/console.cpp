@@ -1,18 +1,17 @@
 #include "report/console.h"
 
 #include "platform/console.h"
-#include "platform/last_error.h"
+#include "platform/kept_last_error.h"
 
 #include <string>
 
 namespace vorn {
 
 void PrintText(ConsoleStream stream, std::u16string_view text) {
-  const std::uint32_t lastError = platform::GetLastError();
+  const platform::KeptLastError kept;
   platform::fputws(std::u16string(text).c_str(), stream == ConsoleStream::Output
                                                      ? platform::StandardOutput()
                                                      : platform::StandardError());
-  platform::SetLastError(lastError);
 }
 
 void ReportFailedCall(std::u16string_view call, std::uint32_t error) {

@@ -13,16 +13,6 @@ namespace vorn {
 
 namespace {
 
-struct RemovalLog {
-  std::u16string path;
-  LogFileGuard guard;
-};
-
-RemovalLog& CurrentLog() {
-  static RemovalLog log;
-  return log;
-}
-
 /// The line of a message in the log file.
 std::u16string StampedLine(const platform::SYSTEMTIME& now, std::u16string_view text) {
   const auto number = [](std::uint16_t field) { return std::uint32_t{field}; };
@@ -33,22 +23,19 @@ std::u16string StampedLine(const platform::SYSTEMTIME& now, std::u16string_view 
 
 }  // namespace
 
-void SetRemovalLogPath(std::u16string path, LogFileGuard guard) {
-  CurrentLog() = {std::move(path), std::move(guard)};
+void RemovalLog::SetRemovalLogPath(std::u16string path, LogFileGuard guard) {
+  path_ = std::move(path);
+  guard_ = std::move(guard);
 }
 
-void ReleaseRemovalLog() {
-  CurrentLog() = {};
-}
-
-void LogRemoval(std::u16string_view text) {
+void RemovalLog::LogRemoval(std::u16string_view text) const {
   PrintError(u"vorn_devnode: %ls\n", text);
-  const auto& [path, guard] = CurrentLog();
-  if (path.empty()) return;
-  const std::shared_ptr<const void> proven = guard ? guard() : nullptr;
-  if (guard && proven == nullptr) return;
+  if (path_.empty()) return;
+  const std::shared_ptr<const void> proven = guard_ ? guard_() : nullptr;
+  if (guard_ && proven == nullptr) return;
   // Opened for each message, so that every line is on the disk even if the process ends abruptly.
-  const LogStream file(platform::_wfsopen(path.c_str(), u"a, ccs=UTF-8", platform::_SH_DENYNO));
+  const platform::LogStream file(
+      platform::_wfsopen(path_.c_str(), u"a, ccs=UTF-8", platform::_SH_DENYNO));
   if (!file) return;
   platform::SYSTEMTIME now = {};
   platform::GetSystemTime(&now);

@@ -1,7 +1,7 @@
 #pragma once
 
-// The removal log: what a removal did, on standard error and, time-stamped, in a file. Whoever
-// places the file decides that the place is safe, and may leave here what keeps it so.
+// RemovalLog: what a removal did, on standard error and, time-stamped, in a file. Whoever places
+// the file decides that the place is safe, and may leave here what keeps it so.
 
 #include <functional>
 #include <memory>
@@ -14,17 +14,21 @@ namespace vorn {
 /// the result lives; null when the file must not be written to.
 using LogFileGuard = std::function<std::shared_ptr<const void>()>;
 
-/// The file that later messages are appended to, for the rest of the run; empty means no file.
-/// `guard`, where there is one, is asked before each message and given up when the path is replaced
-/// or released; what it owns (folders that stay open, for example) is held until then.
-void SetRemovalLogPath(std::u16string path, LogFileGuard guard = nullptr);
+class RemovalLog {
+ public:
+  /// The file that later messages are appended to; empty, as at first, means no file. `guard`,
+  /// where there is one, is asked before each message; what it owns (folders that stay open, for
+  /// example) is held until the path is replaced or the log ends.
+  void SetRemovalLogPath(std::u16string path, LogFileGuard guard = nullptr);
 
-/// Forgets the path and gives back what its guard owns.
-void ReleaseRemovalLog();
+  /// Prints "vorn_devnode: " and the text to standard error and appends it to the file, if there is
+  /// one, as a line of UTF-8 with the time in UTC. A file that cannot be proven or opened loses the
+  /// line and nothing else.
+  void LogRemoval(std::u16string_view text) const;
 
-/// Prints "vorn_devnode: " and the text to standard error and appends it to the file, if there is
-/// one, as a line of UTF-8 with the time in UTC. A file that cannot be proven or opened loses the
-/// line and nothing else.
-void LogRemoval(std::u16string_view text);
+ private:
+  std::u16string path_;
+  LogFileGuard guard_;
+};
 
 }  // namespace vorn

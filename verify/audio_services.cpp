@@ -13,10 +13,10 @@ constexpr const char16_t* kAudioServices[] = {u"AudioEndpointBuilder", u"Audiosr
 }  // namespace
 
 void StartAudioServices() {
-  const ServiceHandle manager(platform::OpenSCManagerW(platform::SC_MANAGER_CONNECT));
+  const platform::ServiceHandle manager(platform::OpenSCManagerW(platform::SC_MANAGER_CONNECT));
   if (!manager) return;
   for (const char16_t* name : kAudioServices) {
-    const ServiceHandle service(
+    const platform::ServiceHandle service(
         platform::OpenServiceW(manager.Get(), name, platform::SERVICE_START));
     if (service) platform::StartServiceW(service.Get());
   }

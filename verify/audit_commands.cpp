@@ -5,11 +5,12 @@
 #include "catalog/catalog_transition.h"
 #include "devnode/root_discovery.h"
 #include "journal/activation_state.h"
-#include "package/content_hash.h"
-#include "package/driver_identity.h"
 #include "package/inf_identity.h"
 #include "report/console.h"
 #include "verify/live_verification.h"
+
+#include <optional>
+#include <utility>
 
 namespace vorn {
 
@@ -20,7 +21,7 @@ ExitStatus AuditCatalog() {
     return kExitNotStarted;
   }
   const CatalogSnapshot snapshot =
-      TakeCatalogSnapshot(root.instanceId, root.endpointChildren, true);
+      TakeCatalogSnapshot(root.instanceId, root.endpointChildren, PnpComparison::Children);
   // Judged also when the snapshot failed, so that the operator sees both halves.
   const CheckResult complete = CheckCompleteCatalog(snapshot.endpoints);
   if (!snapshot.ok || !complete.ok) {
@@ -33,14 +34,12 @@ ExitStatus AuditCatalog() {
   return kExitOk;
 }
 
-ExitStatus AuditCurrent(const std::u16string& infPath) {
+ExitStatus AuditCurrent(const privileged_input::InputInf& inf) {
+  std::optional<DriverIdentity> target = ReadIdentity(inf.file);
+  if (!target) return kExitInputRefused;
   ActivationState state;
   state.fresh = true;
-  state.service = kDriverServiceName;
-  if (!ReadExpectedDriverVer(infPath, nullptr, state.date, state.version) ||
-      !HashFileSha256(infPath, nullptr, state.infSha256)) {
-    return kExitInputRefused;
-  }
+  state.target = std::move(*target);
   return RunLiveVerification(state, VerificationMode::Reporting);
 }
 

@@ -2,9 +2,8 @@
 
 // Two read-only commands that check the live system without a journal.
 
+#include "privileged_input/input_file.h"
 #include "report/exit_status.h"
-
-#include <string>
 
 namespace vorn {
 
@@ -13,9 +12,9 @@ namespace vorn {
 /// without a live root.
 ExitStatus AuditCatalog();
 
-/// `audit-current`: proves the live system against the INF at `infPath`, as if the device had been
-/// freshly installed from it. Returns the engine's status, or kExitInputRefused without a line of
-/// its own when the INF's DriverVer or content cannot be read.
-ExitStatus AuditCurrent(const std::u16string& infPath);
+/// `audit-current`: proves the live system against an INF, as if the device had been freshly
+/// installed from it. Returns the engine's status, or kExitInputRefused without a line of its own
+/// when the INF's DriverVer or content cannot be read.
+ExitStatus AuditCurrent(const privileged_input::InputInf& inf);
 
 }  // namespace vorn

@@ -24,16 +24,17 @@ struct Budget {
 };
 
 Budget BudgetOf(VerificationMode mode) {
-  return mode == VerificationMode::Quick ? Budget{0, 0}
-                                         : Budget{kRootStartTimeoutMs, kProofTimeoutMs};
+  if (mode == VerificationMode::Quick) return {.rootStartMs = 0, .proofMs = 0};
+  return {.rootStartMs = kRootStartTimeoutMs, .proofMs = kProofTimeoutMs};
 }
 
 /// Looks until everything is proven at once, or for `budgetMs`. Returns the latest evidence.
-Observations ObserveUntilProven(const ActivationState& state, std::uint32_t budgetMs) {
+Observations ObserveUntilProven(const ActivationState& state, PackageChange change,
+                                std::uint32_t budgetMs) {
   const std::uint64_t deadline = platform::GetTickCount64() + budgetMs;
   Observations seen;
   for (;;) {
-    Observe(state, seen);
+    Observe(state, change, seen);
     if (AreProven(seen) || platform::GetTickCount64() >= deadline) return seen;
     platform::Sleep(kPollPauseMs);
   }
@@ -48,7 +49,7 @@ void ReportProven(const ActivationState& state, const Observations& seen) {
   Print(
       u"vorn_devnode: RESULT=OK - root=%ls, package=%ls %ls (%ls), catalog=20, active=%zu, "
       u"present-pnp=%zu, kernel=20\n",
-      seen.root.instanceId, state.date, state.version, seen.root.driverInfPath,
+      seen.root.instanceId, state.target.date, state.target.version, seen.root.driverInfPath,
       seen.catalog.activeEndpointIds.size(), seen.root.endpointChildren.size());
 }
 
@@ -71,17 +72,18 @@ void ReportMissing(const Observations& seen) {
 
 }  // namespace
 
-ExitStatus RunLiveVerification(const ActivationState& state, VerificationMode mode) {
+ExitStatus RunLiveVerification(const ActivationState& state, VerificationMode mode,
+                               PackageChange change) {
   const Budget budget = BudgetOf(mode);
   const bool reporting = mode == VerificationMode::Reporting;
 
   StartAudioServices();
-  std::uint32_t problem = 0;
-  if (!WaitForStartedRoot(budget.rootStartMs, problem)) {
-    if (reporting) ReportNotStarted(problem);
+  const StartWait wait = WaitForStartedRoot(budget.rootStartMs);
+  if (!wait.started) {
+    if (reporting) ReportNotStarted(wait.problem);
     return kExitNotStarted;
   }
-  const Observations seen = ObserveUntilProven(state, budget.proofMs);
+  const Observations seen = ObserveUntilProven(state, change, budget.proofMs);
   const bool proven = AreProven(seen);
   if (reporting && proven) ReportProven(state, seen);
   if (reporting && !proven) ReportMissing(seen);

@@ -1,29 +1,27 @@
 #include "verify/observations.h"
 
-#include "catalog/catalog_transition.h"
 #include "catalog/endpoint_sets.h"
 #include "control/endpoint_pool.h"
 #include "control/resident_status.h"
-#include "package/driver_identity.h"
 #include "package/published_package.h"
 
 namespace vorn {
 
-void Observe(const ActivationState& state, Observations& seen) {
+void Observe(const ActivationState& state, PackageChange change, Observations& seen) {
   seen.root = DiscoverLiveRoot();
   if (!seen.root.ok) return;
   const LiveRoot& root = seen.root;
-  const DriverIdentity target = {state.version, state.date, state.service, state.infSha256};
 
-  seen.package = AuthenticatePublishedPackage(target, root);
+  seen.package = AuthenticatePublishedPackage(state.target, root);
   seen.kernel = QueryEndpointPool(root.instanceId);
-  seen.resident = QueryResidentStatus(root.instanceId, state.version);
-  seen.catalog = TakeCatalogSnapshot(root.instanceId, root.endpointChildren, true);
+  seen.resident = QueryResidentStatus(root.instanceId, state.target.version);
+  seen.catalog =
+      TakeCatalogSnapshot(root.instanceId, root.endpointChildren, PnpComparison::Children);
   if (seen.catalog.ok) {
-    seen.mapping = CheckCatalogTransition(state.catalog, seen.catalog.endpoints, state.fresh,
-                                          state.unchangedPackage);
+    seen.mapping =
+        CheckCatalogTransition(state.catalog, seen.catalog.endpoints, state.Origin(), change);
   }
-  seen.present = CompareInstanceSets(state.present, root.endpointChildren, state.fresh);
+  seen.present = CompareInstanceSets(state.present, root.endpointChildren, state.Origin());
 }
 
 bool AreProven(const Observations& seen) {

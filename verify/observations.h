@@ -6,6 +6,7 @@
 
 #include "base/check_result.h"
 #include "catalog/catalog_snapshot.h"
+#include "catalog/catalog_transition.h"
 #include "devnode/root_discovery.h"
 #include "journal/activation_state.h"
 
@@ -21,9 +22,10 @@ struct Observations {
   CheckResult present = CheckResult::Failed(u"present AudioEndpoint transition not observed");
 };
 
-/// Looks once at everything, against what `state` expects. While the root is not ok nothing else is
-/// looked at; while the catalog is not ok its transition is not judged.
-void Observe(const ActivationState& state, Observations& seen);
+/// Looks once at everything, against what `state` expects of a bind that changed the package or
+/// not. While the root is not ok nothing else is looked at; while the catalog is not ok its
+/// transition is not judged.
+void Observe(const ActivationState& state, PackageChange change, Observations& seen);
 
 /// Whether all seven hold.
 bool AreProven(const Observations& seen);

@@ -15,7 +15,7 @@ namespace {
 std::int32_t ShowEveryEndpoint(platform::HANDLE channel) {
   std::int32_t failed = 0;
   for (const EndpointIdentity& endpoint : AllEndpointIdentities()) {
-    const ControlAnswer answer = SetCableVisibility(channel, endpoint, true);
+    const ControlAnswer answer = SetCableVisibility(channel, endpoint, Visibility::Shown);
     if (answer.succeeded) continue;
     ++failed;
     PrintError(u"vorn_devnode: resume-endpoints: cable %lu %ls failed (error 0x%08lX)\n",
@@ -32,22 +32,21 @@ ExitStatus ResumeEndpoints() {
     PrintError(u"vorn_devnode: resume-endpoints: no live VORN root: %ls\n", root.reason);
     return kExitNotStarted;
   }
-  std::u16string reason;
-  KernelHandle channel = OpenRootControlChannel(root.instanceId, &reason);
-  if (!channel) {
-    PrintError(u"vorn_devnode: resume-endpoints: %ls\n", reason);
+  ControlChannel channel = OpenRootControlChannel(root.instanceId);
+  if (!channel.handle) {
+    PrintError(u"vorn_devnode: resume-endpoints: %ls\n", channel.reason);
     return kExitNotStarted;
   }
   // Any answer will do here, also a short one: this is the last resort.
-  const ControlAnswer lease = AcquireControllerLease(channel.Get());
+  const ControlAnswer lease = AcquireControllerLease(channel.handle.Get());
   if (!lease.succeeded) {
     PrintError(u"vorn_devnode: resume-endpoints: controller lease unavailable (error 0x%08lX)\n",
                lease.error);
     return kExitHotSwapFailed;
   }
-  const std::int32_t failed = ShowEveryEndpoint(channel.Get());
-  ReleaseControllerLease(channel.Get());
-  channel.Reset();
+  const std::int32_t failed = ShowEveryEndpoint(channel.handle.Get());
+  ReleaseControllerLease(channel.handle.Get());
+  channel.handle.Reset();
   Print(u"vorn_devnode: resume-endpoints: %d shown, %d failed\n",
         static_cast<std::int32_t>(kEndpointCount) - failed, failed);
   return failed == 0 ? kExitOk : kExitEndpointsMissing;

@@ -4,10 +4,11 @@
 #include "control/endpoint_quiesce.h"
 #include "devnode/hot_restart.h"
 #include "devnode/root_discovery.h"
-#include "journal/activation_state.h"
 #include "journal/activation_storage.h"
 #include "report/console.h"
 #include "verify/live_verification.h"
+
+#include <optional>
 
 namespace vorn {
 
@@ -16,33 +17,33 @@ namespace {
 /// Texts are compared, not dates: 2026-1-2 is not 2026-01-02.
 bool NamesTarget(const ActivationState& state, const std::u16string& version,
                  const std::u16string& date) {
-  return EqualsIgnoringCase(state.version, version) && EqualsIgnoringCase(state.date, date);
+  return EqualsIgnoringCase(state.target.version, version) &&
+         EqualsIgnoringCase(state.target.date, date);
 }
 
 }  // namespace
 
-ExitStatus Verify(const std::u16string& version, const std::u16string& date,
-                  const std::u16string& statePath) {
-  ActivationState state;
-  if (!ReadActivationState(statePath, state)) {
+ExitStatus Verify(const std::u16string& version, const std::u16string& date, Journal& journal) {
+  const std::optional<ActivationState> state = journal.Read();
+  if (!state) {
     PrintError(
         u"vorn_devnode: RESULT=ENDPOINTS_MISSING - protected activation state is missing or "
         u"malformed\n");
     return kExitEndpointsMissing;
   }
-  if (!NamesTarget(state, version, date)) {
+  if (!NamesTarget(*state, version, date)) {
     PrintError(
         u"vorn_devnode: RESULT=ENDPOINTS_MISSING - journal target does not match protected INF "
         u"DriverVer\n");
     return kExitEndpointsMissing;
   }
-  return RunLiveVerification(state, VerificationMode::Reporting);
+  return RunLiveVerification(*state, VerificationMode::Reporting);
 }
 
 ExitStatus HotActivate(const std::u16string& version, const std::u16string& date,
-                       const std::u16string& statePath) {
-  ActivationState state;
-  if (!ReadActivationState(statePath, state) || !NamesTarget(state, version, date)) {
+                       Journal& journal) {
+  const std::optional<ActivationState> state = journal.Read();
+  if (!state || !NamesTarget(*state, version, date)) {
     PrintError(
         u"vorn_devnode: RESULT=HOT_SWAP_FAILED - protected activation identity is missing or "
         u"mismatched\n");
@@ -55,7 +56,7 @@ ExitStatus HotActivate(const std::u16string& version, const std::u16string& date
     return kExitHotSwapFailed;
   }
   QuiesceGuard guard(root.instanceId);
-  if (!QuiesceEndpoints(guard, QuiesceMode::Hide)) {
+  if (!guard.Hide()) {
     PrintError(
         u"vorn_devnode: RESULT=HOT_SWAP_FAILED - VORN endpoints could not be quiesced; no driver "
         u"mutation attempted\n");
@@ -65,9 +66,9 @@ ExitStatus HotActivate(const std::u16string& version, const std::u16string& date
   if (restart.passed && !restart.restartRequested) {
     // A restarted device publishes its endpoints anew; there is nothing to take back.
     guard.Forget();
-    return RunLiveVerification(state, VerificationMode::Reporting);
+    return RunLiveVerification(*state, VerificationMode::Reporting);
   }
-  if (!guard.Hidden().empty()) QuiesceEndpoints(guard, QuiesceMode::Show);
+  if (!guard.Hidden().empty()) guard.Show();
   PrintError(
       u"vorn_devnode: RESULT=HOT_SWAP_FAILED - selected driver could not be activated without "
       u"restart\n");

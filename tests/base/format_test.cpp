@@ -42,23 +42,28 @@ TEST(Conversion, IsReadWithItsWidthAndWhatItTakes) {
   using format_internal::Conversion;
   using format_internal::Kind;
   using format_internal::ParseConversion;
+  using format_internal::Radix;
   struct Row {
     const char16_t* pattern;
     Kind kind;
-    bool hexadecimal;
+    Radix radix;
     std::size_t width;
     std::size_t length;
   };
   const Row rows[] = {
-      {u"%ls", Kind::Text, false, 0, 3},        {u"%s.", Kind::Text, false, 0, 2},
-      {u"%zu)", Kind::Size, false, 0, 3},       {u"%lu", Kind::Unsigned, false, 0, 3},
-      {u"%08lX", Kind::Unsigned, true, 8, 5},   {u"%012X9", Kind::Unsigned, true, 12, 5},
-      {u"%03u.1", Kind::Unsigned, false, 3, 4}, {u"%d0", Kind::Signed, false, 0, 2},
+      {u"%ls", Kind::Text, Radix::Decimal, 0, 3},
+      {u"%s.", Kind::Text, Radix::Decimal, 0, 2},
+      {u"%zu)", Kind::Size, Radix::Decimal, 0, 3},
+      {u"%lu", Kind::Unsigned, Radix::Decimal, 0, 3},
+      {u"%08lX", Kind::Unsigned, Radix::Hexadecimal, 8, 5},
+      {u"%012X9", Kind::Unsigned, Radix::Hexadecimal, 12, 5},
+      {u"%03u.1", Kind::Unsigned, Radix::Decimal, 3, 4},
+      {u"%d0", Kind::Signed, Radix::Decimal, 0, 2},
   };
   for (const Row& row : rows) {
     const Conversion read = ParseConversion(row.pattern);
     EXPECT_EQ(read.kind, row.kind) << testing::PrintToString(row.pattern);
-    EXPECT_EQ(read.hexadecimal, row.hexadecimal) << testing::PrintToString(row.pattern);
+    EXPECT_EQ(read.radix, row.radix) << testing::PrintToString(row.pattern);
     EXPECT_EQ(read.width, row.width) << testing::PrintToString(row.pattern);
     EXPECT_EQ(read.length, row.length) << testing::PrintToString(row.pattern);
   }

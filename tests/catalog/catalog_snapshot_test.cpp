@@ -94,13 +94,13 @@ struct Taken {
   }
 };
 
-Taken Snapshot(Machine& machine, const Ids& children, bool comparePnp,
+Taken Snapshot(Machine& machine, const Ids& children, PnpComparison comparison,
                std::vector<Fault> faults = {}) {
   Process process(machine);
   process.logCalls = true;
   process.faults = std::move(faults);
   Taken taken;
-  taken.snapshot = TakeCatalogSnapshot(kRoot, children, comparePnp);
+  taken.snapshot = TakeCatalogSnapshot(kRoot, children, comparison);
   taken.calls = process.calls;
   taken.callCount = process.callCount;
   taken.callCounts = process.callCounts;
@@ -115,7 +115,7 @@ Taken Snapshot(Machine& machine, const Ids& children, bool comparePnp,
 /// A snapshot without the comparison.
 Taken Snapshot(std::vector<AudioEndpoint> endpoints) {
   Machine machine = MachineWith(std::move(endpoints));
-  return Snapshot(machine, {}, false);
+  return Snapshot(machine, {}, PnpComparison::None);
 }
 
 void ExpectNothingLeft(const Taken& taken) {
@@ -128,7 +128,7 @@ void ExpectNothingLeft(const Taken& taken) {
 TEST(CatalogSnapshotOf, ACompleteCatalogHoldsRenderThenCapture) {
   const auto all = AllEndpoints();
   Machine machine = MachineWith(all);
-  const Taken taken = Snapshot(machine, InstanceIds(all), true);
+  const Taken taken = Snapshot(machine, InstanceIds(all), PnpComparison::Children);
   EXPECT_EQ(Utf8(taken.snapshot.reason), "");
   std::vector<CatalogEndpoint> expected;
   Ids ids;
@@ -195,7 +195,8 @@ TEST(CatalogSnapshotOf, ADisabledEndpointIsRecordedAsNotActive) {
   AudioEndpoint disabled = Endpoint(3, true);
   disabled.state = platform::DEVICE_STATE_DISABLED;
   Machine machine = MachineWith({Endpoint(3, false), disabled});
-  const Taken taken = Snapshot(machine, InstanceIds(machine.audio.endpoints), true);
+  const Taken taken =
+      Snapshot(machine, InstanceIds(machine.audio.endpoints), PnpComparison::Children);
   EXPECT_TRUE(taken.snapshot.ok);
   const std::vector<CatalogEndpoint> expected = {{3, false, true, Endpoint(3, false).id},
                                                  {3, true, false, disabled.id}};
@@ -326,14 +327,16 @@ TEST(CatalogSnapshotOf, AnIncompleteListingIsNotJudgedFurther) {
   AudioEndpoint broken = Endpoint(5, false);
   broken.idError = platform::E_FAIL;
   Machine machine = MachineWith({Endpoint(12, false), broken});
-  EXPECT_EQ(Utf8(Snapshot(machine, {u"SWD\\MMDEVAPI\\other"}, true).snapshot.reason), kIncomplete);
+  EXPECT_EQ(
+      Utf8(Snapshot(machine, {u"SWD\\MMDEVAPI\\other"}, PnpComparison::Children).snapshot.reason),
+      kIncomplete);
 }
 
 // ------------------------------------------------------------------------------------------------
 
 TEST(CatalogSnapshotComparison, IsOffUnlessAskedFor) {
   Machine machine = MachineWith(AllEndpoints());
-  const Taken taken = Snapshot(machine, {u"SWD\\MMDEVAPI\\other"}, false);
+  const Taken taken = Snapshot(machine, {u"SWD\\MMDEVAPI\\other"}, PnpComparison::None);
   EXPECT_TRUE(taken.snapshot.ok);
   EXPECT_TRUE(taken.snapshot.activeInstanceIds.empty());
   EXPECT_EQ(taken.snapshot.activeEndpointIds.size(), kEndpointCount);
@@ -349,7 +352,7 @@ TEST(CatalogSnapshotComparison, FailsWhenTheActiveEndpointsAreNotTheChildren) {
   Ids twice = InstanceIds(all);
   twice.push_back(ToLowerAscii(twice.front()));
   for (const Ids& children : {Ids{}, oneMissing, oneMore, twice}) {
-    const Taken taken = Snapshot(machine, children, true);
+    const Taken taken = Snapshot(machine, children, PnpComparison::Children);
     EXPECT_EQ(Utf8(taken.snapshot.reason), kMismatch);
     EXPECT_EQ(taken.snapshot.endpoints.size(), kEndpointCount);
     EXPECT_EQ(taken.snapshot.activeInstanceIds.size(), kEndpointCount);
@@ -364,7 +367,7 @@ TEST(CatalogSnapshotComparison, IgnoresLetterCaseAndOrder) {
   for (const std::u16string& id : InstanceIds(all))
     children.push_back(ToLowerAscii(id));
   std::reverse(children.begin(), children.end());
-  EXPECT_TRUE(Snapshot(machine, children, true).snapshot.ok);
+  EXPECT_TRUE(Snapshot(machine, children, PnpComparison::Children).snapshot.ok);
 }
 
 TEST(CatalogSnapshotComparison, PassesWithoutActiveEndpointsWhateverTheChildren) {
@@ -372,13 +375,13 @@ TEST(CatalogSnapshotComparison, PassesWithoutActiveEndpointsWhateverTheChildren)
   for (AudioEndpoint& endpoint : endpoints)
     endpoint.state = platform::DEVICE_STATE_DISABLED;
   Machine machine = MachineWith(endpoints);
-  EXPECT_TRUE(Snapshot(machine, {u"SWD\\MMDEVAPI\\any"}, true).snapshot.ok);
-  EXPECT_TRUE(Snapshot(machine, {}, true).snapshot.ok);
+  EXPECT_TRUE(Snapshot(machine, {u"SWD\\MMDEVAPI\\any"}, PnpComparison::Children).snapshot.ok);
+  EXPECT_TRUE(Snapshot(machine, {}, PnpComparison::Children).snapshot.ok);
 }
 
 TEST(CatalogSnapshotComparison, ComesAfterTheConsistencyCheck) {
   Machine machine = MachineWith({Endpoint(12, false)});
-  EXPECT_EQ(Utf8(Snapshot(machine, {}, true).snapshot.reason),
+  EXPECT_EQ(Utf8(Snapshot(machine, {}, PnpComparison::Children).snapshot.reason),
             "MMDevice catalog contains a malformed VORN endpoint");
 }
 
@@ -396,7 +399,7 @@ TEST(CatalogSnapshotCom, JoinsTheMultithreadedApartmentAndLeavesIt) {
 TEST(CatalogSnapshotCom, EndsWhenTheApartmentCannotBeJoined) {
   Machine machine = MachineWith(AllEndpoints());
   machine.audio.coInitializeResult = platform::E_OUTOFMEMORY;
-  const Taken taken = Snapshot(machine, {}, true);
+  const Taken taken = Snapshot(machine, {}, PnpComparison::Children);
   EXPECT_EQ(Utf8(taken.snapshot.reason), "COM initialization failed");
   EXPECT_EQ(taken.callCount, 1u);
   EXPECT_TRUE(taken.snapshot.endpoints.empty());
@@ -405,7 +408,7 @@ TEST(CatalogSnapshotCom, EndsWhenTheApartmentCannotBeJoined) {
 TEST(CatalogSnapshotCom, UsesAnApartmentOfAnotherModeAndDoesNotLeaveIt) {
   Machine machine = MachineWith(AllEndpoints());
   machine.audio.coInitializeResult = platform::RPC_E_CHANGED_MODE;
-  const Taken taken = Snapshot(machine, {}, false);
+  const Taken taken = Snapshot(machine, {}, PnpComparison::None);
   EXPECT_EQ(Utf8(taken.snapshot.reason), "");
   EXPECT_EQ(taken.snapshot.endpoints.size(), kEndpointCount);
   EXPECT_EQ(taken.CountOf("CoUninitialize"), 0u);
@@ -416,7 +419,7 @@ TEST(CatalogSnapshotCom, LeavesAnApartmentThatWasJoinedBefore) {
   Machine machine = MachineWith(AllEndpoints());
   Process process(machine);
   EXPECT_GE(platform::CoInitializeEx(platform::COINIT_MULTITHREADED), 0);
-  EXPECT_TRUE(TakeCatalogSnapshot(kRoot, {}, false).ok);
+  EXPECT_TRUE(TakeCatalogSnapshot(kRoot, {}, PnpComparison::None).ok);
   EXPECT_EQ(process.comInitialized, 1);
   platform::CoUninitialize();
   EXPECT_EQ(process.comInitialized, 0);
@@ -425,7 +428,7 @@ TEST(CatalogSnapshotCom, LeavesAnApartmentThatWasJoinedBefore) {
 TEST(CatalogSnapshotCom, EndsWithoutAnEnumerator) {
   Machine machine = MachineWith(AllEndpoints());
   machine.audio.createError = platform::REGDB_E_CLASSNOTREG;
-  const Taken taken = Snapshot(machine, {}, false);
+  const Taken taken = Snapshot(machine, {}, PnpComparison::None);
   EXPECT_EQ(Utf8(taken.snapshot.reason), "MMDevice enumerator unavailable");
   EXPECT_EQ(taken.CountOf("CoUninitialize"), 1u);
   ExpectNothingLeft(taken);
@@ -436,7 +439,7 @@ TEST(CatalogSnapshotCom, EndsWithANullEnumeratorOfASuccessfulCall) {
   Fault lie;
   lie.call = "CoCreateInstance";
   lie.kind = FaultKind::SucceedWithoutEffect;
-  const Taken taken = Snapshot(machine, {}, false, {lie});
+  const Taken taken = Snapshot(machine, {}, PnpComparison::None, {lie});
   EXPECT_EQ(Utf8(taken.snapshot.reason), "MMDevice enumerator unavailable");
   ExpectNothingLeft(taken);
 }
@@ -456,7 +459,7 @@ TEST(CatalogSnapshotFaults, NeverPassForAWholeCatalogAndLeaveNothingBehind) {
   const auto all = AllEndpoints();
   const Ids children = InstanceIds(all);
   Machine sound = MachineWith(all);
-  const Taken whole = Snapshot(sound, children, true);
+  const Taken whole = Snapshot(sound, children, PnpComparison::Children);
   ASSERT_TRUE(whole.snapshot.ok);
   ASSERT_GT(whole.callCount, 100u);
   for (const FaultKind kind :
@@ -464,7 +467,7 @@ TEST(CatalogSnapshotFaults, NeverPassForAWholeCatalogAndLeaveNothingBehind) {
     for (std::uint64_t nth = 1; nth <= whole.callCount; ++nth) {
       const std::string& name = whole.calls[nth - 1].name;
       Machine machine = MachineWith(all);
-      const Taken taken = Snapshot(machine, children, true, {At(nth, kind)});
+      const Taken taken = Snapshot(machine, children, PnpComparison::Children, {At(nth, kind)});
       const std::string where = name + " " + std::to_string(nth);
       if (taken.snapshot.ok) {
         EXPECT_EQ(taken.snapshot.endpoints, whole.snapshot.endpoints) << where;
@@ -485,7 +488,7 @@ TEST(CatalogSnapshotFaults, OfTheListingMakeItIncompleteAndTheRestIsRecorded) {
     Fault fault;
     fault.call = name;
     fault.error = static_cast<std::uint32_t>(platform::E_FAIL);
-    const Taken taken = Snapshot(machine, {}, false, {fault});
+    const Taken taken = Snapshot(machine, {}, PnpComparison::None, {fault});
     EXPECT_EQ(Utf8(taken.snapshot.reason), kIncomplete) << name;
     const bool oneItem = std::string_view(name) == "IMMDeviceCollection::Item";
     EXPECT_EQ(taken.snapshot.endpoints.size(), oneItem ? 19u : 10u) << name;
@@ -502,7 +505,9 @@ TEST(CatalogSnapshotFaults, OfANullDeviceOrListMakeItIncomplete) {
     Fault fault;
     fault.call = name;
     fault.kind = FaultKind::SucceedWithoutEffect;
-    EXPECT_EQ(Utf8(Snapshot(machine, {}, false, {fault}).snapshot.reason), kIncomplete) << name;
+    EXPECT_EQ(Utf8(Snapshot(machine, {}, PnpComparison::None, {fault}).snapshot.reason),
+              kIncomplete)
+        << name;
   }
 }
 

@@ -31,8 +31,9 @@ std::string ReasonOf(const CheckResult& result) {
 
 std::string Transition(const Endpoints& baseline, const Endpoints& current,
                        Kind kind = Kind::Update) {
-  return ReasonOf(
-      CheckCatalogTransition(baseline, current, kind == Kind::Fresh, kind == Kind::Unchanged));
+  return ReasonOf(CheckCatalogTransition(
+      baseline, current, kind == Kind::Fresh ? RootOrigin::Fresh : RootOrigin::Existing,
+      kind == Kind::Unchanged ? PackageChange::None : PackageChange::Possible));
 }
 
 /// A complete catalog in which only these endpoints are active.
@@ -82,8 +83,9 @@ TEST(CatalogTransition, NeedsACompleteCatalogAlsoWhenFresh) {
 
 TEST(CatalogTransition, OfAFreshInstallLooksAtNoBaseline) {
   EXPECT_EQ(Transition({{10, false, true, u""}}, CompleteCatalog(), Kind::Fresh), "");
-  EXPECT_EQ(
-      ReasonOf(CheckCatalogTransition(CompleteCatalog(u"{b}"), CompleteCatalog(), true, true)), "");
+  EXPECT_EQ(ReasonOf(CheckCatalogTransition(CompleteCatalog(u"{b}"), CompleteCatalog(),
+                                            RootOrigin::Fresh, PackageChange::None)),
+            "");
 }
 
 TEST(CatalogTransition, RefusesAMalformedOrAmbiguousBaseline) {

@@ -1,6 +1,7 @@
 #include "catalog/endpoint_recognition.h"
 
 #include "base/text.h"
+#include "product/product.h"
 
 #include <gtest/gtest.h>
 

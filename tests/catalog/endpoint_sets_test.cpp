@@ -97,7 +97,7 @@ struct Comparison {
   const char* name;
   Ids baseline;
   Ids live;
-  bool fresh;
+  RootOrigin origin;
   const char* reason;
 };
 
@@ -105,7 +105,7 @@ class InstanceSets : public testing::TestWithParam<Comparison> {};
 
 TEST_P(InstanceSets, AreJudged) {
   const Comparison& row = GetParam();
-  EXPECT_EQ(ReasonOf(CompareInstanceSets(row.baseline, row.live, row.fresh)), row.reason)
+  EXPECT_EQ(ReasonOf(CompareInstanceSets(row.baseline, row.live, row.origin)), row.reason)
       << row.name;
 }
 
@@ -120,29 +120,39 @@ constexpr const char* kTooManyFresh =
 INSTANTIATE_TEST_SUITE_P(
     Table, InstanceSets,
     testing::Values(
-        Comparison{"both empty", {}, {}, false, ""},
-        Comparison{"equal", {u"a", u"b"}, {u"a", u"b"}, false, ""},
-        Comparison{"order and case do not matter", {u"a", u"B"}, {u"b", u"A"}, false, ""},
-        Comparison{"an empty live set passes", {u"a", u"b", u"c"}, {}, false, ""},
-        Comparison{"two of three", {u"a", u"b", u"c"}, {u"a", u"b"}, false, kChanged},
-        Comparison{"one more", {u"a"}, {u"a", u"b"}, false, kChanged},
-        Comparison{"same size, another id", {u"a", u"b"}, {u"a", u"c"}, false, kChanged},
-        Comparison{"nothing was expected", {}, {u"a"}, false, kChanged},
-        Comparison{"only ASCII folds", {u"\u00E4"}, {u"\u00C4"}, false, kChanged},
-        Comparison{"empty live id", {u"a"}, {u"a", u""}, false, kLiveEmpty},
-        Comparison{"live id twice, other case", {u"a"}, {u"a", u"A"}, false, kLiveTwice},
-        Comparison{"first live fault wins", {}, {u"a", u"a", u""}, false, kLiveTwice},
-        Comparison{"empty baseline id", {u"a", u""}, {u"a"}, false, kBaselineEmpty},
-        Comparison{"baseline id twice", {u"a", u"A"}, {u"a"}, false, kBaselineTwice},
-        Comparison{"a bad baseline fails also without live ids", {u""}, {}, false, kBaselineEmpty},
-        Comparison{"the live list is judged first", {u""}, {u""}, false, kLiveEmpty},
-        Comparison{"fresh ignores the baseline", {u"", u"a", u"a"}, {u"b"}, true, ""},
-        Comparison{"fresh and empty", {u"a"}, {}, true, ""},
-        Comparison{"fresh with 20", {}, NumberedIds(20), true, ""},
-        Comparison{"fresh with 21", {}, NumberedIds(21), true, kTooManyFresh},
-        Comparison{"fresh with an empty live id", {}, {u""}, true, kLiveEmpty},
-        Comparison{"fresh with a doubled live id", {}, {u"a", u"A"}, true, kLiveTwice},
-        Comparison{"21 live ids are compared", NumberedIds(21), NumberedIds(21), false, ""}));
+        Comparison{"both empty", {}, {}, RootOrigin::Existing, ""},
+        Comparison{"equal", {u"a", u"b"}, {u"a", u"b"}, RootOrigin::Existing, ""},
+        Comparison{
+            "order and case do not matter", {u"a", u"B"}, {u"b", u"A"}, RootOrigin::Existing, ""},
+        Comparison{"an empty live set passes", {u"a", u"b", u"c"}, {}, RootOrigin::Existing, ""},
+        Comparison{
+            "two of three", {u"a", u"b", u"c"}, {u"a", u"b"}, RootOrigin::Existing, kChanged},
+        Comparison{"one more", {u"a"}, {u"a", u"b"}, RootOrigin::Existing, kChanged},
+        Comparison{
+            "same size, another id", {u"a", u"b"}, {u"a", u"c"}, RootOrigin::Existing, kChanged},
+        Comparison{"nothing was expected", {}, {u"a"}, RootOrigin::Existing, kChanged},
+        Comparison{"only ASCII folds", {u"\u00E4"}, {u"\u00C4"}, RootOrigin::Existing, kChanged},
+        Comparison{"empty live id", {u"a"}, {u"a", u""}, RootOrigin::Existing, kLiveEmpty},
+        Comparison{
+            "live id twice, other case", {u"a"}, {u"a", u"A"}, RootOrigin::Existing, kLiveTwice},
+        Comparison{
+            "first live fault wins", {}, {u"a", u"a", u""}, RootOrigin::Existing, kLiveTwice},
+        Comparison{"empty baseline id", {u"a", u""}, {u"a"}, RootOrigin::Existing, kBaselineEmpty},
+        Comparison{"baseline id twice", {u"a", u"A"}, {u"a"}, RootOrigin::Existing, kBaselineTwice},
+        Comparison{"a bad baseline fails also without live ids",
+                   {u""},
+                   {},
+                   RootOrigin::Existing,
+                   kBaselineEmpty},
+        Comparison{"the live list is judged first", {u""}, {u""}, RootOrigin::Existing, kLiveEmpty},
+        Comparison{"fresh ignores the baseline", {u"", u"a", u"a"}, {u"b"}, RootOrigin::Fresh, ""},
+        Comparison{"fresh and empty", {u"a"}, {}, RootOrigin::Fresh, ""},
+        Comparison{"fresh with 20", {}, NumberedIds(20), RootOrigin::Fresh, ""},
+        Comparison{"fresh with 21", {}, NumberedIds(21), RootOrigin::Fresh, kTooManyFresh},
+        Comparison{"fresh with an empty live id", {}, {u""}, RootOrigin::Fresh, kLiveEmpty},
+        Comparison{"fresh with a doubled live id", {}, {u"a", u"A"}, RootOrigin::Fresh, kLiveTwice},
+        Comparison{"21 live ids are compared", NumberedIds(21), NumberedIds(21),
+                   RootOrigin::Existing, ""}));
 
 // ------------------------------------------------------------------------------------------------
 

@@ -143,7 +143,7 @@ TEST_F(ControlInterfaces, AreNoneWithoutAList) {
 
 // ------------------------------------------------------------------------------------------------
 
-class ControlChannel : public tests::ControlWorld {
+class RootControlChannel : public tests::ControlWorld {
  protected:
   /// Paths that were opened, in order.
   std::vector<std::string> Opened() const {
@@ -153,16 +153,22 @@ class ControlChannel : public tests::ControlWorld {
     return paths;
   }
 
-  std::u16string reason_ = u"untouched";
+  /// Why the root's channel does not open; a channel without reason must be open.
+  static std::u16string ReasonOfFailure() {
+    const ControlChannel channel = OpenRootControlChannel(kRootId);
+    EXPECT_EQ(channel.handle.operator bool(), channel.reason.empty());
+    return channel.reason;
+  }
+  static bool Opens() { return ReasonOfFailure().empty(); }
 };
 
-TEST_F(ControlChannel, OpensTheControlInterface) {
+TEST_F(RootControlChannel, OpensTheControlInterface) {
   Root().interfaces.push_back(AudioInterface(kAudioPath));
   {
-    const KernelHandle channel = OpenRootControlChannel(kRootId, &reason_);
-    EXPECT_TRUE(channel);
+    const ControlChannel channel = OpenRootControlChannel(kRootId);
+    EXPECT_TRUE(channel.handle);
+    EXPECT_EQ(channel.reason, u"");
   }
-  EXPECT_EQ(reason_, u"untouched");
   const auto opens = tests::CallsOf(process, "CreateFileW");
   ASSERT_EQ(opens.size(), 1U);
   EXPECT_EQ(opens[0].Argument("path"), "\\\\?\\root#media#0000#{a3f2b8c1}\\control");
@@ -173,20 +179,19 @@ TEST_F(ControlChannel, OpensTheControlInterface) {
   EXPECT_EQ(CountOf("SetupDiGetClassDevsW"), 1U);
 }
 
-TEST_F(ControlChannel, IsRefusedByTwoControlInterfacesAlthoughBothWouldOpen) {
+TEST_F(RootControlChannel, IsRefusedByTwoControlInterfacesAlthoughBothWouldOpen) {
   Root().interfaces = {ControlInterface(kControlPath), ControlInterface(kOtherControlPath),
                        AudioInterface(kAudioPath)};
-  EXPECT_FALSE(OpenRootControlChannel(kRootId, &reason_));
-  EXPECT_EQ(reason_, u"current VORN root has duplicate live control interfaces");
+  EXPECT_EQ(ReasonOfFailure(), u"current VORN root has duplicate live control interfaces");
   EXPECT_EQ(CountOf("CreateFileW"), 0U);
   EXPECT_EQ(CountOf("SetupDiGetClassDevsW"), 1U);
 }
 
-TEST_F(ControlChannel, GoesThroughTheFirstAudioInterfaceThatOpens) {
+TEST_F(RootControlChannel, GoesThroughTheFirstAudioInterfaceThatOpens) {
   Root().interfaces = {AudioInterface(kAudioPath), AudioInterface(kOtherAudioPath),
                        AudioInterface(u"\\\\?\\third")};
   Root().interfaces[0].openError = 5;
-  EXPECT_TRUE(OpenRootControlChannel(kRootId, &reason_));
+  EXPECT_TRUE(Opens());
   const std::vector<std::string> expected = {"\\\\?\\root#media#0000#{6994ad04}\\wave",
                                              "\\\\?\\root#media#0000#{6994ad04}\\topology"};
   EXPECT_EQ(Opened(), expected);
@@ -196,56 +201,45 @@ TEST_F(ControlChannel, GoesThroughTheFirstAudioInterfaceThatOpens) {
   }
 }
 
-TEST_F(ControlChannel, FallsBackWhenTheControlInterfaceDoesNotOpen) {
+TEST_F(RootControlChannel, FallsBackWhenTheControlInterfaceDoesNotOpen) {
   Root().interfaces[0].openError = 5;
   Root().interfaces.push_back(AudioInterface(kAudioPath));
-  EXPECT_TRUE(OpenRootControlChannel(kRootId, &reason_));
+  EXPECT_TRUE(Opens());
   EXPECT_EQ(Opened().size(), 2U);
 }
 
-TEST_F(ControlChannel, FailsWithTheErrorOfTheControlInterface) {
+TEST_F(RootControlChannel, FailsWithTheErrorOfTheControlInterface) {
   Root().interfaces[0].openError = 5;
-  EXPECT_FALSE(OpenRootControlChannel(kRootId, &reason_));
-  EXPECT_EQ(reason_,
+  EXPECT_EQ(ReasonOfFailure(),
             u"no openable VORN interface on this root (control and KS both failed, last error "
             u"0x00000005)");
 }
 
-TEST_F(ControlChannel, FailsWithTheErrorOfTheLastFallback) {
+TEST_F(RootControlChannel, FailsWithTheErrorOfTheLastFallback) {
   Root().interfaces = {ControlInterface(kControlPath), AudioInterface(kAudioPath),
                        AudioInterface(kOtherAudioPath)};
   Root().interfaces[0].openError = 5;
   Root().interfaces[1].openError = 32;
   Root().interfaces[2].openError = 0xE000020B;
-  EXPECT_FALSE(OpenRootControlChannel(kRootId, &reason_));
-  EXPECT_EQ(reason_,
+  EXPECT_EQ(ReasonOfFailure(),
             u"no openable VORN interface on this root (control and KS both failed, last error "
             u"0xE000020B)");
   EXPECT_EQ(Opened().size(), 3U);
 }
 
-TEST_F(ControlChannel, FailsWithFileNotFoundWithoutAnyInterface) {
+TEST_F(RootControlChannel, FailsWithFileNotFoundWithoutAnyInterface) {
   Root().interfaces.clear();
-  EXPECT_FALSE(OpenRootControlChannel(kRootId, &reason_));
-  EXPECT_EQ(reason_,
+  EXPECT_EQ(ReasonOfFailure(),
             u"no openable VORN interface on this root (control and KS both failed, last error "
             u"0x00000002)");
 }
 
-TEST_F(ControlChannel, NeverUsesTheInterfaceOfAnotherRoot) {
+TEST_F(RootControlChannel, NeverUsesTheInterfaceOfAnotherRoot) {
   Root().interfaces.clear();
   Device& other = tests::AddStartedRoot(machine, kOtherRootId);
   other.interfaces = {ControlInterface(kOtherControlPath), AudioInterface(kOtherAudioPath)};
-  EXPECT_FALSE(OpenRootControlChannel(kRootId, &reason_));
+  EXPECT_FALSE(Opens());
   EXPECT_EQ(CountOf("CreateFileW"), 0U);
-}
-
-TEST_F(ControlChannel, OpensOrFailsAlikeWithoutAPlaceForTheReason) {
-  EXPECT_TRUE(OpenRootControlChannel(kRootId));
-  Root().interfaces.push_back(ControlInterface(kOtherControlPath));
-  EXPECT_FALSE(OpenRootControlChannel(kRootId));
-  Root().interfaces.clear();
-  EXPECT_FALSE(OpenRootControlChannel(kRootId));
 }
 
 }  // namespace

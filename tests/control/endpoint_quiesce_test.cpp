@@ -25,8 +25,8 @@ constexpr char kVisibility[] = "0x22A01C";
 
 class Quiesce : public tests::ControlWorld {
  protected:
-  bool Hide() { return QuiesceEndpoints(*guard_, QuiesceMode::Hide); }
-  bool Show() { return QuiesceEndpoints(*guard_, QuiesceMode::Show); }
+  bool Hide() { return guard_->Hide(); }
+  bool Show() { return guard_->Show(); }
   std::size_t CountOfCode(const std::string& code) const {
     std::size_t count = 0;
     for (const std::string& sent : Codes())

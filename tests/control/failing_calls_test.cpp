@@ -45,8 +45,8 @@ std::size_t CountOfCode(const Process& process, const std::string& code, bool su
 /// A hide, a show, and the guard's end.
 bool HideAndShow() {
   QuiesceGuard guard(kRootId);
-  const bool hidden = QuiesceEndpoints(guard, QuiesceMode::Hide);
-  const bool shown = QuiesceEndpoints(guard, QuiesceMode::Show);
+  const bool hidden = guard.Hide();
+  const bool shown = guard.Show();
   return hidden && shown;
 }
 

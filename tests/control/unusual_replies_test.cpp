@@ -64,7 +64,7 @@ TEST_F(UnusualReply, ThatIsLongerThanTheLeaseHidesNothing) {
   ReplyWith(kAcquireLeaseCode, 17);
   {
     QuiesceGuard guard(kRootId);
-    EXPECT_FALSE(QuiesceEndpoints(guard, QuiesceMode::Hide));
+    EXPECT_FALSE(guard.Hide());
     EXPECT_TRUE(guard.Hidden().empty());
   }
   EXPECT_EQ(process.ErrorOutput(),
@@ -103,9 +103,9 @@ TEST_F(UnusualReply, OfASlowDriverHidesAndShowsEveryEndpoint) {
   TakeTime(kSetCableVisibilityCode, 1000);
   const std::uint64_t begin = machine.clock.tick;
   QuiesceGuard guard(kRootId);
-  EXPECT_TRUE(QuiesceEndpoints(guard, QuiesceMode::Hide));
+  EXPECT_TRUE(guard.Hide());
   EXPECT_EQ(Root().hidden.size(), 20U);
-  EXPECT_TRUE(QuiesceEndpoints(guard, QuiesceMode::Show));
+  EXPECT_TRUE(guard.Show());
   EXPECT_TRUE(Root().hidden.empty());
   EXPECT_EQ(machine.clock.tick, begin + 46'000);
   EXPECT_TRUE(process.console.empty());
@@ -129,7 +129,7 @@ TEST_F(UnusualReply, ThatNeverComesProvesNoImage) {
 TEST_F(UnusualReply, ThatNeverComesLeavesNoLease) {
   LoseTheDeviceDuring(kAcquireLeaseCode);
   QuiesceGuard guard(kRootId);
-  EXPECT_FALSE(QuiesceEndpoints(guard, QuiesceMode::Hide));
+  EXPECT_FALSE(guard.Hide());
   EXPECT_EQ(process.ErrorOutput(),
             u"vorn_devnode: driver quiesce could not acquire the controller lease (error "
             u"0x000001B1)\n");
@@ -144,7 +144,7 @@ TEST_F(UnusualReply, ThatStopsComingIsSaidForEachEndpoint) {
   Plan(machine, 1000, EventKind::RemoveDevice, kRootId);
   {
     QuiesceGuard guard(kRootId);
-    EXPECT_FALSE(QuiesceEndpoints(guard, QuiesceMode::Hide));
+    EXPECT_FALSE(guard.Hide());
     EXPECT_EQ(guard.Hidden().size(), 1U);
     const std::u16string said = process.ErrorOutput();
     EXPECT_EQ(said.find(u"cable 0 render"), std::u16string::npos);

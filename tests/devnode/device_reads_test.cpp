@@ -33,7 +33,7 @@ class DeviceReads : public tests::DeviceWorld {
   /// Reads with `read(list, device)` of the only device.
   template <class Read>
   auto OfTheDevice(Read read) {
-    const DeviceInfoList list(
+    const platform::DeviceInfoList list(
         platform::SetupDiGetClassDevsW(nullptr, u"ROOT", platform::DIGCF_ALLCLASSES));
     platform::SP_DEVINFO_DATA device = {};
     device.cbSize = sizeof device;
@@ -44,9 +44,8 @@ class DeviceReads : public tests::DeviceWorld {
     return OfTheDevice(
         [](auto list, const auto& device) { return MatchesRootHardwareId(list, device); });
   }
-  bool ReadId(std::u16string& id) {
-    return OfTheDevice(
-        [&id](auto list, const auto& device) { return ReadInstanceId(list, device, id); });
+  std::optional<std::u16string> ReadId() {
+    return OfTheDevice([](auto list, const auto& device) { return ReadInstanceId(list, device); });
   }
   std::u16string ReadVersion() {
     return OfTheDevice([](auto list, const auto& device) {
@@ -137,9 +136,7 @@ TEST_F(DeviceReads, AskForTheHardwareIdsOnceWith1024Bytes) {
 
 TEST_F(DeviceReads, GiveTheInstanceIdByASizeQueryAndARead) {
   tests::AddStartedRoot(machine);
-  std::u16string id;
-  EXPECT_TRUE(ReadId(id));
-  EXPECT_EQ(id, tests::kRootId);
+  EXPECT_EQ(ReadId(), tests::kRootId);
   const auto calls = tests::CallsOf(process, "SetupDiGetDeviceInstanceIdW");
   ASSERT_EQ(calls.size(), 2U);
   EXPECT_EQ(calls[0].Argument("DeviceInstanceIdSize"), "0");
@@ -151,9 +148,7 @@ TEST_F(DeviceReads, GiveNoInstanceIdWhenEitherCallFails) {
   for (const std::uint32_t nth : {1U, 2U}) {
     process.callCounts.clear();
     process.faults = {FailingCall("SetupDiGetDeviceInstanceIdW", 5, nth)};
-    std::u16string id = u"stale";
-    EXPECT_FALSE(ReadId(id)) << nth;
-    EXPECT_EQ(id, u"") << nth;
+    EXPECT_EQ(ReadId(), std::nullopt) << nth;
   }
 }
 
@@ -162,8 +157,7 @@ TEST_F(DeviceReads, GiveNothingWhenTheSizeQueryFailsForAnotherReason) {
   Fault fault = FailingCall("SetupDiGetDeviceInstanceIdW", platform::ERROR_ACCESS_DENIED);
   fault.kind = FaultKind::FailAfterEffect;
   process.faults = {fault};
-  std::u16string id;
-  EXPECT_FALSE(ReadId(id));
+  EXPECT_EQ(ReadId(), std::nullopt);
   SetVersion(platform::DEVPROP_TYPE_STRING, BytesOf(u"26.8.10.5"));
   EXPECT_EQ(ReadVersion(), u"26.8.10.5");
   process.callCounts.clear();
@@ -176,8 +170,7 @@ TEST_F(DeviceReads, GiveNoInstanceIdWhenTheSizeQueryClaimsSuccess) {
   Fault lie = FailingCall("SetupDiGetDeviceInstanceIdW", 0);
   lie.kind = FaultKind::SucceedWithoutEffect;
   process.faults = {lie};
-  std::u16string id;
-  EXPECT_FALSE(ReadId(id));
+  EXPECT_EQ(ReadId(), std::nullopt);
 }
 
 TEST_F(DeviceReads, TakeAnEmptyInstanceIdForNone) {
@@ -185,9 +178,7 @@ TEST_F(DeviceReads, TakeAnEmptyInstanceIdForNone) {
   Fault lie = FailingCall("SetupDiGetDeviceInstanceIdW", 0, 2);
   lie.kind = FaultKind::SucceedWithoutEffect;
   process.faults = {lie};
-  std::u16string id = u"stale";
-  EXPECT_FALSE(ReadId(id));
-  EXPECT_EQ(id, u"");
+  EXPECT_EQ(ReadId(), std::nullopt);
 }
 
 TEST_F(DeviceReads, GiveAStringProperty) {
@@ -262,9 +253,7 @@ TEST_F(DeviceReads, GiveNoInstanceIdWhenTheSizeQueryFailsWithoutASize) {
   tests::AddStartedRoot(machine);
   process.faults = {
       FailingCall("SetupDiGetDeviceInstanceIdW", platform::ERROR_INSUFFICIENT_BUFFER)};
-  std::u16string id = u"stale";
-  EXPECT_FALSE(ReadId(id));
-  EXPECT_EQ(id, u"");
+  EXPECT_EQ(ReadId(), std::nullopt);
   EXPECT_EQ(CountOf("SetupDiGetDeviceInstanceIdW"), 1U);
 }
 

@@ -3,7 +3,6 @@
 #include "devnode/duplicate_roots.h"
 #include "devnode/hot_restart.h"
 #include "devnode/root_discovery.h"
-#include "remove/query_removal.h"
 #include "tests/support/device_world.h"
 #include "tests/support/each_call.h"
 
@@ -74,23 +73,6 @@ TEST(AFailingCall, NeverMakesAFailedRestartPass) {
         if (!result.passed) {
           EXPECT_NE(process.ErrorOutput(), u"");
         }
-      });
-}
-
-TEST(AFailingCall, NeverMakesAVetoLookLikeASuccess) {
-  Machine machine;
-  Device& root = tests::AddStartedRoot(machine, kRootId);
-  root.temper.vetoUntil = machine.clock.tick + 60'000;
-  const auto routine = [] { return QueryRemoveWithRetries(kRootId, 1000); };
-  WithEachCallGoingWrong(
-      machine, FaultKind::Fail, routine, [](const Process& process, const Machine&, bool goAhead) {
-        EXPECT_EQ(process.ErrorOutput().find(u"succeeded"), std::u16string::npos);
-        const auto& calls = process.calls;
-        const bool refusedOtherwise = std::any_of(calls.begin(), calls.end(), [](const auto& call) {
-          return (call.name == "CM_Query_And_Remove_SubTreeW" && call.result != "23") ||
-                 (call.name == "CM_Locate_DevNodeW" && call.result != "0");
-        });
-        EXPECT_EQ(goAhead, refusedOtherwise);
       });
 }
 

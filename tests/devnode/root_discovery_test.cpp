@@ -238,14 +238,14 @@ TEST_F(InstalledRootCount, CountsPresentAndAbsentRoots) {
 
 TEST_F(InstalledRootCount, IsNegativeWithoutAList) {
   process.faults = {FailingCall("SetupDiGetClassDevsW", 8)};
-  EXPECT_EQ(CountInstalledRoots(), -1);
+  EXPECT_EQ(CountInstalledRoots(), std::nullopt);
 }
 
-TEST_F(InstalledRootCount, IsNegativeWhenTheEnumerationBreaksOff) {
+TEST_F(InstalledRootCount, IsUnknownWhenTheEnumerationBreaksOff) {
   tests::AddStartedRoot(machine, kRootId);
   tests::AddGhostRoot(machine, kOtherRootId);
   process.faults = {FailingCall("SetupDiEnumDeviceInfo", 13, 2)};
-  EXPECT_EQ(CountInstalledRoots(), -1);
+  EXPECT_EQ(CountInstalledRoots(), std::nullopt);
 }
 
 TEST_F(InstalledRootCount, LeavesOutARootWhoseHardwareIdsCannotBeRead) {
@@ -265,23 +265,23 @@ TEST_F(PresentRootIds, AreSortedAndOnlyOfPresentRoots) {
   tests::AddStartedRoot(machine, kOtherRootId);
   tests::AddStoppedRoot(machine, kRootId, 28);
   std::reverse(machine.devices.devices.begin(), machine.devices.devices.end());
-  Ids ids = {u"stale"};
-  EXPECT_TRUE(ListPresentRootIds(ids));
-  EXPECT_EQ(ids, (Ids{kRootId, kOtherRootId}));
+  const RootListing listing = ListPresentRootIds();
+  EXPECT_TRUE(listing.complete);
+  EXPECT_EQ(listing.ids, (Ids{kRootId, kOtherRootId}));
   EXPECT_EQ(tests::CallsOf(process, "SetupDiGetClassDevsW").back().Argument("Flags"), "0x6");
 }
 
 TEST_F(PresentRootIds, AreNoneOnAMachineWithoutRoots) {
-  Ids ids = {u"stale"};
-  EXPECT_TRUE(ListPresentRootIds(ids));
-  EXPECT_EQ(ids, Ids{});
+  const RootListing listing = ListPresentRootIds();
+  EXPECT_TRUE(listing.complete);
+  EXPECT_EQ(listing.ids, Ids{});
 }
 
 TEST_F(PresentRootIds, FailWithoutAList) {
   process.faults = {FailingCall("SetupDiGetClassDevsW", 5)};
-  Ids ids = {u"stale"};
-  EXPECT_FALSE(ListPresentRootIds(ids));
-  EXPECT_EQ(ids, Ids{});
+  const RootListing listing = ListPresentRootIds();
+  EXPECT_FALSE(listing.complete);
+  EXPECT_EQ(listing.ids, Ids{});
 }
 
 TEST_F(PresentRootIds, FailWhenAnIdCannotBeRead) {
@@ -290,8 +290,7 @@ TEST_F(PresentRootIds, FailWhenAnIdCannotBeRead) {
   for (const std::uint32_t nth : {1U, 2U, 3U, 4U}) {
     process.callCounts.clear();
     process.faults = {FailingCall("SetupDiGetDeviceInstanceIdW", 5, nth)};
-    Ids ids;
-    EXPECT_FALSE(ListPresentRootIds(ids)) << nth;
+    EXPECT_FALSE(ListPresentRootIds().complete) << nth;
   }
 }
 
@@ -300,9 +299,9 @@ TEST_F(PresentRootIds, FailWhenTheEnumerationBreaksOffAndAreSortedAllTheSame) {
   tests::AddStartedRoot(machine, kOtherRootId);
   std::reverse(machine.devices.devices.begin(), machine.devices.devices.end());
   process.faults = {FailingCall("SetupDiEnumDeviceInfo", 13, 3)};
-  Ids ids;
-  EXPECT_FALSE(ListPresentRootIds(ids));
-  EXPECT_EQ(ids, (Ids{kRootId, kOtherRootId}));
+  const RootListing listing = ListPresentRootIds();
+  EXPECT_FALSE(listing.complete);
+  EXPECT_EQ(listing.ids, (Ids{kRootId, kOtherRootId}));
 }
 
 // ------------------------------------------------------------------------------------------------
@@ -312,21 +311,22 @@ class WaitForStart : public RootDiscovery {
   std::uint64_t Waited() const { return machine.clock.tick - startTick_; }
 
   std::uint64_t startTick_ = machine.clock.tick;
-  std::uint32_t problem_ = 99;
 };
 
 TEST_F(WaitForStart, LooksOnceWithoutTimeToWait) {
   tests::AddStoppedRoot(machine, kRootId, platform::CM_PROB_DISABLED);
-  EXPECT_FALSE(WaitForStartedRoot(0, problem_));
-  EXPECT_EQ(problem_, 22U);
+  const StartWait wait = WaitForStartedRoot(0);
+  EXPECT_FALSE(wait.started);
+  EXPECT_EQ(wait.problem, 22U);
   EXPECT_EQ(CountOf("SetupDiGetClassDevsW"), 1U);
   EXPECT_EQ(CountOf("Sleep"), 0U);
 }
 
 TEST_F(WaitForStart, SeesAStartedRootAtOnce) {
   tests::AddStartedRoot(machine);
-  EXPECT_TRUE(WaitForStartedRoot(0, problem_));
-  EXPECT_EQ(problem_, 0U);
+  const StartWait wait = WaitForStartedRoot(0);
+  EXPECT_TRUE(wait.started);
+  EXPECT_EQ(wait.problem, 0U);
   EXPECT_EQ(Waited(), 0U);
 }
 
@@ -337,7 +337,8 @@ TEST_F(WaitForStart, LooksEveryHalfSecondUntilTheRootStarts) {
     root->status = platform::DN_STARTED;
     root->problem = 0;
   })};
-  EXPECT_TRUE(WaitForStartedRoot(20'000, problem_));
+  const StartWait wait = WaitForStartedRoot(20'000);
+  EXPECT_TRUE(wait.started);
   EXPECT_EQ(Waited(), 1500U);
   for (const auto& sleep : tests::CallsOf(process, "Sleep")) {
     EXPECT_EQ(sleep.Argument("milliseconds"), "500");
@@ -349,8 +350,9 @@ TEST_F(WaitForStart, GivesUpAtTheDeadlineWithTheLastProblem) {
   process.faults = {tests::ChangeBefore("SetupDiGetClassDevsW", 3, [](Machine& changed) {
     changed.devices.Find(kRootId)->problem = 10;
   })};
-  EXPECT_FALSE(WaitForStartedRoot(20'000, problem_));
-  EXPECT_EQ(problem_, 10U);
+  const StartWait wait = WaitForStartedRoot(20'000);
+  EXPECT_FALSE(wait.started);
+  EXPECT_EQ(wait.problem, 10U);
   EXPECT_EQ(Waited(), 20'000U);
   EXPECT_EQ(CountOf("SetupDiGetClassDevsW"), 41U);
 }
@@ -359,36 +361,40 @@ TEST_F(WaitForStart, KeepsTheLastProblemWhenTheRootVanishes) {
   tests::AddStoppedRoot(machine, kRootId, 24);
   process.faults = {tests::ChangeBefore("SetupDiGetClassDevsW", 2,
                                         [](Machine& changed) { changed.devices.devices.clear(); })};
-  EXPECT_FALSE(WaitForStartedRoot(1000, problem_));
-  EXPECT_EQ(problem_, 24U);
+  const StartWait wait = WaitForStartedRoot(1000);
+  EXPECT_FALSE(wait.started);
+  EXPECT_EQ(wait.problem, 24U);
 }
 
 TEST_F(WaitForStart, HasSeenNoProblemWithoutARoot) {
   AddStranger();
-  EXPECT_FALSE(WaitForStartedRoot(1200, problem_));
-  EXPECT_EQ(problem_, 0U);
+  const StartWait wait = WaitForStartedRoot(1200);
+  EXPECT_FALSE(wait.started);
+  EXPECT_EQ(wait.problem, 0U);
   EXPECT_EQ(Waited(), 1500U);
 }
 
 TEST_F(WaitForStart, LooksAtTheFirstRootOnly) {
   tests::AddStoppedRoot(machine, kRootId, 10);
   tests::AddStartedRoot(machine, kOtherRootId);
-  EXPECT_FALSE(WaitForStartedRoot(0, problem_));
-  EXPECT_EQ(problem_, 10U);
+  const StartWait wait = WaitForStartedRoot(0);
+  EXPECT_FALSE(wait.started);
+  EXPECT_EQ(wait.problem, 10U);
 }
 
 TEST_F(WaitForStart, LooksAgainAfterAListOrAStatusThatFailed) {
   tests::AddStartedRoot(machine);
   process.faults = {FailingCall("SetupDiGetClassDevsW", 5),
                     FailingCall("CM_Get_DevNode_Status", platform::CR_FAILURE)};
-  EXPECT_TRUE(WaitForStartedRoot(20'000, problem_));
+  const StartWait wait = WaitForStartedRoot(20'000);
+  EXPECT_TRUE(wait.started);
   EXPECT_EQ(Waited(), 1000U);
-  EXPECT_EQ(problem_, 0U);
+  EXPECT_EQ(wait.problem, 0U);
 }
 
 TEST_F(WaitForStart, HoldsNoListWhileItSleeps) {
   tests::AddStoppedRoot(machine, kRootId, 10);
-  WaitForStartedRoot(500, problem_);
+  WaitForStartedRoot(500);
   std::vector<std::string> order;
   for (const auto& call : process.calls) {
     if (call.name == "SetupDiGetClassDevsW" || call.name == "SetupDiDestroyDeviceInfoList" ||

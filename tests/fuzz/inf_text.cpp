@@ -8,7 +8,7 @@
 #include "package/inf_identity.h"
 #include "platform/simulated/machine.h"
 #include "platform/simulated/process.h"
-#include "privileged_input/protected_files.h"
+#include "privileged_input/input_file.h"
 #include "tests/fuzz/fuzz.h"
 #include "tests/fuzz/targets.h"
 
@@ -150,6 +150,12 @@ void CheckRead(const ParsedInf& inf, const InfIdentity& identity) {
   Require(identity.originalInfName == u"vorn_audio.inf", "its own name");
 }
 
+/// So is a DriverVer that was read by itself.
+void CheckDriverVer(const ParsedInf& inf, const DriverVer& driverVer) {
+  Require(driverVer.date == inf.Value(u"Version", u"DriverVer"), "the date alone");
+  Require(driverVer.version == inf.Value(u"Version", u"DriverVer", 2), "the version alone");
+}
+
 /// The program's reader, for the texts that it can get something from.
 void CheckIdentity(const Bytes& content) {
   const auto read = ParseInf(content);
@@ -161,14 +167,13 @@ void CheckIdentity(const Bytes& content) {
   PutFile(machine.files, path, content);
   platform::simulated::Process process(machine);
 
-  InfIdentity identity;
-  if (ReadInfIdentity(path, u"", nullptr, identity)) CheckRead(*inf, identity);
-  std::u16string date;
-  std::u16string version;
-  const bool expected = ReadExpectedDriverVer(path, nullptr, date, version);
-  Require(expected == process.ErrorOutput().empty(), "a line for what is refused");
-  Require(expected || (date.empty() && version.empty()), "nothing of what is refused");
-  privileged_input::ReleaseProtectedFiles();
+  {
+    const privileged_input::File file = privileged_input::OpenInputFile(path);
+    if (const auto identity = ReadInfIdentity(file)) CheckRead(*inf, *identity);
+    const auto driverVer = ReadExpectedDriverVer(file);
+    if (driverVer) CheckDriverVer(*inf, *driverVer);
+    Require(driverVer.has_value() == process.ErrorOutput().empty(), "a line for what is refused");
+  }
   for (const auto& [kind, count] : process.OpenObjects())
     Require(count == 0, "nothing is left open");
 }

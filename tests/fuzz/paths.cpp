@@ -1,5 +1,6 @@
 // Names and paths of any units, judged a second time by the rules as one would say them.
 
+#include "base/path_text.h"
 #include "platform/simulated/machine.h"
 #include "platform/simulated/process.h"
 #include "privileged_input/absolute_path.h"
@@ -7,12 +8,18 @@
 #include "tests/fuzz/fuzz.h"
 #include "tests/fuzz/targets.h"
 
+#include <algorithm>
+#include <optional>
 #include <set>
+#include <string>
+#include <vector>
 
 namespace vorn::tests {
 
 namespace paths {
 namespace {
+
+using privileged_input::AbsolutePath;
 
 /// Names that mean a device whatever their extension: each in capitals.
 const std::set<std::u16string>& DeviceNames() {
@@ -73,6 +80,19 @@ bool SplitPlainPath(const std::u16string& path, std::vector<std::u16string>& nam
   return std::all_of(names.begin(), names.end(), IsPlainName);
 }
 
+/// A path that was taken apart tells what its text and its names tell.
+void CheckAccepted(const AbsolutePath& path, const std::u16string& text,
+                   std::vector<std::u16string> names) {
+  Require(path.Text() == text && path.DriveLetter() == text[0], "a path keeps its text");
+  Require(path.Components() == names, "a path has its names");
+  Require(path.Name() == (names.empty() ? u"" : names.back()), "a path has its last name");
+  const AbsolutePath folder = path.Folder();
+  const std::optional<AbsolutePath> again = AbsolutePath::Parse(folder.Text());
+  Require(again.has_value() && text.starts_with(folder.Text()), "its folder is absolute as well");
+  if (!names.empty()) names.pop_back();
+  Require(folder.Components() == names && again->Components() == names, "its folder lacks a name");
+}
+
 void Check(const std::u16string& text) {
   using namespace privileged_input;
   Require(IsSafeComponentName(text) == IsPlainName(text), "a name is safe exactly if it is plain");
@@ -81,17 +101,21 @@ void Check(const std::u16string& text) {
   const bool accepted = ParseAbsolutePath(text, parsed);
   Require(accepted == SplitPlainPath(text, plain), "a path is absolute exactly if it is plain");
   Require(!accepted || parsed == plain, "the same names");
-  Require(IsAbsolutePath(text) == accepted, "the same answer from the command line's check");
+  const std::optional<AbsolutePath> path = AbsolutePath::Parse(text);
+  Require(path.has_value() == accepted, "the same answer from the path that is taken apart");
   if (accepted) {
     std::u16string joined = text.substr(0, 2);
     for (const std::u16string& name : parsed)
       joined += u'\\' + name;
     Require(parsed.empty() || joined == text, "a path is its names");
-    const std::u16string_view folder = FolderOfAbsolutePath(text);
-    Require(IsAbsolutePath(folder) && text.starts_with(folder), "its folder is absolute as well");
+    CheckAccepted(*path, text, plain);
   }
   const std::u16string_view cut = CutLastComponent(text);
   Require(text.starts_with(cut), "what is left after a cut is a beginning");
+  const std::u16string_view name = FileNameComponent(text);
+  Require(text.ends_with(name), "a file name is an end");
+  Require(cut.size() + name.size() + (name.size() < text.size() ? 1 : 0) == text.size(),
+          "a cut and a file name leave out one separator");
 }
 
 }  // namespace

@@ -66,11 +66,17 @@ tests::ConsoleLine Mismatch(int readable, int verify) {
 // ------------------------------------------------------------------------------------------------
 // The INF.
 
-TEST(InstallPreparation, NamesAnInfThatIsNotThere) {
+/// Installs from an INF that is not open, as nobody does who has a snapshot.
+ExitStatus InstallClosedInf(const std::u16string& path) {
+  privileged_input::ProtectedFiles files;
+  Journal journal(files, privileged_input::AbsolutePath::Parse(kSampleJournal));
+  return vorn::Install({.inf = {.path = path, .file = {}}, .journal = journal});
+}
+
+TEST(InstallPreparation, NamesAnInfThatIsNotOpen) {
   Machine machine = CleanMachine();
   Process process(machine);
-  EXPECT_EQ(vorn::Install(u"C:\\pkg\\driver\\missing.inf", kSampleJournal, false),
-            kExitInputRefused);
+  EXPECT_EQ(InstallClosedInf(u"C:\\pkg\\driver\\missing.inf"), kExitInputRefused);
   EXPECT_EQ(ToUtf8(process.ErrorOutput()),
             "vorn_devnode: INF not found: C:\\pkg\\driver\\missing.inf\n");
 }
@@ -78,7 +84,7 @@ TEST(InstallPreparation, NamesAnInfThatIsNotThere) {
 TEST(InstallPreparation, NamesAnEmptyPathWhenTheSnapshotHasNoHandle) {
   Machine machine = CleanMachine();
   Process process(machine);
-  EXPECT_EQ(vorn::Install(u"", kSampleJournal, false), kExitInputRefused);
+  EXPECT_EQ(InstallClosedInf(u""), kExitInputRefused);
   EXPECT_EQ(ToUtf8(process.ErrorOutput()), "vorn_devnode: INF not found: \n");
 }
 
@@ -126,7 +132,7 @@ TEST(InstallPreparation, TakesAUtf16InfAndADateOf32Characters) {
        Out("vorn_devnode: RESULT=OK - root=ROOT\\MEDIA\\0000, "
            "package=00000000000000000000000008102026 26.8.10.5 (oem3.inf), catalog=20, active=20, "
            "present-pnp=20, kernel=20")});
-  EXPECT_EQ(JournalIn(machine, kSampleJournal)->date, u"00000000000000000000000008102026");
+  EXPECT_EQ(JournalIn(machine, kSampleJournal)->target.date, u"00000000000000000000000008102026");
 }
 
 TEST(InstallPreparation, RefusesATargetThatCannotBeHashed) {

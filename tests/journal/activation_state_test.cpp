@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <iterator>
+#include <optional>
 #include <random>
 
 namespace vorn {
@@ -22,10 +23,10 @@ const std::u16string kHash = u"0123456789abcdef0123456789abcdef0123456789abcdef0
 ActivationState FreshState() {
   ActivationState state;
   state.fresh = true;
-  state.version = u"26.8.10.5";
-  state.date = u"08/10/2026";
-  state.service = u"VornAudio";
-  state.infSha256 = kHash;
+  state.target.version = u"26.8.10.5";
+  state.target.date = u"08/10/2026";
+  state.target.service = u"VornAudio";
+  state.target.infSha256 = kHash;
   return state;
 }
 
@@ -40,18 +41,7 @@ ActivationState UpdateState(std::size_t catalogCount, std::size_t presentCount) 
 }
 
 bool Parses(std::u16string_view text) {
-  ActivationState state;
-  return ParseActivationState(text, state);
-}
-
-/// A record that no parser would produce, to see that a refusal leaves it alone.
-ActivationState Sentinel() {
-  ActivationState state = FreshState();
-  state.unchangedPackage = true;
-  state.version = u"sentinel";
-  state.catalog = {{7, true, false, u"kept"}};
-  state.present = {u"kept"};
-  return state;
+  return ParseActivationState(text).has_value();
 }
 
 // ------------------------------------------------------------------------------------------------
@@ -116,8 +106,7 @@ TEST(ActivationStateText, HasTheseLinesInThisOrder) {
             "presentCount=0\n");
 
   state.fresh = false;
-  state.unchangedPackage = true;
-  state.infSha256 = ToUpperAscii(kHash);
+  state.target.infSha256 = ToUpperAscii(kHash);
   state.catalog = {{0, false, true, u"{0.0.0.00000000}.{a}"}, {9, true, false, u"x|y"}};
   state.present = {u"SWD\\MMDEVAPI\\B", u"SWD\\MMDEVAPI\\A"};
   EXPECT_EQ(ToUtf8(SerializeActivationState(state)),
@@ -147,15 +136,11 @@ TEST(ActivationStateText, ParsesBackToAnEqualRecordForEveryNumberOfEntries) {
   for (std::size_t catalogCount = 0; catalogCount <= kEndpointCount; ++catalogCount) {
     for (const std::size_t presentCount : {std::size_t{0}, std::size_t{1}, std::size_t{20}}) {
       const ActivationState state = UpdateState(catalogCount, presentCount);
-      ActivationState parsed = Sentinel();
-      ASSERT_TRUE(ParseActivationState(SerializeActivationState(state), parsed))
+      EXPECT_EQ(ParseActivationState(SerializeActivationState(state)), state)
           << catalogCount << " " << presentCount;
-      EXPECT_EQ(parsed, state) << catalogCount << " " << presentCount;
     }
   }
-  ActivationState parsed = Sentinel();
-  ASSERT_TRUE(ParseActivationState(SerializeActivationState(FreshState()), parsed));
-  EXPECT_EQ(parsed, FreshState());
+  EXPECT_EQ(ParseActivationState(SerializeActivationState(FreshState())), FreshState());
 }
 
 TEST(ActivationStateText, ParsesBackToAnEqualRecordWhateverTheEntriesHold) {
@@ -172,42 +157,32 @@ TEST(ActivationStateText, ParsesBackToAnEqualRecordWhateverTheEntriesHold) {
     }
     std::shuffle(state.catalog.begin(), state.catalog.end(), random);
     std::shuffle(state.present.begin(), state.present.end(), random);
-    ActivationState parsed;
-    ASSERT_TRUE(ParseActivationState(SerializeActivationState(state), parsed)) << round;
-    EXPECT_EQ(parsed, state) << round;
+    EXPECT_EQ(ParseActivationState(SerializeActivationState(state)), state) << round;
   }
-}
-
-TEST(ActivationStateText, NeverCarriesTheUnchangedFlag) {
-  ActivationState state = FreshState();
-  state.unchangedPackage = true;
-  ActivationState parsed = Sentinel();
-  ASSERT_TRUE(ParseActivationState(SerializeActivationState(state), parsed));
-  EXPECT_FALSE(parsed.unchangedPackage);
 }
 
 // ------------------------------------------------------------------------------------------------
 
 TEST(ActivationStateParser, ReadsASoundJournal) {
-  ActivationState state;
-  ASSERT_TRUE(ParseActivationState(Joined(SoundLines()), state));
-  EXPECT_FALSE(state.fresh);
-  EXPECT_EQ(state.version, u"26.8.10.5");
-  EXPECT_EQ(state.date, u"08/10/2026");
-  EXPECT_EQ(state.service, u"VornAudio");
-  EXPECT_EQ(state.infSha256, kHash);
+  const std::optional<ActivationState> state = ParseActivationState(Joined(SoundLines()));
+  ASSERT_TRUE(state);
+  EXPECT_FALSE(state->fresh);
+  EXPECT_EQ(state->target.version, u"26.8.10.5");
+  EXPECT_EQ(state->target.date, u"08/10/2026");
+  EXPECT_EQ(state->target.service, u"VornAudio");
+  EXPECT_EQ(state->target.infSha256, kHash);
   const std::vector<CatalogEndpoint> catalog = {{0, false, true, u"{0.0.0.00000000}.{a}"},
                                                 {9, false, false, u"{0.0.0.00000000}.{b}"},
                                                 {0, true, true, u"{0.0.1.00000000}.{c}"}};
-  EXPECT_EQ(state.catalog, catalog);
+  EXPECT_EQ(state->catalog, catalog);
   const Lines present = {u"SWD\\MMDEVAPI\\{0.0.0.00000000}.{A}",
                          u"SWD\\MMDEVAPI\\{0.0.1.00000000}.{C}"};
-  EXPECT_EQ(state.present, present);
+  EXPECT_EQ(state->present, present);
 }
 
 TEST(ActivationStateParser, AcceptsEveryLineEnd) {
-  ActivationState expected;
-  ASSERT_TRUE(ParseActivationState(Joined(SoundLines()), expected));
+  const std::optional<ActivationState> expected = ParseActivationState(Joined(SoundLines()));
+  ASSERT_TRUE(expected);
   std::u16string unfinished = Joined(SoundLines());
   unfinished.pop_back();
   const std::pair<const char*, std::u16string> texts[] = {
@@ -219,9 +194,7 @@ TEST(ActivationStateParser, AcceptsEveryLineEnd) {
       {"a last CR without line feed", unfinished + u"\r"},
   };
   for (const auto& [name, text] : texts) {
-    ActivationState state;
-    EXPECT_TRUE(ParseActivationState(text, state)) << name;
-    EXPECT_EQ(state, expected) << name;
+    EXPECT_EQ(ParseActivationState(text), expected) << name;
   }
 }
 
@@ -312,15 +285,13 @@ TEST(ActivationStateParser, RefusesAJournalOfWhichAnyLinesKeyIsDamaged) {
   }
 }
 
-TEST(ActivationStateParser, LeavesTheRecordAsItWasWhenItRefuses) {
+TEST(ActivationStateParser, RefusesWhateverOfItsChecksFindsTheDamage) {
   // Damages that are found at the first, a middle and the last check.
   for (const std::u16string& text :
        {With(0, u"VORN_DRIVER_ACTIVATION_STATE_V1"),
         With(kFirstCatalogLine + 2, u"catalog=C|0|2|c"),
         With(kFirstPresentLine + 1, u"present=swd\\mmdevapi\\{0.0.0.00000000}.{a}")}) {
-    ActivationState state = Sentinel();
-    EXPECT_FALSE(ParseActivationState(text, state));
-    EXPECT_EQ(state, Sentinel());
+    EXPECT_FALSE(Parses(text)) << ToUtf8(text);
   }
 }
 
@@ -457,23 +428,28 @@ INSTANTIATE_TEST_SUITE_P(
         LineCase{"a present id twice, other case", kFirstPresentLine,
                  u"present=swd\\mmdevapi\\{0.0.1.00000000}.{c}", false}));
 
+/// The record of a journal that must be accepted.
+ActivationState Parsed(std::u16string_view text) {
+  std::optional<ActivationState> state = ParseActivationState(text);
+  EXPECT_TRUE(state) << ToUtf8(text);
+  return state.value_or(ActivationState());
+}
+
 TEST(ActivationStateParser, KeepsTheServiceAndTheHashAsWritten) {
-  ActivationState state;
-  ASSERT_TRUE(ParseActivationState(With(kServiceLine, u"service=vornaudio"), state));
-  EXPECT_EQ(state.service, u"vornaudio");
-  ASSERT_TRUE(ParseActivationState(With(kHashLine, u"infSha256=" + ToUpperAscii(kHash)), state));
-  EXPECT_EQ(state.infSha256, ToUpperAscii(kHash));
+  EXPECT_EQ(Parsed(With(kServiceLine, u"service=vornaudio")).target.service, u"vornaudio");
+  EXPECT_EQ(Parsed(With(kHashLine, u"infSha256=" + ToUpperAscii(kHash))).target.infSha256,
+            ToUpperAscii(kHash));
 }
 
 TEST(ActivationStateParser, TakesEverythingAfterTheThirdBarForTheEndpointId) {
-  ActivationState state;
-  ASSERT_TRUE(ParseActivationState(With(kFirstCatalogLine, u"catalog=C|1|1|a|b"), state));
+  const ActivationState state = Parsed(With(kFirstCatalogLine, u"catalog=C|1|1|a|b"));
+  ASSERT_FALSE(state.catalog.empty());
   EXPECT_EQ(state.catalog[0], (CatalogEndpoint{1, true, true, u"a|b"}));
 }
 
 TEST(ActivationStateParser, ReadsAnIndexModuloTwoToThe32) {
-  ActivationState state;
-  ASSERT_TRUE(ParseActivationState(With(kFirstCatalogLine, u"catalog=R|-4294967295|1|x"), state));
+  const ActivationState state = Parsed(With(kFirstCatalogLine, u"catalog=R|-4294967295|1|x"));
+  ASSERT_FALSE(state.catalog.empty());
   EXPECT_EQ(state.catalog[0], (CatalogEndpoint{1, false, true, u"x"}));
 }
 
@@ -483,11 +459,11 @@ TEST(ActivationStateParser, ReadsAnEmptyCountAsZero) {
   for (const std::u16string& fresh : {std::u16string(u"fresh=0"), std::u16string(u"fresh=1")}) {
     Lines lines = head;
     lines.insert(lines.end(), {fresh, u"catalogCount=", u"presentCount="});
-    ActivationState state;
-    ASSERT_TRUE(ParseActivationState(Joined(lines), state));
-    EXPECT_TRUE(state.catalog.empty());
-    EXPECT_TRUE(state.present.empty());
-    EXPECT_EQ(state.fresh, fresh == u"fresh=1");
+    const std::optional<ActivationState> state = ParseActivationState(Joined(lines));
+    ASSERT_TRUE(state);
+    EXPECT_TRUE(state->catalog.empty());
+    EXPECT_TRUE(state->present.empty());
+    EXPECT_EQ(state->fresh, fresh == u"fresh=1");
   }
 }
 
@@ -527,11 +503,9 @@ TEST(ActivationStateParser, SurvivesEveryDamageOfASingleUnit) {
                                 char16_t{0xD800}, char16_t{0xFFFF}}) {
       std::u16string damaged = text;
       damaged[i] = unit;
-      ActivationState state;
-      if (!ParseActivationState(damaged, state)) continue;
-      ActivationState again;
-      ASSERT_TRUE(ParseActivationState(SerializeActivationState(state), again)) << i;
-      EXPECT_EQ(again, state) << i;
+      const std::optional<ActivationState> state = ParseActivationState(damaged);
+      if (!state) continue;
+      EXPECT_EQ(ParseActivationState(SerializeActivationState(*state)), state) << i;
     }
   }
 }
@@ -539,28 +513,28 @@ TEST(ActivationStateParser, SurvivesEveryDamageOfASingleUnit) {
 // ------------------------------------------------------------------------------------------------
 
 TEST(ActivationTarget, IsValidWithinItsLimits) {
-  EXPECT_TRUE(HasValidTarget(FreshState()));
-  EXPECT_FALSE(HasValidTarget(ActivationState{}));
+  EXPECT_TRUE(IsValidTarget(FreshState().target));
+  EXPECT_FALSE(IsValidTarget(DriverIdentity{}));
   const auto with = [](auto change) {
-    ActivationState state = FreshState();
-    change(state);
-    return HasValidTarget(state);
+    DriverIdentity target = FreshState().target;
+    change(target);
+    return IsValidTarget(target);
   };
-  EXPECT_TRUE(with([](auto& state) { state.version = Many(64); }));
-  EXPECT_FALSE(with([](auto& state) { state.version = Many(65); }));
-  EXPECT_FALSE(with([](auto& state) { state.version = u""; }));
-  EXPECT_FALSE(with([](auto& state) { state.version = u"1\n2"; }));
-  EXPECT_FALSE(with([](auto& state) { state.version = u"1\r2"; }));
-  EXPECT_TRUE(with([](auto& state) { state.date = Many(32); }));
-  EXPECT_FALSE(with([](auto& state) { state.date = Many(33); }));
-  EXPECT_FALSE(with([](auto& state) { state.date = u""; }));
-  EXPECT_FALSE(with([](auto& state) { state.date = u"1\n"; }));
-  EXPECT_FALSE(with([](auto& state) { state.date = u"\r1"; }));
-  EXPECT_TRUE(with([](auto& state) { state.service = u"VORNaudio"; }));
-  EXPECT_FALSE(with([](auto& state) { state.service = u"VornAudio2"; }));
-  EXPECT_TRUE(with([](auto& state) { state.infSha256 = ToUpperAscii(kHash); }));
-  EXPECT_FALSE(with([](auto& state) { state.infSha256.pop_back(); }));
-  EXPECT_FALSE(with([](auto& state) { state.infSha256.back() = u'g'; }));
+  EXPECT_TRUE(with([](auto& target) { target.version = Many(64); }));
+  EXPECT_FALSE(with([](auto& target) { target.version = Many(65); }));
+  EXPECT_FALSE(with([](auto& target) { target.version = u""; }));
+  EXPECT_FALSE(with([](auto& target) { target.version = u"1\n2"; }));
+  EXPECT_FALSE(with([](auto& target) { target.version = u"1\r2"; }));
+  EXPECT_TRUE(with([](auto& target) { target.date = Many(32); }));
+  EXPECT_FALSE(with([](auto& target) { target.date = Many(33); }));
+  EXPECT_FALSE(with([](auto& target) { target.date = u""; }));
+  EXPECT_FALSE(with([](auto& target) { target.date = u"1\n"; }));
+  EXPECT_FALSE(with([](auto& target) { target.date = u"\r1"; }));
+  EXPECT_TRUE(with([](auto& target) { target.service = u"VORNaudio"; }));
+  EXPECT_FALSE(with([](auto& target) { target.service = u"VornAudio2"; }));
+  EXPECT_TRUE(with([](auto& target) { target.infSha256 = ToUpperAscii(kHash); }));
+  EXPECT_FALSE(with([](auto& target) { target.infSha256.pop_back(); }));
+  EXPECT_FALSE(with([](auto& target) { target.infSha256.back() = u'g'; }));
 }
 
 }  // namespace

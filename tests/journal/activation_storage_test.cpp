@@ -2,6 +2,7 @@
 
 #include "base/text.h"
 #include "platform/native.h"
+#include "privileged_input/absolute_path.h"
 #include "privileged_input/protected_files.h"
 #include "tests/privileged_input/input_test.h"
 #include "tests/support/catalog_lists.h"
@@ -11,6 +12,7 @@
 namespace vorn {
 namespace {
 
+using privileged_input::AbsolutePath;
 using tests::CompleteCatalog;
 using tests::kProtectedSddl;
 using tests::Repeat;
@@ -23,10 +25,10 @@ constexpr std::u16string_view kPersisted =
 ActivationState FreshState() {
   ActivationState state;
   state.fresh = true;
-  state.version = u"26.8.10.5";
-  state.date = u"08/10/2026";
-  state.service = u"VornAudio";
-  state.infSha256 = u"0123456789abcdef0123456789ABCDEF0123456789abcdef0123456789abcdef";
+  state.target.version = u"26.8.10.5";
+  state.target.date = u"08/10/2026";
+  state.target.service = u"VornAudio";
+  state.target.infSha256 = u"0123456789abcdef0123456789ABCDEF0123456789abcdef0123456789abcdef";
   return state;
 }
 
@@ -53,14 +55,16 @@ class JournalStorage : public tests::InputTest {
   JournalStorage() { sim::MakeFolder(Files(), u"C:\\pkg"); }
 
   /// What another run would find: the same machine, none of this run's handles.
-  void EndRun() { privileged_input::ReleaseProtectedFiles(); }
+  void EndRun() { protectedFiles_ = {}; }
+
+  /// The journal of this run at some other place.
+  Journal JournalAt(std::u16string_view path) {
+    return Journal(protectedFiles_, AbsolutePath::Parse(path));
+  }
 
   void PutJournal(std::u16string_view text) { PutProtectedFile(kPath, ToBytes(text)); }
 
-  bool Reads() {
-    ActivationState state;
-    return ReadActivationState(kPath, state);
-  }
+  bool Reads() { return journal_.Read().has_value(); }
   void ExpectErrorLine(std::u16string_view line) {
     EXPECT_EQ(ToUtf8(process.ErrorOutput()), ToUtf8(line));
     process.console.clear();
@@ -68,7 +72,7 @@ class JournalStorage : public tests::InputTest {
   void ExpectRefused(const ActivationState& state) {
     process.console.clear();
     process.calls.clear();
-    EXPECT_FALSE(WriteActivationState(kPath, state));
+    EXPECT_FALSE(journal_.Write(state));
     EXPECT_EQ(process.calls.size(), 1U) << "only the line on the console";
     EXPECT_EQ(process.Output(), u"");
     ExpectErrorLine(kRefused);
@@ -79,13 +83,16 @@ class JournalStorage : public tests::InputTest {
     damage(state);
     ExpectRefused(state);
   }
+
+  privileged_input::ProtectedFiles protectedFiles_;
+  Journal journal_{protectedFiles_, PathOf(kPath)};
 };
 
 // ------------------------------------------------------------------------------------------------
 // Writing.
 
 TEST_F(JournalStorage, WritesTheTextInCodeUnitsWithoutMarkOrTerminator) {
-  EXPECT_TRUE(WriteActivationState(kPath, UpdateState()));
+  EXPECT_TRUE(journal_.Write(UpdateState()));
   EXPECT_EQ(*sim::ReadWholeFile(Files(), kPath), ToBytes(SerializeActivationState(UpdateState())));
   EXPECT_EQ(process.Output(), kPersisted);
   EXPECT_EQ(process.ErrorOutput(), u"");
@@ -93,28 +100,24 @@ TEST_F(JournalStorage, WritesTheTextInCodeUnitsWithoutMarkOrTerminator) {
 
 TEST_F(JournalStorage, IsReadBackInTheSameRunAndInTheNext) {
   for (const ActivationState& written : {FreshState(), UpdateState()}) {
-    ASSERT_TRUE(WriteActivationState(kPath, written));
-    ActivationState state;
-    EXPECT_TRUE(ReadActivationState(kPath, state));
-    EXPECT_EQ(state, written);
+    ASSERT_TRUE(journal_.Write(written));
+    EXPECT_EQ(journal_.Read(), written);
     EndRun();
-    state = {};
-    EXPECT_TRUE(ReadActivationState(kPath, state));
-    EXPECT_EQ(state, written);
-    DeleteActivationState(kPath);
+    EXPECT_EQ(journal_.Read(), written);
+    journal_.Delete();
     EXPECT_FALSE(Exists(kPath));
   }
 }
 
 TEST_F(JournalStorage, IsReadThroughTheHandleThatCreatedIt) {
-  ASSERT_TRUE(WriteActivationState(kPath, FreshState()));
+  ASSERT_TRUE(journal_.Write(FreshState()));
   process.calls.clear();
   EXPECT_TRUE(Reads());
   EXPECT_TRUE(CallsOf("NtCreateFile").empty());
 }
 
 TEST_F(JournalStorage, GuardsTheFile) {
-  ASSERT_TRUE(WriteActivationState(kPath, FreshState()));
+  ASSERT_TRUE(journal_.Write(FreshState()));
   EXPECT_EQ(sim::ToSddl(sim::NodeAt(Files(), kPath).security), kProtectedSddl);
   const auto descriptors = CallsOf("ConvertStringSecurityDescriptorToSecurityDescriptorW");
   ASSERT_EQ(descriptors.size(), 1U);
@@ -127,7 +130,7 @@ TEST_F(JournalStorage, GuardsTheFile) {
 }
 
 TEST_F(JournalStorage, WritesInThisOrder) {
-  ASSERT_TRUE(WriteActivationState(kPath, FreshState()));
+  ASSERT_TRUE(journal_.Write(FreshState()));
   std::vector<std::string> names;
   for (const auto& call : process.calls) {
     for (const char* name : {"ConvertStringSecurityDescriptorToSecurityDescriptorW",
@@ -146,40 +149,40 @@ TEST_F(JournalStorage, WritesInThisOrder) {
 }
 
 TEST_F(JournalStorage, WorksInADriveRoot) {
-  EXPECT_TRUE(WriteActivationState(u"C:\\name", FreshState()));
+  Journal journal = JournalAt(u"C:\\name");
+  EXPECT_TRUE(journal.Write(FreshState()));
   EXPECT_TRUE(Exists(u"C:\\name"));
   EndRun();
-  ActivationState state;
-  EXPECT_TRUE(ReadActivationState(u"C:\\name", state));
-  DeleteActivationState(u"C:\\name");
+  EXPECT_EQ(journal.Read(), FreshState());
+  journal.Delete();
   EXPECT_FALSE(Exists(u"C:\\name"));
 }
 
 TEST_F(JournalStorage, RefusesAMalformedTarget) {
   for (const std::u16string& version :
        {std::u16string(), Repeat(u'1', 65), std::u16string(u"1\n2"), std::u16string(u"1\r2")}) {
-    ExpectRefused([&](ActivationState& state) { state.version = version; });
+    ExpectRefused([&](ActivationState& state) { state.target.version = version; });
   }
   for (const std::u16string& date :
        {std::u16string(), Repeat(u'1', 33), std::u16string(u"1\n"), std::u16string(u"\r1")}) {
-    ExpectRefused([&](ActivationState& state) { state.date = date; });
+    ExpectRefused([&](ActivationState& state) { state.target.date = date; });
   }
   for (const char16_t* service : {u"", u"VornAudio2", u"Audiosrv"}) {
-    ExpectRefused([&](ActivationState& state) { state.service = service; });
+    ExpectRefused([&](ActivationState& state) { state.target.service = service; });
   }
   for (const std::u16string& hash :
        {std::u16string(), Repeat(u'a', 63), Repeat(u'a', 65), Repeat(u'g', 64)}) {
-    ExpectRefused([&](ActivationState& state) { state.infSha256 = hash; });
+    ExpectRefused([&](ActivationState& state) { state.target.infSha256 = hash; });
   }
 }
 
 TEST_F(JournalStorage, TakesTheLongestTargetAndAnyCaseOfTheService) {
   ActivationState state = FreshState();
-  state.version = Repeat(u'1', 64);
-  state.date = Repeat(u'2', 32);
-  state.service = u"vornaudio";
-  state.infSha256 = Repeat(u'F', 64);
-  EXPECT_TRUE(WriteActivationState(kPath, state));
+  state.target.version = Repeat(u'1', 64);
+  state.target.date = Repeat(u'2', 32);
+  state.target.service = u"vornaudio";
+  state.target.infSha256 = Repeat(u'F', 64);
+  EXPECT_TRUE(journal_.Write(state));
 }
 
 TEST_F(JournalStorage, RefusesBaselinesInAFreshState) {
@@ -224,7 +227,7 @@ TEST_F(JournalStorage, TakesTheLongestIdsAndABarInAPresentId) {
   state.catalog[0].endpointId = Repeat(u'a', 1024);
   state.present[0] = Repeat(u'a', 1024);
   state.present[1] = u"a|b";
-  EXPECT_TRUE(WriteActivationState(kPath, state));
+  EXPECT_TRUE(journal_.Write(state));
   EndRun();
   EXPECT_TRUE(Reads());
 }
@@ -244,16 +247,14 @@ TEST_F(JournalStorage, TakesATextOf65536BytesAndNoMore) {
   ActivationState tooLong = state;
   tooLong.present[19] += u'z';
   ExpectRefused(tooLong);
-  EXPECT_TRUE(WriteActivationState(kPath, state));
+  EXPECT_TRUE(journal_.Write(state));
   EndRun();
-  ActivationState read;
-  EXPECT_TRUE(ReadActivationState(kPath, read));
-  EXPECT_EQ(read, state);
+  EXPECT_EQ(journal_.Read(), state);
 }
 
 TEST_F(JournalStorage, ReportsADescriptorThatCannotBeMade) {
   FailCall("ConvertStringSecurityDescriptorToSecurityDescriptorW", 8);
-  EXPECT_FALSE(WriteActivationState(kPath, FreshState()));
+  EXPECT_FALSE(journal_.Write(FreshState()));
   ExpectErrorLine(
       u"vorn_devnode: activation-state security descriptor failed (error 0x00000008)\n");
   EXPECT_TRUE(CallsOf("NtCreateFile").empty());
@@ -269,7 +270,7 @@ TEST_F(JournalStorage, ReportsAnUnusablePath) {
            {u"\\\\?\\C:\\pkg\\state", u"0000007B"},
            {u"C:\\none\\state", u"00000002"},
            {u"Q:\\state", u"00000002"}}) {
-    EXPECT_FALSE(WriteActivationState(path, FreshState()));
+    EXPECT_FALSE(JournalAt(path).Write(FreshState()));
     ExpectErrorLine(u"vorn_devnode: safe create(activation state) failed (error 0x" + error +
                     u")\n");
   }
@@ -277,7 +278,7 @@ TEST_F(JournalStorage, ReportsAnUnusablePath) {
 
 TEST_F(JournalStorage, NeitherOverwritesNorDeletesAnExistingJournal) {
   PutJournal(u"an older journal");
-  EXPECT_FALSE(WriteActivationState(kPath, FreshState()));
+  EXPECT_FALSE(journal_.Write(FreshState()));
   ExpectErrorLine(u"vorn_devnode: safe create(activation state) failed (error 0x000000B7)\n");
   EXPECT_EQ(*sim::ReadWholeFile(Files(), kPath), ToBytes(u"an older journal"));
   EXPECT_EQ(sim::ListFolder(Files(), u"C:\\pkg").size(), 1U);
@@ -286,11 +287,11 @@ TEST_F(JournalStorage, NeitherOverwritesNorDeletesAnExistingJournal) {
 TEST_F(JournalStorage, NeverWritesThroughALink) {
   sim::PutFile(Files(), u"C:\\victim", "precious");
   sim::PutLink(Files(), kPath, sim::ReparseKind::SymbolicLink, u"C:\\victim", false);
-  EXPECT_FALSE(WriteActivationState(kPath, FreshState()));
+  EXPECT_FALSE(journal_.Write(FreshState()));
   ExpectErrorLine(u"vorn_devnode: safe create(activation state) failed (error 0x000000B7)\n");
   sim::MakeFolder(Files(), u"C:\\elsewhere");
   sim::PutLink(Files(), u"C:\\linked", sim::ReparseKind::Junction, u"C:\\elsewhere", true);
-  EXPECT_FALSE(WriteActivationState(u"C:\\linked\\state", FreshState()));
+  EXPECT_FALSE(JournalAt(u"C:\\linked\\state").Write(FreshState()));
   ExpectErrorLine(u"vorn_devnode: safe create(activation state) failed (error 0x00001129)\n");
   EXPECT_TRUE(sim::ListFolder(Files(), u"C:\\elsewhere").empty());
   EXPECT_EQ(sim::ReadWholeFile(Files(), u"C:\\victim")->size(), 8U);
@@ -300,7 +301,7 @@ TEST_F(JournalStorage, DeletesAJournalThatIsNotProtectedIndeed) {
   ChangeBefore("GetSecurityInfo", 1, [](sim::Machine& changed) {
     sim::NodeAt(changed.files, kPath).security.owner = sim::kOtherUser;
   });
-  EXPECT_FALSE(WriteActivationState(kPath, FreshState()));
+  EXPECT_FALSE(journal_.Write(FreshState()));
   ExpectErrorLine(u"vorn_devnode: safe create(activation state) failed (error 0x00000005)\n");
   EXPECT_FALSE(Exists(kPath));
 }
@@ -308,34 +309,34 @@ TEST_F(JournalStorage, DeletesAJournalThatIsNotProtectedIndeed) {
 TEST_F(JournalStorage, DeletesAJournalThatCouldNotBeWrittenWhole) {
   for (const char* call : {"SetFilePointerEx", "WriteFile", "SetEndOfFile", "FlushFileBuffers"}) {
     FailCall(call, platform::ERROR_DISK_FULL);
-    EXPECT_FALSE(WriteActivationState(kPath, FreshState())) << call;
+    EXPECT_FALSE(journal_.Write(FreshState())) << call;
     ExpectErrorLine(u"vorn_devnode: WriteFile(activation state) failed (error 0x00000070)\n");
     EXPECT_FALSE(Exists(kPath)) << call;
   }
   FailCall("GetFileInformationByHandle", platform::ERROR_GEN_FAILURE, 2);
-  EXPECT_FALSE(WriteActivationState(kPath, FreshState()));
+  EXPECT_FALSE(journal_.Write(FreshState()));
   ExpectErrorLine(u"vorn_devnode: WriteFile(activation state) failed (error 0x0000001F)\n");
   EXPECT_FALSE(Exists(kPath));
   AddFault("WriteFile", sim::FaultKind::Short).amount = 10;
-  EXPECT_FALSE(WriteActivationState(kPath, FreshState()));
+  EXPECT_FALSE(journal_.Write(FreshState()));
   ExpectErrorLine(u"vorn_devnode: WriteFile(activation state) failed (error 0x000003EE)\n");
   EXPECT_FALSE(Exists(kPath));
   EXPECT_EQ(OpenHandles(), 0U);
-  EXPECT_TRUE(WriteActivationState(kPath, FreshState()));
+  EXPECT_TRUE(journal_.Write(FreshState()));
 }
 
 TEST_F(JournalStorage, ReportsAFullDisk) {
   Files().volumes[0].freeBytes = 20;
-  EXPECT_FALSE(WriteActivationState(kPath, FreshState()));
+  EXPECT_FALSE(journal_.Write(FreshState()));
   ExpectErrorLine(u"vorn_devnode: WriteFile(activation state) failed (error 0x00000070)\n");
   EXPECT_FALSE(Exists(kPath));
 }
 
 TEST_F(JournalStorage, NeverLeavesAHalfWrittenJournalWhicheverCallFails) {
   process.logCalls = true;
-  ASSERT_TRUE(WriteActivationState(kPath, FreshState()));
+  ASSERT_TRUE(journal_.Write(FreshState()));
   const std::vector<sim::CallRecord> calls = process.calls;
-  DeleteActivationState(kPath);
+  journal_.Delete();
   for (std::size_t i = 0; i < calls.size(); ++i) {
     const std::string& name = calls[i].name;
     if (name == "CloseHandle" || name == "LocalFree" || name == "fputws") continue;
@@ -349,13 +350,48 @@ TEST_F(JournalStorage, NeverLeavesAHalfWrittenJournalWhicheverCallFails) {
                        static_cast<std::uint32_t>(platform::STATUS_INSUFFICIENT_RESOURCES),
                        0,
                        {}}};
-    const bool written = WriteActivationState(kPath, FreshState());
+    const bool written = journal_.Write(FreshState());
     process.faults.clear();
     EXPECT_EQ(Exists(kPath), written);
     EXPECT_EQ(process.ErrorOutput().empty(), written);
-    if (written) DeleteActivationState(kPath);
+    if (written) journal_.Delete();
     EXPECT_EQ(OpenHandles(), 0U);
   }
+}
+
+// ------------------------------------------------------------------------------------------------
+// Looking.
+
+TEST_F(JournalStorage, IsPresentOrAbsentToALook) {
+  EXPECT_EQ(journal_.Look(), JournalPresence::Absent);
+  EXPECT_EQ(JournalAt(u"C:\\none\\state").Look(), JournalPresence::Absent);
+  PutJournal(u"whatever is in it");
+  EXPECT_EQ(journal_.Look(), JournalPresence::Present);
+  EXPECT_EQ(process.ErrorOutput() + process.Output(), u"");
+}
+
+TEST_F(JournalStorage, IsReadThroughTheHandleOfTheLook) {
+  PutJournal(SerializeActivationState(FreshState()));
+  ASSERT_EQ(journal_.Look(), JournalPresence::Present);
+  process.calls.clear();
+  EXPECT_EQ(journal_.Read(), FreshState());
+  EXPECT_TRUE(CallsOf("NtCreateFile").empty());
+}
+
+TEST_F(JournalStorage, CanBeDeletedAfterALook) {
+  PutJournal(SerializeActivationState(FreshState()));
+  ASSERT_EQ(journal_.Look(), JournalPresence::Present);
+  journal_.Delete();
+  EXPECT_FALSE(Exists(kPath));
+  EXPECT_EQ(journal_.Look(), JournalPresence::Absent);
+}
+
+TEST_F(JournalStorage, IsUnknownToALookThatIsNotSafe) {
+  PutJournal(u"planted");
+  SetSecurity(kPath, u"O:BUD:(A;;FA;;;WD)");
+  EXPECT_EQ(journal_.Look(), JournalPresence::Unknown);
+  EXPECT_EQ(JournalAt(u"state").Look(), JournalPresence::Unknown) << "no absolute path";
+  EXPECT_EQ(process.ErrorOutput() + process.Output(), u"");
 }
 
 // ------------------------------------------------------------------------------------------------
@@ -429,18 +465,7 @@ TEST_F(JournalStorage, ReadsABarInAnEndpointIdThatItWouldNotWrite) {
   ActivationState state = UpdateState();
   state.catalog[0].endpointId = u"a|b";
   PutJournal(SerializeActivationState(state));
-  ActivationState read;
-  EXPECT_TRUE(ReadActivationState(kPath, read));
-  EXPECT_EQ(read, state);
-}
-
-TEST_F(JournalStorage, LeavesTheRecordAloneWhenItCannotRead) {
-  ActivationState state = UpdateState();
-  const ActivationState before = state;
-  EXPECT_FALSE(ReadActivationState(kPath, state));
-  PutJournal(u"nonsense\n");
-  EXPECT_FALSE(ReadActivationState(kPath, state));
-  EXPECT_EQ(state, before);
+  EXPECT_EQ(journal_.Read(), state);
 }
 
 TEST_F(JournalStorage, RefusesAShortOrFailedRead) {
@@ -460,61 +485,59 @@ TEST_F(JournalStorage, RefusesAShortOrFailedRead) {
 // Deleting.
 
 TEST_F(JournalStorage, DeletesTheJournalOfThisRunAtOnceAndMayBeWrittenAgain) {
-  ASSERT_TRUE(WriteActivationState(kPath, FreshState()));
-  DeleteActivationState(kPath);
+  ASSERT_TRUE(journal_.Write(FreshState()));
+  journal_.Delete();
   EXPECT_FALSE(Exists(kPath));
-  EXPECT_TRUE(WriteActivationState(kPath, FreshState()));
+  EXPECT_TRUE(journal_.Write(FreshState()));
   EXPECT_EQ(process.ErrorOutput(), u"");
 }
 
 TEST_F(JournalStorage, DeletesTheJournalOfAnEarlierRun) {
   PutJournal(u"whatever is in it");
-  DeleteActivationState(kPath);
+  journal_.Delete();
   EXPECT_FALSE(Exists(kPath));
   EXPECT_EQ(process.ErrorOutput() + process.Output(), u"");
 }
 
 TEST_F(JournalStorage, DeletesAJournalThatSomebodyHereStillRefersTo) {
   PutJournal(SerializeActivationState(FreshState()));
-  const privileged_input::File kept = privileged_input::OpenProtectedFile(kPath);
+  const privileged_input::File kept = protectedFiles_.OpenProtectedFile(PathOf(kPath));
   ASSERT_TRUE(Reads());
-  DeleteActivationState(kPath);
+  journal_.Delete();
   EXPECT_FALSE(kept);
   EXPECT_FALSE(Exists(kPath));
-  EXPECT_TRUE(WriteActivationState(kPath, FreshState()));
+  EXPECT_TRUE(journal_.Write(FreshState()));
 }
 
 TEST_F(JournalStorage, IsLookedUpAnewAfterItWasDeleted) {
-  ASSERT_TRUE(WriteActivationState(kPath, FreshState()));
-  DeleteActivationState(kPath);
+  ASSERT_TRUE(journal_.Write(FreshState()));
+  journal_.Delete();
   platform::SetLastError(0);
-  EXPECT_FALSE(privileged_input::OpenProtectedFile(kPath));
+  EXPECT_FALSE(protectedFiles_.OpenProtectedFile(PathOf(kPath)));
   EXPECT_LAST_ERROR(ERROR_FILE_NOT_FOUND);
   PutJournal(SerializeActivationState(UpdateState()));
-  ActivationState state;
-  EXPECT_TRUE(ReadActivationState(kPath, state));
-  EXPECT_EQ(state, UpdateState());
+  EXPECT_EQ(journal_.Read(), UpdateState());
 }
 
 TEST_F(JournalStorage, DeletesNothingSilentlyWhenThereIsNone) {
-  DeleteActivationState(kPath);
-  DeleteActivationState(u"C:\\none\\state");
+  journal_.Delete();
+  JournalAt(u"C:\\none\\state").Delete();
   EXPECT_EQ(process.ErrorOutput() + process.Output(), u"");
 }
 
 TEST_F(JournalStorage, ReportsAJournalThatIsNotSafeToDelete) {
   PutJournal(u"planted");
   SetSecurity(kPath, u"O:BUD:(A;;FA;;;WD)");
-  DeleteActivationState(kPath);
+  journal_.Delete();
   ExpectErrorLine(
       u"vorn_devnode: safe open for delete(activation state) failed (error 0x00000005)\n");
   EXPECT_TRUE(Exists(kPath));
 }
 
 TEST_F(JournalStorage, ReportsADeletionThatFailsAndLetsGo) {
-  ASSERT_TRUE(WriteActivationState(kPath, FreshState()));
+  ASSERT_TRUE(journal_.Write(FreshState()));
   FailCall("SetFileInformationByHandle", platform::ERROR_GEN_FAILURE);
-  DeleteActivationState(kPath);
+  journal_.Delete();
   ExpectErrorLine(u"vorn_devnode: delete handle(activation state) failed (error 0x0000001F)\n");
   EXPECT_TRUE(Exists(kPath));
   EXPECT_EQ(OpenHandles(), 0U);
@@ -523,7 +546,7 @@ TEST_F(JournalStorage, ReportsADeletionThatFailsAndLetsGo) {
 TEST_F(JournalStorage, LeavesAReadOnlyJournalWithAReport) {
   PutJournal(u"read-only");
   sim::NodeAt(Files(), kPath).attributes = platform::FILE_ATTRIBUTE_READONLY;
-  DeleteActivationState(kPath);
+  journal_.Delete();
   ExpectErrorLine(u"vorn_devnode: delete handle(activation state) failed (error 0x00000005)\n");
   EXPECT_TRUE(Exists(kPath));
 }

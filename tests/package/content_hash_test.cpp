@@ -3,10 +3,10 @@
 #include "package_world.h"
 #include "platform/crypto.h"
 #include "platform/files.h"
-#include "privileged_input/file.h"
-#include "privileged_input/protected_files.h"
+#include "privileged_input/input_file.h"
 
 #include <gtest/gtest.h>
+#include <optional>
 
 namespace vorn {
 namespace {
@@ -14,6 +14,7 @@ namespace {
 using namespace platform::simulated;
 using namespace tests;
 using privileged_input::File;
+using privileged_input::OpenInputFile;
 
 // Digests of known contents, from the standard's own examples and another implementation.
 constexpr char16_t kDigestOfNothing[] =
@@ -23,10 +24,13 @@ constexpr char16_t kDigestOfAbc[] =
 constexpr char16_t kDigestOf128KiBOfZeros[] =
     u"fa43239bcee7b97ca62f007cc68487560a39e19f74f3dde7486db3f98df8e471";
 
-std::u16string HashOf(Machine& machine) {
+std::optional<std::u16string> HashInf() {
+  return HashFileSha256(OpenInputFile(kInfPath));
+}
+
+std::optional<std::u16string> HashOf(Machine& machine) {
   Process process(machine);
-  std::u16string digest = u"left over";
-  EXPECT_TRUE(HashFileSha256(kInfPath, nullptr, digest));
+  const std::optional<std::u16string> digest = HashInf();
   EXPECT_TRUE(NothingIsOpen(process));
   return digest;
 }
@@ -45,9 +49,7 @@ TEST(HashFileSha256, EndsWithOneMoreEmptyReadAfterAMultipleOfTheBuffer) {
   Machine machine = MachineWithInf(std::string(131072, '\0'));
   Process process(machine);
   process.logCalls = true;
-  std::u16string digest;
-  ASSERT_TRUE(HashFileSha256(kInfPath, nullptr, digest));
-  EXPECT_EQ(digest, kDigestOf128KiBOfZeros);
+  EXPECT_EQ(HashInf(), kDigestOf128KiBOfZeros);
   EXPECT_EQ(CallsOf(process, "ReadFile").size(), 3U);
   EXPECT_EQ(ArgumentsOf(process, "BCryptHashData", "Size"),
             (std::vector<std::string>{"65536", "65536"}));
@@ -57,8 +59,7 @@ TEST(HashFileSha256, HashesTheBytesActuallyRead) {
   Machine machine = MachineWithInf(std::string(65537, 'x'));
   Process process(machine);
   process.logCalls = true;
-  std::u16string digest;
-  ASSERT_TRUE(HashFileSha256(kInfPath, nullptr, digest));
+  ASSERT_TRUE(HashInf());
   EXPECT_EQ(ArgumentsOf(process, "BCryptHashData", "Size"),
             (std::vector<std::string>{"65536", "1"}));
 }
@@ -72,9 +73,7 @@ TEST(HashFileSha256, RefusesAReadThatEndsBeforeTheFile) {
     end.first = end.last = nth;
     end.kind = FaultKind::Short;  // to nothing: the call succeeds
     process.faults = {end};
-    std::u16string digest = u"left over";
-    EXPECT_FALSE(HashFileSha256(kInfPath, nullptr, digest)) << nth;
-    EXPECT_EQ(digest, u"");
+    EXPECT_FALSE(HashInf()) << nth;
     EXPECT_TRUE(NothingIsOpen(process));
   }
 }
@@ -82,41 +81,36 @@ TEST(HashFileSha256, RefusesAReadThatEndsBeforeTheFile) {
 TEST(HashFileSha256, CoversTheWholeFileWhereverItsPositionStands) {
   Machine machine = MachineWithInf("abc");
   Process process(machine);
-  const File file = privileged_input::OpenInputFile(kInfPath);
+  const File file = OpenInputFile(kInfPath);
   ASSERT_TRUE(platform::SetFilePointerEx(file.Handle(), 0, nullptr, platform::FILE_END));
-  std::u16string digest;
-  ASSERT_TRUE(HashFileSha256(u"", &file, digest));
-  EXPECT_EQ(digest, kDigestOfAbc);
-  EXPECT_TRUE(HashFileSha256(u"", &file, digest)) << "the file can be hashed again";
-  EXPECT_EQ(digest, kDigestOfAbc);
+  EXPECT_EQ(HashFileSha256(file), kDigestOfAbc);
+  EXPECT_EQ(HashFileSha256(file), kDigestOfAbc) << "the file can be hashed again";
 }
 
-TEST(HashFileSha256, PrefersTheCallersFileToThePath) {
-  Machine machine = MachineWithInf("abc");
-  PutFile(machine.files, u"C:\\pkg\\other.inf", "something else");
-  Process process(machine);
-  const File file = privileged_input::OpenInputFile(kInfPath);
-  std::u16string digest;
-  ASSERT_TRUE(HashFileSha256(u"C:\\pkg\\other.inf", &file, digest));
-  EXPECT_EQ(digest, kDigestOfAbc);
-}
-
-TEST(HashFileSha256, OpensThePathWhenTheCallersFileIsNotOpen) {
+TEST(HashFileSha256, KeepsToTheOpenFile) {
   Machine machine = MachineWithInf("abc");
   Process process(machine);
-  const File file;
-  std::u16string digest;
-  ASSERT_TRUE(HashFileSha256(kInfPath, &file, digest));
-  EXPECT_EQ(digest, kDigestOfAbc);
+  const File file = OpenInputFile(kInfPath);
+  process.logCalls = true;
+  EXPECT_EQ(HashFileSha256(file), kDigestOfAbc);
+  EXPECT_TRUE(CallsOf(process, "NtCreateFile").empty());
+  EXPECT_TRUE(CallsOf(process, "CloseHandle").empty());
+  EXPECT_TRUE(file) << "the file stays open";
 }
 
-TEST(HashFileSha256, FailsWithoutAFile) {
+TEST(HashFileSha256, AsksNothingAboutAFileThatIsNotOpen) {
+  Machine machine = MachineWithInf("abc");
+  Process process(machine);
+  process.logCalls = true;
+  EXPECT_FALSE(HashFileSha256(File()));
+  EXPECT_TRUE(process.calls.empty());
+}
+
+TEST(HashFileSha256, AsksNoProviderAboutAMissingFile) {
   Machine machine = BareMachine();
   Process process(machine);
   process.logCalls = true;
-  std::u16string digest = u"left over";
-  EXPECT_FALSE(HashFileSha256(kInfPath, nullptr, digest));
-  EXPECT_EQ(digest, u"");
+  EXPECT_FALSE(HashInf());
   EXPECT_TRUE(CallsOf(process, "BCryptOpenAlgorithmProvider").empty());
 }
 
@@ -127,8 +121,7 @@ TEST(HashFileSha256, AsksNothingOfAProviderThatDoesNotOpen) {
   Fault fault;
   fault.call = "BCryptOpenAlgorithmProvider";
   process.faults = {fault};
-  std::u16string digest;
-  EXPECT_FALSE(HashFileSha256(kInfPath, nullptr, digest));
+  EXPECT_FALSE(HashInf());
   EXPECT_TRUE(CallsOf(process, "BCryptGetProperty").empty());
   EXPECT_TRUE(CallsOf(process, "BCryptCreateHash").empty());
 }
@@ -137,8 +130,7 @@ TEST(HashFileSha256, AsksTheProviderForItsSizesAndUsesThem) {
   Machine machine = MachineWithInf("abc");
   Process process(machine);
   process.logCalls = true;
-  std::u16string digest;
-  ASSERT_TRUE(HashFileSha256(kInfPath, nullptr, digest));
+  ASSERT_TRUE(HashInf());
   EXPECT_EQ(ArgumentsOf(process, "BCryptOpenAlgorithmProvider", "AlgId"),
             std::vector<std::string>{"SHA256"});
   EXPECT_EQ(ArgumentsOf(process, "BCryptGetProperty", "Property"),
@@ -163,8 +155,7 @@ TEST(HashFileSha256, DestroysTheHashBeforeItsProvider) {
   Machine machine = MachineWithInf("abc");
   Process process(machine);
   process.logCalls = true;
-  std::u16string digest;
-  ASSERT_TRUE(HashFileSha256(kInfPath, nullptr, digest));
+  ASSERT_TRUE(HashInf());
   std::vector<std::string> released;
   for (const CallRecord& call : process.calls) {
     if (call.name.starts_with("BCrypt") && IsRelease(call.name)) released.push_back(call.name);
@@ -175,11 +166,12 @@ TEST(HashFileSha256, DestroysTheHashBeforeItsProvider) {
 
 TEST(HashFileSha256, FailsWithoutADigestWhenAnyCallFails) {
   FailEachCall(MachineWithInf("abc"), [](Process& process, const std::string& failing) {
-    std::u16string digest = u"left over";
-    const bool hashed = HashFileSha256(kInfPath, nullptr, digest);
-    const bool expected = failing.empty() || IsRelease(failing);
-    EXPECT_EQ(hashed, expected);
-    EXPECT_EQ(digest, expected ? kDigestOfAbc : u"");
+    const std::optional<std::u16string> digest = HashInf();
+    if (failing.empty() || IsRelease(failing)) {
+      EXPECT_EQ(digest, kDigestOfAbc);
+    } else {
+      EXPECT_FALSE(digest);
+    }
     EXPECT_EQ(process.Output() + process.ErrorOutput(), u"");
   });
 }
@@ -195,9 +187,7 @@ TEST(HashFileSha256, RefusesADigestOfAnotherLength) {
   finishes.call = "BCryptFinishHash";
   finishes.first = finishes.last = 1;
   process.faults = {noLength, finishes};
-  std::u16string digest = u"left over";
-  EXPECT_FALSE(HashFileSha256(kInfPath, nullptr, digest));
-  EXPECT_EQ(digest, u"");
+  EXPECT_FALSE(HashInf());
   EXPECT_TRUE(NothingIsOpen(process));
 }
 
@@ -205,17 +195,14 @@ TEST(HashFileSha256, RefusesAFileOfMoreThan4MiB) {
   Machine machine = BareMachine();
   PutEmptyFile(machine.files, kInfPath, 4194305);
   Process process(machine);
-  std::u16string digest;
-  EXPECT_FALSE(HashFileSha256(kInfPath, nullptr, digest));
+  EXPECT_FALSE(HashInf());
 }
 
 TEST(HashFileSha256, TakesAFileOf4MiB) {
   Machine machine = BareMachine();
   PutEmptyFile(machine.files, kInfPath, 4194304);
   Process process(machine);
-  std::u16string digest;
-  EXPECT_TRUE(HashFileSha256(kInfPath, nullptr, digest));
-  EXPECT_EQ(digest, u"bb9f8df61474d25e71fa00722318cd387396ca1736605e1248821cc0de3d3af8");
+  EXPECT_EQ(HashInf(), u"bb9f8df61474d25e71fa00722318cd387396ca1736605e1248821cc0de3d3af8");
 }
 
 TEST(IsSha256Text, Needs64HexadecimalDigitsOfEitherCase) {

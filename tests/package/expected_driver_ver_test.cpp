@@ -1,22 +1,22 @@
 #include "package/inf_identity.h"
 #include "package_world.h"
-#include "privileged_input/file.h"
-#include "privileged_input/protected_files.h"
+#include "privileged_input/input_file.h"
 
 #include <gtest/gtest.h>
+#include <optional>
 
 namespace vorn {
 namespace {
 
 using namespace platform::simulated;
 using namespace tests;
+using privileged_input::File;
+using privileged_input::OpenInputFile;
 
 constexpr char16_t kInvalid[] = u"vorn_devnode: INF has no valid DriverVer date/version\n";
 
 struct Reading {
-  bool ok = false;
-  std::u16string date = u"left over";
-  std::u16string version = u"left over";
+  std::optional<DriverVer> driverVer;
   std::u16string output;
   std::u16string errorOutput;
 };
@@ -25,7 +25,7 @@ Reading Read(Machine machine, std::vector<Fault> faults = {}) {
   Process process(machine);
   process.faults = std::move(faults);
   Reading reading;
-  reading.ok = ReadExpectedDriverVer(kInfPath, nullptr, reading.date, reading.version);
+  reading.driverVer = ReadExpectedDriverVer(OpenInputFile(kInfPath));
   reading.output = process.Output();
   reading.errorOutput = process.ErrorOutput();
   EXPECT_TRUE(NothingIsOpen(process));
@@ -38,17 +38,17 @@ Reading ReadDriverVer(const std::string& driverVer) {
 
 TEST(ReadExpectedDriverVer, ReadsDateAndVersion) {
   const Reading reading = Read(MachineWithInf());
-  EXPECT_TRUE(reading.ok);
-  EXPECT_EQ(reading.date, u"08/10/2026");
-  EXPECT_EQ(reading.version, u"26.8.10.5");
+  ASSERT_TRUE(reading.driverVer);
+  EXPECT_EQ(reading.driverVer->date, u"08/10/2026");
+  EXPECT_EQ(reading.driverVer->version, u"26.8.10.5");
   EXPECT_EQ(reading.output + reading.errorOutput, u"");
 }
 
 TEST(ReadExpectedDriverVer, ReadsNothingElseOfTheInf) {
   const Reading reading = Read(MachineWithInf("[Version]\nSignature=$Chicago$\nDriverVer=a,b\n"));
-  EXPECT_TRUE(reading.ok);
-  EXPECT_EQ(reading.date, u"a");
-  EXPECT_EQ(reading.version, u"b");
+  ASSERT_TRUE(reading.driverVer);
+  EXPECT_EQ(reading.driverVer->date, u"a");
+  EXPECT_EQ(reading.driverVer->version, u"b");
 }
 
 TEST(ReadExpectedDriverVer, JudgesTheFieldsByTheirLength) {
@@ -76,12 +76,9 @@ TEST(ReadExpectedDriverVer, JudgesTheFieldsByTheirLength) {
            Row{"DriverVer=d,1\r2", false},
        }) {
     const Reading reading = ReadDriverVer(row.driverVer);
-    EXPECT_EQ(reading.ok, row.ok) << row.driverVer;
+    EXPECT_EQ(reading.driverVer.has_value(), row.ok) << row.driverVer;
     EXPECT_EQ(reading.errorOutput, row.ok ? u"" : kInvalid) << row.driverVer;
     EXPECT_EQ(reading.output, u"");
-    if (!row.ok) {
-      EXPECT_EQ(reading.date + reading.version, u"") << row.driverVer;
-    }
   }
 }
 
@@ -89,9 +86,7 @@ TEST(ReadExpectedDriverVer, UsesBuffersOf64And128) {
   Machine machine = MachineWithInf();
   Process process(machine);
   process.logCalls = true;
-  std::u16string date;
-  std::u16string version;
-  ASSERT_TRUE(ReadExpectedDriverVer(kInfPath, nullptr, date, version));
+  ASSERT_TRUE(ReadExpectedDriverVer(OpenInputFile(kInfPath)));
   EXPECT_EQ(ArgumentsOf(process, "SetupGetStringFieldW", "Size"),
             (std::vector<std::string>{"64", "128"}));
   EXPECT_EQ(ArgumentsOf(process, "SetupGetStringFieldW", "FieldIndex"),
@@ -102,9 +97,16 @@ TEST(ReadExpectedDriverVer, UsesBuffersOf64And128) {
 
 TEST(ReadExpectedDriverVer, SaysNothingAboutAMissingFile) {
   const Reading reading = Read(BareMachine());
-  EXPECT_FALSE(reading.ok);
-  EXPECT_EQ(reading.date + reading.version, u"");
+  EXPECT_FALSE(reading.driverVer);
   EXPECT_EQ(reading.output + reading.errorOutput, u"");
+}
+
+TEST(ReadExpectedDriverVer, AsksNothingAboutAFileThatIsNotOpen) {
+  Machine machine = MachineWithInf();
+  Process process(machine);
+  process.logCalls = true;
+  EXPECT_FALSE(ReadExpectedDriverVer(File()));
+  EXPECT_TRUE(process.calls.empty());
 }
 
 TEST(ReadExpectedDriverVer, ReportsAnInfThatDoesNotOpen) {
@@ -119,7 +121,7 @@ TEST(ReadExpectedDriverVer, ReportsAnInfThatDoesNotOpen) {
         Row{"no section", label + u"0xE0000000)\n"}, Row{"[Version\n", label + u"0xE0000001)\n"},
         Row{"[" + std::string(256, 's') + "]\n", label + u"0xE0000002)\n"}}) {
     const Reading reading = Read(MachineWithInf(row.text));
-    EXPECT_FALSE(reading.ok) << row.text;
+    EXPECT_FALSE(reading.driverVer) << row.text;
     EXPECT_EQ(reading.errorOutput, row.line) << row.text;
     EXPECT_EQ(reading.output, u"");
   }
@@ -136,11 +138,9 @@ TEST(ReadExpectedDriverVer, ReportsTheErrorOfTheOpeningItself) {
 TEST(ReadExpectedDriverVer, OpensTheHandlesPathAndKeepsTheCallersFileOpen) {
   Machine machine = MachineWithInf();
   Process process(machine);
-  const privileged_input::File file = privileged_input::OpenInputFile(kInfPath);
+  const File file = OpenInputFile(kInfPath);
   process.logCalls = true;
-  std::u16string date;
-  std::u16string version;
-  ASSERT_TRUE(ReadExpectedDriverVer(u"C:\\no\\such.inf", &file, date, version));
+  ASSERT_TRUE(ReadExpectedDriverVer(file));
   EXPECT_EQ(ArgumentsOf(process, "SetupOpenInfFileW", "FileName"),
             std::vector<std::string>{"\\\\?\\Volume{01234567-89ab-cdef-0123-456789abcdef}\\pkg\\"
                                      "driver\\vorn_audio.inf"});
@@ -150,10 +150,8 @@ TEST(ReadExpectedDriverVer, OpensTheHandlesPathAndKeepsTheCallersFileOpen) {
 
 TEST(ReadExpectedDriverVer, FailsWhenAnyCallFails) {
   FailEachCall(MachineWithInf(), [](Process& process, const std::string& failing) {
-    std::u16string date;
-    std::u16string version;
-    const bool read = ReadExpectedDriverVer(kInfPath, nullptr, date, version);
-    EXPECT_EQ(read, failing.empty() || IsRelease(failing));
+    const std::optional<DriverVer> read = ReadExpectedDriverVer(OpenInputFile(kInfPath));
+    EXPECT_EQ(read.has_value(), failing.empty() || IsRelease(failing));
     const bool aboutTheInf = failing.starts_with("Setup") && !IsRelease(failing);
     EXPECT_EQ(process.ErrorOutput().empty(), !aboutTheInf);
   });
@@ -166,7 +164,7 @@ TEST(ReadExpectedDriverVer, RefusesAVersionThatTheReadDoesNotBringBack) {
     fault.first = fault.last = 2;
     fault.kind = kind;
     const Reading reading = Read(MachineWithInf(), {fault});
-    EXPECT_FALSE(reading.ok);
+    EXPECT_FALSE(reading.driverVer);
     EXPECT_EQ(reading.errorOutput, kInvalid);
   }
 }

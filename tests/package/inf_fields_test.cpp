@@ -2,6 +2,8 @@
 
 #include "package_world.h"
 
+#include <optional>
+
 namespace vorn {
 namespace {
 
@@ -17,44 +19,37 @@ class InfFields : public ::testing::Test {
 
   Machine machine = tests::MachineWithInf();
   Process process{machine};
-  InfHandle inf = OpenInf(tests::kInfPath);
+  platform::InfHandle inf = OpenInf(tests::kInfPath);
   platform::INFCONTEXT line = {};
-  std::u16string text = u"left over";
 };
 
 TEST_F(InfFields, AreReadUpToTheirEnd) {
-  std::uint32_t required = 0;
-  EXPECT_TRUE(ReadFieldInto(64, line, 1, text, &required));
-  EXPECT_EQ(text, u"08/10/2026");
-  EXPECT_EQ(required, 11U);
+  const std::optional<InfField> date = ReadField(line, 1, 64);
+  ASSERT_TRUE(date);
+  EXPECT_EQ(date->text, u"08/10/2026");
+  EXPECT_EQ(date->required, 11U);
 }
 
 TEST_F(InfFields, MayJustFit) {
-  EXPECT_TRUE(ReadFieldInto(11, line, 1, text));
-  EXPECT_EQ(text, u"08/10/2026");
+  const std::optional<InfField> date = ReadField(line, 1, 11);
+  ASSERT_TRUE(date);
+  EXPECT_EQ(date->text, u"08/10/2026");
 }
 
-TEST_F(InfFields, AreEmptyWhenTheyDoNotFitOrAreMissing) {
-  EXPECT_FALSE(ReadFieldInto(10, line, 1, text));
-  EXPECT_EQ(text, u"");
-  text = u"left over";
-  EXPECT_FALSE(ReadFieldInto(64, line, 3, text));
-  EXPECT_EQ(text, u"");
+TEST_F(InfFields, AreNothingWhenTheyDoNotFitOrAreMissing) {
+  EXPECT_FALSE(ReadField(line, 1, 10));
+  EXPECT_FALSE(ReadField(line, 3, 64));
 }
 
-TEST_F(InfFields, OfAKeyAreReadIfTheyAreAtMostSoLong) {
-  EXPECT_TRUE(ReadKeyedField(inf.Get(), u"Version", u"DriverVer", 1, 10, text));
-  EXPECT_EQ(text, u"08/10/2026");
-  EXPECT_FALSE(ReadKeyedField(inf.Get(), u"Version", u"DriverVer", 1, 9, text));
-  EXPECT_EQ(text, u"");
-  text = u"left over";
-  EXPECT_FALSE(ReadKeyedField(inf.Get(), u"Version", u"NoSuchKey", 1, 10, text));
-  EXPECT_EQ(text, u"");
+TEST_F(InfFields, OfAKeyAreReadUpToTheirLongestLength) {
+  EXPECT_EQ(ReadKeyedField(inf.Get(), u"Version", u"DriverVer", 1, 10), u"08/10/2026");
+  EXPECT_FALSE(ReadKeyedField(inf.Get(), u"Version", u"DriverVer", 1, 9));
+  EXPECT_FALSE(ReadKeyedField(inf.Get(), u"Version", u"NoSuchKey", 1, 10));
 }
 
-TEST_F(InfFields, OfAKeyAreNotReadWhenTheirSizeIsNoneThatMayBe) {
+TEST_F(InfFields, OfAKeyAreNotReadWhenTheirSizeIsOutOfBounds) {
   process.logCalls = true;
-  EXPECT_FALSE(ReadKeyedField(inf.Get(), u"Version", u"DriverVer", 1, 9, text));
+  EXPECT_FALSE(ReadKeyedField(inf.Get(), u"Version", u"DriverVer", 1, 9));
   EXPECT_EQ(tests::CallsOf(process, "SetupGetStringFieldW").size(), 1U);
 }
 

@@ -2,11 +2,11 @@
 
 #include "base/text.h"
 #include "inf_reading.h"
-#include "privileged_input/file.h"
-#include "privileged_input/protected_files.h"
+#include "privileged_input/input_file.h"
 
 #include <functional>
 #include <gtest/gtest.h>
+#include <optional>
 
 namespace vorn {
 namespace {
@@ -18,42 +18,43 @@ using privileged_input::File;
 constexpr char16_t kVolumeRoot[] = u"\\\\?\\Volume{01234567-89ab-cdef-0123-456789abcdef}\\";
 
 TEST(ReadInfIdentity, ReadsEveryFieldOfASourceInf) {
-  const Reading reading = ReadText(SoundInf());
-  ASSERT_TRUE(reading.ok);
-  EXPECT_EQ(reading.identity, SoundIdentity());
+  const std::optional<InfIdentity> identity = ReadText(SoundInf());
+  ASSERT_TRUE(identity);
+  EXPECT_EQ(*identity, SoundIdentity());
 }
 
 TEST(ReadInfIdentity, ReadsAUtf16Inf) {
   Machine machine = BareMachine();
   PutFile(machine.files, kInfPath, ToUtf16Bytes(SoundInf()));
-  const Reading reading = ReadSource(machine);
-  ASSERT_TRUE(reading.ok);
+  const std::optional<InfIdentity> identity = ReadSource(machine);
+  ASSERT_TRUE(identity);
   InfIdentity expected = SoundIdentity();
-  expected.infSha256 = reading.identity.infSha256;
-  EXPECT_EQ(reading.identity, expected);
-  EXPECT_NE(reading.identity.infSha256, SoundIdentity().infSha256);
+  expected.infSha256 = identity->infSha256;
+  EXPECT_EQ(*identity, expected);
+  EXPECT_NE(identity->infSha256, SoundIdentity().infSha256);
 }
 
 TEST(ReadInfIdentity, KeepsDatesAndVersionsAsText) {
-  const Reading reading = ReadText(InfWith("08/10/2026,26.8.10.5", "\" not a date \",\"v,1\""));
-  ASSERT_TRUE(reading.ok);
-  EXPECT_EQ(reading.identity.driverDate, u" not a date ");
-  EXPECT_EQ(reading.identity.driverVersion, u"v,1");
+  const std::optional<InfIdentity> identity =
+      ReadText(InfWith("08/10/2026,26.8.10.5", "\" not a date \",\"v,1\""));
+  ASSERT_TRUE(identity);
+  EXPECT_EQ(identity->driverDate, u" not a date ");
+  EXPECT_EQ(identity->driverVersion, u"v,1");
 }
 
 TEST(ReadInfIdentity, ReadsThePlatformsPathOfTheHandle) {
   Machine machine = MachineWithInf();
   Process process(machine);
   process.logCalls = true;
-  InfIdentity identity;
-  ASSERT_TRUE(ReadInfIdentity(u"c:\\PKG\\driver\\VORN_audio.inf", u"", nullptr, identity));
+  const std::optional<InfIdentity> identity = OpenAndRead(u"c:\\PKG\\driver\\VORN_audio.inf");
+  ASSERT_TRUE(identity);
   const std::vector<CallRecord> opens = CallsOf(process, "SetupOpenInfFileW");
   ASSERT_EQ(opens.size(), 1U);
   EXPECT_EQ(opens[0].Argument("FileName"),
             ToUtf8(std::u16string(kVolumeRoot) + u"PKG\\driver\\VORN_audio.inf"));
   EXPECT_EQ(opens[0].Argument("InfStyle"), "0x22");
   EXPECT_EQ(opens[0].Argument("ErrorLine"), "null");
-  EXPECT_EQ(identity.originalInfName, u"VORN_audio.inf");
+  EXPECT_EQ(identity->originalInfName, u"VORN_audio.inf");
 }
 
 TEST(ReadInfIdentity, UsesTheCallersOpenFile) {
@@ -61,36 +62,24 @@ TEST(ReadInfIdentity, UsesTheCallersOpenFile) {
   Process process(machine);
   const File file = privileged_input::OpenInputFile(kInfPath);
   process.logCalls = true;
-  InfIdentity identity;
-  ASSERT_TRUE(ReadInfIdentity(u"C:\\no\\such.inf", u"", &file, identity));
-  EXPECT_EQ(identity, SoundIdentity());
+  EXPECT_EQ(ReadInfIdentity(file), SoundIdentity());
   EXPECT_TRUE(CallsOf(process, "NtCreateFile").empty());
   EXPECT_TRUE(file) << "the file stays open";
 }
 
-TEST(ReadInfIdentity, OpensThePathWhenTheCallersFileIsNotOpen) {
+TEST(ReadInfIdentity, AsksNothingAboutAFileThatIsNotOpen) {
   Machine machine = MachineWithInf();
   Process process(machine);
-  const File file;
-  InfIdentity identity;
-  EXPECT_TRUE(ReadInfIdentity(kInfPath, u"", &file, identity));
-}
-
-TEST(ReadInfIdentity, ClearsTheRecordFirst) {
-  Machine machine = BareMachine();
-  Process process(machine);
-  InfIdentity identity = SoundIdentity();
-  identity.publishedInfName = u"oem1.inf";
-  EXPECT_FALSE(ReadInfIdentity(kInfPath, u"", nullptr, identity));
-  EXPECT_EQ(identity, InfIdentity());
+  process.logCalls = true;
+  EXPECT_FALSE(ReadInfIdentity(File()));
+  EXPECT_TRUE(process.calls.empty());
 }
 
 TEST(ReadInfIdentity, AsksEachSizeAndReadsExactlyThat) {
   Machine machine = MachineWithInf();
   Process process(machine);
   process.logCalls = true;
-  InfIdentity identity;
-  ASSERT_TRUE(ReadInfIdentity(kInfPath, u"", nullptr, identity));
+  ASSERT_TRUE(OpenAndRead());
   EXPECT_EQ(ArgumentsOf(process, "SetupFindFirstLineW", "Key"),
             (std::vector<std::string>{"Class", "ClassGuid", "CatalogFile", "DriverVer", "DriverVer",
                                       "ProviderName", "Provider", "null", "AddService"}));
@@ -115,34 +104,44 @@ TEST(ReadInfIdentity, AsksEachSizeAndReadsExactlyThat) {
 TEST(ReadInfIdentity, HashesBeforeItReads) {
   Machine machine = MachineWithInf("not an INF");
   Process process(machine);
-  InfIdentity identity;
-  EXPECT_FALSE(ReadInfIdentity(kInfPath, u"", nullptr, identity));
-  EXPECT_EQ(identity.infSha256.size(), 64U);
-  EXPECT_EQ(identity.className, u"");
+  process.logCalls = true;
+  EXPECT_FALSE(OpenAndRead());
+  std::vector<std::string> order;
+  for (const CallRecord& call : process.calls) {
+    if (call.name == "BCryptFinishHash" || call.name == "SetupOpenInfFileW")
+      order.push_back(call.name);
+  }
+  EXPECT_EQ(order, (std::vector<std::string>{"BCryptFinishHash", "SetupOpenInfFileW"}));
+}
+
+TEST(ReadInfIdentity, DoesNotReadAnInfThatCannotBeHashed) {
+  Machine machine = MachineWithInf();
+  Process process(machine);
+  process.logCalls = true;
+  Fault fault;
+  fault.call = "BCryptFinishHash";
+  process.faults = {fault};
+  EXPECT_FALSE(OpenAndRead());
+  EXPECT_TRUE(CallsOf(process, "SetupOpenInfFileW").empty());
 }
 
 TEST(ReadInfIdentity, StopsAtTheFirstMissingValue) {
   Machine machine = MachineWithInf(InfWith("CatalogFile=vorn_audio.cat\n", ""));
   Process process(machine);
   process.logCalls = true;
-  InfIdentity identity;
-  EXPECT_FALSE(ReadInfIdentity(kInfPath, u"", nullptr, identity));
+  EXPECT_FALSE(OpenAndRead());
   EXPECT_EQ(ArgumentsOf(process, "SetupFindFirstLineW", "Key"),
             (std::vector<std::string>{"Class", "ClassGuid", "CatalogFile"}));
-  EXPECT_EQ(identity.classGuid, u"{4d36e96c-e325-11ce-bfc1-08002be10318}");
-  EXPECT_FALSE(identity.hasExactModel);
 }
 
 TEST(ReadInfIdentity, FailsWhenAnyCallFails) {
   FailEachCall(MachineWithInf(), [](Process& process, const std::string& failing) {
-    InfIdentity identity;
-    const bool read = ReadInfIdentity(kInfPath, u"", nullptr, identity);
+    const std::optional<InfIdentity> identity = OpenAndRead();
     if (failing.empty() || IsRelease(failing)) {
-      EXPECT_TRUE(read);
       EXPECT_EQ(identity, SoundIdentity());
     } else {
       // A model or service that cannot be read is one that is not there.
-      EXPECT_FALSE(read && HasExactPackageContract(identity));
+      EXPECT_FALSE(identity && HasExactPackageContract(*identity));
     }
     EXPECT_EQ(process.Output() + process.ErrorOutput(), u"");
   });
@@ -159,8 +158,7 @@ TEST(ReadInfIdentity, RefusesAValueThatTheReadDoesNotBringBack) {
     fault.kind = FaultKind::Short;
     fault.amount = 0;
     process.faults.push_back(fault);
-    InfIdentity identity;
-    EXPECT_FALSE(ReadInfIdentity(kInfPath, u"", nullptr, identity));
+    EXPECT_FALSE(OpenAndRead());
   }
 }
 
@@ -176,7 +174,7 @@ class ReadInfIdentityOfBadFile : public ::testing::TestWithParam<BadFile> {};
 TEST_P(ReadInfIdentityOfBadFile, Fails) {
   Machine machine = BareMachine();
   GetParam().make(machine);
-  EXPECT_FALSE(ReadSource(machine).ok);
+  EXPECT_FALSE(ReadSource(machine));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -231,7 +229,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(ReadInfIdentity, TakesAnInfOf4MiB) {
   std::string text = SoundInf() + ";";
   text.resize(4194304, 'x');
-  EXPECT_TRUE(ReadText(text).ok);
+  EXPECT_TRUE(ReadText(text));
 }
 
 }  // namespace

@@ -3,40 +3,45 @@
 // One reading of an INF by a process of its own, which must print nothing and leave nothing open.
 
 #include "package_world.h"
+#include "privileged_input/input_file.h"
 
 #include <gtest/gtest.h>
+#include <optional>
 #include <string>
 #include <string_view>
 
 namespace vorn::tests {
 
-struct Reading {
-  bool ok = false;
-  InfIdentity identity;
-};
-
-inline Reading ReadSource(platform::simulated::Machine machine,
-                          const std::u16string& path = kInfPath) {
-  platform::simulated::Process process(machine);
-  Reading reading;
-  reading.identity.className = u"left over";
-  reading.ok = ReadInfIdentity(path, u"", nullptr, reading.identity);
-  EXPECT_TRUE(NothingIsOpen(process));
-  EXPECT_EQ(process.Output() + process.ErrorOutput(), u"") << "the reader prints nothing";
-  return reading;
+/// Opens and reads a source INF in the current process.
+inline std::optional<InfIdentity> OpenAndRead(const std::u16string& path = kInfPath) {
+  return ReadInfIdentity(privileged_input::OpenInputFile(path));
 }
 
-inline Reading ReadText(std::string_view text) {
+/// Opens and reads the published INF of that name in the current process.
+inline std::optional<InfIdentity> OpenAndReadPublished(const std::u16string& name = u"oem3.inf") {
+  const PublishedPlace place = {name, kInfFolder + name};
+  return ReadInfIdentity(privileged_input::OpenInputFile(place.path), place);
+}
+
+inline std::optional<InfIdentity> ReadSource(platform::simulated::Machine machine,
+                                             const std::u16string& path = kInfPath) {
+  platform::simulated::Process process(machine);
+  const std::optional<InfIdentity> identity = OpenAndRead(path);
+  EXPECT_TRUE(NothingIsOpen(process));
+  EXPECT_EQ(process.Output() + process.ErrorOutput(), u"") << "the reader prints nothing";
+  return identity;
+}
+
+inline std::optional<InfIdentity> ReadText(std::string_view text) {
   return ReadSource(MachineWithInf(text));
 }
 
-inline Reading ReadPublished(platform::simulated::Machine machine,
-                             const std::u16string& name = u"oem3.inf") {
+inline std::optional<InfIdentity> ReadPublished(platform::simulated::Machine machine) {
   platform::simulated::Process process(machine);
-  Reading reading;
-  reading.ok = ReadInfIdentity(kInfFolder + name, name, nullptr, reading.identity);
+  const std::optional<InfIdentity> identity = OpenAndReadPublished();
   EXPECT_TRUE(NothingIsOpen(process));
-  return reading;
+  EXPECT_EQ(process.Output() + process.ErrorOutput(), u"") << "the reader prints nothing";
+  return identity;
 }
 
 }  // namespace vorn::tests

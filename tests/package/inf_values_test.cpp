@@ -3,6 +3,7 @@
 #include "inf_reading.h"
 
 #include <gtest/gtest.h>
+#include <optional>
 
 namespace vorn {
 namespace {
@@ -23,10 +24,10 @@ TEST_P(ReadInfIdentityLengths, TakesTheLongestValueAndNoLonger) {
   const LengthCase& row = GetParam();
   const std::string old = std::string(row.line) + row.value;
   for (const std::size_t length : {std::size_t{1}, row.longest}) {
-    EXPECT_TRUE(ReadText(InfWith(old, row.line + std::string(length, 'x'))).ok) << length;
+    EXPECT_TRUE(ReadText(InfWith(old, row.line + std::string(length, 'x')))) << length;
   }
   for (const std::size_t length : {std::size_t{0}, row.longest + 1, row.longest + 5000}) {
-    EXPECT_FALSE(ReadText(InfWith(old, row.line + std::string(length, 'x'))).ok) << length;
+    EXPECT_FALSE(ReadText(InfWith(old, row.line + std::string(length, 'x')))) << length;
   }
 }
 
@@ -46,13 +47,13 @@ TEST(ReadInfIdentity, FailsWithoutAnyOneOfItsValues) {
        {"Class=MEDIA\n", "ClassGuid={4d36e96c-e325-11ce-bfc1-08002be10318}\n",
         "CatalogFile=vorn_audio.cat\n", "DriverVer=08/10/2026,26.8.10.5\n", ",26.8.10.5",
         "ProviderName=\"VORN Audio\"\n", "Provider=%ProviderName%\n", "[Strings]\n"}) {
-    EXPECT_FALSE(ReadText(InfWith(line, "")).ok) << line;
+    EXPECT_FALSE(ReadText(InfWith(line, ""))) << line;
   }
 }
 
 TEST(ReadInfIdentity, FailsOnALineBreakWithinAValue) {
   for (const char* value : {"MEDIA", "26.8.10.5", "08/10/2026", "VORN Audio"}) {
-    EXPECT_FALSE(ReadText(InfWith(value, std::string(value) + "\rx")).ok) << value;
+    EXPECT_FALSE(ReadText(InfWith(value, std::string(value) + "\rx"))) << value;
   }
 }
 
@@ -68,10 +69,9 @@ TEST(ReadInfIdentity, TakesTheProvidersNameOrTheTokenItself) {
         Row{"%%ProviderName%%", true}, Row{"%%providername%%", true}, Row{"\"VORN Audio \"", false},
         Row{"VORN", false}, Row{"%Unknown%", false}, Row{"%%", false},
         Row{"%DeviceDesc%", false}}) {
-    EXPECT_EQ(
-        ReadText(InfWith("Provider=%ProviderName%", "Provider=" + std::string(row.provider))).ok,
-        row.ok)
-        << row.provider;
+    const std::optional<InfIdentity> identity =
+        ReadText(InfWith("Provider=%ProviderName%", "Provider=" + std::string(row.provider)));
+    EXPECT_EQ(identity.has_value(), row.ok) << row.provider;
   }
 }
 
@@ -79,7 +79,7 @@ TEST(ReadInfIdentity, FoldsOnlyAsciiLettersOfTheProvider) {
   // The two differ in the case of one letter beyond ASCII.
   const std::string text = With(InfWith("Provider=%ProviderName%", "Provider=VORN \xC4"),
                                 "\"VORN Audio\"", "\"VORN \xE4\"");
-  EXPECT_FALSE(ReadText(text).ok);
+  EXPECT_FALSE(ReadText(text));
 }
 
 // ------------------------------------------------------------------------------------------------
@@ -104,26 +104,26 @@ TEST(ReadInfIdentity, FindsTheExactModelAmongOthers) {
            Row{"VornAudio_Install,Root\\VornAudio\n", true},
            Row{"", false},
        }) {
-    const Reading reading = ReadText(InfWith(kModelLine, row.lines));
-    EXPECT_TRUE(reading.ok) << row.lines;
-    EXPECT_EQ(reading.identity.hasExactModel, row.exact) << row.lines;
+    const std::optional<InfIdentity> identity = ReadText(InfWith(kModelLine, row.lines));
+    EXPECT_TRUE(identity) << row.lines;
+    EXPECT_EQ(identity->hasExactModel, row.exact) << row.lines;
   }
 }
 
 TEST(ReadInfIdentity, SkipsAModelWhoseFieldsAreLongerThan127) {
   const std::string tooLong(128, 'x');
-  const Reading reading =
+  const std::optional<InfIdentity> identity =
       ReadText(InfWith(kModelLine, "a=" + tooLong + ",Root\\VornAudio\nb=VornAudio_Install," +
                                        tooLong + "\n" + kModelLine));
-  ASSERT_TRUE(reading.ok);
-  EXPECT_TRUE(reading.identity.hasExactModel);
+  ASSERT_TRUE(identity);
+  EXPECT_TRUE(identity->hasExactModel);
 }
 
 TEST(ReadInfIdentity, HasNoModelWithoutTheModelsSection) {
-  const Reading reading =
+  const std::optional<InfIdentity> identity =
       ReadText(InfWith("[VornAudioDevices.NTamd64.10.0...19041]", "[VornAudioDevices.NTamd64]"));
-  EXPECT_TRUE(reading.ok);
-  EXPECT_FALSE(reading.identity.hasExactModel);
+  EXPECT_TRUE(identity);
+  EXPECT_FALSE(identity->hasExactModel);
 }
 
 TEST(ReadInfIdentity, StopsWalkingAtTheFirstExactModel) {
@@ -131,8 +131,7 @@ TEST(ReadInfIdentity, StopsWalkingAtTheFirstExactModel) {
       InfWith(kModelLine, "a=X,Root\\X\n" + std::string(kModelLine) + "b=Y,Root\\Y\nc=Z\n"));
   Process process(machine);
   process.logCalls = true;
-  InfIdentity identity;
-  ASSERT_TRUE(ReadInfIdentity(kInfPath, u"", nullptr, identity));
+  ASSERT_TRUE(OpenAndRead());
   EXPECT_EQ(CallsOf(process, "SetupFindNextLine").size(), 1U);
 }
 
@@ -154,9 +153,9 @@ TEST(ReadInfIdentity, CountsOnlyTheFirstServiceLine) {
            Row{"VornAudio\n", false},
            Row{"", false},
        }) {
-    const Reading reading = ReadText(InfWith(kServiceLine, row.lines));
-    EXPECT_TRUE(reading.ok) << row.lines;
-    EXPECT_EQ(reading.identity.hasExactService, row.exact) << row.lines;
+    const std::optional<InfIdentity> identity = ReadText(InfWith(kServiceLine, row.lines));
+    EXPECT_TRUE(identity) << row.lines;
+    EXPECT_EQ(identity->hasExactService, row.exact) << row.lines;
   }
 }
 

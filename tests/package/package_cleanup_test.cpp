@@ -5,6 +5,7 @@
 #include "platform/simulated/driver_store.h"
 
 #include <gtest/gtest.h>
+#include <optional>
 
 namespace vorn {
 namespace {
@@ -14,6 +15,9 @@ using namespace tests;
 
 constexpr char16_t kNoContract[] =
     u"vorn_devnode: expected uninstall INF does not carry the exact VORN package contract\n";
+constexpr char16_t kBothRemoved[] =
+    u"vorn_devnode: removed authenticated driver package oem12.inf\n"
+    u"vorn_devnode: removed authenticated driver package oem3.inf\n";
 
 std::u16string Doubtful(const std::u16string& name) {
   return u"vorn_devnode: exact-hash package " + name +
@@ -23,9 +27,8 @@ std::u16string Doubtful(const std::u16string& name) {
 using Names = std::vector<std::u16string>;
 
 struct Answer {
-  bool ok = false;
-  Names names = {u"left over"};
-  std::uint32_t removed = 77;
+  std::optional<Names> names;            // of a selection
+  std::optional<std::uint32_t> removed;  // of a removal
   std::u16string output;
   std::u16string errorOutput;
   std::vector<CallRecord> calls;
@@ -37,7 +40,7 @@ Answer Do(Machine& machine, std::vector<Fault> faults, Operation operation) {
   process.logCalls = true;
   process.faults = std::move(faults);
   Answer answer;
-  answer.ok = operation(answer);
+  operation(answer);
   answer.output = process.Output();
   answer.errorOutput = process.ErrorOutput();
   answer.calls = process.calls;
@@ -48,12 +51,12 @@ Answer Do(Machine& machine, std::vector<Fault> faults, Operation operation) {
 Answer Select(Machine machine, const InfIdentity& expected = SoundIdentity(),
               std::vector<Fault> faults = {}) {
   return Do(machine, std::move(faults),
-            [&](Answer& answer) { return SelectExactPackages(expected, answer.names); });
+            [&](Answer& answer) { answer.names = SelectExactPackages(expected); });
 }
 
 Answer Remove(Machine& machine, std::vector<Fault> faults = {}) {
   return Do(machine, std::move(faults),
-            [](Answer& answer) { return RemoveExactPackages(SoundIdentity(), answer.removed); });
+            [](Answer& answer) { answer.removed = RemoveExactPackages(SoundIdentity()); });
 }
 
 Names Uninstalled(const Answer& answer) {
@@ -81,14 +84,12 @@ Machine StockedMachine() {
 
 TEST(SelectExactPackages, SelectsByBytesInOrdinalOrder) {
   const Answer answer = Select(StockedMachine());
-  EXPECT_TRUE(answer.ok);
   EXPECT_EQ(answer.names, (Names{u"oem12.inf", u"oem3.inf"}));
   EXPECT_EQ(answer.output + answer.errorOutput, u"");
 }
 
 TEST(SelectExactPackages, FindsNothingInAnEmptyStore) {
   const Answer answer = Select(BareMachine());
-  EXPECT_TRUE(answer.ok);
   EXPECT_EQ(answer.names, Names{});
 }
 
@@ -113,8 +114,7 @@ TEST(SelectExactPackages, NeedsTheIdentityOfASourceInf) {
   broken.hasExactService = false;
   for (const InfIdentity& refused : {expected, broken, InfIdentity()}) {
     const Answer answer = Select(StockedMachine(), refused);
-    EXPECT_FALSE(answer.ok);
-    EXPECT_EQ(answer.names, Names{});
+    EXPECT_FALSE(answer.names);
     EXPECT_EQ(answer.errorOutput, kNoContract);
     for (const CallRecord& call : answer.calls)
       EXPECT_EQ(call.name, "fputws") << "nothing is looked at";
@@ -126,8 +126,7 @@ TEST(SelectExactPackages, ReportsAWindowsFolderThatIsUnknown) {
   fault.call = "GetWindowsDirectoryW";
   fault.error = 0x1234;
   const Answer answer = Select(StockedMachine(), SoundIdentity(), {fault});
-  EXPECT_FALSE(answer.ok);
-  EXPECT_EQ(answer.names, Names{});
+  EXPECT_FALSE(answer.names);
   EXPECT_EQ(answer.errorOutput,
             u"vorn_devnode: GetWindowsDirectory(package cleanup) failed (error 0x00001234)\n");
 }
@@ -136,8 +135,7 @@ TEST(SelectExactPackages, FailsSilentlyWithoutTheInfFolder) {
   Machine machine = StockedMachine();
   RemovePath(machine.files, u"C:\\Windows\\INF");
   const Answer answer = Select(machine);
-  EXPECT_FALSE(answer.ok);
-  EXPECT_EQ(answer.names, Names{});
+  EXPECT_FALSE(answer.names);
   EXPECT_EQ(answer.output + answer.errorOutput, u"");
 }
 
@@ -145,7 +143,7 @@ TEST(SelectExactPackages, DoesNotFollowALinkToTheInfFolder) {
   Machine machine = StockedMachine();
   MovePath(machine.files, u"C:\\Windows\\INF", u"C:\\Elsewhere");
   PutLink(machine.files, u"C:\\Windows\\INF", ReparseKind::Junction, u"\\??\\C:\\Elsewhere", true);
-  EXPECT_FALSE(Select(machine).ok);
+  EXPECT_FALSE(Select(machine).names);
 }
 
 TEST(SelectExactPackages, NeverConsidersWhatIsNoPublishedInf) {
@@ -160,7 +158,6 @@ TEST(SelectExactPackages, NeverConsidersWhatIsNoPublishedInf) {
   PutLink(machine.files, folder + u"oem6.inf", ReparseKind::SymbolicLink, u"\\??\\C:\\real.inf",
           false);
   const Answer answer = Select(machine);
-  EXPECT_TRUE(answer.ok);
   EXPECT_EQ(answer.names, Names{});
   for (const CallRecord& call : answer.calls) {
     if (call.name == "NtCreateFile") {
@@ -174,7 +171,6 @@ TEST(SelectExactPackages, SkipsAPackageThatCannotBeOpened) {
   HoldOpen(machine.files, u"C:\\Windows\\INF\\oem3.inf", platform::GENERIC_WRITE,
            platform::FILE_SHARE_READ | platform::FILE_SHARE_WRITE);
   const Answer answer = Select(machine);
-  EXPECT_TRUE(answer.ok);
   EXPECT_EQ(answer.names, Names{u"oem12.inf"});
 }
 
@@ -190,17 +186,15 @@ TEST(SelectExactPackages, SkipsAPackageThatCannotBeHashed) {
   fault.first = 1;
   fault.last = kEveryLaterCall;
   const Answer answer = Select(StockedMachine(), SoundIdentity(), {fault});
-  EXPECT_TRUE(answer.ok);
   EXPECT_EQ(answer.names, Names{});
 }
 
-TEST(SelectExactPackages, EmptiesTheSelectionForOneDoubtfulPackage) {
+TEST(SelectExactPackages, SelectsNothingBesideADoubtfulPackage) {
   Machine machine = StockedMachine();
   // In listing order after oem12.inf and oem3.inf, which are exact.
   Publish(machine, u"oem9.inf", SoundInf(), u"vorn_audio.inf", u"other.cat");
   const Answer answer = Select(machine);
-  EXPECT_FALSE(answer.ok);
-  EXPECT_EQ(answer.names, Names{});
+  EXPECT_FALSE(answer.names);
   EXPECT_EQ(answer.errorOutput, Doubtful(u"oem9.inf"));
 }
 
@@ -215,7 +209,7 @@ TEST(SelectExactPackages, DoubtsEveryOtherIdentityOfTheSameBytes) {
     Machine machine = BareMachine();
     Publish(machine, u"oem2.inf", SoundInf(), row.originalInf, row.originalCatalog);
     const Answer answer = Select(machine);
-    EXPECT_FALSE(answer.ok);
+    EXPECT_FALSE(answer.names);
     EXPECT_EQ(answer.errorOutput, Doubtful(u"oem2.inf"));
   }
 }
@@ -234,7 +228,7 @@ TEST(SelectExactPackages, DoubtsWhatDiffersFromTheExpectedIdentityInAnyField) {
   for (const InfIdentity& expected : others) {
     ASSERT_TRUE(HasExactPackageContract(expected));
     const Answer answer = Select(StockedMachine(), expected);
-    EXPECT_FALSE(answer.ok);
+    EXPECT_FALSE(answer.names);
     EXPECT_EQ(answer.errorOutput, Doubtful(u"oem12.inf"));
   }
 }
@@ -244,8 +238,7 @@ TEST(SelectExactPackages, DoubtsAPackageThatChangesAfterItsHash) {
   Fault fault;
   fault.call = "SetupOpenInfFileW";
   const Answer answer = Select(StockedMachine(), SoundIdentity(), {fault});
-  EXPECT_FALSE(answer.ok);
-  EXPECT_EQ(answer.names, Names{});
+  EXPECT_FALSE(answer.names);
   EXPECT_EQ(answer.errorOutput, Doubtful(u"oem12.inf"));
 }
 
@@ -264,11 +257,7 @@ TEST(SelectExactPackages, HoldsAFileOpenWhileItIsJudgedAndNoLonger) {
 
 TEST(SelectExactPackages, NeverSelectsWhenAnyCallFailsWhatItWouldNotSelectOtherwise) {
   FailEachCall(StockedMachine(), [](Process&, const std::string& failing) {
-    Names names;
-    const bool ok = SelectExactPackages(SoundIdentity(), names);
-    if (!ok) {
-      EXPECT_EQ(names, Names{});
-    }
+    const Names names = SelectExactPackages(SoundIdentity()).value_or(Names());
     for (const std::u16string& name : names)
       EXPECT_TRUE(name == u"oem3.inf" || name == u"oem12.inf");
     if (failing.empty()) {
@@ -297,13 +286,11 @@ TEST(SelectExactPackages, ListsUpTo200000Entries) {
   Crowd(machine, 200000);
   ASSERT_EQ(ListFolder(machine.files, u"C:\\Windows\\INF").size(), 200000U);
   const Answer answer = Select(machine);
-  EXPECT_TRUE(answer.ok);
   EXPECT_EQ(answer.names, (Names{u"oem12.inf", u"oem3.inf"}));
 
   PutFile(machine.files, std::u16string(kInfFolder) + u"one_more.pnf", "");
   const Answer crowded = Select(machine);
-  EXPECT_FALSE(crowded.ok);
-  EXPECT_EQ(crowded.names, Names{});
+  EXPECT_FALSE(crowded.names);
   EXPECT_EQ(crowded.output + crowded.errorOutput, u"");
 }
 
@@ -312,7 +299,6 @@ TEST(SelectExactPackages, ListsUpTo200000Entries) {
 TEST(RemoveExactPackages, SucceedsWhenThereIsNothingToRemove) {
   Machine machine = BareMachine();
   const Answer answer = Remove(machine);
-  EXPECT_TRUE(answer.ok);
   EXPECT_EQ(answer.removed, 0U);
   EXPECT_EQ(answer.output + answer.errorOutput, u"");
   EXPECT_EQ(Uninstalled(answer), Names{});
@@ -322,12 +308,9 @@ TEST(RemoveExactPackages, RemovesEveryCopyInOrdinalOrderAndNothingElse) {
   Machine machine = StockedMachine();
   const Machine before = machine;
   const Answer answer = Remove(machine);
-  EXPECT_TRUE(answer.ok);
   EXPECT_EQ(answer.removed, 2U);
   EXPECT_EQ(Uninstalled(answer), (Names{u"oem12.inf", u"oem3.inf"}));
-  EXPECT_EQ(answer.output,
-            u"vorn_devnode: removed authenticated driver package oem12.inf\n"
-            u"vorn_devnode: removed authenticated driver package oem3.inf\n");
+  EXPECT_EQ(answer.output, kBothRemoved);
   EXPECT_EQ(answer.errorOutput, u"");
   EXPECT_EQ(machine.store.Find(u"oem3.inf"), nullptr);
   for (const char16_t* kept : {u"oem1.inf", u"oem4.inf"}) {
@@ -342,8 +325,8 @@ TEST(RemoveExactPackages, UninstallsNothingBesideADoubtfulPackage) {
   Machine machine = StockedMachine();
   Publish(machine, u"oem9.inf", SoundInf(), u"vorn_audio.inf", u"other.cat");
   const Answer answer = Remove(machine);
-  EXPECT_FALSE(answer.ok);
-  EXPECT_EQ(answer.removed, 0U);
+  EXPECT_FALSE(answer.removed);
+  EXPECT_EQ(answer.output, u"");
   EXPECT_EQ(answer.errorOutput, Doubtful(u"oem9.inf"));
   EXPECT_EQ(Uninstalled(answer), Names{});
   EXPECT_NE(machine.store.Find(u"oem3.inf"), nullptr);
@@ -356,7 +339,6 @@ TEST(RemoveExactPackages, TakesAPackageThatVanishesForGone) {
   fault.kind = FaultKind::Change;
   fault.change = [](Machine& world) { EXPECT_EQ(UninstallPackage(world, u"oem12.inf", 0), 0U); };
   const Answer answer = Remove(machine, {fault});
-  EXPECT_TRUE(answer.ok);
   EXPECT_EQ(answer.removed, 1U);
   EXPECT_EQ(answer.output, u"vorn_devnode: removed authenticated driver package oem3.inf\n");
   EXPECT_EQ(answer.errorOutput, u"");
@@ -366,8 +348,7 @@ TEST(RemoveExactPackages, StopsAtThePackageThatCannotBeUninstalled) {
   Machine machine = StockedMachine();
   machine.store.Find(u"oem12.inf")->uninstallError = platform::ERROR_ACCESS_DENIED;
   const Answer answer = Remove(machine);
-  EXPECT_FALSE(answer.ok);
-  EXPECT_EQ(answer.removed, 0U);
+  EXPECT_FALSE(answer.removed);
   EXPECT_EQ(answer.output, u"");
   EXPECT_EQ(answer.errorOutput,
             u"vorn_devnode: SetupUninstallOEMInf(exact VORN package) failed (error 0x00000005)\n");
@@ -375,12 +356,11 @@ TEST(RemoveExactPackages, StopsAtThePackageThatCannotBeUninstalled) {
   EXPECT_NE(machine.store.Find(u"oem3.inf"), nullptr);
 }
 
-TEST(RemoveExactPackages, CountsWhatWasRemovedBeforeAFailure) {
+TEST(RemoveExactPackages, SaysWhatWasRemovedBeforeAFailure) {
   Machine machine = StockedMachine();
   machine.store.Find(u"oem3.inf")->uninstallError = platform::ERROR_INF_IN_USE_BY_DEVICES;
   const Answer answer = Remove(machine);
-  EXPECT_FALSE(answer.ok);
-  EXPECT_EQ(answer.removed, 1U);
+  EXPECT_FALSE(answer.removed);
   EXPECT_EQ(answer.output, u"vorn_devnode: removed authenticated driver package oem12.inf\n");
   EXPECT_EQ(answer.errorOutput,
             u"vorn_devnode: SetupUninstallOEMInf(exact VORN package) failed (error 0xE000023D)\n");
@@ -391,8 +371,8 @@ TEST(RemoveExactPackages, DoesNotBelieveAnUninstallationThatLeavesTheInf) {
   machine.store.Find(u"oem3.inf")->uninstallKeepsFile = true;
   machine.store.Find(u"oem12.inf")->uninstallKeepsFile = true;
   const Answer answer = Remove(machine);
-  EXPECT_FALSE(answer.ok);
-  EXPECT_EQ(answer.removed, 2U);
+  EXPECT_FALSE(answer.removed);
+  EXPECT_EQ(answer.output, kBothRemoved);
   // What stays behind has lost its package: its identity cannot be confirmed any more, or it can
   // and is still there. Either way nothing is called clean.
   EXPECT_TRUE(answer.errorOutput == Doubtful(u"oem12.inf") ||
@@ -407,8 +387,8 @@ TEST(RemoveExactPackages, ReportsPackagesThatRemain) {
   fault.call = "SetupUninstallOEMInfW";
   fault.kind = FaultKind::SucceedWithoutEffect;
   const Answer answer = Remove(machine, {fault});
-  EXPECT_FALSE(answer.ok);
-  EXPECT_EQ(answer.removed, 2U);
+  EXPECT_FALSE(answer.removed);
+  EXPECT_EQ(answer.output, kBothRemoved);
   EXPECT_EQ(answer.errorOutput,
             u"vorn_devnode: 1 authenticated VORN package(s) remain after cleanup\n");
 }
@@ -419,8 +399,8 @@ TEST(RemoveExactPackages, FailsWhenTheSecondSelectionFails) {
   fault.call = "GetWindowsDirectoryW";
   fault.first = fault.last = 2;
   const Answer answer = Remove(machine, {fault});
-  EXPECT_FALSE(answer.ok);
-  EXPECT_EQ(answer.removed, 2U);
+  EXPECT_FALSE(answer.removed);
+  EXPECT_EQ(answer.output, kBothRemoved);
 }
 
 TEST(RemoveExactPackages, ClosesEveryCandidateBeforeItUninstalls) {
@@ -435,21 +415,18 @@ TEST(RemoveExactPackages, ClosesEveryCandidateBeforeItUninstalls) {
     EXPECT_EQ(CountOwnOpens(world.files), 0U);
   };
   process.faults.push_back(fault);
-  std::uint32_t removed = 0;
-  EXPECT_TRUE(RemoveExactPackages(SoundIdentity(), removed));
-  EXPECT_EQ(removed, 2U);
+  EXPECT_EQ(RemoveExactPackages(SoundIdentity()), 2U);
 }
 
 TEST(RemoveExactPackages, NeverUninstallsOthersWhateverFails) {
   FailEachCall(StockedMachine(), [](Process& process, const std::string& failing) {
-    std::uint32_t removed = 77;
-    const bool ok = RemoveExactPackages(SoundIdentity(), removed);
+    const std::optional<std::uint32_t> removed = RemoveExactPackages(SoundIdentity());
     const Machine& machine = process.TheMachine();
     EXPECT_NE(machine.store.Find(u"oem1.inf"), nullptr);
     EXPECT_NE(machine.store.Find(u"oem4.inf"), nullptr);
-    EXPECT_LE(removed, 2U);
+    EXPECT_LE(removed.value_or(0), 2U);
     if (failing.empty()) {
-      EXPECT_TRUE(ok);
+      EXPECT_EQ(removed, 2U);
     }
   });
 }

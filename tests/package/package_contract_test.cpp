@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <gtest/gtest.h>
+#include <optional>
 
 namespace vorn {
 namespace {
@@ -84,10 +85,10 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(HasExactPackageContract, RefusesASourceInfOfAnotherName) {
   Machine machine = BareMachine();
   PutFile(machine.files, u"C:\\pkg\\driver\\other.inf", SoundInf());
-  const Reading reading = ReadSource(machine, u"C:\\pkg\\driver\\other.inf");
-  ASSERT_TRUE(reading.ok);
-  EXPECT_EQ(reading.identity.originalInfName, u"other.inf");
-  EXPECT_FALSE(HasExactPackageContract(reading.identity));
+  const std::optional<InfIdentity> identity = ReadSource(machine, u"C:\\pkg\\driver\\other.inf");
+  ASSERT_TRUE(identity);
+  EXPECT_EQ(identity->originalInfName, u"other.inf");
+  EXPECT_FALSE(HasExactPackageContract(*identity));
 }
 
 }  // namespace

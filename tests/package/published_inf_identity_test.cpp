@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <gtest/gtest.h>
+#include <optional>
 
 namespace vorn {
 namespace {
@@ -21,21 +22,20 @@ Machine PublishedMachine(std::u16string_view originalInf = u"vorn_audio.inf",
 }
 
 TEST(ReadInfIdentity, TakesTheOriginalNamesOfAPublishedInfFromThePlatform) {
-  const Reading reading =
+  const std::optional<InfIdentity> identity =
       ReadPublished(PublishedMachine(u"C:\\setup\\vorn_audio.inf", u"a/b/VORN_audio.cat"));
-  ASSERT_TRUE(reading.ok);
+  ASSERT_TRUE(identity);
   InfIdentity expected = SoundIdentity();
   expected.publishedInfName = u"oem3.inf";
   expected.originalCatalogName = u"VORN_audio.cat";
-  EXPECT_EQ(reading.identity, expected);
+  EXPECT_EQ(*identity, expected);
 }
 
 TEST(ReadInfIdentity, AsksForOriginalNamesByTheDisplayPath) {
   Machine machine = PublishedMachine();
   Process process(machine);
   process.logCalls = true;
-  InfIdentity identity;
-  ASSERT_TRUE(ReadInfIdentity(u"C:\\Windows\\INF\\oem3.inf", u"oem3.inf", nullptr, identity));
+  ASSERT_TRUE(OpenAndReadPublished());
   const std::vector<CallRecord> asked = CallsOf(process, "SetupGetInfInformationW");
   ASSERT_EQ(asked.size(), 2U);
   for (const CallRecord& call : asked) {
@@ -56,30 +56,27 @@ TEST(ReadInfIdentity, DoesNotAskForTheOriginalNamesOfASourceInf) {
   Machine machine = MachineWithInf();
   Process process(machine);
   process.logCalls = true;
-  InfIdentity identity;
-  ASSERT_TRUE(ReadInfIdentity(kInfPath, u"", nullptr, identity));
+  ASSERT_TRUE(OpenAndRead());
   EXPECT_TRUE(CallsOf(process, "SetupGetInfInformationW").empty());
 }
 
 TEST(ReadInfIdentity, RefusesOriginalNamesThatAreNoFileNames) {
   const std::u16string longest(259, u'x');
-  EXPECT_TRUE(ReadPublished(PublishedMachine(longest, longest)).ok);
-  EXPECT_FALSE(ReadPublished(PublishedMachine(u"", u"vorn_audio.cat")).ok);
-  EXPECT_FALSE(ReadPublished(PublishedMachine(u"vorn_audio.inf", u"")).ok);
-  EXPECT_FALSE(ReadPublished(PublishedMachine(u"C:\\pkg\\", u"vorn_audio.cat")).ok);
-  EXPECT_FALSE(ReadPublished(PublishedMachine(u"vorn\n.inf", u"vorn_audio.cat")).ok);
-  EXPECT_FALSE(ReadPublished(PublishedMachine(u"vorn_audio.inf", u"vorn\r.cat")).ok);
+  EXPECT_TRUE(ReadPublished(PublishedMachine(longest, longest)));
+  EXPECT_FALSE(ReadPublished(PublishedMachine(u"", u"vorn_audio.cat")));
+  EXPECT_FALSE(ReadPublished(PublishedMachine(u"vorn_audio.inf", u"")));
+  EXPECT_FALSE(ReadPublished(PublishedMachine(u"C:\\pkg\\", u"vorn_audio.cat")));
+  EXPECT_FALSE(ReadPublished(PublishedMachine(u"vorn\n.inf", u"vorn_audio.cat")));
+  EXPECT_FALSE(ReadPublished(PublishedMachine(u"vorn_audio.inf", u"vorn\r.cat")));
 }
 
 TEST(ReadInfIdentity, FailsWhenAnyCallAboutAPublishedInfFails) {
   FailEachCall(PublishedMachine(), [](Process&, const std::string& failing) {
-    InfIdentity identity;
-    const bool read =
-        ReadInfIdentity(u"C:\\Windows\\INF\\oem3.inf", u"oem3.inf", nullptr, identity);
+    const std::optional<InfIdentity> identity = OpenAndReadPublished();
     if (failing.empty() || IsRelease(failing)) {
-      EXPECT_TRUE(read);
+      EXPECT_TRUE(identity);
     } else {
-      EXPECT_FALSE(read && HasExactPackageContract(identity));
+      EXPECT_FALSE(identity && HasExactPackageContract(*identity));
     }
   });
 }
@@ -97,8 +94,7 @@ bool ReadsPublishedWith(const Fault& fault) {
   Machine machine = PublishedMachine();
   Process process(machine);
   process.faults.push_back(fault);
-  InfIdentity identity;
-  const bool read = ReadInfIdentity(u"C:\\Windows\\INF\\oem3.inf", u"oem3.inf", nullptr, identity);
+  const bool read = OpenAndReadPublished().has_value();
   EXPECT_TRUE(NothingIsOpen(process));
   return read;
 }
@@ -143,9 +139,9 @@ TEST(ReadInfIdentity, TakesInformationOfUpTo1MiB) {
   const std::uint32_t smallest = informationSize(published(0));
   const std::size_t growth = (1048576 - smallest) / 2;
   ASSERT_EQ(informationSize(published(growth)), 1048576U);
-  EXPECT_TRUE(ReadPublished(published(growth)).ok);
+  EXPECT_TRUE(ReadPublished(published(growth)));
   ASSERT_EQ(informationSize(published(growth + 1)), 1048578U);
-  EXPECT_FALSE(ReadPublished(published(growth + 1)).ok);
+  EXPECT_FALSE(ReadPublished(published(growth + 1)));
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include "devnode/root_discovery.h"
 #include "package_world.h"
 #include "platform/files.h"
+#include "product/product.h"
 
 #include <gtest/gtest.h>
 

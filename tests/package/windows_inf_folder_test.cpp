@@ -2,46 +2,36 @@
 
 #include "package_world.h"
 
+#include <optional>
+
 namespace vorn {
 namespace {
 
 using namespace platform::simulated;
 
-struct Answer {
-  bool known = false;
-  std::u16string folder = u"left over";
-};
-
-Answer ReadFolderOf(std::u16string windowsFolder, const std::vector<Fault>& faults = {}) {
+std::optional<std::u16string> ReadFolderOf(std::u16string windowsFolder,
+                                           const std::vector<Fault>& faults = {}) {
   Machine machine = tests::BareMachine();
   machine.files.windowsFolder = std::move(windowsFolder);
   Process process(machine);
   process.faults = faults;
-  Answer answer;
-  answer.known = ReadWindowsFolder(answer.folder);
-  return answer;
+  return ReadWindowsFolder();
 }
 
 TEST(WindowsFolder, IsAsThePlatformNamesIt) {
-  const Answer answer = ReadFolderOf(u"C:\\Windows");
-  EXPECT_TRUE(answer.known);
-  EXPECT_EQ(answer.folder, u"C:\\Windows");
+  EXPECT_EQ(ReadFolderOf(u"C:\\Windows"), u"C:\\Windows");
 }
 
-TEST(WindowsFolder, IsEmptyWhenThePlatformDoesNotSay) {
+TEST(WindowsFolder, IsNothingWhenThePlatformDoesNotSay) {
   Fault fault;
   fault.call = "GetWindowsDirectoryW";
-  const Answer answer = ReadFolderOf(u"C:\\Windows", {fault});
-  EXPECT_FALSE(answer.known);
-  EXPECT_EQ(answer.folder, u"");
+  EXPECT_FALSE(ReadFolderOf(u"C:\\Windows", {fault}));
 }
 
 TEST(WindowsFolder, HasUpTo32767Units) {
   const std::u16string longest = u"C:\\" + std::u16string(32764, u'w');
-  EXPECT_EQ(ReadFolderOf(longest).folder, longest);
-  const Answer longer = ReadFolderOf(longest + u"w");
-  EXPECT_FALSE(longer.known);
-  EXPECT_EQ(longer.folder, u"");
+  EXPECT_EQ(ReadFolderOf(longest), longest);
+  EXPECT_FALSE(ReadFolderOf(longest + u"w"));
 }
 
 }  // namespace

@@ -23,7 +23,7 @@ struct NumberTraits {
   }
 };
 
-using Number = Owner<NumberTraits>;
+using Number = platform::Owner<NumberTraits>;
 using Closed = std::vector<int>;
 
 class AnOwner : public ::testing::Test {

@@ -38,7 +38,7 @@ class VerifiedDirectory : public tests::InputTest {
   }
 
   NativeApi api = LoadNativeApi();
-  SecurityDescriptor descriptor;
+  platform::SecurityDescriptor descriptor;
 };
 
 TEST_F(VerifiedDirectory, IsNotOpenByItself) {

@@ -1,7 +1,6 @@
 #include "privileged_input/file.h"
 
 #include "platform/native.h"
-#include "privileged_input/file_transfer.h"
 #include "tests/privileged_input/input_test.h"
 
 #include <string>
@@ -35,7 +34,7 @@ class VerifiedFile : public tests::InputTest {
   }
 
   NativeApi api = LoadNativeApi();
-  SecurityDescriptor descriptor;
+  platform::SecurityDescriptor descriptor;
 };
 
 TEST_F(VerifiedFile, IsNotOpenByItself) {
@@ -315,14 +314,6 @@ TEST_F(FileCopy, MovesPiecesOfAMebibyte) {
   EXPECT_EQ(CopyBytes(1), std::vector<std::string>{"1"});
   EXPECT_EQ(CopyBytes(kMebibyte), std::vector<std::string>{"1048576"});
   EXPECT_EQ(CopyBytes(2 * kMebibyte + 3), (std::vector<std::string>{"1048576", "1048576", "3"}));
-}
-
-TEST_F(FileCopy, ReadsIntoOneBufferPieceBehindPiece) {
-  const std::size_t size = 2 * kMebibyte + 3;
-  const File source = OpenSource(Pattern(size));
-  sim::Bytes buffer(size);
-  EXPECT_TRUE(ReadExactly(source.Handle(), buffer.data(), size));
-  EXPECT_EQ(buffer, Pattern(size));
 }
 
 TEST_F(FileCopy, EndsWithTheEndOfFileAFlushAndANewCapture) {

@@ -1,21 +1,22 @@
 #pragma once
 
-// A small machine for the tests of protected input: drive C: with a package and a temporary folder,
-// and one process that must leave nothing open behind.
+// A small machine for the tests of protected input: drive C: with a temporary folder, and one
+// process that must leave nothing open.
 
 #include "platform/files.h"
 #include "platform/last_error.h"
 #include "platform/security.h"
 #include "platform/simulated/machine.h"
 #include "platform/simulated/process.h"
-#include "privileged_input/private_package.h"
-#include "privileged_input/protected_files.h"
+#include "privileged_input/absolute_path.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <gtest/gtest.h>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace vorn {
@@ -45,16 +46,19 @@ class InputTest : public ::testing::Test {
  protected:
   InputTest() { process.logCalls = true; }
 
-  // Here rather than in TearDown, so that what a test's own fixture holds has gone by now.
+  // Not in TearDown: what the members of a derived fixture hold has been released only by now.
   ~InputTest() override {
-    privileged_input::ReleasePackageSnapshot();
-    privileged_input::ReleaseProtectedFiles();
     for (const auto& [kind, count] : process.OpenObjects()) {
       EXPECT_EQ(count, 0U) << "objects of kind " << static_cast<int>(kind) << " were left open";
     }
   }
 
   sim::FileSystem& Files() { return machine.files; }
+
+  /// An absolute path that must be sound.
+  static privileged_input::AbsolutePath PathOf(std::u16string_view path) {
+    return privileged_input::AbsolutePath::Parse(path).value();
+  }
 
   std::size_t OpenHandles() const {
     const auto counts = process.OpenObjects();

@@ -35,7 +35,7 @@ class NativeOpen : public tests::InputTest {
 
   NativeRecorder recorder;
   NativeApi api = recorder.Api();
-  SecurityDescriptor descriptor;
+  platform::SecurityDescriptor descriptor;
 };
 
 TEST_F(NativeOpen, OpensTheVolumeRootByItsDeviceName) {
@@ -156,7 +156,8 @@ TEST_F(NativeOpen, DoesNotBelieveASuccessWithoutAHandle) {
 }
 
 TEST_F(NativeOpen, ClosesAHandleThatAFailureGave) {
-  KernelHandle stray = OpenNative(api, nullptr, u"\\Device\\HarddiskVolume3\\", kOpenDirectory);
+  platform::KernelHandle stray =
+      OpenNative(api, nullptr, u"\\Device\\HarddiskVolume3\\", kOpenDirectory);
   ASSERT_TRUE(stray);
   recorder.answer = {platform::STATUS_ACCESS_DENIED, stray.Get()};
   EXPECT_FALSE(OpenNative(api, nullptr, u"x", kOpenFile));
@@ -168,13 +169,13 @@ TEST_F(NativeOpen, ClosesAHandleThatAFailureGave) {
 TEST_F(NativeOpen, TakesAFolderForAFolderAndAFileForAFile) {
   const Directory folder = Directory::OpenAbsolute(u"C:\\dir", api);
   const File file = File::Open(folder, u"file", 100, FileMode::ReadOnly);
-  EXPECT_TRUE(IsPlainObject(folder.Handle(), true));
-  EXPECT_TRUE(IsPlainObject(file.Handle(), false));
+  EXPECT_TRUE(IsPlainFolder(folder.Handle()));
+  EXPECT_TRUE(IsPlainFile(file.Handle()));
   platform::SetLastError(0);
-  EXPECT_FALSE(IsPlainObject(folder.Handle(), false));
+  EXPECT_FALSE(IsPlainFile(folder.Handle()));
   EXPECT_LAST_ERROR(ERROR_FILE_INVALID);
   platform::SetLastError(0);
-  EXPECT_FALSE(IsPlainObject(file.Handle(), true));
+  EXPECT_FALSE(IsPlainFolder(file.Handle()));
   EXPECT_LAST_ERROR(ERROR_FILE_INVALID);
 }
 
@@ -184,29 +185,6 @@ TEST(NativeOpenRequests, AskForTheseRights) {
   EXPECT_EQ(kOpenFile.access, 0x80020000U);
   EXPECT_EQ(kOpenDeletableFile.access, 0x80030100U);
   EXPECT_EQ(kCreateFile.access, 0xC0030000U);
-}
-
-class NativeTable : public tests::InputTest {};
-
-TEST_F(NativeTable, ComesFromNtdll) {
-  const NativeApi api = LoadNativeApi();
-  EXPECT_NE(api.queryDosDevice, nullptr);
-  EXPECT_NE(api.ntCreateFile, nullptr);
-  EXPECT_NE(api.rtlNtStatusToDosError, nullptr);
-  ASSERT_EQ(CallsOf("GetModuleHandleW").size(), 1U);
-  EXPECT_EQ(CallsOf("GetModuleHandleW")[0].Argument("lpModuleName"), "ntdll.dll");
-  ASSERT_EQ(CallsOf("GetProcAddress").size(), 2U);
-  EXPECT_EQ(CallsOf("GetProcAddress")[0].Argument("lpProcName"), "NtCreateFile");
-  EXPECT_EQ(CallsOf("GetProcAddress")[1].Argument("lpProcName"), "RtlNtStatusToDosError");
-}
-
-TEST_F(NativeTable, LacksWhatIsNotExported) {
-  process.missingExports = {"RtlNtStatusToDosError"};
-  EXPECT_NE(LoadNativeApi().ntCreateFile, nullptr);
-  EXPECT_EQ(LoadNativeApi().rtlNtStatusToDosError, nullptr);
-  process.ntdllMissing = true;
-  EXPECT_EQ(LoadNativeApi().ntCreateFile, nullptr);
-  EXPECT_NE(LoadNativeApi().queryDosDevice, nullptr);
 }
 
 }  // namespace

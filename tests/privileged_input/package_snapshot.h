@@ -3,27 +3,45 @@
 // A package on the small machine, and looks at the snapshot that is taken of it.
 
 #include "base/text.h"
+#include "privileged_input/private_package.h"
 #include "tests/privileged_input/input_test.h"
 
 #include <cstddef>
 #include <gtest/gtest.h>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace vorn::privileged_input {
 
 inline constexpr char16_t kInf[] = u"C:\\pkg\\driver\\vorn_audio.inf";
 inline constexpr char16_t kFolder[] = u"C:\\pkg\\driver\\";
 
-/// Drive C: with a package of four files in C:\pkg\driver and a file beside it.
-class PackageSnapshot : public tests::InputTest {
+/// Drive C: with a package of four files in C:\pkg\driver and a file beside it, and one run's
+/// snapshot, which is not taken yet.
+class PackageSnapshotTest : public tests::InputTest {
  protected:
-  PackageSnapshot() {
+  PackageSnapshotTest() {
     sim::PutFile(Files(), kInf, "the inf");
     sim::PutFile(Files(), u"C:\\pkg\\driver\\vorn_audio.cat", "the catalog");
     sim::PutFile(Files(), u"C:\\pkg\\driver\\x64\\vorn_audio.sys", "the driver");
     sim::PutFile(Files(), u"C:\\pkg\\driver\\x64\\deep\\notes.txt", "");
     sim::PutFile(Files(), u"C:\\pkg\\beside.txt", "not part of the package");
+  }
+
+  bool Acquire(std::u16string_view infPath = kInf) {
+    return AcquirePackageSnapshot(AbsolutePath::Parse(infPath), *snapshot);
+  }
+
+  /// Destroys the snapshot, as the end of its run does; the next run starts with none.
+  void Release() { snapshot.emplace(); }
+
+  /// A package of kInf that belongs to no run.
+  static PrivatePackage CreatePackage(std::u16string tempBase = {},
+                                      const char16_t* sddl = kPackageSddl,
+                                      ProtectionCheck protection = ProtectionCheck::Verify) {
+    return PrivatePackage::Create(PathOf(kInf), std::move(tempBase), sddl, protection);
   }
 
   /// The folder of the only snapshot.
@@ -41,13 +59,14 @@ class PackageSnapshot : public tests::InputTest {
   }
   void ExpectRefused(const std::u16string& path, std::string_view error) {
     process.console.clear();
-    EXPECT_FALSE(AcquirePackageSnapshot(path)) << testing::PrintToString(path);
+    EXPECT_FALSE(Acquire(path)) << testing::PrintToString(path);
     EXPECT_EQ(ToUtf8(process.ErrorOutput()),
               "vorn_devnode: protected local package snapshot refused (error 0x" +
                   std::string(error) + ")\n");
     EXPECT_EQ(process.Output(), u"");
     EXPECT_EQ(OpenHandles(), 0U);
-    EXPECT_EQ(SnapshotInfPath(), u"");
+    EXPECT_EQ(snapshot->Input().path, u"");
+    EXPECT_FALSE(snapshot->Input().file);
     if (Exists(u"C:\\Temp")) ExpectNothingLeft();
   }
   void ExpectRefused(std::string_view error) { ExpectRefused(kInf, error); }
@@ -64,6 +83,8 @@ class PackageSnapshot : public tests::InputTest {
       path += u"d\\";
     return path;
   }
+
+  std::optional<PackageSnapshot> snapshot{std::in_place};
 };
 
 }  // namespace vorn::privileged_input

@@ -182,12 +182,6 @@ TEST_F(AbsolutePathRule, Accepts32760UnitsAndNoMore) {
   ExpectRefused(PathOfLength(32761));
 }
 
-TEST_F(AbsolutePathRule, FindsTheFolderOfAPath) {
-  EXPECT_EQ(FolderOfAbsolutePath(u"C:\\pkg\\driver\\a.inf"), u"C:\\pkg\\driver");
-  EXPECT_EQ(FolderOfAbsolutePath(u"C:\\a.inf"), u"C:\\");
-  EXPECT_EQ(FolderOfAbsolutePath(u"C:\\a\\b"), u"C:\\a");
-}
-
 class RelativePathRule : public tests::InputTest {};
 
 TEST_F(RelativePathRule, SplitsFromTheFirstUnit) {

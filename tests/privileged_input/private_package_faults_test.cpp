@@ -5,7 +5,7 @@
 #include "privileged_input/private_package.h"
 #include "tests/privileged_input/input_test.h"
 
-#include <functional>
+#include <optional>
 
 namespace vorn::privileged_input {
 namespace {
@@ -35,10 +35,11 @@ struct SnapshotRun {
     sim::Process process(machine);
     process.logCalls = true;
     process.faults = faults;
-    acquired = AcquirePackageSnapshot(kInf);
+    std::optional<PackageSnapshot> snapshot(std::in_place);
+    acquired = AcquirePackageSnapshot(AbsolutePath::Parse(kInf), *snapshot);
     acquireCalls = process.callCount;
-    if (acquired && !process.killed) faithful = IsFaithful();
-    ReleasePackageSnapshot();
+    if (acquired && !process.killed) faithful = IsFaithful(snapshot->Input().path);
+    snapshot.reset();
     allCalls = process.callCount;
     if (!faults.empty() && faults[0].first <= process.calls.size()) {
       faultedCall = process.calls[faults[0].first - 1].name;
@@ -48,7 +49,7 @@ struct SnapshotRun {
       openHandles += count;
   }
 
-  bool IsFaithful() const {
+  bool IsFaithful(std::u16string_view infPath) const {
     const auto names = sim::ListFolder(machine.files, u"C:\\Temp");
     if (names.size() != 1) return false;
     const std::u16string copy = u"C:\\Temp\\" + names[0];
@@ -59,7 +60,7 @@ struct SnapshotRun {
           sim::ReadWholeFile(machine.files, std::u16string(u"C:\\pkg\\driver") + file);
       if (!content || content != source) return false;
     }
-    return SnapshotInfPath().ends_with(names[0] + u"\\vorn_audio.inf");
+    return infPath.ends_with(names[0] + u"\\vorn_audio.inf");
   }
 
   bool LeftSomething() const { return !sim::ListFolder(machine.files, u"C:\\Temp").empty(); }

@@ -8,31 +8,31 @@ namespace {
 using tests::kGuidRoot;
 using tests::Repeat;
 
-TEST_F(PackageSnapshot, AsksForTheTemporaryFolderWithAWholeBuffer) {
-  ASSERT_TRUE(AcquirePackageSnapshot(kInf));
+TEST_F(PackageSnapshotTest, AsksForTheTemporaryFolderWithAWholeBuffer) {
+  ASSERT_TRUE(Acquire());
   ASSERT_EQ(CallsOf("GetTempPathW").size(), 1U);
   EXPECT_EQ(CallsOf("GetTempPathW")[0].Argument("nBufferLength"), "32768");
 }
 
-TEST_F(PackageSnapshot, CutsBackslashesButNotADriveRoots) {
+TEST_F(PackageSnapshotTest, CutsBackslashesButNotADriveRoots) {
   for (const char16_t* base : {u"C:\\Temp\\\\\\", u"C:\\Temp"}) {
     machine.files.tempFolder = base;
-    EXPECT_TRUE(AcquirePackageSnapshot(kInf)) << testing::PrintToString(base);
+    EXPECT_TRUE(Acquire()) << testing::PrintToString(base);
   }
   machine.files.tempFolder = u"C:\\";
-  ASSERT_TRUE(AcquirePackageSnapshot(kInf));
-  EXPECT_TRUE(SnapshotInfPath().starts_with(std::u16string(kGuidRoot) + u"VORN-input-"));
+  ASSERT_TRUE(Acquire());
+  EXPECT_TRUE(snapshot->Input().path.starts_with(std::u16string(kGuidRoot) + u"VORN-input-"));
 }
 
-TEST_F(PackageSnapshot, TakesAnotherBaseWhenOneIsGiven) {
+TEST_F(PackageSnapshotTest, TakesAnotherBaseWhenOneIsGiven) {
   sim::MakeFolder(Files(), u"C:\\base");
-  const PrivatePackage package = PrivatePackage::Create(kInf, u"C:\\base\\", kPackageSddl, true);
+  const PrivatePackage package = CreatePackage(u"C:\\base\\");
   EXPECT_TRUE(package);
   EXPECT_EQ(sim::ListFolder(Files(), u"C:\\base").size(), 1U);
   EXPECT_TRUE(CallsOf("GetTempPathW").empty());
 }
 
-TEST_F(PackageSnapshot, RefusesATemporaryFolderThatIsALinkOrBehindOne) {
+TEST_F(PackageSnapshotTest, RefusesATemporaryFolderThatIsALinkOrBehindOne) {
   sim::MakeFolder(Files(), u"C:\\real\\inner");
   sim::PutLink(Files(), u"C:\\linked", sim::ReparseKind::Junction, u"C:\\real", true);
   for (const char16_t* base : {u"C:\\linked\\", u"C:\\linked\\inner\\"}) {
@@ -42,7 +42,7 @@ TEST_F(PackageSnapshot, RefusesATemporaryFolderThatIsALinkOrBehindOne) {
   EXPECT_EQ(sim::ListFolder(Files(), u"C:\\real").size(), 1U);
 }
 
-TEST_F(PackageSnapshot, IsRefusedInATemporaryFolderThatBecomesALinkWhileItIsHeld) {
+TEST_F(PackageSnapshotTest, IsRefusedInATemporaryFolderThatBecomesALinkWhileItIsHeld) {
   sim::Fault becomesLink;
   becomesLink.call = "BCryptGenRandom";
   becomesLink.kind = sim::FaultKind::Change;
@@ -55,7 +55,7 @@ TEST_F(PackageSnapshot, IsRefusedInATemporaryFolderThatBecomesALinkWhileItIsHeld
   ExpectRefused("00001129");
 }
 
-TEST_F(PackageSnapshot, RefusesATemporaryFolderOnANetworkDrive) {
+TEST_F(PackageSnapshotTest, RefusesATemporaryFolderOnANetworkDrive) {
   Files().dosDevices[u"N:"] = u"\\Device\\Mup\\server\\share";
   machine.files.tempFolder = u"N:\\Temp\\";
   ExpectRefused("000004B0");
@@ -63,7 +63,7 @@ TEST_F(PackageSnapshot, RefusesATemporaryFolderOnANetworkDrive) {
   ExpectRefused("0000007B");
 }
 
-TEST_F(PackageSnapshot, RefusesATemporaryFolderThatIsMissingOrUnknown) {
+TEST_F(PackageSnapshotTest, RefusesATemporaryFolderThatIsMissingOrUnknown) {
   machine.files.tempFolder = u"C:\\none\\";
   ExpectRefused("00000002");
   machine.files.tempFolder = u"C:\\" + Repeat(u'a', 33000) + u"\\";
@@ -73,29 +73,29 @@ TEST_F(PackageSnapshot, RefusesATemporaryFolderThatIsMissingOrUnknown) {
   ExpectRefused("00000008");
 }
 
-TEST_F(PackageSnapshot, GoesBeforeTheNextIsMade) {
-  ASSERT_TRUE(AcquirePackageSnapshot(kInf));
+TEST_F(PackageSnapshotTest, GoesBeforeTheNextIsMade) {
+  ASSERT_TRUE(Acquire());
   std::vector<std::u16string> left = {u"never listed"};
   ChangeBefore("BCryptGenRandom", 1,
                [&left](sim::Machine& now) { left = sim::ListFolder(now.files, u"C:\\Temp"); });
-  ASSERT_TRUE(AcquirePackageSnapshot(kInf));
+  ASSERT_TRUE(Acquire());
   EXPECT_EQ(left, std::vector<std::u16string>{});
 }
 
-TEST_F(PackageSnapshot, NeverTakesAnExistingFolder) {
+TEST_F(PackageSnapshotTest, NeverTakesAnExistingFolder) {
   const std::uint64_t random = machine.randomState;
-  ASSERT_TRUE(AcquirePackageSnapshot(kInf));
+  ASSERT_TRUE(Acquire());
   const std::u16string name = CopyFolder();
-  ReleasePackageSnapshot();
+  Release();
   machine.randomState = random;
   sim::PutFile(Files(), name + u"\\planted", "planted");
-  EXPECT_FALSE(AcquirePackageSnapshot(kInf));
+  EXPECT_FALSE(Acquire());
   EXPECT_EQ(process.ErrorOutput(),
             u"vorn_devnode: protected local package snapshot refused (error 0x000000B7)\n");
   EXPECT_EQ(sim::ListFolder(Files(), name), std::vector<std::u16string>{u"planted"});
 }
 
-TEST_F(PackageSnapshot, MustBeProtectedIndeed) {
+TEST_F(PackageSnapshotTest, MustBeProtectedIndeed) {
   const auto loosen = [](sim::Machine& changed) {
     const std::u16string name = sim::ListFolder(changed.files, u"C:\\Temp").at(0);
     sim::NodeAt(changed.files, u"C:\\Temp\\" + name).security.daclProtected = false;
@@ -111,22 +111,22 @@ TEST_F(PackageSnapshot, MustBeProtectedIndeed) {
   ExpectRefused("00000005");
 }
 
-TEST_F(PackageSnapshot, IsNotCheckedWhenNotAsked) {
-  const PrivatePackage package =
-      PrivatePackage::Create(kInf, {}, u"O:BAD:(A;OICI;FA;;;BA)(A;OICI;FA;;;WD)", false);
+TEST_F(PackageSnapshotTest, IsNotCheckedWhenNotAsked) {
+  constexpr char16_t kOpenToAllSddl[] = u"O:BAD:(A;OICI;FA;;;BA)(A;OICI;FA;;;WD)";
+  const PrivatePackage package = CreatePackage({}, kOpenToAllSddl, ProtectionCheck::Skip);
   EXPECT_TRUE(package);
   EXPECT_TRUE(CallsOf("GetSecurityInfo").empty());
-  EXPECT_FALSE(PrivatePackage::Create(kInf, {}, u"O:BAD:(A;OICI;FA;;;BA)(A;OICI;FA;;;WD)", true));
+  EXPECT_FALSE(CreatePackage({}, kOpenToAllSddl, ProtectionCheck::Verify));
   EXPECT_LAST_ERROR(ERROR_ACCESS_DENIED);
 }
 
-TEST_F(PackageSnapshot, ReportsAMalformedDescriptor) {
-  EXPECT_FALSE(PrivatePackage::Create(kInf, {}, u"nonsense", true));
+TEST_F(PackageSnapshotTest, ReportsAMalformedDescriptor) {
+  EXPECT_FALSE(CreatePackage({}, u"nonsense"));
   EXPECT_NE(platform::GetLastError(), 0U);
   ExpectNothingLeft();
 }
 
-TEST_F(PackageSnapshot, ReportsAFailedRandomSourceInTheDialectOfTheRest) {
+TEST_F(PackageSnapshotTest, ReportsAFailedRandomSourceInTheDialectOfTheRest) {
   FailCall("BCryptGenRandom", static_cast<std::uint32_t>(platform::STATUS_UNSUCCESSFUL));
   ExpectRefused("0000001F");
 }

@@ -6,35 +6,35 @@
 namespace vorn::privileged_input {
 namespace {
 
-TEST_F(PackageSnapshot, CopiesAGrowingFileAsItWasWhenItWasChecked) {
+TEST_F(PackageSnapshotTest, CopiesAGrowingFileAsItWasWhenItWasChecked) {
   ChangeBefore("ReadFile", 2,
                [](sim::Machine& changed) { sim::PutFile(changed.files, kInf, "the inf, grown"); });
-  ASSERT_TRUE(AcquirePackageSnapshot(kInf));
+  ASSERT_TRUE(Acquire());
   EXPECT_EQ(Content(CopyFolder() + u"\\vorn_audio.inf"), "the inf");
 }
 
-TEST_F(PackageSnapshot, RefusesAShrinkingFile) {
+TEST_F(PackageSnapshotTest, RefusesAShrinkingFile) {
   ChangeBefore("ReadFile", 2,
                [](sim::Machine& changed) { sim::PutFile(changed.files, kInf, "short"); });
   ExpectRefused("000003EE");
 }
 
-TEST_F(PackageSnapshot, CopiesTheFileThatItCheckedWhenTheNameIsTakenOver) {
+TEST_F(PackageSnapshotTest, CopiesTheFileThatItCheckedWhenTheNameIsTakenOver) {
   ChangeBefore("ReadFile", 2, [](sim::Machine& changed) {
     sim::MovePath(changed.files, kInf, u"C:\\moved.inf");
     sim::PutFile(changed.files, kInf, "planted");
   });
-  ASSERT_TRUE(AcquirePackageSnapshot(kInf));
+  ASSERT_TRUE(Acquire());
   EXPECT_EQ(Content(CopyFolder() + u"\\vorn_audio.inf"), "the inf");
 }
 
-TEST_F(PackageSnapshot, RefusesAnInfThatIsGoneWhenTheFolderIsListed) {
+TEST_F(PackageSnapshotTest, RefusesAnInfThatIsGoneWhenTheFolderIsListed) {
   ChangeBefore("BCryptGenRandom", 1,
                [](sim::Machine& changed) { sim::RemovePath(changed.files, kInf); });
   ExpectRefused("000003EE");
 }
 
-TEST_F(PackageSnapshot, RefusesAFolderThatBecameALink) {
+TEST_F(PackageSnapshotTest, RefusesAFolderThatBecameALink) {
   // The folder was listed as one; by the time it is opened a junction has its name.
   ChangeBefore("SetFilePointerEx", 1, [](sim::Machine& changed) {
     sim::RemovePath(changed.files, u"C:\\pkg\\driver\\x64");
@@ -44,7 +44,7 @@ TEST_F(PackageSnapshot, RefusesAFolderThatBecameALink) {
   ExpectRefused("00001129");
 }
 
-TEST_F(PackageSnapshot, RefusesACopyThatWasReplacedBeforeItWasReopened) {
+TEST_F(PackageSnapshotTest, RefusesACopyThatWasReplacedBeforeItWasReopened) {
   // The writable copy's flush is followed by its capture, its closing and the reopening by name.
   ChangeBefore("CloseHandle", 1, [](sim::Machine& changed) {
     const std::u16string copy =
@@ -54,14 +54,14 @@ TEST_F(PackageSnapshot, RefusesACopyThatWasReplacedBeforeItWasReopened) {
     sim::NodeAt(changed.files, copy).security.owner = sim::kOtherUser;
   });
   process.console.clear();
-  EXPECT_FALSE(AcquirePackageSnapshot(kInf));
+  EXPECT_FALSE(Acquire());
   EXPECT_EQ(process.ErrorOutput(),
             u"vorn_devnode: protected local package snapshot refused (error 0x00000005)\n");
 }
 
-TEST_F(PackageSnapshot, RemovesACopyThatCouldNotBeReopened) {
+TEST_F(PackageSnapshotTest, RemovesACopyThatCouldNotBeReopened) {
   // Opens before the first copy's reopening: two folder walks, the snapshot's folder, the copy.
-  ASSERT_TRUE(AcquirePackageSnapshot(kInf));
+  ASSERT_TRUE(Acquire());
   std::uint32_t reopening = 0;
   const auto opens = CallsOf("NtCreateFile");
   for (std::uint32_t i = 0; i < opens.size() && reopening == 0; ++i) {
@@ -69,7 +69,7 @@ TEST_F(PackageSnapshot, RemovesACopyThatCouldNotBeReopened) {
     if (ours && i > 0 && opens[i - 1].Argument("CreateDisposition") == "2") reopening = i + 1;
   }
   ASSERT_NE(reopening, 0U);
-  ReleasePackageSnapshot();
+  Release();
   FailCall("NtCreateFile", static_cast<std::uint32_t>(platform::STATUS_INSUFFICIENT_RESOURCES),
            reopening);
   ExpectRefused("000005AA");

@@ -5,7 +5,7 @@
 namespace vorn::privileged_input {
 namespace {
 
-TEST_F(PackageSnapshot, RefusesUnsafePathsBeforeAnyCall) {
+TEST_F(PackageSnapshotTest, RefusesUnsafePathsBeforeAnyCall) {
   for (const char16_t* path :
        {u"", u"vorn_audio.inf", u"driver\\vorn_audio.inf", u"C:\\", u"C:/pkg/driver/vorn_audio.inf",
         u"\\\\server\\share\\x.inf", u"\\\\?\\C:\\pkg\\driver\\vorn_audio.inf",
@@ -17,31 +17,31 @@ TEST_F(PackageSnapshot, RefusesUnsafePathsBeforeAnyCall) {
   }
 }
 
-TEST_F(PackageSnapshot, RefusesAMissingInfOrFolder) {
+TEST_F(PackageSnapshotTest, RefusesAMissingInfOrFolder) {
   ExpectRefused(u"C:\\pkg\\driver\\none.inf", "00000002");
   ExpectRefused(u"C:\\pkg\\none\\vorn_audio.inf", "00000002");
 }
 
-TEST_F(PackageSnapshot, RefusesAnInfThatIsAFolderOrBehindAFile) {
+TEST_F(PackageSnapshotTest, RefusesAnInfThatIsAFolderOrBehindAFile) {
   sim::MakeFolder(Files(), u"C:\\pkg\\driver\\folder.inf");
   ExpectRefused(u"C:\\pkg\\driver\\folder.inf", "00000005");
   ExpectRefused(u"C:\\pkg\\beside.txt\\vorn_audio.inf", "0000010B");
 }
 
-TEST_F(PackageSnapshot, RefusesAnInfOfMoreThanFourMebibytes) {
+TEST_F(PackageSnapshotTest, RefusesAnInfOfMoreThanFourMebibytes) {
   sim::PutEmptyFile(Files(), kInf, 4194305);
   ExpectRefused("000003EE");
   sim::PutEmptyFile(Files(), kInf, 4194304);
-  EXPECT_TRUE(AcquirePackageSnapshot(kInf));
+  EXPECT_TRUE(Acquire());
 }
 
-TEST_F(PackageSnapshot, TakesAnEmptyInf) {
+TEST_F(PackageSnapshotTest, TakesAnEmptyInf) {
   sim::PutFile(Files(), kInf, "");
-  EXPECT_TRUE(AcquirePackageSnapshot(kInf));
-  EXPECT_EQ(SnapshotInfFile().Size(), 0U);
+  EXPECT_TRUE(Acquire());
+  EXPECT_EQ(snapshot->Input().file.Size(), 0U);
 }
 
-TEST_F(PackageSnapshot, RefusesHardLinks) {
+TEST_F(PackageSnapshotTest, RefusesHardLinks) {
   sim::AddHardLink(Files(), kInf, u"C:\\alias.inf");
   ExpectRefused("000003EE");
   sim::RemovePath(Files(), u"C:\\alias.inf");
@@ -49,14 +49,14 @@ TEST_F(PackageSnapshot, RefusesHardLinks) {
   ExpectRefused("000003EE");
 }
 
-TEST_F(PackageSnapshot, RefusesAnInfThatIsALinkOrBehindOne) {
+TEST_F(PackageSnapshotTest, RefusesAnInfThatIsALinkOrBehindOne) {
   sim::PutLink(Files(), u"C:\\pkg\\driver\\link.inf", sim::ReparseKind::SymbolicLink, kInf, false);
   ExpectRefused(u"C:\\pkg\\driver\\link.inf", "000003EE");
   sim::PutLink(Files(), u"C:\\junction", sim::ReparseKind::Junction, u"C:\\pkg", true);
   ExpectRefused(u"C:\\junction\\driver\\vorn_audio.inf", "00001129");
 }
 
-TEST_F(PackageSnapshot, RefusesALinkAnywhereInTheFolder) {
+TEST_F(PackageSnapshotTest, RefusesALinkAnywhereInTheFolder) {
   sim::PutLink(Files(), u"C:\\pkg\\driver\\x64\\deep\\link", sim::ReparseKind::SymbolicLink,
                u"C:\\pkg\\beside.txt", false);
   ExpectRefused("000003EE");
@@ -66,28 +66,28 @@ TEST_F(PackageSnapshot, RefusesALinkAnywhereInTheFolder) {
   ExpectRefused("00001129");
 }
 
-TEST_F(PackageSnapshot, RefusesAReservedNameInTheFolder) {
+TEST_F(PackageSnapshotTest, RefusesAReservedNameInTheFolder) {
   sim::PutFile(Files(), u"C:\\pkg\\driver\\x64\\aux.txt", "");
   ExpectRefused("0000007B");
 }
 
-TEST_F(PackageSnapshot, RefusesAFileThatSomebodyIsWriting) {
+TEST_F(PackageSnapshotTest, RefusesAFileThatSomebodyIsWriting) {
   sim::HoldOpen(Files(), u"C:\\pkg\\driver\\x64\\vorn_audio.sys", platform::FILE_WRITE_DATA, 7);
   ExpectRefused("00000020");
 }
 
-TEST_F(PackageSnapshot, RefusesATemporaryFolderInsideThePackage) {
+TEST_F(PackageSnapshotTest, RefusesATemporaryFolderInsideThePackage) {
   machine.files.tempFolder = u"C:\\pkg\\driver\\x64\\";
   ExpectRefused("00000020");
   EXPECT_EQ(sim::ListFolder(Files(), u"C:\\pkg\\driver\\x64").size(), 2U);
 }
 
-TEST_F(PackageSnapshot, RefusesADriveThatIsNoLocalHardDisk) {
+TEST_F(PackageSnapshotTest, RefusesADriveThatIsNoLocalHardDisk) {
   Files().dosDevices[u"N:"] = u"\\Device\\Mup\\server\\share";
   ExpectRefused(u"N:\\driver\\vorn_audio.inf", "000004B0");
 }
 
-TEST_F(PackageSnapshot, NeedsTheNativeFunctions) {
+TEST_F(PackageSnapshotTest, NeedsTheNativeFunctions) {
   process.ntdllMissing = true;
   ExpectRefused("0000007F");
 }
@@ -95,44 +95,44 @@ TEST_F(PackageSnapshot, NeedsTheNativeFunctions) {
 // ------------------------------------------------------------------------------------------------
 // Limits.
 
-TEST_F(PackageSnapshot, TakesAFolderOf4096EntriesAndNoMore) {
+TEST_F(PackageSnapshotTest, TakesAFolderOf4096EntriesAndNoMore) {
   process.logCalls = false;
   PutMany(u"C:\\many\\", 4095);
   sim::PutFile(Files(), u"C:\\many\\x.inf", "");
-  EXPECT_TRUE(AcquirePackageSnapshot(u"C:\\many\\x.inf"));
+  EXPECT_TRUE(Acquire(u"C:\\many\\x.inf"));
   EXPECT_EQ(sim::ListFolder(Files(), CopyFolder()).size(), 4096U);
-  ReleasePackageSnapshot();
+  Release();
   ExpectNothingLeft();
   sim::PutFile(Files(), u"C:\\many\\one too many", "");
   ExpectRefused(u"C:\\many\\x.inf", "000003EE");
 }
 
-TEST_F(PackageSnapshot, CountsTheEntriesOfTheWholeTree) {
+TEST_F(PackageSnapshotTest, CountsTheEntriesOfTheWholeTree) {
   process.logCalls = false;
   PutMany(u"C:\\many\\", 2000);
   PutMany(u"C:\\many\\sub\\", 2094);
   sim::PutFile(Files(), u"C:\\many\\x.inf", "");
-  EXPECT_TRUE(AcquirePackageSnapshot(u"C:\\many\\x.inf"));
+  EXPECT_TRUE(Acquire(u"C:\\many\\x.inf"));
   sim::PutFile(Files(), u"C:\\many\\sub\\one too many", "");
   ExpectRefused(u"C:\\many\\x.inf", "000003EE");
 }
 
-TEST_F(PackageSnapshot, TakesSixteenLevelsOfFoldersAndNoMore) {
+TEST_F(PackageSnapshotTest, TakesSixteenLevelsOfFoldersAndNoMore) {
   sim::PutFile(Files(), NestedFolder(16) + u"deepest", "deep");
-  ASSERT_TRUE(AcquirePackageSnapshot(kInf));
+  ASSERT_TRUE(Acquire());
   EXPECT_EQ(Content(CopyFolder() + NestedFolder(16).substr(13) + u"deepest"), "deep");
-  ReleasePackageSnapshot();
+  Release();
   ExpectNothingLeft();
   sim::MakeFolder(Files(), NestedFolder(17));
   ExpectRefused("000003EE");
 }
 
-TEST_F(PackageSnapshot, RefusesAFileOfMoreThanHalfAGibibyte) {
+TEST_F(PackageSnapshotTest, RefusesAFileOfMoreThanHalfAGibibyte) {
   sim::PutEmptyFile(Files(), u"C:\\pkg\\driver\\big", 536870913);
   ExpectRefused("000003EE");
 }
 
-TEST_F(PackageSnapshot, RefusesFilesOfMoreThanHalfAGibibyteTogether) {
+TEST_F(PackageSnapshotTest, RefusesFilesOfMoreThanHalfAGibibyteTogether) {
   // The package holds 28 bytes besides; the big file comes last in the listing.
   sim::PutEmptyFile(Files(), u"C:\\pkg\\driver\\x64\\vorn_audio.sys", 0);
   sim::PutEmptyFile(Files(), u"C:\\pkg\\driver\\x64\\zz", 536870912 - 18 + 1);
@@ -140,11 +140,11 @@ TEST_F(PackageSnapshot, RefusesFilesOfMoreThanHalfAGibibyteTogether) {
   EXPECT_EQ(CallsOf("ReadFile").size(), 2U);
 }
 
-TEST_F(PackageSnapshot, TakesFilesOfExactlyHalfAGibibyteTogether) {
+TEST_F(PackageSnapshotTest, TakesFilesOfExactlyHalfAGibibyteTogether) {
   process.logCalls = false;
   sim::PutEmptyFile(Files(), u"C:\\pkg\\driver\\x64\\vorn_audio.sys", 0);
   sim::PutEmptyFile(Files(), u"C:\\pkg\\driver\\x64\\zz", 536870912 - 18);
-  EXPECT_TRUE(AcquirePackageSnapshot(kInf)) << platform::GetLastError();
+  EXPECT_TRUE(Acquire()) << platform::GetLastError();
 }
 
 }  // namespace

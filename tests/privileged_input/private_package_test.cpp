@@ -9,8 +9,8 @@ namespace {
 
 using tests::kGuidRoot;
 
-TEST_F(PackageSnapshot, CopiesTheWholeFolderOfTheInfAndNothingElse) {
-  ASSERT_TRUE(AcquirePackageSnapshot(kInf)) << platform::GetLastError();
+TEST_F(PackageSnapshotTest, CopiesTheWholeFolderOfTheInfAndNothingElse) {
+  ASSERT_TRUE(Acquire()) << platform::GetLastError();
   const std::u16string copy = CopyFolder();
   EXPECT_EQ(Content(copy + u"\\vorn_audio.inf"), "the inf");
   EXPECT_EQ(Content(copy + u"\\vorn_audio.cat"), "the catalog");
@@ -21,8 +21,8 @@ TEST_F(PackageSnapshot, CopiesTheWholeFolderOfTheInfAndNothingElse) {
   EXPECT_EQ(process.ErrorOutput() + process.Output(), u"");
 }
 
-TEST_F(PackageSnapshot, IsNamedByRandomDigits) {
-  ASSERT_TRUE(AcquirePackageSnapshot(kInf));
+TEST_F(PackageSnapshotTest, IsNamedByRandomDigits) {
+  ASSERT_TRUE(Acquire());
   const std::u16string first = CopyFolder();
   const std::u16string prefix = u"C:\\Temp\\VORN-input-";
   EXPECT_TRUE(first.starts_with(prefix));
@@ -34,15 +34,15 @@ TEST_F(PackageSnapshot, IsNamedByRandomDigits) {
   EXPECT_EQ(calls[0].Argument("Algorithm"), "null");
   EXPECT_EQ(calls[0].Argument("Size"), "16");
   EXPECT_EQ(calls[0].Argument("Flags"), "0x2");
-  ASSERT_TRUE(AcquirePackageSnapshot(kInf));
+  ASSERT_TRUE(Acquire());
   EXPECT_NE(CopyFolder(), first);
 }
 
-TEST_F(PackageSnapshot, WritesEachRandomByteHighDigitFirst) {
+TEST_F(PackageSnapshotTest, WritesEachRandomByteHighDigitFirst) {
   machine.randomState = 42;
-  ASSERT_TRUE(AcquirePackageSnapshot(kInf));
+  ASSERT_TRUE(Acquire());
   const std::u16string name = CopyFolder();
-  ReleasePackageSnapshot();
+  Release();
   machine.randomState = 42;
   std::uint8_t random[16] = {};
   ASSERT_GE(platform::BCryptGenRandom(nullptr, random, sizeof random,
@@ -56,30 +56,39 @@ TEST_F(PackageSnapshot, WritesEachRandomByteHighDigitFirst) {
   EXPECT_EQ(name, expected);
 }
 
-TEST_F(PackageSnapshot, GivesTheInfByItsGuidPath) {
-  ASSERT_TRUE(AcquirePackageSnapshot(kInf));
-  EXPECT_EQ(SnapshotInfPath(), kGuidRoot + CopyFolder().substr(3) + u"\\vorn_audio.inf");
-  EXPECT_EQ(SnapshotInfFile().Path(), SnapshotInfPath());
-  EXPECT_EQ(SnapshotInfFile().Size(), 7U);
-  EXPECT_FALSE(SnapshotInfFile().IsWritable());
-  EXPECT_FALSE(SnapshotInfFile().IsDeletable());
+TEST_F(PackageSnapshotTest, GivesTheInfByItsGuidPath) {
+  ASSERT_TRUE(Acquire());
+  EXPECT_EQ(snapshot->Input().path, kGuidRoot + CopyFolder().substr(3) + u"\\vorn_audio.inf");
+  EXPECT_EQ(snapshot->Input().file.Path(), snapshot->Input().path);
+  EXPECT_EQ(snapshot->Input().file.Size(), 7U);
+  EXPECT_FALSE(snapshot->Input().file.IsWritable());
+  EXPECT_FALSE(snapshot->Input().file.IsDeletable());
 }
 
-TEST_F(PackageSnapshot, FindsTheInfWhateverItsCaseUnderTheFoldersName) {
-  ASSERT_TRUE(AcquirePackageSnapshot(u"c:\\PKG\\Driver\\VORN_AUDIO.INF"));
-  EXPECT_TRUE(SnapshotInfPath().ends_with(u"\\vorn_audio.inf"));
+TEST_F(PackageSnapshotTest, GivesItsInfWithoutAPlatformCall) {
+  ASSERT_TRUE(Acquire());
+  process.calls.clear();
+  const InputInf inf = snapshot->Input();
+  EXPECT_EQ(inf.file.Handle(), snapshot->inf.file.Handle());
+  EXPECT_EQ(inf.path, inf.file.Path());
+  EXPECT_TRUE(process.calls.empty());
 }
 
-TEST_F(PackageSnapshot, TakesAnInfFromADriveRoot) {
+TEST_F(PackageSnapshotTest, FindsTheInfWhateverItsCaseUnderTheFoldersName) {
+  ASSERT_TRUE(Acquire(u"c:\\PKG\\Driver\\VORN_AUDIO.INF"));
+  EXPECT_TRUE(snapshot->Input().path.ends_with(u"\\vorn_audio.inf"));
+}
+
+TEST_F(PackageSnapshotTest, TakesAnInfFromADriveRoot) {
   sim::AddVolume(Files(), u'D', u"\\Device\\HarddiskVolume4",
                  u"89abcdef-89ab-cdef-0123-456789abcdef");
   sim::PutFile(Files(), u"D:\\vorn_audio.inf", "root inf");
-  ASSERT_TRUE(AcquirePackageSnapshot(u"D:\\vorn_audio.inf")) << platform::GetLastError();
+  ASSERT_TRUE(Acquire(u"D:\\vorn_audio.inf")) << platform::GetLastError();
   EXPECT_EQ(Content(CopyFolder() + u"\\vorn_audio.inf"), "root inf");
 }
 
-TEST_F(PackageSnapshot, GuardsItsFolderAndFiles) {
-  ASSERT_TRUE(AcquirePackageSnapshot(kInf));
+TEST_F(PackageSnapshotTest, GuardsItsFolderAndFiles) {
+  ASSERT_TRUE(Acquire());
   for (const char16_t* name : {u"", u"\\vorn_audio.inf", u"\\x64", u"\\x64\\vorn_audio.sys"}) {
     const sim::SecurityRecord& security = sim::NodeAt(Files(), CopyFolder() + name).security;
     EXPECT_EQ(security.owner, sim::kAdministrators);
@@ -95,22 +104,22 @@ TEST_F(PackageSnapshot, GuardsItsFolderAndFiles) {
   EXPECT_EQ(calls[0].Argument("StringSDRevision"), "1");
 }
 
-TEST_F(PackageSnapshot, ChecksItsFolderAndEveryFile) {
-  ASSERT_TRUE(AcquirePackageSnapshot(kInf));
+TEST_F(PackageSnapshotTest, ChecksItsFolderAndEveryFile) {
+  ASSERT_TRUE(Acquire());
   EXPECT_EQ(CallsOf("GetSecurityInfo").size(), 5U);
 }
 
-TEST_F(PackageSnapshot, DoesNotCarryTheSourcesAttributesOver) {
+TEST_F(PackageSnapshotTest, DoesNotCarryTheSourcesAttributesOver) {
   sim::NodeAt(Files(), kInf).attributes =
       platform::FILE_ATTRIBUTE_READONLY | platform::FILE_ATTRIBUTE_HIDDEN;
-  ASSERT_TRUE(AcquirePackageSnapshot(kInf));
+  ASSERT_TRUE(Acquire());
   const std::uint32_t attributes =
       sim::NodeAt(Files(), CopyFolder() + u"\\vorn_audio.inf").attributes;
   EXPECT_EQ(attributes & (platform::FILE_ATTRIBUTE_READONLY | platform::FILE_ATTRIBUTE_HIDDEN), 0U);
 }
 
-TEST_F(PackageSnapshot, CannotBeWrittenOrDeletedByOthersWhileItLives) {
-  ASSERT_TRUE(AcquirePackageSnapshot(kInf));
+TEST_F(PackageSnapshotTest, CannotBeWrittenOrDeletedByOthersWhileItLives) {
+  ASSERT_TRUE(Acquire());
   const NativeApi api = LoadNativeApi();
   const auto openAs = [&](std::u16string path, std::uint32_t access, std::uint32_t kind) {
     path = u"\\Device\\HarddiskVolume3" + path.substr(2);
@@ -135,8 +144,8 @@ TEST_F(PackageSnapshot, CannotBeWrittenOrDeletedByOthersWhileItLives) {
             platform::STATUS_SHARING_VIOLATION);
 }
 
-TEST_F(PackageSnapshot, KeepsEveryFileUnderItsRelativePath) {
-  const PrivatePackage package = PrivatePackage::Create(kInf, {}, kPackageSddl, true);
+TEST_F(PackageSnapshotTest, KeepsEveryFileUnderItsRelativePath) {
+  const PrivatePackage package = CreatePackage();
   ASSERT_TRUE(package);
   EXPECT_EQ(package.InfName(), u"vorn_audio.inf");
   std::vector<std::u16string> paths;
@@ -150,10 +159,10 @@ TEST_F(PackageSnapshot, KeepsEveryFileUnderItsRelativePath) {
   EXPECT_EQ(package.SharedData()->directories.size(), 3U);
 }
 
-TEST_F(PackageSnapshot, CopiesTheLastListedFolderFirst) {
+TEST_F(PackageSnapshotTest, CopiesTheLastListedFolderFirst) {
   sim::PutFile(Files(), u"C:\\pkg\\driver\\aaa\\1", "");
   sim::PutFile(Files(), u"C:\\pkg\\driver\\zzz\\2", "");
-  const PrivatePackage package = PrivatePackage::Create(kInf, {}, kPackageSddl, true);
+  const PrivatePackage package = CreatePackage();
   ASSERT_TRUE(package);
   std::vector<std::u16string> paths;
   for (const auto& entry : package.SharedData()->files)
@@ -163,14 +172,14 @@ TEST_F(PackageSnapshot, CopiesTheLastListedFolderFirst) {
                                                 u"aaa\\1"}));
 }
 
-TEST_F(PackageSnapshot, FindsNoInfInAnEmptyPackage) {
+TEST_F(PackageSnapshotTest, FindsNoInfInAnEmptyPackage) {
   const PrivatePackage none;
   EXPECT_FALSE(none.FindInfFile().file);
   EXPECT_EQ(none.FindInfFile().data, nullptr);
 }
 
-TEST_F(PackageSnapshot, StaysAliveWhileItsInfIsHeld) {
-  PrivatePackage package = PrivatePackage::Create(kInf, {}, kPackageSddl, true);
+TEST_F(PackageSnapshotTest, StaysAliveWhileItsInfIsHeld) {
+  PrivatePackage package = CreatePackage();
   PrivatePackage::PackageFile inf = package.FindInfFile();
   package = {};
   EXPECT_TRUE(inf.file);
@@ -182,43 +191,59 @@ TEST_F(PackageSnapshot, StaysAliveWhileItsInfIsHeld) {
 // ------------------------------------------------------------------------------------------------
 // Removal.
 
-TEST_F(PackageSnapshot, LeavesNothingWhenItIsReleased) {
+TEST_F(PackageSnapshotTest, LeavesNothingWhenItIsReleased) {
   const sim::FileSystem before = Files();
-  ASSERT_TRUE(AcquirePackageSnapshot(kInf));
+  ASSERT_TRUE(Acquire());
   platform::SetLastError(4711);
-  ReleasePackageSnapshot();
+  Release();
   EXPECT_EQ(platform::GetLastError(), 4711U);
   ExpectNothingLeft();
   EXPECT_EQ(OpenHandles(), 0U);
-  EXPECT_EQ(SnapshotInfPath(), u"");
-  EXPECT_FALSE(SnapshotInfFile());
   EXPECT_TRUE(Files() == before);
 }
 
-TEST_F(PackageSnapshot, LeavesNothingEvenIfAFileOfItIsStillReferredTo) {
-  ASSERT_TRUE(AcquirePackageSnapshot(kInf));
-  const File kept = SnapshotInfFile();
-  ReleasePackageSnapshot();
+TEST_F(PackageSnapshotTest, LeavesNothingEvenIfAFileOfItIsStillReferredTo) {
+  ASSERT_TRUE(Acquire());
+  const File kept = snapshot->Input().file;
+  Release();
   EXPECT_FALSE(kept);
   ExpectNothingLeft();
 }
 
-TEST_F(PackageSnapshot, ReplacesAnEarlierOne) {
-  ASSERT_TRUE(AcquirePackageSnapshot(kInf));
+TEST_F(PackageSnapshotTest, ReplacesAnEarlierOne) {
+  ASSERT_TRUE(Acquire());
   const std::u16string first = CopyFolder();
   sim::PutFile(Files(), u"C:\\other\\other.inf", "other");
-  ASSERT_TRUE(AcquirePackageSnapshot(u"C:\\other\\other.inf"));
+  ASSERT_TRUE(Acquire(u"C:\\other\\other.inf"));
   EXPECT_FALSE(Exists(first));
   EXPECT_EQ(Content(CopyFolder() + u"\\other.inf"), "other");
-  EXPECT_FALSE(AcquirePackageSnapshot(u"C:\\missing\\x.inf"));
+  EXPECT_FALSE(Acquire(u"C:\\missing\\x.inf"));
   ExpectNothingLeft();
-  EXPECT_EQ(SnapshotInfPath(), u"");
+  EXPECT_EQ(snapshot->Input().path, u"");
 }
 
-TEST_F(PackageSnapshot, ReopensEachCopyForDeletion) {
-  ASSERT_TRUE(AcquirePackageSnapshot(kInf));
+TEST_F(PackageSnapshotTest, GoesEvenIfThereIsNoPathForTheNext) {
+  ASSERT_TRUE(Acquire());
+  ExpectRefused(u"vorn_audio.inf", "0000007B");
+}
+
+TEST_F(PackageSnapshotTest, GoesWithItsOwnRunOnly) {
+  ASSERT_TRUE(Acquire());
+  const std::u16string first = CopyFolder();
+  {
+    PackageSnapshot another;
+    ASSERT_TRUE(AcquirePackageSnapshot(PathOf(kInf), another));
+    EXPECT_NE(another.Input().path, snapshot->Input().path);
+    EXPECT_EQ(sim::ListFolder(Files(), u"C:\\Temp").size(), 2U);
+  }
+  EXPECT_EQ(CopyFolder(), first);
+  EXPECT_TRUE(snapshot->Input().file);
+}
+
+TEST_F(PackageSnapshotTest, ReopensEachCopyForDeletion) {
+  ASSERT_TRUE(Acquire());
   process.calls.clear();
-  ReleasePackageSnapshot();
+  Release();
   std::vector<std::string> names;
   for (const auto& call : CallsOf("NtCreateFile")) {
     EXPECT_EQ(call.Argument("DesiredAccess"), "0x80130100");
@@ -229,38 +254,38 @@ TEST_F(PackageSnapshot, ReopensEachCopyForDeletion) {
                                              "notes.txt"}));
 }
 
-TEST_F(PackageSnapshot, RemovesACopyThatBecameReadOnly) {
-  ASSERT_TRUE(AcquirePackageSnapshot(kInf));
+TEST_F(PackageSnapshotTest, RemovesACopyThatBecameReadOnly) {
+  ASSERT_TRUE(Acquire());
   sim::NodeAt(Files(), CopyFolder() + u"\\vorn_audio.inf").attributes =
       platform::FILE_ATTRIBUTE_READONLY;
-  ReleasePackageSnapshot();
+  Release();
   ExpectNothingLeft();
 }
 
-TEST_F(PackageSnapshot, LeavesADifferentFileOfTheSameNameAlone) {
-  ASSERT_TRUE(AcquirePackageSnapshot(kInf));
+TEST_F(PackageSnapshotTest, LeavesADifferentFileOfTheSameNameAlone) {
+  ASSERT_TRUE(Acquire());
   const std::u16string copy = CopyFolder() + u"\\vorn_audio.inf";
   sim::MovePath(Files(), copy, u"C:\\elsewhere.inf");
   sim::PutFile(Files(), copy, "THE INF");  // as long as the copy was
-  ReleasePackageSnapshot();
+  Release();
   EXPECT_EQ(Content(copy), "THE INF");
   EXPECT_EQ(sim::ListFolder(Files(), CopyFolder()), std::vector<std::u16string>{u"vorn_audio.inf"});
 }
 
-TEST_F(PackageSnapshot, LeavesACopyOfAnotherSizeAlone) {
-  ASSERT_TRUE(AcquirePackageSnapshot(kInf));
+TEST_F(PackageSnapshotTest, LeavesACopyOfAnotherSizeAlone) {
+  ASSERT_TRUE(Acquire());
   const std::u16string copy = CopyFolder() + u"\\vorn_audio.inf";
   sim::PutFile(Files(), copy, "shorter");
   sim::PutFile(Files(), copy, "short");
-  ReleasePackageSnapshot();
+  Release();
   EXPECT_EQ(Content(copy), "short");
 }
 
-TEST_F(PackageSnapshot, GoesOnAfterACopyThatCannotBeRemoved) {
-  ASSERT_TRUE(AcquirePackageSnapshot(kInf));
+TEST_F(PackageSnapshotTest, GoesOnAfterACopyThatCannotBeRemoved) {
+  ASSERT_TRUE(Acquire());
   sim::HoldOpen(Files(), CopyFolder() + u"\\vorn_audio.cat", platform::FILE_READ_DATA,
                 platform::FILE_SHARE_READ);
-  ReleasePackageSnapshot();
+  Release();
   EXPECT_EQ(sim::ListFolder(Files(), CopyFolder()), std::vector<std::u16string>{u"vorn_audio.cat"});
   EXPECT_EQ(process.ErrorOutput(), u"");
 }

@@ -1,29 +1,37 @@
 #include "privileged_input/protected_files.h"
 
+#include "privileged_input/native_api.h"
 #include "tests/privileged_input/input_test.h"
+
+#include <optional>
 
 namespace vorn::privileged_input {
 namespace {
 
-using tests::kGuidRoot;
 using tests::kProtectedSddl;
 
 class ProtectedFile : public tests::InputTest {
  protected:
   ProtectedFile() { PutProtectedFile(u"C:\\state\\journal", {1, 2, 3}); }
 
-  void ExpectRefused(const std::u16string& path, std::uint32_t error) {
+  File Open(const std::u16string& path = kPath) {
+    const std::optional<AbsolutePath> parsed = AbsolutePath::Parse(path);
     platform::SetLastError(0);
-    EXPECT_FALSE(OpenProtectedFile(path)) << testing::PrintToString(path);
+    return protectedFiles->OpenProtectedFile(parsed);
+  }
+  void ExpectRefused(const std::u16string& path, std::uint32_t error) {
+    EXPECT_FALSE(Open(path)) << testing::PrintToString(path);
     EXPECT_EQ(platform::GetLastError(), error) << testing::PrintToString(path);
     EXPECT_EQ(OpenHandles(), 0U);
   }
 
   static constexpr char16_t kPath[] = u"C:\\state\\journal";
+
+  std::optional<ProtectedFiles> protectedFiles{std::in_place};  // emptied by the tests of its end
 };
 
 TEST_F(ProtectedFile, IsOpenedForDeletionWithinItsLimit) {
-  const File file = OpenProtectedFile(kPath);
+  const File file = Open();
   ASSERT_TRUE(file);
   EXPECT_EQ(file.Size(), 3U);
   EXPECT_TRUE(file.IsDeletable());
@@ -44,9 +52,17 @@ TEST_F(ProtectedFile, IsRefusedWithAnyOtherErrorWhenUnsafe) {
   ExpectRefused(u"C:\\state\\link", platform::ERROR_FILE_INVALID);
   ExpectRefused(u"C:\\linked\\journal", platform::ERROR_REPARSE_TAG_INVALID);
   ExpectRefused(u"C:\\state\\journal\\x", platform::ERROR_DIRECTORY);
-  ExpectRefused(u"journal", platform::ERROR_INVALID_NAME);
   sim::AddHardLink(Files(), kPath, u"C:\\alias");
   ExpectRefused(kPath, platform::ERROR_FILE_INVALID);
+}
+
+TEST_F(ProtectedFile, HasAnInvalidNameWithoutAnAbsolutePath) {
+  ExpectRefused(u"journal", platform::ERROR_INVALID_NAME);
+  ExpectRefused(u"C:\\", platform::ERROR_INVALID_NAME);
+  platform::SetLastError(0);
+  EXPECT_FALSE(protectedFiles->OpenProtectedFile(std::nullopt));
+  EXPECT_LAST_ERROR(ERROR_INVALID_NAME);
+  EXPECT_TRUE(CallsOf("NtCreateFile").empty());
 }
 
 TEST_F(ProtectedFile, MustBeOwnedAndGuardedByTheSystem) {
@@ -58,99 +74,76 @@ TEST_F(ProtectedFile, MustBeOwnedAndGuardedByTheSystem) {
     ExpectRefused(kPath, platform::ERROR_ACCESS_DENIED);
   }
   SetSecurity(kPath, kProtectedSddl);
-  EXPECT_TRUE(OpenProtectedFile(kPath));
+  EXPECT_TRUE(Open());
 }
 
 TEST_F(ProtectedFile, MayHave65536BytesAndNoMore) {
   PutProtectedFile(kPath, sim::Bytes(65537));
   ExpectRefused(kPath, platform::ERROR_FILE_INVALID);
   PutProtectedFile(kPath, sim::Bytes(65536));
-  EXPECT_EQ(OpenProtectedFile(kPath).Size(), 65536U);
+  EXPECT_EQ(Open().Size(), 65536U);
 }
 
-TEST_F(ProtectedFile, IsGivenAgainFromTheCacheWithoutAnotherLook) {
-  const File first = OpenProtectedFile(kPath);
+TEST_F(ProtectedFile, IsGivenAgainWithoutAnotherLook) {
+  const File first = Open();
   SetSecurity(kPath, u"O:BUD:(A;;FA;;;WD)");
   process.calls.clear();
-  const File second = OpenProtectedFile(kPath);
+  const File second = Open();
   EXPECT_EQ(second.Handle(), first.Handle());
   EXPECT_TRUE(process.calls.empty());
 }
 
-TEST_F(ProtectedFile, StaysOpenUntilItIsReleased) {
-  OpenProtectedFile(kPath);
+TEST_F(ProtectedFile, StaysOpenUntilWhatKeepsItEnds) {
+  Open();
   EXPECT_EQ(OpenHandles(), 3U);
   platform::SetLastError(4711);
-  ReleaseProtectedFiles();
+  protectedFiles.reset();
   EXPECT_EQ(OpenHandles(), 0U);
   EXPECT_EQ(platform::GetLastError(), 4711U);
 }
 
-TEST_F(ProtectedFile, IsCachedUnderItsExactPath) {
-  const File first = OpenProtectedFile(kPath);
-  // Another spelling is looked up anew, and meets the handle that the cache holds.
-  EXPECT_FALSE(OpenProtectedFile(u"c:\\state\\journal"));
+TEST_F(ProtectedFile, IsNotKnownToTheNextRun) {
+  Open();
+  protectedFiles.emplace();
+  SetSecurity(kPath, u"O:BUD:(A;;FA;;;WD)");
+  ExpectRefused(kPath, platform::ERROR_ACCESS_DENIED);
+}
+
+TEST_F(ProtectedFile, IsKeptUnderItsExactPath) {
+  const File first = Open();
+  // Another spelling is looked up anew, and meets the handle that is kept.
+  EXPECT_FALSE(Open(u"c:\\state\\journal"));
   EXPECT_LAST_ERROR(ERROR_SHARING_VIOLATION);
 }
 
-TEST_F(ProtectedFile, IsNotCachedWhenRefused) {
+TEST_F(ProtectedFile, IsNotKeptWhenRefused) {
   SetSecurity(kPath, u"O:BUD:(A;;FA;;;WD)");
   ExpectRefused(kPath, platform::ERROR_ACCESS_DENIED);
   SetSecurity(kPath, kProtectedSddl);
-  EXPECT_TRUE(OpenProtectedFile(kPath));
+  EXPECT_TRUE(Open());
 }
 
-TEST_F(ProtectedFile, CanBePutIntoTheCacheAndTakenOut) {
+TEST_F(ProtectedFile, CanBeKeptUnderAnyPathAndForgotten) {
+  const std::u16string text = u"C:\\state\\any path";
+  const AbsolutePath path = PathOf(text);
   File file = File::OpenAbsolute(kPath, LoadNativeApi(), 100, FileMode::ReadOnly);
-  CacheProtectedFile(u"any key", file);
-  EXPECT_EQ(OpenProtectedFile(u"any key").Handle(), file.Handle());
-  ForgetProtectedFile(u"any key");
-  ForgetProtectedFile(u"never there");
-  EXPECT_FALSE(OpenProtectedFile(u"any key"));
-  EXPECT_LAST_ERROR(ERROR_INVALID_NAME);
+  protectedFiles->Keep(path, file);
+  EXPECT_EQ(Open(text).Handle(), file.Handle());
+  protectedFiles->Forget(PathOf(u"C:\\state\\never there"));
+  EXPECT_EQ(Open(text).Handle(), file.Handle());
+  protectedFiles->Forget(path);
+  EXPECT_FALSE(Open(text));
+  EXPECT_LAST_ERROR(ERROR_FILE_NOT_FOUND);
 }
 
-class InputFile : public tests::InputTest {};
-
-TEST_F(InputFile, IsOpenedForReadingUpToFourMebibytes) {
-  sim::PutEmptyFile(Files(), u"C:\\a.inf", 4194304);
-  const File file = OpenInputFile(u"C:\\a.inf");
-  EXPECT_EQ(file.Size(), 4194304U);
-  EXPECT_FALSE(file.IsDeletable());
-  EXPECT_EQ(file.Path(), std::u16string(kGuidRoot) + u"a.inf");
-  sim::PutEmptyFile(Files(), u"C:\\b.inf", 4194305);
-  EXPECT_FALSE(OpenInputFile(u"C:\\b.inf"));
-  EXPECT_LAST_ERROR(ERROR_FILE_INVALID);
-}
-
-TEST_F(InputFile, NeedsNoProtection) {
-  sim::PutFile(Files(), u"C:\\a.inf", "x");
-  SetSecurity(u"C:\\a.inf", u"O:BUD:(A;;FA;;;WD)");
-  EXPECT_TRUE(OpenInputFile(u"C:\\a.inf"));
-}
-
-TEST_F(InputFile, IsTheSnapshotsOwnUnderTheSnapshotsExactPath) {
-  sim::PutFile(Files(), u"C:\\pkg\\driver\\vorn_audio.inf", "inf");
-  ASSERT_TRUE(AcquirePackageSnapshot(u"C:\\pkg\\driver\\vorn_audio.inf"));
-  const std::u16string path = SnapshotInfPath();
-  process.calls.clear();
-  EXPECT_EQ(OpenInputFile(path).Handle(), SnapshotInfFile().Handle());
-  EXPECT_TRUE(process.calls.empty());
-
-  std::u16string otherCase = path;
-  otherCase.back() = u'F';
-  EXPECT_FALSE(OpenInputFile(otherCase));
-  EXPECT_LAST_ERROR(ERROR_INVALID_NAME);
-  EXPECT_NE(OpenInputFile(u"C:\\pkg\\driver\\vorn_audio.inf").Handle(), SnapshotInfFile().Handle());
-}
-
-TEST_F(InputFile, DoesNotKnowASnapshotThatIsGone) {
-  sim::PutFile(Files(), u"C:\\pkg\\driver\\vorn_audio.inf", "inf");
-  ASSERT_TRUE(AcquirePackageSnapshot(u"C:\\pkg\\driver\\vorn_audio.inf"));
-  const std::u16string path = SnapshotInfPath();
-  ReleasePackageSnapshot();
-  EXPECT_FALSE(OpenInputFile(path));
-  EXPECT_LAST_ERROR(ERROR_INVALID_NAME);
+TEST_F(ProtectedFile, TakesThePlaceOfTheOneThatWasKeptBefore) {
+  PutProtectedFile(u"C:\\state\\newer", {4, 5});
+  Open();
+  const File newer =
+      File::OpenAbsolute(u"C:\\state\\newer", LoadNativeApi(), 100, FileMode::ReadOnly);
+  protectedFiles->Keep(PathOf(kPath), newer);
+  EXPECT_EQ(Open().Handle(), newer.Handle());
+  EXPECT_EQ(OpenHandles(), 3U) << "the earlier one is closed";
 }
 
 }  // namespace

@@ -2,11 +2,14 @@
 
 #include "platform/files.h"
 #include "platform/last_error.h"
+#include "privileged_input/native_api.h"
 #include "privileged_input/native_open.h"
 #include "report/removal_log.h"
 #include "tests/support/device_world.h"
 
+#include <optional>
 #include <string>
+#include <string_view>
 
 namespace vorn {
 namespace {
@@ -28,15 +31,22 @@ class LogPlacement : public tests::DeviceWorld {
     PutFile(machine.files, kTarget, "theirs\r\n");
   }
 
+  // The log holds its folders; the fixture's check of what is left open comes before members go.
   void TearDown() override {
-    ReleaseRemovalLog();
+    log.reset();
     DeviceWorld::TearDown();
+  }
+
+  /// Begins a run, whose log is placed for that INF. An earlier run is over by then.
+  void Place(std::u16string_view infPath) {
+    log.emplace();
+    PlaceRemovalLog(infPath, *log);
   }
 
   /// Whether a message reaches the file. It must reach standard error in any case.
   bool LogsAMessage() {
     process.console.clear();
-    LogRemoval(u"message");
+    log->LogRemoval(u"message");
     EXPECT_EQ(process.ErrorOutput(), u"vorn_devnode: message\n");
     return TextOf(kLogPath).find("remove: message\r\n") != std::string::npos;
   }
@@ -64,13 +74,15 @@ class LogPlacement : public tests::DeviceWorld {
     }
     return static_cast<bool>(handle);
   }
+
+  std::optional<RemovalLog> log;
 };
 
 // ------------------------------------------------------------------------------------------------
 // Where it goes.
 
 TEST_F(LogPlacement, IsBesideTheFolderOfTheInf) {
-  PlaceRemovalLog(kInf);
+  Place(kInf);
   EXPECT_TRUE(Exists(kLogFolder));
   EXPECT_FALSE(Exists(kLogPath)) << "a run that logs nothing leaves no file";
   EXPECT_TRUE(LogsAMessage());
@@ -80,7 +92,7 @@ TEST_F(LogPlacement, IsBesideTheFolderOfTheInf) {
 
 TEST_F(LogPlacement, AppendsToTheLogOfEarlierRuns) {
   PutFile(machine.files, kLogPath, "\xEF\xBB\xBFold\r\n");
-  PlaceRemovalLog(kInf);
+  Place(kInf);
   EXPECT_TRUE(LogsAMessage());
   EXPECT_EQ(TextOf(kLogPath), "\xEF\xBB\xBFold\r\n[2026-03-04 05:06:07.089] remove: message\r\n");
 }
@@ -90,9 +102,9 @@ TEST_F(LogPlacement, NeedsAFolderAboveTheInfsOwn) {
                           u"C:vorn_audio.inf", u"\\vorn_audio.inf"}) {
     SCOPED_TRACE(std::string(path, path + std::char_traits<char16_t>::length(path)));
     const FileSystem before = machine.files;
-    PlaceRemovalLog(path);
+    Place(path);
     process.console.clear();
-    LogRemoval(u"message");
+    log->LogRemoval(u"message");
     EXPECT_EQ(process.ErrorOutput(), u"vorn_devnode: message\n");
     EXPECT_EQ(machine.files, before);
     EXPECT_EQ(CountOf("CreateDirectoryW"), 0U);
@@ -100,21 +112,21 @@ TEST_F(LogPlacement, NeedsAFolderAboveTheInfsOwn) {
 }
 
 TEST_F(LogPlacement, CanBeInTheRootOfADrive) {
-  PlaceRemovalLog(u"C:\\driver\\vorn_audio.inf");
-  LogRemoval(u"message");
+  Place(u"C:\\driver\\vorn_audio.inf");
+  log->LogRemoval(u"message");
   EXPECT_EQ(TextOf(u"C:\\logs\\vorn_devnode.log"),
             "\xEF\xBB\xBF[2026-03-04 05:06:07.089] remove: message\r\n");
 }
 
-TEST_F(LogPlacement, ForgetsThePlaceOfAnEarlierRun) {
-  PlaceRemovalLog(kInf);
-  PlaceRemovalLog(u"vorn_audio.inf");
+TEST_F(LogPlacement, DoesNotKnowThePlaceOfAnEarlierRun) {
+  Place(kInf);
+  Place(u"vorn_audio.inf");
   EXPECT_FALSE(LogsAMessage());
   EXPECT_EQ(CountOwnOpens(machine.files), 0U);
 }
 
 TEST_F(LogPlacement, CreatesOneFolderAndNoMore) {
-  PlaceRemovalLog(u"C:\\new\\driver\\vorn_audio.inf");
+  Place(u"C:\\new\\driver\\vorn_audio.inf");
   EXPECT_FALSE(Exists(u"C:\\new"));
   EXPECT_FALSE(LogsAMessage());
 }
@@ -122,13 +134,13 @@ TEST_F(LogPlacement, CreatesOneFolderAndNoMore) {
 TEST_F(LogPlacement, UsesAFolderThatExists) {
   MakeFolder(machine.files, kLogFolder);
   PutFile(machine.files, u"C:\\pkg\\logs\\other.log", "other");
-  PlaceRemovalLog(kInf);
+  Place(kInf);
   EXPECT_TRUE(LogsAMessage());
   EXPECT_EQ(TextOf(u"C:\\pkg\\logs\\other.log"), "other");
 }
 
 TEST_F(LogPlacement, LeavesTheNewFileTheSecurityOfItsFolder) {
-  PlaceRemovalLog(kInf);
+  Place(kInf);
   EXPECT_TRUE(LogsAMessage());
   const SecurityRecord& folder = NodeAt(machine.files, kLogFolder).security;
   EXPECT_EQ(ToSddl(NodeAt(machine.files, kLogPath).security),
@@ -140,14 +152,14 @@ TEST_F(LogPlacement, LeavesTheNewFileTheSecurityOfItsFolder) {
 
 TEST_F(LogPlacement, CannotHaveAFileInPlaceOfItsFolder) {
   PutFile(machine.files, kLogFolder, "a file");
-  PlaceRemovalLog(kInf);
+  Place(kInf);
   EXPECT_FALSE(LogsAMessage());
   EXPECT_EQ(TextOf(kLogFolder), "a file");
 }
 
 TEST_F(LogPlacement, CannotHaveAFolderInPlaceOfItsFile) {
   MakeFolder(machine.files, kLogPath);
-  PlaceRemovalLog(kInf);
+  Place(kInf);
   EXPECT_FALSE(LogsAMessage());
   EXPECT_TRUE(NodeAt(machine.files, kLogPath).entries.empty());
 }
@@ -156,7 +168,7 @@ TEST_F(LogPlacement, DoesNotFollowALinkInPlaceOfItsFolder) {
   MakeFolder(machine.files, u"C:\\elsewhere");
   for (const ReparseKind kind : {ReparseKind::Junction, ReparseKind::SymbolicLink}) {
     PutLink(machine.files, kLogFolder, kind, u"C:\\elsewhere", true);
-    PlaceRemovalLog(kInf);
+    Place(kInf);
     EXPECT_FALSE(LogsAMessage());
     EXPECT_TRUE(ListFolder(machine.files, u"C:\\elsewhere").empty());
     RemovePath(machine.files, kLogFolder);
@@ -166,8 +178,8 @@ TEST_F(LogPlacement, DoesNotFollowALinkInPlaceOfItsFolder) {
 TEST_F(LogPlacement, DoesNotFollowALinkAboveItsFolder) {
   MakeFolder(machine.files, u"C:\\elsewhere\\driver");
   PutLink(machine.files, u"C:\\link", ReparseKind::Junction, u"C:\\elsewhere", true);
-  PlaceRemovalLog(u"C:\\link\\driver\\vorn_audio.inf");
-  LogRemoval(u"message");
+  Place(u"C:\\link\\driver\\vorn_audio.inf");
+  log->LogRemoval(u"message");
   EXPECT_EQ(ListFolder(machine.files, u"C:\\elsewhere"), std::vector<std::u16string>{u"driver"});
   EXPECT_EQ(CountOf("CreateDirectoryW"), 0U);
 }
@@ -176,8 +188,8 @@ TEST_F(LogPlacement, DoesNotFollowALinkInPlaceOfItsFile) {
   MakeFolder(machine.files, kLogFolder);
   for (const char16_t* target : {kTarget, u"C:\\pkg\\new.txt"}) {
     PutLink(machine.files, kLogPath, ReparseKind::SymbolicLink, target, false);
-    PlaceRemovalLog(kInf);
-    LogRemoval(u"message");
+    Place(kInf);
+    log->LogRemoval(u"message");
     EXPECT_EQ(CountOf("_wfsopen"), 0U);
     EXPECT_EQ(TextOf(kTarget), "theirs\r\n");
     EXPECT_FALSE(Exists(u"C:\\pkg\\new.txt"));
@@ -188,7 +200,7 @@ TEST_F(LogPlacement, DoesNotFollowALinkInPlaceOfItsFile) {
 TEST_F(LogPlacement, DoesNotWriteToAFileThatHasASecondName) {
   MakeFolder(machine.files, kLogFolder);
   AddHardLink(machine.files, kTarget, kLogPath);
-  PlaceRemovalLog(kInf);
+  Place(kInf);
   EXPECT_FALSE(LogsAMessage());
   EXPECT_EQ(TextOf(kTarget), "theirs\r\n");
 }
@@ -196,14 +208,14 @@ TEST_F(LogPlacement, DoesNotWriteToAFileThatHasASecondName) {
 TEST_F(LogPlacement, DoesNotWriteToWhatIsNoFileOnADisk) {
   PutFile(machine.files, kLogPath, "");
   NodeAt(machine.files, kLogPath).reportedType = platform::FILE_TYPE_DISK + 1;
-  PlaceRemovalLog(kInf);
+  Place(kInf);
   EXPECT_FALSE(LogsAMessage());
 }
 
 TEST_F(LogPlacement, LosesMessagesToAReadOnlyFile) {
   PutFile(machine.files, kLogPath, "old\r\n");
   NodeAt(machine.files, kLogPath).attributes |= platform::FILE_ATTRIBUTE_READONLY;
-  PlaceRemovalLog(kInf);
+  Place(kInf);
   EXPECT_FALSE(LogsAMessage());
   EXPECT_EQ(TextOf(kLogPath), "old\r\n");
 }
@@ -211,14 +223,14 @@ TEST_F(LogPlacement, LosesMessagesToAReadOnlyFile) {
 TEST_F(LogPlacement, LosesMessagesOnlyAsLongAsTheFileIsLocked) {
   PutFile(machine.files, kLogPath, "old\r\n");
   const auto hold = HoldOpen(machine.files, kLogPath, platform::FILE_WRITE_DATA, 0);
-  PlaceRemovalLog(kInf);
+  Place(kInf);
   EXPECT_FALSE(LogsAMessage());
   ReleaseHold(machine.files, hold);
   EXPECT_TRUE(LogsAMessage());
 }
 
 TEST_F(LogPlacement, IsHeldForReadingWhileOthersReadAndWrite) {
-  PlaceRemovalLog(kInf);
+  Place(kInf);
   process.logCalls = true;
   EXPECT_TRUE(LogsAMessage());
   int opens = 0;
@@ -235,7 +247,7 @@ TEST_F(LogPlacement, LetsOthersReadAndAppendMeanwhile) {
   PutFile(machine.files, kLogPath, "old\r\n");
   HoldOpen(machine.files, kLogPath, platform::FILE_READ_DATA | platform::FILE_APPEND_DATA,
            platform::FILE_SHARE_READ | platform::FILE_SHARE_WRITE);
-  PlaceRemovalLog(kInf);
+  Place(kInf);
   EXPECT_TRUE(LogsAMessage());
 }
 
@@ -243,7 +255,7 @@ TEST_F(LogPlacement, IsGivenUpWhereTheFolderCannotBeMade) {
   for (const std::uint32_t error : {3U, 5U, 19U, 39U, 112U}) {
     process.faults = {FailingCall("CreateDirectoryW", error)};
     process.callCounts.clear();
-    PlaceRemovalLog(kInf);
+    Place(kInf);
     EXPECT_FALSE(LogsAMessage()) << error;
     EXPECT_FALSE(Exists(kLogFolder));
   }
@@ -253,15 +265,15 @@ TEST_F(LogPlacement, IsGivenUpInAFolderThatDeniesNewFiles) {
   MakeFolder(machine.files, kLogFolder);
   NodeAt(machine.files, kLogFolder).security =
       *ParseSddl(u"O:SYD:P(A;OICI;FA;;;SY)(A;OICI;0x1200a9;;;BA)");
-  PlaceRemovalLog(kInf);
+  Place(kInf);
   EXPECT_FALSE(LogsAMessage());
   EXPECT_TRUE(ListFolder(machine.files, kLogFolder).empty());
 }
 
 TEST_F(LogPlacement, IsGivenUpOnADriveThatIsNoDisk) {
   machine.files.dosDevices[u"X:"] = u"\\Device\\LanmanRedirector\\;X:0\\server\\share";
-  PlaceRemovalLog(u"X:\\pkg\\driver\\vorn_audio.inf");
-  LogRemoval(u"message");
+  Place(u"X:\\pkg\\driver\\vorn_audio.inf");
+  log->LogRemoval(u"message");
   EXPECT_EQ(CountOf("CreateDirectoryW"), 0U);
   EXPECT_EQ(CountOf("_wfsopen"), 0U);
 }
@@ -269,21 +281,21 @@ TEST_F(LogPlacement, IsGivenUpOnADriveThatIsNoDisk) {
 // ------------------------------------------------------------------------------------------------
 // The place stays what it was found to be.
 
-TEST_F(LogPlacement, HoldsItsFoldersUntilItIsReleased) {
-  PlaceRemovalLog(kInf);
+TEST_F(LogPlacement, HoldsItsFoldersUntilTheLogEnds) {
+  Place(kInf);
   EXPECT_FALSE(CanBeMoved(u"C:\\pkg"));
   EXPECT_FALSE(CanBeMoved(kLogFolder));
-  LogRemoval(u"message");
+  log->LogRemoval(u"message");
   EXPECT_FALSE(CanBeMoved(kLogFolder));
   EXPECT_TRUE(CanBeMoved(kLogPath)) << "between messages the file is free";
-  ReleaseRemovalLog();
+  log.reset();
   EXPECT_TRUE(CanBeMoved(u"C:\\pkg"));
   EXPECT_TRUE(CanBeMoved(kLogFolder));
   EXPECT_EQ(CountOwnOpens(machine.files), 0U);
 }
 
 TEST_F(LogPlacement, HoldsTheFileWhileAMessageIsWritten) {
-  PlaceRemovalLog(kInf);
+  Place(kInf);
   bool asked = false;
   process.faults = {ChangeBefore("_wfsopen", 1, [&asked](Machine& world) {
     asked = true;
@@ -299,23 +311,23 @@ TEST_F(LogPlacement, HoldsTheFileWhileAMessageIsWritten) {
 }
 
 TEST_F(LogPlacement, IsNotUsedWhenItsHeldFolderBecomesALink) {
-  PlaceRemovalLog(kInf);
+  Place(kInf);
   Node& folder = NodeAt(machine.files, kLogFolder);
   folder.reparse = ReparseKind::Junction;
   folder.reparseTarget = u"C:\\Windows";
-  LogRemoval(u"message");
+  log->LogRemoval(u"message");
   EXPECT_FALSE(Exists(u"C:\\Windows\\vorn_devnode.log"));
 }
 
 TEST_F(LogPlacement, StaysOnTheVolumeWhoseLetterItWasGiven) {
   machine.files.dosDevices[u"P:"] = u"\\Device\\HarddiskVolume3";
-  PlaceRemovalLog(u"P:\\pkg\\driver\\vorn_audio.inf");
+  Place(u"P:\\pkg\\driver\\vorn_audio.inf");
   machine.files.dosDevices[u"P:"] = u"\\??\\C:\\Windows";
   EXPECT_TRUE(LogsAMessage());
 }
 
 TEST_F(LogPlacement, ProvesTheFileAnewForEachMessage) {
-  PlaceRemovalLog(kInf);
+  Place(kInf);
   EXPECT_TRUE(LogsAMessage());
   RemovePath(machine.files, kLogPath);
   AddHardLink(machine.files, kTarget, kLogPath);
@@ -330,9 +342,9 @@ TEST_F(LogPlacement, ProvesTheFileAnewForEachMessage) {
 
 TEST_F(LogPlacement, NeverWritesElsewhereWhateverCallFails) {
   const Machine start = machine;
-  PlaceRemovalLog(kInf);
-  LogRemoval(u"message");
-  ReleaseRemovalLog();
+  Place(kInf);
+  log->LogRemoval(u"message");
+  log.reset();
   const std::vector<CallRecord> calls = process.calls;
   for (std::uint32_t nth = 1; nth <= calls.size(); ++nth) {
     const std::string& name = calls[nth - 1].name;
@@ -345,9 +357,9 @@ TEST_F(LogPlacement, NeverWritesElsewhereWhateverCallFails) {
     process.console.clear();
     Fault fault = FailingCall("*", platform::ERROR_ACCESS_DENIED, nth);
     process.faults = {fault};
-    PlaceRemovalLog(kInf);
-    LogRemoval(u"message");
-    ReleaseRemovalLog();
+    Place(kInf);
+    log->LogRemoval(u"message");
+    log.reset();
     process.faults.clear();
     EXPECT_EQ(process.ErrorOutput(), u"vorn_devnode: message\n");
     EXPECT_EQ(CountOwnOpens(machine.files), 0U);

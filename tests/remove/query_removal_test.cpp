@@ -1,8 +1,11 @@
 #include "remove/query_removal.h"
 
 #include "platform/config_manager.h"
+#include "report/removal_log.h"
 #include "tests/support/device_world.h"
+#include "tests/support/each_call.h"
 
+#include <algorithm>
 #include <string>
 
 namespace vorn {
@@ -12,16 +15,22 @@ using platform::simulated::Device;
 using platform::simulated::Fault;
 using platform::simulated::FaultKind;
 using platform::simulated::Machine;
+using platform::simulated::Process;
 using tests::FailingCall;
 using tests::kRootId;
+using tests::WithEachCallGoingWrong;
 
 constexpr std::uint32_t kBudgetMs = 10'000;
 
-/// No log file is set, so that each log line is one line on standard error.
+/// The log has no file, so that each log line is one line on standard error.
 class QueryRemove : public tests::DeviceWorld {
  protected:
-  bool Run() { return QueryRemoveWithRetries(kRootId, kBudgetMs); }
+  bool Run(std::uint32_t budgetMs = kBudgetMs) {
+    return QueryRemoveWithRetries(kRootId, budgetMs, log);
+  }
   std::uint64_t Waited() const { return machine.clock.tick - startTick_; }
+
+  const RemovalLog log;
 
  private:
   std::uint64_t startTick_ = machine.clock.tick;
@@ -49,7 +58,7 @@ TEST_F(QueryRemove, AsksWithoutDialogueAndWithoutRestart) {
 TEST_F(QueryRemove, GoesAheadWithoutANode) {
   tests::AddGhostRoot(machine, kRootId);
   EXPECT_TRUE(Run());
-  EXPECT_TRUE(QueryRemoveWithRetries(u"no instance id", kBudgetMs));
+  EXPECT_TRUE(QueryRemoveWithRetries(u"no instance id", kBudgetMs, log));
   EXPECT_TRUE(process.console.empty());
   EXPECT_EQ(CountOf("CM_Query_And_Remove_SubTreeW"), 0U);
 }
@@ -126,7 +135,7 @@ TEST_F(QueryRemove, ForgetsTheVetoOfAnEarlierAttempt) {
 
 TEST_F(QueryRemove, LogsAVetoOnceWhenThereIsNoTimeToWait) {
   tests::AddStartedRoot(machine).temper.vetoes = 5;
-  EXPECT_FALSE(QueryRemoveWithRetries(kRootId, 0));
+  EXPECT_FALSE(Run(0));
   EXPECT_EQ(process.console.size(), 1U);
   EXPECT_EQ(CountOf("Sleep"), 0U);
 }
@@ -135,10 +144,27 @@ TEST_F(QueryRemove, KeepsAVetoNameOf259Characters) {
   Device& root = tests::AddStartedRoot(machine);
   root.temper.vetoes = 5;
   root.temper.vetoName = std::u16string(300, u'v');
-  EXPECT_FALSE(QueryRemoveWithRetries(kRootId, 0));
+  EXPECT_FALSE(Run(0));
   EXPECT_EQ(process.ErrorOutput(),
             u"vorn_devnode: query-remove attempt 1: CONFIGRET 23, veto type 6 by '" +
                 std::u16string(259, u'v') + u"'\n");
+}
+
+TEST(AFailingCall, NeverMakesAVetoLookLikeASuccess) {
+  Machine machine;
+  Device& root = tests::AddStartedRoot(machine, kRootId);
+  root.temper.vetoUntil = machine.clock.tick + 60'000;
+  const auto routine = [] { return QueryRemoveWithRetries(kRootId, 1000, RemovalLog()); };
+  WithEachCallGoingWrong(
+      machine, FaultKind::Fail, routine, [](const Process& process, const Machine&, bool goAhead) {
+        EXPECT_EQ(process.ErrorOutput().find(u"succeeded"), std::u16string::npos);
+        const auto& calls = process.calls;
+        const bool refusedOtherwise = std::any_of(calls.begin(), calls.end(), [](const auto& call) {
+          return (call.name == "CM_Query_And_Remove_SubTreeW" && call.result != "23") ||
+                 (call.name == "CM_Locate_DevNodeW" && call.result != "0");
+        });
+        EXPECT_EQ(goAhead, refusedOtherwise);
+      });
 }
 
 }  // namespace

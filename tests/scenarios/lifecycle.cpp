@@ -31,7 +31,7 @@ constexpr Version kVersions[] = {
 std::string JournalVersion(const Machine& machine) {
   if (!HasFile(machine, kSampleJournal)) return "none";
   const auto journal = ReadableJournalIn(machine, kSampleJournal);
-  return journal ? ToUtf8(journal->version) : "unreadable";
+  return journal ? ToUtf8(journal->target.version) : "unreadable";
 }
 
 }  // namespace

@@ -5,13 +5,12 @@
 #include "catalog/endpoint_sets.h"
 #include "devnode/root_discovery.h"
 #include "journal/activation_storage.h"
-#include "package/content_hash.h"
-#include "package/driver_identity.h"
 #include "package/inf_identity.h"
-#include "privileged_input/protected_files.h"
+#include "privileged_input/input_file.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>
+#include <optional>
 #include <utility>
 
 namespace vorn::tests {
@@ -33,10 +32,10 @@ ActivationState FreshTarget(Machine& machine, const std::u16string& infPath) {
   Process process(machine);
   ActivationState state;
   state.fresh = true;
-  state.service = kDriverServiceName;
-  EXPECT_TRUE(ReadExpectedDriverVer(infPath, nullptr, state.date, state.version));
-  EXPECT_TRUE(HashFileSha256(infPath, nullptr, state.infSha256));
-  privileged_input::ReleaseProtectedFiles();
+  const std::optional<DriverIdentity> target =
+      ReadIdentity(privileged_input::OpenInputFile(infPath));
+  EXPECT_TRUE(target.has_value());
+  state.target = target.value_or(DriverIdentity{});
   return state;
 }
 
@@ -46,15 +45,15 @@ ActivationState UpdateTarget(Machine& machine, const std::u16string& infPath) {
   const LiveRoot root = DiscoverLiveRoot();
   EXPECT_TRUE(root.ok);
   state.fresh = false;
-  state.catalog = TakeCatalogSnapshot(root.instanceId, {}, false).endpoints;
+  state.catalog = TakeCatalogSnapshot(root.instanceId, {}, PnpComparison::None).endpoints;
   EXPECT_TRUE(ComputeExpectedPresent(state.catalog, root.endpointChildren, &state.present).ok);
   return state;
 }
 
 void PutJournal(Machine& machine, const ActivationState& state, const std::u16string& path) {
   Process process(machine);
-  EXPECT_TRUE(WriteActivationState(path, state));
-  privileged_input::ReleaseProtectedFiles();
+  privileged_input::ProtectedFiles files;
+  EXPECT_TRUE(Journal(files, privileged_input::AbsolutePath::Parse(path)).Write(state));
 }
 
 std::string ProvenLine(Machine& machine, std::size_t active, std::size_t present) {
@@ -77,13 +76,13 @@ std::size_t EngineRun::Sleeps(std::uint32_t milliseconds) const {
 }
 
 EngineRun RunEngine(Machine& machine, const ActivationState& state, VerificationMode mode,
-                    std::vector<Fault> faults) {
+                    std::vector<Fault> faults, PackageChange change) {
   Process process(machine);
   process.logCalls = true;
   process.faults = std::move(faults);
   const std::uint64_t begin = machine.clock.tick;
   EngineRun run;
-  run.status = RunLiveVerification(state, mode);
+  run.status = RunLiveVerification(state, mode, change);
   run.duration = machine.clock.tick - begin;
   run.output = process.Output();
   run.errorOutput = process.ErrorOutput();

@@ -61,6 +61,7 @@ struct EngineRun {
 
 EngineRun RunEngine(platform::simulated::Machine& machine, const ActivationState& state,
                     VerificationMode mode = VerificationMode::Reporting,
-                    std::vector<platform::simulated::Fault> faults = {});
+                    std::vector<platform::simulated::Fault> faults = {},
+                    PackageChange change = PackageChange::Possible);
 
 }  // namespace vorn::tests

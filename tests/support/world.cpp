@@ -109,8 +109,7 @@ std::optional<ActivationState> ReadableJournalIn(const Machine& machine, std::u1
   std::u16string text;
   for (std::size_t i = 0; i + 1 < bytes->size(); i += 2)
     text.push_back(static_cast<char16_t>((*bytes)[i] | (*bytes)[i + 1] << 8));
-  ActivationState state;
-  return ParseActivationState(text, state) ? std::optional(state) : std::nullopt;
+  return ParseActivationState(text);
 }
 
 bool HasFile(const Machine& machine, std::u16string_view path) {

@@ -190,12 +190,14 @@ constexpr const char* kWrongInf = "live root is bound to a different signed INF 
 INSTANTIATE_TEST_SUITE_P(
     Table, BrokenObservation,
     testing::Values(
-        Broken{"another INF", [](Machine&, ActivationState& state) { state.infSha256.back() ^= 1; },
+        Broken{"another INF",
+               [](Machine&, ActivationState& state) { state.target.infSha256.back() ^= 1; },
                With(&MissingFields::package, kWrongInf)},
-        Broken{"another date", [](Machine&, ActivationState& state) { state.date = u"08/11/2026"; },
+        Broken{"another date",
+               [](Machine&, ActivationState& state) { state.target.date = u"08/11/2026"; },
                With(&MissingFields::package, kWrongInf)},
         Broken{"another service",
-               [](Machine&, ActivationState& state) { state.service = u"OtherAudio"; },
+               [](Machine&, ActivationState& state) { state.target.service = u"OtherAudio"; },
                With(&MissingFields::package, "live root is bound to the wrong driver service")},
         Broken{"a pool of 19",
                [](Machine& machine, ActivationState&) {
@@ -253,10 +255,10 @@ TEST(LiveVerificationFlags, PassTheUnchangedPackageToTheTransition) {
   for (CatalogEndpoint& endpoint : state.catalog)
     endpoint.endpointId += u"-old";
   EXPECT_EQ(RunEngine(machine, state, VerificationMode::Quick).status, kExitOk);
-  state.unchangedPackage = true;
   MissingFields fields =
       With(&MissingFields::mapping, "unchanged driver package re-minted MMDevice cable identities");
-  ExpectMissing(RunEngine(machine, state), MissingLine(fields));
+  ExpectMissing(RunEngine(machine, state, VerificationMode::Reporting, {}, PackageChange::None),
+                MissingLine(fields));
 }
 
 TEST(LiveVerificationFlags, LimitTheChildrenOfAFreshInstallToTwenty) {

@@ -197,7 +197,7 @@ TEST_P(IdentityGate, RefusesAnotherVersionOrDate) {
 TEST_P(IdentityGate, ComparesDatesAsTexts) {
   Machine machine = InstalledMachine();
   ActivationState state = UpdateTarget(machine);
-  state.date = u"2026-1-2";
+  state.target.date = u"2026-1-2";
   PutJournal(machine, state);
   ExpectStreams(Perform(machine, Command(GetParam(), u"26.8.10.5", u"2026-01-02")), Refusal(), "",
                 Mismatch());
@@ -207,8 +207,8 @@ TEST_P(IdentityGate, IgnoresLetterCase) {
   // No package has such a version; the gate lets it pass and the engine names what is wrong.
   Machine machine = InstalledMachine();
   ActivationState state = UpdateTarget(machine);
-  state.version = u"26.8.10.5-Beta";
-  state.date = u"aug 10";
+  state.target.version = u"26.8.10.5-Beta";
+  state.target.date = u"aug 10";
   PutJournal(machine, state);
   const RunResult run = Perform(machine, Command(GetParam(), u"26.8.10.5-bETA", u"AUG 10"));
   EXPECT_EQ(run.status, kExitEndpointsMissing);
@@ -233,10 +233,9 @@ TEST(VerifyCommand, ProvesAFreshInstall) {
 }
 
 TEST(VerifyCommand, LetsARealUpdateRemintEveryId) {
-  // The unchanged-package flag is never part of a journal.
+  // That a package did not change is never part of a journal.
   Machine machine = InstalledMachine();
   ActivationState state = UpdateTarget(machine);
-  state.unchangedPackage = true;
   for (CatalogEndpoint& endpoint : state.catalog)
     endpoint.endpointId += u"-old";
   PutJournal(machine, state);

@@ -1,0 +1,12 @@
+#include "privileged_input/input_file.h"
+
+#include "privileged_input/absolute_path.h"
+#include "privileged_input/native_api.h"
+
+namespace vorn::privileged_input {
+
+File OpenInputFile(const std::u16string& path) {
+  return File::OpenAbsolute(path, LoadNativeApi(), kMaxInputFileSize, FileMode::ReadOnly);
+}
+
+}  // namespace vorn::privileged_input
