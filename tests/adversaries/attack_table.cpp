@@ -74,6 +74,13 @@ std::string TableHead() {
          "failure | Violations |\n|---|---|---|---|---|---|---|---|---|\n";
 }
 
+std::string TableText() {
+  std::string text = "| Attack | Expected | Why |\n|---|---|---|\n";
+  for (const Attack& attack : AllAttacks())
+    text += RowStart(attack) + "\n";
+  return text;
+}
+
 std::string SumLine(std::size_t rows, const Tally& sum) {
   std::ostringstream line;
   line << "Rows: " << rows << ". Moments: " << sum.possible << ", tried: " << sum.tried

@@ -32,8 +32,11 @@ std::string RowStart(const Attack& attack);
 /// The numbers of a row, or of the whole table.
 std::string RowNumbers(const Tally& tally);
 
-/// The two lines above the rows.
+/// The two lines above the rows with their numbers.
 std::string TableHead();
+
+/// The whole table without numbers, as Markdown.
+std::string TableText();
 
 /// "Rows: ... Replays made: ..."
 std::string SumLine(std::size_t rows, const Tally& sum);
