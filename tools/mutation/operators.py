@@ -45,8 +45,8 @@ SWAPS = [
     ("other flag", r"(?<=[(, ])(false)(?=[,)])", "true"),
     ("dropped flag", r"( \|\s+(?:platform::)?[A-Z][A-Z0-9_]+)\b", ""),
     ("dropped flag", r"\b((?:platform::)?[A-Z][A-Z0-9_]+ \|\s+)", ""),
-    ("other way on", r"\b(continue);", "break"),
-    ("other way on", r"\b(break);", "continue"),
+    ("other jump", r"\b(continue);", "break"),
+    ("other jump", r"\b(break);", "continue"),
 ]
 SWAPS = [(kind, re.compile(pattern), replacement) for kind, pattern, replacement in SWAPS]
 
@@ -237,9 +237,16 @@ def mutants_of(path, text, vocabulary):
 
 
 def all_mutants(root):
-    """Those of every source and header of the logic, in the order of the files."""
+    """Those of every source and header of the logic, in the order of the files.
+
+    The platform's declarations are left out: their numbers and layouts are the platform's, and a
+    changed one would only set the program and the model at odds.
+    """
+    declarations = {"types.h"} | {path.stem + ".h"
+                                  for path in (root / "platform" / "windows").glob("*.cpp")}
     files = sorted(path for folder in FOLDERS for pattern in ("*.cpp", "*.h")
-                   for path in (root / folder).glob(pattern) if path.name != "main.cpp")
+                   for path in (root / folder).glob(pattern) if path.name != "main.cpp"
+                   and not (folder == "platform" and path.name in declarations))
     texts = {str(path.relative_to(root)): path.read_text() for path in files}
     platform = [path.read_text() for path in sorted((root / "platform").glob("*.h"))]
     vocabulary = Vocabulary(platform, texts.values())
