@@ -4,7 +4,7 @@ import pathlib
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 
 
-def folders_of_the_program():
+def folders_of_the_program(root=ROOT):
     """From the top floor down."""
-    lines = (ROOT / "floors.txt").read_text(encoding="utf-8").splitlines()
+    lines = (root / "floors.txt").read_text(encoding="utf-8").splitlines()
     return [line.split()[0] for line in lines if line and not line.startswith("#")]
