@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
-"""Reports the coverage that `llvm-cov export` wrote, and holds it against the list of what cannot
-be reached.
+"""Reports the coverage that `llvm-cov export` wrote, and compares it with the list of places that
+cannot be reached.
 
 usage: coverage_report.py COVERAGE_JSON UNREACHABLE_LIST     (from the root of the repository)
 
 A line or a side of a condition counts as taken when any instance of the code takes it: any
-instantiation of a template, in any test program. Status 0 only if all that is not taken is in the
-list, and all that is in the list exists and is not taken.
+instantiation of a template, in any test program. The status is 0 only if the untaken places are
+exactly the listed ones.
 """
 import collections
 import json
@@ -21,7 +21,7 @@ KEYS = ("file", "line", "condition", "never", "why")
 
 
 class Source:
-    """A source file's text, by the places that the coverage names (both from 1)."""
+    """The text of a source file, by line and column as the coverage counts them, from 1."""
 
     def __init__(self, path):
         with open(path, encoding="utf-8") as file:
@@ -47,7 +47,7 @@ class FileCoverage:
         self.sides = collections.Counter()
 
     def add_segments(self, segments):
-        """Counts each line as its busiest code: what starts on it, or what reaches over it."""
+        """Gives each line the count of its busiest code, which starts on it or extends over it."""
         by_line = collections.defaultdict(list)
         for line, _, count, has_count, is_entry, is_gap in segments:
             by_line[line].append((count, has_count, is_entry and not is_gap))
@@ -66,12 +66,12 @@ class FileCoverage:
         place = tuple(branch[:4])
         condition = self.source.text(*place)
         if condition == "true" or "= default;" in self.source.line(place[0]):
-            return  # an endless loop has no other side; what the compiler writes is not ours
+            return  # an endless loop has one side, and the compiler writes defaulted functions
         self.sides[place, condition, "true"] += branch[4]
         self.sides[place, condition, "false"] += branch[5]
 
     def missed(self):
-        """Each (line number, line text, condition, what is never so)."""
+        """Yields (line number, line text, condition, what never happens)."""
         for number, count in sorted(self.lines.items()):
             if count == 0:
                 yield number, self.source.line(number), "", "run"
@@ -103,7 +103,7 @@ def read_coverage(path):
 
 
 def read_list(path):
-    """The blocks of the list, each a dictionary of KEYS and "at", its line in the list."""
+    """The entries of the list, each a dictionary of KEYS and "at", its place in the list."""
     entries, entry = [], {}
     with open(path, encoding="utf-8") as file:
         for number, line in enumerate(file, start=1):
@@ -117,19 +117,19 @@ def read_list(path):
             else:
                 key, _, value = line.partition(": ")
                 if key not in KEYS or key in entry:
-                    sys.exit(f"{path}:{number}: not a key of an entry: {key}")
+                    sys.exit(f"{path}:{number}: unknown or repeated key: {key}")
                 if not entry:
                     entry = {"at": f"{path}:{number}"}
                     entries.append(entry)
                 entry[key] = value
     for entry in entries:
         if set(entry) - {"condition"} != {"at", "file", "line", "never", "why"}:
-            sys.exit(f"{entry['at']}: an entry has file, line, condition (of a side), never, why")
+            sys.exit(f"{entry['at']}: an entry needs file, line, never, why, and condition unless a whole line never runs")
     return entries
 
 
 def unlisted(files, entries):
-    """What is missed and not in the list; the entries' own faults are printed. -> (misses, ok)"""
+    """(the missed places that are not listed, whether the list is right); prints the list's faults."""
     excused = {(entry["file"], entry["line"], entry.get("condition", ""), entry["never"]): entry
                for entry in entries}
     used, misses = set(), []
@@ -141,16 +141,16 @@ def unlisted(files, entries):
                 misses.append((file.path, number, line, condition, never))
     stale = [entry for key, entry in excused.items() if key not in used]
     for entry in stale:
-        print(f"{entry['at']}: is taken, or is not in {entry['file']}: {entry['line']}")
+        print(f"{entry['at']}: is taken, or {entry['file']} has no such line: {entry['line']}")
     for key in excused.keys() & used:
         if taken_elsewhere(files, key):
             stale.append(excused[key])
-            print(f"{excused[key]['at']}: is taken at one of the places that it describes")
+            print(f"{excused[key]['at']}: matches several places, and one of them is taken")
     return misses, not stale
 
 
 def taken_elsewhere(files, key):
-    """Whether the words of an entry describe a taken place as well."""
+    """Whether an entry also matches a place that is taken."""
     path, line, condition, never = key
     file = next(file for file in files if file.path == path)
     if never == "run":

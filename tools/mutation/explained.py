@@ -1,9 +1,9 @@
-"""The list of mutants that no test can or need kill, with the reason of each.
+"""The list of mutants that no test can kill or needs to, each with its reason.
 
-An entry is four lines and an empty one:
+An entry is four lines and an empty line:
 
     catalog/endpoint_sets.cpp
-    - the line of the source, or its first, where the statement has several
+    - the line of the source, or the first line of a longer statement
     + the line with the mutant
     why no test can tell the two apart
 
@@ -12,7 +12,7 @@ Lines that begin with # are comments.
 
 
 def read_explained(path, mutants):
-    """(the keys of the mutants that are explained, what is wrong with the list)"""
+    """(the keys of the explained mutants, the faults of the list)"""
     known = {mutant.key() for mutant in mutants}
     explained, faults = set(), []
     text = path.read_text() if path.exists() else ""
@@ -28,6 +28,6 @@ def read_explained(path, mutants):
         if key not in known:
             faults.append(f"no such mutant: {lines[0]}: {lines[2]}")
         elif key in explained:
-            faults.append(f"twice: {lines[0]}: {lines[2]}")
+            faults.append(f"listed twice: {lines[0]}: {lines[2]}")
         explained.add(key)
     return explained, faults

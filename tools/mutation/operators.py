@@ -15,11 +15,11 @@ class Mutant(typing.NamedTuple):
     replacement: str
     kind: str
     line: int
-    source_line: str   # stripped; the first of them, where a statement has several
+    source_line: str   # stripped; the first one of a statement over several lines
     mutated_line: str  # stripped
 
     def key(self):
-        """What the change is, whatever stands above it in the file."""
+        """Identifies the change, whatever lines precede it in the file."""
         return (self.path, self.source_line, self.mutated_line)
 
     def apply(self, text):
@@ -69,7 +69,7 @@ LEFT_OUT = re.compile(r"static_assert\(.*?\);|^#.*?$|^ *using .*?;|^ *template <
 
 
 def blank_out(text, keep_strings=False):
-    """The text with comments, and unless they are kept texts, blanked, at the same offsets."""
+    """The text with comments blanked, and string literals unless kept; offsets stay the same."""
     def blank(match):
         found = match.group()
         if found.startswith("/"):
@@ -80,7 +80,7 @@ def blank_out(text, keep_strings=False):
 
 
 def closing(code, start):
-    """The offset behind the bracket that closes the one at `start`; none if it does not close."""
+    """The offset after the bracket that closes the one at `start`; None if it does not close."""
     depth = 0
     for offset in range(start, len(code)):
         if code[offset] in "([{":
@@ -105,7 +105,7 @@ def end_of_statement(code, start):
 
 
 class Vocabulary:
-    """What a constant or an enumerator can be mistaken for."""
+    """Which constant or enumerator can replace another."""
 
     def __init__(self, platform_headers, logic):
         self.constants = {}  # name: (type, value)
@@ -205,7 +205,7 @@ def changes_of_texts(text):
 
 
 def changes_of(text, vocabulary):
-    """(start, original, replacement, kind); offsets of texts and numbers alike are the file's."""
+    """Yields (start, original, replacement, kind); offsets are those of the file."""
     code = blank_out(text)
     for kind, pattern, replacement in SWAPS:
         for match in pattern.finditer(code):
@@ -237,7 +237,7 @@ def mutants_of(path, text, vocabulary):
 
 
 def all_mutants(root):
-    """Those of every source and header of the logic, in the order of the files.
+    """The mutants of every source and header of the logic, in the order of the files.
 
     The platform's declarations are left out: their numbers and layouts are the platform's, and a
     changed one would only set the program and the model at odds.

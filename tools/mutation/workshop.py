@@ -1,4 +1,4 @@
-"""Where tools/mutants builds and tries: a copy of the sources, built once without any mutant.
+"""Where tools/mutants builds and runs mutants: a copy of the sources, first built without one.
 
 The program's logic is one shared library, so that a mutant costs one compilation and one link and
 the test programs stay as they are. The simulated machine is compiled with optimisation, because
@@ -18,12 +18,13 @@ from mutation.operators import FOLDERS
 WHOLE_COMMANDS = ["install", "verify", "remove", "cli", "scenarios"]
 PROGRAMS = WHOLE_COMMANDS + [name for name in FOLDERS if name not in WHOLE_COMMANDS]
 SLOW_TEST_SECONDS = 0.5
-LEAST_CPU_SECONDS = 4  # of a program that is given up as without end; three times its usual else
+# A test program that takes three times its usual CPU time hangs; a short one gets at least this.
+LEAST_CPU_SECONDS = 4
 MEMORY_KILOBYTES = 3_000_000
 
 STANDARD_HEADERS = ["algorithm", "array", "functional", "map", "memory", "optional", "set",
                     "string", "string_view", "utility", "vector"]
-CHECKED = ["-D_GLIBCXX_ASSERTIONS"]  # reading behind a text or a list ends the program
+CHECKED = ["-D_GLIBCXX_ASSERTIONS"]  # an access beyond a text or a list ends the program
 FLAGS = ["-std=c++20", "-w", "-fPIC", "-fvisibility-inlines-hidden"]
 
 
@@ -62,7 +63,7 @@ class Workshop:
         self._time_the_tests()
 
     def _copy_sources(self):
-        """Unchanged files keep their time, so that little is built again."""
+        """Unchanged files keep their time stamps, so that little is rebuilt."""
         names = run(["git", "ls-files", "-co", "--exclude-standard"], cwd=self.root).stdout
         names = {name for name in names.split("\n") if name and (self.root / name).is_file()}
         for name in names:
@@ -88,13 +89,13 @@ class Workshop:
             self.parts[name] = self._sources(f"tests/{name}")
 
     def _common_header(self, source):
-        """The standard headers are compiled in advance; the model's options fit none of them."""
+        """Precompiles the standard headers, but not for the model, whose options differ."""
         if source.startswith("platform/"):
             return None
         return self.built / ("tests.h" if source.startswith("tests/") else "standard.h")
 
     def compile_command(self, source, target, search):
-        """`search` are the folders of includes, relative to where the compiler runs."""
+        """`search` lists the include folders, relative to where the compiler runs."""
         model = source.startswith("platform/")
         header = self._common_header(source)
         checked = CHECKED if header and header.name == "standard.h" else []
@@ -156,7 +157,7 @@ class Workshop:
     def _read_dependents(self):
         self.dependents = {}
         for part, sources in self.parts.items():
-            if part == "model":  # the world stays as it is
+            if part == "model":  # the model is never mutated
                 continue
             for source in sources:
                 listed = pathlib.Path(str(self.object_of(source)) + ".d").read_text()
@@ -164,7 +165,7 @@ class Workshop:
                     self.dependents.setdefault(name, []).append((part, source))
 
     def _time_the_tests(self):
-        """Which tests are slow, and how long a program takes; they must pass, too."""
+        """Finds the slow tests and how long each program takes. All tests must pass."""
         for program in PROGRAMS:
             report = self.built / f"{program}.json"
             binary = self.target_of(program, self.built)
@@ -203,10 +204,10 @@ class Bench:
         self.place = place
         self.sources = place / "sources"
         self.mutant = None
-        self.fresh = set()  # parts that stand here instead of in the workshop
+        self.fresh = set()  # parts built here, used instead of the workshop's
 
     def lay(self, mutant):
-        """Compiles it: '', 'does not compile' or 'equivalent'."""
+        """Compiles the mutant: '', 'does not compile' or 'equivalent'."""
         shutil.rmtree(self.place, ignore_errors=True)
         mutated = self.sources / mutant.path
         mutated.parent.mkdir(parents=True)
@@ -223,7 +224,7 @@ class Bench:
         return "" if self._link("logic") else "does not compile"
 
     def is_same_when_optimised(self):
-        """Whether the compiler, asked to optimise, makes the same of the mutant."""
+        """Whether the optimiser turns mutant and original into the same code."""
         source = self.mutant.path
         if not source.endswith(".cpp"):
             return False
@@ -262,7 +263,7 @@ class Bench:
                    cwd=self.shop.tree).returncode == 0
 
     def _has_program(self, program):
-        """A changed header changes the tests that include it as well."""
+        """Rebuilds the tests that include a changed header."""
         for part in ("support", program):
             sources = [source for its_part, source in self._affected()
                        if its_part == part and source not in self.objects]
@@ -271,7 +272,7 @@ class Bench:
         return True
 
     def test(self, program, chosen, seconds):
-        """None when the tests pass, else the name of the one that failed or what else happened."""
+        """None when the tests pass, else the test that failed or what else happened."""
         if not self._has_program(program):
             return "does not compile with it"
         binary = self.shop.target_of(program, self.place if program in self.fresh

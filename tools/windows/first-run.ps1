@@ -1,5 +1,5 @@
 # The first run on a real Windows: the contract suite, then the questions that only Windows can
-# answer. Run it in an elevated PowerShell; docs/windows.md tells what to look at.
+# answer. Run it in an elevated PowerShell; docs/windows.md says what to look at.
 #
 #   first-run.ps1 -Contract PATH\vorn_contract.exe [-Inf PATH\vorn_audio.inf] [-Report PATH]
 #
@@ -21,7 +21,7 @@ function Write-Step([string]$text) {
   "== $text" | Tee-Object -FilePath $Report -Append
 }
 
-# What a suite that ended in the middle leaves behind.
+# What an aborted suite leaves behind.
 function Get-LeftOvers {
   Get-CimInstance Win32_PnPEntity |
     Where-Object { $_.HardwareID -contains 'Root\VornContract' } |
@@ -29,7 +29,7 @@ function Get-LeftOvers {
   if (Test-Path 'HKLM:\Software\VornContract') { 'key HKLM\Software\VornContract' }
 }
 
-# What the questions must leave as it was.
+# What the questions must not change.
 function Get-Inventory {
   Get-ChildItem "$env:windir\INF" -Filter '*.inf' | ForEach-Object { "$($_.Name) $($_.Length)" }
   Get-CimInstance Win32_PnPEntity | ForEach-Object { "$($_.DeviceID) $($_.ConfigManagerErrorCode)" }
