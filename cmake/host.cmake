@@ -29,12 +29,6 @@ if(VORN_LAB_SOURCES)
 endif()
 
 if(VORN_UNITY)
-  # Those that give the same name to different helpers of their own stand alone.
-  set_source_files_properties(
-    platform/simulated/file_system.cpp platform/simulated/package_recipe.cpp
-    platform/simulated/registry.cpp platform/simulated/services.cpp lab/registry_facts.cpp
-    lab/package_command.cpp
-    PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
   set_target_properties(vorn_logic vorn_simulated vorn_lab_library
                         PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 12)
 endif()

@@ -92,14 +92,6 @@ void DescribeImage(Facts& facts, DriverImage& image, const DriverImage& sound) {
                 sound.registersAudioInterface);
 }
 
-/// The four-part version that the image reports.
-std::u16string VersionOf(const DriverImage& image) {
-  const auto part = [](std::uint32_t number) { return ToUtf16(std::to_string(number)); };
-  const std::uint32_t packed = image.loadedVersion;
-  return part(packed >> 16 & 0xFF) + u"." + part(packed >> 8 & 0xFF) + u"." + part(packed & 0xFF) +
-         u"." + part(image.revision);
-}
-
 }  // namespace
 
 const ChoiceNames kFlowNames = kFlows;
@@ -112,7 +104,7 @@ void Describe(Facts& facts, PoolEntry& entry) {
 }
 
 void Describe(FactWriter& facts, DriverImage& image) {
-  const std::u16string version = VersionOf(image);
+  const std::u16string version = ToUtf16(VersionText(image));
   facts.Fact("version", version);
   DescribeImage(facts, image, SoundImage(version));
 }

@@ -4,6 +4,7 @@
 #include "journal/activation_state.h"
 #include "platform/config_manager.h"
 #include "platform/simulated/crypto_model.h"
+#include "platform/simulated/driver_image.h"
 #include "platform/simulated/endpoint_builder.h"
 #include "platform/simulated/file_tree.h"
 #include "platform/simulated/inf_text.h"
@@ -22,13 +23,6 @@ namespace {
 constexpr char16_t kJournalHeader[] = u"VORN_DRIVER_ACTIVATION_STATE";
 constexpr char16_t kLogName[] = u"vorn_devnode.log";
 constexpr char16_t kSnapshotPrefix[] = u"VORN-input-";
-
-std::string VersionOf(const DriverImage& image) {
-  char text[64];
-  std::snprintf(text, sizeof text, "%u.%u.%u.%u", image.loadedVersion >> 16 & 0xFF,
-                image.loadedVersion >> 8 & 0xFF, image.loadedVersion & 0xFF, image.revision);
-  return text;
-}
 
 std::string FlowOf(bool capture) {
   return capture ? "capture" : "render";
@@ -50,7 +44,7 @@ DeviceReport ReportDevice(const Device& device) {
   report.package = device.publishedInf;
   report.pendingPackage = device.pendingInf;
   report.version = StringProperty(device, kDriverVersionKey);
-  if (device.resident) report.resident = VersionOf(*device.resident);
+  if (device.resident) report.resident = VersionText(*device.resident);
   for (const CableFlow& cable : device.hidden)
     report.hiddenEndpoints.push_back(FlowOf(cable.second != 0) + " " + std::to_string(cable.first));
   return report;

@@ -56,7 +56,7 @@ DriverImage ParseImageOption(const std::string& text, const std::u16string& vers
     Json json = ParseJson(text);
     if (json.is_object() && !json.contains("version")) json["version"] = ToUtf8(version);
     DriverImage image;
-    FromJson(json, "", image);
+    lab::FromJson(json, "", image);
     return image;
   } catch (const BadInput& bad) {
     throw BadInput("--image", bad.what());

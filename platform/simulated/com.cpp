@@ -28,7 +28,7 @@ struct TaskHeader {
   std::uintptr_t number;  // in the process's table
 };
 
-void FreeBlock(TaskHeader* header) {
+void FreeTaskBlock(TaskHeader* header) {
   header->~TaskHeader();
   ::operator delete(header);
 }
@@ -36,7 +36,7 @@ void FreeBlock(TaskHeader* header) {
 class HeldString : public Object {
  public:
   explicit HeldString(TaskHeader* header) : header_(header) {}
-  ~HeldString() override { FreeBlock(header_); }
+  ~HeldString() override { FreeTaskBlock(header_); }
 
  private:
   TaskHeader* header_;

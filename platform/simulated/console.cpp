@@ -21,13 +21,13 @@ constexpr int kEndOfFile = -1;  // EOF
 constexpr std::uintptr_t kStandardOutput = 1;
 constexpr std::uintptr_t kStandardError = 2;
 
-std::uintptr_t ValueOf(WideStream* stream) {
+std::uintptr_t NumberOf(WideStream* stream) {
   return reinterpret_cast<std::uintptr_t>(stream);
 }
 
 int WriteTo(WideStream* stream, const char16_t* text) {
   Process& process = Process::Current();
-  const std::uintptr_t value = ValueOf(stream);
+  const std::uintptr_t value = NumberOf(stream);
   if (value == kStandardOutput || value == kStandardError) {
     const bool error = value == kStandardError;
     if (!error && process.standardOutputClosed) return kEndOfFile;
@@ -38,8 +38,8 @@ int WriteTo(WideStream* stream, const char16_t* text) {
   return file != nullptr && file->Write(text) ? 0 : kEndOfFile;
 }
 
-const char* NameOf(WideStream* stream) {
-  const std::uintptr_t value = ValueOf(stream);
+const char* StreamName(WideStream* stream) {
+  const std::uintptr_t value = NumberOf(stream);
   return value == kStandardOutput ? "stdout" : value == kStandardError ? "stderr" : "file";
 }
 
@@ -81,12 +81,12 @@ WideStream* OpenStream(const char16_t* path, const char16_t* mode, int shareFlag
       Process::Current().Add(ObjectKind::Stream, std::move(stream)));
 }
 
-int Close(WideStream* stream) {
+int CloseStream(WideStream* stream) {
   Process& process = Process::Current();
-  const auto file = process.Find<TextStream>(ObjectKind::Stream, ValueOf(stream));
+  const auto file = process.Find<TextStream>(ObjectKind::Stream, NumberOf(stream));
   if (file == nullptr) return kEndOfFile;
   const bool written = file->Flush();
-  process.Remove(ObjectKind::Stream, ValueOf(stream));
+  process.Remove(ObjectKind::Stream, NumberOf(stream));
   return written ? 0 : kEndOfFile;
 }
 
@@ -106,7 +106,7 @@ WideStream* StandardError() {
 
 int fputws(const char16_t* text, WideStream* stream) {
   return SimulateCall<int>("fputws", FailureStyle::LastError, kEndOfFile,
-                           Arguments("stream", NameOf(stream), "text", text),
+                           Arguments("stream", StreamName(stream), "text", text),
                            [&](const CallFaults&) { return WriteTo(stream, text); });
 }
 
@@ -119,8 +119,8 @@ WideStream* _wfsopen(const char16_t* path, const char16_t* mode, int shareFlag) 
 
 int fclose(WideStream* stream) {
   return SimulateCall<int>("fclose", FailureStyle::LastError, kEndOfFile,
-                           Arguments("stream", NameOf(stream)),
-                           [&](const CallFaults&) { return Close(stream); });
+                           Arguments("stream", StreamName(stream)),
+                           [&](const CallFaults&) { return CloseStream(stream); });
 }
 
 }  // namespace vorn::platform

@@ -55,7 +55,7 @@ bool IsAlgorithm(BCRYPT_ALG_HANDLE algorithm) {
              ObjectKind::Hash, reinterpret_cast<std::uintptr_t>(algorithm)) != nullptr;
 }
 
-NTSTATUS Close(bool known, std::uintptr_t value) {
+NTSTATUS CloseObject(bool known, std::uintptr_t value) {
   if (!known) return STATUS_INVALID_HANDLE;
   Process::Current().Remove(ObjectKind::Hash, value);
   return STATUS_SUCCESS;
@@ -112,7 +112,7 @@ NTSTATUS BCryptOpenAlgorithmProvider(BCRYPT_ALG_HANDLE* algorithm, const char16_
 NTSTATUS BCryptCloseAlgorithmProvider(BCRYPT_ALG_HANDLE algorithm) {
   return SimulateCode<NTSTATUS>(
       "BCryptCloseAlgorithmProvider", Arguments("Algorithm", algorithm), [&](const CallFaults&) {
-        return Close(IsAlgorithm(algorithm), reinterpret_cast<std::uintptr_t>(algorithm));
+        return CloseObject(IsAlgorithm(algorithm), reinterpret_cast<std::uintptr_t>(algorithm));
       });
 }
 
@@ -184,7 +184,7 @@ NTSTATUS BCryptFinishHash(BCRYPT_HASH_HANDLE hash, std::uint8_t* output, std::ui
 NTSTATUS BCryptDestroyHash(BCRYPT_HASH_HANDLE hash) {
   return SimulateCode<NTSTATUS>(
       "BCryptDestroyHash", Arguments("Hash", hash), [&](const CallFaults&) {
-        return Close(FindHash(hash) != nullptr, reinterpret_cast<std::uintptr_t>(hash));
+        return CloseObject(FindHash(hash) != nullptr, reinterpret_cast<std::uintptr_t>(hash));
       });
 }
 

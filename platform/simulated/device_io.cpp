@@ -185,8 +185,8 @@ Bytes ReplyOr(const DriverImage& image, std::uint32_t code, const Bytes& usual) 
 }
 
 /// The queries take no input.
-bool Query(const Device& device, const Request& request, const Bytes& usual,
-           const CallFaults& faults) {
+bool AnswerQuery(const Device& device, const Request& request, const Bytes& usual,
+                 const CallFaults& faults) {
   if (request.inputSize != 0) return FailWith(ERROR_INVALID_PARAMETER);
   return Reply(request, ReplyOr(*device.resident, request.code, usual), faults);
 }
@@ -243,9 +243,9 @@ bool Dispatch(DeviceHandle& handle, Device& device, const Request& request,
               const CallFaults& faults) {
   switch (request.code) {
     case kQueryEndpointPool:
-      return Query(device, request, PoolReply(*device.resident), faults);
+      return AnswerQuery(device, request, PoolReply(*device.resident), faults);
     case kGetStatus:
-      return Query(device, request, StatusReply(*device.resident), faults);
+      return AnswerQuery(device, request, StatusReply(*device.resident), faults);
     case kAcquireLease:
       return AcquireLease(handle, device, request, faults);
     case kReleaseLease:
@@ -307,11 +307,7 @@ HANDLE CreateFileW(const char16_t* path, std::uint32_t desiredAccess, std::uint3
       [&](const CallFaults&) {
         return created = OpenPath(path, desiredAccess, shareMode, creationDisposition);
       });
-  // A handle that came to be although the call was then made to fail is not the program's.
-  if (result == INVALID_HANDLE_VALUE && created != INVALID_HANDLE_VALUE) {
-    Process::Current().Remove(ObjectKind::Handle, reinterpret_cast<std::uintptr_t>(created));
-  }
-  return result;
+  return KeepOnSuccess(ObjectKind::Handle, result, created, INVALID_HANDLE_VALUE);
 }
 
 bool DeviceIoControl(HANDLE device, std::uint32_t controlCode, const void* input,

@@ -38,7 +38,7 @@ QueryRemoval AskToLetGo(Machine& machine, Device& device) {
 
 /// What was planned for a device that is gone would happen to the next one of its name. That its
 /// endpoints' records go idle is the endpoint builder's matter and still happens.
-void ForgetPlans(Machine& machine, std::u16string_view instanceId) {
+void ForgetPlansOf(Machine& machine, std::u16string_view instanceId) {
   std::erase_if(machine.clock.events, [&](const Event& event) {
     const bool ofTheNode = event.kind == EventKind::StartDevice ||
                            event.kind == EventKind::RemoveDevice ||
@@ -54,7 +54,7 @@ void EraseSubtree(Machine& machine, const std::u16string& instanceId) {
   }
   for (const std::u16string& child : children)
     EraseSubtree(machine, child);
-  ForgetPlans(machine, instanceId);
+  ForgetPlansOf(machine, instanceId);
   std::erase_if(machine.devices.devices,
                 [&](const Device& device) { return IsSameDevice(device.instanceId, instanceId); });
 }

@@ -68,15 +68,6 @@ HDEVINFO OpenList(std::shared_ptr<DeviceList> list) {
       Process::Current().Add(ObjectKind::DeviceInfoList, std::move(list)));
 }
 
-/// A list that came to be although its call was then made to fail is not the program's.
-HDEVINFO KeepOnSuccess(HDEVINFO result, HDEVINFO created) {
-  if (result == INVALID_DEVICE_INFO_LIST && created != INVALID_DEVICE_INFO_LIST) {
-    Process::Current().Remove(ObjectKind::DeviceInfoList,
-                              reinterpret_cast<std::uintptr_t>(created));
-  }
-  return result;
-}
-
 }  // namespace
 
 }  // namespace simulated
@@ -98,7 +89,7 @@ HDEVINFO SetupDiGetClassDevsW(const GUID* classGuid, const char16_t* enumerator,
         const Machine& machine = Process::Current().TheMachine();
         return created = OpenList(TakeSnapshot(machine, {classGuid, enumerator, flags}));
       });
-  return KeepOnSuccess(result, created);
+  return KeepOnSuccess(ObjectKind::DeviceInfoList, result, created, INVALID_DEVICE_INFO_LIST);
 }
 
 HDEVINFO SetupDiCreateDeviceInfoList(const GUID* classGuid) {
@@ -110,7 +101,7 @@ HDEVINFO SetupDiCreateDeviceInfoList(const GUID* classGuid) {
         if (classGuid != nullptr) list->classGuid = *classGuid;
         return created = OpenList(std::move(list));
       });
-  return KeepOnSuccess(result, created);
+  return KeepOnSuccess(ObjectKind::DeviceInfoList, result, created, INVALID_DEVICE_INFO_LIST);
 }
 
 bool SetupDiDestroyDeviceInfoList(HDEVINFO list) {

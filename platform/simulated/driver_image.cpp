@@ -206,13 +206,6 @@ void ReadLine(DriverImage& image, std::string_view line) {
   }
 }
 
-/// The version that the image's words stand for, as far as they are one.
-std::string VersionText(const DriverImage& image) {
-  const std::uint32_t version = image.loadedVersion;
-  return std::to_string(version >> 16 & 0xFF) + '.' + std::to_string(version >> 8 & 0xFF) + '.' +
-         std::to_string(version & 0xFF) + '.' + std::to_string(image.revision);
-}
-
 std::string RefusalLines(std::string_view name,
                          const std::map<CableFlow, std::uint32_t>& refusals) {
   std::string text;
@@ -254,6 +247,12 @@ DriverImage SoundImage(std::u16string_view version) {
     }
   }
   return image;
+}
+
+std::string VersionText(const DriverImage& image) {
+  const std::uint32_t version = image.loadedVersion;
+  return std::to_string(version >> 16 & 0xFF) + '.' + std::to_string(version >> 8 & 0xFF) + '.' +
+         std::to_string(version & 0xFF) + '.' + std::to_string(image.revision);
 }
 
 DriverImage ParseImage(const Bytes& content) {

@@ -55,6 +55,9 @@ struct DriverImage {
 /// then the capture cables. Missing parts of the version are 0.
 DriverImage SoundImage(std::u16string_view version);
 
+/// The version "a.b.c.d" that the image's words report.
+std::string VersionText(const DriverImage& image);
+
 /// The image that the bytes of a .sys describe; lines that are not understood are ignored. A line
 /// `version=a.b.c.d` makes the sound image of that version, which the lines after it change.
 DriverImage ParseImage(const Bytes& content);

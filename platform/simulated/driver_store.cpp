@@ -26,7 +26,7 @@ std::u16string FolderPrefixOf(std::u16string_view path) {
   return std::u16string(path.substr(0, end == std::u16string_view::npos ? 0 : end + 1));
 }
 
-std::u16string NameOf(std::u16string_view path) {
+std::u16string LastNameOf(std::u16string_view path) {
   return std::u16string(path.substr(path.find_last_of(u"\\/") + 1));
 }
 
@@ -138,7 +138,7 @@ std::optional<std::u16string> PublishPackage(Machine& machine, std::u16string_vi
   if (const PublishedPackage* same = FindSameInf(machine, *inf)) return same->publishedInf;
 
   PublishedPackage published;
-  published.originalInf = NameOf(infPath);
+  published.originalInf = LastNameOf(infPath);
   published.originalCatalog = package->catalog;
   if (!package->image.empty()) {
     auto image = ReadAsSystem(machine.files, folder + package->image, &reason);

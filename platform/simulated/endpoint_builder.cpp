@@ -114,7 +114,7 @@ void SetChildState(Device& child, std::uint32_t endpointState) {
   child.problem = started ? 0 : CM_PROB_DISABLED;
 }
 
-void AddChild(Machine& machine, const AudioEndpoint& endpoint) {
+void AddChildDevice(Machine& machine, const AudioEndpoint& endpoint) {
   if (machine.devices.Find(ChildId(endpoint)) != nullptr) return;
   Device child;
   child.instanceId = ChildId(endpoint);
@@ -234,7 +234,7 @@ void PublishCable(Machine& machine, std::u16string_view root, CableFlow cable, b
   if (audio.childDelay > 0) {
     PlanOnce(machine, audio.childDelay, EventKind::PublishEndpointChildren, root);
   } else {
-    AddChild(machine, endpoint);
+    AddChildDevice(machine, endpoint);
   }
 }
 
@@ -315,7 +315,7 @@ void PublishLateEndpoints(Machine& machine, std::u16string_view rootInstanceId) 
 
 void PublishEndpointChildren(Machine& machine, std::u16string_view rootInstanceId) {
   for (const AudioEndpoint& endpoint : machine.audio.endpoints) {
-    if (InView(endpoint) && BelongsTo(endpoint, rootInstanceId)) AddChild(machine, endpoint);
+    if (InView(endpoint) && BelongsTo(endpoint, rootInstanceId)) AddChildDevice(machine, endpoint);
   }
 }
 
@@ -401,7 +401,7 @@ std::u16string AddForeignEndpoint(Machine& machine, bool capture,
   endpoint.root = rootInstanceId;
   MakeEndpointRecordKeys(machine);
   WriteRecord(machine, endpoint, capture ? u"Microphone" : u"Speakers");
-  AddChild(machine, endpoint);
+  AddChildDevice(machine, endpoint);
   machine.audio.endpoints.push_back(endpoint);
   return endpoint.id;
 }

@@ -11,7 +11,7 @@ namespace {
 /// never reused here, so it is always the first.
 constexpr std::uint64_t kFirstSequence = std::uint64_t{1} << 48;
 
-bool AllZero(const Bytes& bytes, std::size_t from) {
+bool IsZeroFrom(const Bytes& bytes, std::size_t from) {
   return std::all_of(bytes.begin() + static_cast<std::ptrdiff_t>(from), bytes.end(),
                      [](std::uint8_t byte) { return byte == 0; });
 }
@@ -23,10 +23,10 @@ bool SameContent(const Node& left, const Node& right) {
   const Bytes& b = *right.content;
   const std::size_t common = std::min(a.size(), b.size());
   return std::equal(a.begin(), a.begin() + static_cast<std::ptrdiff_t>(common), b.begin()) &&
-         AllZero(a, common) && AllZero(b, common);
+         IsZeroFrom(a, common) && IsZeroFrom(b, common);
 }
 
-auto Facts(const Node& node) {
+auto NodeFacts(const Node& node) {
   return std::tie(node.directory, node.attributes, node.entries, node.place, node.reparse,
                   node.reparseTarget, node.security, node.volume, node.links, node.reportedLinks,
                   node.reportedType, node.reportedIndex, node.reportedPages);
@@ -35,7 +35,7 @@ auto Facts(const Node& node) {
 }  // namespace
 
 bool operator==(const Node& left, const Node& right) {
-  return Facts(left) == Facts(right) && SameContent(left, right);
+  return NodeFacts(left) == NodeFacts(right) && SameContent(left, right);
 }
 
 std::uint64_t FileSize(const Node& node) {

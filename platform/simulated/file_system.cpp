@@ -61,7 +61,7 @@ const Volume* FindVolume(const FileSystem& files, std::u16string_view name) {
   return found == files.volumes.end() ? nullptr : &*found;
 }
 
-WorldPath Cut(const FileSystem& files, std::u16string_view path) {
+WorldPath CutWorldPath(const FileSystem& files, std::u16string_view path) {
   WorldPath cut;
   std::u16string_view rest = path;
   if (rest.starts_with(kLongPathPrefix)) rest.remove_prefix(kLongPathPrefix.size());
@@ -87,7 +87,7 @@ struct Found {
 };
 
 Found Look(const FileSystem& files, std::u16string_view path) {
-  const WorldPath cut = Cut(files, path);
+  const WorldPath cut = CutWorldPath(files, path);
   if (cut.volume == nullptr) return {};
   Found found;
   found.node = cut.volume->root;
@@ -145,14 +145,14 @@ NodeId PutContent(FileSystem& files, std::u16string_view path, Bytes content,
   return file;
 }
 
-void RemoveTree(FileSystem& files, const Place& place) {
+void RemoveNodeTree(FileSystem& files, const Place& place) {
   const NodeId id = FindEntry(files, place)->node;
   while (!files.nodes.Get(id).entries.empty())
-    RemoveTree(files, {id, files.nodes.Get(id).entries.begin()->first});
+    RemoveNodeTree(files, {id, files.nodes.Get(id).entries.begin()->first});
   RemoveEntry(files, place);
 }
 
-auto Facts(const FileSystem& files) {
+auto FileSystemFacts(const FileSystem& files) {
   return std::tie(files.volumes, files.dosDevices, files.nodes, files.opens, files.windowsFolder,
                   files.tempFolder, files.modulePath, files.currentFolder);
 }
@@ -160,7 +160,7 @@ auto Facts(const FileSystem& files) {
 }  // namespace
 
 bool operator==(const FileSystem& left, const FileSystem& right) {
-  return Facts(left) == Facts(right);
+  return FileSystemFacts(left) == FileSystemFacts(right);
 }
 
 NodeId AddVolume(FileSystem& files, char16_t letter, std::u16string device, std::u16string guid) {
@@ -197,7 +197,7 @@ Node& NodeAt(FileSystem& files, std::u16string_view path) {
 }
 
 NodeId MakeFolder(FileSystem& files, std::u16string_view path) {
-  const WorldPath cut = Cut(files, path);
+  const WorldPath cut = CutWorldPath(files, path);
   if (cut.volume == nullptr) Refuse("no such volume", path);
   NodeId folder = cut.volume->root;
   for (const std::u16string_view name : cut.names) {
@@ -239,7 +239,7 @@ NodeId PutLink(FileSystem& files, std::u16string_view path, ReparseKind kind,
 
 void RemovePath(FileSystem& files, std::u16string_view path) {
   const Found found = Look(files, path);
-  if (found.node && found.place.folder != 0) RemoveTree(files, found.place);
+  if (found.node && found.place.folder != 0) RemoveNodeTree(files, found.place);
 }
 
 void MovePath(FileSystem& files, std::u16string_view from, std::u16string_view to) {

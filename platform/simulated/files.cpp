@@ -41,7 +41,7 @@ std::uint32_t Low(std::uint64_t value) {
   return static_cast<std::uint32_t>(value);
 }
 
-BY_HANDLE_FILE_INFORMATION Describe(const FileObject& file) {
+BY_HANDLE_FILE_INFORMATION FactsOf(const FileObject& file) {
   const Node& node = file.Read();
   const std::uint64_t index = FileIndexOf(file.Id(), node);
   BY_HANDLE_FILE_INFORMATION facts = {};
@@ -72,8 +72,8 @@ FILE_BASIC_INFO BasicInfo(const Node& node) {
           times.change,   ReportedAttributes(node), 0};
 }
 
-NTSTATUS Query(FileObject& file, std::uint32_t informationClass, void* information,
-               std::uint32_t size) {
+NTSTATUS QueryFile(FileObject& file, std::uint32_t informationClass, void* information,
+                   std::uint32_t size) {
   const bool listing = informationClass == FileIdBothDirectoryInfo ||
                        informationClass == FileIdBothDirectoryRestartInfo;
   const std::uint32_t needed = listing ? FILE_LIST_DIRECTORY : FILE_READ_ATTRIBUTES;
@@ -227,7 +227,7 @@ bool GetFileInformationByHandle(HANDLE file, BY_HANDLE_FILE_INFORMATION* informa
                         if (!object->MayAny(FILE_READ_ATTRIBUTES)) {
                           return FailWith(ERROR_ACCESS_DENIED);
                         }
-                        *information = Describe(*object);
+                        *information = FactsOf(*object);
                         return true;
                       });
 }
@@ -241,7 +241,7 @@ bool GetFileInformationByHandleEx(HANDLE file, std::uint32_t informationClass, v
         const auto object = CurrentFile(file);
         if (object == nullptr) return FailWith(ERROR_INVALID_HANDLE);
         const NTSTATUS status =
-            Query(*object, informationClass, information, Limited(size, faults));
+            QueryFile(*object, informationClass, information, Limited(size, faults));
         return status == STATUS_SUCCESS || FailWithStatus(status);
       });
 }

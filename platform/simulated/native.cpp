@@ -17,7 +17,7 @@ namespace simulated {
 
 namespace {
 
-std::u16string_view TextOf(const UNICODE_STRING* text) {
+std::u16string_view ViewOf(const UNICODE_STRING* text) {
   if (text == nullptr || text->Buffer == nullptr) return {};
   return {text->Buffer, text->Length / sizeof(char16_t)};
 }
@@ -34,7 +34,7 @@ NTSTATUS ReadAttributes(const Process& process, const OBJECT_ATTRIBUTES& attribu
                         OpenRequest& request) {
   if (attributes.Length != sizeof(OBJECT_ATTRIBUTES)) return STATUS_INVALID_PARAMETER;
   if (!IsSoundName(attributes.ObjectName)) return STATUS_OBJECT_NAME_INVALID;
-  request.name = TextOf(attributes.ObjectName);
+  request.name = ViewOf(attributes.ObjectName);
   request.dontReparse = (attributes.Attributes & OBJ_DONT_REPARSE) != 0;
   if (attributes.RootDirectory != nullptr) {
     root = FindFile(process, attributes.RootDirectory);
@@ -89,7 +89,7 @@ NTSTATUS NtCreateFile(HANDLE* file, std::uint32_t desiredAccess,
   const OBJECT_ATTRIBUTES& shown = attributes == nullptr ? kNone : *attributes;
   return AsFailure(SimulateCode<NTSTATUS>(
       "NtCreateFile",
-      Arguments("ObjectName", TextOf(shown.ObjectName), "RootDirectory", shown.RootDirectory,
+      Arguments("ObjectName", ViewOf(shown.ObjectName), "RootDirectory", shown.RootDirectory,
                 "Length", shown.Length, "Attributes", Hex{shown.Attributes}, "SecurityDescriptor",
                 shown.SecurityDescriptor != nullptr, "SecurityQualityOfService",
                 shown.SecurityQualityOfService != nullptr, "DesiredAccess", Hex{desiredAccess},

@@ -130,7 +130,7 @@ bool IsForeign(const Machine& machine, const Device& device) {
   return parent != nullptr && IsForeign(machine, *parent);
 }
 
-std::u16string Describe(const Device& device) {
+std::u16string DescribeForeign(const Device& device) {
   Description text(u"device");
   text.Add(device.instanceId).Add(device.parent).Add(device.present).Add(device.status);
   text.Add(device.problem).Add(device.classGuid).Add(device.service).Add(device.publishedInf);
@@ -144,7 +144,7 @@ std::u16string Describe(const Device& device) {
   return text.Take();
 }
 
-std::u16string Describe(const Machine& machine, const PublishedPackage& package) {
+std::u16string DescribeForeign(const Machine& machine, const PublishedPackage& package) {
   Description text(u"package");
   text.Add(package.publishedInf).Add(package.originalInf).Add(package.originalCatalog);
   text.Add(package.image);
@@ -152,7 +152,7 @@ std::u16string Describe(const Machine& machine, const PublishedPackage& package)
   return inf ? text.Add(*inf).Take() : text.Add(u"no INF").Take();
 }
 
-std::u16string Describe(const AudioEndpoint& endpoint) {
+std::u16string DescribeForeign(const AudioEndpoint& endpoint) {
   Description text(u"endpoint");
   text.Add(endpoint.id).Add(endpoint.capture).Add(endpoint.state).Add(endpoint.connectedTo);
   text.Add(endpoint.root).Add(endpoint.cable.has_value());
@@ -203,14 +203,14 @@ void AddNeighbours(Machine& machine) {
 std::vector<std::u16string> DescribeForeignParts(const Machine& machine) {
   std::vector<std::u16string> parts;
   for (const Device& device : machine.devices.devices) {
-    if (IsForeign(machine, device)) parts.push_back(Describe(device));
+    if (IsForeign(machine, device)) parts.push_back(DescribeForeign(device));
   }
   for (const PublishedPackage& package : machine.store.packages) {
-    if (package.foreign) parts.push_back(Describe(machine, package));
+    if (package.foreign) parts.push_back(DescribeForeign(machine, package));
   }
   for (const AudioEndpoint& endpoint : machine.audio.endpoints) {
     const Device* owner = machine.devices.Find(endpoint.root);
-    if (owner != nullptr && owner->foreign) parts.push_back(Describe(endpoint));
+    if (owner != nullptr && owner->foreign) parts.push_back(DescribeForeign(endpoint));
   }
   DescribeForeignRecords(machine.registry, parts);
   return parts;

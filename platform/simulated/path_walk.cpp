@@ -19,7 +19,7 @@ bool StartsWithIgnoringCase(std::u16string_view text, std::u16string_view prefix
   return text.size() >= prefix.size() && EqualsIgnoringCase(text.substr(0, prefix.size()), prefix);
 }
 
-std::vector<std::u16string> Split(std::u16string_view text) {
+std::vector<std::u16string> SplitSteps(std::u16string_view text) {
   std::vector<std::u16string> pieces;
   std::size_t start = 0;
   while (start <= text.size()) {
@@ -41,7 +41,7 @@ std::u16string Join(const std::vector<std::u16string>& pieces, std::size_t from)
 
 /// A relative link's target from the folder that holds the link; "." and ".." are steps.
 std::u16string Resolve(std::u16string folder, std::u16string_view target) {
-  for (const std::u16string& step : Split(target)) {
+  for (const std::u16string& step : SplitSteps(target)) {
     if (step.empty() || step == u".") continue;
     if (step == u"..") {
       const std::size_t last = folder.rfind(u'\\');
@@ -151,7 +151,7 @@ class Walker {
     const bool trailing = path.ends_with(u'\\');
     if (trailing) path.remove_suffix(1);
     if (path.empty()) return trailing ? Failed(STATUS_OBJECT_NAME_INVALID) : walked;
-    const std::vector<std::u16string> names = Split(path);
+    const std::vector<std::u16string> names = SplitSteps(path);
     if (!std::all_of(names.begin(), names.end(),
                      [](const std::u16string& name) { return IsValidNtName(name); })) {
       return Failed(STATUS_OBJECT_NAME_INVALID);

@@ -95,4 +95,15 @@ class Process {
   std::uintptr_t nextObject_ = 4;
 };
 
+/// The `result` of a call that opens an object and returns its handle, or `none`. When the call was
+/// made to fail after it had opened the object, the program never learns of `created`: it is
+/// closed.
+template <class Handle>
+Handle KeepOnSuccess(ObjectKind kind, Handle result, Handle created, Handle none) {
+  if (result == none && created != none) {
+    Process::Current().Remove(kind, reinterpret_cast<std::uintptr_t>(created));
+  }
+  return result;
+}
+
 }  // namespace vorn::platform::simulated

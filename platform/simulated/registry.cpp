@@ -91,7 +91,7 @@ struct Target {
   std::uint32_t granted = 0;
 };
 
-Target Resolve(HKEY handle) {
+Target TargetOf(HKEY handle) {
   Registry& registry = TheRegistry();
   if (handle == HKEY_LOCAL_MACHINE) {
     const KeyId key = registry.localMachine;
@@ -135,7 +135,7 @@ std::optional<KeyId> FindBelow(const Registry& registry, KeyId key, std::u16stri
 /// The key `subkey` below a handle, opened with `desired`.
 Target OpenBelow(HKEY handle, const char16_t* subkey, std::uint32_t options,
                  std::uint32_t desired) {
-  const Target parent = Resolve(handle);
+  const Target parent = TargetOf(handle);
   if (parent.error != ERROR_SUCCESS) return parent;
   const std::u16string_view path = subkey == nullptr ? u"" : subkey;
   if (path.starts_with(u'\\')) return {ERROR_BAD_PATHNAME};
@@ -158,7 +158,7 @@ Target OpenBelow(HKEY handle, const char16_t* subkey, std::uint32_t options,
 
 LSTATUS Enumerate(HKEY handle, std::uint32_t index, char16_t* name, std::uint32_t* nameSize,
                   const CallFaults& faults) {
-  const Target target = Resolve(handle);
+  const Target target = TargetOf(handle);
   if (target.error != ERROR_SUCCESS) return Code(target.error);
   if ((target.granted & KEY_ENUMERATE_SUB_KEYS) == 0) return Code(ERROR_ACCESS_DENIED);
   if (name == nullptr || nameSize == nullptr) return Code(ERROR_INVALID_PARAMETER);
@@ -251,7 +251,7 @@ LSTATUS ReadValue(HKEY handle, const char16_t* subkey, const char16_t* name, std
   }
   const bool here = subkey == nullptr || *subkey == u'\0';
   const Target target =
-      here ? Resolve(handle) : OpenBelow(handle, subkey, 0, KEY_QUERY_VALUE | KEY_WOW64_64KEY);
+      here ? TargetOf(handle) : OpenBelow(handle, subkey, 0, KEY_QUERY_VALUE | KEY_WOW64_64KEY);
   if (target.error != ERROR_SUCCESS) return Code(target.error);
   if ((target.granted & KEY_QUERY_VALUE) == 0) return Code(ERROR_ACCESS_DENIED);
   const Key& key = TheRegistry().keys.at(target.key);
@@ -271,7 +271,7 @@ LSTATUS ReadValue(HKEY handle, const char16_t* subkey, const char16_t* name, std
 // Deletion.
 
 NTSTATUS Delete(HKEY handle) {
-  const Target target = Resolve(handle);
+  const Target target = TargetOf(handle);
   if (target.error == ERROR_KEY_DELETED) return STATUS_KEY_DELETED;
   if (target.error != ERROR_SUCCESS || handle == HKEY_LOCAL_MACHINE) return STATUS_INVALID_HANDLE;
   if ((target.granted & DELETE) == 0) return STATUS_ACCESS_DENIED;

@@ -34,7 +34,7 @@ std::u16string_view TakeComponent(std::u16string_view& path) {
   return component;
 }
 
-KeyId AddChild(Registry& registry, KeyId parent, std::u16string_view name) {
+KeyId AddSubkey(Registry& registry, KeyId parent, std::u16string_view name) {
   const KeyId id = registry.nextKey++;
   Key& key = registry.keys[id];
   key.name = name;
@@ -48,10 +48,10 @@ KeyId AddChild(Registry& registry, KeyId parent, std::u16string_view name) {
   return id;
 }
 
-void RemoveTree(Registry& registry, KeyId key) {
+void RemoveKeyTree(Registry& registry, KeyId key) {
   const std::vector<KeyId> children = registry.keys.at(key).children;
   for (const KeyId child : children)
-    RemoveTree(registry, child);
+    RemoveKeyTree(registry, child);
   RemoveKey(registry, key);
 }
 
@@ -104,12 +104,12 @@ void SecureKey(Registry& registry, std::u16string_view path, SecurityRecord secu
 }
 
 void RemoveKeyTree(Registry& registry, std::u16string_view path) {
-  if (const auto key = FindKey(registry, path)) RemoveTree(registry, *key);
+  if (const auto key = FindKey(registry, path)) RemoveKeyTree(registry, *key);
 }
 
 KeyId MakeChild(Registry& registry, KeyId parent, std::u16string_view name) {
   const auto child = FindChild(registry, parent, name);
-  return child ? *child : AddChild(registry, parent, name);
+  return child ? *child : AddSubkey(registry, parent, name);
 }
 
 std::optional<KeyId> FindChild(const Registry& registry, KeyId parent, std::u16string_view name) {

@@ -63,7 +63,7 @@ constexpr Word<std::u16string_view> kTrustees[] = {
 };
 
 template <class Value, std::size_t Count>
-std::optional<Value> ValueOf(const Word<Value> (&words)[Count], std::u16string_view text) {
+std::optional<Value> ValueOfWord(const Word<Value> (&words)[Count], std::u16string_view text) {
   for (const Word<Value>& word : words) {
     if (EqualsIgnoringCase(word.text, text)) return word.value;
   }
@@ -71,7 +71,7 @@ std::optional<Value> ValueOf(const Word<Value> (&words)[Count], std::u16string_v
 }
 
 template <class Value, std::size_t Count>
-std::u16string TextOf(const Word<Value> (&words)[Count], const Value& value) {
+std::u16string WordFor(const Word<Value> (&words)[Count], const Value& value) {
   for (const Word<Value>& word : words) {
     if (word.value == value) return std::u16string(word.text);
   }
@@ -99,7 +99,7 @@ std::optional<Value> Combined(const Word<Value> (&words)[Count], std::u16string_
   Value all = 0;
   for (; !text.empty(); text.remove_prefix(kWord)) {
     if (text.size() < kWord) return std::nullopt;
-    const std::optional<Value> value = ValueOf(words, text.substr(0, kWord));
+    const std::optional<Value> value = ValueOfWord(words, text.substr(0, kWord));
     if (!value) return std::nullopt;
     all = static_cast<Value>(all | *value);
   }
@@ -153,7 +153,7 @@ class Reader {
   }
 
   std::u16string Trustee(std::u16string_view text) {
-    const auto alias = ValueOf(kTrustees, text);
+    const auto alias = ValueOfWord(kTrustees, text);
     if (alias) return std::u16string(*alias);
     if (IsSidText(text)) {
       const std::vector<std::uint8_t> sid = SidBytes(text);
@@ -221,7 +221,7 @@ class Reader {
       Fail(ERROR_INVALID_ACL);
       return {};
     }
-    const auto type = ValueOf(kAceTypes, fields[0]);
+    const auto type = ValueOfWord(kAceTypes, fields[0]);
     const auto flags = Combined(kAceFlags, fields[1]);
     auto mask = HexNumber(fields[2]);
     if (!mask) mask = Combined(kRights, fields[2]);
@@ -249,7 +249,7 @@ class Reader {
 };
 
 std::u16string TrusteeText(const std::u16string& sid) {
-  const std::u16string alias = TextOf(kTrustees, std::u16string_view(sid));
+  const std::u16string alias = WordFor(kTrustees, std::u16string_view(sid));
   return alias.empty() ? sid : alias;
 }
 
@@ -269,7 +269,7 @@ std::u16string EntryText(const AccessEntry& entry) {
   for (const Word<std::uint8_t>& word : kAceFlags) {
     if ((entry.flags & word.value) != 0) flags += word.text;
   }
-  return u"(" + TextOf(kAceTypes, entry.type) + u";" + flags + u";" + RightsText(entry.mask) +
+  return u"(" + WordFor(kAceTypes, entry.type) + u";" + flags + u";" + RightsText(entry.mask) +
          u";;;" + TrusteeText(entry.sid) + u")";
 }
 

@@ -21,7 +21,7 @@ struct alignas(16) BlockHeader {
   std::uintptr_t number;  // in the process's table
 };
 
-void FreeBlock(BlockHeader* header) {
+void FreeLocalBlock(BlockHeader* header) {
   ::operator delete (header, std::align_val_t{alignof(BlockHeader)});
 }
 
@@ -29,7 +29,7 @@ void FreeBlock(BlockHeader* header) {
 class HeldBlock : public Object {
  public:
   explicit HeldBlock(BlockHeader* header) : header_(header) {}
-  ~HeldBlock() override { FreeBlock(header_); }
+  ~HeldBlock() override { FreeLocalBlock(header_); }
 
  private:
   BlockHeader* header_;

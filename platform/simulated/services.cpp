@@ -42,14 +42,6 @@ SC_HANDLE RefuseHandle(std::uint32_t error) {
   return nullptr;
 }
 
-/// A handle that came to be although its call was then made to fail is not the program's.
-SC_HANDLE KeepOnSuccess(SC_HANDLE result, SC_HANDLE created) {
-  if (result == nullptr && created != nullptr) {
-    Process::Current().Remove(ObjectKind::Service, reinterpret_cast<std::uintptr_t>(created));
-  }
-  return result;
-}
-
 SC_HANDLE OpenService(SC_HANDLE manager, const char16_t* name, std::uint32_t desiredAccess) {
   const auto object = Find(manager);
   if (object == nullptr || object->service) return RefuseHandle(ERROR_INVALID_HANDLE);
@@ -153,7 +145,7 @@ SC_HANDLE OpenSCManagerW(std::uint32_t desiredAccess) {
         // Documented: connecting, all that opening a service takes, is part of every access.
         return created = Add(std::nullopt, desiredAccess | SC_MANAGER_CONNECT);
       });
-  return KeepOnSuccess(result, created);
+  return KeepOnSuccess<SC_HANDLE>(ObjectKind::Service, result, created, nullptr);
 }
 
 SC_HANDLE OpenServiceW(SC_HANDLE manager, const char16_t* name, std::uint32_t desiredAccess) {
@@ -162,7 +154,7 @@ SC_HANDLE OpenServiceW(SC_HANDLE manager, const char16_t* name, std::uint32_t de
       "OpenServiceW", FailureStyle::LastError, nullptr,
       Arguments("manager", manager, "name", name, "desiredAccess", Hex{desiredAccess}),
       [&](const CallFaults&) { return created = OpenService(manager, name, desiredAccess); });
-  return KeepOnSuccess(result, created);
+  return KeepOnSuccess<SC_HANDLE>(ObjectKind::Service, result, created, nullptr);
 }
 
 bool StartServiceW(SC_HANDLE service) {

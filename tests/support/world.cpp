@@ -6,7 +6,6 @@
 #include "tests/support/activation.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <gtest/gtest.h>
 
 namespace vorn::tests {
@@ -118,12 +117,7 @@ bool HasFile(const Machine& machine, std::u16string_view path) {
 
 std::string ResidentVersion(const Machine& machine) {
   const Device* const root = PresentRoot(machine);
-  if (root == nullptr || !root->resident) return {};
-  const DriverImage& image = *root->resident;
-  char text[64];
-  std::snprintf(text, sizeof text, "%u.%u.%u.%u", image.loadedVersion >> 16 & 0xFF,
-                image.loadedVersion >> 8 & 0xFF, image.loadedVersion & 0xFF, image.revision);
-  return text;
+  return root == nullptr || !root->resident ? std::string() : VersionText(*root->resident);
 }
 
 std::string BoundVersion(const Machine& machine) {
