@@ -3,6 +3,7 @@
 #include "base/text.h"
 #include "journal/activation_state.h"
 #include "platform/config_manager.h"
+#include "platform/simulated/audio_values.h"
 #include "platform/simulated/crypto_model.h"
 #include "platform/simulated/driver_image.h"
 #include "platform/simulated/endpoint_builder.h"

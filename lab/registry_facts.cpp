@@ -2,6 +2,7 @@
 
 #include "lab/typed_data.h"
 #include "platform/registry.h"
+#include "platform/simulated/registry_values.h"
 
 namespace vorn::lab {
 

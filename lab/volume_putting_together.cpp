@@ -1,8 +1,8 @@
 #include "base/text.h"
 #include "lab/stored_name.h"
 #include "lab/volume_form.h"
-#include "platform/files.h"
 #include "platform/simulated/file_tree.h"
+#include "platform/simulated/file_values.h"
 
 #include <algorithm>
 #include <map>

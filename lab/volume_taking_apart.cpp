@@ -1,7 +1,7 @@
 #include "lab/stored_name.h"
 #include "lab/volume_form.h"
-#include "platform/files.h"
 #include "platform/simulated/file_tree.h"
+#include "platform/simulated/file_values.h"
 
 #include <algorithm>
 #include <set>

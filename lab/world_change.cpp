@@ -4,6 +4,7 @@
 #include "lab/fact_values.h"
 #include "platform/files.h"
 #include "platform/simulated/endpoint_builder.h"
+#include "platform/simulated/file_values.h"
 #include "platform/simulated/services.h"
 
 #include <algorithm>

@@ -9,20 +9,10 @@
 namespace vorn::platform {
 
 inline constexpr CONFIGRET CR_SUCCESS = 0x00;
-inline constexpr CONFIGRET CR_OUT_OF_MEMORY = 0x02;
-inline constexpr CONFIGRET CR_INVALID_POINTER = 0x03;
-inline constexpr CONFIGRET CR_INVALID_DEVNODE = 0x05;
-inline constexpr CONFIGRET CR_NO_SUCH_DEVNODE = 0x0D;
-inline constexpr CONFIGRET CR_FAILURE = 0x13;
 inline constexpr CONFIGRET CR_REMOVE_VETOED = 0x17;
-inline constexpr CONFIGRET CR_BUFFER_SMALL = 0x1A;
-inline constexpr CONFIGRET CR_INVALID_DEVICE_ID = 0x1E;
-inline constexpr CONFIGRET CR_NO_SUCH_VALUE = 0x25;
-inline constexpr CONFIGRET CR_ACCESS_DENIED = 0x33;
 
 inline constexpr std::uint32_t CM_LOCATE_DEVNODE_NORMAL = 0;
 inline constexpr std::uint32_t DN_STARTED = 0x00000008;
-inline constexpr std::uint32_t DN_HAS_PROBLEM = 0x00000400;
 inline constexpr std::uint32_t CM_PROB_DISABLED = 22;
 inline constexpr std::uint32_t CM_DRP_CLASSGUID = 0x00000009;
 inline constexpr std::uint32_t CM_REMOVE_UI_NOT_OK = 0x1;

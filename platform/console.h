@@ -19,12 +19,8 @@ WideStream* StandardError();
 /// failure.
 int fputws(const char16_t* text, WideStream* stream);
 
-// NOLINTBEGIN(bugprone-reserved-identifier): the names are those of the C runtime
-inline constexpr int _SH_DENYRW = 0x10;
-inline constexpr int _SH_DENYWR = 0x20;
-inline constexpr int _SH_DENYRD = 0x30;
+// NOLINTNEXTLINE(bugprone-reserved-identifier): the C runtime's name
 inline constexpr int _SH_DENYNO = 0x40;
-// NOLINTEND(bugprone-reserved-identifier)
 
 /// Opens `path` with the C runtime's `mode` and sharing (_wfsopen). With the mode "a, ccs=UTF-8" a
 /// new file starts with a UTF-8 byte-order mark, text is appended as UTF-8 and line feeds become

@@ -18,10 +18,6 @@ inline constexpr char16_t BCRYPT_OBJECT_LENGTH[] = u"ObjectLength";
 inline constexpr char16_t BCRYPT_HASH_LENGTH[] = u"HashDigestLength";
 inline constexpr std::uint32_t BCRYPT_USE_SYSTEM_PREFERRED_RNG = 0x2;
 
-// What these calls answer beside the statuses of platform/native.h.
-inline constexpr NTSTATUS STATUS_BUFFER_TOO_SMALL = static_cast<NTSTATUS>(0xC0000023);
-inline constexpr NTSTATUS STATUS_NOT_FOUND = static_cast<NTSTATUS>(0xC0000225);
-
 /// Opens an algorithm without implementation name or flags (BCryptOpenAlgorithmProvider). 0 on
 /// success; the caller closes `*algorithm`.
 NTSTATUS BCryptOpenAlgorithmProvider(BCRYPT_ALG_HANDLE* algorithm, const char16_t* name);

@@ -11,13 +11,10 @@ namespace vorn::platform {
 
 // Access rights.
 inline constexpr std::uint32_t FILE_LIST_DIRECTORY = 0x0001;
-inline constexpr std::uint32_t FILE_READ_DATA = 0x0001;
 inline constexpr std::uint32_t FILE_WRITE_DATA = 0x0002;
 inline constexpr std::uint32_t FILE_APPEND_DATA = 0x0004;
-inline constexpr std::uint32_t FILE_READ_EA = 0x0008;
 inline constexpr std::uint32_t FILE_WRITE_EA = 0x0010;
 inline constexpr std::uint32_t FILE_TRAVERSE = 0x0020;
-inline constexpr std::uint32_t FILE_EXECUTE = 0x0020;
 inline constexpr std::uint32_t FILE_DELETE_CHILD = 0x0040;
 inline constexpr std::uint32_t FILE_READ_ATTRIBUTES = 0x0080;
 inline constexpr std::uint32_t FILE_WRITE_ATTRIBUTES = 0x0100;
@@ -26,43 +23,26 @@ inline constexpr std::uint32_t READ_CONTROL = 0x00020000;
 inline constexpr std::uint32_t WRITE_DAC = 0x00040000;
 inline constexpr std::uint32_t WRITE_OWNER = 0x00080000;
 inline constexpr std::uint32_t SYNCHRONIZE = 0x00100000;
-inline constexpr std::uint32_t ACCESS_SYSTEM_SECURITY = 0x01000000;
 inline constexpr std::uint32_t MAXIMUM_ALLOWED = 0x02000000;
 inline constexpr std::uint32_t GENERIC_ALL = 0x10000000;
-inline constexpr std::uint32_t GENERIC_EXECUTE = 0x20000000;
 inline constexpr std::uint32_t GENERIC_WRITE = 0x40000000;
 inline constexpr std::uint32_t GENERIC_READ = 0x80000000;
-inline constexpr std::uint32_t FILE_ALL_ACCESS = 0x001F01FF;
-inline constexpr std::uint32_t FILE_GENERIC_READ = 0x00120089;
-inline constexpr std::uint32_t FILE_GENERIC_WRITE = 0x00120116;
-inline constexpr std::uint32_t FILE_GENERIC_EXECUTE = 0x001200A0;
 
 // Sharing.
 inline constexpr std::uint32_t FILE_SHARE_READ = 0x1;
 inline constexpr std::uint32_t FILE_SHARE_WRITE = 0x2;
-inline constexpr std::uint32_t FILE_SHARE_DELETE = 0x4;
 
 // Attributes.
 inline constexpr std::uint32_t FILE_ATTRIBUTE_READONLY = 0x1;
-inline constexpr std::uint32_t FILE_ATTRIBUTE_HIDDEN = 0x2;
-inline constexpr std::uint32_t FILE_ATTRIBUTE_SYSTEM = 0x4;
 inline constexpr std::uint32_t FILE_ATTRIBUTE_DIRECTORY = 0x10;
-inline constexpr std::uint32_t FILE_ATTRIBUTE_ARCHIVE = 0x20;
 inline constexpr std::uint32_t FILE_ATTRIBUTE_NORMAL = 0x80;
 inline constexpr std::uint32_t FILE_ATTRIBUTE_REPARSE_POINT = 0x400;
 
-inline constexpr std::uint32_t FILE_TYPE_UNKNOWN = 0;
 inline constexpr std::uint32_t FILE_TYPE_DISK = 1;
-inline constexpr std::uint32_t FILE_TYPE_CHAR = 2;
-inline constexpr std::uint32_t FILE_TYPE_PIPE = 3;
 
 inline constexpr std::uint32_t FILE_BEGIN = 0;
-inline constexpr std::uint32_t FILE_CURRENT = 1;
-inline constexpr std::uint32_t FILE_END = 2;
 
 inline constexpr std::uint32_t VOLUME_NAME_GUID = 0x1;
-inline constexpr std::uint32_t VOLUME_NAME_NT = 0x2;
-inline constexpr std::uint32_t VOLUME_NAME_NONE = 0x4;
 
 // Information classes of GetFileInformationByHandleEx and SetFileInformationByHandle.
 inline constexpr std::uint32_t FileBasicInfo = 0;

@@ -14,29 +14,16 @@ inline const HKEY HKEY_LOCAL_MACHINE =
 inline constexpr std::uint32_t KEY_QUERY_VALUE = 0x0001;
 inline constexpr std::uint32_t KEY_ENUMERATE_SUB_KEYS = 0x0008;
 inline constexpr std::uint32_t KEY_WOW64_64KEY = 0x0100;
-inline constexpr std::uint32_t KEY_WOW64_32KEY = 0x0200;
 inline constexpr std::uint32_t KEY_READ = 0x20019;
-inline constexpr std::uint32_t KEY_WRITE = 0x20006;
-inline constexpr std::uint32_t KEY_ALL_ACCESS = 0xF003F;
 
 inline constexpr std::uint32_t REG_OPTION_BACKUP_RESTORE = 4;
-inline constexpr std::uint32_t REG_OPTION_OPEN_LINK = 8;
 
 inline constexpr std::uint32_t REG_NONE = 0;
-inline constexpr std::uint32_t REG_SZ = 1;
-inline constexpr std::uint32_t REG_EXPAND_SZ = 2;
-inline constexpr std::uint32_t REG_BINARY = 3;
 inline constexpr std::uint32_t REG_DWORD = 4;
-inline constexpr std::uint32_t REG_MULTI_SZ = 7;
-inline constexpr std::uint32_t REG_QWORD = 11;
 
-inline constexpr std::uint32_t RRF_RT_REG_EXPAND_SZ = 0x00000004;
 inline constexpr std::uint32_t RRF_RT_REG_DWORD = 0x00000010;
-inline constexpr std::uint32_t RRF_RT_DWORD = 0x00000018;
-inline constexpr std::uint32_t RRF_RT_QWORD = 0x00000048;
 inline constexpr std::uint32_t RRF_RT_ANY = 0x0000FFFF;
 inline constexpr std::uint32_t RRF_NOEXPAND = 0x10000000;
-inline constexpr std::uint32_t RRF_ZEROONFAILURE = 0x20000000;
 
 /// Opens a subkey (RegOpenKeyExW). Returns an error code, 0 on success; the caller closes
 /// `*result`.

@@ -1,6 +1,7 @@
 #include "platform/simulated/audio_catalog.h"
 
 #include "base/text.h"
+#include "platform/simulated/audio_values.h"
 #include "platform/simulated/com.h"
 
 namespace vorn::platform::simulated {

@@ -5,6 +5,7 @@
 // answer.
 
 #include "platform/last_error.h"
+#include "platform/simulated/error_values.h"
 #include "platform/types.h"
 
 #include <cstdint>

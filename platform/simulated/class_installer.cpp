@@ -2,10 +2,11 @@
 // with the parameters that were set for it.
 
 #include "base/text.h"
-#include "platform/config_manager.h"
 #include "platform/device_setup.h"
+#include "platform/simulated/config_manager_values.h"
 #include "platform/simulated/device_list.h"
 #include "platform/simulated/device_removal.h"
+#include "platform/simulated/error_values.h"
 
 #include <algorithm>
 #include <cstring>

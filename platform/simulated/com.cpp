@@ -1,6 +1,7 @@
 #include "platform/simulated/com.h"
 
 #include "platform/simulated/audio_catalog.h"
+#include "platform/simulated/audio_values.h"
 
 #include <algorithm>
 #include <new>

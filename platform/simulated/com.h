@@ -8,6 +8,7 @@
 // what is left then goes with the Process too.
 
 #include "platform/audio_endpoints.h"
+#include "platform/simulated/audio_values.h"
 #include "platform/simulated/process.h"
 
 #include <cstdint>

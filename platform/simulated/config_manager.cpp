@@ -1,9 +1,11 @@
 #include "platform/config_manager.h"
 
 #include "base/text.h"
+#include "platform/simulated/config_manager_values.h"
 #include "platform/simulated/device_list.h"
 #include "platform/simulated/device_removal.h"
 #include "platform/simulated/process.h"
+#include "platform/simulated/registry_values.h"
 #include "platform/simulated/returned_data.h"
 
 #include <algorithm>
@@ -14,7 +16,6 @@ namespace simulated {
 
 namespace {
 
-constexpr std::uint32_t REG_SZ = 1;
 constexpr std::size_t kMaxDeviceIdLength = 200;  // MAX_DEVICE_ID_LEN
 
 /// What a call about a node finds: the device, or why not.

@@ -17,6 +17,13 @@ namespace {
 
 constexpr int kEndOfFile = -1;  // EOF
 
+// The shares of _wfsopen that the program does not ask for.
+// NOLINTBEGIN(bugprone-reserved-identifier): the names are those of the C runtime
+constexpr int _SH_DENYRW = 0x10;
+constexpr int _SH_DENYWR = 0x20;
+constexpr int _SH_DENYRD = 0x30;
+// NOLINTEND(bugprone-reserved-identifier)
+
 // Values that no stream of _wfsopen has: those come from the process's table, in steps of four.
 constexpr std::uintptr_t kStandardOutput = 1;
 constexpr std::uintptr_t kStandardError = 2;

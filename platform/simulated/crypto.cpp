@@ -1,9 +1,9 @@
 #include "platform/crypto.h"
 
 #include "base/text.h"
-#include "platform/native.h"
 #include "platform/simulated/calls.h"
 #include "platform/simulated/crypto_model.h"
+#include "platform/simulated/native_values.h"
 #include "platform/simulated/process.h"
 
 #include <array>

@@ -1,6 +1,7 @@
 #include "platform/simulated/descriptor_image.h"
 
 #include "base/text.h"
+#include "platform/simulated/security_values.h"
 
 #include <cstring>
 

@@ -3,6 +3,7 @@
 #include "base/text.h"
 #include "platform/device_setup.h"
 #include "platform/simulated/device_list.h"
+#include "platform/simulated/error_values.h"
 #include "platform/simulated/returned_data.h"
 
 #include <algorithm>

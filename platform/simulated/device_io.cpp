@@ -7,8 +7,11 @@
 #include "platform/simulated/dos_paths.h"
 #include "platform/simulated/driver_replies.h"
 #include "platform/simulated/endpoint_builder.h"
+#include "platform/simulated/error_values.h"
 #include "platform/simulated/file_open.h"
+#include "platform/simulated/file_values.h"
 #include "platform/simulated/native_status.h"
+#include "platform/simulated/native_values.h"
 #include "platform/simulated/process.h"
 #include "platform/simulated/returned_data.h"
 

@@ -1,5 +1,7 @@
 #include "platform/simulated/device_list.h"
 
+#include "platform/simulated/error_values.h"
+
 #include <algorithm>
 
 namespace vorn::platform::simulated {

@@ -4,6 +4,8 @@
 #include "base/text.h"
 #include "platform/device_setup.h"
 #include "platform/simulated/device_list.h"
+#include "platform/simulated/error_values.h"
+#include "platform/simulated/registry_values.h"
 #include "platform/simulated/returned_data.h"
 
 #include <algorithm>
@@ -14,8 +16,6 @@ namespace vorn::platform {
 namespace simulated {
 
 namespace {
-
-constexpr std::uint32_t REG_MULTI_SZ = 7;
 
 /// The registry value of the hardware ids; empty when there is none.
 Bytes HardwareIdValue(const Device& device) {

@@ -1,6 +1,7 @@
 #include "platform/simulated/device_removal.h"
 
 #include "platform/config_manager.h"
+#include "platform/simulated/config_manager_values.h"
 #include "platform/simulated/device_tree.h"
 #include "platform/simulated/machine.h"
 

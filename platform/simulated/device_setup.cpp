@@ -4,6 +4,7 @@
 
 #include "base/text.h"
 #include "platform/simulated/device_list.h"
+#include "platform/simulated/error_values.h"
 
 #include <algorithm>
 

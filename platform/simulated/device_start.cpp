@@ -3,6 +3,7 @@
 #include "base/text.h"
 #include "platform/config_manager.h"
 #include "platform/simulated/calls.h"
+#include "platform/simulated/config_manager_values.h"
 #include "platform/simulated/device_io.h"
 #include "platform/simulated/device_tree.h"
 #include "platform/simulated/endpoint_builder.h"

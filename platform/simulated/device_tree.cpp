@@ -3,6 +3,7 @@
 #include "base/text.h"
 #include "platform/config_manager.h"
 #include "platform/device_setup.h"
+#include "platform/simulated/config_manager_values.h"
 #include "platform/simulated/machine.h"
 
 #include <algorithm>

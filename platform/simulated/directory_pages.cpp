@@ -1,6 +1,7 @@
 #include "platform/simulated/directory_pages.h"
 
 #include "platform/files.h"
+#include "platform/simulated/native_values.h"
 
 #include <algorithm>
 #include <cstring>

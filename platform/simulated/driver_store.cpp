@@ -5,6 +5,8 @@
 #include "platform/last_error.h"
 #include "platform/simulated/calls.h"
 #include "platform/simulated/driver_package.h"
+#include "platform/simulated/error_values.h"
+#include "platform/simulated/file_values.h"
 #include "platform/simulated/machine.h"
 
 #include <algorithm>

@@ -4,7 +4,9 @@
 #include "platform/config_manager.h"
 #include "platform/device_setup.h"
 #include "platform/simulated/calls.h"
+#include "platform/simulated/config_manager_values.h"
 #include "platform/simulated/driver_package.h"
+#include "platform/simulated/error_values.h"
 #include "platform/simulated/machine.h"
 #include "platform/simulated/process.h"
 

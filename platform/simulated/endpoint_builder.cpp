@@ -3,7 +3,10 @@
 #include "base/text.h"
 #include "platform/config_manager.h"
 #include "platform/registry.h"
+#include "platform/simulated/audio_values.h"
+#include "platform/simulated/config_manager_values.h"
 #include "platform/simulated/machine.h"
+#include "platform/simulated/registry_values.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -1,9 +1,11 @@
 #include "platform/simulated/file_open.h"
 
 #include "platform/files.h"
-#include "platform/security.h"
 #include "platform/simulated/file_tree.h"
+#include "platform/simulated/file_values.h"
+#include "platform/simulated/native_values.h"
 #include "platform/simulated/path_walk.h"
+#include "platform/simulated/security_values.h"
 
 #include <algorithm>
 

@@ -5,6 +5,7 @@
 
 #include "platform/native.h"
 #include "platform/simulated/file_system.h"
+#include "platform/simulated/native_values.h"
 #include "platform/simulated/process.h"
 
 #include <cstdint>

@@ -5,9 +5,11 @@
 #include "platform/last_error.h"
 #include "platform/simulated/calls.h"
 #include "platform/simulated/dos_paths.h"
+#include "platform/simulated/error_values.h"
 #include "platform/simulated/file_open.h"
 #include "platform/simulated/modules.h"
 #include "platform/simulated/native_status.h"
+#include "platform/simulated/native_values.h"
 #include "platform/simulated/text_out.h"
 
 #include <algorithm>

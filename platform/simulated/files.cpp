@@ -3,9 +3,12 @@
 #include "platform/last_error.h"
 #include "platform/simulated/calls.h"
 #include "platform/simulated/directory_pages.h"
+#include "platform/simulated/error_values.h"
 #include "platform/simulated/file_open.h"
 #include "platform/simulated/file_tree.h"
+#include "platform/simulated/file_values.h"
 #include "platform/simulated/native_status.h"
+#include "platform/simulated/native_values.h"
 #include "platform/simulated/text_out.h"
 
 #include <algorithm>

@@ -1,7 +1,8 @@
 #include "platform/simulated/native_status.h"
 
 #include "platform/last_error.h"
-#include "platform/native.h"
+#include "platform/simulated/error_values.h"
+#include "platform/simulated/native_values.h"
 
 namespace vorn::platform::simulated {
 

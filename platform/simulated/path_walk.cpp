@@ -2,6 +2,7 @@
 
 #include "base/text.h"
 #include "platform/simulated/file_tree.h"
+#include "platform/simulated/native_values.h"
 
 #include <algorithm>
 #include <vector>

@@ -3,8 +3,8 @@
 // Names of the native name space ("\Device\HarddiskVolume3\a\b", "\??\C:\a") and the walk along
 // them: which node a name leads to, where the walk ends, and what links on the way do.
 
-#include "platform/native.h"
 #include "platform/simulated/file_system.h"
+#include "platform/simulated/native_values.h"
 
 #include <optional>
 #include <string>

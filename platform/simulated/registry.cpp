@@ -1,9 +1,12 @@
 #include "platform/registry.h"
 
 #include "platform/files.h"
-#include "platform/native.h"
+#include "platform/simulated/error_values.h"
+#include "platform/simulated/file_values.h"
+#include "platform/simulated/native_values.h"
 #include "platform/simulated/process.h"
 #include "platform/simulated/registry.h"
+#include "platform/simulated/registry_values.h"
 #include "platform/simulated/returned_data.h"
 
 #include <algorithm>

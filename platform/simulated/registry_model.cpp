@@ -2,6 +2,7 @@
 
 #include "base/text.h"
 #include "platform/registry.h"
+#include "platform/simulated/registry_values.h"
 
 #include <algorithm>
 

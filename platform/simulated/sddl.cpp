@@ -6,7 +6,10 @@
 #include "platform/last_error.h"
 #include "platform/security.h"
 #include "platform/simulated/descriptor_image.h"
+#include "platform/simulated/error_values.h"
+#include "platform/simulated/file_values.h"
 #include "platform/simulated/security_model.h"
+#include "platform/simulated/security_values.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -4,8 +4,10 @@
 #include "platform/last_error.h"
 #include "platform/simulated/calls.h"
 #include "platform/simulated/descriptor_image.h"
+#include "platform/simulated/error_values.h"
 #include "platform/simulated/file_open.h"
 #include "platform/simulated/process.h"
+#include "platform/simulated/security_values.h"
 
 #include <cstring>
 #include <new>

@@ -2,6 +2,8 @@
 
 #include "platform/files.h"
 #include "platform/security.h"
+#include "platform/simulated/file_values.h"
+#include "platform/simulated/security_values.h"
 
 #include <algorithm>
 

@@ -2,6 +2,7 @@
 
 #include "base/text.h"
 #include "platform/simulated/endpoint_builder.h"
+#include "platform/simulated/error_values.h"
 #include "platform/simulated/process.h"
 #include "platform/simulated/services.h"
 

@@ -5,7 +5,9 @@
 #include "platform/simulated/dos_paths.h"
 #include "platform/simulated/file_open.h"
 #include "platform/simulated/file_tree.h"
+#include "platform/simulated/file_values.h"
 #include "platform/simulated/native_status.h"
+#include "platform/simulated/native_values.h"
 #include "platform/simulated/path_walk.h"
 
 namespace vorn::platform::simulated {

@@ -4,8 +4,11 @@
 #include "platform/files.h"
 #include "platform/last_error.h"
 #include "platform/simulated/dos_paths.h"
+#include "platform/simulated/error_values.h"
 #include "platform/simulated/file_tree.h"
+#include "platform/simulated/file_values.h"
 #include "platform/simulated/native_status.h"
+#include "platform/simulated/native_values.h"
 
 namespace vorn::platform::simulated {
 

@@ -4,7 +4,9 @@
 #include "platform/last_error.h"
 #include "platform/security.h"
 #include "platform/simulated/calls.h"
+#include "platform/simulated/error_values.h"
 #include "platform/simulated/process.h"
+#include "platform/simulated/security_values.h"
 
 #include <cstring>
 #include <optional>

@@ -1,9 +1,10 @@
 #include "tests/adversaries/attacker.h"
 
 #include "platform/files.h"
-#include "platform/native.h"
 #include "platform/simulated/file_open.h"
 #include "platform/simulated/file_tree.h"
+#include "platform/simulated/file_values.h"
+#include "platform/simulated/native_values.h"
 #include "platform/simulated/path_walk.h"
 
 #include <utility>

@@ -2,6 +2,7 @@
 // the folders above.
 
 #include "platform/files.h"
+#include "platform/simulated/file_values.h"
 #include "tests/adversaries/attack.h"
 
 namespace vorn::tests {

@@ -2,6 +2,7 @@
 
 #include "platform/files.h"
 #include "platform/simulated/driver_store.h"
+#include "platform/simulated/file_values.h"
 #include "tests/adversaries/attack.h"
 
 namespace vorn::tests {

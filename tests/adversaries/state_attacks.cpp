@@ -2,6 +2,7 @@
 
 #include "platform/files.h"
 #include "platform/simulated/file_system.h"
+#include "platform/simulated/file_values.h"
 #include "tests/adversaries/attack.h"
 #include "tests/support/activation.h"
 

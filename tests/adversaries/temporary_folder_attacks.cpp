@@ -3,6 +3,7 @@
 #include "base/text.h"
 #include "platform/files.h"
 #include "platform/simulated/file_system.h"
+#include "platform/simulated/file_values.h"
 #include "tests/adversaries/attack.h"
 #include "tests/support/run_command.h"
 

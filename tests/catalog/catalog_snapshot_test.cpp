@@ -3,6 +3,7 @@
 #include "base/format.h"
 #include "base/text.h"
 #include "platform/audio_endpoints.h"
+#include "platform/simulated/audio_values.h"
 #include "platform/simulated/machine.h"
 #include "platform/simulated/process.h"
 #include "product/endpoint_identity.h"

@@ -1,7 +1,8 @@
 #pragma once
 
-// One suite over the seam, compiled for the simulated machine and for Windows' own interfaces. A
-// case uses platform/*.h and world.h only, so that both sides answer the same questions.
+// One suite over the seam, compiled for the simulated machine and for Windows' own interfaces. So
+// that both sides answer the same questions, a case uses platform/*.h and world.h only, and nothing
+// of the model but the plain values of its *_values.h.
 
 #include "tests/contract/world.h"
 

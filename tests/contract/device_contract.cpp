@@ -4,6 +4,8 @@
 #include "platform/config_manager.h"
 #include "platform/device_setup.h"
 #include "platform/last_error.h"
+#include "platform/simulated/config_manager_values.h"
+#include "platform/simulated/error_values.h"
 #include "tests/contract/contract.h"
 
 #include <cstring>

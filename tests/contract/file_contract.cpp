@@ -1,6 +1,9 @@
 // What is asked of an open file: content, attributes, listing, deletion, paths.
 
 #include "platform/last_error.h"
+#include "platform/simulated/error_values.h"
+#include "platform/simulated/file_values.h"
+#include "platform/simulated/native_values.h"
 #include "tests/contract/contract.h"
 #include "tests/contract/native_files.h"
 

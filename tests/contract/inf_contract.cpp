@@ -2,6 +2,7 @@
 
 #include "platform/inf.h"
 #include "platform/last_error.h"
+#include "platform/simulated/error_values.h"
 #include "tests/contract/contract.h"
 #include "tests/contract/native_files.h"
 

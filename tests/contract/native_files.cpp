@@ -1,5 +1,6 @@
 #include "tests/contract/native_files.h"
 
+#include "platform/simulated/native_values.h"
 #include "tests/contract/contract.h"
 
 namespace vorn::contract {

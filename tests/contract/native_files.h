@@ -5,6 +5,7 @@
 
 #include "platform/files.h"
 #include "platform/native.h"
+#include "platform/simulated/file_values.h"
 
 #include <cstdint>
 #include <string>

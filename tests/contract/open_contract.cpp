@@ -2,6 +2,9 @@
 
 #include "platform/device_io.h"
 #include "platform/last_error.h"
+#include "platform/simulated/error_values.h"
+#include "platform/simulated/file_values.h"
+#include "platform/simulated/native_values.h"
 #include "tests/contract/contract.h"
 #include "tests/contract/native_files.h"
 

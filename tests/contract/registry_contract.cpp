@@ -4,6 +4,9 @@
 #include "platform/last_error.h"
 #include "platform/native.h"
 #include "platform/registry.h"
+#include "platform/simulated/error_values.h"
+#include "platform/simulated/native_values.h"
+#include "platform/simulated/registry_values.h"
 #include "tests/contract/contract.h"
 
 #include <algorithm>

@@ -3,6 +3,9 @@
 #include "platform/files.h"
 #include "platform/last_error.h"
 #include "platform/security.h"
+#include "platform/simulated/error_values.h"
+#include "platform/simulated/native_values.h"
+#include "platform/simulated/security_values.h"
 #include "tests/contract/contract.h"
 #include "tests/contract/native_files.h"
 

@@ -3,8 +3,9 @@
 #include "platform/clock.h"
 #include "platform/crypto.h"
 #include "platform/last_error.h"
-#include "platform/native.h"
 #include "platform/services.h"
+#include "platform/simulated/error_values.h"
+#include "platform/simulated/native_values.h"
 #include "tests/contract/contract.h"
 
 #include <cstring>

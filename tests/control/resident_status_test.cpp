@@ -1,6 +1,7 @@
 #include "control/resident_status.h"
 
 #include "platform/last_error.h"
+#include "platform/simulated/error_values.h"
 #include "tests/control/control_world.h"
 
 #include <string>

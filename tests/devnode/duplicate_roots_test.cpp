@@ -3,6 +3,7 @@
 #include "devnode/root_discovery.h"
 #include "platform/config_manager.h"
 #include "platform/last_error.h"
+#include "platform/simulated/config_manager_values.h"
 #include "tests/support/device_world.h"
 
 #include <string>

@@ -2,6 +2,7 @@
 
 #include "platform/config_manager.h"
 #include "platform/last_error.h"
+#include "platform/simulated/config_manager_values.h"
 #include "tests/support/device_world.h"
 
 #include <algorithm>

@@ -4,7 +4,10 @@
 #include "platform/config_manager.h"
 #include "platform/crypto.h"
 #include "platform/last_error.h"
-#include "platform/native.h"
+#include "platform/simulated/audio_values.h"
+#include "platform/simulated/config_manager_values.h"
+#include "platform/simulated/error_values.h"
+#include "platform/simulated/native_values.h"
 #include "tests/faults/other_processes.h"
 
 #include <algorithm>

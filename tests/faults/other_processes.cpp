@@ -2,6 +2,7 @@
 
 #include "platform/files.h"
 #include "platform/simulated/endpoint_builder.h"
+#include "platform/simulated/file_values.h"
 #include "tests/invariants/machine_view.h"
 
 #include <stdexcept>

@@ -1,8 +1,8 @@
 #include "tests/faults/scenarios.h"
 
 #include "platform/config_manager.h"
-#include "platform/registry.h"
 #include "platform/simulated/endpoint_builder.h"
+#include "platform/simulated/registry_values.h"
 #include "tests/invariants/machine_view.h"
 #include "tests/support/activation.h"
 

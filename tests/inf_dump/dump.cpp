@@ -2,6 +2,7 @@
 
 #include "platform/inf.h"
 #include "platform/last_error.h"
+#include "platform/simulated/error_values.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -1,7 +1,7 @@
 // The install command on a machine with one root device: baselines, journal, hot swap, restarts.
 
 #include "base/text.h"
-#include "platform/audio_endpoints.h"
+#include "platform/simulated/audio_values.h"
 #include "platform/simulated/endpoint_builder.h"
 #include "tests/install/install_run.h"
 #include "tests/support/activation.h"

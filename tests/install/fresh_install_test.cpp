@@ -3,6 +3,7 @@
 #include "base/text.h"
 #include "platform/device_setup.h"
 #include "platform/files.h"
+#include "platform/simulated/error_values.h"
 #include "tests/install/install_run.h"
 #include "tests/support/activation.h"
 #include "tests/support/console_lines.h"

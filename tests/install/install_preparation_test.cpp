@@ -5,6 +5,7 @@
 #include "install/install_command.h"
 #include "platform/files.h"
 #include "platform/security.h"
+#include "platform/simulated/file_values.h"
 #include "platform/simulated/process.h"
 #include "tests/install/install_run.h"
 #include "tests/support/activation.h"

@@ -2,6 +2,7 @@
 
 #include "platform/config_manager.h"
 #include "platform/simulated/device_io.h"
+#include "platform/simulated/error_values.h"
 #include "tests/install/install_run.h"
 #include "tests/support/activation.h"
 #include "tests/support/console_lines.h"

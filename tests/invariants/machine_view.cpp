@@ -1,9 +1,9 @@
 #include "tests/invariants/machine_view.h"
 
 #include "base/text.h"
-#include "platform/audio_endpoints.h"
 #include "platform/config_manager.h"
 #include "platform/registry.h"
+#include "platform/simulated/audio_values.h"
 #include "platform/simulated/endpoint_builder.h"
 
 #include <algorithm>

@@ -3,6 +3,7 @@
 #include "lab/bad_input.h"
 #include "lab/command_line.h"
 #include "lab/json_text.h"
+#include "platform/simulated/audio_values.h"
 #include "tests/lab/temporary_folder.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,8 @@
 #include "tests/lab/unusual_machine.h"
 
 #include "platform/files.h"
+#include "platform/simulated/audio_values.h"
+#include "platform/simulated/file_values.h"
 
 namespace vorn::lab {
 

@@ -3,6 +3,7 @@
 #include "package_world.h"
 #include "platform/files.h"
 #include "platform/simulated/driver_store.h"
+#include "platform/simulated/error_values.h"
 
 #include <gtest/gtest.h>
 #include <optional>

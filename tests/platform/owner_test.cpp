@@ -1,5 +1,6 @@
 #include "platform/owner.h"
 
+#include "platform/simulated/error_values.h"
 #include "platform/simulated/machine.h"
 #include "platform/simulated/process.h"
 

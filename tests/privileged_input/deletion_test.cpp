@@ -1,5 +1,7 @@
 #include "privileged_input/deletion.h"
 
+#include "platform/simulated/error_values.h"
+#include "platform/simulated/file_values.h"
 #include "privileged_input/file.h"
 #include "tests/privileged_input/input_test.h"
 

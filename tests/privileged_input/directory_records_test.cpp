@@ -1,6 +1,7 @@
 #include "privileged_input/directory_records.h"
 
 #include "platform/files.h"
+#include "platform/simulated/file_values.h"
 #include "tests/privileged_input/input_test.h"
 
 #include <cstring>

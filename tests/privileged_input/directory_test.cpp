@@ -1,6 +1,9 @@
 #include "privileged_input/directory.h"
 
 #include "platform/native.h"
+#include "platform/simulated/error_values.h"
+#include "platform/simulated/file_values.h"
+#include "platform/simulated/native_values.h"
 #include "tests/privileged_input/input_test.h"
 
 #include <algorithm>

@@ -1,6 +1,10 @@
 #include "privileged_input/file.h"
 
 #include "platform/native.h"
+#include "platform/simulated/error_values.h"
+#include "platform/simulated/file_values.h"
+#include "platform/simulated/native_values.h"
+#include "privileged_input/file_transfer.h"
 #include "tests/privileged_input/input_test.h"
 
 #include <string>

@@ -1,6 +1,7 @@
 #include "privileged_input/native_open.h"
 
-#include "platform/native.h"
+#include "platform/simulated/error_values.h"
+#include "platform/simulated/native_values.h"
 #include "privileged_input/directory.h"
 #include "privileged_input/file.h"
 #include "tests/privileged_input/input_test.h"

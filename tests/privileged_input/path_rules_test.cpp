@@ -1,6 +1,7 @@
 #include "privileged_input/path_rules.h"
 
 #include "platform/files.h"
+#include "platform/simulated/error_values.h"
 #include "privileged_input/directory.h"
 #include "tests/privileged_input/input_test.h"
 

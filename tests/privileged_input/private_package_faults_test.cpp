@@ -1,7 +1,7 @@
 // Every platform call that a snapshot makes is made to fail, return short, or be the last of its
 // process, one after the other.
 
-#include "platform/native.h"
+#include "platform/simulated/native_values.h"
 #include "privileged_input/private_package.h"
 #include "tests/privileged_input/input_test.h"
 

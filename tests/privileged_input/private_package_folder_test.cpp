@@ -1,5 +1,7 @@
 // Where the package snapshot is put, and how its folder is protected.
 
+#include "platform/simulated/error_values.h"
+#include "platform/simulated/native_values.h"
 #include "tests/privileged_input/package_snapshot.h"
 
 namespace vorn::privileged_input {

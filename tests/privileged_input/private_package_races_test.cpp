@@ -1,6 +1,6 @@
 // The package snapshot while others change the world under it.
 
-#include "platform/native.h"
+#include "platform/simulated/native_values.h"
 #include "tests/privileged_input/package_snapshot.h"
 
 namespace vorn::privileged_input {

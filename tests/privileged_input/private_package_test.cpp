@@ -2,6 +2,8 @@
 
 #include "base/text.h"
 #include "platform/native.h"
+#include "platform/simulated/file_values.h"
+#include "platform/simulated/native_values.h"
 #include "tests/privileged_input/package_snapshot.h"
 
 namespace vorn::privileged_input {

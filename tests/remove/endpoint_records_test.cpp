@@ -1,6 +1,7 @@
 #include "remove/endpoint_records.h"
 
-#include "platform/native.h"
+#include "platform/simulated/native_values.h"
+#include "platform/simulated/registry_values.h"
 #include "registry_world.h"
 
 #include <algorithm>

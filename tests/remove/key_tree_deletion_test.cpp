@@ -1,4 +1,4 @@
-#include "platform/native.h"
+#include "platform/simulated/native_values.h"
 #include "registry_world.h"
 #include "remove/endpoint_records.h"
 

@@ -1,7 +1,7 @@
 #include "base/text.h"
-#include "platform/native.h"
-#include "platform/registry.h"
 #include "platform/simulated/endpoint_builder.h"
+#include "platform/simulated/native_values.h"
+#include "platform/simulated/registry_values.h"
 #include "remove_run.h"
 
 namespace vorn {

@@ -1,5 +1,5 @@
-#include "platform/config_manager.h"
 #include "platform/device_setup.h"
+#include "platform/simulated/config_manager_values.h"
 #include "remove_run.h"
 
 namespace vorn {

@@ -1,6 +1,7 @@
 #include "report/removal_log.h"
 
 #include "platform/files.h"
+#include "platform/simulated/file_values.h"
 #include "tests/support/device_world.h"
 
 #include <memory>

@@ -3,6 +3,7 @@
 
 #include "base/text.h"
 #include "platform/files.h"
+#include "platform/simulated/file_values.h"
 #include "tests/scenarios/refused_run.h"
 #include "tests/support/activation.h"
 

@@ -2,6 +2,7 @@
 // that lead to something else than a plain file in a plain folder on a local disk.
 
 #include "platform/files.h"
+#include "platform/simulated/file_values.h"
 #include "tests/scenarios/refused_run.h"
 #include "tests/support/activation.h"
 #include "tests/support/world.h"

@@ -3,6 +3,7 @@
 
 #include "base/text.h"
 #include "platform/registry.h"
+#include "platform/simulated/audio_values.h"
 #include "platform/simulated/endpoint_builder.h"
 #include "platform/simulated/machine.h"
 #include "platform/simulated/neighbours.h"

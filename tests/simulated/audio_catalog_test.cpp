@@ -1,4 +1,5 @@
 #include "platform/owners.h"
+#include "platform/simulated/audio_values.h"
 #include "platform/simulated/endpoint_builder.h"
 #include "tests/simulated/audio_machine.h"
 

@@ -1,7 +1,9 @@
 #include "platform/audio_endpoints.h"
 #include "platform/config_manager.h"
 #include "platform/registry.h"
+#include "platform/simulated/audio_values.h"
 #include "platform/simulated/endpoint_builder.h"
+#include "platform/simulated/registry_values.h"
 #include "tests/simulated/audio_machine.h"
 
 #include <gtest/gtest.h>

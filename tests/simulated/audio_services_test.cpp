@@ -1,5 +1,6 @@
 #include "platform/owners.h"
 #include "platform/services.h"
+#include "platform/simulated/error_values.h"
 #include "tests/simulated/audio_machine.h"
 
 #include <gtest/gtest.h>

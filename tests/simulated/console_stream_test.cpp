@@ -1,4 +1,5 @@
 #include "platform/console.h"
+#include "platform/simulated/error_values.h"
 #include "tests/simulated/file_world.h"
 
 namespace vorn::platform::simulated {

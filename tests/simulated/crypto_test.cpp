@@ -1,8 +1,8 @@
 #include "platform/crypto.h"
 
-#include "platform/native.h"
 #include "platform/simulated/crypto_model.h"
 #include "platform/simulated/machine.h"
+#include "platform/simulated/native_values.h"
 #include "platform/simulated/process.h"
 
 #include <array>

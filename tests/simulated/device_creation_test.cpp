@@ -1,5 +1,7 @@
 // New devices: generated ids, hardware ids, registration.
 
+#include "platform/simulated/config_manager_values.h"
+#include "platform/simulated/error_values.h"
 #include "tests/simulated/device_calls.h"
 
 namespace vorn::tests {

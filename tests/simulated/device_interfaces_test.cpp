@@ -1,5 +1,6 @@
 // Device interfaces in a list: which are in it, whose they are, how their paths are read.
 
+#include "platform/simulated/error_values.h"
 #include "tests/simulated/device_calls.h"
 
 namespace vorn::tests {

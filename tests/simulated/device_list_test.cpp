@@ -1,5 +1,6 @@
 // Device information lists: what is in them, how they end, what they say of a device.
 
+#include "platform/simulated/error_values.h"
 #include "tests/simulated/device_calls.h"
 
 namespace vorn::tests {

@@ -1,6 +1,7 @@
 // The configuration manager: nodes, their status, children and ids.
 
 #include "base/text.h"
+#include "platform/simulated/config_manager_values.h"
 #include "tests/simulated/device_calls.h"
 
 namespace vorn::tests {

@@ -1,6 +1,8 @@
 // Devices that are asked to let go, removed, or restarted in place.
 
+#include "platform/simulated/config_manager_values.h"
 #include "platform/simulated/endpoint_builder.h"
+#include "platform/simulated/error_values.h"
 #include "platform/simulated/neighbours.h"
 #include "tests/simulated/device_calls.h"
 

@@ -1,9 +1,11 @@
 #include "platform/audio_endpoints.h"
 #include "platform/config_manager.h"
 #include "platform/files.h"
+#include "platform/simulated/config_manager_values.h"
 #include "platform/simulated/device_io.h"
 #include "platform/simulated/driver_replies.h"
 #include "platform/simulated/endpoint_builder.h"
+#include "platform/simulated/error_values.h"
 #include "tests/simulated/audio_machine.h"
 
 #include <array>

@@ -2,6 +2,8 @@
 
 #include "platform/files.h"
 #include "platform/simulated/driver_package.h"
+#include "platform/simulated/error_values.h"
+#include "platform/simulated/file_values.h"
 #include "platform/simulated/neighbours.h"
 #include "tests/simulated/device_calls.h"
 

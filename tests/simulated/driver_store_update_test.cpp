@@ -1,6 +1,8 @@
 // The driver update: what it checks, publishes, binds and restarts.
 
 #include "platform/files.h"
+#include "platform/simulated/error_values.h"
+#include "platform/simulated/file_values.h"
 #include "platform/simulated/neighbours.h"
 #include "tests/simulated/device_calls.h"
 

@@ -1,4 +1,7 @@
+#include "platform/simulated/error_values.h"
 #include "platform/simulated/file_open.h"
+#include "platform/simulated/file_values.h"
+#include "platform/simulated/native_values.h"
 #include "tests/simulated/file_world.h"
 
 namespace vorn::platform::simulated {

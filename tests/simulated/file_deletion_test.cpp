@@ -1,3 +1,5 @@
+#include "platform/simulated/error_values.h"
+#include "platform/simulated/native_values.h"
 #include "tests/simulated/file_world.h"
 
 namespace vorn::platform::simulated {

@@ -1,4 +1,6 @@
 #include "platform/simulated/dos_paths.h"
+#include "platform/simulated/error_values.h"
+#include "platform/simulated/file_values.h"
 #include "platform/simulated/modules.h"
 #include "tests/simulated/file_world.h"
 

@@ -6,7 +6,9 @@
 #include "platform/last_error.h"
 #include "platform/native.h"
 #include "platform/security.h"
+#include "platform/simulated/file_values.h"
 #include "platform/simulated/machine.h"
+#include "platform/simulated/native_values.h"
 #include "platform/simulated/process.h"
 
 #include <cstring>

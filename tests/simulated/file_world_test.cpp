@@ -1,5 +1,8 @@
 #include "tests/simulated/file_world.h"
 
+#include "platform/simulated/error_values.h"
+#include "platform/simulated/file_values.h"
+
 #include <stdexcept>
 
 namespace vorn::platform::simulated {

@@ -3,6 +3,7 @@
 #include "platform/files.h"
 #include "platform/last_error.h"
 #include "platform/simulated/driver_store.h"
+#include "platform/simulated/error_values.h"
 #include "platform/simulated/machine.h"
 #include "platform/simulated/process.h"
 

@@ -1,5 +1,7 @@
 #include "platform/simulated/native_status.h"
 
+#include "platform/simulated/error_values.h"
+#include "platform/simulated/native_values.h"
 #include "tests/simulated/file_world.h"
 
 namespace vorn::platform::simulated {

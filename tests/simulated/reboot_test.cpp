@@ -1,7 +1,7 @@
 // The restart of a machine: what it carries out, what it ends, what it leaves.
 
-#include "platform/files.h"
 #include "platform/simulated/device_removal.h"
+#include "platform/simulated/file_values.h"
 #include "platform/simulated/neighbours.h"
 #include "tests/simulated/device_calls.h"
 

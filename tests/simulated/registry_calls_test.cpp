@@ -1,8 +1,11 @@
 #include "platform/files.h"
-#include "platform/native.h"
 #include "platform/registry.h"
+#include "platform/simulated/error_values.h"
+#include "platform/simulated/file_values.h"
+#include "platform/simulated/native_values.h"
 #include "platform/simulated/process.h"
 #include "platform/simulated/registry.h"
+#include "platform/simulated/registry_values.h"
 
 #include <array>
 #include <cstring>

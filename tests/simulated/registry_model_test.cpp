@@ -1,6 +1,6 @@
 #include "platform/simulated/registry_model.h"
 
-#include "platform/registry.h"
+#include "platform/simulated/registry_values.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,11 @@
 #include "platform/files.h"
 #include "platform/last_error.h"
 #include "platform/security.h"
+#include "platform/simulated/error_values.h"
+#include "platform/simulated/file_values.h"
 #include "platform/simulated/machine.h"
 #include "platform/simulated/process.h"
+#include "platform/simulated/security_values.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,8 @@
 #include "platform/simulated/descriptor_image.h"
+#include "platform/simulated/error_values.h"
+#include "platform/simulated/file_values.h"
+#include "platform/simulated/native_values.h"
+#include "platform/simulated/security_values.h"
 #include "tests/simulated/file_world.h"
 
 namespace vorn::platform::simulated {

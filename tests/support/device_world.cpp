@@ -1,6 +1,7 @@
 #include "tests/support/device_world.h"
 
 #include "platform/config_manager.h"
+#include "platform/simulated/config_manager_values.h"
 
 #include <algorithm>
 #include <iterator>

@@ -1,7 +1,7 @@
 #include "tests/support/world.h"
 
 #include "base/text.h"
-#include "platform/config_manager.h"
+#include "platform/simulated/config_manager_values.h"
 #include "platform/simulated/endpoint_builder.h"
 #include "tests/support/activation.h"
 

@@ -1,5 +1,6 @@
 #include "base/text.h"
 #include "platform/audio_endpoints.h"
+#include "platform/simulated/audio_values.h"
 #include "platform/simulated/endpoint_builder.h"
 #include "tests/support/activation.h"
 #include "tests/support/console_lines.h"

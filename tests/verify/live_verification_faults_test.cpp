@@ -1,7 +1,7 @@
 // The verification engine when its platform calls fail, and when it is killed.
 
 #include "base/text.h"
-#include "platform/audio_endpoints.h"
+#include "platform/simulated/audio_values.h"
 #include "tests/support/activation.h"
 #include "tests/verify/engine_lines.h"
 

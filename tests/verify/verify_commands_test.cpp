@@ -1,6 +1,8 @@
 #include "base/text.h"
 #include "platform/config_manager.h"
+#include "platform/simulated/audio_values.h"
 #include "platform/simulated/endpoint_builder.h"
+#include "platform/simulated/error_values.h"
 #include "tests/support/activation.h"
 #include "tests/support/catalog_lists.h"
 #include "tests/support/console_lines.h"

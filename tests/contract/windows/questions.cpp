@@ -12,6 +12,7 @@
 #include "platform/inf.h"
 #include "platform/last_error.h"
 #include "platform/native.h"
+#include "platform/simulated/file_values.h"
 
 #include <algorithm>
 #include <cstdarg>

@@ -1,4 +1,5 @@
 #include "tests/contract/world.h"
+#include "platform/simulated/registry_values.h"
 
 #include <windows.h>
 
