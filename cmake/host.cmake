@@ -22,7 +22,7 @@ list(REMOVE_ITEM VORN_LAB_SOURCES lab/main.cpp)
 if(VORN_LAB_SOURCES)
   add_library(vorn_lab_library STATIC ${VORN_LAB_SOURCES})
   target_link_libraries(vorn_lab_library PUBLIC vorn_logic vorn_simulated
-                                                nlohmann_json::nlohmann_json)
+                                         PRIVATE nlohmann_json::nlohmann_json)
   vorn_instrument(vorn_lab_library)
   add_executable(vorn_lab lab/main.cpp)
   target_link_libraries(vorn_lab PRIVATE vorn_lab_library)

@@ -5,6 +5,8 @@
 #include "platform/simulated/calls.h"
 
 #include <charconv>
+#include <optional>
+#include <utility>
 
 namespace vorn::lab {
 
@@ -33,7 +35,7 @@ bool IsLines(const Bytes& bytes) {
 }
 
 Json LinesToJson(const Bytes& bytes) {
-  Json lines = Json::array();
+  Json lines = Json::List();
   std::string line;
   for (const std::uint8_t byte : bytes) {
     if (byte != '\n') {
@@ -75,7 +77,7 @@ Json ToJson(const std::string& value) {
 Json ToJson(const std::u16string& value) {
   const std::string text = ToUtf8(value);
   if (ToUtf16(text) == value) return Json(text);
-  Json units = Json::array();
+  Json units = Json::List();
   for (const char16_t unit : value)
     units.push_back(static_cast<unsigned>(unit));
   return Json{{"units", units}};
@@ -110,13 +112,15 @@ Json HexToJson(std::uint64_t value) {
 // Reading.
 
 const std::string& ReadString(const Json& json, const std::string& path) {
-  if (!json.is_string()) throw BadInput(path, "must be a text");
-  return json.get_ref<const std::string&>();
+  const auto* const text = json.As<std::string>();
+  if (text == nullptr) throw BadInput(path, "must be a text");
+  return *text;
 }
 
 void FromJson(const Json& json, const std::string& path, bool& value) {
-  if (!json.is_boolean()) throw BadInput(path, "must be true or false");
-  value = json.get<bool>();
+  const bool* const answer = json.As<bool>();
+  if (answer == nullptr) throw BadInput(path, "must be true or false");
+  value = *answer;
 }
 
 void FromJson(const Json& json, const std::string& path, std::string& value) {
@@ -125,7 +129,7 @@ void FromJson(const Json& json, const std::string& path, std::string& value) {
 
 void FromJson(const Json& json, const std::string& path, std::u16string& value) {
   value.clear();
-  if (!json.is_object()) {
+  if (json.As<Json::Object>() == nullptr) {
     value = ToUtf16(ReadString(json, path));
     return;
   }
@@ -144,13 +148,13 @@ void FromJson(const Json& json, const std::string& path, platform::GUID& value) 
 
 void FromJson(const Json& json, const std::string& path, Bytes& value) {
   value.clear();
-  if (json.is_string()) {
-    if (!ParseHex(json.get_ref<const std::string&>(), value)) {
+  if (const auto* const digits = json.As<std::string>()) {
+    if (!ParseHex(*digits, value)) {
       throw BadInput(path, "must be an even number of hexadecimal digits, or a list of lines");
     }
     return;
   }
-  const Json& lines = DemandList(json, path);
+  const Json::List& lines = DemandList(json, path);
   for (std::size_t i = 0; i < lines.size(); ++i) {
     const std::string& line = ReadString(lines[i], PathOfElement(path, i));
     value.insert(value.end(), line.begin(), line.end());
@@ -159,8 +163,8 @@ void FromJson(const Json& json, const std::string& path, Bytes& value) {
 }
 
 void FromJson(const Json& json, const std::string& path, SecurityRecord& value) {
-  if (json.is_string()) {
-    const auto parsed = ParseSddl(ToUtf16(json.get_ref<const std::string&>()));
+  if (const auto* const sddl = json.As<std::string>()) {
+    const auto parsed = ParseSddl(ToUtf16(*sddl));
     if (!parsed) throw BadInput(path, "is no security descriptor in SDDL");
     value = *parsed;
     return;
@@ -178,30 +182,30 @@ void FromJson(const Json& json, const std::string& path, SecurityRecord& value) 
 }
 
 std::uint64_t ReadUnsigned(const Json& json, const std::string& path, std::uint64_t largest) {
-  std::uint64_t value = 0;
-  const bool number = json.is_number_unsigned();
-  if (number) value = json.get<std::uint64_t>();
-  const bool text = json.is_string() && ParseNumber(json.get_ref<const std::string&>(), value);
-  if ((number || text) && value <= largest) return value;
+  const auto* const number = json.As<std::uint64_t>();
+  std::uint64_t value = number == nullptr ? 0 : *number;
+  const auto* const text = json.As<std::string>();
+  const bool understood = number != nullptr || (text != nullptr && ParseNumber(*text, value));
+  if (understood && value <= largest) return value;
   throw BadInput(path, "must be a whole number from 0 to " + std::to_string(largest));
 }
 
 std::int64_t ReadSigned(const Json& json, const std::string& path, std::int64_t smallest,
                         std::int64_t largest) {
-  const bool fits = !json.is_number_unsigned() ||
-                    json.get<std::uint64_t>() <=
-                        static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
-  if (json.is_number_integer() && fits) {
-    const auto value = json.get<std::int64_t>();
-    if (value >= smallest && value <= largest) return value;
+  std::optional<std::int64_t> value;
+  if (const auto* const number = json.As<std::int64_t>()) value = *number;
+  if (const auto* const number = json.As<std::uint64_t>();
+      number != nullptr && std::in_range<std::int64_t>(*number)) {
+    value = static_cast<std::int64_t>(*number);
   }
+  if (value && *value >= smallest && *value <= largest) return *value;
   throw BadInput(path, "must be a whole number from " + std::to_string(smallest) + " to " +
                            std::to_string(largest));
 }
 
 std::int32_t ReadSignedCode(const Json& json, const std::string& path) {
   constexpr std::int64_t kSmallest = std::numeric_limits<std::int32_t>::min();
-  if (json.is_number_integer() && !json.is_number_unsigned()) {
+  if (json.As<std::int64_t>() != nullptr) {
     return static_cast<std::int32_t>(ReadSigned(json, path, kSmallest, -1));
   }
   const std::uint64_t bits = ReadUnsigned(json, path, std::numeric_limits<std::uint32_t>::max());

@@ -13,6 +13,7 @@
 // - A security descriptor is its SDDL text, or an object of its parts where SDDL cannot say it.
 
 #include "lab/bad_input.h"
+#include "lab/json.h"
 #include "platform/simulated/file_node.h"
 #include "platform/simulated/security_model.h"
 #include "platform/types.h"
@@ -20,13 +21,11 @@
 #include <concepts>
 #include <cstdint>
 #include <limits>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 
 namespace vorn::lab {
 
-using Json = nlohmann::ordered_json;
 using platform::simulated::Bytes;
 
 // ------------------------------------------------------------------------------------------------

@@ -5,7 +5,7 @@
 namespace vorn::lab {
 
 FactReader::FactReader(const Json& json, std::string path) : json_(json), path_(std::move(path)) {
-  if (!json.is_object()) throw BadInput(path_, "must be an object");
+  if (json.As<Json::Object>() == nullptr) throw BadInput(path_, "must be an object");
 }
 
 std::string FactReader::PathOf(const std::string& key) const {
@@ -14,8 +14,7 @@ std::string FactReader::PathOf(const std::string& key) const {
 
 const Json* FactReader::Find(const char* key) {
   known_.insert(key);
-  const auto found = json_.find(key);
-  return found == json_.end() ? nullptr : &*found;
+  return json_.Find(key);
 }
 
 const Json& FactReader::Demand(const char* key) {
@@ -26,9 +25,8 @@ const Json& FactReader::Demand(const char* key) {
 
 std::size_t FactReader::ReadChoice(const Json& json, const std::string& path, ChoiceNames names) {
   std::string allowed;
-  if (json.is_string()) {
-    const auto& name = json.get_ref<const std::string&>();
-    const auto found = std::find(names.begin(), names.end(), name);
+  if (const auto* const name = json.As<std::string>()) {
+    const auto found = std::find(names.begin(), names.end(), *name);
     if (found != names.end()) return static_cast<std::size_t>(found - names.begin());
   }
   for (const char* const name : names)
@@ -37,14 +35,15 @@ std::size_t FactReader::ReadChoice(const Json& json, const std::string& path, Ch
 }
 
 void FactReader::Finish() const {
-  for (const auto& [key, value] : json_.items()) {
+  for (const auto& [key, value] : *json_.As<Json::Object>()) {
     if (!known_.contains(key)) throw BadInput(PathOf(key), "is no known key");
   }
 }
 
-const Json& DemandList(const Json& json, const std::string& path) {
-  if (!json.is_array()) throw BadInput(path, "must be a list");
-  return json;
+const Json::List& DemandList(const Json& json, const std::string& path) {
+  const auto* const list = json.As<Json::List>();
+  if (list == nullptr) throw BadInput(path, "must be a list");
+  return *list;
 }
 
 std::string PathOfElement(const std::string& path, std::size_t index) {

@@ -78,7 +78,7 @@ void FromJson(const Json& json, const std::string& path, Coded<T> coded) {
 using ChoiceNames = std::span<const char* const>;
 
 /// Throws BadInput when `json` is no list.
-const Json& DemandList(const Json& json, const std::string& path);
+const Json::List& DemandList(const Json& json, const std::string& path);
 std::string PathOfElement(const std::string& path, std::size_t index);
 
 class FactWriter {
@@ -108,7 +108,7 @@ class FactWriter {
   /// A map as a list of `Item`, a described record of a key and a value.
   template <class Item, class Map>
   void List(const char* key, const Map& map) {
-    Json list = Json::array();
+    Json list = Json::List();
     for (const auto& [itemKey, value] : map)
       list.push_back(ToJson(Item{itemKey, value}));
     object_[key] = std::move(list);
@@ -132,7 +132,7 @@ class FactWriter {
   Json Take() { return std::move(object_); }
 
  private:
-  Json object_ = Json::object();
+  Json object_ = Json::Object();
 };
 
 class FactReader {
@@ -182,7 +182,7 @@ class FactReader {
   }
 
   /// Whether the key is there.
-  bool Has(const char* key) const { return json_.contains(key); }
+  bool Has(const char* key) const { return json_.Find(key) != nullptr; }
 
   /// Throws BadInput for a key that nobody asked for.
   void Finish() const;
@@ -217,7 +217,7 @@ Json ToJson(const std::optional<T>& value) {
 
 template <class T>
 Json ToJson(const std::vector<T>& values) {
-  Json list = Json::array();
+  Json list = Json::List();
   for (const T& value : values)
     list.push_back(ToJson(value));
   return list;
@@ -225,7 +225,7 @@ Json ToJson(const std::vector<T>& values) {
 
 template <class T>
 Json ToJson(const std::set<T>& values) {
-  Json list = Json::array();
+  Json list = Json::List();
   for (const T& value : values)
     list.push_back(ToJson(value));
   return list;
@@ -241,13 +241,13 @@ void FromJson(const Json& json, const std::string& path, T& record) {
 template <class T>
 void FromJson(const Json& json, const std::string& path, std::optional<T>& value) {
   value.reset();
-  if (!json.is_null()) FromJson(json, path, value.emplace());
+  if (json.As<std::nullptr_t>() == nullptr) FromJson(json, path, value.emplace());
 }
 
 template <class T>
 void FromJson(const Json& json, const std::string& path, std::vector<T>& values) {
   values.clear();
-  const Json& list = DemandList(json, path);
+  const Json::List& list = DemandList(json, path);
   for (std::size_t i = 0; i < list.size(); ++i)
     FromJson(list[i], PathOfElement(path, i), values.emplace_back());
 }
@@ -255,7 +255,7 @@ void FromJson(const Json& json, const std::string& path, std::vector<T>& values)
 template <class T>
 void FromJson(const Json& json, const std::string& path, std::set<T>& values) {
   values.clear();
-  const Json& list = DemandList(json, path);
+  const Json::List& list = DemandList(json, path);
   for (std::size_t i = 0; i < list.size(); ++i) {
     T value{};
     const std::string element = PathOfElement(path, i);

@@ -3,54 +3,94 @@
 #include "lab/bad_input.h"
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 #include <set>
+#include <type_traits>
 #include <vector>
 
 namespace vorn::lab {
 
 namespace {
 
+using LibraryJson = nlohmann::ordered_json;
+
 constexpr std::size_t kLineLength = 110;
 constexpr std::size_t kIndent = 2;
 
-/// On one line, with a blank behind commas and colons.
-void AppendInline(const Json& json, std::string& text) {
-  if (json.empty() || !json.is_structured()) {
-    text += json.dump();
-    return;
-  }
-  const bool isObject = json.is_object();
-  text += isObject ? "{" : "[";
-  bool first = true;
-  for (const auto& [key, value] : json.items()) {
-    if (!first) text += ", ";
-    first = false;
-    if (isObject) text += Json(key).dump() + ": ";
-    AppendInline(value, text);
-  }
-  text += isObject ? "}" : "]";
+/// A text, a number or a word, as the library writes it.
+std::string ScalarText(const Json& json) {
+  return std::visit(
+      [](const auto& value) {
+        using T = std::decay_t<decltype(value)>;
+        if constexpr (std::is_same_v<T, Json::List> || std::is_same_v<T, Json::Object>) {
+          return std::string();
+        } else {
+          return LibraryJson(value).dump();
+        }
+      },
+      json.Get());
 }
 
-/// Appends a value that starts behind `indent` blanks and `lead` more characters.
+struct JsonEntry {
+  std::string name;  // of a member, with its colon; empty in a list
+  const Json& value;
+};
+
+/// What stands between the brackets of a list or of an object.
+std::vector<JsonEntry> EntriesOf(const Json& json) {
+  std::vector<JsonEntry> entries;
+  if (const auto* const list = json.As<Json::List>()) {
+    for (const Json& value : *list)
+      entries.push_back({{}, value});
+  }
+  if (const auto* const object = json.As<Json::Object>()) {
+    for (const auto& [key, value] : *object)
+      entries.push_back({ScalarText(key) + ": ", value});
+  }
+  return entries;
+}
+
+/// The brackets of a list or of an object; empty for every other value.
+std::string_view BracketsOf(const Json& json) {
+  if (json.As<Json::List>() != nullptr) return "[]";
+  return json.As<Json::Object>() != nullptr ? "{}" : "";
+}
+
+/// On one line, with a blank after commas and colons.
+void AppendInline(const Json& json, std::string& text) {
+  const std::string_view brackets = BracketsOf(json);
+  if (brackets.empty()) {
+    text += ScalarText(json);
+    return;
+  }
+  text += brackets.front();
+  bool first = true;
+  for (const JsonEntry& entry : EntriesOf(json)) {
+    text += (first ? "" : ", ") + entry.name;
+    first = false;
+    AppendInline(entry.value, text);
+  }
+  text += brackets.back();
+}
+
+/// Appends a value that starts after `indent` blanks and `lead` more characters.
 void Append(const Json& json, std::size_t indent, std::size_t lead, std::string& text) {
   std::string line;
   AppendInline(json, line);
-  if (!json.is_structured() || json.empty() || indent + lead + line.size() <= kLineLength) {
+  const std::vector<JsonEntry> entries = EntriesOf(json);
+  if (entries.empty() || indent + lead + line.size() <= kLineLength) {
     text += line;
     return;
   }
-  const bool isObject = json.is_object();
   const std::string inner(indent + kIndent, ' ');
-  text += isObject ? "{" : "[";
+  text += BracketsOf(json).front();
   bool first = true;
-  for (const auto& [key, value] : json.items()) {
-    text += first ? "\n" : ",\n";
+  for (const JsonEntry& entry : entries) {
+    text += (first ? "\n" : ",\n") + inner + entry.name;
     first = false;
-    const std::string name = isObject ? Json(key).dump() + ": " : std::string();
-    text += inner + name;
-    Append(value, inner.size(), name.size(), text);
+    Append(entry.value, inner.size(), entry.name.size(), text);
   }
-  text += "\n" + std::string(indent, ' ') + (isObject ? "}" : "]");
+  text += "\n" + std::string(indent, ' ') + BracketsOf(json).back();
 }
 
 /// Line and column, from 1, of the byte at `offset`.
@@ -66,11 +106,11 @@ std::string PlaceOf(std::string_view text, std::size_t offset) {
 /// the stack of whoever walks the value.
 class StructureCheck {
  public:
-  bool operator()(int depth, Json::parse_event_t event, Json& parsed) {
+  bool operator()(int depth, LibraryJson::parse_event_t event, LibraryJson& parsed) {
     if (depth > kMaxNesting) throw BadInput("values are nested too deeply");
-    if (event == Json::parse_event_t::object_start) keys_.emplace_back();
-    if (event == Json::parse_event_t::object_end) keys_.pop_back();
-    if (event == Json::parse_event_t::key &&
+    if (event == LibraryJson::parse_event_t::object_start) keys_.emplace_back();
+    if (event == LibraryJson::parse_event_t::object_end) keys_.pop_back();
+    if (event == LibraryJson::parse_event_t::key &&
         !keys_.back().insert(parsed.get_ref<const std::string&>()).second) {
       throw BadInput("the key " + parsed.dump() + " stands twice in one object");
     }
@@ -80,6 +120,36 @@ class StructureCheck {
  private:
   std::vector<std::set<std::string>> keys_;  // of the objects that are open
 };
+
+Json FromLibrary(const LibraryJson& parsed) {
+  using Kind = LibraryJson::value_t;
+  switch (parsed.type()) {
+    case Kind::boolean:
+      return parsed.get<bool>();
+    case Kind::number_unsigned:
+      return parsed.get<std::uint64_t>();
+    case Kind::number_integer:
+      return Json(Json::Value(parsed.get<std::int64_t>()));
+    case Kind::number_float:
+      return Json(Json::Value(parsed.get<double>()));
+    case Kind::string:
+      return parsed.get<std::string>();
+    case Kind::array: {
+      Json::List list;
+      for (const LibraryJson& value : parsed)
+        list.push_back(FromLibrary(value));
+      return list;
+    }
+    case Kind::object: {
+      Json::Object object;
+      for (const auto& [key, value] : parsed.items())
+        object.emplace_back(key, FromLibrary(value));
+      return object;
+    }
+    default:
+      return nullptr;
+  }
+}
 
 }  // namespace
 
@@ -92,12 +162,13 @@ std::string ToReadableText(const Json& json) {
 Json ParseJson(std::string_view text) {
   StructureCheck check;
   try {
-    return Json::parse(text, [&check](int depth, Json::parse_event_t event, Json& parsed) {
-      return check(depth, event, parsed);
-    });
-  } catch (const Json::parse_error& error) {
+    return FromLibrary(LibraryJson::parse(
+        text, [&check](int depth, LibraryJson::parse_event_t event, LibraryJson& parsed) {
+          return check(depth, event, parsed);
+        }));
+  } catch (const LibraryJson::parse_error& error) {
     throw BadInput("no valid JSON at " + PlaceOf(text, error.byte == 0 ? 0 : error.byte - 1));
-  } catch (const Json::exception&) {
+  } catch (const LibraryJson::exception&) {
     throw BadInput("no valid JSON: a number is out of range");
   }
 }

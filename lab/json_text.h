@@ -2,7 +2,7 @@
 
 // JSON texts: written as a person wants to read them, and read strictly.
 
-#include "lab/fact_values.h"
+#include "lab/json.h"
 
 #include <string>
 #include <string_view>

@@ -122,27 +122,35 @@ void AddFiles(Page& page, const std::string& title, const std::vector<TextFileRe
 }
 
 Json Texts(const std::vector<std::u16string>& texts) {
-  Json list = Json::array();
+  Json list = Json::List();
   for (const std::u16string& text : texts)
     list.push_back(ToUtf8(text));
   return list;
 }
 
+Json TextList(const std::vector<std::string>& texts) {
+  return Json::List(texts.begin(), texts.end());
+}
+
 Json FilesJson(const std::vector<TextFileReport>& files) {
-  Json list = Json::array();
+  Json list = Json::List();
   for (const TextFileReport& file : files)
-    list.push_back(
-        {{"path", ToUtf8(file.path)}, {"wellFormed", file.wellFormed}, {"lines", file.lines}});
+    list.push_back({{"path", ToUtf8(file.path)},
+                    {"wellFormed", file.wellFormed},
+                    {"lines", TextList(file.lines)}});
   return list;
 }
 
 Json DeviceJson(const DeviceReport& device) {
-  return {
-      {"instanceId", ToUtf8(device.instanceId)},  {"state", device.state},
-      {"hardwareIds", Texts(device.hardwareIds)}, {"service", ToUtf8(device.service)},
-      {"package", ToUtf8(device.package)},        {"pendingPackage", ToUtf8(device.pendingPackage)},
-      {"version", ToUtf8(device.version)},        {"resident", device.resident},
-      {"hiddenEndpoints", device.hiddenEndpoints}};
+  return {{"instanceId", ToUtf8(device.instanceId)},
+          {"state", device.state},
+          {"hardwareIds", Texts(device.hardwareIds)},
+          {"service", ToUtf8(device.service)},
+          {"package", ToUtf8(device.package)},
+          {"pendingPackage", ToUtf8(device.pendingPackage)},
+          {"version", ToUtf8(device.version)},
+          {"resident", device.resident},
+          {"hiddenEndpoints", TextList(device.hiddenEndpoints)}};
 }
 
 Json PackageJson(const PackageReport& package) {
@@ -166,7 +174,7 @@ Json EndpointJson(const EndpointReport& endpoint) {
 
 template <class T>
 Json ListJson(const std::vector<T>& values, Json (*toJson)(const T&)) {
-  Json list = Json::array();
+  Json list = Json::List();
   for (const T& value : values)
     list.push_back(toJson(value));
   return list;
@@ -197,7 +205,7 @@ std::string ReportText(const MachineReport& report) {
 }
 
 Json ReportJson(const MachineReport& report) {
-  Json services = Json::object();
+  Json services = Json::Object();
   for (const auto& [name, running] : report.services)
     services[ToUtf8(name)] = running ? "running" : "stopped";
   return {{"tick", report.tick},

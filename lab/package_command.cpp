@@ -54,9 +54,10 @@ const Option* FindOption(const Option (&options)[N], const std::string& name) {
 DriverImage ParseImageOption(const std::string& text, const std::u16string& version) {
   try {
     Json json = ParseJson(text);
-    if (json.is_object() && !json.contains("version")) json["version"] = ToUtf8(version);
+    if (json.As<Json::Object>() != nullptr && json.Find("version") == nullptr)
+      json["version"] = ToUtf8(version);
     DriverImage image;
-    lab::FromJson(json, "", image);
+    FromJson(json, "", image);
     return image;
   } catch (const BadInput& bad) {
     throw BadInput("--image", bad.what());

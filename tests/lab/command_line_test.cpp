@@ -385,7 +385,7 @@ TEST_F(Lab, ShowsJournalAndRemovalLog) {
   EXPECT_EQ(shown["journals"][0]["lines"][1], "version=26.8.10.5");
   ASSERT_EQ(shown["logs"].size(), 1U);
   EXPECT_EQ(shown["logs"][0]["path"], "C:\\pkg\\logs\\vorn_devnode.log");
-  const std::string line = shown["logs"][0]["lines"][0];
+  const auto& line = *shown["logs"][0]["lines"][0].As<std::string>();
   EXPECT_TRUE(line.ends_with("] remove: quiesced all endpoints of ROOT\\MEDIA\\0000")) << line;
   WriteHostFile(fs::path(machine) / "C/pkg/.vorn-driver-activation-state", "broken");
   EXPECT_EQ(Shown(machine)["journals"][0]["wellFormed"], false);

@@ -142,7 +142,7 @@ TEST(MachineDocument, NamesTheKeyThatIsWrong) {
 TEST(MachineDocument, IsReadableWithShortThingsOnOneLine) {
   const Json json = ParseJson(R"({"a": [1, 2], "b": {"c": "d"}, "e": [], "f": {}})");
   EXPECT_EQ(ToReadableText(json), "{\"a\": [1, 2], \"b\": {\"c\": \"d\"}, \"e\": [], \"f\": {}}\n");
-  Json wide = Json::array();
+  Json wide = Json::List();
   for (int i = 0; i < 3; ++i)
     wide.push_back({{"name", std::string(40, 'x')}});
   const std::string row = "  {\"name\": \"" + std::string(40, 'x') + "\"}";
@@ -205,7 +205,7 @@ TEST_F(Edited, AnIndexOfTwoFilesIsRefusedUnlessTheyAreOne) {
     auto& files = json["volumes"][0]["files"];
     Json first;
     for (auto& file : files) {
-      const std::string path = file["path"];
+      const auto& path = *file["path"].As<std::string>();
       if (path == "pkg\\driver\\vorn_audio.cat") first = file["index"];
       if (path == "pkg\\driver\\vorn_audio.inf") file["index"] = first;
     }
@@ -232,7 +232,7 @@ TEST_F(Edited, FoldersOfVolumesMustBePlainAndTheirOwn) {
 
 TEST_F(Edited, AHeldFileMustBeThere) {
   EXPECT_EQ(RefusalAfter([](Json& json) {
-              json["heldFiles"] = Json::array({{{"path", "C:\\missing"}}});
+              json["heldFiles"] = Json::List{{{"path", "C:\\missing"}}};
             }),
             "heldFiles[0].path: names no file of the machine\n");
 }
