@@ -12,7 +12,7 @@ using platform::simulated::RememberedEndpoint;
 
 namespace {
 
-/// What is remembered of one cable of a device.
+/// What the builder remembers of one cable of a device.
 struct RememberedItem {
   CableFlow key;
   RememberedEndpoint value;
@@ -24,7 +24,7 @@ struct CablePropertyItem {
   CableProperty value;
 };
 
-/// What is remembered of one device.
+/// What the builder remembers of one device.
 struct RememberedDevice {
   std::u16string key;
   std::map<CableFlow, RememberedEndpoint> value;

@@ -1,7 +1,7 @@
 #pragma once
 
-// BadInput: something that a person or a script gave to the lab is wrong. The text is one line that
-// names the argument or the key, for standard error; nothing has been changed.
+// BadInput: a person or a script gave the lab something wrong. The text is one line for standard
+// error that names the argument or the key. Nothing has been changed.
 
 #include <stdexcept>
 #include <string>
@@ -12,13 +12,13 @@ class BadInput : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 
-  /// At a key of a document: "devices[0].problem: must be a whole number from 0 to 4294967295".
+  /// Wrong at a key of a document: "devices[0].problem: must be a whole number from 0 to
+  /// 4294967295".
   BadInput(const std::string& keyPath, const std::string& what)
       : std::runtime_error(keyPath.empty() ? what : keyPath + ": " + what) {}
 };
 
-/// The same of a file or folder of the host rather than a key; its path is below the machine's
-/// folder.
+/// Wrong at a file or folder of the host; its path is relative to the machine's folder.
 class BadHostFile : public BadInput {
  public:
   using BadInput::BadInput;

@@ -1,14 +1,13 @@
 #pragma once
 
-// The names of the platform calls that the program makes, as they stand in the call log and in
-// --fault.
+// The names of the platform calls that the program makes, as the call log and --fault spell them.
 
 #include <span>
 #include <string_view>
 
 namespace vorn::lab {
 
-/// Every name, in the order of the code units.
+/// Every name, sorted by code units.
 std::span<const std::string_view> CallNames();
 
 bool IsCallName(std::string_view name);

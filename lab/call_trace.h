@@ -10,7 +10,7 @@
 namespace vorn::lab {
 
 /// One line for each call: tick, name, arguments, result and last error. Line breaks in arguments
-/// are written \n.
+/// are written as \n.
 std::string TraceText(const std::vector<platform::simulated::CallRecord>& calls);
 
 }  // namespace vorn::lab

@@ -59,7 +59,7 @@ const std::string& DemandFolder(const Words& words) {
 }
 
 [[noreturn]] void RefuseOption(const Words& words, std::size_t index) {
-  throw BadInput(words[index], "is no option of " + words[0]);
+  throw BadInput(words[index], "is not an option of " + words[0]);
 }
 
 Machine MakePreset(const std::string& name) {
@@ -90,7 +90,7 @@ struct RunRequest {
   Words program;
 };
 
-/// The lab's own options stand before the program's command.
+/// The lab's own options come before the program's command.
 RunRequest ParseRun(const Words& words) {
   RunRequest request;
   std::size_t i = 2;

@@ -7,18 +7,18 @@
 
 namespace vorn::lab {
 
-/// Something that was given to the lab is wrong; the machine is as it was.
+/// The lab was given something wrong; the machine is unchanged.
 inline constexpr int kExitBadInput = 64;
 
 /// The host failed: a file could not be read or written.
 inline constexpr int kExitHostFailed = 74;
 
-/// The program was killed by a fault, as a shell reports it.
+/// A fault killed the program; the status is what a shell reports for that.
 inline constexpr int kExitKilled = 137;
 
-/// A piece of what was written, in the order written.
+/// A piece of output, in the order written.
 struct ConsolePiece {
-  bool error = false;  // to standard error, else to standard output
+  bool error = false;  // to standard error instead of standard output
   std::string text;    // UTF-8
 };
 
@@ -31,7 +31,7 @@ struct LabResult {
   std::string ErrorOutput() const;
 };
 
-/// Runs one command; `arguments` does not have the program's name. Throws nothing.
+/// Runs one command; `arguments` does not include the program's name. Throws nothing.
 LabResult RunLab(const std::vector<std::string>& arguments);
 
 }  // namespace vorn::lab

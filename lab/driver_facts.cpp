@@ -15,7 +15,7 @@ namespace {
 
 constexpr const char* kFlows[] = {"render", "capture"};
 
-// Records that a list in the document has for each entry of a map.
+// Records of the document's lists, one for each entry of a map.
 
 struct CodeError {
   std::uint32_t key = 0;
@@ -64,7 +64,7 @@ void Describe(Facts& facts, CableError& item) {
   facts.Required("error", Coded{item.value});
 }
 
-/// Names what differs from `sound`, the image of the same version without fault.
+/// Describes what differs from `sound`, the faultless image of the same version.
 template <class Facts>
 void DescribeImage(Facts& facts, DriverImage& image, const DriverImage& sound) {
   facts.Unusual("loadedVersion", Coded{image.loadedVersion}, sound.loadedVersion);

@@ -8,7 +8,7 @@
 
 namespace vorn::lab {
 
-/// An image is written as its version and what differs from the sound image of that version.
+/// An image is written as its version plus whatever differs from the sound image of that version.
 void Describe(FactWriter& facts, platform::simulated::DriverImage& image);
 void Describe(FactReader& facts, platform::simulated::DriverImage& image);
 

@@ -113,7 +113,7 @@ Json HexToJson(std::uint64_t value) {
 
 const std::string& ReadString(const Json& json, const std::string& path) {
   const auto* const text = json.As<std::string>();
-  if (text == nullptr) throw BadInput(path, "must be a text");
+  if (text == nullptr) throw BadInput(path, "must be a string");
   return *text;
 }
 
@@ -165,7 +165,7 @@ void FromJson(const Json& json, const std::string& path, Bytes& value) {
 void FromJson(const Json& json, const std::string& path, SecurityRecord& value) {
   if (const auto* const sddl = json.As<std::string>()) {
     const auto parsed = ParseSddl(ToUtf16(*sddl));
-    if (!parsed) throw BadInput(path, "is no security descriptor in SDDL");
+    if (!parsed) throw BadInput(path, "is not a security descriptor in SDDL");
     value = *parsed;
     return;
   }

@@ -1,16 +1,16 @@
 #pragma once
 
-// How single values stand in machine.json, and back. Reading is strict: a value of the wrong type
-// or out of range throws BadInput with the path of its key.
+// How single values are written in machine.json and read back. Reading is strict: a value of the
+// wrong type or out of range throws BadInput with the path of its key.
 //
-// - Numbers are JSON numbers; masks, codes and large random values are written "0x..." for the
-//   reader's sake. Either form is understood everywhere.
-// - UTF-16 texts are JSON strings. One with an unpaired surrogate, which no JSON string can hold,
-// is
-//   {"units": [numbers]}.
-// - Bytes are a string of hexadecimal digits, or a list of text lines, each ended by a line feed.
+// - Numbers are JSON numbers. Masks, codes and large random values are written as "0x...", which is
+//   easier to read. Both forms are accepted everywhere.
+// - UTF-16 texts are JSON strings. A text with an unpaired surrogate, which no JSON string can
+//   hold, is {"units": [numbers]}.
+// - Bytes are a string of hexadecimal digits, or a list of text lines that each end with a line
+//   feed.
 // - GUIDs are "{01234567-89ab-cdef-0123-456789abcdef}".
-// - A security descriptor is its SDDL text, or an object of its parts where SDDL cannot say it.
+// - A security descriptor is its SDDL text, or an object of its parts if SDDL cannot express it.
 
 #include "lab/bad_input.h"
 #include "lab/json.h"
@@ -62,7 +62,8 @@ std::int64_t ReadSigned(const Json& json, const std::string& path, std::int64_t 
                         std::int64_t largest);
 std::uint64_t ReadUnsigned(const Json& json, const std::string& path, std::uint64_t largest);
 
-/// A signed number of 32 bits; a hexadecimal one may use all bits, as error codes are written.
+/// A signed 32-bit number. A hexadecimal one may use all 32 bits, since error codes are written
+/// that way.
 std::int32_t ReadSignedCode(const Json& json, const std::string& path);
 
 template <std::unsigned_integral T>
@@ -84,10 +85,10 @@ inline void FromJson(const Json& json, const std::string& path, std::int64_t& va
 /// The string of a JSON string value.
 const std::string& ReadString(const Json& json, const std::string& path);
 
-/// A whole text as a decimal or "0x..." number; false when it is none or exceeds 64 bits.
+/// A whole text as a decimal or "0x..." number; false when it is not a number or exceeds 64 bits.
 bool ParseNumber(std::string_view text, std::uint64_t& value);
 
-/// Bytes of "00ff10"; false when it is no even number of hexadecimal digits.
+/// The bytes of "00ff10"; false unless the text is an even number of hexadecimal digits.
 bool ParseHex(std::string_view text, Bytes& bytes);
 std::string FormatHex(const Bytes& bytes);
 

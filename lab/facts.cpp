@@ -36,7 +36,7 @@ std::size_t FactReader::ReadChoice(const Json& json, const std::string& path, Ch
 
 void FactReader::Finish() const {
   for (const auto& [key, value] : *json_.As<Json::Object>()) {
-    if (!known_.contains(key)) throw BadInput(PathOf(key), "is no known key");
+    if (!known_.contains(key)) throw BadInput(PathOf(key), "is not a known key");
   }
 }
 

@@ -1,9 +1,8 @@
 #pragma once
 
-// One description of each record serves writing and reading: a function
-// `template <class Facts> void Describe(Facts& facts, Record& record)` names every field once.
-// FactWriter makes a JSON object of it; FactReader fills the record from one and refuses keys that
-// no field has.
+// Each record is described once, for both writing and reading: a function `template <class Facts>
+// void Describe(Facts& facts, Record& record)` names every field. FactWriter turns the record into
+// a JSON object. FactReader fills the record from an object and refuses keys that no field has.
 
 #include "lab/fact_values.h"
 
@@ -19,7 +18,7 @@
 
 namespace vorn::lab {
 
-/// A number that is written "0x...".
+/// A number that is written as "0x...".
 template <class T>
 struct Coded {
   T& value;
@@ -74,22 +73,22 @@ void FromJson(const Json& json, const std::string& path, Coded<T> coded) {
   FromJson(json, path, coded.value);
 }
 
-/// The names of an enumeration's values, from its first value on.
+/// The names of an enumeration's values, starting with its first value.
 using ChoiceNames = std::span<const char* const>;
 
-/// Throws BadInput when `json` is no list.
+/// Throws BadInput when `json` is not a list.
 const Json::List& DemandList(const Json& json, const std::string& path);
 std::string PathOfElement(const std::string& path, std::size_t index);
 
 class FactWriter {
  public:
-  /// A fact that is always written; one that is left out keeps its usual value.
+  /// A fact that is always written. When the key is missing, the field keeps its default.
   template <class T>
   void Fact(const char* key, const T& value) {
     object_[key] = ToJson(value);
   }
 
-  /// A fact that must be given.
+  /// A fact whose key must be present.
   template <class T>
   void Required(const char* key, const T& value) {
     Fact(key, value);
@@ -105,7 +104,7 @@ class FactWriter {
     if (coded.value != usual) Fact(key, coded);
   }
 
-  /// A map as a list of `Item`, a described record of a key and a value.
+  /// A map, written as a list of `Item`, a described record of a key and a value.
   template <class Item, class Map>
   void List(const char* key, const Map& map) {
     Json list = Json::List();
@@ -118,7 +117,7 @@ class FactWriter {
     if (!map.empty()) List<Item>(key, map);
   }
 
-  /// An enumeration by the name of its value.
+  /// An enumeration, written as the name of its value.
   template <class T>
   void Choice(const char* key, const T& value, ChoiceNames names) {
     object_[key] = names[std::min(static_cast<std::size_t>(value), names.size() - 1)];
@@ -137,7 +136,7 @@ class FactWriter {
 
 class FactReader {
  public:
-  /// Throws BadInput when `json` is no object.
+  /// Throws BadInput when `json` is not an object.
   FactReader(const Json& json, std::string path);
 
   template <class T>
@@ -161,7 +160,7 @@ class FactReader {
     map.clear();
     for (std::size_t i = 0; i < items.size(); ++i) {
       if (!map.emplace(items[i].key, items[i].value).second) {
-        throw BadInput(PathOfElement(PathOf(key), i), "stands there twice");
+        throw BadInput(PathOfElement(PathOf(key), i), "appears twice");
       }
     }
   }
@@ -181,10 +180,10 @@ class FactReader {
     Choice(key, value, names);
   }
 
-  /// Whether the key is there.
+  /// Whether the key is present.
   bool Has(const char* key) const { return json_.Find(key) != nullptr; }
 
-  /// Throws BadInput for a key that nobody asked for.
+  /// Throws BadInput for a key that no field asked for.
   void Finish() const;
 
   const std::string& Path() const { return path_; }
@@ -260,7 +259,7 @@ void FromJson(const Json& json, const std::string& path, std::set<T>& values) {
     T value{};
     const std::string element = PathOfElement(path, i);
     FromJson(list[i], element, value);
-    if (!values.insert(value).second) throw BadInput(element, "stands there twice");
+    if (!values.insert(value).second) throw BadInput(element, "appears twice");
   }
 }
 

@@ -23,7 +23,7 @@ struct Action {
   std::string_view name;
   FaultKind kind;
   Value value = Value::None;
-  std::uint64_t largest = 0;  // of the value
+  std::uint64_t largest = 0;  // the largest value allowed
 };
 
 constexpr std::uint64_t kLargestCode = std::numeric_limits<std::uint32_t>::max();
@@ -49,7 +49,7 @@ std::uint32_t ParseOrdinal(const std::string& text) {
   return static_cast<std::uint32_t>(number);
 }
 
-/// The colon that ends the call; those of a method's name come in twos.
+/// The colon that ends the call. The colons inside a method's name come in pairs.
 std::size_t FindColon(const std::string& spec) {
   for (std::size_t i = 0; i < spec.size(); ++i) {
     if (spec[i] != ':') continue;
@@ -63,7 +63,7 @@ void ParseCall(const std::string& text, Fault& fault) {
   const std::size_t hash = text.find('#');
   fault.call = text.substr(0, hash);
   if (fault.call != "*" && !IsCallName(fault.call)) {
-    throw BadInput("\"" + fault.call + "\" is no platform call of the program");
+    throw BadInput("\"" + fault.call + "\" is not a platform call of the program");
   }
   if (hash == std::string::npos) return;
   const std::string range = text.substr(hash + 1);
@@ -108,7 +108,7 @@ void ParseAction(const std::string& text, Fault& fault) {
     return;
   }
   const auto change = ParseWorldChange(name, value.value_or(""));
-  if (!change) throw BadInput("\"" + name + "\" is no known fault");
+  if (!change) throw BadInput("\"" + name + "\" is not a known fault");
   fault.kind = FaultKind::Change;
   fault.change = *change;
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-// The small language of --fault: which call of the program goes wrong, and how.
+// The language of --fault: which call of the program goes wrong, and how.
 //
 //   SPEC   = CALL [ "#" FIRST [ "-" [ LAST ] ] ] ":" ACTION
 //   CALL   = name of a platform call, or "*" for any
@@ -13,8 +13,8 @@
 //          | "kill" | "kill-after"       the process dies before, or after, the effect
 //          | CHANGE                      somebody else changes the machine first
 //
-// Numbers are decimal or 0x...; FIRST counts from 1, "#3-" means from the third on. The changes are
-// in docs/lab.md.
+// Numbers are decimal or 0x.... FIRST counts from 1; "#3-" means from the third call on.
+// docs/lab.md lists the changes.
 
 #include "platform/simulated/calls.h"
 
@@ -22,7 +22,7 @@
 
 namespace vorn::lab {
 
-/// The fault that a text describes. Throws BadInput for a text that is none.
+/// The fault that a text describes. Throws BadInput when it does not describe one.
 platform::simulated::Fault ParseFault(const std::string& spec);
 
 }  // namespace vorn::lab

@@ -9,7 +9,7 @@ namespace {
 
 constexpr const char* kReparseKinds[] = {"none", "junction", "symbolicLink", "other"};
 
-/// A drive letter as a text of one character, empty for none.
+/// A drive letter as a text of one character; empty when there is none.
 struct DriveLetter {
   char16_t& letter;
 };

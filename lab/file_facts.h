@@ -1,7 +1,7 @@
 #pragma once
 
-// Volumes, names and files in machine.json: everything about them but the content of files, which
-// lies in the machine's folder.
+// Volumes, names and files in machine.json: everything except the content of files, which is in the
+// machine's folder.
 
 #include "lab/facts.h"
 #include "platform/simulated/file_system.h"
@@ -12,7 +12,7 @@
 
 namespace vorn::lab {
 
-/// File times as the document has them.
+/// File times, as the document writes them.
 struct FileTimesFacts {
   std::int64_t creation = 0;
   std::int64_t lastAccess = 0;
@@ -22,19 +22,19 @@ struct FileTimesFacts {
   friend bool operator==(const FileTimesFacts&, const FileTimesFacts&) = default;
 };
 
-/// What is said of one name of a volume, and of the file or folder that it leads to.
+/// What the document says about one name of a volume, and about the file or folder it leads to.
 struct FileFacts {
-  std::u16string path;                               // below the volume's root, which is empty
+  std::u16string path;                               // below the volume's root, whose path is empty
   std::optional<platform::simulated::NodeId> index;  // number of the file or folder
   std::string stored;  // name in the host's folder, when it is not the usual one
 
-  // Of the name.
+  // About the name.
   std::u16string shortName;
   bool deletePending = false;
 
-  // Of the file or folder. Said once, where its first name stands.
-  std::optional<platform::simulated::SecurityRecord> security;  // inherited when there is none
-  std::optional<std::uint32_t> attributes;  // the usual ones when there are none
+  // About the file or folder; given once, at its first name.
+  std::optional<platform::simulated::SecurityRecord> security;  // inherited when missing
+  std::optional<std::uint32_t> attributes;                      // the usual ones when missing
   platform::simulated::ReparseKind reparse = platform::simulated::ReparseKind::None;
   std::u16string target;
   std::optional<FileTimesFacts> times;
@@ -43,13 +43,13 @@ struct FileFacts {
   std::optional<std::uint64_t> reportedIndex;
   std::vector<Bytes> reportedPages;
 
-  /// Whether anything is said that belongs to the file rather than to the name.
+  /// Whether any of this describes the file rather than the name.
   bool SaysOfNode() const;
 };
 
 struct VolumeFacts {
   platform::simulated::Volume volume;  // without its root
-  std::string folder;                  // in the machine's folder
+  std::string folder;                  // name in the machine's folder
   std::vector<FileFacts> files;
 };
 

@@ -13,16 +13,16 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr char kStaged[] = ".lab-staged";        // what is being written; means nothing yet
-constexpr char kCommitted[] = ".lab-committed";  // what must happen now
+constexpr char kStaged[] = ".lab-staged";        // being written; not binding yet
+constexpr char kCommitted[] = ".lab-committed";  // must be carried out
 constexpr char kList[] = "changes.json";
 
 struct PutEntry {
   std::string path;
-  std::string staged;  // name among what is staged
+  std::string staged;  // name in the staging folder
 };
 
-/// The list of what is to be done, in this order.
+/// The changes, in the order in which they are made.
 struct ChangeList {
   std::vector<std::string> remove;
   std::vector<std::string> folders;
@@ -48,7 +48,7 @@ StoredItem FileOfText(const std::string& text) {
   return file;
 }
 
-/// Every step can be repeated after it was done.
+/// Every step can safely be repeated.
 void Apply(const fs::path& root, const fs::path& committed, const ChangeList& list) {
   for (const std::string& path : list.remove)
     fs::remove_all(root / path);
@@ -57,7 +57,7 @@ void Apply(const fs::path& root, const fs::path& committed, const ChangeList& li
     fs::create_directory(root / path);
   }
   for (const PutEntry& entry : list.put) {
-    if (!fs::exists(committed / entry.staged)) continue;  // it is in its place already
+    if (!fs::exists(committed / entry.staged)) continue;  // already in place
     if (fs::is_directory(fs::symlink_status(root / entry.path))) fs::remove_all(root / entry.path);
     fs::rename(committed / entry.staged, root / entry.path);
   }
@@ -110,7 +110,7 @@ void FinishFolderChange(const fs::path& root) {
   ChangeList list;
   FromJson(ParseJson(std::string(file.content->begin(), file.content->end())), "", list);
   Apply(root, committed, list);
-  fs::remove(committed / kList);  // from here on there is nothing left to finish
+  fs::remove(committed / kList);  // from here on nothing is left to finish
   fs::remove_all(committed);
 }
 

@@ -31,7 +31,7 @@ class HostFile {
 
   off_t Size() const { return Demand(lseek(descriptor_, 0, SEEK_END)); }
 
-  /// Where the data ends: a hole at the end of the file begins there.
+  /// Where the data ends and a hole at the end of the file begins.
   off_t EndOfData(off_t size) const {
     off_t end = 0;
     for (off_t data = 0; (data = lseek(descriptor_, end, SEEK_DATA)) >= 0 && data < size;)
@@ -92,7 +92,7 @@ VolumeTree ReadVolumeTree(const fs::path& folder, const std::string& shownAs) {
   VolumeTree tree;
   const fs::file_status status = fs::symlink_status(folder);
   if (!fs::exists(status)) return tree;
-  if (!fs::is_directory(status)) throw BadHostFile(shownAs, "is no folder");
+  if (!fs::is_directory(status)) throw BadHostFile(shownAs, "is not a folder");
   ReadInto(tree, folder, {}, shownAs);
   return tree;
 }

@@ -55,7 +55,7 @@ class Json {
     return std::get_if<T>(&value_);
   }
 
-  // A list. Asking what is no list for an element throws.
+  // A list. Asking any other value for an element throws.
   std::size_t size() const { return Elements().size(); }
   bool empty() const { return Elements().empty(); }
   List::const_iterator begin() const { return Elements().begin(); }
@@ -72,11 +72,11 @@ class Json {
     return std::get<List>(value_).at(static_cast<std::size_t>(index));
   }
 
-  /// The member of an object; null when there is none, or when this is no object.
+  /// The member of an object; null when it is missing, or when this is not an object.
   const Json* Find(std::string_view key) const;
-  /// The member of an object, which must be there.
+  /// The member of an object. Throws when it is missing.
   const Json& operator[](std::string_view key) const;
-  /// The member of an object, added when there is none; null becomes an object.
+  /// The member of an object, added when it is missing; a null value becomes an object.
   Json& operator[](std::string_view key);
 
   friend bool operator==(const Json&, const Json&) = default;

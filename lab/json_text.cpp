@@ -36,7 +36,7 @@ struct JsonEntry {
   const Json& value;
 };
 
-/// What stands between the brackets of a list or of an object.
+/// What stands between the brackets of a list or an object.
 std::vector<JsonEntry> EntriesOf(const Json& json) {
   std::vector<JsonEntry> entries;
   if (const auto* const list = json.As<Json::List>()) {
@@ -50,7 +50,7 @@ std::vector<JsonEntry> EntriesOf(const Json& json) {
   return entries;
 }
 
-/// The brackets of a list or of an object; empty for every other value.
+/// The brackets of a list or an object; empty for any other value.
 std::string_view BracketsOf(const Json& json) {
   if (json.As<Json::List>() != nullptr) return "[]";
   return json.As<Json::Object>() != nullptr ? "{}" : "";
@@ -102,8 +102,8 @@ std::string PlaceOf(std::string_view text, std::size_t offset) {
          std::to_string(before.size() - lineStart + 1);
 }
 
-/// Refuses what the parser itself lets pass: a key that stands twice, and nesting that would use up
-/// the stack of whoever walks the value.
+/// Refuses what the parser itself accepts: a key that appears twice, and nesting deep enough to
+/// exhaust the stack of code that walks the value.
 class StructureCheck {
  public:
   bool operator()(int depth, LibraryJson::parse_event_t event, LibraryJson& parsed) {
@@ -112,13 +112,13 @@ class StructureCheck {
     if (event == LibraryJson::parse_event_t::object_end) keys_.pop_back();
     if (event == LibraryJson::parse_event_t::key &&
         !keys_.back().insert(parsed.get_ref<const std::string&>()).second) {
-      throw BadInput("the key " + parsed.dump() + " stands twice in one object");
+      throw BadInput("the key " + parsed.dump() + " appears twice in one object");
     }
     return true;
   }
 
  private:
-  std::vector<std::set<std::string>> keys_;  // of the objects that are open
+  std::vector<std::set<std::string>> keys_;  // of the objects still open
 };
 
 Json FromLibrary(const LibraryJson& parsed) {
@@ -167,9 +167,9 @@ Json ParseJson(std::string_view text) {
           return check(depth, event, parsed);
         }));
   } catch (const LibraryJson::parse_error& error) {
-    throw BadInput("no valid JSON at " + PlaceOf(text, error.byte == 0 ? 0 : error.byte - 1));
+    throw BadInput("invalid JSON at " + PlaceOf(text, error.byte == 0 ? 0 : error.byte - 1));
   } catch (const LibraryJson::exception&) {
-    throw BadInput("no valid JSON: a number is out of range");
+    throw BadInput("invalid JSON: a number is out of range");
   }
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-// JSON texts: written as a person wants to read them, and read strictly.
+// JSON texts: written for people to read, and parsed strictly.
 
 #include "lab/json.h"
 
@@ -9,11 +9,11 @@
 
 namespace vorn::lab {
 
-/// The text of a value, ended by a line feed. What fits a line stands on one line.
+/// The text of a value, ending with a line feed. Whatever fits on one line is written on one line.
 std::string ToReadableText(const Json& json);
 
-/// The value of a text. Throws BadInput, with line and column, for what is no JSON, for a key that
-/// stands twice in its object, and for values that are nested more than kMaxNesting deep.
+/// Parses a text. Throws BadInput, with line and column, for invalid JSON, for a key that appears
+/// twice in its object, and for values nested more than kMaxNesting deep.
 Json ParseJson(std::string_view text);
 
 inline constexpr int kMaxNesting = 64;

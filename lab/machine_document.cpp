@@ -17,7 +17,7 @@ using platform::simulated::Token;
 
 namespace {
 
-/// The form of the document; a later one would have a higher number.
+/// The version of the document's format.
 constexpr std::uint32_t kFormat = 1;
 
 constexpr const char* kEventKinds[] = {
@@ -25,7 +25,7 @@ constexpr const char* kEventKinds[] = {
     "publishChildren", "withdrawEndpoints", "idleRecords",      "announceReplug",
 };
 
-// Records that a list in the document has for each entry of a map.
+// Records of the document's lists, one for each entry of a map.
 
 struct NamedService {
   std::u16string key;

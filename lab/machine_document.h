@@ -1,6 +1,6 @@
 #pragma once
 
-// machine.json: everything of a machine but the content of its files, and the facts of the
+// machine.json: everything about a machine except the content of its files, and the facts about the
 // processes that run on it. docs/lab.md describes every key.
 
 #include "lab/file_facts.h"
@@ -13,7 +13,7 @@
 
 namespace vorn::lab {
 
-/// Facts that every process of the machine starts with.
+/// Facts that hold for every process that starts on the machine.
 struct ProcessFacts {
   platform::simulated::Token token;
   bool standardOutputClosed = false;
@@ -28,11 +28,11 @@ struct MachineDocument {
   std::vector<HeldFile> heldFiles;
 };
 
-/// The text of a document, ended by a line feed.
+/// The text of a document, ending with a line feed.
 std::string WriteDocument(const MachineDocument& document);
 
-/// Reads a document; keys that are left out have their usual values. Throws BadInput, with the path
-/// of the key, for anything that is not as it must be.
+/// Reads a document; a missing key keeps its default. Throws BadInput, with the path of the key,
+/// for anything wrong.
 MachineDocument ReadDocument(std::string_view text);
 
 }  // namespace vorn::lab

@@ -28,7 +28,7 @@ std::string ReadDocumentText(const fs::path& path) {
   return text;
 }
 
-/// A volume's folder must be one plain name that nothing else of the machine's folder has.
+/// A volume's folder must have a plain name that nothing else in the machine's folder uses.
 void CheckVolumeFolders(const std::vector<VolumeFacts>& volumes) {
   std::set<std::string> names = {kDocumentName};
   for (std::size_t i = 0; i < volumes.size(); ++i) {
@@ -41,10 +41,10 @@ void CheckVolumeFolders(const std::vector<VolumeFacts>& volumes) {
   }
 }
 
-/// What must be done to the folder so that it holds the volume's tree.
+/// The changes that make the folder hold the volume's tree.
 void AddVolumeChange(const VolumeTree& old, const VolumeForm& form, FolderChange& change) {
   const std::string prefix = form.facts.folder + "/";
-  std::string removed;  // the last folder that goes with everything in it
+  std::string removed;  // the last folder removed as a whole
   for (const auto& [path, item] : old) {
     const bool gone = !form.tree.contains(path);
     if (!gone || (!removed.empty() && path.starts_with(removed + "/"))) continue;
@@ -90,7 +90,7 @@ void WriteMachine(const fs::path& folder, const LabMachine& lab) {
 void CreateMachineFolder(const fs::path& folder, const LabMachine& machine) {
   if (fs::exists(fs::symlink_status(folder)) &&
       !(fs::is_directory(folder) && fs::is_empty(folder))) {
-    throw BadInput(folder.string(), "exists already");
+    throw BadInput(folder.string(), "already exists");
   }
   fs::create_directories(folder);
   WriteMachine(folder, machine);
@@ -102,7 +102,7 @@ MachineFolder::MachineFolder(fs::path folder)
   if (locked) FinishFolderChange(folder_);
   if (!locked || !fs::is_regular_file(folder_ / kDocumentName)) {
     if (lock_ >= 0) close(lock_);
-    throw BadInput(folder_.string(), "is no machine: it has no machine.json");
+    throw BadInput(folder_.string(), "is not a machine: it has no machine.json");
   }
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
-// MachineFolder: a machine that lives in a folder between runs. The folders of its volumes hold its
-// files as plain files, machine.json the rest.
+// MachineFolder: a machine that lives in a folder between runs. Its files are plain files, one
+// folder for each volume; machine.json holds the rest.
 
 #include "lab/machine_document.h"
 #include "platform/simulated/machine.h"
@@ -12,30 +12,30 @@
 
 namespace vorn::lab {
 
-/// A machine with what the lab keeps beside it.
+/// A machine, and what the lab stores with it.
 struct LabMachine {
   platform::simulated::Machine machine;
   ProcessFacts process;
-  std::vector<std::string> volumeFolders;  // of the machine's volumes, in their order
+  std::vector<std::string> volumeFolders;  // one for each volume of the machine, in order
 };
 
-/// Makes a new folder for a machine. Throws BadInput when there is something already.
+/// Creates the folder of a new machine. Throws BadInput when something already exists there.
 void CreateMachineFolder(const std::filesystem::path& folder, const LabMachine& machine);
 
 class MachineFolder {
  public:
-  /// Opens an existing folder for this process alone; another one waits until this is gone. Throws
-  /// BadInput when there is no machine.
+  /// Opens an existing folder for this process alone; any other process waits until it is closed.
+  /// Throws BadInput when there is no machine.
   explicit MachineFolder(std::filesystem::path folder);
   ~MachineFolder();
 
   MachineFolder(const MachineFolder&) = delete;
   MachineFolder& operator=(const MachineFolder&) = delete;
 
-  /// Reads the machine. Throws BadInput with the path of the key or file that is wrong.
+  /// Reads the machine. Throws BadInput with the path of the key or file at fault.
   LabMachine Load() const;
 
-  /// Writes the machine, whole or not at all. Files that did not change are not touched.
+  /// Writes the machine, completely or not at all. Unchanged files are not touched.
   void Save(const LabMachine& machine) const;
 
  private:

@@ -138,7 +138,7 @@ std::vector<std::string> LinesOf(std::string_view text) {
   return lines;
 }
 
-/// Finds what the program leaves on the volumes: journals, logs, snapshots.
+/// Finds what the program left on the volumes: journals, logs, snapshots.
 class VolumeSearch {
  public:
   VolumeSearch(const Machine& machine, MachineReport& report)

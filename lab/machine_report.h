@@ -1,8 +1,8 @@
 #pragma once
 
-// MachineReport: what a person, or a test, wants to know of a machine at a glance: which devices
-// there are and what runs on them, which packages are published, which endpoints the user sees,
-// which journals and logs there are, and what was left behind.
+// MachineReport: what a person, or a test, wants to know about a machine at a glance: its devices
+// and what runs on them, the published packages, the endpoints the user sees, the journals and
+// logs, and anything left behind.
 
 #include "lab/fact_values.h"
 #include "platform/simulated/machine.h"
@@ -20,8 +20,8 @@ struct DeviceReport {
   std::vector<std::u16string> hardwareIds;
   std::u16string service;
   std::u16string package;         // published INF, empty when none is selected
-  std::u16string pendingPackage;  // what the next restart brings
-  std::u16string version;         // that the platform says is bound
+  std::u16string pendingPackage;  // takes effect at the next restart
+  std::u16string version;         // the bound version, according to the platform
   std::string resident;           // version of the image in memory, empty when there is none
   std::vector<std::string> hiddenEndpoints;  // "render 3"
 };
@@ -39,7 +39,7 @@ struct PackageReport {
 struct EndpointReport {
   std::u16string id;
   std::string flow;
-  std::optional<std::uint32_t> cable;  // nothing for an endpoint of somebody else's
+  std::optional<std::uint32_t> cable;  // missing for an endpoint of another device
   std::string state;                   // "active", "disabled", "not present" or "unplugged"
   std::u16string device;
   bool pnpChild = false;  // started AudioEndpoint child
@@ -47,7 +47,7 @@ struct EndpointReport {
 
 struct TextFileReport {
   std::u16string path;
-  bool wellFormed = true;  // of a journal: the program would accept its text
+  bool wellFormed = true;  // for a journal: the program would accept its text
   std::vector<std::string> lines;
 };
 
@@ -64,10 +64,10 @@ struct MachineReport {
   std::vector<std::u16string> snapshots;  // folders that a run should have removed
 };
 
-/// Looks at a machine; changes nothing.
+/// Examines a machine without changing it.
 MachineReport Examine(const platform::simulated::Machine& machine);
 
-/// The report as a person reads it.
+/// The report for people.
 std::string ReportText(const MachineReport& report);
 
 /// The report for scripts.

@@ -7,7 +7,7 @@ namespace vorn::lab {
 
 namespace {
 
-/// Text that is built line by line.
+/// Builds a text line by line.
 class Page {
  public:
   void Title(const std::string& title) { text_ += (text_.empty() ? "" : "\n") + title + "\n"; }
@@ -22,7 +22,7 @@ class Page {
   std::string text_;
 };
 
-/// At least `width` wide, and at least two blanks from what follows.
+/// Padded to `width`, with at least two blanks before whatever follows.
 std::string Padded(std::string text, std::size_t width) {
   text.resize(std::max(text.size() + 2, width), ' ');
   return text;
@@ -82,7 +82,7 @@ bool IsVisible(const EndpointReport& endpoint) {
   return endpoint.state == "active" || endpoint.state == "disabled";
 }
 
-/// One row for each cable of each device, then what belongs to others.
+/// One row for each cable of each device, then the endpoints of others.
 void AddEndpoints(Page& page, const std::vector<EndpointReport>& endpoints) {
   page.Title("Endpoints that the user sees");
   using Row = std::map<std::string, std::vector<std::string>>;  // by flow

@@ -50,7 +50,7 @@ const Option* FindOption(const Option (&options)[N], const std::string& name) {
   return found == std::end(options) ? nullptr : found;
 }
 
-/// The image that a JSON object describes, on top of the sound image of the package's version.
+/// The image that a JSON object describes, based on the sound image of the package's version.
 DriverImage ParseImageOption(const std::string& text, const std::u16string& version) {
   try {
     Json json = ParseJson(text);
@@ -75,7 +75,7 @@ PackageRecipe ParseRecipe(const std::vector<std::string>& options) {
     }
     const TextOption* const text = FindOption(kTexts, name);
     if (text == nullptr && name != "--extra" && name != "--image") {
-      throw BadInput(name, "is no option of package");
+      throw BadInput(name, "is not an option of package");
     }
     if (++i == options.size()) throw BadInput(name, "needs a value");
     if (text != nullptr) {
@@ -90,7 +90,7 @@ PackageRecipe ParseRecipe(const std::vector<std::string>& options) {
   return recipe;
 }
 
-/// "C:\a\b" of "C:\a\b", "C:/a/b" or "C/a/b", which is how the folder shows on the host.
+/// "C:\a\b" for "C:\a\b", "C:/a/b" or "C/a/b", the last being the folder's path on the host.
 std::u16string MachinePath(const std::string& path) {
   std::u16string name = ToUtf16(path);
   std::replace(name.begin(), name.end(), u'/', u'\\');

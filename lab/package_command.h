@@ -10,7 +10,7 @@
 namespace vorn::lab {
 
 /// Writes the package that the options describe into the folder `path` of the machine; returns the
-/// path of its INF. Throws BadInput for an option that is none or a path that is none.
+/// path of its INF. Throws BadInput for an invalid option or path.
 std::u16string WritePackageFromOptions(LabMachine& lab, const std::string& path,
                                        const std::vector<std::string>& options);
 

@@ -15,7 +15,7 @@ using platform::simulated::SecurityRecord;
 
 namespace {
 
-/// What the document says of one key.
+/// What the document says about one key.
 struct KeyFacts {
   std::u16string path;  // empty for HKEY_LOCAL_MACHINE itself
   std::vector<RegistryValue> values;
@@ -56,7 +56,7 @@ void AppendKeys(const Registry& registry, KeyId id, const std::u16string& path,
   }
 }
 
-/// The child of that name, added behind its siblings when it is missing.
+/// The child of that name, appended after its siblings when it is missing.
 KeyId ChildOf(Registry& registry, KeyId parent, const std::u16string& name) {
   if (const auto child = FindChild(registry, parent, name)) return *child;
   const KeyId id = registry.nextKey++;
@@ -72,7 +72,7 @@ KeyId KeyAt(Registry& registry, const std::u16string& keyPath, const std::string
   KeyId id = registry.localMachine;
   for (std::size_t from = 0; from < keyPath.size() + 1 && !keyPath.empty();) {
     const std::size_t end = std::min(keyPath.find(u'\\', from), keyPath.size());
-    if (end == from) throw BadInput(path, "has an empty name in it");
+    if (end == from) throw BadInput(path, "contains an empty name");
     id = ChildOf(registry, id, keyPath.substr(from, end - from));
     from = end + 1;
   }
@@ -101,7 +101,7 @@ void RegistryFromJson(const Json& json, const std::string& path, Registry& regis
   for (std::size_t i = 0; i < list.size(); ++i) {
     const std::string keyPath = PathOfElement(path, i) + ".path";
     const KeyId id = KeyAt(registry, list[i].path, keyPath);
-    if (!listed.insert(id).second) throw BadInput(keyPath, "stands there twice");
+    if (!listed.insert(id).second) throw BadInput(keyPath, "appears twice");
     Key& key = registry.keys.at(id);
     key.values = std::move(list[i].values);
     key.security = std::move(list[i].security);

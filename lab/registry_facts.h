@@ -1,8 +1,8 @@
 #pragma once
 
-// The registry in machine.json: a flat list of the keys that say anything, by path below
-// HKEY_LOCAL_MACHINE. Keys above them exist without being listed. The order of the list is the
-// order in which keys are enumerated.
+// The registry in machine.json: a flat list of the keys that hold anything, by path below
+// HKEY_LOCAL_MACHINE. The keys above them exist without being listed. Keys are enumerated in the
+// order of the list.
 
 #include "lab/facts.h"
 #include "platform/simulated/registry_model.h"

@@ -13,10 +13,10 @@ namespace vorn::lab {
 
 struct ProgramRun {
   LabResult result;   // the program's own bytes and status
-  std::string trace;  // one line for each call, when it was asked for
+  std::string trace;  // one line for each call, when requested
 };
 
-/// Runs the program with these arguments (without its name). The machine is afterwards as the run
+/// Runs the program with these arguments (without its name). Afterwards the machine is as the run
 /// left it.
 ProgramRun RunProgram(LabMachine& lab, const std::vector<std::string>& arguments,
                       const std::vector<platform::simulated::Fault>& faults, bool trace);

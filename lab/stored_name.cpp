@@ -14,7 +14,7 @@ bool IsHexDigit(char16_t unit) {
   return IsAsciiDigit(unit) || (unit >= u'A' && unit <= u'F') || (unit >= u'a' && unit <= u'f');
 }
 
-/// Whether an escape stands at the start of the text.
+/// Whether the text starts with an escape.
 bool IsEscape(std::u16string_view text) {
   if (text.size() <= kDigits || text[0] != u'%') return false;
   for (std::size_t i = 1; i <= kDigits; ++i) {

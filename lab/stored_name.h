@@ -1,9 +1,9 @@
 #pragma once
 
-// How a name of the simulated machine is written as a name of the folder that holds the machine.
-// Almost every name stands as it is. What Linux cannot hold or would reinterpret is written as %
-// and the four hexadecimal digits of the UTF-16 code unit: a slash, a NUL, an unpaired surrogate,
-// the first dot of the names "." and "..", and a % that would read as such an escape.
+// How a name of the simulated machine is spelled in the folder that holds the machine. Almost every
+// name is kept as it is. What Linux cannot hold or would reinterpret is written as % and the four
+// hexadecimal digits of the UTF-16 code unit: a slash, a NUL, an unpaired surrogate, the first dot
+// of the names "." and "..", and a % that would read as such an escape.
 
 #include <cstddef>
 #include <string>
@@ -11,13 +11,13 @@
 
 namespace vorn::lab {
 
-/// Bytes of the longest name that a Linux folder holds.
+/// The longest name in bytes that a Linux folder holds.
 inline constexpr std::size_t kMaxStoredName = 255;
 
 /// The stored form; it may be longer than kMaxStoredName.
 std::string ToStoredName(std::u16string_view name);
 
-/// The name of a stored form. False when the bytes are no UTF-8.
+/// The name behind a stored form. False when the bytes are not UTF-8.
 bool FromStoredName(std::string_view stored, std::u16string& name);
 
 }  // namespace vorn::lab

@@ -13,7 +13,7 @@ Bytes BytesOfText(const std::u16string& text) {
   return bytes;
 }
 
-/// The text of bytes that are one terminated string and nothing more.
+/// The text of bytes that are exactly one terminated string.
 std::optional<std::u16string> TextOfBytes(const Bytes& bytes) {
   std::u16string text;
   for (std::size_t i = 0; i + 1 < bytes.size(); i += 2)

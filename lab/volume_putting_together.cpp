@@ -23,7 +23,7 @@ using platform::simulated::NodeId;
 
 namespace {
 
-/// The largest number that a volume's table of files has room for: 48 bits.
+/// The largest number that a volume's file table has room for: 48 bits.
 constexpr NodeId kLastIndex = (NodeId{1} << 48) - 1;
 
 std::u16string_view FolderOf(std::u16string_view path) {
@@ -40,7 +40,7 @@ std::u16string Join(const std::u16string& folder, const std::u16string& name) {
   return folder.empty() ? name : folder + u"\\" + name;
 }
 
-/// Gives out the numbers of nodes: those that the document names, and free ones above them.
+/// Hands out the numbers of nodes: those that the document names, and free ones above them.
 class NodeNumbers {
  public:
   explicit NodeNumbers(const std::vector<VolumeForm>& volumes, NodeId first) : next_(first) {
@@ -81,11 +81,11 @@ class VolumeBuilder {
     throw BadInput(PathOf(fact) + "." + key, what);
   }
 
-  /// Finds what is said by path, by stored name and by node.
+  /// Indexes the facts by path, by stored name and by node.
   void IndexFacts() {
     for (std::size_t i = 0; i < facts_.size(); ++i) {
       const FileFacts& fact = facts_[i];
-      if (!byPath_.emplace(ToUpperAscii(fact.path), i).second) Refuse(i, "path", "stands twice");
+      if (!byPath_.emplace(ToUpperAscii(fact.path), i).second) Refuse(i, "path", "appears twice");
       if (fact.index && (*fact.index == 0 || *fact.index > kLastIndex)) {
         Refuse(i, "index", "must be from 1 to " + std::to_string(kLastIndex));
       }
@@ -94,8 +94,8 @@ class VolumeBuilder {
       }
       if (fact.index && fact.SaysOfNode() && !saying_.emplace(*fact.index, i).second) {
         Refuse(i, "index",
-               "is that of " + PathOf(saying_.at(*fact.index)) +
-                   ", which says already what the file is like");
+               "is also the index of " + PathOf(saying_.at(*fact.index)) +
+                   ", which already describes the file");
       }
     }
   }
@@ -107,7 +107,7 @@ class VolumeBuilder {
     return &facts_[found->second];
   }
 
-  /// What is said of a node: where its number says it, or else at the name itself.
+  /// The facts about a node: found by its number, or else at the name itself.
   const FileFacts* FactsOfNode(NodeId id, const FileFacts* named) const {
     const auto found = saying_.find(id);
     return found == saying_.end() ? named : &facts_[found->second];
@@ -165,12 +165,12 @@ class VolumeBuilder {
     if (found != byStored_.end()) return std::u16string(NameOf(facts_[found->second].path));
     std::u16string name;
     if (!FromStoredName(stored, name)) {
-      throw BadHostFile(form_.facts.folder + "/" + storedPath, "is no UTF-8 name");
+      throw BadHostFile(form_.facts.folder + "/" + storedPath, "is not a UTF-8 name");
     }
     return name;
   }
 
-  /// The node of a name: a further name of one that is there, or a new one.
+  /// The node of a name: an existing one for a further name, otherwise a new one.
   NodeId NodeOf(const FileFacts* named, NodeId folder, const StoredItem& item) {
     if (named != nullptr && named->index && built_.contains(*named->index)) {
       const Node& first = files_.nodes.at(*named->index);
@@ -247,7 +247,7 @@ void HoldFiles(const std::vector<HeldFile>& heldFiles, FileSystem& files) {
   for (std::size_t i = 0; i < heldFiles.size(); ++i) {
     const HeldFile& held = heldFiles[i];
     if (!FindNode(files, held.path)) {
-      throw BadInput(PathOfElement("heldFiles", i) + ".path", "names no file of the machine");
+      throw BadInput(PathOfElement("heldFiles", i) + ".path", "is not a file of the machine");
     }
     const std::uint64_t number = HoldOpen(files, held.path, held.access, held.share);
     for (auto& [key, open] : files.opens) {

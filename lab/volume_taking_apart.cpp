@@ -24,7 +24,7 @@ FileTimesFacts FactsOf(const FileTimes& times) {
   return {times.creation, times.lastAccess, times.lastWrite, times.change};
 }
 
-/// Walks one volume from its root and takes down what is there.
+/// Walks one volume from its root and records what is there.
 class VolumeWalk {
  public:
   VolumeWalk(const FileSystem& files, const Volume& volume, VolumeForm& form)
@@ -60,7 +60,7 @@ class VolumeWalk {
     if (node.directory) WalkFolder(node, path, storedPath);
   }
 
-  /// What differs from a file that was just made there; said at its first name only.
+  /// What differs from a file just created there; recorded only at its first name.
   void DescribeNode(NodeId id, const Node* folder, FileFacts& facts) {
     facts.index = id;
     if (!described_.insert(id).second) return;
@@ -85,7 +85,7 @@ class VolumeWalk {
   std::set<NodeId> described_;
 };
 
-/// A name for the folder of a volume that no folder before it has.
+/// A folder name for a volume that no earlier volume has.
 std::string NewFolderName(const Volume& volume, const std::vector<std::string>& taken) {
   const auto isFree = [&taken](const std::string& name) {
     return std::find(taken.begin(), taken.end(), name) == taken.end();

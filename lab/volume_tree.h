@@ -1,7 +1,7 @@
 #pragma once
 
-// VolumeTree: what a volume holds as it lies in the machine's folder on the host: plain files and
-// folders by their stored path. The rest of what the volume says of them is in machine.json.
+// VolumeTree: a volume's files and folders as they lie in the machine's folder on the host, by
+// stored path. machine.json holds the rest of what describes them.
 
 #include "platform/simulated/file_node.h"
 
@@ -15,13 +15,13 @@ namespace vorn::lab {
 struct StoredItem {
   bool directory = false;
   std::shared_ptr<const platform::simulated::Bytes> content;  // of a file
-  std::uint64_t zeroTail = 0;  // zero bytes behind the content, stored as a hole
+  std::uint64_t zeroTail = 0;  // zero bytes after the content, stored as a hole
 
-  /// Equal in what a reader of the file sees.
+  /// Equal to anyone who reads the file.
   friend bool operator==(const StoredItem& left, const StoredItem& right);
 };
 
-/// By path with slashes, below the volume's folder; a folder stands before what is in it.
+/// By path with slashes, below the volume's folder; a folder comes before its content.
 using VolumeTree = std::map<std::string, StoredItem>;
 
 }  // namespace vorn::lab

@@ -25,7 +25,7 @@ namespace {
 
 using ChangeWords = std::vector<std::u16string>;
 
-constexpr char kSeparator = '|';  // no path holds one
+constexpr char kSeparator = '|';  // no path contains one
 
 void WriteText(Machine& machine, const ChangeWords& words) {
   PutFile(machine.files, words[0], ToUtf8(words[1]));
@@ -106,7 +106,7 @@ ChangeWords SplitWords(const std::string& text) {
   return words;
 }
 
-/// What can be judged before the machine is known.
+/// What can be checked before the machine is known.
 void Check(const ChangeKind& kind, const ChangeWords& words) {
   const std::string name(kind.name);
   const bool complete =
@@ -136,7 +136,7 @@ std::optional<WorldChange> ParseWorldChange(std::string_view name, const std::st
     try {
       make(machine, words);
     } catch (const std::invalid_argument&) {
-      // What was to be changed is not there (any more): the other process fails, not this one.
+      // The object to change no longer exists: the other process fails, not this one.
     }
   };
 }

@@ -1,7 +1,7 @@
 #pragma once
 
 // COM and the audio endpoint catalog. The interfaces are abstract classes with the published vtable
-// order, so that the real objects can be called through them. Their methods keep COM's rules: a
+// order, so that the real objects can be called through them. Their methods follow COM's rules: a
 // negative result is a failure, and an object handed out must be released by the caller.
 
 #include "platform/types.h"

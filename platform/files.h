@@ -132,7 +132,7 @@ bool SetFileInformationByHandle(HANDLE file, std::uint32_t informationClass,
                                 const void* information, std::uint32_t size);
 
 /// The path of an open file (GetFinalPathNameByHandleW): its length without the terminator, the
-/// needed size with it when `size` is too small, or 0 on failure.
+/// required size with it when `size` is too small, or 0 on failure.
 std::uint32_t GetFinalPathNameByHandleW(HANDLE file, char16_t* path, std::uint32_t size,
                                         std::uint32_t flags);
 
@@ -147,7 +147,7 @@ bool ReadFile(HANDLE file, void* buffer, std::uint32_t size, std::uint32_t* read
 /// Writes `size` bytes at the file position (WriteFile without overlapped I/O).
 bool WriteFile(HANDLE file, const void* buffer, std::uint32_t size, std::uint32_t* written);
 
-/// Cuts or extends the file to its position (SetEndOfFile).
+/// Truncates or extends the file to its position (SetEndOfFile).
 bool SetEndOfFile(HANDLE file);
 
 /// Writes buffered data through to the disk (FlushFileBuffers).
@@ -157,20 +157,20 @@ bool FlushFileBuffers(HANDLE file);
 /// stored, 0 on failure.
 std::uint32_t QueryDosDeviceW(const char16_t* deviceName, char16_t* targets, std::uint32_t size);
 
-/// The temporary folder with a trailing backslash (GetTempPathW): its length, the needed size when
-/// `size` is too small, 0 on failure.
+/// The temporary folder with a trailing backslash (GetTempPathW): its length, the required size
+/// when `size` is too small, 0 on failure.
 std::uint32_t GetTempPathW(std::uint32_t size, char16_t* path);
 
 /// The Windows folder (GetWindowsDirectoryW): as GetTempPathW, without a trailing backslash.
 std::uint32_t GetWindowsDirectoryW(char16_t* path, std::uint32_t size);
 
-/// Makes a path absolute without touching the disk (GetFullPathNameW): its length, the needed size
-/// with terminator when `size` is too small, 0 on failure. `filePart` may be null.
+/// Makes a path absolute without touching the disk (GetFullPathNameW): its length, the required
+/// size with terminator when `size` is too small, 0 on failure. `filePart` may be null.
 std::uint32_t GetFullPathNameW(const char16_t* fileName, std::uint32_t size, char16_t* path,
                                char16_t** filePart);
 
 /// The path of a module, of the program itself with null (GetModuleFileNameW): its length, `size`
-/// when it was cut, 0 on failure.
+/// when it was truncated, 0 on failure.
 std::uint32_t GetModuleFileNameW(HMODULE module, char16_t* path, std::uint32_t size);
 
 /// Creates a folder with inherited security (CreateDirectoryW without attributes). An existing name

@@ -1,7 +1,7 @@
 #pragma once
 
-// The native calls that ntdll.dll exports and that are looked up at run time: opens relative to a
-// handle, deletion of a registry key by handle, and the translation of a native status.
+// The native calls of ntdll.dll, which are looked up at run time: opens relative to a handle,
+// deletion of a registry key by handle, and the translation of a native status.
 
 #include "platform/types.h"
 

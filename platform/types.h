@@ -1,7 +1,7 @@
 #pragma once
 
-// The words that every platform header shares: opaque handles, one type for each kind so that
-// mixing two of them does not compile, identifiers, and the structures' common constants.
+// Types that all platform headers share: opaque handles, one type for each kind so that mixing two
+// kinds does not compile, identifiers, and common constants.
 //
 // Names, values and layouts are Windows' own for x64. 32-bit words are std::uint32_t, wide
 // characters are char16_t code units. A platform function that Windows declares as BOOL returns

@@ -18,13 +18,13 @@ AudioCatalog& TheCatalog() {
   return Process::Current().TheMachine().audio;
 }
 
-/// An endpoint as a program holds it: its place in the catalog when it was listed, which tells
-/// endpoints of one id apart, and its id.
+/// An endpoint as a program holds it: its id, and its place in the catalog when it was listed,
+/// which distinguishes endpoints that share an id.
 struct Listed {
   std::size_t place = 0;
   std::u16string id;
 
-  /// The endpoint as it is now; null when it is gone.
+  /// The endpoint in its present state; null when it is gone.
   const AudioEndpoint* Find() const {
     const auto& endpoints = TheCatalog().endpoints;
     if (place < endpoints.size() && endpoints[place].id == id) return &endpoints[place];
@@ -35,7 +35,7 @@ struct Listed {
   }
 };
 
-/// What a step on an endpoint comes to: that error of the endpoint, or the endpoint's absence.
+/// The result of a step on an endpoint: the endpoint's own error, or that the endpoint is gone.
 HRESULT Check(const AudioEndpoint* endpoint, std::int32_t AudioEndpoint::*error) {
   return endpoint == nullptr ? AUDCLNT_E_DEVICE_INVALIDATED : endpoint->*error;
 }
@@ -63,7 +63,7 @@ class PropertyStore final : public ComObjectOf<IPropertyStore> {
     const AudioEndpoint* endpoint = endpoint_.Find();
     const HRESULT error = Check(endpoint, &AudioEndpoint::propertyError);
     if (error != S_OK) return error;
-    // Documented: a property that is not there reads as an empty variant.
+    // Documented: a missing property reads as an empty variant.
     *value = {};
     if (!(key == kCableKey) || !endpoint->cable) return S_OK;
     value->vt = endpoint->cable->type;
@@ -98,7 +98,7 @@ class Connector final : public ComObjectOf<IConnector> {
                             const AudioEndpoint* endpoint = endpoint_.Find();
                             const HRESULT error = Check(endpoint, &AudioEndpoint::connectedError);
                             if (error != S_OK) return error;
-                            // Documented: a connector that leads nowhere.
+                            // Documented result for a connector that leads nowhere.
                             if (endpoint->connectedTo.empty()) return E_NOTFOUND;
                             made = AllocateTaskString(endpoint->connectedTo);
                             return S_OK;
@@ -208,7 +208,7 @@ class EndpointDevice final : public ComObjectOf<IMMDevice> {
   Listed endpoint_;
 };
 
-/// The endpoints as they were when they were listed. Documented: later changes do not show in it.
+/// The endpoints at the time of the listing. Documented: later changes do not show in it.
 class EndpointCollection final : public ComObjectOf<IMMDeviceCollection> {
  public:
   explicit EndpointCollection(std::vector<Listed> endpoints) : endpoints_(std::move(endpoints)) {}
@@ -262,7 +262,7 @@ class DeviceEnumerator final : public ComObjectOf<IMMDeviceEnumerator> {
   static HRESULT List(std::int32_t flow, std::uint32_t stateMask, IMMDeviceCollection*& made) {
     if (flow < eRender || flow > kAllFlows) return E_INVALIDARG;
     if (stateMask == 0 || (stateMask & ~kAllStates) != 0) return E_INVALIDARG;
-    // Assumed: without its services the catalog says so.
+    // Assumed: the catalog reports that its services are not running.
     if (!AudioServicesRun(Process::Current().TheMachine())) return AUDCLNT_E_SERVICE_NOT_RUNNING;
     const AudioCatalog& catalog = TheCatalog();
     if (catalog.enumError != S_OK) return catalog.enumError;

@@ -1,7 +1,7 @@
 #pragma once
 
-// The simulated machine's audio endpoints as the catalog keeps them and COM shows them. What fills
-// the catalog is the endpoint builder.
+// The simulated machine's audio endpoints, as the catalog stores them and COM shows them. The
+// endpoint builder fills the catalog.
 
 #include "platform/audio_endpoints.h"
 #include "platform/simulated/driver_image.h"
@@ -17,22 +17,22 @@
 namespace vorn::platform::simulated {
 
 struct CableProperty {
-  std::uint16_t type = 19;  // VT_UI4; VT_LPWSTR gives the value as a text
+  std::uint16_t type = 19;  // VT_UI4; VT_LPWSTR returns the value as a text
   std::uint32_t value = 0;
 
   friend bool operator==(const CableProperty&, const CableProperty&) = default;
 };
 
-/// One endpoint of the catalog. Each `...Error` that is not 0 is the HRESULT that the matching call
-/// gives for it.
+/// One endpoint of the catalog. A nonzero `...Error` is the HRESULT that the matching call returns
+/// for it.
 struct AudioEndpoint {
   std::u16string id;  // {0.0.0.00000000}.{guid}
   bool capture = false;
   std::uint32_t state = 1;             // DEVICE_STATE_
   std::optional<CableProperty> cable;  // the driver's own property
   std::u16string connectedTo;          // device id of the filter of connector 0
-  std::u16string root;                 // instance id of the device that it belongs to
-  std::optional<CableFlow> builtFor;   // what the builder made it of; the cable property may differ
+  std::u16string root;                 // instance id of the device that owns it
+  std::optional<CableFlow> builtFor;  // what the builder made it for; the cable property may differ
   std::int32_t propertyStoreError = 0;
   std::int32_t propertyError = 0;
   std::int32_t topologyError = 0;
@@ -58,22 +58,22 @@ struct AudioCatalog {
   std::vector<AudioEndpoint> endpoints;                                          // in catalog order
   std::map<std::u16string, std::map<CableFlow, RememberedEndpoint>> remembered;  // by device
 
-  // How the endpoint builder works; each is a fact that a machine may be given.
-  std::uint64_t buildDelay = 1500;     // milliseconds from the started driver to its endpoints
-  std::set<CableFlow> late;            // these come later than the others
-  std::uint64_t lateDelay = 5000;      // by so many milliseconds
-  std::uint32_t remintNext = 0;        // so many cables get new ids at the next building
-  std::set<CableFlow> neverPublished;  // missing whatever the driver exposes
+  // How the endpoint builder behaves; each of these can be set for a machine.
+  std::uint64_t buildDelay = 1500;     // milliseconds from the driver's start to its endpoints
+  std::set<CableFlow> late;            // published later than the others
+  std::uint64_t lateDelay = 5000;      // by this many milliseconds
+  std::uint32_t remintNext = 0;        // this many cables get new ids when endpoints are next built
+  std::set<CableFlow> neverPublished;  // missing, whatever the driver exposes
   std::set<CableFlow> doubled;         // published twice
-  std::map<CableFlow, CableProperty> properties;  // the cable property, where it is not its number
-  std::set<CableFlow> activated;   // published active although the user had disabled them
+  std::map<CableFlow, CableProperty> properties;  // where it is not the cable's number
+  std::set<CableFlow> activated;   // published as active although the user had disabled them
   std::uint64_t childDelay = 0;    // milliseconds from an endpoint to its PnP child
   bool childLags = false;          // endpoints appear in the catalog but never as PnP children
-  std::uint64_t recordDelay = 0;   // milliseconds until records of withdrawn endpoints say so
-  bool recordsStayActive = false;  // records of withdrawn endpoints never say so
+  std::uint64_t recordDelay = 0;   // milliseconds until the records of withdrawn endpoints say so
+  bool recordsStayActive = false;  // the records of withdrawn endpoints never say so
   std::uint32_t nextGuid = 1;      // of the next endpoint id
 
-  // How COM answers; each that is not 0 is the HRESULT of that call.
+  // How COM answers; each nonzero value is the HRESULT of that call.
   std::int32_t coInitializeResult = 0;  // RPC_E_CHANGED_MODE: the thread is in another apartment
   std::int32_t createError = 0;
   std::int32_t enumError = 0;  // of EnumAudioEndpoints
@@ -83,8 +83,8 @@ struct AudioCatalog {
   friend bool operator==(const AudioCatalog&, const AudioCatalog&) = default;
 };
 
-/// The audio endpoint enumerator of the current process as a new COM object; null, with the reason
-/// in `*result`, when the catalog gives none.
+/// A new COM object of the current process: the audio endpoint enumerator. Null, with the reason in
+/// `*result`, when the catalog is not available.
 IMMDeviceEnumerator* CreateDeviceEnumerator(HRESULT* result);
 
 }  // namespace vorn::platform::simulated

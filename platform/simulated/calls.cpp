@@ -46,7 +46,7 @@ std::string RenderArgument(const Hex& value) {
 
 namespace {
 
-/// A dead process's calls all fail, whatever they are; this is what they say.
+/// Every call of a dead process fails with this, whatever it is.
 constexpr std::uint32_t kDeadProcessError = ERROR_INVALID_HANDLE;
 
 Verdict DeadVerdict() {
@@ -108,7 +108,8 @@ void Apply(const Fault& fault, Process& process, Verdict& verdict) {
   }
 }
 
-/// What a stale answer is about changes places with what it was. Files and time stay.
+/// Swaps the parts of the machine that a stale answer is about with those of the past. Files and
+/// time stay.
 void SwapWithPast(Process& process) {
   Machine& machine = process.TheMachine();
   Machine& past = *process.past;

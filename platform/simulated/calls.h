@@ -1,7 +1,7 @@
 #pragma once
 
-// What every simulated platform call passes through: the call log, the fault plan, and the end of a
-// killed process. A call states its name, how it fails, and its arguments; the body is the model's
+// What every simulated platform call goes through: the call log, the fault plan, and the end of a
+// killed process. A call states its name, how it fails and its arguments; its body is the model's
 // answer.
 
 #include "platform/last_error.h"
@@ -32,47 +32,47 @@ struct CallRecord {
   std::uint32_t lastError = 0;
   std::uint64_t tick = 0;  // of the simulated clock, when the call returned
 
-  /// The text of an argument, empty when the call has none of that name.
+  /// The text of an argument; empty when the call has no argument of that name.
   std::string Argument(std::string_view argumentName) const;
 };
 
 enum class FaultKind {
   Fail,                  // no effect, and `error`
-  FailAfterEffect,       // the effect, and `error` all the same
-  SucceedWithoutEffect,  // success, but nothing happened and no output was written
-  Short,                 // data that is returned is cut to `amount` bytes
-  Long,                  // and has `amount` bytes of somebody else's behind it
+  FailAfterEffect,       // takes effect, and fails with `error` all the same
+  SucceedWithoutEffect,  // success, but nothing happened and nothing was output
+  Short,                 // returned data is cut to `amount` bytes
+  Long,                  // returned data is followed by `amount` foreign bytes
   AskRestart,            // the call succeeds and asks for a restart
   TakeTime,              // the call takes `amount` milliseconds
-  Change,                // `change` is done to the world first, by somebody else
-  ChangeAfter,           // the same when the call has had its effect
+  Change,                // another process makes `change` first
+  ChangeAfter,           // the same, after the call has taken effect
   AnswerFromPast,        // devices, packages, registry and endpoints are those of `past`
-  KillBefore,            // the process dies before the call has any effect
-  KillAfter,             // the process dies when the call has had its effect
+  KillBefore,            // the process dies before the call takes effect
+  KillAfter,             // the process dies after the call has taken effect
 };
 
-/// What goes wrong, and at which call.
+/// A fault, and the calls it hits.
 struct Fault {
-  std::string call = "*";   // a call's name, "*" for any
-  std::uint32_t first = 1;  // of the calls of that name
-  std::uint32_t last = 1;   // the last that is hit
+  std::string call = "*";   // name of a call, "*" for any
+  std::uint32_t first = 1;  // counts the calls of that name
+  std::uint32_t last = 1;   // the last call it hits
   FaultKind kind = FaultKind::Fail;
-  std::uint32_t error = ERROR_GEN_FAILURE;  // in the call's own kind of code
+  std::uint32_t error = ERROR_GEN_FAILURE;  // as the code that the call itself uses
   std::uint64_t amount = 0;
   std::function<void(Machine&)> change = {};
   std::string changeName = {};               // for whoever judges the run
-  std::shared_ptr<const Machine> past = {};  // what the call does to it is lost
+  std::shared_ptr<const Machine> past = {};  // whatever the call does to it is lost
 };
 
 inline constexpr std::uint32_t kEveryLaterCall = std::numeric_limits<std::uint32_t>::max();
 
-/// How a call says that it failed.
+/// How a call reports failure.
 enum class FailureStyle {
-  LastError,  // a failure value, and the last error
-  Code,       // the returned value is the error itself
+  LastError,  // returns a failure value and sets the last error
+  Code,       // returns the error itself
 };
 
-/// What the fault plan wants of a call that goes on; given to the call's body.
+/// What the fault plan changes in a call that still runs; passed to the call's body.
 struct CallFaults {
   std::optional<std::uint64_t> shortTo;  // bytes
   std::uint64_t longBy = 0;              // bytes
@@ -80,7 +80,7 @@ struct CallFaults {
 };
 
 // ------------------------------------------------------------------------------------------------
-// Arguments, rendered only when a log is kept.
+// Arguments, rendered only when calls are logged.
 
 std::string RenderNumber(std::uint64_t value);
 std::string RenderSigned(std::int64_t value);
@@ -88,7 +88,7 @@ std::string RenderText(const char16_t* text);
 std::string RenderText(std::u16string_view text);
 std::string RenderGuid(const GUID& guid);
 
-/// A number that is shown as 0x...; for masks, flags and codes.
+/// A number shown as 0x...: a mask, flags or a code.
 struct Hex {
   std::uint64_t value;
 };
@@ -150,7 +150,7 @@ Arguments(const Ts&...) -> Arguments<Ts...>;
 
 /// What the gate decided before the call's body runs.
 struct Verdict {
-  bool run = true;                     // the body runs
+  bool run = true;                     // whether the body runs
   std::optional<std::uint32_t> error;  // the call fails with this, after the body if that runs
   bool pretendSuccess = false;         // success without effect
   bool killAfter = false;
@@ -159,14 +159,15 @@ struct Verdict {
   CallFaults faults;
 };
 
-/// Counts the call, applies the plan, runs scripted changes and planned events that are due.
+/// Counts the call, applies the plan, and runs the scripted changes and planned events that are
+/// due.
 Verdict EnterCall(std::string_view name);
 
-/// Finishes the call: logs it if a log is kept, kills the process if that was planned.
+/// Finishes the call: logs it when calls are logged, and kills the process if that was planned.
 void LeaveCall(std::string_view name, const Verdict& verdict,
                std::vector<std::pair<std::string, std::string>> arguments, std::string result);
 
-/// Whether calls are being logged, so that arguments are rendered only then.
+/// Whether calls are logged, so that arguments are rendered only when needed.
 bool IsLogging();
 
 template <class R>
@@ -178,9 +179,9 @@ std::string RenderResult(const R& result) {
   }
 }
 
-/// One simulated platform call. `failure` is the value returned on failure by calls of the style
-/// LastError; calls of the style Code return the error converted to R. `body` takes a
-/// `const CallFaults&` and returns R, setting the last error itself when it fails.
+/// One simulated platform call. `failure` is what calls of style LastError return on failure; calls
+/// of style Code return the error converted to R. `body` takes a `const CallFaults&` and returns R;
+/// when it fails, it sets the last error itself.
 template <class R, class ArgumentList, class Body>
 R SimulateCall(std::string_view name, FailureStyle style, R failure, const ArgumentList& arguments,
                Body&& body) {

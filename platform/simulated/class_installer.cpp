@@ -1,4 +1,4 @@
-// New devices in a list, and the class installer: registering, removing and restarting a device
+// New devices in a list, and the class installer, which registers, removes or restarts a device
 // with the parameters that were set for it.
 
 #include "base/text.h"
@@ -41,12 +41,12 @@ bool IsTaken(const DeviceList& list, std::u16string_view instanceId) {
   const auto has = [instanceId](const DeviceElement& element) {
     return IsSameDevice(element.instanceId, instanceId);
   };
-  // Also an absent device holds its id.
+  // An absent device also keeps its id.
   return Process::Current().TheMachine().devices.Find(instanceId) != nullptr ||
          std::any_of(list.devices.begin(), list.devices.end(), has);
 }
 
-/// ROOT\NAME\0000 with the first number that is free; empty when none is.
+/// ROOT\NAME\0000 with the first free number; empty when none is free.
 std::u16string GenerateId(const DeviceList& list, std::u16string_view name) {
   for (std::uint32_t number = 0; number < kGeneratedIds; ++number) {
     std::u16string digits = ToUtf16(RenderNumber(number));
@@ -57,8 +57,8 @@ std::u16string GenerateId(const DeviceList& list, std::u16string_view name) {
   return {};
 }
 
-/// The error of a name for a new device; 0 when it is good. A name for a generated id is one part,
-/// else it is the whole instance id.
+/// The error of a name for a new device; 0 when it is valid. With a generated id the name is a
+/// single part, otherwise it is the whole instance id.
 std::uint32_t CheckName(std::u16string_view name, std::uint32_t flags) {
   if ((flags & ~DICD_GENERATE_ID) != 0) return ERROR_INVALID_FLAGS;
   const auto separators = std::count(name.begin(), name.end(), u'\\');
@@ -84,7 +84,7 @@ void AppendNewDevice(DeviceList& list, std::u16string instanceId, const GUID& cl
 // ------------------------------------------------------------------------------------------------
 // Parameters.
 
-/// The block's meaning; nothing, with the last error, when it is not as its function needs it.
+/// What the block means; nothing, with the last error, when it does not fit its function.
 std::optional<ClassInstallParameters> ReadParameters(const SP_CLASSINSTALL_HEADER* header,
                                                      std::uint32_t size) {
   const auto refuse = [](std::uint32_t error) {
@@ -118,14 +118,14 @@ std::optional<ClassInstallParameters> ReadParameters(const SP_CLASSINSTALL_HEADE
 // What the class installer does.
 
 bool Register(DeviceElement& element) {
-  if (!element.unregistered) return true;  // registered before: nothing to do (documented)
+  if (!element.unregistered) return true;  // already registered: nothing to do (documented)
   Machine& machine = Process::Current().TheMachine();
   if (machine.devices.Find(element.instanceId) != nullptr) {
     return FailWith(ERROR_DEVINST_ALREADY_EXISTS);
   }
   Device device = std::move(*element.unregistered);
   element.unregistered.reset();
-  // A root-enumerated device is there at once, and has no driver yet.
+  // A root-enumerated device is present at once, and has no driver yet.
   device.present = true;
   device.status = DN_ROOT_ENUMERATED | DN_NT_ENUMERATOR | DN_HAS_PROBLEM;
   device.problem = CM_PROB_FAILED_INSTALL;
@@ -133,8 +133,8 @@ bool Register(DeviceElement& element) {
   return true;
 }
 
-/// Removes a device from the machine. There is one hardware profile, so that both scopes come to
-/// the same.
+/// Removes a device from the machine. There is only one hardware profile, so both scopes do the
+/// same.
 bool Remove(DeviceElement& element, const CallFaults& faults) {
   if (element.unregistered) {
     element.unregistered.reset();
@@ -150,7 +150,7 @@ bool Remove(DeviceElement& element, const CallFaults& faults) {
   return true;
 }
 
-/// Stops the device and leaves it with a problem.
+/// Stops the device and sets its problem.
 void StopWithProblem(Machine& machine, const std::u16string& instanceId, std::uint32_t problem) {
   StopDevice(machine, instanceId);
   Device& device = *machine.devices.Find(instanceId);
@@ -167,7 +167,7 @@ bool ChangeState(DeviceElement& element, const CallFaults& faults) {
   const DeviceTemper temper = device->temper;
   if (temper.restartError != 0) return FailWith(temper.restartError);
   if (temper.restartNeedsReboot || faults.askRestart) {
-    // Somebody holds the device: the change waits for the restart (documented).
+    // Somebody holds the device open: the change waits for the restart (documented).
     element.installFlags |= DI_NEEDRESTART;
     return true;
   }

@@ -12,7 +12,7 @@ namespace simulated {
 
 namespace {
 
-/// A dead process runs to its end at once: time flies for it alone.
+/// Time passes in a dead process until it ends; only its own clock runs.
 constexpr std::uint64_t kDeadProcessTick = 3'600'000;
 
 void Happen(Machine& machine, const Event& event) {
@@ -83,7 +83,7 @@ struct Date {
 };
 
 Date ToDate(std::int64_t days) {
-  // Counts in 400-year eras that start on 1 March, where leap days come last.
+  // Counts in 400-year eras that start on 1 March, so that leap days come last.
   days += 719468;
   const std::int64_t era = days / 146097;
   const std::int64_t dayOfEra = days - era * 146097;

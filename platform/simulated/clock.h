@@ -1,6 +1,6 @@
 #pragma once
 
-// The simulated machine's time. Nothing waits: Sleep moves the clock, and what is planned for a
+// The simulated machine's time. Nothing waits: Sleep moves the clock, and an event planned for a
 // tick happens when the clock passes it.
 
 #include <cstdint>
@@ -15,11 +15,11 @@ enum class EventKind {
   StartDevice,              // the device's driver finishes starting
   RemoveDevice,             // the device node disappears
   PublishEndpoints,         // the endpoint builder publishes the device's endpoints
-  PublishLateEndpoints,     // and those that come later
+  PublishLateEndpoints,     // publishes the endpoints that come later
   PublishEndpointChildren,  // the endpoints' PnP children appear
   WithdrawEndpoints,        // the device's endpoints vanish while it runs
-  IdleEndpointRecords,      // the endpoints' records say that they are not present
-  AnnounceReplug,           // the device is gone from the tree, unasked
+  IdleEndpointRecords,      // the endpoints' records change to "not present"
+  AnnounceReplug,           // the device leaves the tree, unasked
 };
 
 /// Something that happens to `subject` (a device instance id) when the clock reaches `due`.
@@ -42,10 +42,10 @@ struct Clock {
 /// Plans an event `delay` milliseconds from now.
 void Plan(Machine& machine, std::uint64_t delay, EventKind kind, std::u16string subject);
 
-/// Moves the clock; every event that becomes due happens at its own tick, in order.
+/// Moves the clock. Every event that falls due happens at its own tick, in order.
 void Advance(Machine& machine, std::uint64_t milliseconds);
 
-/// Lets every event happen that is due now.
+/// Runs every event that is due now.
 void RunDueEvents(Machine& machine);
 
 }  // namespace vorn::platform::simulated

@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::uint32_t kInProcessServer = 1;  // CLSCTX_INPROC_SERVER
 
-/// What a process has of an object: it takes the object with it when it ends.
+/// The process's share of an object: when the process ends, it takes the object with it.
 class HeldObject : public Object {
  public:
   explicit HeldObject(ComCounter* object) : object_(object) {}
@@ -24,7 +24,7 @@ class HeldObject : public Object {
   ComCounter* object_;
 };
 
-/// Stands before the text of a string that a program frees.
+/// Precedes the text of a string that the program frees.
 struct TaskHeader {
   std::uintptr_t number;  // in the process's table
 };
@@ -90,7 +90,7 @@ HRESULT JoinApartment(bool& joined) {
   return process.comInitialized++ > 0 ? S_FALSE : planned;
 }
 
-/// Documented: only registered classes are created, and only for an apartment that was joined.
+/// Documented: only registered classes can be created, and only after joining an apartment.
 HRESULT CreateInstance(const GUID& classId, std::uint32_t context, const GUID& iid,
                        IUnknown*& made) {
   if (!IsInApartment()) return CO_E_NOTINITIALIZED;
@@ -116,14 +116,14 @@ HRESULT CoInitializeEx(std::uint32_t concurrencyModel) {
                   [&](const CallFaults&) { return JoinApartment(joined); });
   Process& process = Process::Current();
   if (result < S_OK && joined) --process.comInitialized;
-  // Documented: who gets this is in an apartment of the other kind already.
+  // Documented: this result means that the thread is already in an apartment of the other kind.
   if (result == RPC_E_CHANGED_MODE) process.inOtherApartment = true;
   return result;
 }
 
 void CoUninitialize() {
   SimulateBool("CoUninitialize", Arguments(), [](const CallFaults&) { return true; });
-  // It cannot fail, so that a planned failure does not touch what it does.
+  // It cannot fail, so a planned failure does not change what it does.
   Process& process = Process::Current();
   process.comInitialized = std::max(0, process.comInitialized - 1);
 }
@@ -135,7 +135,7 @@ HRESULT CoCreateInstance(const GUID& classId, std::uint32_t context, const GUID&
       "CoCreateInstance", Arguments("classId", classId, "context", Hex{context}, "iid", iid),
       object == nullptr ? nullptr : &created,
       [&](IUnknown*& made) { return CreateInstance(classId, context, iid, made); });
-  // The object's only interface starts where its IUnknown does.
+  // An object's only interface starts with its IUnknown.
   if (object != nullptr) *object = created;
   return result;
 }

@@ -1,11 +1,9 @@
 #pragma once
 
-// The part of COM that every simulated object shares: reference counting, where objects and strings
-// that a program has not given back are counted as open, and the memory that it frees.
-//
-// An object belongs to the program's references. A process that ends takes what is left with it. In
-// a process that was killed the program still runs its destructors, which give back what they hold;
-// what is left then goes with the Process too.
+// What every simulated COM object shares: reference counting, the count of objects and strings that
+// a program has not given back, and the memory that it frees. An object lives as long as the
+// program's references. A process that ends takes the remaining ones with it. After a kill the
+// program's destructors still run and release what they hold; anything left goes with the Process.
 
 #include "platform/audio_endpoints.h"
 #include "platform/simulated/audio_values.h"
@@ -18,7 +16,7 @@
 
 namespace vorn::platform::simulated {
 
-/// What every simulated COM object has beside its interface.
+/// What every simulated COM object has apart from its interface.
 class ComCounter {
  public:
   virtual ~ComCounter() = default;
@@ -31,15 +29,15 @@ class ComCounter {
 
   std::uint32_t CountUp() { return ++references_; }
 
-  /// Gives a reference back; the object is gone when it was the last.
+  /// Releases a reference; releasing the last one destroys the object.
   std::uint32_t CountDown();
 
  private:
   std::uint32_t references_ = 1;
-  std::uintptr_t number_ = 0;  // in the process's table
+  std::uintptr_t number_ = 0;  // in the process's table of objects
 };
 
-/// A COM object that has one interface beside IUnknown.
+/// A COM object with one interface besides IUnknown.
 template <class Interface>
 class ComObjectOf : public Interface, public ComCounter {
  public:
@@ -73,23 +71,23 @@ char16_t* AllocateTaskString(std::u16string_view text);
 /// Whether the current thread is in an apartment.
 bool IsInApartment();
 
-/// One call that gives an HRESULT. COM knows two kinds of success; a planned failure that is
-/// neither, nor a failure, is a plain error code.
+/// A call that returns an HRESULT. COM has two success codes. A planned failure that is neither of
+/// them, and not a failure either, is a plain error code.
 template <class ArgumentList, class Body>
 HRESULT SimulateCom(std::string_view name, const ArgumentList& arguments, Body&& body) {
   const auto result = SimulateCode<HRESULT>(name, arguments, std::forward<Body>(body));
   return result > S_FALSE ? static_cast<HRESULT>(0x80070000 | (result & 0xFFFF)) : result;
 }
 
-/// Undoes the making of an object or a string that the program does not get.
+/// Destroys an object or a string that the program does not get.
 inline void TakeBack(IUnknown* object) {
   object->Release();
 }
 void TakeBack(char16_t* text);
 
-/// One call that hands out an object or a string. Documented: what is handed out is null when the
-/// call fails. `body` returns the HRESULT and what it made; that is taken back when the call was
-/// planned to fail all the same.
+/// A call that hands out an object or a string. Documented: the caller gets null when the call
+/// fails. `body` returns the HRESULT and what it made, which is destroyed when a planned failure
+/// hits the call after all.
 template <class Made, class ArgumentList, class Body>
 HRESULT SimulateGiving(std::string_view name, const ArgumentList& arguments, Made** output,
                        Body&& body) {

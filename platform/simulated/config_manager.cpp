@@ -18,14 +18,14 @@ namespace {
 
 constexpr std::size_t kMaxDeviceIdLength = 200;  // MAX_DEVICE_ID_LEN
 
-/// What a call about a node finds: the device, or why not.
+/// The result of looking up a node: the device, or why there is none.
 struct NodeSearch {
   Device* device = nullptr;
   CONFIGRET result = CR_INVALID_DEVNODE;
 };
 
-/// The device of a number, present or not. A number that was never handed out is
-/// CR_INVALID_DEVNODE; a device that is gone is CR_NO_SUCH_DEVNODE.
+/// The device of a node number, present or not. A number that was never handed out gives
+/// CR_INVALID_DEVNODE; a device that is gone gives CR_NO_SUCH_DEVNODE.
 NodeSearch FindInstalledNode(DEVINST node) {
   const std::u16string* name = Process::Current().nodes.NameOf(node);
   if (name == nullptr) return {};
@@ -33,7 +33,7 @@ NodeSearch FindInstalledNode(DEVINST node) {
   return {device, device == nullptr ? CR_NO_SUCH_DEVNODE : CR_SUCCESS};
 }
 
-/// As above for calls that need the live node, which an absent device does not have.
+/// The same for calls that need the live node, which an absent device does not have.
 NodeSearch FindLiveNode(DEVINST node) {
   const NodeSearch search = FindInstalledNode(node);
   if (search.device != nullptr && !search.device->present) return {nullptr, CR_NO_SUCH_DEVNODE};
@@ -46,7 +46,7 @@ bool IsInstanceId(std::u16string_view text) {
          std::count(text.begin(), text.end(), u'\\') == 2;
 }
 
-/// The first present device below `parent`, from `from` on.
+/// The first present device below `parent`, starting at `from`.
 const Device* NextChild(const std::vector<Device>& devices, std::size_t from,
                         std::u16string_view parent) {
   const auto found = std::find_if(devices.begin() + static_cast<std::ptrdiff_t>(from),
@@ -168,7 +168,7 @@ CONFIGRET CM_Get_DevNode_Registry_PropertyW(DEVINST node, std::uint32_t property
                                      return CR_INVALID_POINTER;
                                    const NodeSearch search = FindInstalledNode(node);
                                    if (search.device == nullptr) return search.result;
-                                   // Of all registry properties the model keeps the class alone.
+                                   // The class is the only registry property that the model keeps.
                                    if (property != CM_DRP_CLASSGUID) return CR_NO_SUCH_VALUE;
                                    const auto text = ClassGuidText(*search.device);
                                    if (!text) return CR_NO_SUCH_VALUE;

@@ -17,14 +17,15 @@ namespace {
 
 constexpr int kEndOfFile = -1;  // EOF
 
-// The shares of _wfsopen that the program does not ask for.
+// Sharing modes of _wfsopen that the program does not ask for.
 // NOLINTBEGIN(bugprone-reserved-identifier): the names are those of the C runtime
 constexpr int _SH_DENYRW = 0x10;
 constexpr int _SH_DENYWR = 0x20;
 constexpr int _SH_DENYRD = 0x30;
 // NOLINTEND(bugprone-reserved-identifier)
 
-// Values that no stream of _wfsopen has: those come from the process's table, in steps of four.
+// Values that no stream of _wfsopen can have: those come from the process's table, in steps of
+// four.
 constexpr std::uintptr_t kStandardOutput = 1;
 constexpr std::uintptr_t kStandardError = 2;
 
@@ -58,7 +59,7 @@ std::u16string WithoutBlanks(std::u16string_view text) {
   return dense;
 }
 
-/// Appending text in UTF-8 is the mode that the model knows.
+/// The only mode the model supports is appending text in UTF-8.
 bool IsUtf8Append(const char16_t* mode) {
   const std::u16string dense = WithoutBlanks(mode);
   return EqualsIgnoringCase(dense, u"a,ccs=UTF-8") || EqualsIgnoringCase(dense, u"at,ccs=UTF-8");

@@ -61,7 +61,7 @@ NTSTATUS CloseObject(bool known, std::uintptr_t value) {
   return STATUS_SUCCESS;
 }
 
-/// The next number of the machine's generator (SplitMix64): random enough, and the same on every
+/// The next number of the machine's generator (SplitMix64): random enough, and identical on every
 /// run from the same machine.
 std::uint64_t NextRandom(std::uint64_t& state) {
   state += 0x9E3779B97F4A7C15;
@@ -145,7 +145,7 @@ NTSTATUS BCryptCreateHash(BCRYPT_ALG_HANDLE algorithm, BCRYPT_HASH_HANDLE* hash,
         if (!IsAlgorithm(algorithm)) return STATUS_INVALID_HANDLE;
         if (hash == nullptr) return STATUS_INVALID_PARAMETER;
         if (object == nullptr && objectSize != 0) return STATUS_INVALID_PARAMETER;  // assumed
-        // Windows 7 and later allocate the object themselves when none is given (documented).
+        // Windows 7 and later allocate the object themselves when none is passed (documented).
         const bool ownObject = object == nullptr && objectSize == 0;
         if (!ownObject && objectSize < kHashObjectBytes) return STATUS_BUFFER_TOO_SMALL;
         *hash = reinterpret_cast<BCRYPT_HASH_HANDLE>(
@@ -158,7 +158,7 @@ NTSTATUS BCryptHashData(BCRYPT_HASH_HANDLE hash, const std::uint8_t* input, std:
   return SimulateCode<NTSTATUS>("BCryptHashData", Arguments("Hash", hash, "Size", size),
                                 [&](const CallFaults&) -> NTSTATUS {
                                   const auto found = FindHash(hash);
-                                  // A finished hash takes no more data (documented).
+                                  // A finished hash accepts no more data (documented).
                                   if (!found || found->IsFinished()) return STATUS_INVALID_HANDLE;
                                   if (input == nullptr && size != 0)
                                     return STATUS_INVALID_PARAMETER;
@@ -172,7 +172,7 @@ NTSTATUS BCryptFinishHash(BCRYPT_HASH_HANDLE hash, std::uint8_t* output, std::ui
                                 [&](const CallFaults&) -> NTSTATUS {
                                   const auto found = FindHash(hash);
                                   if (!found || found->IsFinished()) return STATUS_INVALID_HANDLE;
-                                  // The size must be the digest's exactly (documented).
+                                  // The size must be exactly the digest's (documented).
                                   if (output == nullptr || size != kSha256Bytes) {
                                     return STATUS_INVALID_PARAMETER;
                                   }
@@ -193,7 +193,7 @@ NTSTATUS BCryptGenRandom(BCRYPT_ALG_HANDLE algorithm, std::uint8_t* buffer, std:
   return SimulateCode<NTSTATUS>(
       "BCryptGenRandom", Arguments("Algorithm", algorithm, "Size", size, "Flags", Hex{flags}),
       [&](const CallFaults&) -> NTSTATUS {
-        // Without an algorithm the system's own generator must be asked for (documented).
+        // Without an algorithm the flag must ask for the system's own generator (documented).
         if (algorithm != nullptr || flags != BCRYPT_USE_SYSTEM_PREFERRED_RNG) {
           return STATUS_INVALID_HANDLE;
         }

@@ -1,6 +1,6 @@
 #pragma once
 
-// SHA-256 as the simulated machine's tools use it, for the digests in catalogs.
+// SHA-256 for the simulated machine's tools, which use it for the digests in catalogs.
 
 #include "platform/simulated/file_system.h"
 

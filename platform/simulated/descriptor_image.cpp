@@ -11,10 +11,10 @@ namespace {
 
 using Image = std::vector<std::uint8_t>;
 
-/// Everything in a descriptor stands at a multiple of this.
+/// Everything in a descriptor is aligned to this.
 constexpr std::size_t kAlignment = 4;
 
-/// The mask and, in object entries, the flags that say which of two GUIDs follow.
+/// The mask, and in object entries also the flags that say which of two GUIDs follow.
 constexpr std::size_t kMaskSize = 4;
 constexpr std::size_t kObjectFlagsSize = 4;
 constexpr std::size_t kGuidSize = 16;
@@ -42,7 +42,7 @@ bool HasMaskAndSid(std::uint8_t type) {
   return type <= SYSTEM_AUDIT_ACE_TYPE;
 }
 
-/// Decimal, or hexadecimal after "0x"; nothing when it is no number up to `most`.
+/// Decimal, or hexadecimal after "0x"; nothing when it is not a number up to `most`.
 std::optional<std::uint64_t> Number(std::u16string_view text, std::uint64_t most) {
   const bool hex = text.starts_with(u"0x") || text.starts_with(u"0X");
   if (hex) text.remove_prefix(2);
@@ -133,7 +133,7 @@ bool IsSoundSid(const std::uint8_t* bytes, std::size_t room) {
   return sizeof(SidHeader) + std::size_t{4} * header.subAuthorityCount <= room;
 }
 
-/// Where an entry's SID starts, counted from the entry.
+/// The offset of an entry's SID from the start of the entry.
 std::size_t SidOffset(const ACE_HEADER* ace) {
   const std::size_t plain = sizeof(ACE_HEADER) + kMaskSize;
   if (!IsObjectType(ace->AceType)) return plain;

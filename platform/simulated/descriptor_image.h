@@ -1,7 +1,7 @@
 #pragma once
 
-// Security descriptors, access lists and SIDs as bytes, laid out as the platform lays them out:
-// what programs read above the seam are real structures.
+// Security descriptors, access lists and SIDs as bytes in the platform's layout, because programs
+// above the seam read real structures.
 
 #include "platform/security.h"
 #include "platform/simulated/security_model.h"
@@ -14,7 +14,7 @@
 
 namespace vorn::platform::simulated {
 
-/// The fixed part of a self-relative descriptor; offsets count from its start, 0 is none.
+/// The fixed part of a self-relative descriptor; offsets count from its start, 0 means absent.
 struct DescriptorHeader {
   std::uint8_t revision;
   std::uint8_t sbz1;
@@ -40,7 +40,7 @@ inline constexpr std::uint8_t kDescriptorRevision = 1;
 inline constexpr std::uint8_t kAclRevision = 2;
 inline constexpr std::uint8_t kAclRevisionOfObjects = 4;
 
-/// Bytes of a SID from its text ("S-1-5-18"); bytes that are no valid SID from any other text.
+/// The bytes of a SID from its text ("S-1-5-18"); the bytes of an invalid SID for any other text.
 std::vector<std::uint8_t> SidBytes(std::u16string_view text);
 
 /// Text of a SID; empty when it is not valid.
@@ -49,19 +49,19 @@ std::u16string SidText(const SID* sid);
 /// Bytes of a SID in memory.
 std::size_t SidLength(const SID* sid);
 
-/// Whether the text is that of a SID.
+/// Whether the text is a SID.
 bool IsSidText(std::u16string_view text);
 
-/// The self-relative descriptor of a record, or the record's own image where it has one.
-/// `information` says which parts.
+/// The self-relative descriptor of a record, or the record's own image if it has one. `information`
+/// selects the parts.
 std::vector<std::uint8_t> DescriptorBytes(const SecurityRecord& record,
                                           std::uint32_t information = 0xFFFFFFFF);
 
-/// A record from a sound self-relative descriptor; nothing when it is malformed.
+/// The record of a well-formed self-relative descriptor; nothing when it is malformed.
 std::optional<SecurityRecord> ReadDescriptor(const SECURITY_DESCRIPTOR* descriptor);
 
-/// Whether an access list is well formed: revision, sizes, and the SIDs of the entries whose form
-/// is known.
+/// Whether an access list is well formed: its revision, its sizes, and the SIDs of entries whose
+/// form is known.
 bool IsSoundAcl(const ACL* acl);
 
 /// The entry at `index`; null when there is none.

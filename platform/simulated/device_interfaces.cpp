@@ -17,7 +17,8 @@ namespace {
 
 constexpr std::uint32_t SPINT_ACTIVE = 0x1;
 
-/// The element that `data` stands for; null, with the last error, when it is none of this list.
+/// The element that `data` identifies; null, with the last error, when the list has no such
+/// element.
 const InterfaceElement* FindElement(const DeviceList& list, const SP_DEVICE_INTERFACE_DATA* data) {
   if (data == nullptr) {
     SetLastError(ERROR_INVALID_PARAMETER);
@@ -71,7 +72,8 @@ bool SetupDiEnumDeviceInterfaces(HDEVINFO list, const GUID* interfaceClass, std:
       [&](const CallFaults&) {
         const auto found = FindList(list);
         if (found == nullptr) return false;
-        // A record of another size is an invalid parameter here (observed), not a user buffer.
+        // A record of another size is an invalid parameter here (observed), not an invalid user
+        // buffer.
         if (interfaceClass == nullptr || interfaceData == nullptr ||
             interfaceData->cbSize != sizeof(SP_DEVICE_INTERFACE_DATA)) {
           return FailWith(ERROR_INVALID_PARAMETER);
@@ -100,8 +102,8 @@ bool SetupDiGetDeviceInterfaceDetailW(HDEVINFO list, const SP_DEVICE_INTERFACE_D
         const InterfaceElement* element =
             found == nullptr ? nullptr : FindElement(*found, interfaceData);
         if (element == nullptr) return false;
-        // No buffer has no size; a buffer states the record's own size, which is 8 on x64, not the
-        // buffer's (documented).
+        // Without a buffer there is no size to check. A buffer states the size of the record
+        // itself, 8 on x64, not that of the buffer (documented).
         const bool wrongBuffer =
             detail == nullptr ? size != 0
                               : size < sizeof(SP_DEVICE_INTERFACE_DETAIL_DATA_W) ||

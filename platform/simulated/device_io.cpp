@@ -22,7 +22,7 @@ namespace vorn::platform {
 
 namespace simulated {
 
-/// The bytes that a request is given, as the log shows them.
+/// The input bytes of a request, as the log shows them.
 struct RequestBytes {
   const void* data;
   std::uint32_t size;
@@ -45,12 +45,12 @@ namespace {
 constexpr std::uint32_t kReadAccess = 1;   // FILE_READ_ACCESS of a control code
 constexpr std::uint32_t kWriteAccess = 2;  // FILE_WRITE_ACCESS
 
-/// The access that a control code asks of the handle: its bits 14 and 15.
+/// The access that a control code requires of the handle: its bits 14 and 15.
 constexpr std::uint32_t AccessOf(std::uint32_t controlCode) {
   return controlCode >> 14 & (kReadAccess | kWriteAccess);
 }
 
-/// An open device. Closing it gives the lease back.
+/// An open device. Closing it gives up the lease.
 class DeviceHandle : public Object {
  public:
   DeviceHandle(Machine& machine, const Device& device, std::uint32_t granted)
@@ -63,7 +63,7 @@ class DeviceHandle : public Object {
     if (device != nullptr && holdsLease) device->leaseHeld = false;
   }
 
-  /// The device with the driver that was opened; null when that is gone.
+  /// The device, while the driver that was opened is still loaded; null after that.
   Device* LiveDevice() const {
     Device* device = machine_.devices.Find(instanceId_);
     const bool alive = device != nullptr && device->present && device->generation == generation_;
@@ -91,7 +91,7 @@ std::uint32_t RequestAccess(std::uint32_t desiredAccess) {
   return access;
 }
 
-/// The enabled interface of that path, and its device; paths differ in case only by chance.
+/// The enabled interface of that path, and its device. Case does not distinguish paths.
 const DeviceInterface* FindInterface(Machine& machine, std::u16string_view path,
                                      const Device** owner) {
   for (const Device& device : machine.devices.devices) {
@@ -110,7 +110,7 @@ HANDLE Refuse(std::uint32_t error) {
   return INVALID_HANDLE_VALUE;
 }
 
-/// A path that names no device interface is one of a file (documented).
+/// A path that does not name a device interface names a file (documented).
 HANDLE OpenFile(std::u16string_view path, std::uint32_t desiredAccess, std::uint32_t shareMode) {
   Process& process = Process::Current();
   const FileSystem& files = process.TheMachine().files;
@@ -125,7 +125,7 @@ HANDLE OpenFile(std::u16string_view path, std::uint32_t desiredAccess, std::uint
   return reinterpret_cast<HANDLE>(process.Add(ObjectKind::Handle, std::move(opened.file)));
 }
 
-/// Whether a path is in the name space of devices, where interfaces have their names.
+/// Whether a path is in the device name space, where the names of interfaces are.
 bool IsDevicePath(std::u16string_view path) {
   return path.starts_with(u"\\\\?\\") || path.starts_with(u"\\\\.\\");
 }
@@ -156,7 +156,7 @@ struct Request {
   std::uint32_t outputSize;
   std::uint32_t* bytesReturned;
 
-  /// The input's word at a byte offset.
+  /// The 32-bit word at a byte offset of the input.
   std::uint32_t Word(std::size_t offset) const {
     std::uint32_t word = 0;
     std::memcpy(&word, static_cast<const std::uint8_t*>(input) + offset, sizeof word);
@@ -181,7 +181,7 @@ bool Reply(const Request& request, const Bytes& reply, const CallFaults& faults)
   return true;
 }
 
-/// The reply of a code, unless the image gives other bytes for it.
+/// The reply to a code, unless the image specifies other bytes for it.
 Bytes ReplyOr(const DriverImage& image, std::uint32_t code, const Bytes& usual) {
   const auto found = image.replies.find(code);
   return found == image.replies.end() ? usual : found->second;
@@ -208,7 +208,7 @@ bool AcquireLease(DeviceHandle& handle, Device& device, const Request& request,
 bool ReleaseLease(DeviceHandle& handle, Device& device, const Request& request,
                   const CallFaults& faults) {
   if (request.inputSize != kLeaseInputSize) return FailWith(ERROR_INVALID_PARAMETER);
-  // Assumed: only who holds the lease may give it back, as with everything that takes it.
+  // Assumed: only the lease holder may release the lease, as with every request that needs it.
   if (!handle.holdsLease) return FailWith(ERROR_ACCESS_DENIED);
   handle.holdsLease = false;
   device.leaseHeld = false;
@@ -224,11 +224,11 @@ bool HasCable(const DriverImage& image, CableFlow cable) {
 bool SetCableVisibility(DeviceHandle& handle, Device& device, const Request& request,
                         const CallFaults& faults) {
   if (request.inputSize != kVisibilityInputSize) return FailWith(ERROR_INVALID_PARAMETER);
-  // Assumed: visibility is the lease holder's.
+  // Assumed: only the lease holder may change visibility.
   if (!handle.holdsLease) return FailWith(ERROR_ACCESS_DENIED);
   const CableFlow cable = {request.Word(0), request.Word(4)};
   const std::uint32_t visible = request.Word(8);
-  // Assumed: words out of their range are refused.
+  // Assumed: words out of range are refused.
   if (cable.second > 1 || visible > 1 || !HasCable(*device.resident, cable)) {
     return FailWith(ERROR_INVALID_PARAMETER);
   }
@@ -241,7 +241,7 @@ bool SetCableVisibility(DeviceHandle& handle, Device& device, const Request& req
   return Reply(request, {}, faults);
 }
 
-/// What the driver does with a request that the I/O manager let through.
+/// What the driver does with a request that passed the I/O manager.
 bool Dispatch(DeviceHandle& handle, Device& device, const Request& request,
               const CallFaults& faults) {
   switch (request.code) {
@@ -260,7 +260,7 @@ bool Dispatch(DeviceHandle& handle, Device& device, const Request& request,
   }
 }
 
-/// A request may take its time, and the device may be gone when that is over.
+/// A request may take time, and by then the device may be gone.
 void TakeTime(const Device& device, std::uint32_t code) {
   if (!device.resident) return;
   const auto delay = device.resident->delays.find(code);
@@ -273,13 +273,14 @@ bool Control(HANDLE deviceHandle, const Request& request, const CallFaults& faul
   const auto object = Process::Current().Find<Object>(ObjectKind::Handle, number);
   if (object == nullptr) return FailWith(ERROR_INVALID_HANDLE);
   const auto handle = std::dynamic_pointer_cast<DeviceHandle>(object);
-  if (handle == nullptr) return FailWith(ERROR_INVALID_FUNCTION);  // a file knows no such request
-  // Observed: the I/O manager holds a code's access bits against the handle, before the driver.
+  if (handle == nullptr) return FailWith(ERROR_INVALID_FUNCTION);  // a file has no such request
+  // Observed: the I/O manager checks a code's access bits against the handle before the driver sees
+  // the request.
   if ((AccessOf(request.code) & ~handle->access) != 0) return FailWith(ERROR_ACCESS_DENIED);
   if (const Device* waiting = handle->LiveDevice()) TakeTime(*waiting, request.code);
   Device* device = handle->LiveDevice();
   if (device == nullptr) return FailWith(ERROR_NO_SUCH_DEVICE);
-  // Assumed: a device that is there but not started fails its requests.
+  // Assumed: a device that is present but not started fails its requests.
   if (!IsStarted(*device)) return FailWith(ERROR_GEN_FAILURE);
   if (!device->resident) return FailWith(ERROR_INVALID_FUNCTION);  // another driver
   const auto failure = device->resident->failures.find(request.code);

@@ -1,7 +1,7 @@
 #pragma once
 
-// The control channel of a simulated driver: opening its interfaces and what its control requests
-// do. The requests themselves are answered from the image in memory.
+// The control channel of a simulated driver: opening its interfaces, and what its control requests
+// do. The image in memory determines the replies.
 
 #include "platform/types.h"
 
@@ -18,8 +18,8 @@ inline constexpr std::uint32_t kGetStatus = 0x226010;
 inline constexpr std::uint32_t kSetCableVisibility = 0x22A01C;
 inline constexpr std::uint32_t kQueryEndpointPool = 0x226020;
 
-/// The driver of `device` leaves memory: the lease is over, no endpoint is hidden any more, and
-/// handles that are open to it answer nothing but ERROR_NO_SUCH_DEVICE.
+/// Unloads the driver of `device`: the lease ends, hidden endpoints are visible again, and open
+/// handles to the driver fail with ERROR_NO_SUCH_DEVICE.
 void EndControlSessions(Device& device);
 
 }  // namespace vorn::platform::simulated

@@ -1,4 +1,4 @@
-// What SetupAPI tells of a device in a list: its instance id, its hardware ids, its properties, and
+// What SetupAPI reports of a device in a list: its instance id, hardware ids and properties; and
 // the name of a setup class.
 
 #include "base/text.h"
@@ -29,8 +29,9 @@ Bytes HardwareIdValue(const Device& device) {
   return ToTerminatedBytes(strings);
 }
 
-/// The strings of a multi-string value. Nothing when it is not one: an odd size, no string at all,
-/// or without its two terminators (documented to be the caller's duty; the refusal is assumed).
+/// The strings of a multi-string value. Nothing when the value is not one: its size is odd, it has
+/// no string, or it lacks the two terminators. (Documented as the caller's duty; that it is refused
+/// is assumed.)
 std::optional<std::vector<std::u16string>> ParseMultiString(const void* data, std::uint32_t size) {
   if (data == nullptr || size % sizeof(char16_t) != 0) return std::nullopt;
   std::u16string text(size / sizeof(char16_t), u'\0');
@@ -63,8 +64,7 @@ bool SetupDiGetDeviceInstanceIdW(HDEVINFO list, const SP_DEVINFO_DATA* device, c
                                 "DeviceInstanceIdSize", size),
                       [&](const CallFaults& faults) {
                         const auto found = FindList(list);
-                        // The id is the list's own knowledge, also of a device that is gone
-                        // (assumed).
+                        // The list itself knows the id, even when the device is gone (assumed).
                         const DeviceElement* element =
                             found == nullptr ? nullptr : found->Find(device);
                         if (element == nullptr) return false;
@@ -140,7 +140,7 @@ bool SetupDiGetDevicePropertyW(HDEVINFO list, const SP_DEVINFO_DATA* device, con
         if (property == record->properties.end()) return FailWith(ERROR_NOT_FOUND);
         Bytes data = property->data;
         SpoilLength(data, faults);
-        // The type comes with the size, also when the buffer is too small (documented).
+        // The type is returned with the size, even when the buffer is too small (documented).
         *type = property->type;
         return ReturnData(data, buffer, size, required);
       });

@@ -16,7 +16,7 @@ bool IsVetoed(const Machine& machine, const DeviceTemper& temper) {
   return temper.vetoes > 0 || machine.clock.tick < temper.vetoUntil;
 }
 
-/// The present devices below and at `instanceId`, the lowest first.
+/// The present devices at and below `instanceId`, lowest first.
 void CollectSubtree(const DeviceTree& tree, std::u16string_view instanceId,
                     std::vector<std::u16string>& ids) {
   for (const Device& device : tree.devices) {
@@ -37,8 +37,8 @@ QueryRemoval AskToLetGo(Machine& machine, Device& device) {
   return {CR_REMOVE_VETOED, temper.vetoType, temper.vetoName};
 }
 
-/// What was planned for a device that is gone would happen to the next one of its name. That its
-/// endpoints' records go idle is the endpoint builder's matter and still happens.
+/// Otherwise the plans for a removed device would hit the next device of that name. Its endpoints'
+/// records still go idle: that is the endpoint builder's business.
 void ForgetPlansOf(Machine& machine, std::u16string_view instanceId) {
   std::erase_if(machine.clock.events, [&](const Event& event) {
     const bool ofTheNode = event.kind == EventKind::StartDevice ||
@@ -102,7 +102,7 @@ void RemoveDevice(Machine& machine, std::u16string_view instanceId) {
 }
 
 void RemoveDeviceNode(Machine& machine, std::u16string_view instanceId) {
-  // The id may be the node's own text, which goes with it.
+  // `instanceId` may be the node's own text, which is erased with it.
   const std::u16string id(instanceId);
   if (machine.devices.Find(id) == nullptr) return;
   StopDevice(machine, id);

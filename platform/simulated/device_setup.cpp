@@ -1,4 +1,4 @@
-// SetupAPI's device information lists: making, enumerating and destroying them.
+// SetupAPI's device information lists: creating, enumerating and destroying them.
 
 #include "platform/device_setup.h"
 
@@ -22,7 +22,7 @@ struct ListRequest {
   bool Wants(std::uint32_t flag) const { return (flags & flag) != 0; }
 };
 
-/// The interfaces of a device that a request is for. With DIGCF_PRESENT only those that the driver
+/// The interfaces of a device that a request covers. With DIGCF_PRESENT only those that the driver
 /// has enabled are listed (documented).
 bool IsWanted(const DeviceInterface& candidate, const Device& owner, const ListRequest& request) {
   if (!request.Wants(DIGCF_ALLCLASSES) && candidate.interfaceClass != *request.classGuid) {
@@ -41,8 +41,8 @@ void AppendInterfaces(DeviceList& list, const Device& owner, const ListRequest& 
   }
 }
 
-/// Which devices an enumerator's text stands for: those of the enumerator, or one device when
-/// interfaces are listed (documented).
+/// Whether a device matches the enumerator's text: an enumerator's name, or one device's instance
+/// id when interfaces are listed (documented).
 bool IsOfEnumerator(const Device& device, const ListRequest& request) {
   if (request.enumerator == nullptr) return true;
   return request.Wants(DIGCF_DEVICEINTERFACE)

@@ -36,7 +36,7 @@ void CancelStart(Machine& machine, std::u16string_view instanceId) {
   });
 }
 
-/// \\?\root#media#0000#{class}, lower case as Windows makes them (observed).
+/// \\?\root#media#0000#{class}, in lower case as Windows creates them (observed).
 std::u16string InterfacePath(const Device& device, const GUID& interfaceClass,
                              std::u16string_view reference) {
   std::u16string id = ToLowerAscii(device.instanceId);
@@ -46,7 +46,7 @@ std::u16string InterfacePath(const Device& device, const GUID& interfaceClass,
   return path;
 }
 
-/// The driver registers an interface, or enables those of the class that the device has.
+/// The driver registers an interface, or enables the device's existing ones of that class.
 void EnableInterface(Device& device, const GUID& interfaceClass, std::u16string_view reference) {
   bool known = false;
   for (DeviceInterface& candidate : device.interfaces) {
@@ -63,7 +63,7 @@ const PublishedPackage* SelectedPackage(const Machine& machine, const Device& de
   return machine.store.Find(device.publishedInf);
 }
 
-/// Loads the selected package's image where none is in memory. False when the device cannot start;
+/// Loads the selected package's image unless one is in memory. False when the device cannot start;
 /// its problem says why.
 bool LoadImage(const Machine& machine, Device& device) {
   if (device.resident) return true;
@@ -73,12 +73,12 @@ bool LoadImage(const Machine& machine, Device& device) {
   }
   const PublishedPackage* package = SelectedPackage(machine, device);
   if (package == nullptr && IsPublishedName(device.publishedInf)) {
-    // The driver runs from the store, and went with its package (assumed to be this problem).
+    // The driver runs from the store, so it went with its package (the problem code is assumed).
     FailStart(device, CM_PROB_DRIVER_FAILED_LOAD);
     return false;
   }
   device.pendingInf.clear();
-  // Drivers that come with Windows, and those without an image, have nothing to say here.
+  // Drivers that come with Windows, and those without an image, do not concern the model.
   if (package != nullptr && !package->image.empty()) device.resident = ParseImage(package->image);
   return true;
 }
@@ -106,7 +106,7 @@ void StartDevice(Machine& machine, std::u16string_view instanceId) {
   Device* device = machine.devices.Find(instanceId);
   if (device == nullptr || !MayStart(*device) || !LoadImage(machine, *device)) return;
   if (device->resident && device->resident->startProblem != 0) {
-    // A driver that fails its start is unloaded again (documented).
+    // A driver whose start fails is unloaded again (documented).
     const std::uint32_t problem = device->resident->startProblem;
     device->resident.reset();
     FailStart(*device, problem);
@@ -125,7 +125,7 @@ void StartDevice(Machine& machine, std::u16string_view instanceId) {
 }
 
 void StopDevice(Machine& machine, std::u16string_view instanceId) {
-  // The id may be the device's own text, which moves when the endpoints' nodes go.
+  // The id may be the device's own text, which moves when the endpoints' nodes are erased.
   const std::u16string id(instanceId);
   CancelStart(machine, id);
   Device* device = machine.devices.Find(id);

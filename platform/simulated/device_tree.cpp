@@ -29,7 +29,7 @@ std::vector<DeviceProperty>::iterator FindProperty(Device& device, const DEVPROP
 }  // namespace
 
 bool IsSameDevice(std::u16string_view left, std::u16string_view right) {
-  // From the end: the ids of one machine differ there.
+  // Compared from the end, because that is where the ids of one machine differ.
   return left.size() == right.size() &&
          std::equal(left.rbegin(), left.rend(), right.rbegin(), [](char16_t one, char16_t other) {
            return ToUpperAscii(one) == ToUpperAscii(other);

@@ -1,7 +1,7 @@
 #pragma once
 
-// The simulated machine's device nodes: present and absent, their properties, interfaces, children,
-// the driver that is bound and the image that is in memory.
+// The simulated machine's device nodes, present and absent: their properties, interfaces and
+// children, the bound driver and the image in memory.
 
 #include "platform/simulated/driver_image.h"
 #include "platform/types.h"
@@ -34,7 +34,7 @@ struct DeviceInterface {
   friend bool operator==(const DeviceInterface&, const DeviceInterface&) = default;
 };
 
-/// A property as it is stored; a string property has type 0x12 and UTF-16 data with terminator.
+/// A property as stored; a string property has type 0x12 and terminated UTF-16 data.
 struct DeviceProperty {
   DEVPROPKEY key = {};
   std::uint32_t type = 0;
@@ -43,7 +43,7 @@ struct DeviceProperty {
   friend bool operator==(const DeviceProperty&, const DeviceProperty&) = default;
 };
 
-// Status flags and problems that the model gives, beside those that the program looks at.
+// Status flags and problems that the model reports, besides those that the program checks.
 inline constexpr std::uint32_t DN_ROOT_ENUMERATED = 0x00000001;
 inline constexpr std::uint32_t DN_DRIVER_LOADED = 0x00000002;
 inline constexpr std::uint32_t DN_DISABLEABLE = 0x00002000;
@@ -56,20 +56,20 @@ inline constexpr std::uint32_t CM_PROB_WILL_BE_REMOVED = 21;
 inline constexpr std::uint32_t CM_PROB_FAILED_INSTALL = 28;
 inline constexpr std::uint32_t CM_PROB_DRIVER_FAILED_LOAD = 39;
 
-/// How a device takes what is done to it; each is a fact that a machine may be given.
+/// How a device reacts to what is done to it; each of these can be set for a machine.
 struct DeviceTemper {
-  std::uint32_t vetoes = 0;     // query-removals that are still refused
-  std::uint64_t vetoUntil = 0;  // and refused until this tick
+  std::uint32_t vetoes = 0;     // query-removals still to be refused
+  std::uint64_t vetoUntil = 0;  // query-removals are refused until this tick
   std::uint32_t vetoType = 6;   // PNP_VetoOutstandingOpen
   std::u16string vetoName = u"SWD\\MMDEVAPI\\audiodg.exe";
   std::uint32_t queryRemoveResult = 0;       // not 0: the CONFIGRET of every query-removal
   std::uint32_t removeError = 0;             // not 0: DIF_REMOVE fails with this
   bool removeNeedsRestart = false;           // DIF_REMOVE sets DI_NEEDREBOOT
-  bool removeKeepsNodeUntilRestart = false;  // and the node stays until the restart
+  bool removeKeepsNodeUntilRestart = false;  // and its node stays until the restart
   std::uint64_t removeDelay = 0;             // milliseconds until the node is gone
   std::uint32_t restartError = 0;            // not 0: DIF_PROPERTYCHANGE fails with this
   bool restartNeedsReboot = false;           // DIF_PROPERTYCHANGE only sets DI_NEEDRESTART
-  std::uint32_t restartProblem = 0;          // not 0: the restart leaves this problem
+  std::uint32_t restartProblem = 0;          // not 0: the device has this problem after the restart
 
   friend bool operator==(const DeviceTemper&, const DeviceTemper&) = default;
 };
@@ -82,24 +82,24 @@ struct Device {
   std::uint32_t status = 0;   // DN_ flags
   std::uint32_t problem = 0;  // CM_PROB_
   GUID classGuid = {};
-  std::optional<std::u16string> classGuidText;  // what the registry says instead
+  std::optional<std::u16string> classGuidText;  // the text in the registry instead
   std::u16string className;
   std::vector<std::u16string> hardwareIds;
-  std::optional<Bytes> hardwareIdData;  // what the registry holds instead, as bytes
+  std::optional<Bytes> hardwareIdData;  // the bytes in the registry instead
   std::vector<DeviceProperty> properties;
   std::vector<DeviceInterface> interfaces;
-  std::uint32_t installFlags = 0;       // DI_ flags that its installation parameters start with
-  std::u16string service;               // of the bound driver, empty when none is bound
-  std::u16string publishedInf;          // selected package, oem3.inf; empty when none is
-  std::u16string pendingInf;            // the same, while it waits for a restart to take effect
+  std::uint32_t installFlags = 0;  // DI_ flags that its installation parameters start with
+  std::u16string service;          // of the bound driver; empty when none is bound
+  std::u16string publishedInf;     // the selected package, oem3.inf; empty when none is selected
+  std::u16string pendingInf;       // a selected package that takes effect at the next restart
   std::optional<DriverImage> resident;  // the image in memory
   bool leaseHeld = false;
-  std::uint32_t generation = 0;   // of the driver in memory; handles of an earlier one are dead
-  std::set<CableFlow> hidden;     // endpoints that the driver was told to hide
+  std::uint32_t generation = 0;  // of the driver in memory; handles to earlier generations are dead
+  std::set<CableFlow> hidden;    // endpoints that the driver was told to hide
   std::uint32_t statusError = 0;  // not 0: the CONFIGRET of every status query
-  bool removalPending = false;    // removed, but the node stays until the restart
-  bool queryRemoved = false;      // let go by a query-removal; comes back at the restart
-  bool foreign = false;           // somebody else's: nothing of this program may change it
+  bool removalPending = false;    // removed, but its node stays until the restart
+  bool queryRemoved = false;      // gone by query-removal; comes back at the restart
+  bool foreign = false;           // not the product's: the program must not change it
   DeviceTemper temper;
 
   friend bool operator==(const Device&, const Device&) = default;
@@ -108,12 +108,12 @@ struct Device {
 struct DeviceTree {
   std::vector<Device> devices;  // in enumeration order
 
-  /// Devices are named without regard to ASCII case.
+  /// Device names ignore ASCII case.
   Device* Find(std::u16string_view instanceId);
   const Device* Find(std::u16string_view instanceId) const;
 
   /// Adds a device where its enumerator lists it: before the first device of the same enumerator
-  /// whose id is higher, else at the end. References to devices are not good after this.
+  /// with a higher id, otherwise at the end. Invalidates references to devices.
   Device& Insert(Device device);
 
   friend bool operator==(const DeviceTree&, const DeviceTree&) = default;
@@ -137,41 +137,41 @@ inline constexpr DEVPROPKEY kServiceKey = {
 
 struct Machine;
 
-/// The string of a property, empty when it is missing or of another type.
+/// The string of a property; empty when it is missing or has another type.
 std::u16string StringProperty(const Device& device, const DEVPROPKEY& key);
 
-/// Adds a present, unconfigured root with hardware id Root\VornAudio; returns it. The reference is
-/// good until another device is added.
+/// Adds and returns a present, unconfigured root with hardware id Root\VornAudio. The reference is
+/// valid until another device is added.
 Device& AddRoot(Machine& machine, std::u16string_view instanceId);
 
-/// The driver of a device is loaded from its selected package, unless an older image is still in
-/// memory, and the device starts or gets the image's start problem; interfaces are enabled and the
-/// endpoint builder is set to work. A device that is absent, disabled or being removed stays as it
+/// Starts a device. Its driver is loaded from the selected package unless an older image is still
+/// in memory, and the device starts or gets the image's start problem. Interfaces are enabled and
+/// the endpoint builder is notified. A device that is absent, disabled or being removed stays as it
 /// is.
 void StartDevice(Machine& machine, std::u16string_view instanceId);
 
-/// The device stops: its interfaces are disabled, its endpoints vanish from view, and its image
-/// leaves memory unless that refuses.
+/// Stops a device: its interfaces are disabled, its endpoints disappear, and its image leaves
+/// memory unless it refuses to.
 void StopDevice(Machine& machine, std::u16string_view instanceId);
 
-/// The device stops and its node is gone, present or not, with all below it and all that was
+/// Stops a device and erases its node, present or not, with everything below it and everything
 /// planned for it; endpoint records stay in the registry.
 void RemoveDeviceNode(Machine& machine, std::u16string_view instanceId);
 
-/// Stops the device and starts it again, after the image's start delay, with its selected package
-/// if the older image lets go. A device that is absent, disabled, being removed or without a
-/// package stays as it is.
+/// Stops the device and starts it again after the image's start delay, with its selected package if
+/// the older image unloads. A device that is absent, disabled, being removed or without a package
+/// stays as it is.
 void RestartDevice(Machine& machine, std::u16string_view instanceId);
 
-/// As an administrator does it in Device Manager: the device stops with CM_PROB_DISABLED.
+/// What an administrator does in Device Manager: the device stops with CM_PROB_DISABLED.
 void DisableDevice(Machine& machine, std::u16string_view instanceId);
 
-/// The reverse: a disabled device is free to start, and does.
+/// The reverse: a disabled device may start again, and does.
 void EnableDevice(Machine& machine, std::u16string_view instanceId);
 
-/// Restarts the machine: selections that were pending take effect, images are loaded anew, device
-/// nodes that were waiting to go are gone, opens and leases are over. The boot takes simulated
-/// time; the tick goes on and does not begin again, so that events and logs stay in order.
+/// Restarts the machine: pending selections take effect, images are loaded anew, device nodes
+/// awaiting removal are gone, opens and leases end. The boot takes simulated time. The tick
+/// continues instead of starting over, so that events and logs stay in order.
 void Reboot(Machine& machine);
 
 }  // namespace vorn::platform::simulated

@@ -43,7 +43,7 @@ FILE_ID_BOTH_DIR_INFO Record(const FileSystem& files, const Item& item) {
   record.AllocationSize = static_cast<std::int64_t>(AllocationSize(node));
   record.FileAttributes = ReportedAttributes(node);
   record.FileNameLength = static_cast<std::uint32_t>(item.name.size() * sizeof(char16_t));
-  record.EaSize = ReparseTag(node);  // links say their tag here (documented)
+  record.EaSize = ReparseTag(node);  // for links this is the reparse tag (documented)
   const std::size_t units = std::min(item.shortName.size(), std::size(record.ShortName));
   record.ShortNameLength = static_cast<std::int8_t>(units * sizeof(char16_t));
   std::copy_n(item.shortName.begin(), units, record.ShortName);
@@ -51,7 +51,7 @@ FILE_ID_BOTH_DIR_INFO Record(const FileSystem& files, const Item& item) {
   return record;
 }
 
-/// A page being filled.
+/// The page being filled.
 class Page {
  public:
   Page(const FileSystem& files, void* bytes, std::uint32_t size)
@@ -59,7 +59,7 @@ class Page {
 
   bool IsEmpty() const { return end_ == 0; }
 
-  /// False when the record does not fit any more.
+  /// False when the record no longer fits.
   bool Add(const Item& item) {
     const FILE_ID_BOTH_DIR_INFO record = Record(files_, item);
     const std::uint32_t start = Aligned(end_);
@@ -80,11 +80,11 @@ class Page {
   const FileSystem& files_;
   std::uint8_t* bytes_;
   std::uint32_t size_;
-  std::uint32_t last_ = 0;  // where the last record starts
+  std::uint32_t last_ = 0;  // offset of the last record
   std::uint32_t end_ = 0;
 };
 
-/// Adds what is left of "." and ".."; false when the page is full.
+/// Adds what remains of "." and ".."; false when the page is full.
 bool AddDots(FileObject& folder, Page& page) {
   constexpr std::u16string_view kDots[] = {u".", u".."};
   const NodeId above = folder.Read().place.folder;
@@ -97,7 +97,7 @@ bool AddDots(FileObject& folder, Page& page) {
   return true;
 }
 
-/// Adds names after the last listed one; false when the page is full.
+/// Adds the names after the last one listed; false when the page is full.
 bool AddNames(FileObject& folder, Page& page) {
   const auto& entries = folder.Read().entries;
   for (auto entry = entries.upper_bound(folder.lastListed); entry != entries.end(); ++entry) {
@@ -156,7 +156,7 @@ NTSTATUS FillDirectoryPage(FileObject& folder, bool restart, void* page, std::ui
   if (!complete) return records.IsEmpty() ? STATUS_BUFFER_OVERFLOW : STATUS_SUCCESS;
   if (!records.IsEmpty()) return STATUS_SUCCESS;
   folder.listing = FileObject::Listing::Ended;
-  // A listing that finds nothing at all says so (documented); only an empty root can.
+  // An empty listing reports that (documented); only an empty root can have one.
   return first ? STATUS_NO_SUCH_FILE : STATUS_NO_MORE_FILES;
 }
 

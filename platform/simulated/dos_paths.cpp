@@ -20,11 +20,11 @@ bool HasDrive(std::u16string_view path) {
   return path.size() >= 2 && IsAsciiLetter(path[0]) && path[1] == u':';
 }
 
-/// A path's fixed beginning, which ".." never leaves, and the rest to be normalised.
+/// A path's fixed beginning, which ".." never leaves, and the rest to normalise.
 struct Cut {
   std::u16string root;
   std::u16string_view rest;
-  std::u16string before;  // names of the current folder that stand before the rest
+  std::u16string before;  // names of the current folder that precede the rest
 };
 
 std::u16string_view WithoutSeparators(std::u16string_view path) {
@@ -33,13 +33,13 @@ std::u16string_view WithoutSeparators(std::u16string_view path) {
   return path;
 }
 
-/// Length of the first name of a path.
+/// The length of a path's first name.
 std::size_t NameEnd(std::u16string_view path) {
   const auto end = std::find_if(path.begin(), path.end(), IsSeparator);
   return static_cast<std::size_t>(end - path.begin());
 }
 
-/// "\\server\share" and "\\?\C:" and "\\.\X": the names that ".." cannot remove.
+/// "\\server\share", "\\?\C:" and "\\.\X": the names that ".." cannot remove.
 Cut CutDoubleSeparator(std::u16string_view path) {
   path.remove_prefix(2);
   const bool device =
@@ -69,7 +69,7 @@ Cut CutRoot(const FileSystem& files, std::u16string_view path) {
   const std::u16string root = {path[0], u':', u'\\'};
   const std::u16string_view rest = path.substr(2);
   if (!rest.empty() && IsSeparator(rest.front())) return {root, WithoutSeparators(rest), {}};
-  // Only the current drive has a folder of its own here; others stand at their root (assumed).
+  // Only the current drive has a current folder here; the others are at their root (assumed).
   const bool sameDrive = ToUpperAscii(path[0]) == ToUpperAscii(current.front());
   return {root, rest, sameDrive ? currentNames : std::u16string()};
 }
@@ -94,7 +94,8 @@ void Walk(std::vector<std::u16string>& names, std::u16string_view path) {
   }
 }
 
-/// The device that a file name stands for ("nul", "NUL.txt", "com1 .x"); empty for none.
+/// The device that a file name refers to ("nul", "NUL.txt", "com1 .x"); empty when it is not a
+/// device.
 std::u16string DeviceName(std::u16string_view name) {
   std::u16string_view stem = name.substr(0, name.find_first_of(u".:"));
   while (stem.ends_with(u' '))

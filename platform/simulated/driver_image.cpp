@@ -18,7 +18,7 @@ constexpr std::string_view kHexDigits = "0123456789abcdef";
 // ------------------------------------------------------------------------------------------------
 // Numbers and fields.
 
-/// A decimal number, or a hexadecimal one after "0x"; nothing when the text is anything else.
+/// A decimal number, or a hexadecimal one after "0x"; nothing for any other text.
 std::optional<std::uint64_t> ToNumber(std::string_view text) {
   int base = 10;
   if (text.starts_with("0x")) {
@@ -43,7 +43,7 @@ std::string ToHex(std::uint32_t value) {
   return text;
 }
 
-/// What stands before the next comma, which is taken off `rest` with it.
+/// The text before the next comma; it and the comma are removed from `rest`.
 std::string_view TakeField(std::string_view& rest) {
   const std::size_t comma = rest.find(',');
   const std::string_view field = rest.substr(0, comma);
@@ -52,8 +52,8 @@ std::string_view TakeField(std::string_view& rest) {
 }
 
 // ------------------------------------------------------------------------------------------------
-// Names and bytes as text. A name keeps every code unit that it has: what is not printable ASCII
-// stands as \uXXXX.
+// Names and bytes as text. A name keeps every code unit: those that are not printable ASCII are
+// written as \uXXXX.
 
 std::string EscapeName(std::u16string_view name) {
   std::string text;
@@ -153,7 +153,7 @@ void ReadPlainSetting(DriverImage& image, std::string_view name, std::string_vie
 }
 
 // ------------------------------------------------------------------------------------------------
-// The settings that may stand many times.
+// The settings that may appear more than once.
 
 void ReadPoolLine(DriverImage& image, std::string_view value) {
   if (value == "none") {

@@ -1,7 +1,7 @@
 #pragma once
 
-// What a driver image says and does. In the simulated machine the .sys file of a package is a short
-// text of `name=value` lines; this is what it means once it is loaded.
+// What a driver image reports and does. In the simulated machine the .sys file of a package is a
+// short text of `name=value` lines; this is what it means once loaded.
 
 #include "platform/simulated/file_system.h"
 
@@ -31,18 +31,18 @@ struct DriverImage {
   std::uint32_t lifecycleAbi = 3;
   std::uint32_t sharedMemoryAbi = 3;
   std::uint32_t capabilities = 1;
-  std::uint32_t statusBytes = 128;                   // length of the GET_STATUS reply
-  std::vector<PoolEntry> pool;                       // 20 entries in a sound image
-  std::uint32_t poolCount = 20;                      // the count that it reports
-  std::uint32_t poolBytes = 2804;                    // length of the pool reply
-  std::uint32_t leaseBytes = 16;                     // length of the lease reply
-  std::map<std::uint32_t, std::uint32_t> failures;   // control code to the error it gives
-  std::map<std::uint32_t, std::uint64_t> delays;     // control code to the milliseconds it takes
-  std::map<std::uint32_t, Bytes> replies;            // control code to what it replies instead
-  std::map<CableFlow, std::uint32_t> refusesToHide;  // to the error it gives
+  std::uint32_t statusBytes = 128;                  // length of the GET_STATUS reply
+  std::vector<PoolEntry> pool;                      // 20 entries in a sound image
+  std::uint32_t poolCount = 20;                     // the count it reports
+  std::uint32_t poolBytes = 2804;                   // length of the pool reply
+  std::uint32_t leaseBytes = 16;                    // length of the lease reply
+  std::map<std::uint32_t, std::uint32_t> failures;  // by control code: the error it returns
+  std::map<std::uint32_t, std::uint64_t> delays;    // by control code: the milliseconds it takes
+  std::map<std::uint32_t, Bytes> replies;           // by control code: the bytes it replies instead
+  std::map<CableFlow, std::uint32_t> refusesToHide;  // the error for each
   std::map<CableFlow, std::uint32_t> refusesToShow;
   std::uint32_t startProblem = 0;  // not 0: the device gets this problem instead of starting
-  std::uint64_t startDelay = 400;  // milliseconds from the bind to the started device
+  std::uint64_t startDelay = 400;  // milliseconds from the bind to the device's start
   bool refusesUnload = false;      // a restart leaves the older image in memory
   bool needsRestart = false;       // binding it asks for a restart of the machine
   bool registersControlInterface = true;
@@ -51,19 +51,19 @@ struct DriverImage {
   friend bool operator==(const DriverImage&, const DriverImage&) = default;
 };
 
-/// A sound image of that version "a.b.c.d", with the whole pool of 20: the render cables 0 to 9,
-/// then the capture cables. Missing parts of the version are 0.
+/// A sound image of version "a.b.c.d", with the whole pool of 20: render cables 0 to 9, then the
+/// capture cables. Missing parts of the version are 0.
 DriverImage SoundImage(std::u16string_view version);
 
 /// The version "a.b.c.d" that the image's words report.
 std::string VersionText(const DriverImage& image);
 
-/// The image that the bytes of a .sys describe; lines that are not understood are ignored. A line
-/// `version=a.b.c.d` makes the sound image of that version, which the lines after it change.
+/// The image that the bytes of a .sys describe; unknown lines are ignored. A line `version=a.b.c.d`
+/// sets the sound image of that version, which later lines change.
 DriverImage ParseImage(const Bytes& content);
 
-/// The text of an image, for the .sys of a package. It says what differs from the sound image of
-/// the version; ParseImage gives the same image back.
+/// The text of an image, for the .sys of a package. It lists what differs from the sound image of
+/// the version; ParseImage turns it back into the same image.
 std::string ToImageText(const DriverImage& image);
 
 }  // namespace vorn::platform::simulated

@@ -28,7 +28,7 @@ std::vector<std::u16string_view> Split(std::u16string_view text, char16_t separa
   }
 }
 
-/// The decimal number of a text, stopping at the first unit that is no digit; 0 when there is none.
+/// The decimal number at the start of a text; 0 when there is none.
 std::uint64_t ParseNumber(std::u16string_view text) {
   constexpr std::uint64_t kEnough = 0xFFFFFFFF;
   std::uint64_t number = 0;
@@ -52,7 +52,7 @@ DriverRank ParseRank(std::u16string_view date, std::u16string_view version) {
   return rank;
 }
 
-/// "{4d36e96c-...}" as a GUID; all zero when it is none.
+/// "{4d36e96c-...}" as a GUID; all zero when it is not one.
 GUID ParseGuid(std::u16string_view text) {
   std::array<std::uint8_t, 16> bytes = {};
   std::size_t digits = 0;
@@ -76,9 +76,9 @@ GUID ParseGuid(std::u16string_view text) {
   return guid;
 }
 
-/// The system version that a models section's decoration asks for; nothing when the section is not
+/// The system version that a models section's decoration requires; nothing when the section is not
 /// for this system. NT<architecture>.<major>.<minor>.<product type>.<suite>.<build> (documented);
-/// on x64 the architecture must be named.
+/// on x64 the architecture is mandatory.
 using SystemVersion = std::array<std::uint64_t, 3>;
 std::optional<SystemVersion> ParseDecoration(std::u16string_view decoration) {
   const auto parts = Split(decoration, u'.');
@@ -120,7 +120,7 @@ class PackageReader {
     return inf_.Value(section, key, field).value_or(std::u16string());
   }
 
-  /// CatalogFile, the decorated ones before the plain one (documented).
+  /// CatalogFile, with the decorated keys taking precedence over the plain one (documented).
   std::u16string CatalogFile() const {
     for (const std::u16string_view key : {u"CatalogFile.NTamd64", u"CatalogFile.NT"}) {
       if (auto catalog = inf_.Value(u"Version", key)) return *catalog;
@@ -146,7 +146,7 @@ class PackageReader {
     return files;
   }
 
-  /// The models section of one manufacturer line that fits this system best; empty when none does.
+  /// The models section of a manufacturer line that fits this system best; empty when none fits.
   std::u16string ModelsSection(ParsedInf::Section manufacturers, ParsedInf::Line line) const {
     const auto base = inf_.Field(manufacturers, line, 1);
     if (!base) return {};
@@ -162,7 +162,7 @@ class PackageReader {
     return section;
   }
 
-  /// The install section of the first model that names the hardware id.
+  /// The install section of the first model that lists the hardware id.
   std::optional<std::u16string> InstallSection() const {
     std::optional<std::u16string> install;
     ForEachLine(u"Manufacturer", [&](ParsedInf::Section manufacturers, ParsedInf::Line line) {

@@ -1,7 +1,7 @@
 #pragma once
 
-// DriverPackage: what a driver package in a folder says, as the driver installer reads it from its
-// INF, and whether its catalog vouches for its files.
+// DriverPackage: what the driver installer reads from the INF of a package in a folder, and whether
+// the package's catalog covers its files.
 
 #include "platform/simulated/file_system.h"
 #include "platform/types.h"
@@ -15,7 +15,7 @@
 
 namespace vorn::platform::simulated {
 
-/// DriverVer in comparable form: the date decides, then the version (documented ranking).
+/// DriverVer in comparable form: first the date, then the version (documented ranking).
 struct DriverRank {
   std::uint32_t year = 0;
   std::uint32_t month = 0;
@@ -26,20 +26,21 @@ struct DriverRank {
   friend auto operator<=>(const DriverRank&, const DriverRank&) = default;
 };
 
-/// What an INF says of itself and of one hardware id.
+/// What an INF says about itself and about one hardware id.
 struct DriverPackage {
-  std::u16string catalog;  // CatalogFile, empty when there is none
+  std::u16string catalog;  // CatalogFile, empty when missing
   std::u16string version;  // second field of DriverVer
   DriverRank rank;
   std::u16string className;
   GUID classGuid = {};
-  bool hasModel = false;              // a model for this system and the hardware id
-  std::u16string service;             // that the model's install section adds, empty for none
+  bool hasModel = false;              // it has a model for this system and the hardware id
+  std::u16string service;             // added by the model's install section; empty when none is
   std::u16string image;               // file name of that service's binary
   std::vector<std::u16string> files;  // source files
 };
 
-/// Reads an INF for a hardware id. Nothing, with a Win32 or INF error in `*error`, when it is none.
+/// Reads an INF for a hardware id. Nothing, with a Win32 or INF error in `*error`, when it cannot
+/// be read.
 std::optional<DriverPackage> ReadDriverPackage(const Bytes& inf, std::u16string_view hardwareId,
                                                std::uint32_t* error);
 

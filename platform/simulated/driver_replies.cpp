@@ -6,7 +6,7 @@ namespace vorn::platform::simulated {
 
 namespace {
 
-// Where the fields of the replies stand.
+// Offsets of the fields in the replies.
 constexpr std::size_t kPoolHeaderSize = 4;
 constexpr std::size_t kPoolEntrySize = 140;
 constexpr std::size_t kEntryFlow = 4;
@@ -18,7 +18,8 @@ constexpr std::size_t kStatusSharedMemoryAbi = 108;
 constexpr std::size_t kStatusCapabilities = 112;
 constexpr std::size_t kStatusRevision = 120;
 
-/// What a driver keeps in words that nobody may rely on; not zero, so that nobody does by accident.
+/// The value of words that are undefined for callers; not zero, so that none relies on it by
+/// accident.
 constexpr std::uint8_t kFiller = 0xA5;
 
 void PutByte(Bytes& reply, std::size_t offset, std::uint32_t byte) {

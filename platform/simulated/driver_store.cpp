@@ -42,7 +42,7 @@ const PublishedPackage* FindSameInf(const Machine& machine, const Bytes& inf) {
   return nullptr;
 }
 
-/// The package whose published INF is the file at that path; null when it is none's.
+/// The package whose published INF is at that path; null when there is none.
 const PublishedPackage* FindPublishedAt(const Machine& machine, std::u16string_view infPath) {
   const auto node = FindNode(machine.files, infPath);
   for (const PublishedPackage& package : machine.store.packages) {
@@ -61,7 +61,8 @@ std::u16string NextPublishedName(Machine& machine) {
   }
 }
 
-/// The error of a package's files: each there, and listed in the catalog; 0 when all are.
+/// The error of a package's files, all of which must exist and be listed in the catalog; 0 when
+/// they are.
 std::uint32_t CheckFiles(const Machine& machine, const std::u16string& folder, const Bytes& inf,
                          const DriverPackage& package) {
   if (package.catalog.empty()) return ERROR_NO_CATALOG_FOR_OEM_INF;
@@ -77,7 +78,7 @@ std::uint32_t CheckFiles(const Machine& machine, const std::u16string& folder, c
   return 0;
 }
 
-/// Whether somebody has the file open without letting others delete it.
+/// Whether somebody has the file open without delete sharing.
 bool IsHeldAgainstDeletion(const FileSystem& files, NodeId node) {
   constexpr std::uint32_t kContentAccess =
       FILE_READ_DATA | FILE_WRITE_DATA | FILE_APPEND_DATA | FILE_EXECUTE | DELETE;
@@ -132,8 +133,8 @@ std::optional<std::u16string> PublishPackage(Machine& machine, std::u16string_vi
   const auto package = ReadDriverPackage(*inf, hardwareId, &reason);
   if (!package) return refuse(reason);
   if (!package->hasModel) return refuse(ERROR_NO_MORE_ITEMS);
-  // A published INF stands for its package, which the store has checked before (documented: that is
-  // how an installed driver is selected again).
+  // A published INF stands for its package, which the store has already checked (documented: this
+  // is how an installed driver is selected again).
   if (const PublishedPackage* own = FindPublishedAt(machine, infPath)) return own->publishedInf;
   const std::u16string folder = FolderPrefixOf(infPath);
   if ((reason = CheckFiles(machine, folder, *inf, *package)) != 0) return refuse(reason);

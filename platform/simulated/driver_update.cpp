@@ -1,4 +1,4 @@
-// newdev's driver update: publishes a package and gives it to every device with a hardware id.
+// newdev's driver update: publishes a package and binds it to every device with a hardware id.
 
 #include "base/text.h"
 #include "platform/config_manager.h"
@@ -27,7 +27,7 @@ bool HasHardwareId(const Device& device, std::u16string_view hardwareId) {
                      [&](const std::u16string& id) { return EqualsIgnoringCase(id, hardwareId); });
 }
 
-/// How the device's selected package ranks; nothing when it has none that can be read.
+/// The rank of the device's selected package; nothing when it has none that can be read.
 std::optional<DriverRank> SelectedRank(const Machine& machine, const Device& device,
                                        std::u16string_view hardwareId) {
   if (device.publishedInf.empty()) return std::nullopt;
@@ -41,7 +41,7 @@ struct UpdateRequest {
   std::u16string_view hardwareId;
   std::u16string_view infPath;
   bool force = false;
-  bool restartAsked = false;  // by whoever holds the device, whatever the package says
+  bool restartAsked = false;  // asked for by whoever holds the device, whatever the package says
 };
 
 /// The outcome of an update: an error, or whether the machine must restart.
@@ -50,8 +50,8 @@ struct UpdateResult {
   bool needsRestart = false;
 };
 
-/// The devices that take a package of that rank: all with the hardware id, or without force only
-/// those whose own is not as good. None when no present one is among them.
+/// The devices that take a package of that rank: all devices with the hardware id, or without force
+/// only those whose own package ranks lower. Empty when none of them is present.
 std::vector<std::u16string> FindTakers(const Machine& machine, const UpdateRequest& request,
                                        const DriverRank& rank) {
   std::vector<std::u16string> takers;
@@ -68,7 +68,7 @@ std::vector<std::u16string> FindTakers(const Machine& machine, const UpdateReque
   return takers;
 }
 
-/// The device goes on with what it runs; one that runs nothing says that it waits.
+/// The device keeps running what it runs; a device that runs nothing reports that it waits.
 void WaitForRestart(Device& device) {
   device.pendingInf = device.publishedInf;
   if (IsStarted(device)) return;
@@ -80,7 +80,7 @@ void GivePackage(Machine& machine, const std::u16string& instanceId,
                  std::u16string_view publishedInf, bool needsRestart) {
   BindPackage(machine, instanceId, publishedInf);
   Device& device = *machine.devices.Find(instanceId);
-  // An absent or a disabled device has the selection and no more.
+  // An absent or disabled device only gets the selection.
   if (!device.present || device.problem == CM_PROB_DISABLED) return;
   if (needsRestart) {
     WaitForRestart(device);

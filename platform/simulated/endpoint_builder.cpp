@@ -31,7 +31,7 @@ std::uint64_t Spread(std::uint64_t value) {
   return value ^ (value >> 31);
 }
 
-/// An endpoint id that no endpoint has had; the flow is part of it.
+/// An endpoint id that was never used before; it contains the flow.
 std::u16string MintId(AudioCatalog& audio, bool capture) {
   const std::uint32_t number = audio.nextGuid++;
   const std::uint64_t mixed = Spread(number);
@@ -47,7 +47,7 @@ std::u16string ChildId(const AudioEndpoint& endpoint) {
   return std::u16string(kChildPrefix) + endpoint.id;
 }
 
-/// The device id of the filter that an endpoint of the device hangs on.
+/// The device id of the filter behind an endpoint of the device.
 std::u16string FilterId(std::u16string_view root, const std::u16string& pin) {
   std::u16string path = ToLowerAscii(root);
   std::replace(path.begin(), path.end(), u'\\', u'#');
@@ -71,8 +71,8 @@ bool BelongsTo(const AudioEndpoint& endpoint, std::u16string_view root) {
   return IsSameDevice(endpoint.root, root);
 }
 
-/// Whether an endpoint is in view and is that cable's of the device: by what it was built of, or by
-/// its property when somebody else put it there.
+/// Whether an endpoint is in view and belongs to that cable of the device. What it was built for
+/// decides, or its property if the builder did not build it.
 bool IsCable(const AudioEndpoint& endpoint, std::u16string_view root, CableFlow cable) {
   if (!InView(endpoint) || !BelongsTo(endpoint, root)) return false;
   if (endpoint.builtFor) return *endpoint.builtFor == cable;
@@ -101,7 +101,7 @@ void WriteRecord(Machine& machine, const AudioEndpoint& endpoint, std::u16string
   if (endpoint.cable) WriteCableMarker(properties, *endpoint.cable);
 }
 
-/// The record's state follows the catalog's; a record that was deleted stays so.
+/// A record's state follows the catalog; a deleted record stays deleted.
 void UpdateRecord(Machine& machine, const AudioEndpoint& endpoint) {
   const auto record = FindKey(machine.registry, EndpointRecordPath(endpoint));
   if (record) PutDword(machine.registry.keys.at(*record), u"DeviceState", endpoint.state);
@@ -110,7 +110,7 @@ void UpdateRecord(Machine& machine, const AudioEndpoint& endpoint) {
 // ------------------------------------------------------------------------------------------------
 // PnP children.
 
-/// Assumed: a disabled endpoint's child is there and disabled too.
+/// Assumed: a disabled endpoint's child is present, and also disabled.
 void SetChildState(Device& child, std::uint32_t endpointState) {
   const bool started = endpointState == DEVICE_STATE_ACTIVE;
   child.status = started ? DN_STARTED : DN_HAS_PROBLEM;
@@ -169,8 +169,8 @@ void CancelBuilding(Machine& machine, std::u16string_view root) {
 // ------------------------------------------------------------------------------------------------
 // Publication.
 
-/// The cables that the device's image exposes and does not hide, in the image's order; once for
-/// each endpoint that they are to have.
+/// The cables that the device's image exposes and does not hide, in the image's order; a cable is
+/// repeated for each endpoint that it is to have.
 std::vector<CableFlow> WantedCables(const Machine& machine, const Device& device) {
   std::vector<CableFlow> wanted;
   for (const PoolEntry& entry : device.resident->pool) {
@@ -182,7 +182,7 @@ std::vector<CableFlow> WantedCables(const Machine& machine, const Device& device
   return wanted;
 }
 
-/// The id for a cable's endpoint: the one it had, unless its record is gone or ids are minted anew.
+/// The id for a cable's endpoint: its previous one, unless its record is gone or new ids are due.
 std::u16string IdOfCable(Machine& machine, CableFlow cable, RememberedEndpoint& memory) {
   const bool capture = cable.second != 0;
   AudioEndpoint former;
@@ -209,7 +209,7 @@ std::u16string IdOfDouble(Machine& machine, std::u16string_view root, CableFlow 
   return MintId(machine.audio, cable.second != 0);
 }
 
-/// The catalog's entry of an id; a new one when there is none.
+/// The catalog's entry of an id, created when it is missing.
 AudioEndpoint& EntryOf(Machine& machine, const std::u16string& id) {
   AudioEndpoint* endpoint = FindEndpoint(machine, id);
   if (endpoint != nullptr) return *endpoint;
@@ -248,7 +248,7 @@ std::size_t CountInView(const Machine& machine, std::u16string_view root, CableF
                     [&](const AudioEndpoint& endpoint) { return IsCable(endpoint, root, cable); }));
 }
 
-/// Publishes what is wanted, of one cable or of all, and not in view.
+/// Publishes the wanted endpoints that are not in view, of one cable or of all.
 void PublishWanted(Machine& machine, std::u16string_view root, std::optional<CableFlow> only,
                    bool withLate) {
   const Device* device = machine.devices.Find(root);
@@ -323,7 +323,7 @@ void PublishEndpointChildren(Machine& machine, std::u16string_view rootInstanceI
 }
 
 void WithdrawEndpoints(Machine& machine, std::u16string_view rootInstanceId) {
-  const std::u16string root(rootInstanceId);  // may be a part of what is erased
+  const std::u16string root(rootInstanceId);  // may be part of what is erased
   CancelBuilding(machine, root);
   bool withdrawn = false;
   for (AudioEndpoint& endpoint : machine.audio.endpoints) {
@@ -357,7 +357,7 @@ void ChangeEndpointVisibility(Machine& machine, std::u16string_view rootInstance
     return;
   }
   device->hidden.erase(cable);
-  // What is still to be built comes with the rest.
+  // Whatever is still to be built is published with the rest.
   if (!IsPlanned(machine, EventKind::PublishEndpoints, root)) {
     PublishWanted(machine, root, cable, !IsPlanned(machine, EventKind::PublishLateEndpoints, root));
   }

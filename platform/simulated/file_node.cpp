@@ -7,8 +7,8 @@ namespace vorn::platform::simulated {
 
 namespace {
 
-/// NTFS gives each table record a sequence number in the index's high word (documented). Nodes are
-/// never reused here, so it is always the first.
+/// NTFS keeps the sequence number of a table record in the index's high word (documented). Nodes
+/// are never reused here, so it is always the first.
 constexpr std::uint64_t kFirstSequence = std::uint64_t{1} << 48;
 
 bool IsZeroFrom(const Bytes& bytes, std::size_t from) {
@@ -49,7 +49,7 @@ std::uint64_t FileIndexOf(NodeId id, const Node& node) {
 Node& NodeTable::at(NodeId id) {
   std::shared_ptr<const Node>& node = nodes_.at(id);
   if (node.use_count() > 1) node = std::make_shared<Node>(*node);
-  // Every node was made as a writable one; the table alone holds this one.
+  // Every node was created writable, and only this table holds this one.
   return const_cast<Node&>(*node);  // NOLINT(cppcoreguidelines-pro-type-const-cast)
 }
 

@@ -1,10 +1,8 @@
 #pragma once
 
-// What the disks hold: nodes, which are files or folders, and the names that lead to them.
-//
-// A name is an entry of a folder, so that hard links are two names of one node. Nodes live in a
-// table that copies of a machine share until one of them writes, so that a machine is cheap to copy
-// and to compare.
+// What the disks hold: nodes, which are files or folders, and the names that lead to them. A name
+// is an entry of a folder, so two hard links are two names of one node. Copies of a machine share
+// the table of nodes until one of them writes, so that copying and comparing machines is cheap.
 
 #include "platform/simulated/security_model.h"
 
@@ -18,9 +16,9 @@
 namespace vorn::platform::simulated {
 
 using Bytes = std::vector<std::uint8_t>;
-using NodeId = std::uint64_t;  // 0 is no node
+using NodeId = std::uint64_t;  // 0 means no node
 
-/// Where a name is: its folder and its upper-cased self. A volume's root has no name: folder 0.
+/// The place of a name: its folder and its upper-cased form. A volume's root has no name: folder 0.
 struct Place {
   NodeId folder = 0;
   std::u16string key;
@@ -31,10 +29,10 @@ struct Place {
 enum class ReparseKind { None, Junction, SymbolicLink, Other };
 
 struct Entry {
-  std::u16string name;       // as written
-  std::u16string shortName;  // 8.3 alias, empty when there is none
+  std::u16string name;       // as originally written
+  std::u16string shortName;  // 8.3 alias; empty when it has none
   NodeId node = 0;
-  bool deletePending = false;  // goes when the last handle that was opened by this name closes
+  bool deletePending = false;  // removed when the last handle opened by this name closes
 
   friend bool operator==(const Entry&, const Entry&) = default;
 };
@@ -51,39 +49,39 @@ struct FileTimes {
 
 struct Node {
   bool directory = false;
-  std::uint32_t attributes = 0;  // without DIRECTORY and REPARSE_POINT, which follow from the node
+  std::uint32_t attributes = 0;  // without DIRECTORY and REPARSE_POINT, which the node implies
   std::shared_ptr<const Bytes> content = std::make_shared<const Bytes>();
-  std::uint64_t zeroTail = 0;               // zero bytes that follow `content` and take no memory
+  std::uint64_t zeroTail = 0;               // zero bytes after `content`, which take no memory
   std::map<std::u16string, Entry> entries;  // of a folder, by upper-cased name
   Place place;                              // of a folder: its own name
   ReparseKind reparse = ReparseKind::None;
   std::u16string reparseTarget;
   SecurityRecord security;
   std::uint32_t volume = 0;  // index in FileSystem::volumes
-  std::uint32_t links = 0;   // names that lead here
+  std::uint32_t links = 0;   // names of this node
   FileTimes times;
 
-  // What the volume says instead of the truth, for tests.
+  // What the volume reports instead of the truth, for tests.
   std::optional<std::uint32_t> reportedLinks;
   std::optional<std::uint32_t> reportedType;   // of GetFileType
   std::optional<std::uint64_t> reportedIndex;  // the file index
   std::vector<Bytes> reportedPages;            // a folder's listing, page by page
 
-  /// Equal in everything but times and the way of storing zeros.
+  /// Equal except for times and for how zeros are stored.
   friend bool operator==(const Node& left, const Node& right);
 };
 
-/// Bytes of a file.
+/// The size of a file in bytes.
 std::uint64_t FileSize(const Node& node);
 
-/// The file index that the volume reports: the table's record in the low 48 bits, its sequence
-/// number above.
+/// The file index that the volume reports: the number of the table record in the low 48 bits, its
+/// sequence number above.
 std::uint64_t FileIndexOf(NodeId id, const Node& node);
 
-/// All nodes by number. A reference from the writing `at` is good until the table is copied.
+/// All nodes by number. A reference from the non-const `at` is valid until the table is copied.
 class NodeTable {
  public:
-  /// The node, null when there is none.
+  /// The node; null when there is none.
   const Node* Find(NodeId id) const {
     const auto found = nodes_.find(id);
     return found == nodes_.end() ? nullptr : found->second.get();
@@ -91,7 +89,7 @@ class NodeTable {
   bool contains(NodeId id) const { return nodes_.contains(id); }
   std::size_t size() const { return nodes_.size(); }
 
-  /// The node, which must exist; what the writing `at` gives may be written to.
+  /// The node, which must exist; the non-const overload allows writing.
   const Node& Get(NodeId id) const { return *nodes_.at(id); }
   const Node& at(NodeId id) const { return Get(id); }
   Node& at(NodeId id);

@@ -17,15 +17,15 @@ constexpr std::uint32_t kReadingRights = FILE_READ_DATA | FILE_EXECUTE;
 constexpr std::uint32_t kWritingRights = FILE_WRITE_DATA | FILE_APPEND_DATA;
 constexpr std::uint32_t kSharedRights = kReadingRights | kWritingRights | DELETE;
 
-/// Rights that change something, which a read-only volume refuses.
+/// Rights that allow changes; a read-only volume refuses them.
 constexpr std::uint32_t kChangingRights = kWritingRights | FILE_WRITE_EA | FILE_WRITE_ATTRIBUTES |
                                           FILE_DELETE_CHILD | DELETE | WRITE_DAC | WRITE_OWNER;
 
-/// Attributes that a caller may give; the others follow from the node.
+/// Attributes that a caller may set; the node implies the others.
 constexpr std::uint32_t kSettableAttributes = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN |
                                               FILE_ATTRIBUTE_SYSTEM | FILE_ATTRIBUTE_ARCHIVE;
 
-/// What SeBackupPrivilege and SeRestorePrivilege give on files (documented).
+/// The file rights that SeBackupPrivilege and SeRestorePrivilege grant (documented).
 constexpr PrivilegedRights kBackupIntentRights = {
     FILE_GENERIC_READ | FILE_TRAVERSE | ACCESS_SYSTEM_SECURITY,
     FILE_GENERIC_WRITE | DELETE | WRITE_DAC | WRITE_OWNER | ACCESS_SYSTEM_SECURITY};
@@ -50,7 +50,7 @@ NTSTATUS CheckParameters(const OpenRequest& request) {
   return request.access == 0 ? STATUS_ACCESS_DENIED : STATUS_SUCCESS;
 }
 
-/// A request on its way through the rules, each of which may end it with a status.
+/// A request as it passes through the rules, any of which may end it with a status.
 class Opener {
  public:
   Opener(Process& process, const OpenRequest& request)
@@ -76,7 +76,8 @@ class Opener {
     return Walk(files_, request_.root->Id(), request_.root->OpenedAs(), request_.name, options);
   }
 
-  /// The program never opens a volume device; what it would get is no folder (observed).
+  /// The program never opens a volume device; the model returns something that is not a folder
+  /// (observed).
   NTSTATUS OpenRawVolume() const {
     return Wants(request_, FILE_DIRECTORY_FILE) ? STATUS_NOT_A_DIRECTORY : STATUS_ACCESS_DENIED;
   }
@@ -88,7 +89,7 @@ class Opener {
     if (entry != nullptr && entry->deletePending) {
       status = STATUS_DELETE_PENDING;
     } else if (request_.disposition == FILE_CREATE) {
-      // Nothing may be created in a root's own place (assumed).
+      // A root cannot be created (assumed).
       status = walked.place.folder == 0 ? STATUS_ACCESS_DENIED : STATUS_OBJECT_NAME_COLLISION;
     } else if (Wants(request_, FILE_DIRECTORY_FILE) && !node.directory) {
       status = STATUS_NOT_A_DIRECTORY;
@@ -106,8 +107,8 @@ class Opener {
     return {STATUS_SUCCESS, Opened(walked.node, walked.place), false};
   }
 
-  /// The node's own list, and what its folder's list adds (documented): who may list the folder may
-  /// read attributes, who may delete its children may delete.
+  /// The rights of the node's own list and those that its folder's list adds (documented): whoever
+  /// may list the folder may read attributes, whoever may delete its children may delete.
   NTSTATUS CheckAccess(const Node& node, const Place& place) {
     const bool everything = (wanted_ & MAXIMUM_ALLOWED) != 0;
     const std::uint32_t named = wanted_ & ~MAXIMUM_ALLOWED;
@@ -151,11 +152,11 @@ class Opener {
     const std::int64_t now = FileTimeNow(process_.TheMachine());
     Node& node = files_.nodes.at(id);
     node.attributes = request_.attributes & kSettableAttributes;
-    if (!directory) node.attributes |= FILE_ATTRIBUTE_ARCHIVE;  // as NTFS does (documented)
+    if (!directory) node.attributes |= FILE_ATTRIBUTE_ARCHIVE;  // as on NTFS (documented)
     node.times = {now, now, now, now};
     AddEntry(files_, walked.place.folder, walked.name, id);
     files_.nodes.at(walked.place.folder).times.lastWrite = now;
-    // Whoever creates gets what was asked, whatever the new object's list says (documented).
+    // The creator gets all rights it asked for, whatever the new object's list says (documented).
     granted_ =
         (wanted_ & MAXIMUM_ALLOWED) != 0 ? FILE_ALL_ACCESS | (wanted_ & ~MAXIMUM_ALLOWED) : wanted_;
     return {STATUS_SUCCESS, Opened(id, walked.place), true};
@@ -167,7 +168,7 @@ class Opener {
     const Entry* own = FindEntry(files_, folder.place);
     if (own != nullptr && own->deletePending) return STATUS_DELETE_PENDING;
     if (volume.readOnly) return STATUS_MEDIA_WRITE_PROTECTED;
-    // FILE_ADD_FILE and FILE_ADD_SUBDIRECTORY are the writing rights of a folder.
+    // FILE_ADD_FILE and FILE_ADD_SUBDIRECTORY are a folder's write rights.
     const std::uint32_t right = directory ? FILE_APPEND_DATA : FILE_WRITE_DATA;
     if (!IsGranted(folder.security, process_.token, right, privileged_)) {
       return STATUS_ACCESS_DENIED;
@@ -181,8 +182,8 @@ class Opener {
     return volume.freeBytes == 0 ? STATUS_DISK_FULL : STATUS_SUCCESS;
   }
 
-  /// The user and Administrators may be named by whoever is them; anybody else only by who
-  /// restores.
+  /// The caller itself and Administrators may be set as owner by their members; any other owner
+  /// takes the restore privilege.
   bool MayOwn(const std::u16string& owner) const {
     const Token& token = process_.token;
     if (owner.empty() || token.restoreEnabled) return true;
@@ -241,7 +242,7 @@ OpenResult OpenByName(Process& process, const OpenRequest& request) {
 
 bool SharesWithOthers(const FileSystem& files, NodeId node, std::uint32_t access,
                       std::uint32_t share) {
-  // Opens that neither read, write nor delete take no part in sharing (documented).
+  // Opens without read, write or delete access take no part in sharing (documented).
   if ((access & kSharedRights) == 0) return true;
   const auto allows = [](std::uint32_t sharing, std::uint32_t rights) {
     return ((rights & kReadingRights) == 0 || (sharing & FILE_SHARE_READ) != 0) &&

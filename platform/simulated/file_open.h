@@ -1,7 +1,7 @@
 #pragma once
 
 // Opening and creating by native name: the rules that decide whether a caller gets a handle, and
-// the open file or folder behind one.
+// the open file or folder behind it.
 
 #include "platform/native.h"
 #include "platform/simulated/file_system.h"
@@ -16,7 +16,7 @@
 
 namespace vorn::platform::simulated {
 
-/// An open file or folder of the process. Its open is part of the world until it is destroyed.
+/// An open file or folder of the process. Its open is part of the machine until it is destroyed.
 class FileObject : public Object {
  public:
   FileObject(FileSystem& files, const OpenKey& key, std::uint32_t access)
@@ -31,18 +31,18 @@ class FileObject : public Object {
   /// The name by which it was opened.
   const Place& OpenedAs() const { return files_.opens.at(key_).place; }
 
-  /// The rights that the handle carries.
+  /// The rights of the handle.
   std::uint32_t Access() const { return access_; }
   bool MayAny(std::uint32_t rights) const { return (access_ & rights) != 0; }
 
   std::uint64_t position = 0;  // of the next read or write
 
-  // A folder's listing: not begun, after the steps ".", "..", after a name, at the end.
+  // The state of a folder's listing: not started, past ".", past "..", past a name, or at the end.
   enum class Listing { NotBegun, Names, Ended };
   Listing listing = Listing::NotBegun;
   std::uint32_t dotsListed = 0;
   std::u16string lastListed;  // upper-cased
-  std::size_t nextPage = 0;   // of pages that the volume reports instead
+  std::size_t nextPage = 0;   // of the pages that the volume reports instead
 
  private:
   FileSystem& files_;
@@ -50,9 +50,9 @@ class FileObject : public Object {
   std::uint32_t access_;
 };
 
-/// What NtCreateFile is asked for.
+/// The parameters of NtCreateFile.
 struct OpenRequest {
-  const FileObject* root = nullptr;  // folder that `name` is relative to
+  const FileObject* root = nullptr;  // the folder that `name` is relative to
   std::u16string_view name;
   std::uint32_t access = 0;
   std::uint32_t attributes = 0;
@@ -63,21 +63,22 @@ struct OpenRequest {
   const SecurityRecord* security = nullptr;  // of a new object
 };
 
-/// What it gives: an open file, or the status that says why not.
+/// The result: an open file, or the status that explains why not.
 struct OpenResult {
   NTSTATUS status = STATUS_SUCCESS;
   std::shared_ptr<FileObject> file;
   bool created = false;
 };
 
-/// Opens or creates as the process.
+/// Opens or creates on behalf of the process.
 OpenResult OpenByName(Process& process, const OpenRequest& request);
 
-/// Whether an open with these rights and this sharing may stand beside all others of the node.
+/// Whether an open with these rights and this sharing is compatible with all other opens of the
+/// node.
 bool SharesWithOthers(const FileSystem& files, NodeId node, std::uint32_t access,
                       std::uint32_t share);
 
-/// Now, as file times count.
+/// The current time in the units of file times.
 std::int64_t FileTimeNow(const Machine& machine);
 
 /// The open file behind a handle; null for any other value.

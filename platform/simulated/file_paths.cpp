@@ -1,4 +1,4 @@
-// Calls that name files and folders without opening them, and the creation of a folder by its path.
+// Calls that name files and folders without opening them, and CreateDirectoryW.
 
 #include "base/text.h"
 #include "platform/files.h"
@@ -24,7 +24,7 @@ const FileSystem& CurrentFiles() {
   return Process::Current().TheMachine().files;
 }
 
-/// The whole list of names, or the targets of one; each text with its terminator.
+/// The whole list of names, or the targets of one name; each text is terminated.
 std::optional<std::u16string> DosDeviceTexts(const FileSystem& files, const char16_t* name) {
   if (name != nullptr) {
     const auto found = files.dosDevices.find(ToUpperAscii(name));
@@ -40,13 +40,13 @@ std::optional<std::u16string> DosDeviceTexts(const FileSystem& files, const char
 std::uint32_t QueryDevices(const char16_t* name, char16_t* targets, std::uint32_t size) {
   std::optional<std::u16string> texts = DosDeviceTexts(CurrentFiles(), name);
   if (!texts) return FailWith(ERROR_FILE_NOT_FOUND);
-  texts->push_back(u'\0');  // the end of the list
+  texts->push_back(u'\0');  // ends the list
   if (texts->size() > size) return FailWith(ERROR_INSUFFICIENT_BUFFER);
   std::copy(texts->begin(), texts->end(), targets);
   return static_cast<std::uint32_t>(texts->size());
 }
 
-/// What is cut ends with a terminator all the same, and `size` says so (documented).
+/// A truncated path is still terminated, and the result tells the required `size` (documented).
 std::uint32_t CopyModulePath(std::u16string_view text, char16_t* path, std::uint32_t size) {
   if (text.size() < size) return CopyOut(text, path, size);
   SetLastError(ERROR_INSUFFICIENT_BUFFER);
@@ -70,7 +70,7 @@ std::uint32_t FullPathOf(const char16_t* fileName, std::uint32_t size, char16_t*
 }
 
 bool CreateFolder(const char16_t* path) {
-  // Room for a name of the 8.3 form must be left below a new folder (documented).
+  // The path of a new folder must leave room for a name in 8.3 form (documented).
   constexpr std::size_t kLongestFolder = MAX_PATH - 12;
   Process& process = Process::Current();
   if (path == nullptr) return FailWith(ERROR_PATH_NOT_FOUND);
@@ -85,7 +85,8 @@ bool CreateFolder(const char16_t* path) {
   request.attributes = FILE_ATTRIBUTE_NORMAL;
   request.share = FILE_SHARE_READ | FILE_SHARE_WRITE;
   request.disposition = FILE_CREATE;
-  // A link that has the name is a taken name; links above it are followed (observed).
+  // An existing link of that name means that the name is taken; links above it are followed
+  // (observed).
   request.options = FILE_DIRECTORY_FILE | FILE_SYNCHRONOUS_IO_NONALERT | FILE_OPEN_REPARSE_POINT;
   const OpenResult result = OpenByName(process, request);
   return result.status == STATUS_SUCCESS || FailWith(ToDosError(result.status));

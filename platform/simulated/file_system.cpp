@@ -18,8 +18,8 @@ namespace {
 constexpr std::u16string_view kLongPathPrefix = u"\\\\?\\";
 constexpr std::u16string_view kVolumePrefix = u"Volume{";
 
-/// What a freshly formatted system volume grants: administrators and the system everything, users
-/// reading, authenticated users what they make themselves (documented).
+/// The rights on a freshly formatted system volume: full access for administrators and the system,
+/// reading for users, and for authenticated users whatever they create (documented).
 SecurityRecord RootSecurity() {
   constexpr std::uint8_t kInherit = OBJECT_INHERIT_ACE | CONTAINER_INHERIT_ACE;
   constexpr std::uint8_t kInheritOnly = kInherit | INHERIT_ONLY_ACE;
@@ -45,7 +45,7 @@ std::u16string Shown(std::u16string_view path) {
   throw std::invalid_argument(std::string(what) + ": " + ToUtf8(Shown(path)));
 }
 
-/// A path cut into its volume and its names.
+/// A path split into its volume and its names.
 struct WorldPath {
   const Volume* volume = nullptr;
   std::vector<std::u16string_view> names;
@@ -82,7 +82,7 @@ WorldPath CutWorldPath(const FileSystem& files, std::u16string_view path) {
   return cut;
 }
 
-/// The last name's place and node; no place when a folder above it is missing.
+/// The place and node of the last name; no place when a folder above it is missing.
 struct Found {
   Place place;
   std::optional<NodeId> node;

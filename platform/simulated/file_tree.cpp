@@ -9,14 +9,14 @@ namespace vorn::platform::simulated {
 
 namespace {
 
-/// An alias always holds the tilde before its number, so that other names need no search by alias.
+/// An alias always contains the tilde before its number, so other names need no search by alias.
 constexpr char16_t kAliasMark = u'~';
 
 void ReturnSpace(FileSystem& files, const Node& node) {
   VolumeOf(files, node).freeBytes += FileSize(node);
 }
 
-/// Takes `wanted` bytes more, or gives bytes back; false when there is no room.
+/// Reserves `wanted` more bytes, or releases bytes; false when there is no room.
 bool TakeSpace(Volume& volume, std::uint64_t held, std::uint64_t wanted) {
   if (wanted > held && wanted - held > volume.freeBytes) return false;
   volume.freeBytes = volume.freeBytes + held - wanted;
@@ -38,10 +38,10 @@ bool OpenByName(const FileSystem& files, NodeId node, const Place& place) {
   return false;
 }
 
-/// The content as bytes that may be written: copied first when another machine holds it too.
+/// The content as writable bytes, copied first if another machine shares it.
 Bytes& WritableContent(Node& node) {
   if (node.content.use_count() > 1) node.content = std::make_shared<Bytes>(*node.content);
-  // The content was made as writable bytes (here or by make_shared of them); only this node has it.
+  // The content was created writable (here or by make_shared), and only this node holds it.
   return const_cast<Bytes&>(*node.content);  // NOLINT(cppcoreguidelines-pro-type-const-cast)
 }
 
@@ -174,7 +174,7 @@ bool WriteContent(FileSystem& files, NodeId file, std::uint64_t position, const 
   Node& node = files.nodes.at(file);
   const auto* source = static_cast<const std::uint8_t*>(bytes);
   const std::uint64_t stored = node.content->size();
-  // Zeros into the zero tail change nothing, so that a copy of a huge empty file stays small.
+  // Writing zeros to the zero tail changes nothing, so a copy of a huge empty file stays small.
   if (position >= stored && AllZero(source, count)) return true;
   Bytes& content = WritableContent(node);
   const std::uint64_t end = position + count;

@@ -61,7 +61,7 @@ BY_HANDLE_FILE_INFORMATION FactsOf(const FileObject& file) {
   return facts;
 }
 
-/// Copies a fixed structure out.
+/// Copies a fixed-size structure out.
 template <class T>
 NTSTATUS Give(const T& facts, void* information, std::uint32_t size) {
   if (size < sizeof facts) return STATUS_INFO_LENGTH_MISMATCH;
@@ -92,7 +92,8 @@ NTSTATUS QueryFile(FileObject& file, std::uint32_t informationClass, void* infor
                            size);
 }
 
-/// 0 leaves a time as it is, -1 and -2 switch its upkeep for the handle (documented).
+/// 0 leaves a time unchanged; -1 and -2 turn its automatic update off and on for the handle
+/// (documented).
 void SetTime(std::int64_t& time, std::int64_t wanted) {
   if (wanted > 0) time = wanted;
 }
@@ -155,7 +156,7 @@ std::uint32_t Limited(std::uint32_t size, const CallFaults& faults) {
 }
 
 bool WriteAt(FileObject& file, const void* buffer, std::uint32_t size, std::uint32_t* written) {
-  // A handle that may only append writes at the end, wherever its position is (documented).
+  // A handle that may only append always writes at the end, whatever its position (documented).
   const bool appends = !file.MayAny(FILE_WRITE_DATA);
   const std::uint64_t position = appends ? FileSize(file.Read()) : file.position;
   if (!WriteContent(file.Files(), file.Id(), position, buffer, size)) {
@@ -204,7 +205,7 @@ using namespace simulated;
 
 bool CloseHandle(HANDLE handle) {
   return SimulateBool("CloseHandle", Arguments("hObject", handle), [&](const CallFaults&) {
-    // The calling process's pseudo handle has this value too; closing it does nothing (documented).
+    // The calling process's pseudo handle has the same value; closing it does nothing (documented).
     if (handle == INVALID_HANDLE_VALUE) return true;
     const auto value = reinterpret_cast<std::uintptr_t>(handle);
     return Process::Current().Remove(ObjectKind::Handle, value) || FailWith(ERROR_INVALID_HANDLE);

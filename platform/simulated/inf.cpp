@@ -24,7 +24,7 @@ namespace simulated {
 
 namespace {
 
-/// An open INF. The file itself is closed again as soon as it is read (observed).
+/// An open INF. The file itself is closed again as soon as it has been read (observed).
 class OpenInf : public Object {
  public:
   explicit OpenInf(ParsedInf text) : text_(std::move(text)) {}
@@ -47,14 +47,14 @@ std::u16string InfFolder() {
   return Process::Current().TheMachine().files.windowsFolder + u"\\INF\\";
 }
 
-/// A name alone stands for a file of the Windows INF folder (documented).
+/// A bare name means a file of the Windows INF folder (documented).
 std::u16string FullInfPath(std::u16string_view path) {
   const bool nameOnly = path.find_first_of(u"\\/:") == std::u16string_view::npos;
   return nameOnly ? InfFolder() + std::u16string(path)
                   : FullPath(Process::Current().TheMachine().files, path);
 }
 
-/// The whole of an open file; nothing when it is too large to be an INF.
+/// The whole content of an open file; nothing when it is too large for an INF.
 std::optional<Bytes> ReadAll(const Node& node) {
   constexpr std::uint64_t kTooLarge = std::uint64_t{64} << 20;
   if (FileSize(node) > kTooLarge) return std::nullopt;
@@ -63,7 +63,8 @@ std::optional<Bytes> ReadAll(const Node& node) {
   return content;
 }
 
-/// Reads an INF as the process, beside others who only read. `*error` says why it cannot.
+/// Reads an INF on behalf of the process, sharing it with other readers only. `*error` says why it
+/// cannot be read.
 std::optional<ParsedInf> ReadInf(std::u16string_view path, InfError& error) {
   const std::u16string name = ToNtPath(Process::Current().TheMachine().files, FullInfPath(path));
   OpenRequest request;
@@ -91,8 +92,8 @@ std::optional<ParsedInf> ReadInf(std::u16string_view path, InfError& error) {
 }
 
 // ------------------------------------------------------------------------------------------------
-// The information block, which only these calls look into: the INF's path with its terminator, then
-// the keys and values of [Version] (assumed; on Windows it is as opaque).
+// The information block, which only these calls interpret: the INF's path with its terminator, then
+// the keys and values of [Version] (assumed; on Windows it is just as opaque).
 
 std::u16string InformationText(std::u16string_view path, const ParsedInf& inf) {
   std::u16string text(path);
@@ -109,7 +110,7 @@ std::u16string InformationText(std::u16string_view path, const ParsedInf& inf) {
 
 constexpr std::size_t kInformationHeader = offsetof(SP_INF_INFORMATION, VersionData);
 
-/// Writes `size` bytes; a block that is cut still ends its text.
+/// Writes `size` bytes; a truncated block still terminates its text.
 void FillInformation(std::u16string text, std::uint32_t size, SP_INF_INFORMATION* buffer) {
   if (size < sizeof *buffer) return;
   text.resize((size - kInformationHeader) / sizeof(char16_t));
@@ -133,8 +134,8 @@ struct OriginalNames {
   std::u16string catalog;
 };
 
-/// A published package remembers the names that it came with; any other INF has its own name and
-/// its own CatalogFile (documented).
+/// A published package remembers its original names; any other INF has its own name and its own
+/// CatalogFile (documented).
 std::optional<OriginalNames> FindOriginalNames(const std::u16string& path, InfError& error) {
   const std::u16string folder = InfFolder();
   const bool inInfFolder =
@@ -155,13 +156,13 @@ void CopyName(const std::u16string& name, char16_t (&target)[MAX_PATH]) {
   target[length] = u'\0';
 }
 
-/// Writes a line's place into a context.
+/// Stores a line's position in a context.
 bool GiveLine(HINF inf, ParsedInf::Section section, ParsedInf::Line line, INFCONTEXT* context) {
   *context = {inf, inf, section, line};
   return true;
 }
 
-/// Whether a context names a line of an open INF.
+/// Whether a context refers to a line of an open INF.
 std::shared_ptr<OpenInf> FindLine(const INFCONTEXT* context) {
   if (context == nullptr) return nullptr;
   auto inf = FindInf(context->CurrentInf);
@@ -181,7 +182,7 @@ HINF SetupOpenInfFileW(const char16_t* path, std::uint32_t style, std::uint32_t*
       Arguments("FileName", path, "InfStyle", Hex{style}, "ErrorLine", errorLine),
       [&](const CallFaults&) -> HINF {
         InfError error;
-        // The model has no INFs of the style before Windows 95.
+        // The model has no INFs of the style used before Windows 95.
         if (path == nullptr || (style & INF_STYLE_WIN4) == 0) {
           SetLastError(ERROR_INVALID_PARAMETER);
           return INVALID_INF;
@@ -212,7 +213,7 @@ bool SetupFindFirstLineW(HINF inf, const char16_t* section, const char16_t* key,
         const auto open = FindInf(inf);
         if (!open) return FailWith(ERROR_INVALID_HANDLE);
         if (section == nullptr || context == nullptr) return FailWith(ERROR_INVALID_PARAMETER);
-        // A missing section is a missing line here (observed).
+        // A missing section is reported as a missing line (observed).
         const ParsedInf& text = open->Text();
         const auto found = text.FindSection(section);
         if (!found) return FailWith(ERROR_LINE_NOT_FOUND);

@@ -16,7 +16,8 @@ constexpr std::size_t kMaxSubstitutedUnits = 4095;  // MAX_INF_STRING_LENGTH les
 constexpr std::size_t kMaxSectionNameUnits = 255;   // MAX_INF_SECTION_NAME_LENGTH
 constexpr char16_t kCtrlZ = 0x1A;
 
-// Windows-1252 from 0x80 to 0x9F; five bytes stand for the control characters of their number.
+// Windows-1252 from 0x80 to 0x9F; five of the bytes stand for the control characters with their
+// number.
 constexpr char16_t kWindows1252[32] = {
     0x20AC, 0x81,   0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021, 0x02C6, 0x2030, 0x0160,
     0x2039, 0x0152, 0x8D,   0x017D, 0x8F,   0x90,   0x2018, 0x2019, 0x201C, 0x201D, 0x2022,
@@ -53,14 +54,14 @@ std::u16string Decode(const Bytes& content) {
   return DecodeAnsi(content);
 }
 
-/// The text up to what ends it.
+/// The text up to the character that ends it.
 std::u16string DecodeToEnd(const Bytes& content) {
   std::u16string text = Decode(content);
   text.resize(std::min(text.size(), text.find(kCtrlZ)));
   return text;
 }
 
-/// White space of any script, but for the line feed (observed).
+/// White space of any script, except the line feed (observed).
 bool IsBlank(char16_t unit) {
   constexpr std::u16string_view kBlanks =
       u" \t\v\f\r\u0085\u00A0\u1680\u2000\u2001\u2002\u2003\u2004\u2005\u2006\u2007\u2008\u2009"
@@ -73,7 +74,7 @@ bool IsBlank(char16_t unit) {
 
 // ------------------------------------------------------------------------------------------------
 
-/// Reads the text once from front to back.
+/// Reads the text once, front to back.
 class InfParser {
  public:
   explicit InfParser(std::u16string source) : source_(std::move(source)) {}
@@ -82,10 +83,10 @@ class InfParser {
     while (!AtEnd()) {
       if (const auto error = ParseLine()) return *error;
     }
-    // NUL is a character of its field and shows as a blank (observed).
+    // A NUL is part of its field, and reads as a blank (observed).
     std::replace(inf_.text_.begin(), inf_.text_.end(), u'\0', u' ');
     CollectStrings();
-    // Text before the first section is overlooked when there is [Strings] (observed).
+    // Text before the first section is ignored when there is [Strings] (observed).
     if (lineOutsideSections_ != 0 && !inf_.FindSection(u"Strings")) {
       return InfError{ERROR_EXPECTED_SECTION_NAME, lineOutsideSections_};
     }
@@ -124,15 +125,15 @@ class InfParser {
     return std::nullopt;
   }
 
-  // Before the first section a name may start anywhere in its line (observed).
+  // Before the first section, a section name may start anywhere in its line (observed).
   void SkipToSectionName() {
     if (AtLineEnd() || Here() == u'[' || Here() == u';') return;
     if (lineOutsideSections_ == 0) lineOutsideSections_ = line_;
     position_ = std::min(source_.find_first_of(u"[;\n", position_), source_.size());
   }
 
-  // What follows the bracket on its line is ignored (observed), and the name is kept with its
-  // blanks (observed).
+  // The rest of the line after the bracket is ignored (observed), and the name keeps its blanks
+  // (observed).
   std::optional<InfError> ParseSectionName() {
     const std::size_t start = ++position_;
     SkipToLineEnd();
@@ -169,11 +170,11 @@ class InfParser {
     inf_.lines_.push_back(record);
   }
 
-  // Stops at the comma, the equals sign of a key, the comment or the line's end that ends the
-  // field.
+  // Stops at whatever ends the field: a comma, the equals sign of a key, a comment or the end of
+  // the line.
   void ParseField(bool keyAllowed) {
     const std::size_t start = inf_.text_.size();
-    std::size_t end = start;  // of the field so far, without the blanks after it
+    std::size_t end = start;  // of the field so far, without trailing blanks
     SkipBlanks();
     while (!AtLineEnd() && Here() != u',' && Here() != u';' && !(keyAllowed && Here() == u'=')) {
       if (IsBlank(Here())) {
@@ -206,8 +207,8 @@ class InfParser {
     }
   }
 
-  // Backslashes that only blanks or a comment separate from the line's end join the next line;
-  // otherwise the whole run is text, its blanks included (observed).
+  // Backslashes that are followed only by blanks or a comment join the next line; otherwise the
+  // whole run is text, including its blanks (observed).
   void ParseBackslashes(std::size_t endOfField) {
     const std::size_t start = position_;
     while (!AtEnd() && (Here() == u'\\' || IsBlank(Here())))
@@ -222,7 +223,7 @@ class InfParser {
     SkipBlanks();
   }
 
-  // Of two entries with one key the first counts (observed).
+  // Of two entries with the same key the first one counts (observed).
   void CollectStrings() {
     const auto section = inf_.FindSection(u"Strings");
     if (!section) return;

@@ -1,29 +1,31 @@
 #pragma once
 
-// ParsedInf: what an INF's bytes mean to the platform. A reader of any bytes: it either gives the
-// sections, lines and fields, or says what is wrong and where, in time and memory that grow with
-// the file's size only.
+// ParsedInf: what an INF's bytes mean to the platform. The reader accepts any bytes. It either
+// returns the sections, lines and fields, or reports what is wrong and where, using time and memory
+// proportional to the file's size.
 //
 // The rules:
 // - Encoding: UTF-16 little endian or UTF-8 with a byte-order mark (documented), else Windows-1252
 //   (assumed; Windows takes the system's code page, and guesses at UTF-16 without a mark).
 // - Lines end with a line feed; a carriage return elsewhere is white space, kept within a field
-//   (observed). Ctrl-Z ends the text, NUL reads as a blank (observed).
+//   (observed). Ctrl-Z ends the text; a NUL reads as a blank (observed).
 // - A semicolon starts a comment, a backslash before a line's end joins the next line (documented).
-// - A line is `key = field, field` or `field, field`; white space around fields goes (documented).
+// - A line is `key = field, field` or `field, field`; white space around fields is dropped
+// (documented).
 //   Only an equals sign before the first comma makes a key, and a line of one field is its own key
 //   (observed).
-// - A section name stands in brackets, its blanks included, and what follows on its line is ignored
-//   (observed). Text before the first section is an error, or ignored where there is [Strings]
+// - A section name is enclosed in brackets and includes its blanks; the rest of its line is ignored
+//   (observed). Text before the first section is an error, or ignored if there is [Strings]
 //   (observed).
 // - Double quotes keep white space, commas, semicolons and equals signs; two of them inside quotes
 //   are one; quotes end with their line (documented, the last observed).
-// - Sections of one name are one section; names are found without regard to case (documented).
+// - Sections with the same name are one section; names ignore case (documented).
 // - %key% is the first field of that key in [Strings], %% is a percent sign, and an unknown key
-//   stays as it is (documented; the last observed). The lists for a language ([Strings.0409]) and
-//   directory numbers (%12%) are not looked at: no field that is read here depends on them.
-// - A field is cut at 511 units before substitution (documented, observed) and at 4095 after it
-//   (documented; the cut assumed).
+//   stays as it is (documented; the last observed). Language-specific lists ([Strings.0409]) and
+//   directory numbers (%12%) are not supported: no field that is read here depends on them.
+// - A field is truncated at 511 units before substitution (documented, observed) and at 4095 after
+// it
+//   (documented; the truncation assumed).
 
 #include "platform/simulated/file_system.h"
 
@@ -39,8 +41,8 @@ namespace vorn::platform::simulated {
 
 class ParsedInf {
  public:
-  using Section = std::uint32_t;  // index, in order of first appearance
-  using Line = std::uint32_t;     // index within a section
+  using Section = std::uint32_t;  // in order of first appearance
+  using Line = std::uint32_t;     // within its section
 
   Section SectionCount() const { return static_cast<Section>(sections_.size()); }
   const std::u16string& SectionName(Section section) const { return sections_[section].name; }
@@ -48,18 +50,18 @@ class ParsedInf {
 
   Line LineCount(Section section) const;
 
-  /// The first line from `from` on with that key, whose own strings are substituted first; case is
-  /// ignored.
+  /// The first line at or after `from` with that key. Strings in keys are substituted first; case
+  /// is ignored.
   std::optional<Line> FindLine(Section section, std::u16string_view key, Line from = 0) const;
 
-  /// Number of the line's fields, the key not counted.
+  /// The number of the line's fields, without the key.
   std::uint32_t FieldCount(Section section, Line line) const;
 
-  /// A field with its strings substituted; 0 is the key, which a line of one field without key has
-  /// as well. Nothing when the line has no such field.
+  /// A field with its strings substituted. Field 0 is the key; the single field of a line without a
+  /// key is its key as well. Nothing when the line has no such field.
   std::optional<std::u16string> Field(Section section, Line line, std::uint32_t index) const;
 
-  /// The field of the first line with that key in a section.
+  /// That field of the section's first line with that key.
   std::optional<std::u16string> Value(std::u16string_view section, std::u16string_view key,
                                       std::uint32_t index = 1) const;
 
@@ -72,7 +74,7 @@ class ParsedInf {
   };
   struct LineRecord {
     std::uint32_t firstField = 0;
-    std::uint32_t fieldCount = 0;  // with the key
+    std::uint32_t fieldCount = 0;  // including the key
     bool hasKey = false;
   };
   struct SectionRecord {
@@ -95,10 +97,10 @@ class ParsedInf {
 /// Why an INF cannot be opened.
 struct InfError {
   std::uint32_t error = 0;  // ERROR_WRONG_INF_STYLE and its like
-  std::uint32_t line = 0;   // counted from 1; 0 when no line is to blame
+  std::uint32_t line = 0;   // from 1; 0 when no line is at fault
 };
 
-/// Reads an INF of the current style, which needs a [Version] section with a known Signature.
+/// Reads an INF of the current style, which requires a [Version] section with a known Signature.
 std::variant<ParsedInf, InfError> ParseInf(const Bytes& content);
 
 }  // namespace vorn::platform::simulated

@@ -1,7 +1,7 @@
 #pragma once
 
-// Machine: the world that outlives a process. It is a value: copying it is how a test keeps what
-// was before, and how thousands of runs start from the same state.
+// Machine: everything that outlives a process. It is a value: a test copies it to keep an earlier
+// state, and thousands of runs start from copies of the same state.
 
 #include "platform/simulated/audio_catalog.h"
 #include "platform/simulated/clock.h"
@@ -27,7 +27,7 @@ struct Machine {
   std::uint32_t serviceManagerError = 0;       // not 0: connecting to the manager fails with this
   Clock clock;
   std::uint64_t randomState = 0x9E3779B97F4A7C15;
-  std::map<std::u16string, std::u16string> classNames;  // upper-cased class GUID text to name
+  std::map<std::u16string, std::u16string> classNames;  // by upper-cased class GUID text
 };
 
 // Machines to start from. Each has Windows folders on C:, the two audio services running, the
@@ -36,16 +36,16 @@ struct Machine {
 /// No VORN device.
 Machine CleanMachine();
 
-/// The package of that version is installed and runs, its 20 endpoints are active.
+/// The package of that version is installed and running, and its 20 endpoints are active.
 Machine InstalledMachine(std::u16string_view version = u"26.8.10.5");
 
-/// As installed with 26.8.9.4, older than the sample package.
+/// Like the installed machine, but with 26.8.9.4, older than the sample package.
 Machine OutdatedMachine();
 
-/// As installed, with a ghost root and a second present root beside it.
+/// Like the installed machine, with an additional ghost root and a second present root.
 Machine DuplicatesMachine();
 
-/// As installed, and the device is disabled.
+/// Like the installed machine, but the device is disabled.
 Machine DisabledMachine();
 
 }  // namespace vorn::platform::simulated

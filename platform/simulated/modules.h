@@ -1,6 +1,6 @@
 #pragma once
 
-// The modules that a simulated process has loaded.
+// The modules loaded in a simulated process.
 
 #include "platform/types.h"
 

@@ -30,7 +30,7 @@ bool IsSoundName(const UNICODE_STRING* text) {
          (text->Buffer != nullptr || text->Length == 0);
 }
 
-/// The caller's record as a request of the model, or the status that refuses it.
+/// Translates the caller's record into a request of the model, or into the status that refuses it.
 NTSTATUS ReadAttributes(const Process& process, const OBJECT_ATTRIBUTES& attributes,
                         std::shared_ptr<FileObject>& root, SecurityRecord& security,
                         OpenRequest& request) {
@@ -74,8 +74,8 @@ NTSTATUS CreateFileBody(HANDLE* file, const OBJECT_ATTRIBUTES* attributes,
   return STATUS_SUCCESS;
 }
 
-/// A planned failure may be a Win32 code; wrapped as the platform wraps one, it is a failure here
-/// too, and translates back to itself.
+/// A planned failure may be a Win32 code. Wrapped in a status, as the platform does it, it is a
+/// failure here too and translates back to itself.
 NTSTATUS AsFailure(NTSTATUS status) {
   constexpr std::uint32_t kNtWin32Facility = 0xC0070000;
   if (status <= 0) return status;
@@ -127,7 +127,7 @@ const Export kNtdllExports[] = {
     {"RtlNtStatusToDosError", reinterpret_cast<FARPROC>(&RtlNtStatusToDosError)},
 };
 
-/// A name without an extension means a library (documented).
+/// A name without an extension means a DLL (documented).
 bool NamesNtdll(std::u16string_view name) {
   return EqualsIgnoringCase(name, u"ntdll.dll") || EqualsIgnoringCase(name, u"ntdll");
 }

@@ -8,7 +8,7 @@
 
 namespace vorn::platform::simulated {
 
-/// The Win32 error code of a native status; ERROR_MR_MID_NOT_FOUND for a status without one.
+/// The Win32 error code of a native status; ERROR_MR_MID_NOT_FOUND when it has none.
 std::uint32_t ToDosError(NTSTATUS status);
 
 }  // namespace vorn::platform::simulated

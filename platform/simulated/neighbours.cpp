@@ -104,7 +104,7 @@ void AddAudioDevice(Machine& machine) {
 // ------------------------------------------------------------------------------------------------
 // Describing.
 
-/// Fields of a thing, joined so that no two different things give the same text.
+/// The fields of a thing, joined so that different things never give the same text.
 class Description {
  public:
   explicit Description(std::u16string_view kind) : text_(kind) {}
@@ -174,7 +174,7 @@ void DescribeKey(const Registry& registry, KeyId id, std::u16string_view path,
   }
 }
 
-/// Whether a record carries the marker of the product's endpoints, of whatever type and value.
+/// Whether a record carries the marker of the product's endpoints, whatever its type and value.
 bool HasMarker(const Registry& registry, KeyId record) {
   const auto properties = FindChild(registry, record, u"Properties");
   return properties && FindValue(registry.keys.at(*properties), kCableMarkerName) != nullptr;

@@ -1,7 +1,7 @@
 #pragma once
 
-// Somebody else's devices, packages and endpoints on a simulated machine. The program must leave
-// them as they are, bit for bit.
+// Devices, packages and endpoints of others on a simulated machine. The program must leave them
+// unchanged, bit for bit.
 
 #include <string>
 #include <vector>
@@ -14,9 +14,10 @@ struct Machine;
 /// system device, and an audio device with a render and a capture endpoint and their records.
 void AddNeighbours(Machine& machine);
 
-/// Everything on the machine that is somebody else's, one text for each thing: foreign devices with
-/// what is below them, foreign packages with their INF's bytes, endpoints of other devices, and the
-/// records of those endpoints. Two machines whose texts are equal have the same neighbours.
+/// Everything on the machine that is not the product's, one text for each thing: foreign devices
+/// and what is below them, foreign packages with the bytes of their INFs, endpoints of other
+/// devices, and the records of those endpoints. Two machines with equal texts have the same
+/// neighbours.
 std::vector<std::u16string> DescribeForeignParts(const Machine& machine);
 
 }  // namespace vorn::platform::simulated

@@ -1,9 +1,9 @@
 #pragma once
 
 // What a process's device node numbers mean. As in the configuration manager's client, a number
-// stands for an instance id, the same one for the life of the process, and says nothing about
-// whether the device exists: that is asked of the tree at every call (documented: a node that went
-// away gives CR_NO_SUCH_DEVNODE).
+// stands for an instance id for the life of the process, and does not tell whether the device
+// exists: every call looks that up in the tree (documented: a node that has gone gives
+// CR_NO_SUCH_DEVNODE).
 
 #include "platform/types.h"
 
@@ -16,14 +16,14 @@ namespace vorn::platform::simulated {
 
 class NodeNames {
  public:
-  /// The number of an instance id, without regard to ASCII case; never 0.
+  /// The number of an instance id, ignoring ASCII case; never 0.
   DEVINST NumberOf(std::u16string_view instanceId);
 
   /// The instance id of a number that was handed out; null for any other.
   const std::u16string* NameOf(DEVINST node) const;
 
  private:
-  std::vector<std::u16string> names_;                    // of the numbers from 1 on
+  std::vector<std::u16string> names_;                    // index 0 is number 1
   std::unordered_map<std::u16string, DEVINST> numbers_;  // by upper-cased name
 };
 

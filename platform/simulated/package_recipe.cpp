@@ -1,4 +1,4 @@
-// Driver packages as a build of the product would make them.
+// Driver packages as a build of the product would produce them.
 
 #include "base/text.h"
 #include "platform/simulated/driver_package.h"

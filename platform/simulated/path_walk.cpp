@@ -11,7 +11,7 @@ namespace vorn::platform::simulated {
 
 namespace {
 
-/// A name that passes more links than this is taken for a loop (documented: 63 reparse points).
+/// A name that passes more links than this counts as a loop (documented: 63 reparse points).
 constexpr int kMostLinks = 63;
 
 constexpr std::u16string_view kDosDevices[] = {u"\\??\\", u"\\DosDevices\\", u"\\GLOBAL??\\"};
@@ -40,7 +40,7 @@ std::u16string Join(const std::vector<std::u16string>& pieces, std::size_t from)
   return text;
 }
 
-/// A relative link's target from the folder that holds the link; "." and ".." are steps.
+/// Resolves a relative link's target from the folder that holds the link; "." and ".." are steps.
 std::u16string Resolve(std::u16string folder, std::u16string_view target) {
   for (const std::u16string& step : SplitSteps(target)) {
     if (step.empty() || step == u".") continue;
@@ -54,7 +54,7 @@ std::u16string Resolve(std::u16string folder, std::u16string_view target) {
   return folder;
 }
 
-/// The native name that a link leads to.
+/// The native name that a link points to.
 std::u16string LinkTarget(const FileSystem& files, const Node& link, NodeId folder) {
   const std::u16string& target = link.reparseTarget;
   const bool native = target.starts_with(u"\\??\\") || target.starts_with(u"\\Device\\");
@@ -67,7 +67,7 @@ std::u16string LinkTarget(const FileSystem& files, const Node& link, NodeId fold
   return Resolve(device + (above == u"\\" ? std::u16string() : above), target);
 }
 
-/// A walk in progress: the name is rewritten by every link until none is left.
+/// A walk in progress: each link rewrites the name until no link is left.
 class Walker {
  public:
   Walker(const FileSystem& files, const WalkOptions& options) : files_(files), options_(options) {}
@@ -98,7 +98,7 @@ class Walker {
     return walked;
   }
 
-  /// Up to the end, or to the first link, which leaves the rewritten name in `next_`.
+  /// Walks to the end, or to the first link, which leaves the rewritten name in `next_`.
   Walked Once(const std::u16string& name) {
     if (!name.starts_with(u'\\')) return Failed(STATUS_OBJECT_PATH_SYNTAX_BAD);
     for (const std::u16string_view root : kDosDevices) {
@@ -139,7 +139,7 @@ class Walker {
     return Failed(rest.empty() ? STATUS_OBJECT_NAME_NOT_FOUND : STATUS_OBJECT_PATH_NOT_FOUND);
   }
 
-  /// The object manager's own answer: only the last name of "\Device\X" is a name.
+  /// The object manager's own rule: only the last name of "\Device\X" is a name.
   static Walked UnknownObject(std::u16string_view name) {
     const std::size_t depth = static_cast<std::size_t>(std::count(name.begin(), name.end(), u'\\'));
     return Failed(depth <= 2 ? STATUS_OBJECT_NAME_NOT_FOUND : STATUS_OBJECT_PATH_NOT_FOUND);
@@ -170,7 +170,7 @@ class Walker {
       const bool passes = node.reparse != ReparseKind::None && !(last && options_.openLastLink);
       if (passes) return Through(node, folder, Join(names, i + 1));
     }
-    // NTFS takes a separator at the end of a folder's name only (assumed).
+    // NTFS accepts a trailing separator only after a folder's name (assumed).
     const bool file = !files_.nodes.at(walked.node).directory;
     if (trailing && file) return Failed(STATUS_OBJECT_NAME_INVALID);
     return walked;
@@ -186,7 +186,7 @@ class Walker {
 
   Walked Through(const Node& link, NodeId folder, const std::u16string& rest) {
     if (link.reparse == ReparseKind::Other && !options_.dontReparse) {
-      // No filter of the machine answers for other tags (documented).
+      // No filter of the machine handles other tags (documented).
       return Failed(STATUS_IO_REPARSE_TAG_NOT_HANDLED);
     }
     next_ = LinkTarget(files_, link, folder) + rest;

@@ -1,5 +1,5 @@
-// The machines to start from. Each is what real runs leave: packages are published, devices bound
-// and started, and the clock moved on by the same acts that a run uses.
+// The machines to start from. Each is in a state that real runs leave: packages are published,
+// devices are bound and started, and the clock advances, by the same functions that a run uses.
 
 #include "platform/simulated/endpoint_builder.h"
 #include "platform/simulated/machine.h"
@@ -22,7 +22,8 @@ constexpr char16_t kSampleFolder[] = u"C:\\pkg\\driver";
 constexpr char16_t kStagingFolder[] = u"C:\\pkg\\staging";
 constexpr std::uint64_t kSettleMs = 60'000;
 
-// Windows' own folders belong to the system; the operator's temporary folder to the operator.
+// Windows' own folders belong to the system; the operator's temporary folder belongs to the
+// operator.
 constexpr char16_t kWindowsSecurity[] =
     u"O:S-1-5-80-956008885-3418522649-1831038044-1853292631-2271478464"
     u"D:PAI(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;0x1200a9;;;BU)";
@@ -68,7 +69,7 @@ PackageRecipe RecipeOf(std::u16string_view version) {
   return recipe;
 }
 
-/// Publishes the package of that version, out of a folder that is gone afterwards unless it is the
+/// Publishes the package of that version from a folder that is then deleted, unless it is the
 /// sample package.
 std::u16string Publish(Machine& machine, std::u16string_view version) {
   const bool isSample = version == kSampleVersion;
@@ -102,7 +103,8 @@ Machine BuildInstalled(std::u16string_view version) {
 Machine BuildDuplicates() {
   Machine machine = InstalledMachine();
   const std::u16string published = machine.devices.Find(kRootId)->publishedInf;
-  // What failed installs leave: a device that was bound and then lost, and one that never was.
+  // What failed installs leave behind: a device that was bound and then lost, and one that was
+  // never bound.
   AddRoot(machine, kGhostId);
   BindPackage(machine, kGhostId, published);
   Device& ghost = *machine.devices.Find(kGhostId);
@@ -123,7 +125,7 @@ Machine BuildDisabled() {
 
 }  // namespace
 
-// Built once each; a copy is cheap.
+// Each is built once; copies are cheap.
 
 Machine CleanMachine() {
   static const Machine machine = BuildClean();

@@ -18,7 +18,7 @@ std::u16string Joined(const std::vector<ConsoleWrite>& console, bool error) {
   return text;
 }
 
-/// What is nothing but the process's own memory, and no handle that a kernel closes.
+/// Objects that are only the process's own memory, not handles that a kernel closes.
 bool IsMemory(ObjectKind kind) {
   return kind == ObjectKind::Memory || kind == ObjectKind::Com;
 }
@@ -52,7 +52,7 @@ void Process::Kill() {
 }
 
 void Process::CloseHandles() {
-  // Newest first; closing an object may look at the machine, never at other objects.
+  // Newest first. Closing an object may access the machine, but never other objects.
   for (auto next = objects_.end(); next != objects_.begin();) {
     --next;
     if (!IsMemory(next->second.first)) next = objects_.erase(next);

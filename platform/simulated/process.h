@@ -1,8 +1,8 @@
 #pragma once
 
-// Process: what dies with a run. It holds the handles, the last error, the token, the console's
-// text, the call log and the fault plan. While a Process lives, the platform's functions act as it,
-// on its machine.
+// Process: the state that ends with a run. It holds the handles, the last error, the token, the
+// console's text, the call log and the fault plan. While a Process lives, the platform's functions
+// act on its behalf, on its machine.
 
 #include "platform/simulated/calls.h"
 #include "platform/simulated/machine.h"
@@ -17,7 +17,7 @@
 
 namespace vorn::platform::simulated {
 
-/// An open object of the process, whatever its kind.
+/// An open object of the process, of any kind.
 class Object {
  public:
   virtual ~Object() = default;
@@ -25,7 +25,7 @@ class Object {
 
 /// One piece of console text, in the order written.
 struct ConsoleWrite {
-  bool error = false;  // standard error, else standard output
+  bool error = false;  // to standard error instead of standard output
   std::u16string text;
 };
 
@@ -34,21 +34,21 @@ enum class ObjectKind { Handle, DeviceInfoList, Inf, Key, Service, Hash, Com, Me
 
 class Process {
  public:
-  /// Becomes the current process of `machine`, which must outlive it. There is one at a time.
+  /// Becomes the current process of `machine`, which must outlive it. Only one exists at a time.
   explicit Process(Machine& machine);
 
-  /// Ends: whatever is still open is closed as a kernel does.
+  /// Ends the process: whatever is still open is closed, as a kernel does.
   ~Process();
 
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;
 
-  /// The process that platform calls act as. There must be one.
+  /// The process that platform calls act for. There must be one.
   static Process& Current();
 
   Machine& TheMachine() { return machine_; }
 
-  // Facts of the run.
+  // Facts about the run.
   std::uint32_t lastError = 0;
   Token token;
   std::vector<ConsoleWrite> console;
@@ -58,20 +58,20 @@ class Process {
   std::vector<CallRecord> calls;  // when logCalls is set
   std::uint64_t callCount = 0;    // of all calls
   std::map<std::string, std::uint32_t, std::less<>> callCounts;
-  bool killed = false;  // no call of it has an effect any more
+  bool killed = false;  // its calls no longer have any effect
   std::uint64_t deadTicks = 0;
-  std::unique_ptr<Machine> past;            // what stale answers are taken from
+  std::unique_ptr<Machine> past;            // where stale answers come from
   bool ntdllMissing = false;                // GetModuleHandleW finds no ntdll.dll
   std::vector<std::string> missingExports;  // names that GetProcAddress does not find
   NodeNames nodes;                          // what its device node numbers mean
-  int comInitialized = 0;                   // CoInitializeEx calls not yet paired
-  bool inOtherApartment = false;            // the thread had joined a COM apartment by itself
+  int comInitialized = 0;                   // CoInitializeEx calls not yet balanced
+  bool inOtherApartment = false;            // the thread joined another COM apartment by itself
 
-  /// The process dies now: handles are closed as a kernel does, later calls do nothing and fail.
-  /// Memory stays until the Process ends, since the program's destructors still run over it.
+  /// Kills the process: handles are closed as a kernel does; later calls do nothing and fail.
+  /// Memory stays until the Process ends, because the program's destructors still use it.
   void Kill();
 
-  // Open objects. A value is an opaque number, never reused within a process.
+  // Open objects. Handle values are opaque numbers, never reused within a process.
   std::uintptr_t Add(ObjectKind kind, std::shared_ptr<Object> object);
   template <class T>
   std::shared_ptr<T> Find(ObjectKind kind, std::uintptr_t value) const {
@@ -79,10 +79,10 @@ class Process {
   }
   bool Remove(ObjectKind kind, std::uintptr_t value);
 
-  /// How many objects of each kind are open; empty when nothing is left behind, and after Kill.
+  /// How many objects of each kind are open; empty when nothing was leaked, and after Kill.
   std::map<ObjectKind, std::size_t> OpenObjects() const;
 
-  /// What was written to standard output, and to standard error.
+  /// The text written to standard output, and to standard error.
   std::u16string Output() const;
   std::u16string ErrorOutput() const;
 
@@ -95,9 +95,8 @@ class Process {
   std::uintptr_t nextObject_ = 4;
 };
 
-/// The `result` of a call that opens an object and returns its handle, or `none`. When the call was
-/// made to fail after it had opened the object, the program never learns of `created`: it is
-/// closed.
+/// The `result` of a call that opens an object and returns its handle, or `none`. If the call was
+/// made to fail after opening the object, the program never sees `created`, so it is closed.
 template <class Handle>
 Handle KeepOnSuccess(ObjectKind kind, Handle result, Handle created, Handle none) {
   if (result == none && created != none) {

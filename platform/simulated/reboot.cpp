@@ -11,7 +11,7 @@ namespace vorn::platform::simulated {
 
 namespace {
 
-/// From the shutdown until somebody can work again.
+/// From the shutdown until the machine can be used again.
 constexpr std::uint64_t kBootMs = 45'000;
 
 bool WaitsToGo(const Machine& machine, const Device& device) {
@@ -32,12 +32,12 @@ std::vector<std::u16string> DevicesThat(const Machine& machine, Wanted wanted) {
   return ids;
 }
 
-/// Devices whose driver is this model's to stop and start; others run through.
+/// Devices whose driver the model stops and starts; the others keep running.
 bool HasPlayedDriver(const Device& device) {
   return device.present && !device.foreign && (device.resident || !device.publishedInf.empty());
 }
 
-/// What was planned is over, but what the registry's keeper has still to write.
+/// All plans are dropped except the registry writes that the endpoint builder still owes.
 void ForgetPlans(Machine& machine) {
   std::erase_if(machine.clock.events,
                 [](const Event& event) { return event.kind != EventKind::IdleEndpointRecords; });
@@ -70,7 +70,7 @@ void PowerOn(Machine& machine) {
   }
 }
 
-/// Files stay; who had them open does not, and what was only waiting for that goes.
+/// Files stay; opens end, and names that only waited for that are deleted.
 void CloseAllFiles(FileSystem& files) {
   while (!files.opens.empty())
     ReleaseHold(files, files.opens.begin()->first.number);

@@ -47,7 +47,7 @@ std::uint32_t MapGeneric(std::uint32_t access) {
   return mapped;
 }
 
-/// Every right of a key that its descriptor gives to the process.
+/// All rights on a key that its descriptor grants to the process.
 std::uint32_t MaximumAccess(const SecurityRecord& security) {
   std::uint32_t granted = 0;
   for (std::uint32_t right = 1; right <= KEY_ALL_ACCESS; right <<= 1) {
@@ -58,7 +58,7 @@ std::uint32_t MaximumAccess(const SecurityRecord& security) {
   return granted;
 }
 
-/// The rights of a handle that is opened with `desired`; nothing when they are denied.
+/// The rights of a handle opened with `desired`; nothing when they are denied.
 std::optional<std::uint32_t> GrantAccess(KeyId key, std::uint32_t desired) {
   const SecurityRecord& security = SecurityOf(TheRegistry(), key);
   std::uint32_t access = MapGeneric(desired);
@@ -71,8 +71,9 @@ std::optional<std::uint32_t> GrantAccess(KeyId key, std::uint32_t desired) {
   return granted | access;
 }
 
-/// Documented: the option ignores the access that is asked for. The backup privilege gives what
-/// reading takes, the restore privilege what writing and deleting take; without either it fails.
+/// Documented: with this option the requested access is ignored. The backup privilege grants what
+/// reading takes, the restore privilege what writing and deleting take; without either the open
+/// fails.
 std::optional<std::uint32_t> GrantBackupRestore() {
   const Token& token = Process::Current().token;
   std::uint32_t granted = 0;
@@ -87,7 +88,7 @@ std::optional<std::uint32_t> GrantBackupRestore() {
 // ------------------------------------------------------------------------------------------------
 // From handles to keys.
 
-/// What a handle leads to, or why it leads nowhere.
+/// The key that a handle refers to, or the error when there is none.
 struct Target {
   std::uint32_t error = ERROR_SUCCESS;
   KeyId key = 0;
@@ -107,8 +108,8 @@ Target TargetOf(HKEY handle) {
   return {ERROR_SUCCESS, open->key, open->granted};
 }
 
-/// The key that a symbolic link leads to, over as many links as there are; `key` itself when it is
-/// none. A link that leads nowhere, or in a circle, leads to no key.
+/// The key that a symbolic link leads to, through any number of links; `key` itself when it is not
+/// a link. A link that leads nowhere, or in a circle, has no target.
 std::optional<KeyId> FollowLinks(const Registry& registry, KeyId key) {
   std::optional<KeyId> next = key;
   for (int i = 0; next && i < kMostKeyLinks; ++i) {
@@ -119,8 +120,8 @@ std::optional<KeyId> FollowLinks(const Registry& registry, KeyId key) {
   return std::nullopt;
 }
 
-/// The key at a path below `key`. Links on the way are followed, the last one unless it is itself
-/// wanted. Documented: rights of the keys on the way are not asked.
+/// The key at a path below `key`. Links on the way are followed; the last one is followed unless
+/// the link itself is wanted. Documented: rights on the keys on the way are not checked.
 std::optional<KeyId> FindBelow(const Registry& registry, KeyId key, std::u16string_view path,
                                bool openLink) {
   std::optional<KeyId> found = key;
@@ -135,7 +136,7 @@ std::optional<KeyId> FindBelow(const Registry& registry, KeyId key, std::u16stri
   return found;
 }
 
-/// The key `subkey` below a handle, opened with `desired`.
+/// Opens the key `subkey` below a handle, with `desired` access.
 Target OpenBelow(HKEY handle, const char16_t* subkey, std::uint32_t options,
                  std::uint32_t desired) {
   const Target parent = TargetOf(handle);
@@ -143,7 +144,7 @@ Target OpenBelow(HKEY handle, const char16_t* subkey, std::uint32_t options,
   const std::u16string_view path = subkey == nullptr ? u"" : subkey;
   if (path.starts_with(u'\\')) return {ERROR_BAD_PATHNAME};
   if ((desired & kViewBits) == kViewBits) return {ERROR_INVALID_PARAMETER};
-  // The machine has no keys of 32-bit programs.
+  // The machine has no keys of the 32-bit view.
   if ((desired & KEY_WOW64_32KEY) != 0) return {ERROR_FILE_NOT_FOUND};
   const bool openLink = (options & REG_OPTION_OPEN_LINK) != 0;
   const auto key = FindBelow(TheRegistry(), parent.key, path, openLink);
@@ -172,7 +173,7 @@ LSTATUS Enumerate(HKEY handle, std::uint32_t index, char16_t* name, std::uint32_
   if (index >= children.size()) return Code(ERROR_NO_MORE_ITEMS);
   std::u16string text = registry.keys.at(children[index]).name;
   SpoilLength(text, faults);
-  // Assumed: the size is left alone when the buffer is too small.
+  // Assumed: the size is left unchanged when the buffer is too small.
   if (text.size() >= *nameSize) return Code(ERROR_MORE_DATA);
   std::copy(text.begin(), text.end(), name);
   name[text.size()] = u'\0';
@@ -187,7 +188,7 @@ bool IsText(std::uint32_t type) {
   return type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ;
 }
 
-/// The bit that stands for a type among the restrictions; 0 for types that have none.
+/// The restriction flag of a type; 0 for types that have none.
 std::uint32_t RestrictionOf(std::uint32_t type) {
   switch (type) {
     case REG_NONE:
@@ -205,8 +206,8 @@ std::uint32_t RestrictionOf(std::uint32_t type) {
   }
 }
 
-/// Documented: a type that is not among those asked for is refused, and so are bytes of another
-/// length than the number that they were asked to be.
+/// Documented: a value of a type that was not asked for is refused, and so is a number of the wrong
+/// length.
 std::uint32_t CheckType(const RegistryValue& value, std::uint32_t restrictions) {
   if (restrictions == RRF_RT_ANY) return ERROR_SUCCESS;
   if ((RestrictionOf(value.type) & restrictions) == 0) return ERROR_UNSUPPORTED_TYPE;
@@ -217,7 +218,8 @@ std::uint32_t CheckType(const RegistryValue& value, std::uint32_t restrictions) 
   return ERROR_SUCCESS;
 }
 
-/// Documented: texts come back terminated even if they are not stored so; lists of texts twice.
+/// Documented: texts are returned with a terminator even when stored without one; lists of texts
+/// with two.
 Bytes DataOf(const RegistryValue& value) {
   Bytes data = value.data;
   if (!IsText(value.type)) return data;
@@ -247,7 +249,7 @@ LSTATUS ReadValue(HKEY handle, const char16_t* subkey, const char16_t* name, std
                   std::uint32_t* type, void* data, std::uint32_t* size, const CallFaults& faults) {
   const std::uint32_t restrictions = flags & RRF_RT_ANY;
   if (data != nullptr && size == nullptr) return Code(ERROR_INVALID_PARAMETER);
-  // Documented: a text that could be expanded is given as it is, or together with all other types.
+  // Documented: an expandable text may be asked for unexpanded, or together with all other types.
   if ((restrictions & RRF_RT_REG_EXPAND_SZ) != 0 && restrictions != RRF_RT_ANY &&
       (flags & RRF_NOEXPAND) == 0) {
     return Code(ERROR_INVALID_PARAMETER);
@@ -261,7 +263,7 @@ LSTATUS ReadValue(HKEY handle, const char16_t* subkey, const char16_t* name, std
   const RegistryValue* value = FindValue(key, name == nullptr ? u"" : name);
   if (value == nullptr) return Code(ERROR_FILE_NOT_FOUND);
   if (type != nullptr) {
-    // No environment variable is known here, so an expanded text only changes its type.
+    // The model has no environment variables, so expanding a text only changes its type.
     const bool expanded = value->type == REG_EXPAND_SZ && (flags & RRF_NOEXPAND) == 0;
     *type = expanded ? REG_SZ : value->type;
   }
@@ -281,7 +283,7 @@ NTSTATUS Delete(HKEY handle) {
   Registry& registry = TheRegistry();
   const Key& key = registry.keys.at(target.key);
   if (key.deleteStatus != STATUS_SUCCESS) return key.deleteStatus;
-  // Documented; Wine says STATUS_ACCESS_DENIED here (observed).
+  // Documented; Wine returns STATUS_ACCESS_DENIED here (observed).
   if (!key.children.empty()) return STATUS_CANNOT_DELETE;
   RemoveKey(registry, target.key);
   return STATUS_SUCCESS;
@@ -292,7 +294,7 @@ NTSTATUS Delete(HKEY handle) {
 NTSTATUS SimulatedNtDeleteKey(HKEY key) {
   const auto status = SimulateCode<NTSTATUS>("NtDeleteKey", Arguments("key", key),
                                              [&](const CallFaults&) { return Delete(key); });
-  // A planned failure may be an error code, which as a status would say success.
+  // A planned failure may be an error code, which would mean success as a status.
   return status > 0 ? STATUS_UNSUCCESSFUL : status;
 }
 
@@ -316,7 +318,7 @@ LSTATUS RegOpenKeyExW(HKEY key, const char16_t* subkey, std::uint32_t options,
         return Code(ERROR_SUCCESS);
       });
   if (opened == 0) return status;
-  // A handle that came to be although the call was then made to fail is not the program's.
+  // A key that was opened although the call was then made to fail is not the program's to close.
   if (status != Code(ERROR_SUCCESS)) {
     Process::Current().Remove(ObjectKind::Key, opened);
   } else {

@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::uint8_t kInheritedByKeys = 0x2;  // CONTAINER_INHERIT_ACE
 
-/// What HKEY_LOCAL_MACHINE is protected by when nobody says otherwise.
+/// The default protection of HKEY_LOCAL_MACHINE.
 const SecurityRecord& DefaultSecurity() {
   static const SecurityRecord record = [] {
     SecurityRecord made;
@@ -25,7 +25,7 @@ const SecurityRecord& DefaultSecurity() {
   return record;
 }
 
-/// The next component of a path, which is taken off it; empty at the end.
+/// Takes the next component off a path; empty at the end.
 std::u16string_view TakeComponent(std::u16string_view& path) {
   const std::size_t begin = path.find_first_not_of(u'\\');
   if (begin == std::u16string_view::npos) return path = {};

@@ -22,19 +22,19 @@ struct RegistryValue {
   friend bool operator==(const RegistryValue&, const RegistryValue&) = default;
 };
 
-/// Number of a key, never used again. 0 is no key.
+/// The number of a key, never reused. 0 means no key.
 using KeyId = std::uint64_t;
 
 struct Key {
-  std::u16string name;  // as written
+  std::u16string name;  // as originally written
   KeyId parent = 0;
   std::vector<KeyId> children;  // in listing order
   std::vector<RegistryValue> values;
-  std::optional<SecurityRecord> security;    // its parent's when there is none
+  std::optional<SecurityRecord> security;    // missing: the parent's applies
   std::optional<std::u16string> linkTarget;  // of a symbolic link: a path below HKEY_LOCAL_MACHINE
-  std::uint32_t openError = 0;               // not 0: opening it fails with this
+  std::uint32_t openError = 0;               // not 0: opening the key fails with this
   std::uint32_t listError = 0;               // not 0: listing its subkeys fails with this
-  std::int32_t deleteStatus = 0;             // not 0: the NTSTATUS that deleting it gives
+  std::int32_t deleteStatus = 0;             // not 0: the NTSTATUS of deleting the key
 
   friend bool operator==(const Key&, const Key&) = default;
 };
@@ -43,17 +43,17 @@ struct Registry {
   Registry();
 
   std::map<KeyId, Key> keys;
-  KeyId localMachine = 0;  // there is always one
+  KeyId localMachine = 0;  // always exists
   KeyId nextKey = 1;
 
   friend bool operator==(const Registry&, const Registry&) = default;
 };
 
-// World building and looking, by path below HKEY_LOCAL_MACHINE with backslashes. No access list is
-// asked and no link is followed. Keys and values are named without regard to ASCII case; a new key
-// is listed in the order of the upper-cased names, as a hive keeps them.
+// Building and examining registries, by path below HKEY_LOCAL_MACHINE with backslashes. Access
+// lists are not checked and links are not followed. Names of keys and values ignore ASCII case. A
+// new key is listed in the order of upper-cased names, as in a hive.
 
-/// The key at a path, created with those above it where they are missing.
+/// The key at a path, created together with missing keys above it.
 KeyId MakeKey(Registry& registry, std::u16string_view path);
 
 /// The key at a path; nothing when there is none. The empty path is HKEY_LOCAL_MACHINE.
@@ -67,15 +67,15 @@ void PutDword(Registry& registry, std::u16string_view path, std::u16string_view 
 void PutString(Registry& registry, std::u16string_view path, std::u16string_view name,
                std::u16string_view text);
 
-/// A value; null when there is none. Good until the key changes.
+/// A value; null when there is none. Valid until the key changes.
 const RegistryValue* FindValue(const Registry& registry, std::u16string_view path,
                                std::u16string_view name);
 
-/// Gives the key at a path, created when it is missing, a descriptor of its own, which keys below
-/// it without one share.
+/// Gives the key at a path, created when it is missing, its own descriptor. Keys below it without
+/// one share it.
 void SecureKey(Registry& registry, std::u16string_view path, SecurityRecord security);
 
-/// Removes a key with everything below it. Handles to it find it deleted.
+/// Removes a key with everything below it. Open handles to it find it deleted.
 void RemoveKeyTree(Registry& registry, std::u16string_view path);
 
 // By number, for the registry's own calls.
@@ -94,7 +94,7 @@ void PutValue(Key& key, std::u16string_view name, std::uint32_t type, Bytes data
 void PutDword(Key& key, std::u16string_view name, std::uint32_t value);
 void PutString(Key& key, std::u16string_view name, std::u16string_view text);
 
-/// The descriptor that decides about a key: its own, or that of the nearest key above it.
+/// The descriptor that applies to a key: its own, or that of the nearest key above with one.
 const SecurityRecord& SecurityOf(const Registry& registry, KeyId key);
 
 /// Removes a key that has no subkeys.

@@ -1,6 +1,6 @@
 #pragma once
 
-// How a platform call gives back data of a length that the caller may not know: the required size
+// How a platform call returns data of a length that the caller may not know: the required size
 // always, the data only when the caller's buffer holds all of it.
 
 #include "platform/simulated/calls.h"
@@ -15,15 +15,15 @@ namespace vorn::platform::simulated {
 /// The bytes of a text in UTF-16 with its terminator.
 Bytes ToTerminatedBytes(std::u16string_view text);
 
-/// Gives data or a text the length that the fault plan wants: cut, or with noise behind it.
+/// Gives data or a text the length that the fault plan asks for: truncated, or with noise appended.
 void SpoilLength(Bytes& data, const CallFaults& faults);
 void SpoilLength(std::u16string& text, const CallFaults& faults);
 
-/// Stores `*required` if it is wanted and copies `data` into `buffer` of `size` bytes. False, with
-/// ERROR_INSUFFICIENT_BUFFER, when there is no buffer or it is too small; nothing is copied then.
+/// Stores `*required` unless it is null, and copies `data` into `buffer` of `size` bytes. False,
+/// with ERROR_INSUFFICIENT_BUFFER and nothing copied, when there is no buffer or it is too small.
 bool ReturnData(const Bytes& data, void* buffer, std::uint32_t size, std::uint32_t* required);
 
-/// As ReturnData for a text; sizes in characters with the terminator.
+/// ReturnData for a text; sizes in characters with the terminator.
 bool ReturnText(std::u16string_view text, char16_t* buffer, std::uint32_t size,
                 std::uint32_t* required);
 

@@ -95,7 +95,7 @@ std::optional<std::uint32_t> HexNumber(std::u16string_view text) {
   return value;
 }
 
-/// Two-letter words one after the other, or-ed.
+/// A sequence of two-letter words, combined by or.
 template <class Value, std::size_t Count>
 std::optional<Value> Combined(const Word<Value> (&words)[Count], std::u16string_view text) {
   constexpr std::size_t kWord = 2;
@@ -109,7 +109,7 @@ std::optional<Value> Combined(const Word<Value> (&words)[Count], std::u16string_
   return all;
 }
 
-/// A descriptor's text being read from left to right.
+/// A descriptor's text, read from left to right.
 class Reader {
  public:
   explicit Reader(std::u16string_view text) : rest_(text) {}
@@ -140,13 +140,13 @@ class Reader {
     } else if (part == u'D') {
       ReadDacl();
     } else if (part == u'S') {
-      ReadAcl();  // checked; the model keeps no audit list
+      ReadAcl();  // checked only; the model has no audit list
     } else {
       Fail(ERROR_INVALID_PARAMETER);
     }
   }
 
-  /// A trustee ends where the next part begins, at its letter before the colon.
+  /// A trustee ends where the next part begins: at the letter before its colon.
   std::u16string ReadTrustee() {
     const std::size_t colon = rest_.find(u':');
     const std::size_t end = colon == std::u16string_view::npos ? rest_.size() : colon - 1;
@@ -199,7 +199,7 @@ class Reader {
       if (take(u"NO_ACCESS_CONTROL")) {
         record_.daclPresent = false;
       } else if (take(u"AR")) {
-        // A request that propagation made; it leaves nothing in the model.
+        // A request for propagation; it has no effect in the model.
       } else if (take(u"AI")) {
         record_.daclAutoInherited = true;
       } else if (take(u"P")) {
@@ -257,7 +257,8 @@ std::u16string TrusteeText(const std::u16string& sid) {
 }
 
 std::u16string RightsText(std::uint32_t mask) {
-  // Only whole sets have a name of their own; the letters of directory services would mislead.
+  // Only complete sets have a name of their own; the letters for directory services would be
+  // misleading.
   for (const Word<std::uint32_t>& word : kRights) {
     const bool forFiles = word.text.starts_with(u'F') || word.text.starts_with(u'G');
     if (forFiles && word.value == mask) return std::u16string(word.text);

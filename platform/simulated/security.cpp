@@ -18,7 +18,7 @@ namespace simulated {
 
 namespace {
 
-/// What stands before a block that the program frees.
+/// Precedes a block that the program frees.
 struct alignas(16) BlockHeader {
   std::uintptr_t number;  // in the process's table
 };
@@ -27,7 +27,7 @@ void FreeLocalBlock(BlockHeader* header) {
   ::operator delete (header, std::align_val_t{alignof(BlockHeader)});
 }
 
-/// A block of local memory; a process that ends takes it along.
+/// A block of local memory, freed when the process ends.
 class HeldBlock : public Object {
  public:
   explicit HeldBlock(BlockHeader* header) : header_(header) {}
@@ -192,7 +192,7 @@ void LocalFree(SECURITY_DESCRIPTOR* descriptor) {
     if (!done) done = process.Remove(ObjectKind::Memory, HeaderOf(descriptor)->number);
     return done;
   });
-  // In a process that was dead before this call the program's destructors give memory back too.
+  // The program's destructors free memory even in a process that was dead before this call.
   if (!done && process.killed) process.Remove(ObjectKind::Memory, HeaderOf(descriptor)->number);
 }
 

@@ -42,7 +42,7 @@ std::uint32_t GrantedByList(const SecurityRecord& record, const Token& token, bo
   return granted & desired;
 }
 
-/// An owner may always read and write the list, unless an entry for the owner's rights stands in it
+/// An owner may always read and write the list, unless the list has an entry for owner rights
 /// (documented).
 std::uint32_t GrantedByOwnership(const SecurityRecord& record, bool owns) {
   const bool restricted =
@@ -56,14 +56,14 @@ std::uint32_t GrantedByPrivileges(const Token& token, const PrivilegedRights& pr
          (token.holdsRestore && token.restoreEnabled ? privileged.restore : 0);
 }
 
-/// Whether a child of that kind takes the entry on, for itself or for its own children.
+/// Whether a child of that kind inherits the entry, for itself or for its own children.
 bool ReachesChild(const AccessEntry& entry, bool directory) {
   if ((entry.flags & CONTAINER_INHERIT_ACE) != 0 && directory) return true;
   if ((entry.flags & OBJECT_INHERIT_ACE) == 0) return false;
   return !directory || (entry.flags & NO_PROPAGATE_INHERIT_ACE) == 0;
 }
 
-/// The entries of a child that one entry of its parent becomes.
+/// The entries of a child that result from one entry of its parent.
 void AppendInherited(const AccessEntry& entry, bool directory, const std::u16string& owner,
                      std::vector<AccessEntry>& entries) {
   const bool containers = (entry.flags & CONTAINER_INHERIT_ACE) != 0;
@@ -76,7 +76,8 @@ void AppendInherited(const AccessEntry& entry, bool directory, const std::u16str
   const bool rewritten = own.mask != entry.mask || own.sid != entry.sid;
   const auto passOn =
       static_cast<std::uint8_t>(entry.flags & (OBJECT_INHERIT_ACE | CONTAINER_INHERIT_ACE));
-  // What changes on its way is split: one entry for the child, the original for its children.
+  // An entry that changes when inherited is split: one entry for the child, the original for its
+  // children.
   if (effective && propagates && !rewritten) {
     own.flags = static_cast<std::uint8_t>(own.flags | passOn);
     entries.push_back(own);
@@ -89,8 +90,8 @@ void AppendInherited(const AccessEntry& entry, bool directory, const std::u16str
   entries.push_back(further);
 }
 
-/// What a token grants on what it creates where nothing is inherited: its owner and the system
-/// everything (documented default of an elevated administrator).
+/// What a token grants on a new object when nothing is inherited: full access for its owner and the
+/// system (documented default of an elevated administrator).
 std::vector<AccessEntry> DefaultEntries(const std::u16string& owner) {
   return {{ACCESS_ALLOWED_ACE_TYPE, 0, FILE_ALL_ACCESS, owner},
           {ACCESS_ALLOWED_ACE_TYPE, 0, FILE_ALL_ACCESS, kLocalSystem}};
@@ -114,7 +115,7 @@ std::uint32_t MapFileRights(std::uint32_t access) {
 std::uint32_t GrantedRights(const SecurityRecord& record, const Token& token, std::uint32_t desired,
                             const PrivilegedRights& privileged) {
   const bool owns = !record.owner.empty() && Holds(token, record.owner);
-  // No list grants the audit list: that takes a privilege.
+  // No list can grant access to the audit list; that takes a privilege.
   const std::uint32_t listed = desired & ~ACCESS_SYSTEM_SECURITY;
   const std::uint32_t granted = GrantedByList(record, token, owns, listed) |
                                 GrantedByOwnership(record, owns) |

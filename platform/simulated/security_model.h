@@ -1,7 +1,7 @@
 #pragma once
 
-// Owners and access lists of the simulated machine, as plain records, with the part of SDDL that
-// writes them down, and the access check.
+// Owners and access lists of the simulated machine as plain records, the part of SDDL that
+// expresses them, and the access check.
 
 #include <cstdint>
 #include <optional>
@@ -31,58 +31,60 @@ struct AccessEntry {
   friend bool operator==(const AccessEntry&, const AccessEntry&) = default;
 };
 
-/// A text that is no SID stands for the bytes of a malformed one; an empty owner or group for none.
+/// A text that is not a SID stands for the bytes of a malformed SID; an empty owner or group means
+/// none.
 struct SecurityRecord {
   std::u16string owner = kAdministrators;
   std::u16string group = {};
-  bool daclPresent = true;  // without a DACL everybody may do everything
+  bool daclPresent = true;  // without a DACL everybody has full access
   bool daclProtected = false;
   bool daclAutoInherited = false;
   std::vector<AccessEntry> entries = {};
 
-  /// A self-relative descriptor to be shown as it is instead, for tests of malformed ones. The
-  /// access check does not read it.
+  /// A self-relative descriptor that is returned as it is instead, for tests of malformed ones. The
+  /// access check ignores it.
   std::optional<std::vector<std::uint8_t>> image = {};
 
   friend bool operator==(const SecurityRecord&, const SecurityRecord&) = default;
 };
 
-/// A descriptor from SDDL text; nothing when the text is malformed. `*error`, when given, gets the
-/// Win32 code of what is wrong. Text without an owner gives an empty one, without "D:" no DACL.
+/// A descriptor from SDDL text; nothing when the text is malformed. `*error`, if not null, receives
+/// the Win32 code of the problem. Text without an owner gives an empty owner, text without "D:" no
+/// DACL.
 std::optional<SecurityRecord> ParseSddl(std::u16string_view text, std::uint32_t* error = nullptr);
 
 /// The SDDL text of a descriptor.
 std::u16string ToSddl(const SecurityRecord& record);
 
-/// The descriptor that a new file or folder gets under `parent` when none is given.
+/// The descriptor that a new file or folder under `parent` gets by default.
 SecurityRecord InheritFrom(const SecurityRecord& parent, bool directory, std::u16string_view owner);
 
-/// Generic rights of an access mask replaced by those of files.
+/// An access mask with generic rights replaced by the rights of files.
 std::uint32_t MapFileRights(std::uint32_t access);
 
-/// Who is asking: the identities of a token, and the privileges that override access lists.
+/// The caller's identity: the SIDs of its token, and the privileges that override access lists.
 struct Token {
   std::vector<std::u16string> sids = {kOperator, kAdministrators, kEveryone, kAuthenticatedUsers,
                                       kUsers};
-  std::u16string owner = kAdministrators;  // of what it creates
+  std::u16string owner = kAdministrators;  // owner of what it creates
   bool holdsBackup = true;                 // SeBackupPrivilege is in the token
   bool holdsRestore = true;                // SeRestorePrivilege is in the token
   bool backupEnabled = false;
   bool restoreEnabled = false;
 };
 
-/// Whether `sid` is among the token's identities.
+/// Whether `sid` is one of the token's identities.
 bool Holds(const Token& token, std::u16string_view sid);
 
-/// Rights that an enabled privilege gives where the caller asked for its use: on files with
+/// Rights that an enabled privilege grants when the caller asks to use it: on files with
 /// FILE_OPEN_FOR_BACKUP_INTENT, on keys with REG_OPTION_BACKUP_RESTORE.
 struct PrivilegedRights {
   std::uint32_t backup = 0;
   std::uint32_t restore = 0;
 };
 
-/// Those of `desired` that are granted: by the list's entries in their order, by ownership
-/// (READ_CONTROL and WRITE_DAC), by privileges. Generic bits must have been mapped.
+/// Those rights of `desired` that are granted: by the list's entries in order, by ownership
+/// (READ_CONTROL and WRITE_DAC), or by privileges. Generic rights must have been mapped.
 std::uint32_t GrantedRights(const SecurityRecord& record, const Token& token, std::uint32_t desired,
                             const PrivilegedRights& privileged = {});
 

@@ -24,7 +24,7 @@ class ServiceObjectHandle : public Object {
   ServiceObjectHandle(std::optional<std::u16string> name, std::uint32_t granted)
       : service(std::move(name)), access(granted) {}
 
-  const std::optional<std::u16string> service;  // nothing: the manager
+  const std::optional<std::u16string> service;  // nothing: a handle to the manager
   const std::uint32_t access;
 };
 
@@ -53,8 +53,8 @@ SC_HANDLE OpenService(SC_HANDLE manager, const char16_t* name, std::uint32_t des
   return Add(name, desiredAccess);
 }
 
-/// Documented: the manager starts what a service depends on first; the audio service depends on the
-/// endpoint builder.
+/// Documented: the manager first starts the services that a service depends on; the audio service
+/// depends on the endpoint builder.
 bool StartDependencies(Machine& machine, std::u16string_view name) {
   if (!EqualsIgnoringCase(name, kAudioService)) return true;
   if (IsRunning(machine, kEndpointBuilderService)) return true;
@@ -79,7 +79,7 @@ bool Start(SC_HANDLE handle) {
   return true;
 }
 
-/// A device that started while a service was down waits for its endpoints.
+/// A device that started while a service was down is still waiting for its endpoints.
 void BuildForStartedDevices(Machine& machine) {
   std::vector<std::u16string> waiting;
   for (const Device& device : machine.devices.devices) {
@@ -143,7 +143,7 @@ SC_HANDLE OpenSCManagerW(std::uint32_t desiredAccess) {
       Arguments("desiredAccess", Hex{desiredAccess}), [&](const CallFaults&) {
         const std::uint32_t error = Process::Current().TheMachine().serviceManagerError;
         if (error != 0) return RefuseHandle(error);
-        // Documented: connecting, all that opening a service takes, is part of every access.
+        // Documented: connecting is part of every access, and is all that opening a service takes.
         return created = Add(std::nullopt, desiredAccess | SC_MANAGER_CONNECT);
       });
   return KeepOnSuccess<SC_HANDLE>(ObjectKind::Service, result, created, nullptr);

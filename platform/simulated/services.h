@@ -21,24 +21,24 @@ struct Service {
   friend bool operator==(const Service&, const Service&) = default;
 };
 
-/// The service of that name, without regard to ASCII case; null when there is none.
+/// The service of that name, ignoring ASCII case; null when there is none.
 Service* FindService(Machine& machine, std::u16string_view name);
 const Service* FindService(const Machine& machine, std::u16string_view name);
 
-/// Whether a service exists and runs.
+/// Whether a service exists and is running.
 bool IsRunning(const Machine& machine, std::u16string_view name);
 
-/// Whether both services run that audio endpoints take.
+/// Whether both services that audio endpoints need are running.
 bool AudioServicesRun(const Machine& machine);
 
-/// Starts a service that is not running, whatever its errors; the endpoint builder then turns to
-/// the devices that wait for it.
+/// Starts a stopped service, ignoring its configured errors. The endpoint builder then serves the
+/// devices that were waiting for it.
 void RunService(Machine& machine, std::u16string_view name);
 
-/// Stops a service. Endpoints stay as they are, but nobody lists or builds any.
+/// Stops a service. Endpoints stay as they are, but cannot be listed or built.
 void StopService(Machine& machine, std::u16string_view name);
 
-/// Runs every service that can start, as a restart of the machine does.
+/// Starts every service that can start, as a restart of the machine does.
 void RunAutomaticServices(Machine& machine);
 
 }  // namespace vorn::platform::simulated

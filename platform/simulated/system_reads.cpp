@@ -1,4 +1,4 @@
-// What Windows itself reads for a program, by path.
+// Files that Windows itself reads for a program, by path.
 
 #include "platform/files.h"
 #include "platform/last_error.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-// Texts that kernel32 puts into a caller's buffer.
+// Texts that kernel32 copies into a caller's buffer.
 
 #include <algorithm>
 #include <cstdint>
@@ -8,8 +8,8 @@
 
 namespace vorn::platform::simulated {
 
-/// The text with its terminator, and its length without; or, untouched when `size` characters are
-/// too few, the size that it needs with its terminator.
+/// Copies the text with its terminator and returns its length without. When `size` characters are
+/// too few, returns the required size with the terminator and leaves the buffer untouched.
 inline std::uint32_t CopyOut(std::u16string_view text, char16_t* buffer, std::uint32_t size) {
   const auto length = static_cast<std::uint32_t>(text.size());
   if (length >= size) return length + 1;

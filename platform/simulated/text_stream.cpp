@@ -64,7 +64,7 @@ std::shared_ptr<TextStream> TextStream::Append(std::u16string_view path, std::ui
     return nullptr;
   }
   const std::u16string name = ToNtPath(files, path);
-  // The runtime wants to read the mark of an existing file, and goes on without (documented).
+  // The runtime tries to read an existing file's mark, and carries on without it (documented).
   OpenResult opened = OpenToAppend(name, GENERIC_READ | GENERIC_WRITE, share);
   if (opened.file == nullptr) opened = OpenToAppend(name, GENERIC_WRITE, share);
   if (opened.file == nullptr) {
@@ -76,7 +76,7 @@ std::shared_ptr<TextStream> TextStream::Append(std::u16string_view path, std::ui
 }
 
 TextStream::~TextStream() {
-  // A process that ends by itself writes what its streams still hold; a killed one does not.
+  // A process that ends normally writes what its streams still buffer; a killed one does not.
   if (!Process::Current().killed) Flush();
 }
 

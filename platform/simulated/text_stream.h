@@ -1,7 +1,7 @@
 #pragma once
 
-// A text file that the C runtime writes: opened for appending in an encoding of its own, buffered,
-// with the line ends of Windows.
+// A text file that the C runtime writes: opened for appending, buffered, with an encoding of its
+// own and Windows line ends.
 
 #include "platform/simulated/file_open.h"
 
@@ -14,9 +14,9 @@ namespace vorn::platform::simulated {
 
 class TextStream : public Object {
  public:
-  /// Opens as "a, ccs=UTF-8" does: the file is created when it is missing, a new or empty file gets
-  /// a byte-order mark, the mark of an existing one decides its encoding. Null, with the last
-  /// error, when it cannot be opened.
+  /// Opens a file as "a, ccs=UTF-8" does: it is created when it is missing; a new or empty file
+  /// gets a byte-order mark; the mark of an existing one determines its encoding. Null, with the
+  /// last error, when it cannot be opened.
   static std::shared_ptr<TextStream> Append(std::u16string_view path, std::uint32_t share);
 
   ~TextStream() override;
@@ -24,7 +24,7 @@ class TextStream : public Object {
   /// Adds text; false when a full buffer could not be written.
   bool Write(std::u16string_view text);
 
-  /// Writes what is buffered; false when that fails.
+  /// Writes what is buffered; false on failure.
   bool Flush();
 
  private:

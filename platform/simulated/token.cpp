@@ -60,7 +60,7 @@ constexpr Privilege kPrivileges[] = {
     {u"SeCreateGlobalPrivilege", 30},
 };
 
-/// Where a token keeps one of the privileges that the model follows.
+/// Where a token stores one of the privileges that the model supports.
 struct PrivilegeState {
   bool* held;
   bool* enabled;
@@ -76,7 +76,7 @@ std::optional<PrivilegeState> StateOf(Token& token, std::uint32_t number) {
 bool Adjust(Token& token, const LUID_AND_ATTRIBUTES& wanted) {
   if (wanted.Luid.HighPart != 0) return false;
   const std::optional<PrivilegeState> state = StateOf(token, wanted.Luid.LowPart);
-  if (!state) return wanted.Luid.LowPart == kChangeNotify;  // everybody has it, always on
+  if (!state) return wanted.Luid.LowPart == kChangeNotify;  // every token has it, always enabled
   if (!*state->held) return false;
   *state->enabled = (wanted.Attributes & SE_PRIVILEGE_ENABLED) != 0;
   if ((wanted.Attributes & SE_PRIVILEGE_REMOVED) != 0) {
@@ -86,7 +86,7 @@ bool Adjust(Token& token, const LUID_AND_ATTRIBUTES& wanted) {
   return true;
 }
 
-/// The entry at `index` of a variable-length array that is declared with one.
+/// The entry at `index` of a variable-length array that is declared with one element.
 LUID_AND_ATTRIBUTES EntryAt(const TOKEN_PRIVILEGES* privileges, std::uint32_t index) {
   LUID_AND_ATTRIBUTES entry = {};
   const auto* first =
@@ -149,8 +149,7 @@ bool AdjustTokenPrivileges(HANDLE token, bool disableAll, const TOKEN_PRIVILEGES
         bool all = true;
         for (std::uint32_t i = 0; i < newState->PrivilegeCount; ++i)
           all = Adjust(process.token, EntryAt(newState, i)) && all;
-        // Success, and only the last error tells that something was not held
-        // (documented).
+        // The call succeeds; only the last error tells that a privilege was not held (documented).
         SetLastError(all ? ERROR_SUCCESS : ERROR_NOT_ALL_ASSIGNED);
         return true;
       });

@@ -17,8 +17,8 @@ inline wchar_t* Wide(char16_t* text) {
   return reinterpret_cast<wchar_t*>(text);
 }
 
-/// The same bits under another pointer type: opaque handles, and structures whose layouts are
-/// checked to be equal.
+/// The same bits as another pointer type: for opaque handles, and for structures whose layouts have
+/// been checked to be equal.
 template <class To, class From>
 To As(From* pointer) {
   return reinterpret_cast<To>(pointer);

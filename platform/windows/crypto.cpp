@@ -7,7 +7,7 @@ namespace vorn::platform {
 
 namespace {
 
-/// A function of bcrypt.dll, called as it is declared in the seam but for the flags, which are 0.
+/// A function of bcrypt.dll, called with the seam's parameters plus flags of 0.
 template <class Function, class... Values>
 NTSTATUS CallBCrypt(const windows::SystemFunction<Function>& function, Values... values) {
   // 0xC0000139 is STATUS_ENTRYPOINT_NOT_FOUND.

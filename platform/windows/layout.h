@@ -1,7 +1,7 @@
 #pragma once
 
-// Proofs that a structure of the seam is laid out as Windows' own structure of the same name. To be
-// used inside namespace vorn::platform.
+// Proofs that a structure of the seam has the layout of Windows' structure of the same name. For
+// use inside namespace vorn::platform.
 
 #include <cstddef>
 

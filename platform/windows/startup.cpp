@@ -11,7 +11,7 @@ namespace vorn::platform {
 namespace {
 
 void PrepareStream(FILE* stream) {
-  // A process without console and redirection has streams without a descriptor.
+  // A process without a console and without redirection has streams without a descriptor.
   const int descriptor = _fileno(stream);
   if (descriptor >= 0) _setmode(descriptor, _O_U8TEXT);
 }

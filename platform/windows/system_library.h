@@ -1,8 +1,8 @@
 #pragma once
 
-// Functions of system libraries that are not in the system's known set. They are resolved from
-// System32 only, when they are first called, so that no library that somebody put beside the
-// program or on PATH can stand in for them.
+// Functions of system libraries outside the system's list of known libraries. They are resolved on
+// first use, from System32 only, so that a library planted beside the program or on PATH cannot
+// take their place.
 
 #include "platform/windows/casts.h"
 

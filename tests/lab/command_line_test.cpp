@@ -290,10 +290,10 @@ TEST_F(Lab, RefusesFaultsThatAreNone) {
       {"", "must be a call, a colon and a fault"},
       {"WriteFile", "must be a call, a colon and a fault"},
       {"IMMDevice::GetId", "must be a call, a colon and a fault"},
-      {"WritFile:fail", "\"WritFile\" is no platform call of the program"},
-      {":fail", "\"\" is no platform call of the program"},
-      {"WriteFile:", "\"\" is no known fault"},
-      {"WriteFile:explode", "\"explode\" is no known fault"},
+      {"WritFile:fail", "\"WritFile\" is not a platform call of the program"},
+      {":fail", "\"\" is not a platform call of the program"},
+      {"WriteFile:", "\"\" is not a known fault"},
+      {"WriteFile:explode", "\"explode\" is not a known fault"},
       {"WriteFile:fail=x", "fail needs a number from 0 to 4294967295"},
       {"WriteFile:fail=", "fail needs a number from 0 to 4294967295"},
       {"WriteFile:fail=0x100000000", "fail needs a number from 0 to 4294967295"},
@@ -460,12 +460,12 @@ TEST_F(Lab, RefusesPackagesThatAreNone) {
   ExpectRefused({"package", machine, "pkg\\driver"},
                 "pkg\\driver: must be a folder of the machine, like C:\\pkg\\driver");
   ExpectRefused({"package", machine, "C:\\x", "--colour", "red"},
-                "--colour: is no option of package");
+                "--colour: is not an option of package");
   ExpectRefused({"package", machine, "C:\\x", "--version"}, "--version: needs a value");
   ExpectRefused({"package", machine, "C:\\x", "--image", "{"},
-                "--image: no valid JSON at line 1, column 2");
+                "--image: invalid JSON at line 1, column 2");
   ExpectRefused({"package", machine, "C:\\x", "--image", R"({"colour": 1})"},
-                "--image: colour: is no known key");
+                "--image: colour: is not a known key");
   ExpectRefused({"package", machine, "C:\\x", "--image", R"({"leaseBytes": -1})"},
                 "--image: leaseBytes: must be a whole number from 0 to 4294967295");
   const LabResult noVolume = RunLab({"package", machine, "E:\\x"});
@@ -476,21 +476,22 @@ TEST_F(Lab, RefusesCommandLinesThatAreNone) {
   const std::string machine = Machine();
   const std::string missing = temporary_.Name("missing");
   ExpectRefused({"new"}, "new: needs the folder of a machine");
-  ExpectRefused({"new", machine}, machine + ": exists already");
+  ExpectRefused({"new", machine}, machine + ": already exists");
   ExpectRefused({"new", missing, "--preset"}, "--preset: needs a name");
   ExpectRefused({"new", missing, "--preset", "shiny"},
                 "--preset: must be clean, installed, outdated, duplicates or disabled");
-  ExpectRefused({"new", missing, "--other"}, "--other: is no option of new");
-  ExpectRefused({"new", missing, "--preset", "clean", "more"}, "more: is no option of new");
+  ExpectRefused({"new", missing, "--other"}, "--other: is not an option of new");
+  ExpectRefused({"new", missing, "--preset", "clean", "more"}, "more: is not an option of new");
   ExpectRefused({"run", missing, "audit-catalog"},
-                missing + ": is no machine: it has no machine.json");
+                missing + ": is not a machine: it has no machine.json");
   ExpectRefused({"run", machine, "--trace"}, "--trace: needs a value");
-  ExpectRefused({"run", machine, "--verbose", "audit-catalog"}, "--verbose: is no option of run");
+  ExpectRefused({"run", machine, "--verbose", "audit-catalog"},
+                "--verbose: is not an option of run");
   ExpectRefused({"run", machine, "--trace", "/no/such/folder/trace", "audit-catalog"},
                 "--trace /no/such/folder/trace: cannot be written");
-  ExpectRefused({"show", machine, "--yaml"}, "--yaml: is no option of show");
-  ExpectRefused({"show", machine, "--json", "x"}, "x: is no option of show");
-  ExpectRefused({"reboot", machine, "now"}, "now: is no option of reboot");
+  ExpectRefused({"show", machine, "--yaml"}, "--yaml: is not an option of show");
+  ExpectRefused({"show", machine, "--json", "x"}, "x: is not an option of show");
+  ExpectRefused({"reboot", machine, "now"}, "now: is not an option of reboot");
 }
 
 TEST_F(Lab, ExplainsItself) {

@@ -54,8 +54,8 @@ TEST(MachineDocument, NamesTheKeyThatIsWrong) {
       {R"({})", "format: is missing"},
       {R"({"format": 2})", "format: must be 1"},
       {R"([])", "must be an object"},
-      {R"({"format": 1, "colour": "red"})", "colour: is no known key"},
-      {R"({"format": 1, "windowsFolder": 5})", "windowsFolder: must be a text"},
+      {R"({"format": 1, "colour": "red"})", "colour: is not a known key"},
+      {R"({"format": 1, "windowsFolder": 5})", "windowsFolder: must be a string"},
       {R"({"format": 1, "clock": {"tick": "soon"}})",
        "clock.tick: must be a whole number from 0 to 18446744073709551615"},
       {R"({"format": 1, "clock": {"tick": -1}})",
@@ -79,7 +79,7 @@ TEST(MachineDocument, NamesTheKeyThatIsWrong) {
       {R"({"format": 1, "devices": [{"instanceId": "a", "temper": {"vetoes": true}}]})",
        "devices[0].temper.vetoes: must be a whole number from 0 to 4294967295"},
       {R"({"format": 1, "devices": [{"instanceId": "a", "temper": {"veto": 1}}]})",
-       "devices[0].temper.veto: is no known key"},
+       "devices[0].temper.veto: is not a known key"},
       {R"({"format": 1, "devices": [{"instanceId": "a", "classGuid": "{x}"}]})",
        "devices[0].classGuid: must be a GUID like {01234567-89ab-cdef-0123-456789abcdef}"},
       {R"({"format": 1, "devices": [{"instanceId": {"units": [65, 70000]}}]})",
@@ -87,7 +87,7 @@ TEST(MachineDocument, NamesTheKeyThatIsWrong) {
       {R"({"format": 1, "devices": [{"instanceId": "a", "hidden": [{"cable": 1, "flow": "up"}]}]})",
        "devices[0].hidden[0].flow: must be one of \"render\", \"capture\""},
       {R"({"format": 1, "devices": [{"instanceId": "a", "hidden": [{"cable": 1, "flow": "render"}, {"cable": 1, "flow": "render"}]}]})",
-       "devices[0].hidden[1]: stands there twice"},
+       "devices[0].hidden[1]: appears twice"},
       {R"({"format": 1, "devices": [{"instanceId": "a", "resident": {"version": "1.2.3.4", "pool": 3}}]})",
        "devices[0].resident.pool: must be a list"},
       {R"({"format": 1, "devices": [{"instanceId": "a", "resident": {"failures": [{"code": 1}]}}]})",
@@ -99,17 +99,17 @@ TEST(MachineDocument, NamesTheKeyThatIsWrong) {
       {R"({"format": 1, "store": {"packages": [{"publishedInf": "oem1.inf", "image": "abc"}]}})",
        "store.packages[0].image: must be an even number of hexadecimal digits, or a list of lines"},
       {R"({"format": 1, "store": {"packages": [{"publishedInf": "oem1.inf", "image": ["a", 1]}]}})",
-       "store.packages[0].image[1]: must be a text"},
+       "store.packages[0].image[1]: must be a string"},
       {R"({"format": 1, "services": [{"name": "a"}, {"name": "a"}]})",
-       "services[1]: stands there twice"},
+       "services[1]: appears twice"},
       {R"({"format": 1, "audio": {"endpoints": [{"flow": "render"}]}})",
        "audio.endpoints[0].id: is missing"},
       {R"({"format": 1, "audio": {"createError": "0x100000000"}})",
        "audio.createError: must be a whole number from 0 to 4294967295"},
       {R"({"format": 1, "registry": [{"path": "A\\\\B"}]})",
-       "registry[0].path: has an empty name in it"},
+       "registry[0].path: contains an empty name"},
       {R"({"format": 1, "registry": [{"path": "A"}, {"path": "a"}]})",
-       "registry[1].path: stands there twice"},
+       "registry[1].path: appears twice"},
       {R"({"format": 1, "registry": [{"path": "A", "values": [{"name": "x"}]}]})",
        "registry[0].values[0]: must have either text, or dword, or type and hex"},
       {R"({"format": 1, "registry": [{"path": "A", "values": [{"name": "x", "dword": 1, "text": ""}]}]})",
@@ -117,7 +117,7 @@ TEST(MachineDocument, NamesTheKeyThatIsWrong) {
       {R"({"format": 1, "registry": [{"path": "A", "values": [{"name": "x", "type": 3, "hex": "0g"}]}]})",
        "registry[0].values[0].hex: must be an even number of hexadecimal digits"},
       {R"({"format": 1, "registry": [{"path": "A", "security": "nobody"}]})",
-       "registry[0].security: is no security descriptor in SDDL"},
+       "registry[0].security: is not a security descriptor in SDDL"},
       {R"({"format": 1, "volumes": [{"folder": "C", "letter": "CD"}]})",
        "volumes[0].letter: must be one letter, or empty"},
       {R"({"format": 1, "volumes": [{"letter": "C"}]})", "volumes[0].folder: is missing"},
@@ -125,12 +125,12 @@ TEST(MachineDocument, NamesTheKeyThatIsWrong) {
        "volumes[0].files[0].reparse: must be one of \"none\", \"junction\", \"symbolicLink\", "
        "\"other\""},
       {R"({"format": 1, "heldFiles": [{"share": 1}]})", "heldFiles[0].path: is missing"},
-      {R"({"format": 1, "format": 1})", "the key \"format\" stands twice in one object"},
-      {R"({"format": 1,})", "no valid JSON at line 1, column 14"},
-      {"{\n  \"format\": 1\n  \"clock\": {}\n}", "no valid JSON at line 3, column 9"},
-      {"", "no valid JSON at line 1, column 1"},
-      {R"({"format": 1} trailing)", "no valid JSON at line 1, column 17"},
-      {R"({"format": 1e999})", "no valid JSON: a number is out of range"},
+      {R"({"format": 1, "format": 1})", "the key \"format\" appears twice in one object"},
+      {R"({"format": 1,})", "invalid JSON at line 1, column 14"},
+      {"{\n  \"format\": 1\n  \"clock\": {}\n}", "invalid JSON at line 3, column 9"},
+      {"", "invalid JSON at line 1, column 1"},
+      {R"({"format": 1} trailing)", "invalid JSON at line 1, column 17"},
+      {R"({"format": 1e999})", "invalid JSON: a number is out of range"},
   };
   for (const auto& [text, why] : cases) {
     SCOPED_TRACE(text);
@@ -189,7 +189,7 @@ TEST_F(Edited, TheSameNameTwiceIsRefused) {
   const std::string line = RefusalAfter([](Json& json) {
     json["volumes"][0]["files"].push_back({{"path", "PKG"}});
   });
-  EXPECT_TRUE(line.ends_with("].path: stands twice\n")) << line;
+  EXPECT_TRUE(line.ends_with("].path: appears twice\n")) << line;
 }
 
 TEST_F(Edited, AnIndexOutOfRangeIsRefused) {
@@ -234,7 +234,7 @@ TEST_F(Edited, AHeldFileMustBeThere) {
   EXPECT_EQ(RefusalAfter([](Json& json) {
               json["heldFiles"] = Json::List{{{"path", "C:\\missing"}}};
             }),
-            "heldFiles[0].path: names no file of the machine\n");
+            "heldFiles[0].path: is not a file of the machine\n");
 }
 
 TEST_F(Edited, AnEntryWithAnIndexGoesWithItsFile) {

@@ -205,13 +205,13 @@ TEST_F(HandMade, LinksOfTheHostAreRefused) {
 
 TEST_F(HandMade, NamesThatAreNoUtf8AreRefused) {
   WriteHostFile(folder() / "C/pkg/caf\xE9", "x");
-  EXPECT_EQ(Refusal(), "C/pkg/caf\xE9: is no UTF-8 name");
+  EXPECT_EQ(Refusal(), "C/pkg/caf\xE9: is not a UTF-8 name");
 }
 
 TEST_F(HandMade, AFileInThePlaceOfAVolumeIsRefused) {
   fs::remove_all(folder() / "C");
   WriteHostFile(folder() / "C", "x");
-  EXPECT_EQ(Refusal(), "C: is no folder");
+  EXPECT_EQ(Refusal(), "C: is not a folder");
 }
 
 TEST_F(HandMade, AFolderWithoutADocumentIsNoMachine) {
