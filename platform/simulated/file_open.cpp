@@ -182,7 +182,7 @@ class Opener {
     return volume.freeBytes == 0 ? STATUS_DISK_FULL : STATUS_SUCCESS;
   }
 
-  /// The caller itself and Administrators may be set as owner by their members; any other owner
+  /// A caller may name itself as owner, or Administrators if it belongs to them; any other owner
   /// takes the restore privilege.
   bool MayOwn(const std::u16string& owner) const {
     const Token& token = process_.token;

@@ -46,7 +46,7 @@ std::uint32_t QueryDevices(const char16_t* name, char16_t* targets, std::uint32_
   return static_cast<std::uint32_t>(texts->size());
 }
 
-/// A truncated path is still terminated, and the result tells the required `size` (documented).
+/// A truncated path is still terminated, and the result `size` reports the truncation (documented).
 std::uint32_t CopyModulePath(std::u16string_view text, char16_t* path, std::uint32_t size) {
   if (text.size() < size) return CopyOut(text, path, size);
   SetLastError(ERROR_INSUFFICIENT_BUFFER);

@@ -249,7 +249,7 @@ LSTATUS ReadValue(HKEY handle, const char16_t* subkey, const char16_t* name, std
                   std::uint32_t* type, void* data, std::uint32_t* size, const CallFaults& faults) {
   const std::uint32_t restrictions = flags & RRF_RT_ANY;
   if (data != nullptr && size == nullptr) return Code(ERROR_INVALID_PARAMETER);
-  // Documented: an expandable text may be asked for unexpanded, or together with all other types.
+  // Documented: expandable texts must be asked for unexpanded, or together with all other types.
   if ((restrictions & RRF_RT_REG_EXPAND_SZ) != 0 && restrictions != RRF_RT_ANY &&
       (flags & RRF_NOEXPAND) == 0) {
     return Code(ERROR_INVALID_PARAMETER);
@@ -318,7 +318,7 @@ LSTATUS RegOpenKeyExW(HKEY key, const char16_t* subkey, std::uint32_t options,
         return Code(ERROR_SUCCESS);
       });
   if (opened == 0) return status;
-  // A key that was opened although the call was then made to fail is not the program's to close.
+  // The program never learns of a key whose opening was made to fail afterwards.
   if (status != Code(ERROR_SUCCESS)) {
     Process::Current().Remove(ObjectKind::Key, opened);
   } else {
