@@ -2,9 +2,9 @@
 
 #include "base/text.h"
 #include "platform/native.h"
-#include "privileged_input/absolute_path.h"
 #include "platform/simulated/error_values.h"
 #include "platform/simulated/native_values.h"
+#include "privileged_input/absolute_path.h"
 #include "privileged_input/protected_files.h"
 #include "tests/privileged_input/input_test.h"
 #include "tests/support/catalog_lists.h"

@@ -3,9 +3,9 @@
 #include "package_world.h"
 #include "platform/crypto.h"
 #include "platform/files.h"
-#include "privileged_input/input_file.h"
 #include "platform/simulated/file_values.h"
 #include "privileged_input/file.h"
+#include "privileged_input/input_file.h"
 #include "privileged_input/protected_files.h"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 #include "privileged_input/protected_files.h"
 
-#include "privileged_input/native_api.h"
 #include "platform/simulated/error_values.h"
+#include "privileged_input/native_api.h"
 #include "tests/privileged_input/input_test.h"
 
 #include <optional>

@@ -2,9 +2,9 @@
 
 #include "platform/files.h"
 #include "platform/last_error.h"
-#include "privileged_input/native_api.h"
 #include "platform/simulated/error_values.h"
 #include "platform/simulated/file_values.h"
+#include "privileged_input/native_api.h"
 #include "privileged_input/native_open.h"
 #include "report/removal_log.h"
 #include "tests/support/device_world.h"

@@ -1,8 +1,8 @@
 #include "remove/query_removal.h"
 
 #include "platform/config_manager.h"
-#include "report/removal_log.h"
 #include "platform/simulated/config_manager_values.h"
+#include "report/removal_log.h"
 #include "tests/support/device_world.h"
 #include "tests/support/each_call.h"
 
