@@ -1,8 +1,8 @@
-// Replays every attack of the table before the calls of every command where it can be tried, and
-// prints what came of each row and of all.
+// Replays every attack of the table before the calls of every command that it applies to, and
+// prints the results of each row and of all rows.
 //
-// VORN_ADVERSARIES_FULL=1 tries each attack before every call; without it the moments are a fixed
-// selection. VORN_ADVERSARIES_SAMPLE=n replays every nth of what Windows lets happen, the first
+// VORN_ADVERSARIES_FULL=1 tries each attack before every call; otherwise the moments are a fixed
+// selection. VORN_ADVERSARIES_SAMPLE=n replays every nth strike that Windows allows, the first one
 // of each row and command, and all of a known limit. VORN_ADVERSARIES_TABLE=<file> writes the rows
 // with their numbers. docs/adversaries.md says what a row means.
 
@@ -22,14 +22,14 @@
 
 namespace vorn::tests {
 
-/// How a test's output names its row.
+/// The name of a row in the test output.
 static void PrintTo(const Attack& attack, std::ostream* stream) {
   *stream << attack.name;
 }
 
 namespace {
 
-// One replay of so many keeps the call log.
+// One of so many replays keeps the call log.
 constexpr std::size_t kLogEvery = 8;
 constexpr std::size_t kShownViolations = 5;
 
@@ -65,7 +65,7 @@ class Row {
     const std::vector<std::uint64_t> acting = command.MomentsThatLetItHappen(moments);
     tally_ += {calls.size(), moments.size(), acting.size(), 0, 0, 0, {}};
     CheckStart(job, acting);
-    // A known limit may show at a single moment, which no sample may leave out.
+    // A known limit may show at a single moment, so no sample leaves any out.
     const bool limited = attack_.expectation == Expectation::KnownLimit;
     const std::size_t sample = EnvironmentNumber("VORN_ADVERSARIES_SAMPLE");
     const std::size_t every = limited ? 1 : std::max<std::size_t>(1, sample);
@@ -177,7 +177,7 @@ INSTANTIATE_TEST_SUITE_P(Table, Adversaries, ::testing::ValuesIn(AllAttacks()), 
 
 class AttackedMachine : public ::testing::TestWithParam<Job> {};
 
-TEST_P(AttackedMachine, IsServedAsAnyOtherWhenNobodyStrikes) {
+TEST_P(AttackedMachine, IsServedNormallyWithoutAStrike) {
   const Attack nobody;
   const AttackedRun run = AttackedCommand(nobody, GetParam()).Run(0, true);
   EXPECT_EQ(run.result.status, 0) << ToUtf8(run.result.errorOutput);
@@ -200,7 +200,7 @@ TEST(TableOfAttacks, HasOneLineOfThreeCellsForEachAttack) {
   EXPECT_EQ(lines, AllAttacks().size() + 2);
 }
 
-TEST(TableOfAttacks, NamesNoRowTwice) {
+TEST(TableOfAttacks, HasUniqueNames) {
   std::set<std::string> names;
   for (const Attack& attack : AllAttacks()) {
     EXPECT_TRUE(names.insert(attack.name).second) << attack.name;

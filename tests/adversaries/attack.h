@@ -1,9 +1,10 @@
 #pragma once
 
-// The table of attacks: what an unprivileged user tries, what comes of it and why.
+// The table of attacks: what an unprivileged user tries, what happens and why.
 
 #include "tests/adversaries/attacked_machine.h"
 #include "tests/adversaries/attacker.h"
+#include "tests/support/sample.h"
 
 #include <functional>
 #include <string>
@@ -12,17 +13,17 @@
 namespace vorn::tests {
 
 enum class Expectation {
-  Refused,     // where it strikes in time the command ends with its code and changes nothing
-  Harmless,    // the command goes on, and nothing that matters is touched
-  Impossible,  // Windows itself refuses at every moment, because of what the program holds
-  KnownLimit,  // as harmless, but for what `limits` say
+  Refused,     // if it strikes in time, the command fails with its code and changes nothing
+  Harmless,    // the command continues, and nothing protected is touched
+  Impossible,  // Windows refuses it at every moment, because of what the program holds open
+  KnownLimit,  // harmless, except for what `limits` lists
 };
 
-/// What a command says when the attack was there before its first call.
+/// How a command answers when the attack happened before its first call.
 struct Answer {
   Job job;
   int status;
-  std::u16string text;  // a part of what it prints on either stream; empty for any
+  std::u16string text;  // part of its console text; empty for any text
 };
 
 struct Attack {
@@ -31,32 +32,32 @@ struct Attack {
   std::string why;
   std::vector<Job> jobs;
 
-  /// What the machine is like for this attack beyond MachineFor; may be empty.
+  /// Prepares the machine of MachineFor for this attack; may be empty.
   std::function<void(platform::simulated::Machine&)> prepare;
 
-  /// The act; whether Windows let it change anything. Empty when `prepare` says it all.
+  /// The act itself; returns whether Windows allowed it. Empty when `prepare` is the whole attack.
   std::function<bool(Attacker&)> strike;
 
-  /// What the user does before every later call, once the strike has happened; may be empty.
+  /// What the user does before every later call after the strike; may be empty.
   std::function<void(Attacker&)> follow;
 
-  /// What the commands answer when the strike comes first.
+  /// How the commands answer when the strike precedes their first call.
   std::vector<Answer> answers;
 
-  /// What the judge finds at some moments of a known limit, word for word.
+  /// The findings of the judge that a known limit allows, word for word.
   std::vector<std::string> limits;
 
-  std::u16string infPath = kInf;
-  std::u16string statePath = kStatePath;
+  std::u16string infPath = kSampleInf;
+  std::u16string statePath = kSampleJournal;
 };
 
-/// The commands that take an INF, and so make a private snapshot of it.
+/// The commands that take an INF, and therefore copy it into a private snapshot.
 const std::vector<Job>& JobsWithInf();
 
-/// Refusal of the private snapshot with that error (8 digits), and each command's status for it.
+/// The refusal of the private snapshot with that error (8 digits), with the status of each command.
 std::vector<Answer> SnapshotRefused(const std::u16string& error);
 
-/// Moves everything in a folder away, which leaves it empty; false when something stays.
+/// Empties a folder by moving everything in it away; false when something stays.
 bool TryEmpty(Attacker& user, const std::u16string& folder);
 
 /// Every attack of the table, in the order of the report.

@@ -5,6 +5,8 @@
 #include "platform/simulated/file_tree.h"
 #include "platform/simulated/neighbours.h"
 #include "tests/invariants/checkers.h"
+#include "tests/support/machine_view.h"
+#include "tests/support/sample.h"
 
 #include <algorithm>
 
@@ -13,8 +15,6 @@ namespace vorn::tests {
 using namespace platform::simulated;
 
 namespace {
-
-constexpr std::u16string_view kSnapshotPrefix = u"VORN-input-";
 
 std::string Text(std::u16string_view text) {
   return ToUtf8(std::u16string(text));
@@ -28,7 +28,8 @@ bool IsBeingWritten(const FileSystem& files, NodeId node) {
   return false;
 }
 
-/// A program's snapshot folder with an INF that is finished; its content, else null.
+/// The content of the INF in one of the program's snapshot folders, once it is complete; otherwise
+/// null.
 std::shared_ptr<const Bytes> FinishedInf(const FileSystem& files, const Node& folder) {
   if (!folder.directory || folder.security.owner != kAdministrators) return nullptr;
   const Entry* own = FindEntry(files, folder.place);
@@ -64,7 +65,7 @@ bool IsBelow(std::u16string_view path, std::u16string_view folder) {
   return path.size() > folder.size() && path.starts_with(folder) && path[folder.size()] == u'\\';
 }
 
-/// Folders that are nobody's business but the system's and its administrators'.
+/// Folders that only the system and administrators may change.
 bool IsProtectedPlace(std::u16string_view path) {
   for (const std::u16string_view folder :
        {u"C:\\Windows", u"C:\\Program Files", u"C:\\Users", u"C:\\protected"}) {
@@ -77,15 +78,16 @@ bool IsPublishedInf(std::u16string_view path) {
   return path.starts_with(u"C:\\Windows\\INF\\oem");
 }
 
-/// A folder changes with what is in it; what is in it is judged by itself.
+/// A folder changes with its entries, which are judged by themselves.
 bool IsSame(const Node& left, const Node& right) {
   if (&left == &right) return true;
   return left.directory == right.directory && left.reparse == right.reparse &&
          left.security == right.security && (left.directory || *left.content == *right.content);
 }
 
-/// What the checkers hold against the INF and the temporary folder as they were before the run. An
-/// attacker changes both; here the INF that was authenticated counts, and who made a folder.
+/// Findings that compare the INF or the temporary folder with their state before the run. An
+/// attacker changes both, so this judge goes by the authenticated INF and by the owner of a folder
+/// instead.
 bool IsJudgedHere(std::string_view violation) {
   return violation == "a private snapshot is left" ||
          violation == "the published INF is not the target's" ||
@@ -133,7 +135,7 @@ class Findings {
         Say("changed: " + Text(path));
       }
     }
-    std::set<NodeId> judged;  // what has a protected name; other names of it are other users' doing
+    std::set<NodeId> judged;  // nodes with a protected name; their other names are made by others
     for (const auto& [path, seen] : is) {
       if (!IsProtectedPlace(path)) continue;
       judged.insert(seen.id);
@@ -154,7 +156,7 @@ class Findings {
   }
 
   void CheckJournal() {
-    if (!statePath_.starts_with(u"C:\\")) return;  // a name that no journal can have
+    if (!statePath_.starts_with(u"C:\\")) return;  // not a valid path of a journal
     const auto node = FindNode(after_.files, statePath_);
     if (!node || node == FindNode(before_.files, statePath_)) return;
     const Node& journal = after_.files.nodes.Get(*node);
@@ -168,7 +170,7 @@ class Findings {
     if (!security.daclProtected || !security.daclPresent || others) Say("journal not protected");
   }
 
-  /// What RESULT=OK claims of the package: that it is the authenticated one.
+  /// RESULT=OK claims that the package is the authenticated one.
   void CheckClaims() {
     const bool ok = judged_.run.output.find(u"RESULT=OK") != std::u16string::npos;
     if (ok != (judged_.run.status == 0) && job_ != Job::AuditCatalog &&
@@ -186,7 +188,7 @@ class Findings {
     if (kept == nullptr) Say("somebody else's registry key was deleted");
   }
 
-  /// The promises that hold whatever others do, and those that only others' acts could break.
+  /// The promises that hold whatever others do, and those that only another process's act excuses.
   void CheckPromises() {
     const std::vector<Fault> acts = {ByOthers()};
     const std::vector<Fault> none;
@@ -201,7 +203,7 @@ class Findings {
     Add("packages after roots", CheckPackagesAfterRoots(run));
     Add("time bound", CheckTimeBound(alone));
     Add("opens by path", CheckOpensByPath(run));
-    if (!judged_.journalTouched && statePath_ == kStatePath)
+    if (!judged_.journalTouched && statePath_ == kSampleJournal)
       Add("journal", vorn::tests::CheckJournal(alone));
   }
 
@@ -214,7 +216,7 @@ class Findings {
     }
   }
 
-  /// How the checkers know that somebody else acted.
+  /// Tells the checkers that somebody else acted.
   static Fault ByOthers() {
     Fault fault;
     fault.call = "an act of another user";
@@ -226,7 +228,7 @@ class Findings {
     return ReadWholeFile(after_.files, PublishedInfPath(after_, publishedInf));
   }
 
-  /// A published INF goes only when it is the authenticated one.
+  /// A published INF may be deleted only if it is the authenticated one.
   void CheckGone(const std::u16string& path, const Node& node) {
     const bool ours =
         job_ == Job::Remove && IsPublishedInf(path) && judged_.watch.Saw(*node.content);
@@ -238,7 +240,8 @@ class Findings {
     if (!ours) Say("created: " + Text(path));
   }
 
-  /// What the program makes is owned by Administrators: it lies where the program may write.
+  /// Whatever Administrators own was created by the program, and must lie where the program may
+  /// write.
   void CheckPlace(const std::u16string& path, const Node& node) {
     if (node.security.owner != kAdministrators || IsProtectedPlace(path)) return;
     if (path.find(kSnapshotPrefix) != std::u16string::npos) {
@@ -249,19 +252,8 @@ class Findings {
     }
   }
 
-  std::vector<const Device*> Roots() const {
-    std::vector<const Device*> roots;
-    for (const Device& device : after_.devices.devices) {
-      const bool named = std::any_of(
-          device.hardwareIds.begin(), device.hardwareIds.end(),
-          [](const std::u16string& id) { return EqualsIgnoringCase(id, u"Root\\VornAudio"); });
-      if (named && device.enumerator == u"ROOT") roots.push_back(&device);
-    }
-    return roots;
-  }
-
   void CheckBoundPackage() {
-    const std::vector<const Device*> roots = Roots();
+    const std::vector<const Device*> roots = InstalledRoots(after_);
     if (roots.size() != 1 || !IsStarted(*roots.front())) return Say("OK without one started root");
     const Device& root = *roots.front();
     const PublishedPackage* package = after_.store.Find(root.publishedInf);

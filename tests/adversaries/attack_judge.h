@@ -1,8 +1,8 @@
 #pragma once
 
-// Judges the world that a command left under attack, without asking the program: protected places,
-// the authenticated bytes, the journal's access list, what RESULT=OK claims, what is somebody
-// else's, and every checker of the promises that an attacker's own acts leave standing.
+// Judges the machine that a command left behind under attack: protected places, the authenticated
+// bytes, the journal's access list, what RESULT=OK claims, what is foreign, and every checker whose
+// promise still holds when an attacker acts.
 
 #include "platform/simulated/file_node.h"
 #include "tests/adversaries/attacked_machine.h"
@@ -16,13 +16,13 @@
 
 namespace vorn::tests {
 
-/// What the program authenticated: the INF in its private copy, once that is written.
+/// Watches what the program authenticates: the INF in its private snapshot, once it is complete.
 class SnapshotWatch {
  public:
-  /// Remembers the content of every finished INF in a private snapshot of the program's.
+  /// Remembers the content of every complete INF in a private snapshot of the program.
   void Look(const platform::simulated::FileSystem& files);
 
-  /// How many different contents were seen; one in a sound run.
+  /// The number of different contents seen; one in a sound run.
   std::size_t CountSeen() const { return seen_.size(); }
   bool Saw(const platform::simulated::Bytes& content) const;
 
@@ -37,18 +37,18 @@ struct SeenNode {
 };
 using FileTree = std::map<std::u16string, SeenNode>;
 
-/// One run under attack, as it ended. All of it belongs to the caller.
+/// A finished run under attack. The caller owns all of it.
 struct JudgedRun {
   const platform::simulated::Machine& after;
   const RunResult& run;
   const SnapshotWatch& watch;
   bool struck = false;          // somebody acted while the command ran
-  bool journalTouched = false;  // and what he did changed what the journal's path leads to
+  bool journalTouched = false;  // and changed what the journal's path leads to
 };
 
 class AttackJudge {
  public:
-  /// For runs of that command, with its journal there, on copies of that machine.
+  /// Judges runs of that command, with that journal path, on copies of that machine.
   AttackJudge(Job job, std::u16string statePath, platform::simulated::Machine before);
 
   const platform::simulated::Machine& Before() const { return before_; }

@@ -1,5 +1,7 @@
 #include "tests/adversaries/attack_run.h"
 
+#include "tests/support/sample.h"
+
 #include <map>
 #include <optional>
 #include <stdexcept>
@@ -10,7 +12,7 @@ using namespace platform::simulated;
 
 namespace {
 
-/// Something that somebody else does before each call of that name, or of any.
+/// An act of somebody else before each call of that name, or before every call.
 Fault Before(std::string call, std::function<void(Machine&)> change) {
   Fault fault;
   fault.call = std::move(call);
@@ -26,11 +28,11 @@ Fault AtMoment(std::uint64_t moment, std::function<void(Machine&)> change) {
   return fault;
 }
 
-/// Calls around which the INF in a private snapshot is finished and still there.
+/// Calls at which the INF in a private snapshot is complete and not yet deleted.
 constexpr const char* kLooks[] = {"FlushFileBuffers", "SetupOpenInfFileW", "BCryptFinishHash",
                                   "UpdateDriverForPlugAndPlayDevicesW", "SetupUninstallOEMInfW"};
 
-/// What decides where the journal's path leads.
+/// What the journal's path leads to.
 struct JournalPlace {
   std::optional<NodeId> folder;
   std::optional<NodeId> file;
@@ -40,7 +42,7 @@ struct JournalPlace {
 };
 
 JournalPlace JournalPlaceOf(const Machine& machine) {
-  return {FindNode(machine.files, u"C:\\pkg"), FindNode(machine.files, kStatePath),
+  return {FindNode(machine.files, u"C:\\pkg"), FindNode(machine.files, kSampleJournal),
           machine.files.dosDevices};
 }
 
@@ -66,7 +68,8 @@ AttackedCommand::AttackedCommand(const Attack& attack, Job job)
     Machine machine = judge_.Before();
     return NamesOf(RunOn(machine, {}));
   };
-  const bool usual = !attack.prepare && attack.infPath == kInf && attack.statePath == kStatePath;
+  const bool usual =
+      !attack.prepare && attack.infPath == kSampleInf && attack.statePath == kSampleJournal;
   if (!usual) {
     calls_ = listCalls();
     return;
@@ -121,7 +124,7 @@ AttackedRun AttackedCommand::Run(std::uint64_t moment, bool log) const {
       Attacker user(now);
       run.acted = attack_.strike(user);
       journalTouched = place != JournalPlaceOf(now);
-      // Nothing happened, so the rest is as without the strike.
+      // Nothing happened, so the rest of the run is the same as without the strike.
       if (!run.acted) Process::Current().Kill();
     }));
   }

@@ -1,6 +1,6 @@
 #pragma once
 
-// Runs a command under attack and has the world judged that it leaves.
+// Runs a command under attack and judges the machine that it leaves behind.
 
 #include "tests/adversaries/attack.h"
 #include "tests/adversaries/attack_judge.h"
@@ -24,16 +24,16 @@ class AttackedCommand {
  public:
   AttackedCommand(const Attack& attack, Job job);
 
-  /// The names of the calls that the command makes on this attack's machine when nobody strikes.
+  /// The names of the calls that the command makes on this attack's machine without a strike.
   const std::vector<std::string>& Calls() const { return calls_; }
 
-  /// Those of the moments (call numbers from 1, in ascending order) before which Windows would let
-  /// the strike happen.
+  /// Of these moments (call numbers from 1, ascending), those before which Windows allows the
+  /// strike.
   std::vector<std::uint64_t> MomentsThatLetItHappen(
       const std::vector<std::uint64_t>& moments) const;
 
   /// Runs the command with the strike before its `moment`-th call; 0 for no strike. With `log` the
-  /// calls are kept and judged too, which costs as much as the run.
+  /// calls are recorded and judged too, which costs as much as the run itself.
   AttackedRun Run(std::uint64_t moment, bool log) const;
 
  private:

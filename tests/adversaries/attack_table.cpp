@@ -22,7 +22,7 @@ std::string WordFor(Expectation expectation) {
   return {};
 }
 
-/// The text as it stands within a cell.
+/// The text, escaped for a cell.
 std::string Quoted(const std::u16string& text) {
   std::string quoted;
   for (const char letter : ToUtf8(text)) {

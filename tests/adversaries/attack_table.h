@@ -1,6 +1,6 @@
 #pragma once
 
-// What came of each row of the table, and the table as text.
+// The results of each row of the table, and the table as text.
 
 #include "tests/adversaries/attack.h"
 
@@ -10,11 +10,11 @@
 
 namespace vorn::tests {
 
-/// What came of one row, or of all of them.
+/// The results of one row, or of all rows together.
 struct Tally {
   std::size_t possible = 0;  // moments at which the attack could be tried
-  std::size_t tried = 0;     // of them, those at which it was
-  std::size_t let = 0;       // of these, those at which Windows lets it happen
+  std::size_t tried = 0;     // of them, those at which it was tried
+  std::size_t let = 0;       // of these, those at which Windows allows it
   std::size_t replays = 0;   // of these, those that were replayed to the end of the command
   std::size_t refused = 0;   // of these, those that the command answered with a failure
   std::size_t limits = 0;    // of the replays, those that showed the row's known limit

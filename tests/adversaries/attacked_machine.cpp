@@ -4,6 +4,7 @@
 #include "platform/simulated/file_system.h"
 #include "tests/adversaries/attacker.h"
 #include "tests/support/activation.h"
+#include "tests/support/sample.h"
 
 #include <map>
 #include <stdexcept>
@@ -13,9 +14,6 @@ namespace vorn::tests {
 using namespace platform::simulated;
 
 namespace {
-
-constexpr char16_t kVersion[] = u"26.8.10.5";
-constexpr char16_t kDate[] = u"08/10/2026";
 
 /// An administrator's folder that users may read.
 constexpr char16_t kProtectedSecurity[] =
@@ -27,7 +25,7 @@ SecurityRecord Security(std::u16string_view sddl) {
   return *record;
 }
 
-/// The folder and all below it become the other user's.
+/// Makes the attacker the owner of the folder and everything below it.
 void GiveAway(FileSystem& files, const std::u16string& path) {
   Node& node = NodeAt(files, path);
   node.security = Security(kOwnFolderSecurity);
@@ -67,7 +65,7 @@ Machine Build(Job job) {
   PutFile(files, kWindowsVictim, "[what]\r\nwindows=keeps\r\n");
   PutString(machine.registry, std::u16string(kVictimKey) + u"\\Below", u"kept", u"yes");
   if (job == Job::Verify || job == Job::HotActivate) {
-    PutJournal(machine, FreshTarget(machine, kInf), kStatePath);
+    PutJournal(machine, FreshTarget(machine, kSampleInf), kSampleJournal);
   }
   return machine;
 }
@@ -113,21 +111,15 @@ std::vector<std::u16string> CommandLine(Job job, const std::u16string& infPath,
     case Job::AuditCurrent:
       return {u"audit-current", infPath};
     case Job::Verify:
-      return {u"verify", kVersion, kDate, statePath};
+      return {u"verify", kSampleVersion, kSampleDate, statePath};
     case Job::HotActivate:
-      return {u"hot-activate", kVersion, kDate, statePath};
+      return {u"hot-activate", kSampleVersion, kSampleDate, statePath};
     case Job::AuditCatalog:
       return {u"audit-catalog"};
     case Job::ResumeEndpoints:
       return {u"resume-endpoints"};
   }
   throw std::logic_error("no such job");
-}
-
-std::string TextOf(const Machine& machine, std::u16string_view path) {
-  const auto content = ReadWholeFile(machine.files, path);
-  if (!content) throw std::logic_error("the file does not exist");
-  return {content->begin(), content->end()};
 }
 
 }  // namespace vorn::tests

@@ -1,11 +1,12 @@
 #pragma once
 
-// The machines that attacks are tried on: each belongs to one command, and on each another user
-// owns the package's folder and all above it but the root, the temporary folder and its parent, and
-// a folder of his own with a twin of the package. Files of others that he would like to see changed
-// stand beside them.
+// The machines that are attacked, one for each command. On each of them an unprivileged user owns
+// the package's folder and every folder above it except the root, the temporary folder and its
+// parent, and a folder of his own with a twin of the package. The machine also holds protected
+// files that he wants to see changed.
 
 #include "platform/simulated/machine.h"
+#include "tests/support/sample.h"
 
 #include <string>
 #include <string_view>
@@ -13,15 +14,11 @@
 
 namespace vorn::tests {
 
-inline constexpr char16_t kPackageFolder[] = u"C:\\pkg\\driver";
-inline constexpr char16_t kInf[] = u"C:\\pkg\\driver\\vorn_audio.inf";
-inline constexpr char16_t kStatePath[] = u"C:\\pkg\\.vorn-driver-activation-state";
-inline constexpr char16_t kLogFolder[] = u"C:\\pkg\\logs";
-inline constexpr char16_t kLogFile[] = u"C:\\pkg\\logs\\vorn_devnode.log";
 inline constexpr char16_t kTempParent[] = u"C:\\Scratch";
 inline constexpr char16_t kTempFolder[] = u"C:\\Scratch\\temp";
 inline constexpr char16_t kAttackerFolder[] = u"C:\\attacker";
-inline constexpr char16_t kStolen[] = u"C:\\attacker\\stolen";  // where he moves what he takes
+inline constexpr char16_t kStolen[] =
+    u"C:\\attacker\\stolen";  // where the attacker moves what he takes
 inline constexpr char16_t kTwinFolder[] =
     u"C:\\attacker\\twin\\driver";  // same version, other bytes
 inline constexpr char16_t kVictim[] = u"C:\\protected\\victim.txt";
@@ -49,17 +46,14 @@ std::string NameOf(Job job);
 /// Whether the command takes an INF, and so the private snapshot.
 bool TakesInf(Job job);
 
-/// Whether a final RESULT=OK of it claims that the driver is active.
+/// Whether its RESULT=OK claims that the driver is active.
 bool ClaimsActivation(Job job);
 
-/// The machine before the command, as the other user found it.
+/// The machine before the command, with everything that the user owns.
 platform::simulated::Machine MachineFor(Job job);
 
-/// The command line of the job, with these paths in the places of the usual ones.
-std::vector<std::u16string> CommandLine(Job job, const std::u16string& infPath = kInf,
-                                        const std::u16string& statePath = kStatePath);
-
-/// The text of a file of the machine, which must exist.
-std::string TextOf(const platform::simulated::Machine& machine, std::u16string_view path);
+/// The command line of the job, with these paths instead of the usual ones.
+std::vector<std::u16string> CommandLine(Job job, const std::u16string& infPath = kSampleInf,
+                                        const std::u16string& statePath = kSampleJournal);
 
 }  // namespace vorn::tests

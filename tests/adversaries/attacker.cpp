@@ -20,7 +20,7 @@ constexpr std::uint32_t kShareAll =
 
 std::u16string_view FolderOf(std::u16string_view path) {
   const std::size_t cut = path.rfind(u'\\');
-  // "C:" alone is not a path of the root.
+  // "C:" alone does not name the root.
   return path.substr(0, cut == 2 ? 3 : cut);
 }
 
@@ -39,7 +39,7 @@ Token TokenOfOtherUser() {
 
 }  // namespace
 
-/// A name that is there: where, what it leads to, and what its folder says.
+/// An existing name: its place, the node it leads to, and its folder.
 struct Attacker::Named {
   NodeId node = 0;
   Place place;

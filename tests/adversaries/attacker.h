@@ -1,10 +1,9 @@
 #pragma once
 
-// Attacker: what a user without any privilege can do to the files, links and drive letters of a
-// machine while somebody else's program runs. Each act asks what Windows would ask (access lists,
-// sharing with every open handle, names that are going, folders in use) and does nothing where
-// Windows would refuse. So a program is protected here by its handles and its access lists or not
-// at all.
+// Attacker: what a user without privileges can do to the files, links and drive letters of a
+// machine while another user's program runs. Each act makes the checks of Windows (access lists,
+// share modes of open handles, names that are being deleted, folders in use) and does nothing where
+// Windows would refuse. So the program's handles and access lists are its only protection here.
 
 #include "platform/simulated/machine.h"
 #include "platform/simulated/security_model.h"
@@ -15,7 +14,7 @@
 
 namespace vorn::tests {
 
-/// An access list for a folder that is the other user's own.
+/// The access list of a folder that the attacker owns.
 inline constexpr char16_t kOwnFolderSecurity[] =
     u"O:S-1-5-21-1000000000-2000000000-3000000000-1002"
     u"D:(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)"
@@ -25,37 +24,37 @@ class Attacker {
  public:
   explicit Attacker(platform::simulated::Machine& machine);
 
-  // Each returns whether Windows lets it happen; where it does not, nothing has changed.
+  // Each act returns whether Windows allows it. A refused act changes nothing.
 
-  /// Renames a file or a folder; a folder with anything open below it stays (documented). What has
-  /// the new name must not exist.
+  /// Renames a file or a folder. The new name must be free, and nothing below the folder may be
+  /// open (documented).
   bool TryRename(std::u16string_view from, std::u16string_view to);
 
-  /// Deletes a file or an empty folder. Of a file that others hold and let go, the name stays until
-  /// they close it.
+  /// Deletes a file or an empty folder. The name of a file that others hold open with delete
+  /// sharing stays until they close it.
   bool TryDelete(std::u16string_view path);
 
   bool TryCreateFile(std::u16string_view path, std::string_view content);
   bool TryCreateFolder(std::u16string_view path);
 
-  /// A new folder that is a junction. Anybody may make one where he may make folders.
+  /// Creates a junction. Whoever may create a folder may create a junction.
   bool TryCreateJunction(std::u16string_view path, std::u16string_view target);
 
-  /// A symbolic link; users may make them where the machine is in developer mode, which is assumed.
+  /// Creates a symbolic link. That takes developer mode, which is assumed.
   bool TryCreateSymbolicLink(std::u16string_view path, std::u16string_view target, bool directory);
 
-  /// A new folder or file with a reparse point that no filter of the machine answers for.
+  /// Creates a folder or file with a reparse point that no filter of the machine handles.
   bool TryCreateUnknownLink(std::u16string_view path, bool directory);
 
-  /// A second name of an existing file, which the native call gives to whoever may read the file's
-  /// attributes (documented).
+  /// Creates a hard link. The native call allows it to whoever may read the file's attributes
+  /// (documented).
   bool TryCreateHardLink(std::u16string_view existing, std::u16string_view name);
 
-  /// Makes an existing empty folder a junction: that takes no more than FILE_WRITE_ATTRIBUTES, a
-  /// right that sharing does not guard (documented).
+  /// Turns an existing empty folder into a junction. That takes only FILE_WRITE_ATTRIBUTES, which
+  /// share modes do not guard (documented).
   bool TryTurnIntoJunction(std::u16string_view path, std::u16string_view target);
 
-  /// Gives a file new content, in place.
+  /// Replaces the content of a file in place.
   bool TryWrite(std::u16string_view path, std::string_view content);
 
   /// Appends zeros up to that size.
@@ -67,11 +66,11 @@ class Attacker {
   /// Replaces an access list.
   bool TrySetSecurity(std::u16string_view path, std::u16string_view sddl);
 
-  /// Gives a drive letter of his own logon session another target, or none. A letter that belongs
-  /// to a volume is the machine's and stays.
+  /// Redefines or removes a drive letter of his own logon session. Letters of volumes belong to the
+  /// machine and stay.
   bool TryDefineDosDevice(char16_t letter, std::u16string_view target);
 
-  /// Makes a registry key a link.
+  /// Creates a registry key that is a link.
   bool TryLinkRegistryKey(std::u16string_view parent, std::u16string_view name,
                           std::u16string_view target);
 

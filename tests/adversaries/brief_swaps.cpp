@@ -1,8 +1,10 @@
-// Exchanges that last for a single call: what is taken away comes back before the next one, so that
-// a check and the use after it may meet different things, and nobody can tell afterwards.
+// Swaps that last for a single call: the original is back before the next one. A check and the use
+// that follows may then meet different objects, and no trace remains.
 
 #include "platform/simulated/file_system.h"
 #include "tests/adversaries/attack.h"
+#include "tests/support/machine_view.h"
+#include "tests/support/sample.h"
 
 namespace vorn::tests {
 
@@ -12,7 +14,7 @@ namespace {
 
 constexpr char16_t kTwinInf[] = u"C:\\attacker\\twin\\driver\\vorn_audio.inf";
 
-/// Exchanges `path` by `put`, and back by `clear` before the next call.
+/// Swaps what is at `path` with `put`, and undoes that with `clear` before the next call.
 Attack Brief(std::string name, std::string why, std::vector<Job> jobs, const std::u16string& path,
              std::function<bool(Attacker&)> put, std::function<bool(Attacker&)> clear) {
   const std::u16string aside = kStolen + path.substr(path.rfind(u'\\'));
@@ -41,13 +43,15 @@ std::vector<Attack> BriefSwaps() {
   constexpr char kHeld[] = "what was opened is held, and used by its handle";
   Attack twin = Brief(
       "INF exchanged for a twin", "the copy that is authenticated is the copy that is bound",
-      JobsWithInf(), kInf,
-      [](Attacker& user) { return user.TryCreateFile(kInf, TextOf(user.TheMachine(), kTwinInf)); },
-      [](Attacker& user) { return user.TryDelete(kInf); });
+      JobsWithInf(), kSampleInf,
+      [](Attacker& user) {
+        return user.TryCreateFile(kSampleInf, TextOf(user.TheMachine(), kTwinInf));
+      },
+      [](Attacker& user) { return user.TryDelete(kSampleInf); });
   Attack folder = Brief(
-      "INF's folder exchanged for a twin's", kHeld, JobsWithInf(), kPackageFolder,
-      [](Attacker& user) { return user.TryRename(kTwinFolder, kPackageFolder); },
-      [](Attacker& user) { return user.TryRename(kPackageFolder, kTwinFolder); });
+      "INF's folder exchanged for a twin's", kHeld, JobsWithInf(), kSampleFolder,
+      [](Attacker& user) { return user.TryRename(kTwinFolder, kSampleFolder); },
+      [](Attacker& user) { return user.TryRename(kSampleFolder, kTwinFolder); });
   Attack letter;
   letter.name = "drive letter remapped to a twin's volume for a single call";
   letter.why = "a path is walked from the volume that was checked";
@@ -65,7 +69,7 @@ std::vector<Attack> BriefSwaps() {
   return {
       twin,
       folder,
-      BriefJunction("INF's folder", kHeld, JobsWithInf(), kPackageFolder, kTwinFolder),
+      BriefJunction("INF's folder", kHeld, JobsWithInf(), kSampleFolder, kTwinFolder),
       BriefJunction("folder above", kHeld, JobsWithInf(), u"C:\\pkg", u"C:\\attacker\\twin"),
       BriefJunction("temporary folder", kHeld, JobsWithInf(), kTempFolder, u"C:\\Windows"),
       BriefJunction("folder above the temporary one", kHeld, JobsWithInf(), kTempParent,
@@ -73,7 +77,7 @@ std::vector<Attack> BriefSwaps() {
       BriefJunction("journal's folder", kHeld,
                     {Job::FreshInstall, Job::Update, Job::Verify, Job::HotActivate}, u"C:\\pkg",
                     u"C:\\attacker\\twin"),
-      BriefJunction("log folder", kHeld, {Job::Remove}, kLogFolder, u"C:\\Windows"),
+      BriefJunction("log folder", kHeld, {Job::Remove}, kSampleLogFolder, u"C:\\Windows"),
       letter,
   };
 }

@@ -1,9 +1,10 @@
-// Every component of every path that a command opens, exchanged for a junction, a symbolic link or
-// a second name of another file. Rows that say more about one of them stand with its other attacks.
+// Every component of every path that a command opens, replaced by a junction, a symbolic link or a
+// hard link to another file. More specific rows are listed with the other attacks on that path.
 
 #include "platform/simulated/file_system.h"
 #include "tests/adversaries/attack.h"
 #include "tests/support/activation.h"
+#include "tests/support/sample.h"
 
 namespace vorn::tests {
 
@@ -102,12 +103,12 @@ std::vector<Attack> InputFolders() {
       InputRow("folder above", kSymbolicLink, u"C:\\pkg", u"C:\\attacker\\twin", u"00001129"),
       above,
       log,
-      InputRow("INF's folder", kEmptied, kPackageFolder, kTwinFolder, u"00001129"),
-      InputRow("INF's folder", kLoop, kPackageFolder, kPackageFolder, u"00001129"),
-      InputRow("INF's folder", kRelativeLink, kPackageFolder, u"..\\attacker\\twin\\driver",
+      InputRow("INF's folder", kEmptied, kSampleFolder, kTwinFolder, u"00001129"),
+      InputRow("INF's folder", kLoop, kSampleFolder, kSampleFolder, u"00001129"),
+      InputRow("INF's folder", kRelativeLink, kSampleFolder, u"..\\attacker\\twin\\driver",
                u"00001129"),
-      InputRow("INF's folder", kUnknownLink, kPackageFolder, u"", u"00001129"),
-      InputRow("INF", kUnknownFileLink, kInf, u"", u"000003EE"),
+      InputRow("INF's folder", kUnknownLink, kSampleFolder, u"", u"00001129"),
+      InputRow("INF", kUnknownFileLink, kSampleInf, u"", u"000003EE"),
   };
 }
 
@@ -115,7 +116,7 @@ std::vector<Attack> InputFiles() {
   std::vector<Attack> attacks;
   for (const auto& [name, file] : {std::pair(std::string("catalog"), u"\\vorn_audio.cat"),
                                    std::pair(std::string("driver file"), u"\\vorn_audio.sys")}) {
-    const std::u16string path = kPackageFolder + std::u16string(file);
+    const std::u16string path = kSampleFolder + std::u16string(file);
     const std::u16string twin = kTwinFolder + std::u16string(file);
     Attack link = InputRow(name, kFileLink, path, twin, u"000003EE");
     link.why = "the link itself is opened and is no plain file";
@@ -146,11 +147,11 @@ std::vector<Attack> TemporaryFolders() {
   };
 }
 
-/// The journal in a folder of its own, two folders deep in what is the other user's.
+/// The journal in a folder of its own, two levels deep in the attacker's folder.
 void MoveJournal(Machine& machine) {
   MakeFolder(machine.files, kDeepFolder);
-  if (!FindNode(machine.files, kStatePath)) return;
-  MovePath(machine.files, kStatePath, kDeepState);
+  if (!FindNode(machine.files, kSampleJournal)) return;
+  MovePath(machine.files, kSampleJournal, kDeepState);
 }
 
 std::vector<Attack> StateFolders() {
@@ -176,13 +177,13 @@ std::vector<Attack> LogComponents() {
   Attack above = Row("folder above the log", kSymbolicLink, u"C:\\pkg", u"C:\\attacker\\twin",
                      {Job::Remove}, {{Job::Remove, 3, u"refused (error 0x00001129)"}});
   above.why = "the INF goes with it; what comes later finds it held or leaves no log";
-  Attack folder = Row("log folder", kSymbolicLink, kLogFolder, kWindows, {Job::Remove}, {});
+  Attack folder = Row("log folder", kSymbolicLink, kSampleLogFolder, kWindows, {Job::Remove}, {});
   folder.expectation = Expectation::Harmless;
   folder.why = "it is held without delete sharing as long as it is used";
-  Attack file = Row("log file", kFileLink, kLogFile, kWindowsVictim, {Job::Remove}, {});
+  Attack file = Row("log file", kFileLink, kSampleLog, kWindowsVictim, {Job::Remove}, {});
   file.expectation = Expectation::Harmless;
   file.why = "it is held without delete sharing as long as it is used";
-  Attack junction = Row("log file", kJunction, kLogFile, kWindows, {Job::Remove}, {});
+  Attack junction = Row("log file", kJunction, kSampleLog, kWindows, {Job::Remove}, {});
   junction.expectation = Expectation::Harmless;
   junction.why = "it is held without delete sharing as long as it is used";
   return {above, folder, file, junction};

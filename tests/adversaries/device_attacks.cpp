@@ -1,10 +1,13 @@
-// Attacks by other devices, packages, drivers and registry records. A user does not make these by
-// himself: a device that he plugs in, a driver or a loosened key that somebody left makes them.
+// Attacks by other devices, packages, drivers and registry records. A user cannot create these
+// directly: they come from a device that he plugs in, from a driver, or from a key that somebody
+// left with a weak access list.
 
 #include "base/text.h"
 #include "platform/registry.h"
 #include "platform/simulated/endpoint_builder.h"
 #include "tests/adversaries/attack.h"
+#include "tests/support/machine_view.h"
+#include "tests/support/sample.h"
 
 #include <utility>
 
@@ -16,7 +19,6 @@ namespace {
 
 constexpr char16_t kRender[] =
     u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\MMDevices\\Audio\\Render";
-constexpr char16_t kOurHardwareId[] = u"Root\\VornAudio";
 
 Attack Row(std::string name, Expectation expectation, std::string why, std::vector<Job> jobs,
            std::function<void(Machine&)> prepare, std::vector<Answer> answers) {
@@ -38,7 +40,8 @@ std::vector<Answer> AllOk(const std::vector<Job>& jobs) {
 }
 
 const std::vector<Job> kEvery(std::begin(kAllJobs), std::end(kAllJobs));
-// Not the update: Windows gives a package to every device with its hardware id, whoever asks.
+// The update is left out: Windows offers a package to every device with its hardware id, whoever
+// asks.
 const std::vector<Job> kOnInstalled = {Job::Remove,      Job::AuditCurrent, Job::Verify,
                                        Job::HotActivate, Job::AuditCatalog, Job::ResumeEndpoints};
 
@@ -54,18 +57,18 @@ Device Plugged(const char16_t* id) {
   return device;
 }
 
-/// A control interface that answers as a sound driver would, but is another device's.
+/// A control interface of another device that answers like a sound driver.
 void GiveInterfaces(Device& device) {
   device.interfaces = {{kControlInterfaceClass, u"\\\\?\\usb#borrower#control", true, 0},
                        {kAudioInterfaceClass, u"\\\\?\\usb#borrower#audio", true, 0}};
-  device.resident = SoundImage(u"26.8.10.5");
+  device.resident = SoundImage(kSampleVersion);
 }
 
 std::u16string RecordPath(const char16_t* name) {
   return std::u16string(kRender) + u"\\" + name;
 }
 
-/// A record with the driver's marker, of that type.
+/// A record with the driver's marker, stored as that type.
 void PutRecord(Machine& machine, const char16_t* name, std::uint32_t type, Bytes marker) {
   PutDword(machine.registry, RecordPath(name), u"DeviceState", 4);
   PutValue(machine.registry, RecordPath(name) + u"\\Properties", kCableMarkerName, type,
@@ -76,7 +79,7 @@ void MarkPackage(PublishedPackage& package) {
   package.foreign = true;
 }
 
-/// A published package of those bytes, beside what the machine has.
+/// Publishes a further package with those bytes.
 void Publish(Machine& machine, const char16_t* name, const std::string& inf,
              const char16_t* originalCatalog) {
   PublishedPackage package;
@@ -88,16 +91,16 @@ void Publish(Machine& machine, const char16_t* name, const std::string& inf,
   machine.store.packages.push_back(std::move(package));
 }
 
-/// A plugged device with our hardware id and no driver.
+/// A plugged-in device with our hardware id and without a driver.
 Device Borrower(const char16_t* id) {
   Device device = Plugged(id);
-  device.hardwareIds = {kOurHardwareId};
+  device.hardwareIds = {kSampleHardwareId};
   device.service = u"";
   device.publishedInf = u"";
   return device;
 }
 
-/// An endpoint of another device, with the property by which the driver marks its own.
+/// An endpoint of another device that carries the marker property of our driver.
 void AddMarkedEndpoint(Machine& machine) {
   for (AudioEndpoint endpoint : std::vector<AudioEndpoint>(machine.audio.endpoints)) {
     const Device* owner = machine.devices.Find(endpoint.root);
@@ -160,7 +163,7 @@ std::vector<Attack> BorrowedNames() {
       "only devices of the ROOT enumerator are roots", kOnInstalled,
       [](Machine& machine) {
         Device device = Plugged(u"USB\\VID_F0AB&PID_0001\\1");
-        device.hardwareIds = {u"USB\\VID_F0AB&PID_0001", kOurHardwareId};
+        device.hardwareIds = {u"USB\\VID_F0AB&PID_0001", kSampleHardwareId};
         device.service = u"";
         device.publishedInf = u"";
         machine.devices.Insert(std::move(device));
@@ -181,7 +184,7 @@ std::vector<Attack> BorrowedNames() {
       "an interface counts when its device is the live root itself", kOnInstalled,
       [](Machine& machine) {
         Device device = Plugged(u"USB\\VID_F0AB&PID_0003\\1");
-        device.hardwareIds = {kOurHardwareId};
+        device.hardwareIds = {kSampleHardwareId};
         GiveInterfaces(device);
         machine.devices.Insert(std::move(device));
       },
@@ -205,20 +208,20 @@ std::vector<Attack> Packages() {
       Row("foreign package with our bytes and another catalog", Expectation::Refused,
           "a doubtful package keeps all packages", jobs,
           [](Machine& machine) {
-            Publish(machine, u"oem40.inf", TextOf(machine, kInf), u"other.cat");
+            Publish(machine, u"oem40.inf", TextOf(machine, kSampleInf), u"other.cat");
           },
           {{Job::Remove, 13, u"changed or failed structured identity validation"}}),
       Row("our package published once more by somebody else", Expectation::Harmless,
           "a package is ours by its bytes", jobs,
           [](Machine& machine) {
-            Publish(machine, u"oem40.inf", TextOf(machine, kInf), u"vorn_audio.cat");
+            Publish(machine, u"oem40.inf", TextOf(machine, kSampleInf), u"vorn_audio.cat");
             machine.store.Find(u"oem40.inf")->foreign = false;
           },
           {{Job::Remove, 0, u"2 exact driver package(s)"}}),
       Row("file with our bytes in Windows' INF folder under another kind of name",
           Expectation::Harmless, "a published INF is named oem<number>.inf", jobs,
           [](Machine& machine) {
-            PutFile(machine.files, u"C:\\Windows\\INF\\oemvorn.inf", TextOf(machine, kInf));
+            PutFile(machine.files, u"C:\\Windows\\INF\\oemvorn.inf", TextOf(machine, kSampleInf));
           },
           {{Job::Remove, 0, u"1 exact driver package(s)"}}),
   };
@@ -254,7 +257,7 @@ std::vector<Attack> Drivers() {
   };
 }
 
-/// A link to somebody else's key within a record of ours.
+/// A link to a foreign key inside a record of ours.
 void LinkBelowOwnRecord(Machine& machine) {
   const auto flow = FindKey(machine.registry, kRender);
   for (const KeyId record : machine.registry.keys.at(*flow).children) {

@@ -1,8 +1,9 @@
-// Attacks by drive letters: the INF is named by a letter that the user defined in the session in
-// which the command runs, and that he defines anew while it does.
+// Attacks by drive letters: the path of the INF uses a letter that the user defined in the logon
+// session of the command, and that he redefines while the command runs.
 
 #include "platform/simulated/file_system.h"
 #include "tests/adversaries/attack.h"
+#include "tests/support/sample.h"
 
 namespace vorn::tests {
 
@@ -72,8 +73,8 @@ std::vector<Attack> DriveAttacks() {
   system.name = "system drive's letter remapped";
   system.expectation = Expectation::Impossible;
   system.why = "a letter of the machine is the machine's";
-  system.infPath = kInf;
-  system.statePath = kStatePath;
+  system.infPath = kSampleInf;
+  system.statePath = kSampleJournal;
   system.strike = [](Attacker& user) {
     return user.TryDefineDosDevice(u'C', u"\\Device\\HarddiskVolume4");
   };

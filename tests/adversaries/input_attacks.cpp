@@ -1,9 +1,11 @@
-// Attacks on the INF that the command line names: its file, its folder, what stands beside it, and
+// Attacks on the INF that the command line names: the file, its folder, the files beside it, and
 // the folders above.
 
 #include "platform/files.h"
 #include "platform/simulated/file_values.h"
 #include "tests/adversaries/attack.h"
+#include "tests/support/machine_view.h"
+#include "tests/support/sample.h"
 
 namespace vorn::tests {
 
@@ -39,13 +41,13 @@ Attack Harmless(std::string name, std::string why, std::function<bool(Attacker&)
 /// Takes the INF away and puts something else in its place.
 std::function<bool(Attacker&)> InsteadOfInf(std::function<bool(Attacker&)> put) {
   return [put = std::move(put)](Attacker& user) {
-    return user.TryRename(kInf, kStolenInf) && (put(user), true);
+    return user.TryRename(kSampleInf, kStolenInf) && (put(user), true);
   };
 }
 
 std::function<bool(Attacker&)> InsteadOfFolder(std::function<bool(Attacker&)> put) {
   return [put = std::move(put)](Attacker& user) {
-    return user.TryRename(kPackageFolder, kStolenFolder) && (put(user), true);
+    return user.TryRename(kSampleFolder, kStolenFolder) && (put(user), true);
   };
 }
 
@@ -54,40 +56,45 @@ std::vector<Attack> InfAttacks() {
       Harmless("INF exchanged for a twin",
                "the copy that is authenticated is the copy that is bound",
                InsteadOfInf([](Attacker& user) {
-                 return user.TryCreateFile(kInf, TextOf(user.TheMachine(), kTwinInf));
+                 return user.TryCreateFile(kSampleInf, TextOf(user.TheMachine(), kTwinInf));
                })),
-      Harmless(
-          "INF overwritten in place",
-          "no write while it is held; afterwards only the private copy is used",
-          [](Attacker& user) { return user.TryWrite(kInf, TextOf(user.TheMachine(), kTwinInf)); }),
+      Harmless("INF overwritten in place",
+               "no write while it is held; afterwards only the private copy is used",
+               [](Attacker& user) {
+                 return user.TryWrite(kSampleInf, TextOf(user.TheMachine(), kTwinInf));
+               }),
       Refused("INF deleted", u"00000002", "nothing to copy",
-              [](Attacker& user) { return user.TryDelete(kInf); }),
+              [](Attacker& user) { return user.TryDelete(kSampleInf); }),
       Refused("INF exchanged for a folder", u"00000005", "a folder is no file",
-              InsteadOfInf([](Attacker& user) { return user.TryCreateFolder(kInf); })),
+              InsteadOfInf([](Attacker& user) { return user.TryCreateFolder(kSampleInf); })),
       Refused("INF exchanged for a symbolic link to a twin", u"000003EE",
               "the link itself is opened and is no plain file", InsteadOfInf([](Attacker& user) {
-                return user.TryCreateSymbolicLink(kInf, kTwinInf, false);
+                return user.TryCreateSymbolicLink(kSampleInf, kTwinInf, false);
               })),
       Refused("INF exchanged for a hard link to a protected file", u"000003EE",
-              "a file with two names is refused",
-              InsteadOfInf([](Attacker& user) { return user.TryCreateHardLink(kVictim, kInf); })),
-      Refused(
-          "second name given to the INF", u"000003EE", "a file with two names is refused",
-          [](Attacker& user) { return user.TryCreateHardLink(kInf, u"C:\\attacker\\second.inf"); }),
-      Refused(
-          "INF exchanged for a junction", u"00000005", "the link itself is opened and is a folder",
-          InsteadOfInf([](Attacker& user) { return user.TryCreateJunction(kInf, kTwinFolder); })),
-      Refused(
-          "INF held open for writing", u"00000020",
-          "it is opened with read sharing only, which an open writer breaks",
-          [](Attacker& user) { return user.TryHold(kInf, platform::FILE_WRITE_DATA, kShareAll); }),
+              "a file with two names is refused", InsteadOfInf([](Attacker& user) {
+                return user.TryCreateHardLink(kVictim, kSampleInf);
+              })),
+      Refused("second name given to the INF", u"000003EE", "a file with two names is refused",
+              [](Attacker& user) {
+                return user.TryCreateHardLink(kSampleInf, u"C:\\attacker\\second.inf");
+              }),
+      Refused("INF exchanged for a junction", u"00000005",
+              "the link itself is opened and is a folder", InsteadOfInf([](Attacker& user) {
+                return user.TryCreateJunction(kSampleInf, kTwinFolder);
+              })),
+      Refused("INF held open for writing", u"00000020",
+              "it is opened with read sharing only, which an open writer breaks",
+              [](Attacker& user) {
+                return user.TryHold(kSampleInf, platform::FILE_WRITE_DATA, kShareAll);
+              }),
       Refused("INF held open for deletion", u"00000020",
               "it is opened with read sharing only, which an open deleter breaks",
-              [](Attacker& user) { return user.TryHold(kInf, platform::DELETE, kShareAll); }),
+              [](Attacker& user) { return user.TryHold(kSampleInf, platform::DELETE, kShareAll); }),
       Refused("INF held open without sharing", u"00000020", "it cannot be read",
-              [](Attacker& user) { return user.TryHold(kInf, platform::FILE_READ_DATA, 0); }),
+              [](Attacker& user) { return user.TryHold(kSampleInf, platform::FILE_READ_DATA, 0); }),
       Harmless("INF grown to 5 MiB", "over 4 MiB it is refused, after the copy it does not matter",
-               [](Attacker& user) { return user.TryGrow(kInf, std::uint64_t{5} << 20); }),
+               [](Attacker& user) { return user.TryGrow(kSampleInf, std::uint64_t{5} << 20); }),
       Refused("catalog exchanged for a twin's", u"", "the installer's own check of the catalog",
               [](Attacker& user) {
                 return user.TryWrite(
@@ -136,7 +143,7 @@ std::vector<Attack> BesideInfAttacks() {
       Refused("17 levels of folders planted in the INF's folder", u"000003EE",
               "16 levels are the limit",
               [](Attacker& user) {
-                std::u16string path = kPackageFolder;
+                std::u16string path = kSampleFolder;
                 bool made = true;
                 for (int level = 0; level < 17 && made; ++level) {
                   path += u"\\d";
@@ -151,16 +158,16 @@ std::vector<Attack> FolderAttacks() {
   return {
       Refused("INF's folder exchanged for a junction", u"00001129",
               "a link on the way is opened itself and refused", InsteadOfFolder([](Attacker& user) {
-                return user.TryCreateJunction(kPackageFolder, kTwinFolder);
+                return user.TryCreateJunction(kSampleFolder, kTwinFolder);
               })),
       Refused("INF's folder exchanged for a symbolic link", u"00001129",
               "a link on the way is opened itself and refused", InsteadOfFolder([](Attacker& user) {
-                return user.TryCreateSymbolicLink(kPackageFolder, kTwinFolder, true);
+                return user.TryCreateSymbolicLink(kSampleFolder, kTwinFolder, true);
               })),
       Harmless("INF's folder exchanged for a twin's",
                "held while it is copied; the copy that is authenticated is the copy that is bound",
                InsteadOfFolder(
-                   [](Attacker& user) { return user.TryRename(kTwinFolder, kPackageFolder); })),
+                   [](Attacker& user) { return user.TryRename(kTwinFolder, kSampleFolder); })),
       Refused("folder above exchanged for a junction", u"00001129",
               "a link on the way is opened itself and refused",
               [](Attacker& user) {
@@ -170,13 +177,12 @@ std::vector<Attack> FolderAttacks() {
       Refused(
           "INF's folder held open for deletion", u"00000020",
           "folders are opened with read sharing only",
-          [](Attacker& user) { return user.TryHold(kPackageFolder, platform::DELETE, kShareAll); }),
+          [](Attacker& user) { return user.TryHold(kSampleFolder, platform::DELETE, kShareAll); }),
       Harmless("INF's folder closed to everybody by its access list",
                "handles stay good; an administrator who may not read is refused",
                [](Attacker& user) {
                  return user.TrySetSecurity(
-                     kPackageFolder,
-                     u"D:P(A;;FA;;;S-1-5-21-1000000000-2000000000-3000000000-1002)");
+                     kSampleFolder, u"D:P(A;;FA;;;S-1-5-21-1000000000-2000000000-3000000000-1002)");
                }),
   };
 }
@@ -188,7 +194,8 @@ std::vector<Attack> InputAttacks() {
   for (const auto& part : {InfAttacks(), BesideInfAttacks(), FolderAttacks()}) {
     attacks.insert(attacks.end(), part.begin(), part.end());
   }
-  // What the catalog vouches for is judged by the installer: only what binds is refused there.
+  // The installer verifies files against the catalog, so only commands that bind refuse such a
+  // package.
   for (Attack& attack : attacks) {
     if (attack.name != "catalog exchanged for a twin's") continue;
     attack.jobs = {Job::FreshInstall, Job::Update};

@@ -1,8 +1,10 @@
-// Attacks on the removal log, which an administrator's process appends to beside a user's files.
+// Attacks on the removal log, to which an elevated process appends in a folder beside the user's
+// files.
 
 #include "platform/files.h"
 #include "platform/simulated/file_system.h"
 #include "tests/adversaries/attack.h"
+#include "tests/support/sample.h"
 
 namespace vorn::tests {
 
@@ -21,10 +23,10 @@ Attack Row(std::string name, std::string why, std::function<bool(Attacker&)> str
   return attack;
 }
 
-/// In the log folder, which the user makes when the program has not.
+/// Acts in the log folder, which the user creates if the program has not.
 std::function<bool(Attacker&)> InLogFolder(std::function<bool(Attacker&)> act) {
   return [act = std::move(act)](Attacker& user) {
-    const bool made = user.TryCreateFolder(kLogFolder);
+    const bool made = user.TryCreateFolder(kSampleLogFolder);
     return act(user) || made;
   };
 }
@@ -39,51 +41,54 @@ std::vector<Attack> LogAttacks() {
                        return user.TryRename(u"C:\\pkg", u"C:\\attacker\\stolen\\pkg") &&
                               (user.TryCreateJunction(u"C:\\pkg", u"C:\\attacker\\twin"), true);
                      });
-  // The INF goes with the folder: what comes in time is refused as such.
+  // The INF moves with the folder, so a strike that comes in time is refused for the INF.
   above.answers = {{Job::Remove, 3, u"refused (error 0x00001129)"}};
   return {
       above,
       Row("log folder planted as a junction into Windows", kNoLog,
-          [](Attacker& user) { return user.TryCreateJunction(kLogFolder, u"C:\\Windows"); }),
+          [](Attacker& user) { return user.TryCreateJunction(kSampleLogFolder, u"C:\\Windows"); }),
       Row("log folder planted as a symbolic link", kNoLog,
           [](Attacker& user) {
-            return user.TryCreateSymbolicLink(kLogFolder, u"C:\\Windows", true);
+            return user.TryCreateSymbolicLink(kSampleLogFolder, u"C:\\Windows", true);
           }),
       Row("log folder planted as a file", "a file is no folder",
-          [](Attacker& user) { return user.TryCreateFile(kLogFolder, "x"); }),
+          [](Attacker& user) { return user.TryCreateFile(kSampleLogFolder, "x"); }),
       Row("log folder planted with a weak access list", "what is written there is only text",
-          [](Attacker& user) { return user.TryCreateFolder(kLogFolder); }),
+          [](Attacker& user) { return user.TryCreateFolder(kSampleLogFolder); }),
       Row("log file planted as a hard link to a protected file", "a log with two names is not used",
           InLogFolder(
-              [](Attacker& user) { return user.TryCreateHardLink(kWindowsVictim, kLogFile); })),
+              [](Attacker& user) { return user.TryCreateHardLink(kWindowsVictim, kSampleLog); })),
       Row("log file planted as a symbolic link to a protected file", kNoLog,
-          InLogFolder(
-              [](Attacker& user) { return user.TryCreateSymbolicLink(kLogFile, kVictim, false); })),
+          InLogFolder([](Attacker& user) {
+            return user.TryCreateSymbolicLink(kSampleLog, kVictim, false);
+          })),
       Row("log file planted as a symbolic link to a new file", kNoLog,
           InLogFolder([](Attacker& user) {
-            return user.TryCreateSymbolicLink(kLogFile, u"C:\\Windows\\new.dll", false);
+            return user.TryCreateSymbolicLink(kSampleLog, u"C:\\Windows\\new.dll", false);
           })),
       Row("log file planted as a folder", "a folder is no log",
-          InLogFolder([](Attacker& user) { return user.TryCreateFolder(kLogFile); })),
+          InLogFolder([](Attacker& user) { return user.TryCreateFolder(kSampleLog); })),
       Row("log file planted and held without sharing", "a log that cannot be opened is not used",
           InLogFolder([](Attacker& user) {
-            user.TryCreateFile(kLogFile, "x");
-            return user.TryHold(kLogFile, platform::FILE_WRITE_DATA, 0);
+            user.TryCreateFile(kSampleLog, "x");
+            return user.TryHold(kSampleLog, platform::FILE_WRITE_DATA, 0);
           })),
       Row("log file exchanged for a hard link to a protected file",
           "it is held without delete sharing as long as it is used",
           [](Attacker& user) {
-            return user.TryRename(kLogFile, u"C:\\attacker\\stolen\\log") &&
-                   (user.TryCreateHardLink(kWindowsVictim, kLogFile), true);
+            return user.TryRename(kSampleLog, u"C:\\attacker\\stolen\\log") &&
+                   (user.TryCreateHardLink(kWindowsVictim, kSampleLog), true);
           }),
       Row("log folder exchanged for a junction into Windows",
           "it is held without delete sharing as long as it is used",
           [](Attacker& user) {
-            return user.TryRename(kLogFolder, u"C:\\attacker\\stolen\\logs") &&
-                   (user.TryCreateJunction(kLogFolder, u"C:\\Windows"), true);
+            return user.TryRename(kSampleLogFolder, u"C:\\attacker\\stolen\\logs") &&
+                   (user.TryCreateJunction(kSampleLogFolder, u"C:\\Windows"), true);
           }),
       Row("log folder itself made a junction", "the log file in it is held, so it is not empty",
-          [](Attacker& user) { return user.TryTurnIntoJunction(kLogFolder, u"C:\\Windows"); }),
+          [](Attacker& user) {
+            return user.TryTurnIntoJunction(kSampleLogFolder, u"C:\\Windows");
+          }),
   };
 }
 

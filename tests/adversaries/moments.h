@@ -1,6 +1,6 @@
 #pragma once
 
-// Before which of a command's calls an attack is tried.
+// The moments at which an attack is tried: before which of a command's calls.
 
 #include <cstdint>
 #include <string>
@@ -8,15 +8,15 @@
 
 namespace vorn::tests {
 
-/// Whether the platform reads or changes no file in that call. A strike on files just before it is
-/// the same as one just after it.
+/// Whether that call neither reads nor changes a file. For an attack on files the moments before
+/// and after such a call are the same.
 bool IsBlindToFiles(const std::string& call);
 
 /// Every call's number, from 1.
 std::vector<std::uint64_t> EveryMoment(const std::vector<std::string>& calls);
 
-/// A fixed selection, in ascending order: the first call, the first of each name that is not blind
-/// to files, and others of them, spread evenly.
+/// A fixed selection, in ascending order: the first call, the first call of each name that touches
+/// files, and an even spread of the others.
 std::vector<std::uint64_t> SelectedMoments(const std::vector<std::string>& calls);
 
 }  // namespace vorn::tests

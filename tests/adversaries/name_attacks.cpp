@@ -1,9 +1,10 @@
-// Attacks by the text of a path alone: what Windows would read as something else.
+// Attacks by the text of a path alone: forms that Windows would read as something else.
 
 #include "platform/files.h"
 #include "platform/simulated/file_system.h"
 #include "platform/simulated/file_values.h"
 #include "tests/adversaries/attack.h"
+#include "tests/support/sample.h"
 
 #include <cstring>
 
@@ -17,7 +18,7 @@ struct NameRow {
   const char* name;
   const char16_t* path;
   const char* why;
-  bool pathCheck;  // install refuses it before any snapshot, so that it says nothing
+  bool pathCheck;  // install refuses it silently, before any snapshot
   const char16_t* error = u"0000007B";
 };
 
@@ -52,7 +53,7 @@ constexpr NameRow kRows[] = {
 };
 
 void AddAliases(Machine& machine) {
-  SetShortName(machine.files, kInf, u"VORN_A~1.INF");
+  SetShortName(machine.files, kSampleInf, u"VORN_A~1.INF");
   SetShortName(machine.files, u"C:\\pkg", u"PKGPAC~1");
 }
 
@@ -105,7 +106,7 @@ Attack StateRow(const NameRow& row) {
   return attack;
 }
 
-/// A page of a folder's listing with these names of plain files.
+/// A page of a folder listing that names these plain files.
 Bytes ListingOf(const std::vector<std::u16string>& names) {
   constexpr std::size_t kRoomForName = 64;  // keeps the records aligned
   constexpr std::size_t kRecordSize = sizeof(platform::FILE_ID_BOTH_DIR_INFO) + kRoomForName;
@@ -122,8 +123,8 @@ Bytes ListingOf(const std::vector<std::u16string>& names) {
   return page;
 }
 
-/// In a folder that tells case apart, as a user may make his own. The volume here does not, so that
-/// both names open one file; what matters is that both are listed.
+/// A case-sensitive folder, which a user may create. The simulated volume is not case-sensitive, so
+/// both names open the same file; what matters is that both are listed.
 Attack CaseTwins() {
   Attack attack;
   attack.name = "folder that lists two names which differ in case only";
@@ -132,20 +133,22 @@ Attack CaseTwins() {
   attack.jobs = JobsWithInf();
   attack.answers = SnapshotRefused(u"000000B7");
   attack.prepare = [](Machine& machine) {
-    NodeAt(machine.files, kPackageFolder).reportedPages = {
+    NodeAt(machine.files, kSampleFolder).reportedPages = {
         ListingOf({u"VORN_AUDIO.INF", u"vorn_audio.cat", u"vorn_audio.inf", u"vorn_audio.sys"})};
   };
   return attack;
 }
 
-/// Other names of the journal itself.
+/// Aliases of the journal itself.
 std::vector<Attack> StateAliases() {
   Attack alias;
   alias.name = "state path: 8.3 alias of the journal";
   alias.why = "it is another name of the same file, which is opened, proven and held";
   alias.statePath = u"C:\\pkg\\VORN-D~1";
   alias.jobs = {Job::Verify, Job::HotActivate};
-  alias.prepare = [](Machine& machine) { SetShortName(machine.files, kStatePath, u"VORN-D~1"); };
+  alias.prepare = [](Machine& machine) {
+    SetShortName(machine.files, kSampleJournal, u"VORN-D~1");
+  };
   alias.answers = {{Job::Verify, 0, u""}, {Job::HotActivate, 0, u""}};
   Attack folder = alias;
   folder.name = "state path: 8.3 alias of a folder";
@@ -190,7 +193,7 @@ std::vector<Attack> NameAttacks() {
   twin.name = "file planted whose name differs in case only";
   twin.expectation = Expectation::Impossible;
   twin.why = "the volume keeps one file of a name";
-  twin.infPath = kInf;
+  twin.infPath = kSampleInf;
   twin.strike = [](Attacker& user) {
     return user.TryCreateFile(u"C:\\pkg\\driver\\VORN_AUDIO.INF", "x");
   };

@@ -14,7 +14,7 @@ namespace {
 constexpr std::uint32_t kShareAll =
     platform::FILE_SHARE_READ | platform::FILE_SHARE_WRITE | platform::FILE_SHARE_DELETE;
 
-/// The INF of the product's published package; of the only one that is nobody else's.
+/// The INF of the only published package that is not foreign.
 std::u16string PublishedInf(Attacker& user) {
   const Machine& machine = user.TheMachine();
   for (const PublishedPackage& package : machine.store.packages) {

@@ -5,6 +5,8 @@
 #include "platform/simulated/file_values.h"
 #include "tests/adversaries/attack.h"
 #include "tests/support/activation.h"
+#include "tests/support/machine_view.h"
+#include "tests/support/sample.h"
 
 namespace vorn::tests {
 
@@ -27,8 +29,8 @@ const std::vector<Answer> kWritersRefuse = {{Job::FreshInstall, 9, kNotInspected
 const std::vector<Answer> kReadersRefuse = {{Job::Verify, 11, kMissingOrUnsafe},
                                             {Job::HotActivate, 15, kMissingOrUnsafe}};
 
-/// Against both: what stands at the journal's place is put there before an install, or instead of
-/// the journal before it is read.
+/// Two attacks: an object is put at the journal's path before an install, or replaces the journal
+/// before it is read.
 std::vector<Attack> Planted(const std::string& name, const std::string& why,
                             std::function<bool(Attacker&)> put) {
   Attack attack;
@@ -43,12 +45,12 @@ std::vector<Attack> Planted(const std::string& name, const std::string& why,
   exchange.jobs = kReaders;
   exchange.answers = kReadersRefuse;
   exchange.strike = [put](Attacker& user) {
-    return user.TryRename(kStatePath, kStolenState) && (put(user), true);
+    return user.TryRename(kSampleJournal, kStolenState) && (put(user), true);
   };
   return {attack, exchange};
 }
 
-/// A journal that an administrator wrote and somebody loosened, or that only looks like one.
+/// A journal whose access list somebody weakened, or a file that only looks like a journal.
 std::vector<Attack> WeakJournals() {
   const auto weak = [](std::string name, const char* why, const char16_t* sddl) {
     Attack attack;
@@ -58,7 +60,7 @@ std::vector<Attack> WeakJournals() {
     attack.jobs = kReaders;
     attack.answers = kReadersRefuse;
     attack.prepare = [sddl](Machine& machine) {
-      NodeAt(machine.files, kStatePath).security = *ParseSddl(sddl);
+      NodeAt(machine.files, kSampleJournal).security = *ParseSddl(sddl);
     };
     return attack;
   };
@@ -87,8 +89,8 @@ std::vector<Attack> WeakJournals() {
 }  // namespace
 
 std::vector<Attack> StateAttacks() {
-  // Read now: writing a journal takes a process of its own, which a strike within one cannot have.
-  const std::string honestJournal = TextOf(MachineFor(Job::Verify), kStatePath);
+  // Read in advance: writing a journal needs a process of its own, and a strike happens inside one.
+  const std::string honestJournal = TextOf(MachineFor(Job::Verify), kSampleJournal);
   std::vector<Attack> attacks;
   const auto add = [&](const std::string& name, const std::string& why,
                        std::function<bool(Attacker&)> put) {
@@ -96,21 +98,23 @@ std::vector<Attack> StateAttacks() {
       attacks.push_back(std::move(attack));
   };
   add("a user's copy of a journal", "its owner and access list are not the protected ones",
-      [honestJournal](Attacker& user) { return user.TryCreateFile(kStatePath, honestJournal); });
+      [honestJournal](Attacker& user) {
+        return user.TryCreateFile(kSampleJournal, honestJournal);
+      });
   add("an empty file", "its owner and access list are not the protected ones",
-      [](Attacker& user) { return user.TryCreateFile(kStatePath, ""); });
+      [](Attacker& user) { return user.TryCreateFile(kSampleJournal, ""); });
   add("a hard link to a protected file", "a file with two names is refused",
-      [](Attacker& user) { return user.TryCreateHardLink(kVictim, kStatePath); });
+      [](Attacker& user) { return user.TryCreateHardLink(kVictim, kSampleJournal); });
   add("a symbolic link to a protected file", "the link itself is opened and is no plain file",
-      [](Attacker& user) { return user.TryCreateSymbolicLink(kStatePath, kVictim, false); });
+      [](Attacker& user) { return user.TryCreateSymbolicLink(kSampleJournal, kVictim, false); });
   add("a symbolic link to nothing", "the link itself is opened and is no plain file",
       [](Attacker& user) {
-        return user.TryCreateSymbolicLink(kStatePath, u"C:\\Windows\\created.ini", false);
+        return user.TryCreateSymbolicLink(kSampleJournal, u"C:\\Windows\\created.ini", false);
       });
   add("a junction", "the link itself is opened and is a folder",
-      [](Attacker& user) { return user.TryCreateJunction(kStatePath, u"C:\\Windows"); });
+      [](Attacker& user) { return user.TryCreateJunction(kSampleJournal, u"C:\\Windows"); });
   add("a folder", "a folder is no file",
-      [](Attacker& user) { return user.TryCreateFolder(kStatePath); });
+      [](Attacker& user) { return user.TryCreateFolder(kSampleJournal); });
 
   Attack row;
   row.name = "second name given to the journal";
@@ -119,13 +123,13 @@ std::vector<Attack> StateAttacks() {
   row.jobs = kReaders;
   row.answers = kReadersRefuse;
   row.strike = [](Attacker& user) {
-    return user.TryCreateHardLink(kStatePath, u"C:\\attacker\\second");
+    return user.TryCreateHardLink(kSampleJournal, u"C:\\attacker\\second");
   };
   attacks.push_back(row);
 
   row.name = "journal deleted";
   row.why = "no journal, no proof";
-  row.strike = [](Attacker& user) { return user.TryDelete(kStatePath); };
+  row.strike = [](Attacker& user) { return user.TryDelete(kSampleJournal); };
   attacks.push_back(row);
 
   row.name = "folder of the journal exchanged for a junction";
@@ -152,22 +156,26 @@ std::vector<Attack> StateAttacks() {
   row.jobs = {Job::FreshInstall, Job::Update, Job::Verify, Job::HotActivate};
   row.why = "its access list is the protected one from its creation";
   row.name = "journal overwritten";
-  row.strike = [honestJournal](Attacker& user) { return user.TryWrite(kStatePath, honestJournal); };
+  row.strike = [honestJournal](Attacker& user) {
+    return user.TryWrite(kSampleJournal, honestJournal);
+  };
   attacks.push_back(row);
   row.name = "journal held open";
   row.strike = [](Attacker& user) {
-    return user.TryHold(kStatePath, platform::FILE_READ_DATA, kShareAll);
+    return user.TryHold(kSampleJournal, platform::FILE_READ_DATA, kShareAll);
   };
   attacks.push_back(row);
   row.name = "journal's access list changed";
-  row.strike = [](Attacker& user) { return user.TrySetSecurity(kStatePath, kOwnFolderSecurity); };
+  row.strike = [](Attacker& user) {
+    return user.TrySetSecurity(kSampleJournal, kOwnFolderSecurity);
+  };
   attacks.push_back(row);
 
   row.name = "journal deleted while an install works";
   row.jobs = kWriters;
   row.expectation = Expectation::Harmless;
   row.why = "it is held without delete sharing until the command lets go of it, at its end";
-  row.strike = [](Attacker& user) { return user.TryDelete(kStatePath); };
+  row.strike = [](Attacker& user) { return user.TryDelete(kSampleJournal); };
   attacks.push_back(row);
   return attacks;
 }

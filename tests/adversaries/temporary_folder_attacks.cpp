@@ -5,6 +5,7 @@
 #include "platform/simulated/file_system.h"
 #include "platform/simulated/file_values.h"
 #include "tests/adversaries/attack.h"
+#include "tests/support/machine_view.h"
 #include "tests/support/run_command.h"
 
 namespace vorn::tests {
@@ -28,7 +29,7 @@ Attack Row(std::string name, Expectation expectation, std::string why,
   return attack;
 }
 
-/// TMP leads there when the command begins.
+/// TMP names that folder when the command starts.
 Attack Redirected(std::string name, std::string why, const std::u16string& folder,
                   const std::u16string& error, std::function<void(Machine&)> make = {}) {
   Attack attack =
@@ -40,12 +41,10 @@ Attack Redirected(std::string name, std::string why, const std::u16string& folde
   return attack;
 }
 
-/// The private snapshot as a user sees it: a name in a folder that he may list.
+/// The private snapshot as the user sees it, by listing the temporary folder.
 std::u16string SnapshotFolder(Attacker& user) {
-  for (const std::u16string& name : ListFolder(user.TheMachine().files, kTempFolder)) {
-    if (name.starts_with(u"VORN-input-")) return std::u16string(kTempFolder) + u"\\" + name;
-  }
-  return {};
+  const auto names = SnapshotFolders(user.TheMachine(), kTempFolder);
+  return names.empty() ? std::u16string() : kTempFolder + (u"\\" + names.front());
 }
 
 std::function<bool(Attacker&)> InSnapshot(
@@ -60,7 +59,7 @@ bool MoveTemp(Attacker& user) {
   return user.TryRename(kTempFolder, u"C:\\attacker\\stolen\\temp");
 }
 
-/// Where the junction leads, the user plants a twin of every private snapshot.
+/// Plants a twin of every private snapshot in the target of the junction.
 void PlantTwinOfSnapshot(Attacker& user) {
   const std::u16string snapshot = SnapshotFolder(user);
   if (snapshot.empty()) return;
@@ -118,8 +117,8 @@ std::vector<Attack> FolderSwaps() {
   };
 }
 
-/// The name that the command's private snapshot gets on that machine. Nobody can know it; an
-/// attacker who did would gain nothing either.
+/// The name of the command's private snapshot on that machine. Nobody can predict it, and this
+/// shows that predicting it gains nothing.
 std::u16string ForeseenSnapshot(const Machine& machine) {
   Machine copy = machine;
   const RunResult run = RunCommand(copy, CommandLine(Job::AuditCurrent));

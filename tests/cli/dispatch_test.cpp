@@ -4,8 +4,9 @@
 #include "platform/simulated/process.h"
 #include "tests/support/activation.h"
 #include "tests/support/console_lines.h"
+#include "tests/support/judged_run.h"
+#include "tests/support/machine_view.h"
 #include "tests/support/run_command.h"
-#include "tests/support/world.h"
 
 #include <gtest/gtest.h>
 
@@ -56,8 +57,7 @@ std::string Joined(const Arguments& arguments) {
 void ExpectInstalled(const RunResult& run, Machine& machine) {
   ExpectRun(run, kExitOk,
             {Out("vorn_devnode: persisted protected pre-bind activation state"),
-             Out("vorn_devnode: Root\\VornAudio installed"),
-             {false, tests::ProvenLine(machine)}});
+             Out("vorn_devnode: Root\\VornAudio installed"), tests::ProvenLine(machine)});
 }
 
 TEST(Dispatch, PrintsTheUsageWhenNoCommandFits) {
@@ -124,7 +124,7 @@ TEST(Dispatch, IgnoresFurtherWordsBehindCommandsWithoutArguments) {
 TEST(Dispatch, IgnoresArgumentsBehindTheInfOfTheCurrentAudit) {
   Machine machine = InstalledMachine();
   const RunResult run = RunCommand(machine, {u"audit-current", kSampleInf, u"x", u"y"});
-  ExpectRun(run, kExitOk, {{false, tests::ProvenLine(machine)}});
+  ExpectRun(run, kExitOk, {tests::ProvenLine(machine)});
 }
 
 // ------------------------------------------------------------------------------------------------
@@ -236,7 +236,7 @@ TEST(DispatchVerify, TakesTheStatePathOfTheProgramsFolderByDefault) {
   const auto state = UpdateTarget(machine);
   tests::PutJournal(machine, state, u"C:\\Program Files\\VORN\\.vorn-driver-activation-state");
   const RunResult run = RunCommand(machine, {u"verify", u"26.8.10.5", u"08/10/2026"});
-  ExpectRun(run, kExitOk, {{false, tests::ProvenLine(machine)}});
+  ExpectRun(run, kExitOk, {tests::ProvenLine(machine)});
 }
 
 TEST(DispatchVerify, DoesNotAskForTheProgramsPathWhenAStatePathIsGiven) {
@@ -327,7 +327,7 @@ TEST(Dispatch, KeepsTheSnapshotUntilTheCommandIsOver) {
   const std::string bound = binds[0].Argument("FullInfPath");
   EXPECT_NE(bound.find("\\VORN-input-"), std::string::npos) << bound;
   EXPECT_TRUE(bound.ends_with("\\vorn_audio.inf")) << bound;
-  EXPECT_TRUE(tests::LeftSnapshots(machine).empty());
+  EXPECT_TRUE(tests::SnapshotFolders(machine).empty());
 }
 
 TEST(Dispatch, StartsEachRunWithoutTheStateOfTheOneBefore) {

@@ -5,6 +5,7 @@
 #include "control/resident_status.h"
 #include "tests/control/control_world.h"
 #include "tests/support/each_call.h"
+#include "tests/support/machine_view.h"
 #include "verify/resume_endpoints.h"
 
 #include <algorithm>
@@ -18,6 +19,7 @@ using platform::simulated::FaultKind;
 using platform::simulated::Machine;
 using platform::simulated::Process;
 using tests::kRootId;
+using tests::OnlyPresentRoot;
 using tests::WithEachCallGoingWrong;
 
 /// The root with a sound driver, and a second way to it.
@@ -28,10 +30,6 @@ Machine MachineWithADriver() {
   root.interfaces = {{kControlInterfaceClass, tests::kControlPath, true, 0},
                      {platform::KSCATEGORY_AUDIO, tests::kAudioPath, true, 0}};
   return machine;
-}
-
-const platform::simulated::Device& RootOf(const Machine& machine) {
-  return *machine.devices.Find(kRootId);
 }
 
 std::size_t CountOfCode(const Process& process, const std::string& code, bool succeeded) {
@@ -54,7 +52,7 @@ TEST(AFailingCall, NeverLeavesAnEndpointHiddenInSilence) {
   for (const FaultKind kind : {FaultKind::Fail, FaultKind::FailAfterEffect}) {
     WithEachCallGoingWrong(MachineWithADriver(), kind, HideAndShow,
                            [](const Process& process, const Machine& machine, bool done) {
-                             if (!RootOf(machine).hidden.empty()) {
+                             if (!OnlyPresentRoot(machine)->hidden.empty()) {
                                EXPECT_NE(process.ErrorOutput(), u"");
                              }
                              if (!done) {
@@ -106,20 +104,9 @@ TEST(AFailingCall, MakesResumeSayWhatIsNotShown) {
   }
   WithEachCallGoingWrong(machine, FaultKind::Fail, ResumeEndpoints,
                          [](const Process& process, const Machine& after, ExitStatus status) {
-                           EXPECT_EQ(status == kExitOk, RootOf(after).hidden.empty());
+                           EXPECT_EQ(status == kExitOk, OnlyPresentRoot(after)->hidden.empty());
                            EXPECT_EQ(status == kExitOk, process.ErrorOutput().empty());
                          });
-}
-
-TEST(ADyingProcess, EndsEveryRoutineOnTheControlChannel) {
-  for (const FaultKind kind : {FaultKind::KillBefore, FaultKind::KillAfter}) {
-    const auto ends = [](const Process& process, const Machine& machine, const auto&) {
-      EXPECT_TRUE(process.killed);
-      EXPECT_FALSE(RootOf(machine).leaseHeld);
-    };
-    WithEachCallGoingWrong(MachineWithADriver(), kind, HideAndShow, ends);
-    WithEachCallGoingWrong(MachineWithADriver(), kind, ResumeEndpoints, ends);
-  }
 }
 
 }  // namespace

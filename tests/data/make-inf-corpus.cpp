@@ -1,4 +1,4 @@
-// Writes the generated files of the INF corpus: the same files each time.
+// Writes the INF corpus, the same files each time.
 //
 // usage: make_inf_corpus FOLDER
 
@@ -17,7 +17,7 @@ constexpr char kVersion[] = "[Version]\r\nSignature=\"$Windows NT$\"\r\nClass=ME
 
 enum class Encoding { Ansi, Utf8Mark, Utf16Mark };
 
-/// Text is UTF-8 here; the file gets it in its encoding.
+/// Converts UTF-8 text into the units of a file.
 std::u16string Decode(const std::string& text) {
   std::u16string result;
   for (std::size_t at = 0; at < text.size();) {
@@ -48,8 +48,8 @@ void WriteFile(const std::string& path, const std::string& text, Encoding encodi
   }
 }
 
-/// Builds files out of the grammar. The engine's numbers are the same everywhere; the library's
-/// distributions would not be.
+/// Builds files from the grammar. The engine's numbers are the same everywhere, which the library's
+/// distributions do not guarantee.
 class Generator {
  public:
   explicit Generator(std::uint32_t seed) : engine_(seed) {}
@@ -165,7 +165,7 @@ struct Chosen {
   Encoding encoding = Encoding::Ansi;
 };
 
-/// Files that each show one rule.
+/// The files that each show one rule.
 std::vector<Chosen> ChosenFiles() {
   const std::string version = kVersion;
   const std::string ten = "1234567890";

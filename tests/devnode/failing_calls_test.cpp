@@ -76,17 +76,5 @@ TEST(AFailingCall, NeverMakesAFailedRestartPass) {
       });
 }
 
-TEST(ADyingProcess, EndsEveryRoutineOnDeviceNodes) {
-  const auto ends = [](const Process& process, const Machine&, const auto&) {
-    EXPECT_TRUE(process.killed);
-  };
-  for (const FaultKind kind : {FaultKind::KillBefore, FaultKind::KillAfter}) {
-    WithEachCallGoingWrong(MachineWithAGhost(), kind, DiscoverLiveRoot, ends);
-    WithEachCallGoingWrong(MachineWithAGhost(), kind, PruneDuplicateRoots, ends);
-    WithEachCallGoingWrong(platform::simulated::InstalledMachine(), kind, RunHotRestartPreflight,
-                           ends);
-  }
-}
-
 }  // namespace
 }  // namespace vorn

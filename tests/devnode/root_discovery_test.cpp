@@ -154,59 +154,6 @@ TEST_F(RootDiscovery, GoesOnWithWhatTheDriverPropertiesLack) {
   EXPECT_EQ(live.driverInfPath, u"");
 }
 
-TEST_F(RootDiscovery, ListsOnlyStartedChildrenOfTheAudioEndpointClass) {
-  tests::AddStartedRoot(machine);
-  tests::AddEndpointChild(machine, kRootId, u"A").classGuid = platform::simulated::kMediaClass;
-  tests::AddEndpointChild(machine, kRootId, u"B").status = 0;
-  tests::AddEndpointChild(machine, kRootId, u"C").problem = 10;
-  tests::AddEndpointChild(machine, kRootId, u"D").present = false;
-  tests::AddEndpointChild(machine, kRootId, u"E").statusError = platform::CR_FAILURE;
-  tests::AddEndpointChild(machine, kRootId, u"F").classGuidText =
-      u"{C166523C-FE0C-4A94-A586-F1A80CFBBF3E}";
-  tests::AddEndpointChild(machine, kRootId, u"G").classGuidText =
-      u"{c166523c-fe0c-4a94-a586-f1a80cfbbf3e} ";
-  tests::AddEndpointChild(machine, kRootId, u"H").classGuidText = std::u16string(64, u'c');
-  tests::AddEndpointChild(machine, u"ROOT\\OTHER\\0000", u"I");
-  tests::AddEndpointChild(machine, kRootId, kChild);
-  EXPECT_EQ(DiscoverLiveRoot().endpointChildren, (Ids{u"F", kChild}));
-}
-
-TEST_F(RootDiscovery, ReadsAChildsClassIntoABufferOf128Bytes) {
-  tests::AddStartedRoot(machine);
-  tests::AddEndpointChild(machine, kRootId, kChild);
-  DiscoverLiveRoot();
-  const auto calls = tests::CallsOf(process, "CM_Get_DevNode_Registry_PropertyW");
-  ASSERT_EQ(calls.size(), 1U);
-  EXPECT_EQ(calls[0].Argument("ulProperty"), "9");
-  EXPECT_EQ(calls[0].Argument("ulLength"), "128");
-}
-
-TEST_F(RootDiscovery, LeavesOutAChildOfWhichACallFails) {
-  for (const char* call :
-       {"CM_Get_DevNode_Registry_PropertyW", "CM_Get_Device_ID_Size", "CM_Get_Device_IDW"}) {
-    Machine fresh;
-    machine = fresh;
-    process.callCounts.clear();
-    tests::AddStartedRoot(machine);
-    tests::AddEndpointChild(machine, kRootId, u"SWD\\MMDEVAPI\\1");
-    tests::AddEndpointChild(machine, kRootId, u"SWD\\MMDEVAPI\\2");
-    process.faults = {FailingCall(call, platform::CR_FAILURE)};
-    const LiveRoot live = DiscoverLiveRoot();
-    EXPECT_TRUE(live.ok) << call;
-    EXPECT_EQ(live.endpointChildren, Ids{u"SWD\\MMDEVAPI\\2"}) << call;
-  }
-}
-
-TEST_F(RootDiscovery, EndsTheChildrenWhereTheTreeCannotBeWalkedOn) {
-  tests::AddStartedRoot(machine);
-  tests::AddEndpointChild(machine, kRootId, u"SWD\\MMDEVAPI\\1");
-  tests::AddEndpointChild(machine, kRootId, u"SWD\\MMDEVAPI\\2");
-  process.faults = {FailingCall("CM_Get_Sibling", platform::CR_FAILURE)};
-  EXPECT_EQ(DiscoverLiveRoot().endpointChildren, Ids{u"SWD\\MMDEVAPI\\1"});
-  process.faults = {AlwaysFailingCall("CM_Get_Child", platform::CR_FAILURE)};
-  EXPECT_EQ(DiscoverLiveRoot().endpointChildren, Ids{});
-}
-
 TEST_F(RootDiscovery, AcceptsAnEnumerationThatEndsEarly) {
   tests::AddStartedRoot(machine, kRootId);
   tests::AddStartedRoot(machine, kOtherRootId);

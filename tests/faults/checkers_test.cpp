@@ -1,4 +1,4 @@
-// The checkers themselves: each must object to a world that breaks its promise.
+// Tests of the checkers: each must object to a machine that breaks its promise.
 
 #include "tests/invariants/checkers.h"
 
@@ -6,8 +6,9 @@
 #include "platform/simulated/endpoint_builder.h"
 #include "tests/faults/planned_fault.h"
 #include "tests/faults/scenarios.h"
-#include "tests/invariants/machine_view.h"
 #include "tests/support/activation.h"
+#include "tests/support/machine_view.h"
+#include "tests/support/sample.h"
 
 #include <functional>
 #include <gtest/gtest.h>
@@ -19,7 +20,7 @@ using model::Machine;
 
 namespace {
 
-/// A run that went well, to be spoiled afterwards.
+/// A run that succeeded, for the tests to spoil.
 struct Episode {
   explicit Episode(std::string_view name) : scenario(FindScenario(name)) {
     after = scenario.start->machine;
@@ -39,7 +40,7 @@ struct Episode {
 
 }  // namespace
 
-TEST(Checkers, HaveNothingAgainstAnUndisturbedRun) {
+TEST(Checkers, AcceptAnUndisturbedRun) {
   for (const CommandLine& line : CommandLines()) {
     for (const StartingMachine& start : StartingMachines()) {
       const Episode run(line.name + "@" + start.name);
@@ -71,7 +72,7 @@ TEST(Checkers, ObjectToAClaimThatTheWorldContradicts) {
       {"another service", [](Machine& m) { RootOf(m).service = u"Other"; }},
       {"another INF", [](Machine& m) { RootOf(m).publishedInf = u"oem1.inf"; }},
       {"a lost endpoint",
-       [](Machine& m) { model::LoseEndpoint(m, *VisibleEndpointIds(m).begin()); }},
+       [](Machine& m) { model::LoseEndpoint(m, *ActiveEndpointIds(m).begin()); }},
       {"a second root", [](Machine& m) { model::AddRoot(m, u"ROOT\\MEDIA\\0007"); }},
       {"new ids",
        [](Machine& m) {
@@ -119,21 +120,21 @@ TEST(Checkers, ObjectToEndpointsThatVanishSilently) {
 
 TEST(Checkers, ObjectToAJournalInTheWrongPlace) {
   Episode gone("install@outdated");
-  model::RemovePath(gone.after.files, kJournal);
+  model::RemovePath(gone.after.files, kSampleJournal);
   EXPECT_FALSE(gone.By(&CheckJournal).empty());
   Episode other("install@outdated");
-  model::PutFile(other.after.files, kJournal, "something");
+  model::PutFile(other.after.files, kSampleJournal, "something");
   EXPECT_FALSE(other.By(&CheckJournal).empty());
   Episode left("install@disabled");
   ASSERT_EQ(left.result.status, 16);
-  model::PutFile(left.after.files, kJournal, "something");
+  model::PutFile(left.after.files, kSampleJournal, "something");
   EXPECT_FALSE(left.By(&CheckJournal).empty());
   Episode verified("verify@activated");
-  model::RemovePath(verified.after.files, kJournal);
+  model::RemovePath(verified.after.files, kSampleJournal);
   EXPECT_FALSE(verified.By(&CheckJournal).empty());
 }
 
-TEST(Checkers, ObjectToWhatIsLeftOpenOrBehind) {
+TEST(Checkers, ObjectToOpenObjectsAndLeftSnapshots) {
   Episode open("audit-catalog@installed");
   open.result.openObjects[model::ObjectKind::Handle] = 1;
   EXPECT_FALSE(open.By(&CheckNothingLeft).empty());
@@ -160,13 +161,13 @@ TEST(Checkers, ObjectToAChangedNeighbour) {
   EXPECT_FALSE(added.By(&CheckForeignParts).empty());
 }
 
-TEST(Checkers, ObjectToWritingElsewhere) {
+TEST(Checkers, ObjectToFilesWrittenElsewhere) {
   for (const char* name : {"install@outdated", "remove@installed", "verify@activated"}) {
     Episode file(name);
     model::PutFile(file.after.files, u"C:\\Windows\\INF\\notes.txt", "x");
     EXPECT_FALSE(file.By(&CheckOwnedPlaces).empty()) << name;
     Episode content(name);
-    model::PutFile(content.after.files, kTargetInf, "x");
+    model::PutFile(content.after.files, kSampleInf, "x");
     EXPECT_FALSE(content.By(&CheckOwnedPlaces).empty()) << name;
     Episode removed(name);
     model::RemovePath(removed.after.files, u"C:\\pkg\\driver\\vorn_audio.cat");
@@ -174,7 +175,7 @@ TEST(Checkers, ObjectToWritingElsewhere) {
   }
 }
 
-TEST(Checkers, ObjectToOtherKeysOfTheRegistry) {
+TEST(Checkers, ObjectToChangedRegistryKeysOutsideTheRecords) {
   for (const char* name : {"install@clean", "remove@installed", "verify@activated"}) {
     Episode added(name);
     ASSERT_TRUE(added.By(&CheckOwnedPlaces).empty()) << name;
@@ -193,7 +194,7 @@ TEST(Checkers, ObjectToASecondFinalLine) {
 }
 
 TEST(Checkers, ExcuseOnlyWhatAFaultCanExplain) {
-  // One failed close explains one handle, of its kind.
+  // One failed close excuses one object of its kind.
   Episode open("verify@activated");
   model::Fault close;
   close.call = "CloseHandle";
@@ -204,7 +205,7 @@ TEST(Checkers, ExcuseOnlyWhatAFaultCanExplain) {
   EXPECT_FALSE(open.By(&CheckNothingLeft).empty());
   open.result.openObjects = {{model::ObjectKind::DeviceInfoList, 1}};
   EXPECT_FALSE(open.By(&CheckNothingLeft).empty());
-  // A record whose deletion was feigned explains one record without a warning.
+  // One feigned deletion excuses one record without a warning.
   Episode record("remove@installed");
   model::Fault feigned;
   feigned.call = "NtDeleteKey";
@@ -212,7 +213,7 @@ TEST(Checkers, ExcuseOnlyWhatAFaultCanExplain) {
   record.faults = {feigned};
   record.after.registry = model::InstalledMachine().registry;
   EXPECT_FALSE(record.By(&CheckProvenRemoval).empty());
-  // Somebody else's act on the INF explains no change elsewhere.
+  // Another process's act on the INF excuses no change elsewhere.
   Episode swapped("install@outdated");
   model::Fault swap;
   swap.kind = model::FaultKind::Change;
@@ -230,11 +231,11 @@ TEST(Checkers, FindInTheLogWhatAFailingConsoleSwallowed) {
   run.faults = {swallowed};
   run.result.console.clear();
   EXPECT_TRUE(run.By(&CheckFinalLine).empty());
-  run.result.calls.clear();  // without the log nothing is excused
+  run.result.calls.clear();  // nothing is excused without the log
   EXPECT_FALSE(run.By(&CheckFinalLine).empty());
 }
 
-TEST(Checkers, ObjectToALookThatChanges) {
+TEST(Checkers, ObjectToAReadOnlyCommandThatChangesSomething) {
   Episode run("verify@activated");
   RootOf(run.after).hidden.insert({0, 0});
   EXPECT_FALSE(run.By(&CheckUntouched).empty());
@@ -258,7 +259,7 @@ TEST(Checkers, ObjectToAnInputThatIsOpenedByPath) {
   EXPECT_FALSE(run.By(&CheckOpensByPath).empty());
 }
 
-TEST(ReplayText, IsReadAsItWasWritten) {
+TEST(ReplayText, SurvivesARoundTrip) {
   for (const char* text :
        {"NtCreateFile#12:fail=0xC0000022", "DeviceIoControl#3+:short=4",
         "UpdateDriverForPlugAndPlayDevicesW#1:restart", "ReadFile#7:change=swap-inf",

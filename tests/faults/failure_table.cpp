@@ -200,7 +200,7 @@ const std::vector<Family>& Families() {
   return families;
 }
 
-// What changes the world, and would be believed if its word were taken.
+// Calls that change the machine, and whose success the program could take on trust.
 constexpr std::string_view kChangingCalls[] = {
     "UpdateDriverForPlugAndPlayDevicesW",
     "SetupDiCallClassInstaller",
@@ -220,7 +220,7 @@ constexpr std::string_view kChangingCalls[] = {
     "CreateDirectoryW",
 };
 
-// After these the devices are others than before.
+// Calls after which the set of devices may differ.
 constexpr std::string_view kDeviceCalls[] = {"UpdateDriverForPlugAndPlayDevicesW",
                                              "SetupDiCallClassInstaller",
                                              "CM_Query_And_Remove_SubTreeW"};

@@ -22,7 +22,8 @@ void AddEachWay(std::vector<Plan>& plans, const CallPlace& place, const std::vec
   }
 }
 
-/// Whether another process's moment may be before that call: calls on files and INFs, and the bind.
+/// Whether another process may act before that call: true for calls on files and INFs, and for the
+/// bind.
 bool IsFileCall(std::string_view call) {
   constexpr std::string_view kCalls[] = {"NtCreateFile",
                                          "ReadFile",
@@ -37,7 +38,7 @@ bool IsFileCall(std::string_view call) {
   return std::find(std::begin(kCalls), std::end(kCalls), call) != std::end(kCalls);
 }
 
-/// Acts of other processes on the files, before that call.
+/// Acts of other processes on the files before that call.
 std::vector<Way> ActsBefore(const Scenario& scenario, std::string_view call) {
   const bool takesFiles = scenario.line->command != Command::AuditCatalog &&
                           scenario.line->command != Command::ResumeEndpoints;
@@ -54,7 +55,7 @@ std::vector<Way> WaysOf(Phase phase, const Scenario& scenario, std::string_view 
       return HonestWays(call);
     case Phase::Lies: {
       std::vector<Way> ways = LyingWays(call);
-      // What looks only is told of a past that is as the present.
+      // A read-only command gets no stale answers: the machine has not changed since its start.
       if (IsReadOnly(scenario.line->command)) return ways;
       const std::vector<Way> stale = StaleWays(call);
       ways.insert(ways.end(), stale.begin(), stale.end());
@@ -76,7 +77,7 @@ std::vector<std::string> NextActs(Command command) {
   return {"again", "resume", "rollback"};
 }
 
-/// A crash in each world that the command makes on its way.
+/// A crash in each state of the machine that the command passes through.
 std::vector<Plan> EachCrash(const Scenario& scenario, const Undisturbed& undisturbed) {
   std::vector<Plan> plans;
   const auto add = [&plans](const CallPlace& place, FaultKind kind, const std::string& next) {
@@ -93,7 +94,7 @@ std::vector<Plan> EachCrash(const Scenario& scenario, const Undisturbed& undistu
   return plans;
 }
 
-/// `count` of the items, evenly spread from an offset that the seed chooses.
+/// Appends `count` of the items, evenly spread from an offset that the seed determines.
 void TakeSpread(const std::vector<Plan>& items, std::size_t count, std::uint64_t seed,
                 std::vector<Plan>& taken) {
   if (items.size() <= count) {

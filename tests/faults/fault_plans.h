@@ -1,7 +1,7 @@
 #pragma once
 
-// Which runs there are: every call of a scenario with every way of going wrong, and how many of
-// them a form of the harness takes.
+// The possible runs: every call of a scenario with every way of going wrong; and which of them the
+// harness takes.
 
 #include "tests/faults/planned_fault.h"
 #include "tests/faults/scenarios.h"
@@ -22,36 +22,36 @@ inline constexpr Phase kPhases[] = {Phase::Single,  Phase::Lies,          Phase:
 
 const char* NameOf(Phase phase);
 
-/// One run: its faults at the same time; for a pair of crashes, the second is of the recovery.
+/// The faults of one run. In a pair of crashes the second one hits the recovery.
 using Plan = std::vector<PlannedFault>;
 
-/// How many runs the phase has: every call, every way, once and, where that can be, from then on;
-/// for crashes, before and after every call. Pairs are drawn, not listed; 0 for them.
+/// The number of runs in the phase: every call in every way, once and, where possible, from that
+/// call on; for crashes, before and after every call. 0 for pairs, which are drawn and not listed.
 std::uint64_t CountPossible(Phase phase, const Scenario& scenario, const Undisturbed& undisturbed);
 
-/// Those of them that differ, in an order that does not change: without the repeated turns of waits
-/// unless `withRepeats` says so, and of crashes one before and one after each change of the world,
-/// with each thing that an operator may do next.
+/// The distinct ones of them, in a fixed order. Repeated turns of waits are left out unless
+/// `withRepeats` is set. Of the crashes there is one before and one after each change to the
+/// machine, combined with each next act of the operator.
 std::vector<Plan> AllPlans(Phase phase, const Scenario& scenario, const Undisturbed& undisturbed,
                            bool withRepeats = false);
 
-/// `count` pairs of faults, drawn with that seed; for DoubleCrashes a crash and
-/// another one when the command is run again.
+/// `count` pairs of faults, drawn with that seed; for DoubleCrashes a crash of the command and a
+/// crash when it is run again.
 std::vector<Plan> DrawPairs(Phase phase, const Scenario& scenario, const Undisturbed& undisturbed,
                             std::size_t count, std::uint64_t seed);
 
-/// Every pair of calls, each failing once; the errors of a call take turns.
+/// Every pair of calls, each failing once, with the errors of a call taken in turn.
 std::vector<Plan> EveryPairOfCalls(const Undisturbed& undisturbed);
 
-/// What a sample has taken already: from where a call was made, and how it failed.
+/// What a sample already holds: the call site and the way of failing.
 using SeenWays = std::set<std::uint64_t>;
 
-/// Every plan whose place in the program and way are not in `seen` yet, and `cap` of the others,
-/// spread evenly, the same ones each time. Without `seen` only the latter.
+/// Every plan whose call site and way are not yet in `seen`, and `cap` of the others, evenly spread
+/// and the same each time. Without `seen` only the latter.
 std::vector<Plan> Sample(const std::vector<Plan>& plans, std::size_t cap, std::uint64_t seed,
                          SeenWays* seen);
 
-/// A number for a text, the same on every machine.
+/// A hash of a text that is the same on every machine.
 std::uint64_t SeedOf(std::string_view text);
 
 }  // namespace vorn::tests

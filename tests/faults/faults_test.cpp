@@ -1,5 +1,5 @@
-// Every command on every starting machine, with each platform call going wrong in each way: once
-// and from then on, by failing, by lying, by another process's doing, by the program's own death.
+// Every command on every starting machine, with each platform call going wrong in each way, once or
+// from that call on: it fails, it lies, another process acts, or the program dies.
 
 #include "tests/faults/harness.h"
 #include "tests/faults/report.h"
@@ -21,13 +21,13 @@ std::size_t EnvironmentNumber(const char* name) {
   return text == nullptr ? 0 : std::strtoull(text, nullptr, 10);
 }
 
-// Runs of each phase and scenario in the default form, beside those that put a fault at a place of
-// the program for the first time.
+// Runs of each phase and scenario in the default form, besides those that are the first to put a
+// fault at a call site.
 constexpr std::size_t kDefaultCaps[] = {60, 20, 20, 60, 8, 40};
-// Pairs of each scenario in the nightly form: 100,000 and more for the long commands together.
+// Pairs of each scenario in the nightly form: more than 100,000 for the long commands together.
 constexpr std::size_t kNightlyPairs = 1'000;
 constexpr std::size_t kNightlyDoubleCrashes = 100;
-// One run of so many keeps the call log, which costs as much as the run.
+// Every so many runs one keeps the call log, which costs as much as the run itself.
 constexpr std::size_t kLogEvery = 16;
 constexpr std::size_t kShownViolations = 20;
 
@@ -35,7 +35,7 @@ bool IsFullForm() {
   return EnvironmentNumber("VORN_FAULTS_FULL") != 0;
 }
 
-/// Whether turns of a wait that are like others are tried as well, which is most of the time.
+/// Whether repeated turns of a wait are tried as well. They are most of the calls.
 bool WithRepeats() {
   return EnvironmentNumber("VORN_FAULTS_FULL") > 1;
 }
@@ -44,7 +44,7 @@ std::size_t SampleEvery() {
   return std::max<std::size_t>(1, EnvironmentNumber("VORN_FAULTS_SAMPLE"));
 }
 
-/// Commands of so few calls that every pair of them can be run.
+/// Commands with so few calls that every pair can be run.
 bool IsShort(Command command) {
   return command == Command::AuditCatalog || command == Command::ResumeEndpoints;
 }
@@ -57,14 +57,14 @@ std::size_t CapOf(Phase phase) {
   return std::max<std::size_t>(1, kDefaultCaps[static_cast<int>(phase)] * times / SampleEvery());
 }
 
-/// Which of the possible runs a sample takes: others with another VORN_FAULTS_SEED.
+/// Selects which of the possible runs a sample takes; VORN_FAULTS_SEED changes it.
 std::uint64_t SeedFor(const Scenario& scenario, Phase phase) {
   return SeedOf(scenario.Name() + NameOf(phase) +
                 std::to_string(EnvironmentNumber("VORN_FAULTS_SEED")));
 }
 
-/// Whether every pair of calls is run: of the short commands, in the default form on the installed
-/// machine alone.
+/// Whether every pair of calls is run: for the short commands only, and in the default form on the
+/// installed machine only.
 bool TakesEveryPair(Phase phase, const Scenario& scenario) {
   if (phase != Phase::Pairs || !IsShort(scenario.line->command) || SampleEvery() > 1) return false;
   return IsFullForm() || (scenario.line->command == Command::ResumeEndpoints &&
@@ -95,12 +95,12 @@ class Faults : public testing::TestWithParam<std::tuple<Phase, Command>> {
     report.possible += CountPossible(phase, scenario, undisturbed);
     report.distinct += plans.size();
     if (IsFullForm()) return plans;
-    // A thinned sample leaves out places of the program, too.
+    // A thinned sample leaves out call sites too.
     return Sample(plans, CapOf(phase), SeedFor(scenario, phase),
                   SampleEvery() > 1 ? nullptr : &seen_);
   }
 
-  /// Pairs that are drawn, or every pair of calls, once for machines that answer alike.
+  /// Drawn pairs, or every pair of calls, once for all machines that answer alike.
   std::vector<Plan> PairsOf(Phase phase, const Scenario& scenario, const Undisturbed& undisturbed) {
     if (!TakesEveryPair(phase, scenario)) {
       return DrawPairs(phase, scenario, undisturbed, CapOf(phase), SeedFor(scenario, phase));
@@ -129,7 +129,7 @@ class Faults : public testing::TestWithParam<std::tuple<Phase, Command>> {
 
 }  // namespace
 
-TEST_P(Faults, LeaveTheWorldAsThePromisesSay) {
+TEST_P(Faults, BreakNoPromise) {
   const auto [phase, command] = GetParam();
   ShardReport report;
   report.phase = NameOf(phase);

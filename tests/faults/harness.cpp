@@ -25,7 +25,7 @@ RunResult RunWith(const Scenario& scenario, Machine& machine,
   return RunCommand(machine, scenario.line->arguments, options);
 }
 
-/// Statuses of undisturbed runs, by scenario.
+/// Exit statuses of the undisturbed runs, by scenario.
 int StatusOf(const Scenario& scenario) {
   static std::map<std::string, int> statuses;
   const auto known = statuses.find(scenario.Name());
@@ -43,7 +43,7 @@ struct Disturbed {
 Disturbed RunAndJudge(const Scenario& scenario, const Plan& plan, bool log) {
   const bool crash = IsKill(plan.front());
   std::vector<model::Fault> faults = BusyMachine();
-  const std::size_t taken = crash ? 1 : plan.size();  // a second crash is the recovery's
+  const std::size_t taken = crash ? 1 : plan.size();  // a second crash hits the recovery
   for (std::size_t i = 0; i < taken; ++i)
     faults.push_back(ToFault(plan[i], scenario.start->machine));
   Disturbed result{scenario.start->machine, {}, {}};
@@ -64,7 +64,7 @@ Disturbed RunAndJudge(const Scenario& scenario, const Plan& plan, bool log) {
 
 Violations RunPlan(const Scenario& scenario, const Plan& plan, bool log) {
   Violations found = RunAndJudge(scenario, plan, log).violations;
-  // Some excuses can be seen only in the call log.
+  // Some excuses are visible only in the call log.
   if (!found.empty() && !log) found = RunAndJudge(scenario, plan, true).violations;
   return found;
 }

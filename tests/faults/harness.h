@@ -1,6 +1,6 @@
 #pragma once
 
-// Runs a command with its faults and has it judged.
+// Runs a command with its planned faults and judges the run.
 
 #include "tests/faults/fault_plans.h"
 #include "tests/invariants/checkers.h"
@@ -9,12 +9,12 @@
 
 namespace vorn::tests {
 
-/// One run as planned, and what every checker says; `log` keeps the call log, which the checker of
-/// opens by path needs. What is found without a log is judged again with one. A crash is followed
-/// by what an operator does next.
+/// Makes one planned run and returns what the checkers found. `log` keeps the call log, which the
+/// checker of opens by path needs; a violation found without a log is judged again with one. A
+/// crash is followed by the operator's next act.
 Violations RunPlan(const Scenario& scenario, const Plan& plan, bool log);
 
-/// The run again, with everything that it says and leaves printed to standard output. Returns the
+/// Repeats the run and prints everything that it writes and leaves to standard output. Returns the
 /// number of violations.
 int Replay(const std::string& replayText);
 

@@ -1,10 +1,11 @@
-// What the program's rules let pass although it is not so. Each is a rule on purpose: what cannot
-// be read is not ours. The checkers excuse exactly these; when one of them no longer happens, its
-// excuse goes.
+// What the program cannot detect. Each limit follows from a deliberate rule: what cannot be read is
+// not ours. The checkers excuse exactly these cases; an excuse is dropped when its limit no longer
+// shows here.
 
 #include "tests/faults/planned_fault.h"
 #include "tests/faults/scenarios.h"
-#include "tests/invariants/machine_view.h"
+#include "tests/support/machine_view.h"
+#include "tests/support/sample.h"
 
 #include <gtest/gtest.h>
 
@@ -24,16 +25,16 @@ RunResult RunWith(Machine& machine, Command command, const std::string& fault) {
 
 }  // namespace
 
-TEST(KnownLimits, ARootWhoseHardwareIdsNeverReadIsNotSeenByARemoval) {
-  // Its package is another than the removal's; of the same package, the root itself prevents the
-  // uninstallation.
+TEST(KnownLimits, ARootWhoseHardwareIdsCannotBeReadIsNotSeenByARemoval) {
+  // Its package differs from the one being removed. If it were the same, the root itself would
+  // prevent the uninstallation.
   Machine machine = model::OutdatedMachine();
   const std::string unread = "SetupDiGetDeviceRegistryPropertyW#1+:fail=0xE000020B";
   EXPECT_EQ(RunWith(machine, Command::Remove, unread).status, 0);
   EXPECT_EQ(InstalledRoots(machine).size(), 1U);
 }
 
-TEST(KnownLimits, ARootThatIsStillGoingIsTakenForGoneAfterOneUnreadHardwareId) {
+TEST(KnownLimits, ARootThatIsStillBeingRemovedCountsAsGoneAfterOneFailedRead) {
   int early = 0;
   for (std::uint32_t nth = 1; nth <= 12; ++nth) {
     Machine machine = FindScenario("remove@slow").start->machine;
@@ -43,20 +44,20 @@ TEST(KnownLimits, ARootThatIsStillGoingIsTakenForGoneAfterOneUnreadHardwareId) {
     if (InstalledRoots(machine).empty()) continue;
     ++early;
     model::Advance(machine, 10'000);
-    EXPECT_TRUE(InstalledRoots(machine).empty()) << nth;  // it goes all the same
+    EXPECT_TRUE(InstalledRoots(machine).empty()) << nth;  // it disappears all the same
   }
   EXPECT_GT(early, 0);
 }
 
-TEST(KnownLimits, APackageThatNeverHashesIsNotSeenByARemoval) {
+TEST(KnownLimits, APackageThatCannotBeHashedIsNotSeenByARemoval) {
   Machine machine = model::InstalledMachine();
-  const auto target = model::ReadWholeFile(machine.files, kTargetInf);
+  const auto target = model::ReadWholeFile(machine.files, kSampleInf);
   const RunResult run = RunWith(machine, Command::Remove, "BCryptHashData#3+:fail=0xC0000008");
   EXPECT_EQ(run.status, 0);
   EXPECT_EQ(CountPackagesWithInf(machine, *target), 1U);
 }
 
-TEST(KnownLimits, ASecondRootWhoseHardwareIdsReadOnceAsCutIsNotSeenByAnAudit) {
+TEST(KnownLimits, ASecondRootWhoseHardwareIdsAreCutOnceIsNotSeenByAnAudit) {
   const StartingMachine& start = *FindScenario("audit-current@duplicates").start;
   int proven = 0;
   for (std::uint32_t nth = 1; nth <= 80; ++nth) {
@@ -68,7 +69,7 @@ TEST(KnownLimits, ASecondRootWhoseHardwareIdsReadOnceAsCutIsNotSeenByAnAudit) {
   EXPECT_GT(proven, 0);
 }
 
-TEST(KnownLimits, ARecordThatDiesBetweenItsMarkerAndItselfStays) {
+TEST(KnownLimits, ARecordStaysWhenTheProcessDiesBetweenDeletingItsMarkerAndTheRecord) {
   const std::size_t others = OtherRecords(model::InstalledMachine()).size();
   std::size_t left = 0;
   for (std::uint32_t nth = 1; nth <= 3; ++nth) {  // the first record, key by key
@@ -82,14 +83,14 @@ TEST(KnownLimits, ARecordThatDiesBetweenItsMarkerAndItselfStays) {
   EXPECT_EQ(left, 1U);
 }
 
-TEST(KnownLimits, ARecordIsBelievedGoneWhenItsDeletionSaysSo) {
+TEST(KnownLimits, AFeignedDeletionOfARecordIsBelieved) {
   Machine machine = model::InstalledMachine();
   const RunResult run = RunWith(machine, Command::Remove, "NtDeleteKey#1+:lie");
   EXPECT_EQ(run.status, 0);
   EXPECT_FALSE(OwnedRecords(machine).empty());
 }
 
-TEST(KnownLimits, RecordsOfAListThatIsSaidToBeAbsentStay) {
+TEST(KnownLimits, RecordsOfAListThatIsReportedAbsentStay) {
   Machine machine = model::InstalledMachine();
   const std::size_t records = OwnedRecords(machine).size();
   const RunResult run = RunWith(machine, Command::Remove, "RegOpenKeyExW#1+:fail=0x2");
@@ -97,7 +98,7 @@ TEST(KnownLimits, RecordsOfAListThatIsSaidToBeAbsentStay) {
   EXPECT_EQ(OwnedRecords(machine).size(), records);
 }
 
-TEST(KnownLimits, AShowThatTheDriverFeignsIsBelieved) {
+TEST(KnownLimits, AFeignedShowIsBelieved) {
   Machine hidden = FindScenario("resume-endpoints@hidden-by-crash").start->machine;
   const std::size_t before = OnlyPresentRoot(hidden)->hidden.size();
   ASSERT_GT(before, 0U);

@@ -7,7 +7,7 @@
 #include "tests/faults/other_processes.h"
 #include "tests/faults/planned_fault.h"
 #include "tests/faults/scenarios.h"
-#include "tests/invariants/machine_view.h"
+#include "tests/support/machine_view.h"
 
 #include <cstdint>
 #include <gtest/gtest.h>
@@ -37,7 +37,7 @@ platform::LSTATUS OpenAndClose() {
 
 }  // namespace
 
-TEST(Lies, AnswerFromThePastAndLeaveThePresent) {
+TEST(Lies, AnswerFromThePastWithoutChangingThePresent) {
   Machine machine = model::InstalledMachine();
   const Machine before = machine;
   model::Process process(machine);
@@ -63,7 +63,7 @@ TEST(Lies, AddBytesToAnAnswer) {
   EXPECT_EQ(read(), 0);
 }
 
-TEST(Lies, AreDoneAfterTheCall) {
+TEST(Lies, TakeEffectAfterTheCall) {
   Machine machine = model::InstalledMachine();
   model::Process process(machine);
   process.faults = {ToFault(ParsePlannedFault("Sleep#2:change-after=vanishes"), machine)};
@@ -73,7 +73,7 @@ TEST(Lies, AreDoneAfterTheCall) {
   EXPECT_EQ(OnlyPresentRoot(machine), nullptr);
 }
 
-TEST(Lies, MayBeToldOfAnyMachineAndTwice) {
+TEST(Lies, WorkOnAnyMachineAndMoreThanOnce) {
   for (const StartingMachine& start : StartingMachines()) {
     for (const auto* sort : {&OtherProcesses(), &LiesBefore(), &LiesAfter()}) {
       for (const OtherProcess& lie : *sort) {

@@ -1,5 +1,5 @@
-// The test program's entry: `--replay` runs one planned run again and prints what it says,
-// `--report` joins the parts of the report that earlier processes wrote.
+// The entry of the test program. `--replay` repeats one planned run and prints what it writes;
+// `--report` joins the report parts that earlier processes wrote.
 
 #include "tests/faults/harness.h"
 #include "tests/faults/report.h"

@@ -3,7 +3,8 @@
 #include "platform/files.h"
 #include "platform/simulated/endpoint_builder.h"
 #include "platform/simulated/file_values.h"
-#include "tests/invariants/machine_view.h"
+#include "tests/support/machine_view.h"
+#include "tests/support/sample.h"
 
 #include <stdexcept>
 
@@ -14,11 +15,10 @@ using model::Machine;
 
 namespace {
 
-constexpr char16_t kFolder[] = u"C:\\pkg\\driver";
 constexpr char16_t kImage[] = u"C:\\pkg\\driver\\vorn_audio.sys";
 constexpr char16_t kElsewhere[] = u"C:\\elsewhere";
 
-/// Another sound package of the target's version; its bytes differ.
+/// Another valid package of the target's version, with different bytes.
 void WriteElsewhere(Machine& machine) {
   model::PackageRecipe recipe;
   recipe.extraInfText = "; somebody else's\r\n";
@@ -27,69 +27,69 @@ void WriteElsewhere(Machine& machine) {
 
 void SwapInf(Machine& machine) {
   WriteElsewhere(machine);
-  if (!model::FindNode(machine.files, kFolder)) return;
+  if (!model::FindNode(machine.files, kSampleFolder)) return;
   const auto other = model::ReadWholeFile(machine.files, u"C:\\elsewhere\\vorn_audio.inf");
-  model::RemovePath(machine.files, kTargetInf);
-  model::PutFile(machine.files, kTargetInf, *other);
+  model::RemovePath(machine.files, kSampleInf);
+  model::PutFile(machine.files, kSampleInf, *other);
 }
 
 void SwapFolder(Machine& machine) {
   WriteElsewhere(machine);
-  model::RemovePath(machine.files, kFolder);
-  model::PutLink(machine.files, kFolder, model::ReparseKind::Junction, kElsewhere, true);
+  model::RemovePath(machine.files, kSampleFolder);
+  model::PutLink(machine.files, kSampleFolder, model::ReparseKind::Junction, kElsewhere, true);
 }
 
 void LinkInf(Machine& machine) {
   WriteElsewhere(machine);
-  if (!model::FindNode(machine.files, kFolder)) return;
-  model::RemovePath(machine.files, kTargetInf);
-  model::PutLink(machine.files, kTargetInf, model::ReparseKind::SymbolicLink,
+  if (!model::FindNode(machine.files, kSampleFolder)) return;
+  model::RemovePath(machine.files, kSampleInf);
+  model::PutLink(machine.files, kSampleInf, model::ReparseKind::SymbolicLink,
                  u"C:\\elsewhere\\vorn_audio.inf", false);
 }
 
 void HardLinkInf(Machine& machine) {
   model::MakeFolder(machine.files, kElsewhere);
   constexpr char16_t kSecondName[] = u"C:\\elsewhere\\second_name.inf";
-  if (!model::FindNode(machine.files, kTargetInf) || model::FindNode(machine.files, kSecondName)) {
+  if (!model::FindNode(machine.files, kSampleInf) || model::FindNode(machine.files, kSecondName)) {
     return;
   }
-  model::AddHardLink(machine.files, kTargetInf, kSecondName);
+  model::AddHardLink(machine.files, kSampleInf, kSecondName);
 }
 
 void GrowInf(Machine& machine) {
-  auto content = model::ReadWholeFile(machine.files, kTargetInf);
+  auto content = model::ReadWholeFile(machine.files, kSampleInf);
   if (!content) return;
   content->push_back(';');
-  model::PutFile(machine.files, kTargetInf, *content);
+  model::PutFile(machine.files, kSampleInf, *content);
 }
 
 void DeleteInf(Machine& machine) {
-  model::RemovePath(machine.files, kTargetInf);
+  model::RemovePath(machine.files, kSampleInf);
 }
 
 void SwapImage(Machine& machine) {
-  if (!model::FindNode(machine.files, kFolder)) return;
+  if (!model::FindNode(machine.files, kSampleFolder)) return;
   model::RemovePath(machine.files, kImage);
   model::PutFile(machine.files, kImage, "version=66.6.6.6\n");
 }
 
 void PlantJournal(Machine& machine) {
   if (!model::FindNode(machine.files, u"C:\\pkg")) return;
-  model::RemovePath(machine.files, kJournal);
-  model::PutFile(machine.files, kJournal, "VORN_DRIVER_ACTIVATION_STATE_V2\r\n");
+  model::RemovePath(machine.files, kSampleJournal);
+  model::PutFile(machine.files, kSampleJournal, "VORN_DRIVER_ACTIVATION_STATE_V2\r\n");
 }
 
 void DeleteJournal(Machine& machine) {
-  model::RemovePath(machine.files, kJournal);
+  model::RemovePath(machine.files, kSampleJournal);
 }
 
 void HoldInf(Machine& machine) {
-  if (!model::FindNode(machine.files, kTargetInf)) return;
-  model::HoldOpen(machine.files, kTargetInf, platform::FILE_READ_DATA | platform::FILE_WRITE_DATA,
+  if (!model::FindNode(machine.files, kSampleInf)) return;
+  model::HoldOpen(machine.files, kSampleInf, platform::FILE_READ_DATA | platform::FILE_WRITE_DATA,
                   0);
 }
 
-/// Does something to each of the product's present devices that have a driver in memory.
+/// Applies a change to each present device of the product whose driver is in memory.
 template <class Act>
 void WithRunningRoots(Machine& machine, Act act) {
   std::vector<std::u16string> ids;
@@ -125,7 +125,7 @@ void BindAnother(Machine& machine) {
   WriteElsewhere(machine);
   WithRunningRoots(machine, [&](model::Device& root) {
     const auto published =
-        model::PublishPackage(machine, u"C:\\elsewhere\\vorn_audio.inf", u"Root\\VornAudio");
+        model::PublishPackage(machine, u"C:\\elsewhere\\vorn_audio.inf", kSampleHardwareId);
     if (published) model::BindPackage(machine, root.instanceId, *published);
   });
 }
@@ -136,7 +136,7 @@ void LoadAnother(Machine& machine) {
 }
 
 void LoseOneEndpoint(Machine& machine) {
-  const auto visible = VisibleEndpointIds(machine);
+  const auto visible = ActiveEndpointIds(machine);
   if (!visible.empty()) model::LoseEndpoint(machine, *visible.begin());
 }
 

@@ -86,7 +86,7 @@ std::string ToText(const PlannedFault& fault) {
 PlannedFault ParsePlannedFault(std::string_view text) {
   const std::size_t number = text.find('#');
   if (number == std::string_view::npos) Refuse(text);
-  // A call's own name may hold colons, its number does not.
+  // The name of a call may contain colons; its number does not.
   const std::size_t colon = text.find(':', number);
   if (colon == std::string_view::npos) Refuse(text);
   PlannedFault fault;

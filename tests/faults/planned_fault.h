@@ -1,7 +1,7 @@
 #pragma once
 
-// A fault at a place: which call of which name, once or from then on, and how. Its text form is
-// what a failing run prints and what `--replay` reads:
+// A fault and its place: the name and number of the call, whether it repeats, and how it goes
+// wrong. A failing run prints its text form, and `--replay` reads it:
 //   NtCreateFile#12:fail=0xC0000022      the 12th NtCreateFile fails with that code
 //   Sleep#3+:take=3000                   the 3rd Sleep and all after it take 3 s longer
 // The kinds are fail, effect-then-fail, lie, short, long, restart, take, change, change-after,
@@ -22,18 +22,18 @@ struct PlannedFault {
   std::uint32_t nth = 1;
   bool persists = false;
   Way way;
-  std::uint64_t site = 0;  // from where the call is made, when that is known; no part of the text
+  std::uint64_t site = 0;  // the call site, when known; not part of the text
 };
 
 std::string ToText(const PlannedFault& fault);
 
-/// The fault of a text; throws std::invalid_argument, naming the text, when it is none.
+/// Parses the text form; throws std::invalid_argument, naming the text, when it is malformed.
 PlannedFault ParsePlannedFault(std::string_view text);
 
 /// "scenario|fault|fault", for the replay command.
 std::string ReplayText(std::string_view scenario, const std::vector<PlannedFault>& faults);
 
-/// As the model takes it; stale answers are those of `past`, which is copied.
+/// The fault as the model takes it. Stale answers come from `past`, which is copied.
 platform::simulated::Fault ToFault(const PlannedFault& fault,
                                    const platform::simulated::Machine& past);
 

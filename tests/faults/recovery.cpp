@@ -4,7 +4,8 @@
 #include "platform/config_manager.h"
 #include "tests/faults/undisturbed.h"
 #include "tests/invariants/checkers.h"
-#include "tests/invariants/machine_view.h"
+#include "tests/support/machine_view.h"
+#include "tests/support/sample.h"
 
 namespace vorn::tests {
 
@@ -17,7 +18,7 @@ constexpr std::uint64_t kBetweenCommandsMs = 10'000;
 constexpr std::uint64_t kSettleMs = 60'000;
 constexpr char16_t kPreviousVersion[] = u"26.8.9.4";
 
-/// One step of the operator: the command, judged as every run is.
+/// One step of the operator: runs the command and judges it like every other run.
 int Step(Command command, Machine& machine, const std::vector<model::Fault>& faults,
          Violations& found) {
   model::Advance(machine, kBetweenCommandsMs);
@@ -32,7 +33,7 @@ int Step(Command command, Machine& machine, const std::vector<model::Fault>& fau
   return run.killed ? -1 : run.status;
 }
 
-/// Endpoints that a crash left hidden are shown, wherever there is a driver to show them.
+/// Runs resume-endpoints, which must show what a crash left hidden wherever a driver can.
 void ResumeEndpoints(Machine& machine, Violations& found) {
   const int status = Step(Command::ResumeEndpoints, machine, {}, found);
   const model::Device* root = OnlyPresentRoot(machine);
@@ -45,25 +46,25 @@ bool Reached(int status) {
   return status == 0 || status == 10;
 }
 
-/// The rungs that install's refusals name: the journal goes, a rollback run, and at the last the
-/// device goes and comes anew.
+/// The remedies that a refused install names, in order: delete the journal, run a rollback, and
+/// finally remove the device and install it again.
 void InstallUntilSound(const Scenario& scenario, Machine& machine, Violations& found) {
-  model::RemovePath(machine.files, kJournal);
+  model::RemovePath(machine.files, kSampleJournal);
   if (Reached(Step(Command::InstallRollback, machine, {}, found))) return;
   if (!NameSoundState(scenario, machine).empty()) return;
-  model::RemovePath(machine.files, kJournal);
+  model::RemovePath(machine.files, kSampleJournal);
   if (Step(Command::Remove, machine, {}, found) == 10) model::Reboot(machine);
   Step(Command::Install, machine, {}, found);
 }
 
-/// A rollback install, whatever crashed; it may be refused, and then its refusal says what to do.
+/// A rollback install, whatever crashed. When it is refused, the refusal says what to do next.
 void RollBack(const Scenario& scenario, Machine& machine, Violations& found) {
   if (Reached(Step(Command::InstallRollback, machine, {}, found))) return;
   ResumeEndpoints(machine, found);
   if (NameSoundState(scenario, machine).empty()) InstallUntilSound(scenario, machine, found);
 }
 
-/// The command again, first of all or when the endpoints are shown.
+/// Runs the command again, either at once or after the endpoints are shown.
 void Repeat(const Scenario& scenario, Machine& machine, const Aftermath& aftermath,
             Violations& found) {
   const Command command = scenario.line->command;
@@ -103,7 +104,7 @@ std::string NameSoundState(const Scenario& scenario, const Machine& machine) {
   Machine settled = machine;
   model::Advance(settled, kSettleMs);
   if (InstalledRoots(settled).empty()) return "no device";
-  if (!WhyNotRunning(settled, kTargetVersion)) return "target runs";
+  if (!WhyNotRunning(settled, kSampleVersion)) return "target runs";
   if (!WhyNotRunning(settled, kPreviousVersion)) return "previous runs";
   const model::Device* root = OnlyPresentRoot(settled);
   if (root != nullptr && !root->pendingInf.empty()) return "restart pending";

@@ -1,6 +1,6 @@
 #pragma once
 
-// What an operator does after a crash, and the state that the machine must reach by it.
+// What an operator does after a crash, and the sound state that the machine must then reach.
 
 #include "tests/faults/scenarios.h"
 #include "tests/invariants/observation.h"
@@ -10,20 +10,20 @@
 
 namespace vorn::tests {
 
-/// A sound state of a machine by name: "target runs", "previous runs", "no device", "disabled",
-/// "restart pending", "as before"; empty when it is none of them.
+/// The name of the sound state that the machine is in: "target runs", "previous runs", "no device",
+/// "disabled", "restart pending", "as before"; empty when it is in none.
 std::string NameSoundState(const Scenario& scenario, const platform::simulated::Machine& machine);
 
-/// What happens after a crash of the scenario's command.
+/// A crash of the scenario's command and what follows it.
 struct Aftermath {
-  std::vector<platform::simulated::Fault> secondFaults;  // go wrong in the first repetition
-  std::string nextAct;  // "again", "resume" or "rollback"; "resume" when it is empty
+  std::vector<platform::simulated::Fault> secondFaults;  // hit the first repetition
+  std::string nextAct;  // "again", "resume" or "rollback"; empty means "resume"
   int undisturbedStatus = 0;
 };
 
-/// The operator's next act after the crash (the command again, resume-endpoints and then the
-/// command, or a rollback install), and then what refusals ask for, until the machine is in a sound
-/// state. Returns what was wrong on the way; empty when all is sound.
+/// Performs the operator's next act (the command again, resume-endpoints and then the command, or a
+/// rollback install) and then whatever a refusal asks for, until the machine is in a sound state.
+/// Returns what went wrong on the way; empty when nothing did.
 Violations Recover(const Scenario& scenario, platform::simulated::Machine& machine,
                    const Aftermath& aftermath);
 

@@ -1,7 +1,7 @@
 #pragma once
 
-// What the harness ran, in numbers. Each shard writes its part into a folder of the build, so that
-// the parts of several processes make one report.
+// The numbers of what the harness ran. The shards run in processes of their own, so each writes its
+// part into a folder of the build, and the parts are joined into one report.
 
 #include "tests/faults/fault_plans.h"
 
@@ -15,14 +15,14 @@ struct ShardReport {
   std::string phase;
   std::string command;
   std::uint64_t machines = 0;
-  std::uint64_t calls = 0;     // of the undisturbed runs, together
-  std::uint64_t possible = 0;  // runs that the phase could make
-  std::uint64_t distinct = 0;  // those of them that differ by more than the turn of a wait
-  std::uint64_t runs = 0;      // runs that it made
+  std::uint64_t calls = 0;     // in all undisturbed runs
+  std::uint64_t possible = 0;  // runs that the phase consists of
+  std::uint64_t distinct = 0;  // those that differ by more than the turn of a wait
+  std::uint64_t runs = 0;      // runs made
   std::uint64_t violations = 0;
 };
 
-/// Where reports go: beside the test program, or where VORN_FAULTS_REPORT says.
+/// The folder of the reports: beside the test program, or what VORN_FAULTS_REPORT names.
 void SetReportFolder(const std::string& testProgram);
 
 void WriteShardReport(const ShardReport& report);

@@ -3,8 +3,9 @@
 #include "platform/config_manager.h"
 #include "platform/simulated/endpoint_builder.h"
 #include "platform/simulated/registry_values.h"
-#include "tests/invariants/machine_view.h"
 #include "tests/support/activation.h"
+#include "tests/support/machine_view.h"
+#include "tests/support/sample.h"
 
 #include <stdexcept>
 
@@ -62,9 +63,9 @@ Machine WithStaleJournal() {
 
 Machine WithDamagedJournal() {
   Machine machine = AfterInstall(model::OutdatedMachine());
-  model::Bytes journal = *model::ReadWholeFile(machine.files, kJournal);
+  model::Bytes journal = *model::ReadWholeFile(machine.files, kSampleJournal);
   journal.resize(journal.size() / 2 - journal.size() / 2 % 2);
-  model::PutFile(machine.files, kJournal, journal);
+  model::PutFile(machine.files, kSampleJournal, journal);
   return machine;
 }
 
@@ -110,7 +111,7 @@ Machine WithUserChoices() {
   return Settled(std::move(machine));
 }
 
-/// Everything that Windows does takes its time, and ends within the program's waits.
+/// Windows is slow at everything, but within the program's wait budgets.
 Machine Slow() {
   Machine machine = model::OutdatedMachine();
   RootOf(machine).temper.removeDelay = 8'000;
@@ -122,8 +123,8 @@ Machine Slow() {
   return machine;
 }
 
-/// Records that carry the marker's name without being the product's: a cable that there is not, and
-/// a value of another size.
+/// Records that carry the marker's name but are not the product's: the cable does not exist, or the
+/// value has another type or size.
 Machine WithOddRecords() {
   Machine machine = model::InstalledMachine();
   const std::u16string render = model::kEndpointRecordsPath + std::u16string(u"\\Render\\");
@@ -137,7 +138,7 @@ Machine WithOddRecords() {
 
 Machine WithTwoPackages() {
   Machine machine = AfterInstall(model::OutdatedMachine());
-  model::RemovePath(machine.files, kJournal);
+  model::RemovePath(machine.files, kSampleJournal);
   return machine;
 }
 
@@ -175,16 +176,16 @@ const std::vector<StartingMachine>& StartingMachines() {
 
 const std::vector<CommandLine>& CommandLines() {
   static const std::vector<CommandLine> lines = {
-      {"install", Command::Install, {u"install", kTargetInf}},
+      {"install", Command::Install, {u"install", kSampleInf}},
       {"install-rollback",
        Command::InstallRollback,
-       {u"install", kTargetInf, kJournal, u"--rollback"}},
-      {"remove", Command::Remove, {u"remove", kTargetInf}},
-      {"verify", Command::Verify, {u"verify", kTargetVersion, kTargetDate, kJournal}},
+       {u"install", kSampleInf, kSampleJournal, u"--rollback"}},
+      {"remove", Command::Remove, {u"remove", kSampleInf}},
+      {"verify", Command::Verify, {u"verify", kSampleVersion, kSampleDate, kSampleJournal}},
       {"hot-activate",
        Command::HotActivate,
-       {u"hot-activate", kTargetVersion, kTargetDate, kJournal}},
-      {"audit-current", Command::AuditCurrent, {u"audit-current", kTargetInf}},
+       {u"hot-activate", kSampleVersion, kSampleDate, kSampleJournal}},
+      {"audit-current", Command::AuditCurrent, {u"audit-current", kSampleInf}},
       {"audit-catalog", Command::AuditCatalog, {u"audit-catalog"}},
       {"resume-endpoints", Command::ResumeEndpoints, {u"resume-endpoints"}},
   };

@@ -1,6 +1,6 @@
 #pragma once
 
-// What is run and made to fail: every command on every starting machine that matters.
+// The scenarios: every command on every starting machine.
 
 #include "platform/simulated/machine.h"
 #include "tests/invariants/observation.h"
@@ -11,13 +11,13 @@
 
 namespace vorn::tests {
 
-/// A machine to start from, by name.
+/// A named machine to start from.
 struct StartingMachine {
   std::string name;
   platform::simulated::Machine machine;
 };
 
-/// All of them, built once.
+/// All starting machines, built once.
 const std::vector<StartingMachine>& StartingMachines();
 
 /// A command as an operator types it.
@@ -32,7 +32,7 @@ const std::vector<CommandLine>& CommandLines();
 /// The command line of that command.
 const CommandLine& LineOf(Command command);
 
-/// One command on one machine; "install@clean".
+/// One command on one machine, as in "install@clean".
 struct Scenario {
   const CommandLine* line = nullptr;
   const StartingMachine* start = nullptr;

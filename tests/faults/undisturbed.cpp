@@ -17,7 +17,7 @@ using model::Machine;
 
 namespace {
 
-/// A number for the program's way to the present call. Only equality means anything.
+/// A hash of the current call stack. Only equality is meaningful.
 std::uint64_t PresentSite() {
   std::array<void*, 64> frames = {};
   const int depth = backtrace(frames.data(), static_cast<int>(frames.size()));
@@ -37,7 +37,8 @@ std::vector<model::Open> ForeignOpens(const Machine& machine) {
   return foreign;
 }
 
-/// Whether a process that dies leaves the same behind: its own handles go with it.
+/// Whether a process that dies here leaves the same machine behind; its own handles are closed by
+/// its death.
 bool IsSameWorld(const Machine& one, const Machine& other) {
   return one.files.nodes == other.files.nodes && one.registry == other.registry &&
          one.devices == other.devices && one.store == other.store && one.audio == other.audio &&
@@ -45,7 +46,7 @@ bool IsSameWorld(const Machine& one, const Machine& other) {
          one.randomState == other.randomState && ForeignOpens(one) == ForeignOpens(other);
 }
 
-/// What is noted of each call as it is made.
+/// Recorded for each call as it is made.
 struct Notes {
   Look look;
   std::vector<std::uint64_t> sites;
@@ -59,7 +60,7 @@ void Note(Notes& notes, const Machine& machine) {
   if (notes.newWorlds.back()) notes.last = machine;
 }
 
-/// A number of an object differs from turn to turn and means nothing.
+/// Object numbers differ from turn to turn and carry no meaning.
 std::string WithoutObjects(const std::string& text) {
   return text.starts_with('#') ? "#" : text;
 }
@@ -71,7 +72,7 @@ std::string TextOf(const CallRecord& call) {
   return text + "=" + WithoutObjects(call.result) + "\n";
 }
 
-/// Marks the calls of repeated turns; a turn ends with a wait.
+/// Marks the calls of repeated turns. A turn ends with a wait.
 void MarkRepeats(const std::vector<CallRecord>& calls, std::vector<CallPlace>& places) {
   struct Turn {
     std::size_t begin;

@@ -1,6 +1,6 @@
 #pragma once
 
-// A run without faults, looked at call by call: the places where a fault can be put.
+// A run without faults, call by call: the places where a fault can be injected.
 
 #include "tests/faults/scenarios.h"
 
@@ -14,27 +14,28 @@ namespace vorn::tests {
 /// One call of the run.
 struct CallPlace {
   std::string call;
-  std::uint32_t nth = 1;  // of the calls of that name
-  // From where in the program it is made: equal for equal call stacks. 0 when it was not asked for.
+  std::uint32_t nth = 1;  // counted among the calls of that name
+  // Call site: equal for equal call stacks; 0 unless requested.
   std::uint64_t site = 0;
-  // It belongs to a turn of a waiting loop that asks the same and is answered the same as the first
-  // and the second such turn, and is not the last. A fault in it differs from theirs in time alone.
+  // The call belongs to a turn of a waiting loop that makes the same calls and gets the same
+  // answers as the first two turns, and it is not the last turn. A fault here differs from a fault
+  // in those turns in time only.
   bool repeats = false;
-  // The world is another than before the previous call, its time aside. A process that dies before
-  // any other call dies in the same world as one that dies before the call before it. Unset when it
-  // was not asked for.
+  // The machine, its clock aside, differs from what it was before the previous call. Where this is
+  // not set, a process that dies before the call leaves the same machine as one that dies a call
+  // earlier. False unless requested.
   bool newWorld = false;
 };
 
 struct Undisturbed {
   std::vector<CallPlace> places;  // in the order of the calls
   int status = 0;
-  // Of all calls, arguments and results: machines of one number answer the command alike, and the
-  // same faults lead it the same way.
+  // A hash over all calls, arguments and results. Machines with the same hash answer the command
+  // alike, so the same faults lead to the same runs.
   std::uint64_t answers = 0;
 };
 
-/// What to look for beside the calls; each takes time.
+/// What to record beside the calls. Each item costs time.
 struct Look {
   bool sites = false;
   bool worlds = false;
@@ -42,9 +43,9 @@ struct Look {
 
 Undisturbed RunUndisturbed(const Scenario& scenario, const Look& look);
 
-/// What every run of the harness has, beside its faults: after a few waits each further one takes
-/// seconds more, as on a busy machine, so that the program's patience ends after ten turns and
-/// not after fifty that are all alike. With VORN_FAULTS_FULL=2 waits take what they ask for.
+/// The options of every run of the harness, faults aside. After a few waits each further one takes
+/// extra seconds, as on a busy machine: the program then gives up after ten turns instead of fifty
+/// identical ones. With VORN_FAULTS_FULL=2 waits take exactly the time asked for.
 std::vector<platform::simulated::Fault> BusyMachine();
 
 }  // namespace vorn::tests

@@ -1,4 +1,4 @@
-// What the places of faults are taken from.
+// Tests of the undisturbed runs, which supply the places of faults.
 
 #include "tests/faults/undisturbed.h"
 
@@ -10,7 +10,7 @@ namespace vorn::tests {
 
 namespace model = platform::simulated;
 
-TEST(Undisturbed, EndsOnABusyMachineAsOnAnIdleOne) {
+TEST(Undisturbed, EndsAlikeOnABusyAndAnIdleMachine) {
   for (const CommandLine& line : CommandLines()) {
     for (const StartingMachine& start : StartingMachines()) {
       RunOptions options;
@@ -26,16 +26,16 @@ TEST(Undisturbed, EndsOnABusyMachineAsOnAnIdleOne) {
   }
 }
 
-TEST(Undisturbed, FindsTheTurnsOfAWaitThatAreAlike) {
+TEST(Undisturbed, FindsRepeatedTurnsOfAWait) {
   const Undisturbed run = RunUndisturbed(FindScenario("verify@stale-journal"), {});
   const auto repeats = std::count_if(run.places.begin(), run.places.end(),
                                      [](const CallPlace& place) { return place.repeats; });
-  EXPECT_GT(repeats, 400);  // turns of some 400 calls
+  EXPECT_GT(repeats, 400);  // a turn has some 400 calls
   EXPECT_FALSE(run.places.front().repeats);
   EXPECT_FALSE(run.places.back().repeats);
 }
 
-TEST(Undisturbed, TellsPlacesOfTheProgramApart) {
+TEST(Undisturbed, TellsCallSitesApart) {
   const Undisturbed run = RunUndisturbed(FindScenario("install@outdated"), {true, false});
   std::set<std::uint64_t> sites;
   for (const CallPlace& place : run.places)
@@ -44,7 +44,7 @@ TEST(Undisturbed, TellsPlacesOfTheProgramApart) {
   EXPECT_LT(sites.size(), run.places.size());
 }
 
-TEST(Undisturbed, SeesWhereTheWorldChanges) {
+TEST(Undisturbed, SeesWhereTheMachineChanges) {
   const Undisturbed looks = RunUndisturbed(FindScenario("audit-catalog@installed"), {false, true});
   EXPECT_TRUE(std::none_of(looks.places.begin(), looks.places.end(),
                            [](const CallPlace& place) { return place.newWorld; }));

@@ -1,5 +1,5 @@
-// Command lines of any words, on a machine without the device: the status is one of the table, and
-// nothing stays open or behind.
+// Arbitrary command lines on a machine without the device: the status is a documented one, and
+// nothing is left open or behind.
 
 #include "base/text.h"
 #include "cli/dispatch.h"
@@ -7,6 +7,7 @@
 #include "platform/simulated/process.h"
 #include "tests/fuzz/fuzz.h"
 #include "tests/fuzz/targets.h"
+#include "tests/support/machine_view.h"
 
 #include <set>
 #include <string_view>
@@ -38,11 +39,9 @@ bool IsCommandWord(const std::u16string& word) {
   return kWords.contains(ToLowerAscii(word));
 }
 
-bool HasSnapshotFolder(const platform::simulated::FileSystem& files) {
+bool HasSnapshotFolder(const Machine& machine) {
   for (const char16_t* folder : {u"C:\\Windows\\Temp", u"C:\\pkg", u"C:\\"}) {
-    for (const std::u16string& name : ListFolder(files, folder)) {
-      if (name.starts_with(u"VORN-input-")) return true;
-    }
+    if (!SnapshotFolders(machine, folder).empty()) return true;
   }
   return false;
 }
@@ -55,10 +54,10 @@ void Check(const std::vector<std::u16string>& arguments) {
 
   static const std::set<ExitStatus> kStatuses = {0, 1,  2,  3,  4,  5,  6,  7, 8,
                                                  9, 10, 11, 12, 13, 15, 16, 17};
-  Require(kStatuses.contains(status), "a status of the table");
+  Require(kStatuses.contains(status), "the status is a documented one");
   for (const auto& [kind, count] : process.OpenObjects())
     Require(count == 0, "nothing is left open");
-  Require(!HasSnapshotFolder(machine.files), "no private copy is left behind");
+  Require(!HasSnapshotFolder(machine), "no private copy is left behind");
   Require(machine.clock.tick - kStart.clock.tick < 600'000, "the run ends in ten minutes");
 
   const std::u16string output = process.Output();

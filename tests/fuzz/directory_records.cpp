@@ -1,4 +1,4 @@
-// A folder's listing of any bytes, walked a second time by plain arithmetic.
+// Folder listings of arbitrary bytes, walked a second time with plain arithmetic.
 
 #include "privileged_input/directory_records.h"
 
@@ -25,8 +25,9 @@ std::uint64_t WordAt(std::span<const std::uint8_t> buffer, std::uint64_t offset)
   return word;
 }
 
-/// The entries of a whole buffer; nothing when a record must be refused. A record's next offset is
-/// its first word; attributes stand at 56, the name's length at 60 and the name at 104.
+/// The entries of a whole buffer; nothing when a record must be refused. The first word of a record
+/// is the offset of the next; the attributes are at 56, the length of the name at 60 and the name
+/// at 104.
 std::optional<std::vector<DirectoryEntry>> Walk(std::span<const std::uint8_t> buffer,
                                                 std::size_t most) {
   std::vector<DirectoryEntry> entries;
@@ -56,7 +57,7 @@ void Check(std::span<const std::uint8_t> input) {
 
   std::vector<std::uint8_t> buffer(input.begin(), input.end());
   std::vector<DirectoryEntry> entries;
-  privileged_input::AppendDirectoryRecords(buffer, most, entries);  // of no usual size
+  privileged_input::AppendDirectoryRecords(buffer, most, entries);  // an unusual buffer size
   Require(entries.size() <= most, "no more entries than allowed, whatever the size");
 
   buffer.resize(kListingBufferSize);

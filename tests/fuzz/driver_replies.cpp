@@ -1,5 +1,5 @@
 // Replies of a driver that may send anything: a pool or a status is accepted exactly if it is
-// whole, judged from the bytes a second time.
+// complete, as judged from the bytes a second time.
 
 #include "control/endpoint_pool.h"
 #include "control/exact_driver_version.h"
@@ -49,7 +49,7 @@ void CheckPool(std::span<const std::uint8_t> input) {
   Require(read.ok == read.reason.empty(), "a reason for a refusal and for nothing else");
 }
 
-/// Whether a reply proves that version; from 26.8.10 on it has to prove the interface as well.
+/// Whether a reply proves that version; from 26.8.10 on it must prove the interface as well.
 bool Proves(const std::uint8_t* bytes, std::uint32_t returned, const ExactDriverVersion& version) {
   if (WordAt(bytes, 0) != version.packed) return false;
   if (version.packed < (26U << 16 | 8U << 8 | 10U)) return true;
@@ -72,7 +72,7 @@ void CheckStatus(std::span<const std::uint8_t> input) {
   Require(judged.reason.size() < 256, "a reason has its limit");
 }
 
-/// Four decimal parts, and their numbers from the text by another way.
+/// Parses the four decimal parts of a version a second time, in a different way.
 void CheckVersion(std::span<const std::uint8_t> input) {
   const std::u16string text(input.begin(), input.end());
   const auto parsed = ParseExactDriverVersion(text);

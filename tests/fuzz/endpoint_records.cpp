@@ -1,5 +1,5 @@
-// A registry of any records: their cleanup deletes marked records and nothing else, whatever the
-// names and values. Links are not among them: users have no right to create keys there.
+// Arbitrary registry records: the cleanup deletes marked records and nothing else, whatever their
+// names and values. There are no links, because users have no right to create keys there.
 
 #include "remove/endpoint_records.h"
 
@@ -23,7 +23,7 @@ const std::u16string kBase = u"SOFTWARE\\Audio";
 const std::u16string kForeign = u"SOFTWARE\\Foreign\\Tree";
 const std::u16string kMarker = u"{4b7a2e8f-3c5d-4e91-8a67-2f9b1e3d5c7a},2";
 
-/// A key's name of the input: at least one unit, no backslash and no NUL.
+/// Draws the name of a key: at least one unit, no backslash and no NUL.
 std::u16string NameOf(InputReader& input) {
   std::u16string name = u"k";
   for (const std::uint8_t byte : input.Take(input.Byte() % 12)) {
@@ -59,7 +59,7 @@ bool IsMarked(const Registry& registry, KeyId record) {
          marker->data[3] == 0;
 }
 
-/// The numbers of a key and of all below it.
+/// The ids of a key and of all keys below it.
 void Collect(const Registry& registry, KeyId key, std::set<KeyId>& keys) {
   keys.insert(key);
   for (const KeyId child : registry.keys.at(key).children)

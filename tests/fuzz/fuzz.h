@@ -1,7 +1,7 @@
 #pragma once
 
-// What the fuzz targets share: a requirement that stops the run with the input that breaks it, and
-// texts and numbers made from the input's bytes.
+// Shared by the fuzz targets: a requirement that stops the run at the input that breaks it, and
+// texts and numbers derived from the input's bytes.
 
 #include <algorithm>
 #include <cstddef>
@@ -13,14 +13,14 @@
 
 namespace vorn::tests {
 
-/// Ends the run if `holds` is false; libFuzzer keeps the input then.
+/// Ends the run if `holds` is false; libFuzzer then keeps the input.
 inline void Require(bool holds, const char* what) {
   if (holds) return;
   std::fprintf(stderr, "broken: %s\n", what);
   std::abort();
 }
 
-/// UTF-16 units from pairs of bytes, low byte first; an odd byte at the end is left out.
+/// UTF-16 units from pairs of bytes, low byte first; an odd last byte is ignored.
 inline std::u16string UnitsOf(std::span<const std::uint8_t> bytes) {
   std::u16string text;
   text.reserve(bytes.size() / 2);
@@ -30,7 +30,7 @@ inline std::u16string UnitsOf(std::span<const std::uint8_t> bytes) {
   return text;
 }
 
-/// Takes one decision after another from the input; zeros when it has ended.
+/// Draws one decision after another from the input, and zeros once it is exhausted.
 class InputReader {
  public:
   explicit InputReader(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}

@@ -1,6 +1,6 @@
-// An INF of any bytes: reading it ends in bounds that grow with its size, and the same text in
-// another encoding or with other line ends means the same. What the program reads of one through
-// the platform's calls is what the text itself says.
+// INFs of arbitrary bytes: reading one stays within bounds that grow with its size, and the same
+// text in another encoding or with other line ends means the same. What the program reads through
+// the platform's calls is what the text says.
 
 #include "platform/simulated/inf_text.h"
 
@@ -11,6 +11,7 @@
 #include "privileged_input/input_file.h"
 #include "tests/fuzz/fuzz.h"
 #include "tests/fuzz/targets.h"
+#include "tests/support/sample.h"
 
 #include <algorithm>
 #include <string_view>
@@ -25,7 +26,7 @@ using platform::simulated::InfError;
 using platform::simulated::ParsedInf;
 using platform::simulated::ParseInf;
 
-/// All that an INF tells: each section, line and field, or what is wrong with it.
+/// The content of an INF: each section, line and field, or its error.
 std::u16string Told(const Bytes& content) {
   constexpr char16_t kEnd = 0xFFFF;
   const auto read = ParseInf(content);
@@ -79,7 +80,7 @@ Bytes AsUtf8(std::u16string_view text) {
   return bytes;
 }
 
-/// The text with a carriage return before each line feed that has none.
+/// The text with a carriage return added before each line feed that has none.
 std::u16string WithCarriageReturns(std::u16string_view text) {
   std::u16string result;
   for (const char16_t unit : text) {
@@ -89,7 +90,7 @@ std::u16string WithCarriageReturns(std::u16string_view text) {
   return result;
 }
 
-/// Whether some line may leave quotes open: there a carriage return belongs to the quoted text.
+/// Whether some line may leave quotes open, where a carriage return is part of the quoted text.
 bool MayLeaveQuotesOpen(std::u16string_view text) {
   bool open = false;
   for (const char16_t unit : text) {
@@ -100,7 +101,8 @@ bool MayLeaveQuotesOpen(std::u16string_view text) {
 }
 
 void CheckRoutes(const Bytes& content) {
-  if (content.empty()) return;  // an empty file is refused for being empty, one with a mark is not
+  if (content.empty())
+    return;  // an empty file has an error of its own, a file with only a mark does not
   const std::u16string told = Told(content);
   std::u16string text;
   if (content.size() >= 2 && content[0] == 0xFF && content[1] == 0xFE) {
@@ -123,14 +125,14 @@ bool HasModelLine(const ParsedInf& inf) {
   if (!models) return false;
   for (ParsedInf::Line line = 0; line < inf.LineCount(*models); ++line) {
     if (EqualsIgnoringCase(inf.Field(*models, line, 1).value_or(u""), u"VornAudio_Install") &&
-        EqualsIgnoringCase(inf.Field(*models, line, 2).value_or(u""), u"Root\\VornAudio")) {
+        EqualsIgnoringCase(inf.Field(*models, line, 2).value_or(u""), kSampleHardwareId)) {
       return true;
     }
   }
   return false;
 }
 
-/// An identity that was read through the platform's calls is what the text itself says.
+/// Compares an identity that was read through the platform's calls with the text itself.
 void CheckRead(const ParsedInf& inf, const InfIdentity& identity) {
   Require(IsSingleLine(identity.driverDate, 32), "a date of 1 to 32 units");
   Require(IsSingleLine(identity.driverVersion, 64), "a version of 1 to 64 units");
@@ -162,7 +164,7 @@ void CheckIdentity(const Bytes& content) {
   const auto* inf = std::get_if<ParsedInf>(&read);
   if (inf == nullptr || !inf->Value(u"Version", u"DriverVer")) return;
   static const platform::simulated::Machine kStart = platform::simulated::CleanMachine();
-  const std::u16string path = u"C:\\pkg\\driver\\vorn_audio.inf";
+  const std::u16string path = kSampleInf;
   platform::simulated::Machine machine = kStart;
   PutFile(machine.files, path, content);
   platform::simulated::Process process(machine);

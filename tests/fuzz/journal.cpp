@@ -1,5 +1,5 @@
-// A journal of any bytes: what is accepted holds every rule of a journal, and what the program
-// would write of it reads back as the same record.
+// Journals of arbitrary bytes: an accepted one satisfies every rule of the format, and what the
+// program writes for it reads back as the same state.
 
 #include "base/text.h"
 #include "journal/activation_state.h"
@@ -58,7 +58,7 @@ bool HasLineBreakInIds(const ActivationState& state) {
   return false;
 }
 
-/// The writer refuses some records that the parser takes; what it writes reads back the same.
+/// The writer refuses some states that the parser accepts; what it writes reads back unchanged.
 void CheckStorage(const ActivationState& state) {
   static const platform::simulated::Machine kStart = platform::simulated::CleanMachine();
   platform::simulated::Machine machine = kStart;
@@ -96,7 +96,7 @@ void Check(std::u16string_view text) {
 }  // namespace journal
 
 void FuzzJournal(std::span<const std::uint8_t> input) {
-  // As UTF-16, and with a byte for each unit, which finds the ASCII of the format sooner.
+  // Read as UTF-16, and with one byte for each unit, which reaches the ASCII of the format sooner.
   journal::Check(UnitsOf(input));
   journal::Check(std::u16string(input.begin(), input.end()));
 }

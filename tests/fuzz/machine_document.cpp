@@ -1,5 +1,5 @@
-// A machine.json of any bytes: a bad one is refused with one clear line, and a good one is written
-// as it was read.
+// Machine documents of arbitrary bytes: a bad one is refused with one line, and a good one survives
+// a round trip.
 
 #include "lab/machine_document.h"
 

@@ -1,6 +1,6 @@
-// One program for all targets, which takes a fifth of the time that a program for each took to
-// build: "--target=journal" among its arguments says which one libFuzzer feeds. libFuzzer leaves
-// arguments alone that start with two dashes, and gives them to the processes that it starts.
+// One program for all targets, because that builds in a fifth of the time of one program for each.
+// "--target=journal" selects the target. libFuzzer ignores arguments that start with two dashes and
+// passes them on to the processes that it starts.
 
 #include "tests/fuzz/targets.h"
 

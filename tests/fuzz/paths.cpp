@@ -1,4 +1,4 @@
-// Names and paths of any units, judged a second time by the rules as one would say them.
+// Names and paths of arbitrary units, judged a second time by the rules in their plainest form.
 
 #include "base/path_text.h"
 #include "platform/simulated/machine.h"
@@ -63,7 +63,7 @@ bool IsPlainName(const std::u16string& name) {
   return !DeviceNames().contains(stem);
 }
 
-/// The names of a path, or nothing that can be: an empty name first.
+/// The names of a path. A first name that is empty marks an impossible path.
 bool SplitPlainPath(const std::u16string& path, std::vector<std::u16string>& names) {
   if (path.size() < 3 || path.size() > 32760 || path.substr(1, 2) != u":\\") return false;
   const char16_t letter = path[0];

@@ -1,7 +1,7 @@
 #pragma once
 
-// The readers of bytes that others can write. Each of these takes any bytes, ends, and stops the
-// run (Require) where a promise is broken.
+// The readers of bytes that others can write. Each target accepts any bytes, terminates, and stops
+// the run (Require) when a promise is broken.
 
 #include <cstdint>
 #include <span>

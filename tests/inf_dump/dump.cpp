@@ -33,7 +33,7 @@ std::string Printable(std::u16string_view text) {
   return result;
 }
 
-/// A field's text; a long one is shown by its first units and a sum over all.
+/// The text of a field. A long one is shown by its first units and a checksum.
 std::string Shown(std::u16string_view text) {
   if (text.size() <= kShownUnits) return Printable(text);
   std::uint32_t sum = 2166136261U;
@@ -80,7 +80,7 @@ void DumpLine(HINF inf, const std::u16string& section, const INFCONTEXT& line) {
   std::uint32_t index = 1;
   while (index < kMostFields && DumpField(line, index))
     ++index;
-  // Its own key finds the first line of that key.
+  // A lookup by the line's own key finds the first line with that key.
   std::uint32_t size = 0;
   if (SetupGetStringFieldW(&line, 0, nullptr, 0, &size)) {
     std::u16string key(size, u'\0');

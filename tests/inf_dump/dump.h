@@ -1,18 +1,18 @@
 #pragma once
 
-// Everything that the seam tells about an INF, as text: the same source reads it on the simulated
-// machine and on Windows' interfaces, so that the two can be compared line by line.
+// Prints everything that the seam reports about an INF. One source reads it on the simulated
+// machine and through Windows' interfaces, so that the two can be compared line by line.
 
 #include <string>
 #include <vector>
 
 namespace vorn::inf_dump {
 
-/// Prints what opening the file gave, and every line and field of those sections.
+/// Prints the result of opening the file, and every line and field of those sections.
 void Dump(const std::string& name, const std::u16string& path,
           const std::vector<std::u16string>& sections);
 
-/// Names of sections from a text file, one a line; "\u00e4" stands for one unit.
+/// Reads section names from a text file, one on each line; "\u00e4" stands for one unit.
 std::vector<std::u16string> ReadSectionNames(const std::string& path);
 
 /// The .inf files of a folder, in order.

@@ -19,7 +19,7 @@ constexpr std::uint64_t kHotRestartMs = 30'000 + 500;
 constexpr std::uint64_t kQueryRemoveMs = 10'000 + 250;
 constexpr std::uint64_t kZeroRootsMs = 30'000 + 500;
 constexpr std::uint64_t kRecordsMs = 10'000 + 250;
-constexpr std::uint64_t kCallsMs = 5'000;  // what calls take by themselves
+constexpr std::uint64_t kCallsMs = 5'000;  // the calls themselves
 
 std::uint64_t BudgetOf(Command command) {
   switch (command) {
@@ -40,7 +40,7 @@ std::uint64_t BudgetOf(Command command) {
   return 0;
 }
 
-/// Whether a path is a device interface's, also when the platform gave it away cut.
+/// Whether a path is that of a device interface, or a cut one that the platform returned.
 bool IsDevicePath(std::string_view path) {
   constexpr std::string_view kStart = "\\\\?\\root#";
   return path.starts_with(kStart) || kStart.starts_with(path);

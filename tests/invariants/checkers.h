@@ -1,51 +1,52 @@
 #pragma once
 
-// The checkers: each judges one promise of the program over one run. A run in which the process was
-// killed is judged by those that hold at every moment; the others say nothing about it.
+// The checkers. Each judges one promise of the program over one run. Only the promises that hold at
+// every moment are judged when the process was killed; the other checkers then find nothing.
 
 #include "tests/invariants/observation.h"
 
 namespace vorn::tests {
 
-/// A run ends with the final line that belongs to its status, on the right stream.
+/// The run ends with the final line that belongs to its status, on the right stream.
 Violations CheckFinalLine(const Observation& run);
 
-/// RESULT=OK of an installing or verifying command: the target runs, every package, image, endpoint
-/// and child of it, and an update kept the endpoints' ids and the user's choices.
+/// After RESULT=OK of an installing or verifying command the target runs: its package, its image,
+/// every endpoint and every child. An update kept the endpoints' ids and the user's choices.
 Violations CheckProvenActivation(const Observation& run);
 
-/// RESULT=OK of a removal: no root, no package with the INF's bytes, no unreported owned record.
+/// After RESULT=OK of a removal there is no root, no package with the INF's bytes, and no owned
+/// record that was not reported.
 Violations CheckProvenRemoval(const Observation& run);
 
-/// Endpoints that were visible are visible, or the program said that something is wrong; endpoints
-/// that this run hid are shown again, or it said that they could not be.
+/// Endpoints that were visible stay visible, or the program reports that something is wrong.
+/// Endpoints that this run hid are shown again, or it reports that they could not be.
 Violations CheckEndpointsVisible(const Observation& run);
 
-/// The journal is there exactly when the outcome says so.
+/// The journal exists exactly when the outcome requires it.
 Violations CheckJournal(const Observation& run);
 
-/// Nothing stays open, no private snapshot is left.
+/// Nothing is left open, and no private snapshot is left behind.
 Violations CheckNothingLeft(const Observation& run);
 
-/// What is somebody else's is as it was.
+/// Foreign devices, packages, records and files are unchanged.
 Violations CheckForeignParts(const Observation& run);
 
 /// Files change only where the command writes.
 Violations CheckOwnedPlaces(const Observation& run);
 
-/// A command that only looks changed no device, package, record or file; a refused one neither.
+/// A read-only or refused command changed no device, package, record or file.
 Violations CheckUntouched(const Observation& run);
 
-/// No package went while a root remained.
+/// No package was uninstalled while a root remained.
 Violations CheckPackagesAfterRoots(const Observation& run);
 
-/// The run took no more simulated time than its waits may take together.
+/// The run took no longer, in simulated time, than the sum of its wait budgets.
 Violations CheckTimeBound(const Observation& run);
 
 /// No input is opened by its path once its verified copy exists. Needs the call log.
 Violations CheckOpensByPath(const Observation& run);
 
-/// All of them; each violation is preceded by the checker's name.
+/// Runs all of them. Each violation starts with the checker's name.
 Violations Judge(const Observation& run);
 
 }  // namespace vorn::tests

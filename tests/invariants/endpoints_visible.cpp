@@ -2,7 +2,7 @@
 
 #include "base/text.h"
 #include "tests/invariants/checkers.h"
-#include "tests/invariants/machine_view.h"
+#include "tests/support/machine_view.h"
 
 #include <algorithm>
 
@@ -13,18 +13,19 @@ using model::FaultKind;
 
 namespace {
 
-// What the endpoint builder needs after a restart to bring everything back.
+// How long the endpoint builder takes after a restart to publish every endpoint again.
 constexpr std::uint64_t kSettleMs = 60'000;
 constexpr char kSetVisibility[] = "0x22A01C";  // the control code that hides and shows an endpoint
 
-/// The program's words for endpoints that it may have left hidden.
+/// Whether the program reported that endpoints may be hidden.
 bool AdmitsHiddenEndpoints(const Observation& run) {
   return run.Said(u"could not re-show") || run.Said(u"could not hide") ||
          run.Said(u"driver quiesce could not") || run.Said(u"RESULT=ENDPOINTS_MISSING - root=") ||
          run.Said(u"RESULT=NOT_STARTED - devnode");
 }
 
-/// Whether the driver said of a show that it was done, and it was not. Nobody can see that.
+/// Whether the driver reported success for a show that it did not perform. The program cannot
+/// detect that.
 bool WasShowFeigned(const Observation& run) {
   for (const FaultKind kind : {FaultKind::SucceedWithoutEffect, FaultKind::AnswerFromPast}) {
     for (const model::CallRecord* call : run.Hits("DeviceIoControl", kind)) {
@@ -54,11 +55,11 @@ Violations CheckEndpointsVisible(const Observation& run) {
   if (run.run.status != 0 || run.command == Command::Remove || IsReadOnly(run.command)) {
     return found;
   }
-  const std::set<std::u16string> before = VisibleEndpointIds(run.before);
+  const std::set<std::u16string> before = ActiveEndpointIds(run.before);
   if (before.empty()) return found;
   model::Machine settled = run.after;
   model::Advance(settled, kSettleMs);
-  const std::set<std::u16string> after = VisibleEndpointIds(settled);
+  const std::set<std::u16string> after = ActiveEndpointIds(settled);
   if (!std::includes(after.begin(), after.end(), before.begin(), before.end())) {
     found.push_back("an endpoint that was visible is not, though the run succeeded");
   }

@@ -21,8 +21,8 @@ struct FinalLine {
   int count = 0;
 };
 
-/// The last RESULT line. What the engine said of a retained journal that was then retired, and what
-/// the pruning of duplicates said, are not the outcome of the run.
+/// The last RESULT line. The line about a retained journal that was then retired and the line about
+/// pruned duplicates are not the outcome of the run.
 FinalLine FindFinalLine(const Observation& run) {
   FinalLine last;
   for (const auto& write : run.Console()) {
@@ -35,8 +35,8 @@ FinalLine FindFinalLine(const Observation& run) {
   return last;
 }
 
-/// A row: this status of this kind of command ends with one of these codes ("" for no line), and,
-/// when there is none, with this text.
+/// A status of a command and the code of its final line; "" for statuses without one. `said` must
+/// appear on the console.
 struct Row {
   int status;
   const char* code;
@@ -115,8 +115,7 @@ bool IsInTable(const Observation& run, const FinalLine& line) {
   return false;
 }
 
-/// Success, and the removal that is pending, go to standard output; every other line to standard
-/// error.
+/// Success and a pending removal go to standard output; every other line goes to standard error.
 bool IsOnRightStream(const Observation& run, const FinalLine& line) {
   if (line.code == "OK") return !line.error;
   const bool pendingRemoval = run.command == Command::Remove && line.code == "REBOOT_REQUIRED" &&

@@ -1,8 +1,9 @@
-// When the journal stays and when it goes.
+// When the journal stays and when it is deleted.
 
 #include "base/text.h"
 #include "tests/invariants/checkers.h"
-#include "tests/invariants/machine_view.h"
+#include "tests/support/machine_view.h"
+#include "tests/support/sample.h"
 
 namespace vorn::tests {
 
@@ -12,11 +13,11 @@ using model::FaultKind;
 namespace {
 
 std::optional<model::Bytes> JournalOf(const model::Machine& machine) {
-  return model::ReadWholeFile(machine.files, kJournal);
+  return model::ReadWholeFile(machine.files, kSampleJournal);
 }
 
-/// The program reported that the journal could not be deleted, or a call that deletes or creates
-/// it was made to lie about what it did.
+/// Whether the program reported that it could not delete the journal, or a call that creates or
+/// deletes it lied.
 bool DeletionIsExcused(const Observation& run) {
   return run.Said(u"delete handle(activation state) failed") ||
          run.Said(u"safe open for delete(activation state) failed") ||
@@ -29,7 +30,8 @@ bool Kept(const Observation& run) {
   return run.run.status == 0 || run.run.status == 10;
 }
 
-/// Whether the journal stays as it was: the command refused before it came to it, or because of it.
+/// Whether the journal must be unchanged: the command refused before it touched the journal, or
+/// because of it.
 bool MustBeUntouched(const Observation& run) {
   if (!IsInstall(run.command) || run.run.status == 2) return true;
   return run.run.status == 9 && (run.Said(u"protected activation state exists") ||
@@ -40,11 +42,11 @@ Violations CheckKeptJournal(const Observation& run, const std::optional<model::B
   if (!after) return {"the journal is gone though the outcome needs it"};
   const std::string text(after->begin(), after->end());
   std::string wide;
-  for (const char16_t unit : std::u16string_view(kTargetVersion)) {
+  for (const char16_t unit : std::u16string_view(kSampleVersion)) {
     wide += static_cast<char>(unit);
     wide += '\0';
   }
-  // What is written without effect cannot be told from what is on the disk.
+  // A write that reports success without effect cannot be detected.
   const bool lied = run.IsFaulted("WriteFile", FaultKind::SucceedWithoutEffect) ||
                     run.IsFaulted("SetFilePointerEx", FaultKind::SucceedWithoutEffect) ||
                     run.IsFaulted("SetEndOfFile", FaultKind::SucceedWithoutEffect);
@@ -65,7 +67,7 @@ Violations CheckJournal(const Observation& run) {
   }
   if (Kept(run)) return CheckKeptJournal(run, after);
   if (after && !DeletionIsExcused(run)) {
-    // Without its verified deletion an earlier journal stays, and blocks the write.
+    // An earlier journal that could not be deleted stays and blocks the write.
     if (run.run.status == 9 && before == after) return {};
     return {"the journal is left with status " + std::to_string(run.run.status)};
   }

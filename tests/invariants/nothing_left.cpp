@@ -3,7 +3,8 @@
 #include "base/text.h"
 #include "platform/files.h"
 #include "tests/invariants/checkers.h"
-#include "tests/invariants/machine_view.h"
+#include "tests/support/machine_view.h"
+#include "tests/support/sample.h"
 
 #include <algorithm>
 #include <iterator>
@@ -22,8 +23,8 @@ struct ObjectCall {
   ObjectKind kind;
 };
 
-// What gives an object back: when it fails or only pretends, the object stays, and nobody can help
-// it.
+// The calls that close an object. When one fails or only pretends, the object stays open, whatever
+// the program does.
 constexpr ObjectCall kClosingCalls[] = {
     {"CloseHandle", ObjectKind::Handle},
     {"SetupDiDestroyDeviceInfoList", ObjectKind::DeviceInfoList},
@@ -38,7 +39,8 @@ constexpr ObjectCall kClosingCalls[] = {
     {"fclose", ObjectKind::Stream},
     {"CoUninitialize", ObjectKind::Com}};
 
-// What opens an object: one that came to be although the call said that it failed is nobody's.
+// The calls that open an object. When one fails after its effect, nobody holds the object it
+// created.
 constexpr ObjectCall kOpeningCalls[] = {
     {"NtCreateFile", ObjectKind::Handle},
     {"CreateFileW", ObjectKind::Handle},
@@ -49,7 +51,7 @@ constexpr ObjectCall kOpeningCalls[] = {
     {"OpenServiceW", ObjectKind::Service},
 };
 
-/// How many objects of that kind stay open because of the faults.
+/// How many objects of that kind the faults kept open.
 std::size_t CountExcused(const Observation& run, ObjectKind kind) {
   std::size_t excused = 0;
   for (const model::Fault& fault : run.faults) {
@@ -66,21 +68,21 @@ std::size_t CountExcused(const Observation& run, ObjectKind kind) {
   return excused;
 }
 
-/// Where in the log the removal of the snapshot begins: it reopens each copy in order to delete it.
-/// The end of the log when it does not begin.
+/// The index in the log at which the removal of the snapshot begins, which is where the first copy
+/// is reopened for deletion; the size of the log when it never begins.
 std::size_t StartOfSnapshotRemoval(const std::vector<model::CallRecord>& calls) {
   std::size_t start = 0;
   for (; start < calls.size(); ++start) {
     const model::CallRecord& call = calls[start];
     if (call.name != "NtCreateFile" || call.Argument("CreateDisposition") != "1") continue;
     const std::uint64_t access = std::stoull(call.Argument("DesiredAccess"), nullptr, 16);
-    const bool journal = ToUtf8(kJournal).ends_with(call.Argument("ObjectName"));
+    const bool journal = ToUtf8(kSampleJournal).ends_with(call.Argument("ObjectName"));
     if ((access & platform::DELETE) != 0 && !journal) break;
   }
   return start;
 }
 
-/// Whether a fault hits a call from there on.
+/// Whether the fault hits a call from that index on.
 bool HitsFrom(std::size_t start, const std::vector<model::CallRecord>& calls,
               const model::Fault& fault) {
   std::uint32_t nth = 0;
@@ -92,12 +94,12 @@ bool HitsFrom(std::size_t start, const std::vector<model::CallRecord>& calls,
   return false;
 }
 
-/// Whether the removal of the snapshot was itself made to go wrong. Without a call log this cannot
-/// be told, and is not excused.
+/// Whether a fault hit the removal of the snapshot. Without a call log that is unknown, and nothing
+/// is excused.
 bool IsSnapshotExcused(const Observation& run) {
   const std::size_t start = StartOfSnapshotRemoval(run.run.calls);
   return std::any_of(run.faults.begin(), run.faults.end(), [&](const model::Fault& fault) {
-    // A copy whose handle stays open cannot be deleted, nor one whose deletion itself goes wrong.
+    // A copy cannot be deleted while its handle stays open, or when the deletion itself fails.
     const bool opens = fault.call == "CloseHandle" ||
                        (fault.call == "NtCreateFile" && fault.kind == FaultKind::FailAfterEffect);
     return (opens && run.run.openObjects.contains(ObjectKind::Handle)) ||

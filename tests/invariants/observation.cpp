@@ -1,7 +1,7 @@
 #include "tests/invariants/observation.h"
 
 #include "base/text.h"
-#include "tests/invariants/machine_view.h"
+#include "tests/support/machine_view.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-// What one run of a command was and left, for checkers that judge it without asking the program.
+// One run of a command as the checkers see it: what it was given, what it left, what it wrote.
 
 #include "platform/simulated/machine.h"
 #include "tests/support/run_command.h"
@@ -24,8 +24,8 @@ enum class Command {
   ResumeEndpoints
 };
 
-/// One run: the machine before it and after it, what it said, and what was made to go wrong. All of
-/// it belongs to the caller and must outlive the observation.
+/// One run: the machine before and after, what it wrote, and the injected faults. The caller owns
+/// all of it and keeps it alive.
 struct Observation {
   Command command = Command::Install;
   const platform::simulated::Machine& before;
@@ -37,36 +37,36 @@ struct Observation {
   bool IsFaulted(std::string_view call) const;
   bool IsFaulted(std::string_view call, platform::simulated::FaultKind kind) const;
 
-  /// Whether somebody else did that, by the name's end, between two calls; anything for "".
+  /// Whether another process acted between two calls, in an act whose name ends so; any act for "".
   bool OthersDid(std::string_view nameEnd) const;
 
-  /// How many calls of the run a fault has hit.
+  /// How many calls of the run the fault hit.
   std::size_t CountHits(const platform::simulated::Fault& fault) const;
 
-  /// The calls of that name that a fault of that kind, or of any, hit. None without a call log: who
-  /// excuses something by them is asked again with one.
+  /// The calls of that name that were hit by a fault of that kind, or of any kind. Empty without a
+  /// call log; the harness then repeats the run with a log before it reports a violation.
   std::vector<const platform::simulated::CallRecord*> Hits(
       std::string_view call,
       std::optional<platform::simulated::FaultKind> kind = std::nullopt) const;
 
-  /// How often the hardware ids of a device failed to be read, or the listing of devices broke off:
-  /// such a device is nobody's root. Needs the call log.
+  /// How often reading hardware ids failed or the device enumeration broke off: the program cannot
+  /// recognise such a device as its root. Needs the call log.
   std::size_t CountUnseenRoots() const;
 
-  /// Whether so many looks at the roots failed that a removal could not see those that are left. It
-  /// looks twice, so that one failure is caught; but when the device takes its time to go, the
-  /// first look that finds none ends the wait for it.
+  /// Whether so many looks at the roots failed that a removal could not see those that remain. A
+  /// removal looks twice, so it recovers from one failure; but while a device is still going away,
+  /// the first look that finds no root ends the wait.
   bool AreRootsOverlooked() const;
 
-  /// What the program wrote to its console, in order; with a call log also what a failing console
+  /// What the program wrote, in order. With a call log this includes what a failing console
   /// swallowed.
   std::vector<platform::simulated::ConsoleWrite> Console() const;
 
-  /// Whether one of the writes to the console holds that text.
+  /// Whether one of the console writes contains that text.
   bool Said(std::u16string_view text) const;
 };
 
-/// A removal looks twice at everything: one failure to see it is caught by the other look.
+/// A removal looks at everything twice, so it recovers from one failed look.
 inline constexpr std::size_t kLooksOfRemoval = 2;
 
 /// Whether the command installs, with or without rollback.
@@ -75,7 +75,7 @@ bool IsInstall(Command command);
 /// Whether the command changes no device, package, record or journal.
 bool IsReadOnly(Command command);
 
-/// What a checker found wrong, one sentence each; empty when the run keeps the promise.
+/// What a checker found, one sentence each; empty when the run keeps the promise.
 using Violations = std::vector<std::string>;
 
 }  // namespace vorn::tests

@@ -1,9 +1,10 @@
-// What a RESULT=OK claims, looked at without the program.
+// What a RESULT=OK claims.
 
 #include "base/text.h"
 #include "platform/last_error.h"
 #include "tests/invariants/checkers.h"
-#include "tests/invariants/machine_view.h"
+#include "tests/support/machine_view.h"
+#include "tests/support/sample.h"
 
 #include <algorithm>
 #include <iterator>
@@ -23,8 +24,8 @@ bool ClaimsActivation(const Observation& run) {
   return proves && !run.run.killed && run.run.status == 0;
 }
 
-/// Endpoint ids that the builder remembers for the root, which an update must keep, and which of
-/// them the user had disabled.
+/// An update must keep the endpoint ids that the builder remembers for the root, and which of them
+/// the user disabled.
 Violations CompareMemory(const Observation& run) {
   const model::Device* before = OnlyPresentRoot(run.before);
   const model::Device* after = OnlyPresentRoot(run.after);
@@ -44,7 +45,7 @@ Violations CompareMemory(const Observation& run) {
 
 constexpr std::size_t kAllRecords = std::numeric_limits<std::size_t>::max();
 
-/// Whether a fault of that kind hit the opening of a list of records. Needs the call log.
+/// Whether a fault of that kind hit the open of a key that lists records. Needs the call log.
 bool HidesListing(const Observation& run, FaultKind kind) {
   const auto hits = run.Hits("RegOpenKeyExW", kind);
   return std::any_of(hits.begin(), hits.end(), [](const model::CallRecord* call) {
@@ -52,9 +53,9 @@ bool HidesListing(const Observation& run, FaultKind kind) {
   });
 }
 
-/// How many records of the registry a run may have overlooked without a word: an answer that one is
-/// absent, or is none of ours, cannot be told from the truth, nor can a deletion that reports
-/// success. A listing that ends early hides all that follow.
+/// How many records a run may have overlooked without a warning. The program cannot detect a false
+/// answer that a record is absent or foreign, nor a deletion that only reports success. A listing
+/// that ends early hides all that follow.
 std::size_t CountHiddenRecords(const Observation& run) {
   std::size_t hidden = 0;
   for (const model::Fault& fault : run.faults) {
@@ -75,7 +76,7 @@ std::size_t CountHiddenRecords(const Observation& run) {
   return hidden;
 }
 
-// An INF that fails to be opened, read or hashed is nobody's package.
+// A published INF that cannot be opened, read or hashed cannot be recognised as the product's.
 constexpr std::string_view kPackageReads[] = {"NtCreateFile",
                                               "GetFileType",
                                               "GetFileInformationByHandle",
@@ -96,21 +97,21 @@ std::size_t CountUnreadPackages(const Observation& run) {
   return unread;
 }
 
-/// Whether another process put an INF of these bytes where the target's was, to be taken for it.
+/// Whether another process put an INF with these bytes in place of the target's.
 bool WasGivenByOthers(const Observation& run, const model::Bytes& inf) {
-  return run.OthersDid("-inf") && model::ReadWholeFile(run.after.files, kTargetInf) == inf;
+  return run.OthersDid("-inf") && model::ReadWholeFile(run.after.files, kSampleInf) == inf;
 }
 
 }  // namespace
 
 Violations CheckProvenActivation(const Observation& run) {
   if (!ClaimsActivation(run)) return {};
-  // Of two roots one was not seen.
+  // The program saw only one of two roots.
   const bool oneUnseen =
       InstalledRoots(run.after).size() > 1 && OnlyPresentRoot(run.after) == nullptr;
   if (oneUnseen && run.CountUnseenRoots() > 0) return {};
-  if (auto why = WhyNotRunning(run.after, kTargetVersion)) return {*why};
-  const auto target = model::ReadWholeFile(run.before.files, kTargetInf);
+  if (auto why = WhyNotRunning(run.after, kSampleVersion)) return {*why};
+  const auto target = model::ReadWholeFile(run.before.files, kSampleInf);
   const model::Device& root = *OnlyPresentRoot(run.after);
   const auto bound =
       model::ReadWholeFile(run.after.files, PublishedInfPath(run.after, root.publishedInf));
@@ -126,8 +127,9 @@ Violations CheckProvenRemoval(const Observation& run) {
   if (!InstalledRoots(run.after).empty() && !run.AreRootsOverlooked()) {
     found.push_back("an installed root is left");
   }
-  const auto target = model::ReadWholeFile(run.before.files, kTargetInf);
-  const bool another = target && run.OthersDid("-inf");  // the removal was of what it then found
+  const auto target = model::ReadWholeFile(run.before.files, kSampleInf);
+  const bool another =
+      target && run.OthersDid("-inf");  // the removal targeted the INF that it found
   if (target && !another && CountUnreadPackages(run) < kLooksOfRemoval &&
       CountPackagesWithInf(run.after, *target) != 0) {
     found.push_back("a package with the INF's bytes is left");

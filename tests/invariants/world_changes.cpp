@@ -1,10 +1,11 @@
-// What a run may change of the world.
+// What a run may change on the machine.
 
 #include "base/text.h"
 #include "platform/simulated/endpoint_builder.h"
 #include "platform/simulated/neighbours.h"
 #include "tests/invariants/checkers.h"
-#include "tests/invariants/machine_view.h"
+#include "tests/support/machine_view.h"
+#include "tests/support/sample.h"
 
 #include <algorithm>
 
@@ -60,22 +61,22 @@ bool MayChange(const Observation& run, std::u16string_view path) {
   const bool takesInf = IsInstall(run.command) || run.command == Command::Remove ||
                         run.command == Command::AuditCurrent;
   if (takesInf && StartsWith(path, run.before.files.tempFolder + u"VORN-input-")) return true;
-  if (IsInstall(run.command) && EqualsIgnoringCase(path, kJournal)) return true;
+  if (IsInstall(run.command) && EqualsIgnoringCase(path, kSampleJournal)) return true;
   const bool package = IsInstall(run.command) || run.command == Command::Remove;
   if (package && StartsWith(path, u"C:\\Windows\\INF\\oem")) return true;
   return run.command == Command::Remove &&
-         (EqualsIgnoringCase(path, u"C:\\pkg\\logs") || EqualsIgnoringCase(path, kRemovalLog));
+         (EqualsIgnoringCase(path, kSampleLogFolder) || EqualsIgnoringCase(path, kSampleLog));
 }
 
-/// Where the others write who act between two calls.
+/// Where other processes write when they act between two calls.
 bool MayOthersChange(const Observation& run, std::u16string_view path) {
-  if (run.OthersDid("journal")) return EqualsIgnoringCase(path, kJournal);
+  if (run.OthersDid("journal")) return EqualsIgnoringCase(path, kSampleJournal);
   if (run.OthersDid("binds-another") && StartsWith(path, u"C:\\Windows\\INF\\oem")) return true;
   return run.OthersDid("") &&
-         (StartsWith(path, u"C:\\elsewhere") || StartsWith(path, u"C:\\pkg\\driver"));
+         (StartsWith(path, u"C:\\elsewhere") || StartsWith(path, kSampleFolder));
 }
 
-/// What a driver change leaves on a root; its state of the moment is not part of it.
+/// Compares what a driver change leaves on a root, not its momentary state.
 bool IsSameSelection(const model::Device& one, const model::Device& other) {
   return one.instanceId == other.instanceId && one.present == other.present &&
          one.publishedInf == other.publishedInf && one.pendingInf == other.pendingInf &&
@@ -91,7 +92,7 @@ bool HasSameRoots(const Machine& before, const Machine& after) {
       [](const auto* one, const auto* other) { return IsSameSelection(*one, *other); });
 }
 
-/// Whether the run ended before it may touch the machine.
+/// Whether the command refused before it was allowed to change anything.
 bool WasRefused(const Observation& run) {
   if (run.run.killed) return false;
   if (IsInstall(run.command))
@@ -105,8 +106,9 @@ bool Contains(const std::vector<std::u16string>& parts, const std::u16string& pa
   return std::find(parts.begin(), parts.end(), part) != parts.end();
 }
 
-/// Whether a text speaks of the record of an endpoint that the builder made for the product, by its
-/// own memory. Without its marker, which goes first when it is deleted, it looks like anybody's.
+/// Whether a text names the record of an endpoint that the builder created for the product,
+/// according to the builder's own memory. A deletion removes the marker first, and without it the
+/// record looks foreign.
 bool IsOwnRecord(const Observation& run, std::u16string_view text) {
   for (const Machine* machine : {&run.before, &run.after}) {
     for (const auto& [root, endpoints] : machine->audio.remembered) {
@@ -121,8 +123,8 @@ bool IsOwnRecord(const Observation& run, std::u16string_view text) {
   return false;
 }
 
-/// Whether two keys and all below them have the same names and values, the endpoint records and
-/// the bare keys on the way to them aside.
+/// Whether two keys have the same names and values all the way down, except for the endpoint
+/// records and the bare keys that lead to them.
 bool IsSameKey(const model::Registry& before, model::KeyId one, const model::Registry& after,
                model::KeyId other, const std::u16string& path) {
   constexpr std::u16string_view kRecords = model::kEndpointRecordsPath;
@@ -146,8 +148,7 @@ bool HasSameOtherKeys(const model::Registry& before, const model::Registry& afte
   return before == after || IsSameKey(before, before.localMachine, after, after.localMachine, u"");
 }
 
-/// Whether nothing at all changed of what neighbours have a part in; much cheaper than their
-/// description.
+/// Whether nothing changed that could be foreign. Much cheaper than describing the foreign parts.
 bool HasSameParts(const Machine& before, const Machine& after) {
   return before.registry == after.registry && before.devices == after.devices &&
          before.store == after.store && before.audio.endpoints == after.audio.endpoints &&

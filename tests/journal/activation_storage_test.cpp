@@ -8,6 +8,7 @@
 #include "privileged_input/protected_files.h"
 #include "tests/privileged_input/input_test.h"
 #include "tests/support/catalog_lists.h"
+#include "tests/support/sample.h"
 
 #include <functional>
 
@@ -17,9 +18,9 @@ namespace {
 using privileged_input::AbsolutePath;
 using tests::CompleteCatalog;
 using tests::kProtectedSddl;
+using tests::kSampleJournal;
 using tests::Repeat;
 
-constexpr char16_t kPath[] = u"C:\\pkg\\.vorn-driver-activation-state";
 constexpr std::u16string_view kRefused = u"vorn_devnode: refusing malformed activation state\n";
 constexpr std::u16string_view kPersisted =
     u"vorn_devnode: persisted protected pre-bind activation state\n";
@@ -64,7 +65,7 @@ class JournalStorage : public tests::InputTest {
     return Journal(protectedFiles_, AbsolutePath::Parse(path));
   }
 
-  void PutJournal(std::u16string_view text) { PutProtectedFile(kPath, ToBytes(text)); }
+  void PutJournal(std::u16string_view text) { PutProtectedFile(kSampleJournal, ToBytes(text)); }
 
   bool Reads() { return journal_.Read().has_value(); }
   void ExpectErrorLine(std::u16string_view line) {
@@ -78,7 +79,7 @@ class JournalStorage : public tests::InputTest {
     EXPECT_EQ(process.calls.size(), 1U) << "only the line on the console";
     EXPECT_EQ(process.Output(), u"");
     ExpectErrorLine(kRefused);
-    EXPECT_FALSE(Exists(kPath));
+    EXPECT_FALSE(Exists(kSampleJournal));
   }
   void ExpectRefused(const std::function<void(ActivationState&)>& damage) {
     ActivationState state = UpdateState();
@@ -87,7 +88,7 @@ class JournalStorage : public tests::InputTest {
   }
 
   privileged_input::ProtectedFiles protectedFiles_;
-  Journal journal_{protectedFiles_, PathOf(kPath)};
+  Journal journal_{protectedFiles_, PathOf(kSampleJournal)};
 };
 
 // ------------------------------------------------------------------------------------------------
@@ -95,7 +96,8 @@ class JournalStorage : public tests::InputTest {
 
 TEST_F(JournalStorage, WritesTheTextInCodeUnitsWithoutMarkOrTerminator) {
   EXPECT_TRUE(journal_.Write(UpdateState()));
-  EXPECT_EQ(*sim::ReadWholeFile(Files(), kPath), ToBytes(SerializeActivationState(UpdateState())));
+  EXPECT_EQ(*sim::ReadWholeFile(Files(), kSampleJournal),
+            ToBytes(SerializeActivationState(UpdateState())));
   EXPECT_EQ(process.Output(), kPersisted);
   EXPECT_EQ(process.ErrorOutput(), u"");
 }
@@ -107,7 +109,7 @@ TEST_F(JournalStorage, IsReadBackInTheSameRunAndInTheNext) {
     EndRun();
     EXPECT_EQ(journal_.Read(), written);
     journal_.Delete();
-    EXPECT_FALSE(Exists(kPath));
+    EXPECT_FALSE(Exists(kSampleJournal));
   }
 }
 
@@ -120,7 +122,7 @@ TEST_F(JournalStorage, IsReadThroughTheHandleThatCreatedIt) {
 
 TEST_F(JournalStorage, GuardsTheFile) {
   ASSERT_TRUE(journal_.Write(FreshState()));
-  EXPECT_EQ(sim::ToSddl(sim::NodeAt(Files(), kPath).security), kProtectedSddl);
+  EXPECT_EQ(sim::ToSddl(sim::NodeAt(Files(), kSampleJournal).security), kProtectedSddl);
   const auto descriptors = CallsOf("ConvertStringSecurityDescriptorToSecurityDescriptorW");
   ASSERT_EQ(descriptors.size(), 1U);
   EXPECT_EQ(descriptors[0].Argument("StringSecurityDescriptor"), ToUtf8(kProtectedSddl));
@@ -282,13 +284,13 @@ TEST_F(JournalStorage, NeitherOverwritesNorDeletesAnExistingJournal) {
   PutJournal(u"an older journal");
   EXPECT_FALSE(journal_.Write(FreshState()));
   ExpectErrorLine(u"vorn_devnode: safe create(activation state) failed (error 0x000000B7)\n");
-  EXPECT_EQ(*sim::ReadWholeFile(Files(), kPath), ToBytes(u"an older journal"));
+  EXPECT_EQ(*sim::ReadWholeFile(Files(), kSampleJournal), ToBytes(u"an older journal"));
   EXPECT_EQ(sim::ListFolder(Files(), u"C:\\pkg").size(), 1U);
 }
 
 TEST_F(JournalStorage, NeverWritesThroughALink) {
   sim::PutFile(Files(), u"C:\\victim", "precious");
-  sim::PutLink(Files(), kPath, sim::ReparseKind::SymbolicLink, u"C:\\victim", false);
+  sim::PutLink(Files(), kSampleJournal, sim::ReparseKind::SymbolicLink, u"C:\\victim", false);
   EXPECT_FALSE(journal_.Write(FreshState()));
   ExpectErrorLine(u"vorn_devnode: safe create(activation state) failed (error 0x000000B7)\n");
   sim::MakeFolder(Files(), u"C:\\elsewhere");
@@ -301,11 +303,11 @@ TEST_F(JournalStorage, NeverWritesThroughALink) {
 
 TEST_F(JournalStorage, DeletesAJournalThatIsNotProtectedIndeed) {
   ChangeBefore("GetSecurityInfo", 1, [](sim::Machine& changed) {
-    sim::NodeAt(changed.files, kPath).security.owner = sim::kOtherUser;
+    sim::NodeAt(changed.files, kSampleJournal).security.owner = sim::kOtherUser;
   });
   EXPECT_FALSE(journal_.Write(FreshState()));
   ExpectErrorLine(u"vorn_devnode: safe create(activation state) failed (error 0x00000005)\n");
-  EXPECT_FALSE(Exists(kPath));
+  EXPECT_FALSE(Exists(kSampleJournal));
 }
 
 TEST_F(JournalStorage, DeletesAJournalThatCouldNotBeWrittenWhole) {
@@ -313,16 +315,16 @@ TEST_F(JournalStorage, DeletesAJournalThatCouldNotBeWrittenWhole) {
     FailCall(call, platform::ERROR_DISK_FULL);
     EXPECT_FALSE(journal_.Write(FreshState())) << call;
     ExpectErrorLine(u"vorn_devnode: WriteFile(activation state) failed (error 0x00000070)\n");
-    EXPECT_FALSE(Exists(kPath)) << call;
+    EXPECT_FALSE(Exists(kSampleJournal)) << call;
   }
   FailCall("GetFileInformationByHandle", platform::ERROR_GEN_FAILURE, 2);
   EXPECT_FALSE(journal_.Write(FreshState()));
   ExpectErrorLine(u"vorn_devnode: WriteFile(activation state) failed (error 0x0000001F)\n");
-  EXPECT_FALSE(Exists(kPath));
+  EXPECT_FALSE(Exists(kSampleJournal));
   AddFault("WriteFile", sim::FaultKind::Short).amount = 10;
   EXPECT_FALSE(journal_.Write(FreshState()));
   ExpectErrorLine(u"vorn_devnode: WriteFile(activation state) failed (error 0x000003EE)\n");
-  EXPECT_FALSE(Exists(kPath));
+  EXPECT_FALSE(Exists(kSampleJournal));
   EXPECT_EQ(OpenHandles(), 0U);
   EXPECT_TRUE(journal_.Write(FreshState()));
 }
@@ -331,7 +333,7 @@ TEST_F(JournalStorage, ReportsAFullDisk) {
   Files().volumes[0].freeBytes = 20;
   EXPECT_FALSE(journal_.Write(FreshState()));
   ExpectErrorLine(u"vorn_devnode: WriteFile(activation state) failed (error 0x00000070)\n");
-  EXPECT_FALSE(Exists(kPath));
+  EXPECT_FALSE(Exists(kSampleJournal));
 }
 
 TEST_F(JournalStorage, NeverLeavesAHalfWrittenJournalWhicheverCallFails) {
@@ -354,7 +356,7 @@ TEST_F(JournalStorage, NeverLeavesAHalfWrittenJournalWhicheverCallFails) {
                        {}}};
     const bool written = journal_.Write(FreshState());
     process.faults.clear();
-    EXPECT_EQ(Exists(kPath), written);
+    EXPECT_EQ(Exists(kSampleJournal), written);
     EXPECT_EQ(process.ErrorOutput().empty(), written);
     if (written) journal_.Delete();
     EXPECT_EQ(OpenHandles(), 0U);
@@ -384,13 +386,13 @@ TEST_F(JournalStorage, CanBeDeletedAfterALook) {
   PutJournal(SerializeActivationState(FreshState()));
   ASSERT_EQ(journal_.Look(), JournalPresence::Present);
   journal_.Delete();
-  EXPECT_FALSE(Exists(kPath));
+  EXPECT_FALSE(Exists(kSampleJournal));
   EXPECT_EQ(journal_.Look(), JournalPresence::Absent);
 }
 
 TEST_F(JournalStorage, IsUnknownToALookThatIsNotSafe) {
   PutJournal(u"planted");
-  SetSecurity(kPath, u"O:BUD:(A;;FA;;;WD)");
+  SetSecurity(kSampleJournal, u"O:BUD:(A;;FA;;;WD)");
   EXPECT_EQ(journal_.Look(), JournalPresence::Unknown);
   EXPECT_EQ(JournalAt(u"state").Look(), JournalPresence::Unknown) << "no absolute path";
   EXPECT_EQ(process.ErrorOutput() + process.Output(), u"");
@@ -409,12 +411,12 @@ TEST_F(JournalStorage, SaysSoWhenThereIsNoSafeJournal) {
         u"O:BAD:P(A;;FA;;;SY)(A;;FA;;;BA)(A;;FA;;;WD)",
         u"O:S-1-5-21-1000000000-2000000000-3000000000-1002D:P(A;;FA;;;SY)(A;;FA;;;BA)"}) {
     PutJournal(text);
-    SetSecurity(kPath, sddl);
+    SetSecurity(kSampleJournal, sddl);
     EXPECT_FALSE(Reads()) << testing::PrintToString(sddl);
     ExpectErrorLine(line);
   }
   PutJournal(text);
-  sim::AddHardLink(Files(), kPath, u"C:\\alias");
+  sim::AddHardLink(Files(), kSampleJournal, u"C:\\alias");
   EXPECT_FALSE(Reads());
   ExpectErrorLine(line);
   sim::RemovePath(Files(), u"C:\\alias");
@@ -422,7 +424,7 @@ TEST_F(JournalStorage, SaysSoWhenThereIsNoSafeJournal) {
 }
 
 TEST_F(JournalStorage, RefusesAJournalOverTheLimit) {
-  PutProtectedFile(kPath, sim::Bytes(65538, u' '));
+  PutProtectedFile(kSampleJournal, sim::Bytes(65538, u' '));
   EXPECT_FALSE(Reads());
   ExpectErrorLine(u"vorn_devnode: activation state missing or unsafe\n");
 }
@@ -432,7 +434,7 @@ TEST_F(JournalStorage, RefusesAnOddAnEmptyOrAMalformedJournalSilently) {
   odd.push_back(0);
   for (const sim::Bytes& content :
        {sim::Bytes(), sim::Bytes{1}, odd, ToBytes(u"nonsense\n"), sim::Bytes(65536, u' ')}) {
-    PutProtectedFile(kPath, content);
+    PutProtectedFile(kSampleJournal, content);
     EXPECT_FALSE(Reads());
     EXPECT_EQ(process.ErrorOutput() + process.Output(), u"");
     EndRun();
@@ -456,7 +458,7 @@ TEST_F(JournalStorage, RefusesANulAnywhere) {
 TEST_F(JournalStorage, TakesNoOtherEncoding) {
   std::string utf8 = ToUtf8(SerializeActivationState(FreshState()));
   if (utf8.size() % 2 != 0) utf8 += '\n';
-  PutProtectedFile(kPath, sim::Bytes(utf8.begin(), utf8.end()));
+  PutProtectedFile(kSampleJournal, sim::Bytes(utf8.begin(), utf8.end()));
   EXPECT_FALSE(Reads());
   EndRun();
   PutJournal(u"\uFEFF" + SerializeActivationState(FreshState()));
@@ -489,7 +491,7 @@ TEST_F(JournalStorage, RefusesAShortOrFailedRead) {
 TEST_F(JournalStorage, DeletesTheJournalOfThisRunAtOnceAndMayBeWrittenAgain) {
   ASSERT_TRUE(journal_.Write(FreshState()));
   journal_.Delete();
-  EXPECT_FALSE(Exists(kPath));
+  EXPECT_FALSE(Exists(kSampleJournal));
   EXPECT_TRUE(journal_.Write(FreshState()));
   EXPECT_EQ(process.ErrorOutput(), u"");
 }
@@ -497,17 +499,17 @@ TEST_F(JournalStorage, DeletesTheJournalOfThisRunAtOnceAndMayBeWrittenAgain) {
 TEST_F(JournalStorage, DeletesTheJournalOfAnEarlierRun) {
   PutJournal(u"whatever is in it");
   journal_.Delete();
-  EXPECT_FALSE(Exists(kPath));
+  EXPECT_FALSE(Exists(kSampleJournal));
   EXPECT_EQ(process.ErrorOutput() + process.Output(), u"");
 }
 
 TEST_F(JournalStorage, DeletesAJournalThatSomebodyHereStillRefersTo) {
   PutJournal(SerializeActivationState(FreshState()));
-  const privileged_input::File kept = protectedFiles_.OpenProtectedFile(PathOf(kPath));
+  const privileged_input::File kept = protectedFiles_.OpenProtectedFile(PathOf(kSampleJournal));
   ASSERT_TRUE(Reads());
   journal_.Delete();
   EXPECT_FALSE(kept);
-  EXPECT_FALSE(Exists(kPath));
+  EXPECT_FALSE(Exists(kSampleJournal));
   EXPECT_TRUE(journal_.Write(FreshState()));
 }
 
@@ -515,7 +517,7 @@ TEST_F(JournalStorage, IsLookedUpAnewAfterItWasDeleted) {
   ASSERT_TRUE(journal_.Write(FreshState()));
   journal_.Delete();
   platform::SetLastError(0);
-  EXPECT_FALSE(protectedFiles_.OpenProtectedFile(PathOf(kPath)));
+  EXPECT_FALSE(protectedFiles_.OpenProtectedFile(PathOf(kSampleJournal)));
   EXPECT_LAST_ERROR(ERROR_FILE_NOT_FOUND);
   PutJournal(SerializeActivationState(UpdateState()));
   EXPECT_EQ(journal_.Read(), UpdateState());
@@ -529,11 +531,11 @@ TEST_F(JournalStorage, DeletesNothingSilentlyWhenThereIsNone) {
 
 TEST_F(JournalStorage, ReportsAJournalThatIsNotSafeToDelete) {
   PutJournal(u"planted");
-  SetSecurity(kPath, u"O:BUD:(A;;FA;;;WD)");
+  SetSecurity(kSampleJournal, u"O:BUD:(A;;FA;;;WD)");
   journal_.Delete();
   ExpectErrorLine(
       u"vorn_devnode: safe open for delete(activation state) failed (error 0x00000005)\n");
-  EXPECT_TRUE(Exists(kPath));
+  EXPECT_TRUE(Exists(kSampleJournal));
 }
 
 TEST_F(JournalStorage, ReportsADeletionThatFailsAndLetsGo) {
@@ -541,16 +543,16 @@ TEST_F(JournalStorage, ReportsADeletionThatFailsAndLetsGo) {
   FailCall("SetFileInformationByHandle", platform::ERROR_GEN_FAILURE);
   journal_.Delete();
   ExpectErrorLine(u"vorn_devnode: delete handle(activation state) failed (error 0x0000001F)\n");
-  EXPECT_TRUE(Exists(kPath));
+  EXPECT_TRUE(Exists(kSampleJournal));
   EXPECT_EQ(OpenHandles(), 0U);
 }
 
 TEST_F(JournalStorage, LeavesAReadOnlyJournalWithAReport) {
   PutJournal(u"read-only");
-  sim::NodeAt(Files(), kPath).attributes = platform::FILE_ATTRIBUTE_READONLY;
+  sim::NodeAt(Files(), kSampleJournal).attributes = platform::FILE_ATTRIBUTE_READONLY;
   journal_.Delete();
   ExpectErrorLine(u"vorn_devnode: delete handle(activation state) failed (error 0x00000005)\n");
-  EXPECT_TRUE(Exists(kPath));
+  EXPECT_TRUE(Exists(kSampleJournal));
 }
 
 }  // namespace

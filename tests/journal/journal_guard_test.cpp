@@ -1,29 +1,30 @@
 #include "journal/journal_guard.h"
 
 #include "tests/privileged_input/input_test.h"
+#include "tests/support/sample.h"
 
 namespace vorn {
 namespace {
 
-constexpr char16_t kPath[] = u"C:\\pkg\\.vorn-driver-activation-state";
+using tests::kSampleJournal;
 
 class GuardedJournal : public tests::InputTest {
  protected:
   GuardedJournal() {
     sim::MakeFolder(Files(), u"C:\\pkg");
-    PutProtectedFile(kPath, {u'?', 0});
+    PutProtectedFile(kSampleJournal, {u'?', 0});
   }
 
   privileged_input::ProtectedFiles protectedFiles_;
-  Journal journal_{protectedFiles_, PathOf(kPath)};
+  Journal journal_{protectedFiles_, PathOf(kSampleJournal)};
 };
 
 TEST_F(GuardedJournal, StaysWhileItsGuardDoesAndGoesWithIt) {
   {
     const JournalGuard guard(journal_);
-    EXPECT_TRUE(Exists(kPath));
+    EXPECT_TRUE(Exists(kSampleJournal));
   }
-  EXPECT_FALSE(Exists(kPath));
+  EXPECT_FALSE(Exists(kSampleJournal));
   EXPECT_EQ(process.ErrorOutput() + process.Output(), u"");
 }
 
@@ -33,7 +34,7 @@ TEST_F(GuardedJournal, StaysWhenItIsKept) {
     guard.Keep();
     process.calls.clear();
   }
-  EXPECT_TRUE(Exists(kPath));
+  EXPECT_TRUE(Exists(kSampleJournal));
   EXPECT_TRUE(process.calls.empty());
 }
 

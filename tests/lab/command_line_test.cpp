@@ -1,9 +1,11 @@
 #include "lab/command_line.h"
 
+#include "base/text.h"
 #include "lab/call_names.h"
 #include "lab/json_text.h"
 #include "tests/lab/lab_process.h"
 #include "tests/lab/temporary_folder.h"
+#include "tests/support/sample.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>
@@ -16,8 +18,10 @@ namespace fs = std::filesystem;
 
 using Words = std::vector<std::string>;
 
-constexpr const char* kInf = "C:\\pkg\\driver\\vorn_audio.inf";
-constexpr const char* kJournal = "C:\\pkg\\.vorn-driver-activation-state";
+const std::string kInf = ToUtf8(tests::kSampleInf);
+const std::string kJournal = ToUtf8(tests::kSampleJournal);
+const std::string kVersion = ToUtf8(tests::kSampleVersion);
+const std::string kDate = ToUtf8(tests::kSampleDate);
 constexpr const char* kProven =
     "vorn_devnode: RESULT=OK - root=ROOT\\MEDIA\\0000, package=08/10/2026 26.8.10.5 (oem3.inf), "
     "catalog=20, active=20, present-pnp=20, kernel=20\n";
@@ -38,7 +42,7 @@ class Lab : public testing::Test {
     return folder;
   }
 
-  /// Runs a command and checks that it was refused with that line and changed nothing.
+  /// Runs a command, which must be refused with that line and change nothing.
   void ExpectRefused(const Words& words, const std::string& line) {
     const auto before = ContentOf(temporary_ / "");
     const LabResult result = RunLab(words);
@@ -68,13 +72,11 @@ TEST_F(Lab, TwoRunsAreTwoProcessesOnOneMachine) {
                 kProven);
   EXPECT_EQ(install.errorOutput, "");
 
-  const LabProcess verify =
-      RunLabProcess({"run", machine, "verify", "26.8.10.5", "08/10/2026", kJournal});
+  const LabProcess verify = RunLabProcess({"run", machine, "verify", kVersion, kDate, kJournal});
   EXPECT_EQ(verify.status, 0);
   EXPECT_EQ(verify.output, kProven);
 
-  const LabProcess wrong =
-      RunLabProcess({"run", machine, "verify", "26.8.10.6", "08/10/2026", kJournal});
+  const LabProcess wrong = RunLabProcess({"run", machine, "verify", "26.8.10.6", kDate, kJournal});
   EXPECT_EQ(wrong.status, 11);
   EXPECT_EQ(wrong.output, "");
   EXPECT_EQ(wrong.errorOutput,
@@ -82,7 +84,7 @@ TEST_F(Lab, TwoRunsAreTwoProcessesOnOneMachine) {
             "DriverVer\n");
 }
 
-TEST_F(Lab, ARunsBytesAndStatusAreTheProgramsOwn) {
+TEST_F(Lab, ARunPassesOnTheProgramsBytesAndStatus) {
   const std::string machine = Machine();
   const LabProcess usage = RunLabProcess({"run", machine});
   EXPECT_EQ(usage.status, 1);
@@ -94,7 +96,7 @@ TEST_F(Lab, ARunsBytesAndStatusAreTheProgramsOwn) {
             "vorn_devnode: protected local package snapshot refused (error 0x00000002)\n");
 }
 
-TEST_F(Lab, WhatTheProgramSaysKeepsEveryCharacter) {
+TEST_F(Lab, ConsoleTextKeepsEveryCharacter) {
   const std::string machine = Machine();
   EXPECT_EQ(RunLab({"package", machine, "C:\\P\u00e4ket \u97f3\u58f0"}).Output(),
             "C:\\P\u00e4ket \u97f3\u58f0\\vorn_audio.inf\n");
@@ -105,7 +107,7 @@ TEST_F(Lab, WhatTheProgramSaysKeepsEveryCharacter) {
             0);
 }
 
-TEST_F(Lab, AKilledRunLeavesTheStatusOfASignalAndTheWorldOfThatMoment) {
+TEST_F(Lab, AKilledRunHasTheStatusOfASignalAndLeavesTheMachineOfThatMoment) {
   const std::string machine = Machine();
   const LabProcess killed = RunLabProcess(
       {"run", machine, "--fault", "UpdateDriverForPlugAndPlayDevicesW:kill", "install", kInf});
@@ -133,10 +135,9 @@ TEST_F(Lab, WritesTheTraceOfARun) {
 TEST_F(Lab, KnowsTheNameOfEveryCallThatTheProgramMakes) {
   const std::string machine = Machine();
   const std::string trace = temporary_.Name("trace");
-  const Words commands[] = {
-      {"install", kInf},       {"hot-activate", "26.8.10.5", "08/10/2026", kJournal},
-      {"audit-current", kInf}, {"audit-catalog"},
-      {"resume-endpoints"},    {"remove", kInf}};
+  const Words commands[] = {{"install", kInf},       {"hot-activate", kVersion, kDate, kJournal},
+                            {"audit-current", kInf}, {"audit-catalog"},
+                            {"resume-endpoints"},    {"remove", kInf}};
   std::set<std::string> unknown;
   std::set<std::string> seen;
   for (const Words& command : commands) {
@@ -158,11 +159,11 @@ TEST_F(Lab, KnowsTheNameOfEveryCallThatTheProgramMakes) {
 // ------------------------------------------------------------------------------------------------
 // Faults.
 
-TEST_F(Lab, LetsCallsFail) {
+TEST_F(Lab, MakesCallsFail) {
   struct Case {
     const char* fault;
     int status;
-    const char* line;  // the last of the run
+    const char* line;  // the last line of the run
   };
   const Case cases[] = {
       {"SetupDiCreateDeviceInfoList:fail=5", 3,
@@ -202,7 +203,7 @@ TEST_F(Lab, TakesSeveralFaults) {
   EXPECT_EQ(Shown(machine)["devices"][0]["state"], "problem 28");
 }
 
-TEST_F(Lab, LetsSomebodyElseChangeTheMachine) {
+TEST_F(Lab, LetsAnotherProcessChangeTheMachine) {
   struct Case {
     const char* change;
     bool (*happened)(const std::string& machine);
@@ -277,14 +278,14 @@ TEST_F(Lab, LetsSomebodyElseChangeTheMachine) {
   for (const Case& row : cases) {
     SCOPED_TRACE(row.change);
     const std::string machine = Machine("installed");
-    // The usage is printed by eight writes; the last comes after everything.
+    // The usage takes eight writes, and nothing follows the last one.
     RunLab({"run", machine, "--fault", "fputws#8:" + std::string(row.change)});
     EXPECT_TRUE(row.happened(machine));
     fs::remove_all(machine);
   }
 }
 
-TEST_F(Lab, RefusesFaultsThatAreNone) {
+TEST_F(Lab, RefusesMalformedFaults) {
   const std::string machine = Machine();
   const std::pair<const char*, const char*> cases[] = {
       {"", "must be a call, a colon and a fault"},
@@ -321,7 +322,7 @@ TEST_F(Lab, RefusesFaultsThatAreNone) {
   }
 }
 
-TEST_F(Lab, CountsTheCallsOfMethodsByTheirWholeName) {
+TEST_F(Lab, CountsMethodCallsByTheirFullName) {
   const std::string machine = Machine("installed");
   const LabResult result =
       RunLab({"run", machine, "--fault", "IMMDevice::GetId#2:fail=0x80004005", "audit-catalog"});
@@ -344,7 +345,7 @@ TEST_F(Lab, MakesEveryPreset) {
   EXPECT_EQ(RunLab({"new", temporary_.Name("plain")}).status, 0);
 }
 
-TEST_F(Lab, ShowsAMachineAsAPersonReadsIt) {
+TEST_F(Lab, ShowsAMachineToPeople) {
   const std::string machine = Machine("duplicates");
   const std::string text = RunLab({"show", machine}).Output();
   for (const char* const part :
@@ -408,14 +409,14 @@ TEST_F(Lab, RestartsAMachine) {
   EXPECT_EQ(RunLab({"reboot", machine}).status, 0);
   EXPECT_EQ(Shown(machine)["devices"][0]["pendingPackage"], "");
   EXPECT_EQ(Shown(machine)["devices"][0]["resident"], "26.8.10.5");
-  EXPECT_EQ(RunLab({"run", machine, "verify", "26.8.10.5", "08/10/2026", "C:\\state"}).status, 0);
+  EXPECT_EQ(RunLab({"run", machine, "verify", kVersion, kDate, "C:\\state"}).status, 0);
 }
 
-TEST_F(Lab, WritesPackagesOfEverySort) {
+TEST_F(Lab, WritesPackagesOfEveryKind) {
   struct Case {
     Words options;
-    int status;        // of an install
-    const char* line;  // its last
+    int status;        // status of an install
+    const char* line;  // its last line
   };
   const Case cases[] = {
       {{"--version", "26.8.12.1", "--date", "09/01/2026"}, 0, nullptr},
@@ -454,7 +455,7 @@ TEST_F(Lab, WritesPackagesOfEverySort) {
   }
 }
 
-TEST_F(Lab, RefusesPackagesThatAreNone) {
+TEST_F(Lab, RefusesMalformedPackageOptions) {
   const std::string machine = Machine();
   ExpectRefused({"package", machine}, "package: needs a folder of the machine to write to");
   ExpectRefused({"package", machine, "pkg\\driver"},
@@ -472,7 +473,7 @@ TEST_F(Lab, RefusesPackagesThatAreNone) {
   EXPECT_EQ(noVolume.status, kExitBadInput);
 }
 
-TEST_F(Lab, RefusesCommandLinesThatAreNone) {
+TEST_F(Lab, RefusesMalformedCommandLines) {
   const std::string machine = Machine();
   const std::string missing = temporary_.Name("missing");
   ExpectRefused({"new"}, "new: needs the folder of a machine");

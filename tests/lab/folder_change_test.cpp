@@ -47,7 +47,7 @@ TEST(FolderChange, MakesEveryKindOfChange) {
   EXPECT_EQ(std::distance(fs::directory_iterator(root / ""), fs::directory_iterator()), 5);
 }
 
-TEST(FolderChange, ForgetsWhatWasOnlyStaged) {
+TEST(FolderChange, DropsWhatWasOnlyStaged) {
   TemporaryFolder root;
   WriteHostFile(root / "file", "old");
   fs::create_directory(root / ".lab-staged");
@@ -62,7 +62,7 @@ TEST(FolderChange, ForgetsWhatWasOnlyStaged) {
 }
 
 TEST(FolderChange, IsFinishedAfterACrashAtAnyPoint) {
-  // What is left of a commit whose process died: the list, and what was not moved yet.
+  // A commit whose process died leaves the list and the files that were not moved yet.
   for (int moved = 0; moved <= 2; ++moved) {
     SCOPED_TRACE(moved);
     TemporaryFolder root;
@@ -77,7 +77,7 @@ TEST(FolderChange, IsFinishedAfterACrashAtAnyPoint) {
     if (moved < 1) WriteHostFile(root / ".lab-committed/0", "new first");
     if (moved < 2) WriteHostFile(root / ".lab-committed/1", "new second");
     FinishFolderChange(root / "");
-    FinishFolderChange(root / "");  // and once more, for nothing
+    FinishFolderChange(root / "");  // again, which changes nothing
     EXPECT_EQ(ReadHostFile(root / "first"), "new first");
     EXPECT_EQ(ReadHostFile(root / "second"), "new second");
     EXPECT_FALSE(fs::exists(root / "gone"));

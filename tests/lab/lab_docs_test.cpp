@@ -1,5 +1,5 @@
-// docs/lab.md names everything that a user of the lab can write: each key of a machine's document,
-// each kind of event, each fault and change, each option.
+// docs/lab.md documents everything that a user of the lab can write: each key of machine.json, each
+// kind of event, each fault and change, each option.
 
 #include "tests/lab/temporary_folder.h"
 
@@ -13,7 +13,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// The folder of the sources, above that of the program.
+/// The source folder, which contains the folder of the program.
 fs::path SourceFolder() {
   fs::path folder = fs::path(VORN_LAB_PROGRAM).parent_path();
   while (!fs::exists(folder / "docs" / "lab.md") && folder != folder.root_path())
@@ -27,7 +27,7 @@ void AddWords(const std::string& text, std::set<std::string>& words) {
     words.insert(each->str());
 }
 
-/// The words of the text's code spans and indented lines.
+/// The words in code spans and indented lines of the text.
 std::set<std::string> WordsOfCode(const std::string& text) {
   std::set<std::string> words;
   bool code = false;
@@ -43,7 +43,7 @@ std::set<std::string> WordsOfCode(const std::string& text) {
   return words;
 }
 
-/// What the sources of the lab name in places of that form.
+/// The names that the sources of the lab use in places of that form.
 std::set<std::string> NamesIn(const std::vector<std::string>& files, const std::string& form) {
   std::set<std::string> names;
   const std::regex place(form);
@@ -60,7 +60,7 @@ struct Vocabulary {
   const char* name;
   std::vector<std::string> files;
   const char* form;
-  std::size_t least;  // of its words, so that a form that no longer fits fails
+  std::size_t least;  // number of names expected, so that a form that no longer matches fails
 };
 
 TEST(LabDocs, NameEveryWordThatTheLabKnows) {

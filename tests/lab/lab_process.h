@@ -1,6 +1,6 @@
 #pragma once
 
-// The lab as a process of its own, as a script calls it.
+// Runs the lab in a process of its own, as a script would.
 
 #include <string>
 #include <vector>
@@ -8,12 +8,12 @@
 namespace vorn::lab {
 
 struct LabProcess {
-  int status = 0;  // 128 and the signal when it died of one
+  int status = 0;  // 128 plus the signal that ended it
   std::string output;
   std::string errorOutput;
 };
 
-/// Runs vorn_lab with these arguments and waits for its end.
+/// Runs vorn_lab with these arguments and waits for it.
 LabProcess RunLabProcess(const std::vector<std::string>& arguments);
 
 }  // namespace vorn::lab

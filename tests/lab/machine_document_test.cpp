@@ -21,7 +21,7 @@ std::string Refusal(const std::string& text) {
   return {};
 }
 
-TEST(MachineDocument, IsFilledWithUsualValuesWhereItSaysNothing) {
+TEST(MachineDocument, UsesDefaultsForMissingKeys) {
   const MachineDocument document = ReadDocument(R"({"format": 1})");
   const MachineDocument usual;
   EXPECT_EQ(document.machine.clock.tick, usual.machine.clock.tick);
@@ -30,7 +30,7 @@ TEST(MachineDocument, IsFilledWithUsualValuesWhereItSaysNothing) {
   EXPECT_TRUE(document.volumes.empty());
 }
 
-TEST(MachineDocument, TakesNumbersInBothForms) {
+TEST(MachineDocument, AcceptsNumbersInBothForms) {
   const MachineDocument document = ReadDocument(
       R"({"format": 1, "randomState": 5, "serviceManagerError": "0x6ba",
           "audio": {"enumError": "0x80004005", "itemError": -2147467259}})");
@@ -139,7 +139,7 @@ TEST(MachineDocument, NamesTheKeyThatIsWrong) {
   EXPECT_EQ(Refusal(std::string(100'000, '[')), "values are nested too deeply");
 }
 
-TEST(MachineDocument, IsReadableWithShortThingsOnOneLine) {
+TEST(MachineDocument, KeepsShortValuesOnOneLine) {
   const Json json = ParseJson(R"({"a": [1, 2], "b": {"c": "d"}, "e": [], "f": {}})");
   EXPECT_EQ(ToReadableText(json), "{\"a\": [1, 2], \"b\": {\"c\": \"d\"}, \"e\": [], \"f\": {}}\n");
   Json wide = Json::List();
@@ -150,13 +150,13 @@ TEST(MachineDocument, IsReadableWithShortThingsOnOneLine) {
 }
 
 // ------------------------------------------------------------------------------------------------
-// In the folder: the line names the file, and the machine is as it was.
+// Documents in a folder: the refusal names the file, and the machine is unchanged.
 
 class Edited : public testing::Test {
  protected:
   void SetUp() override { ASSERT_EQ(RunLab({"new", folder_}).status, 0); }
 
-  /// Edits machine.json, runs a command, and returns the line of the refusal.
+  /// Edits machine.json, runs a command, and returns the refusal.
   std::string RefusalAfter(const std::function<void(Json&)>& edit) {
     const std::string path = folder_ + "/machine.json";
     const std::string original = ReadHostFile(path);
@@ -178,14 +178,14 @@ class Edited : public testing::Test {
   std::string folder_ = temporary_.Name("m");
 };
 
-TEST_F(Edited, AFactOfAFileThatIsNotThereIsRefused) {
+TEST_F(Edited, AFactOfAMissingFileIsRefused) {
   const std::string line = RefusalAfter([](Json& json) {
     json["volumes"][0]["files"].push_back({{"path", "pkg\\missing"}, {"attributes", 1}});
   });
   EXPECT_TRUE(line.ends_with("].path: names nothing in the folder C\n")) << line;
 }
 
-TEST_F(Edited, TheSameNameTwiceIsRefused) {
+TEST_F(Edited, ADuplicateNameIsRefused) {
   const std::string line = RefusalAfter([](Json& json) {
     json["volumes"][0]["files"].push_back({{"path", "PKG"}});
   });
@@ -200,7 +200,7 @@ TEST_F(Edited, AnIndexOutOfRangeIsRefused) {
   }
 }
 
-TEST_F(Edited, AnIndexOfTwoFilesIsRefusedUnlessTheyAreOne) {
+TEST_F(Edited, AnIndexOfTwoFilesIsRefusedUnlessTheyAreHardLinks) {
   const std::string line = RefusalAfter([](Json& json) {
     auto& files = json["volumes"][0]["files"];
     Json first;
@@ -214,7 +214,7 @@ TEST_F(Edited, AnIndexOfTwoFilesIsRefusedUnlessTheyAreOne) {
       << line;
 }
 
-TEST_F(Edited, FoldersOfVolumesMustBePlainAndTheirOwn) {
+TEST_F(Edited, FoldersOfVolumesMustBePlainAndDistinct) {
   const auto folder = [](const char* name) {
     return [name](Json& json) { json["volumes"][0]["folder"] = name; };
   };
@@ -230,14 +230,14 @@ TEST_F(Edited, FoldersOfVolumesMustBePlainAndTheirOwn) {
             "volumes[1].folder: is taken\n");
 }
 
-TEST_F(Edited, AHeldFileMustBeThere) {
+TEST_F(Edited, AHeldFileMustExist) {
   EXPECT_EQ(RefusalAfter([](Json& json) {
               json["heldFiles"] = Json::List{{{"path", "C:\\missing"}}};
             }),
             "heldFiles[0].path: is not a file of the machine\n");
 }
 
-TEST_F(Edited, AnEntryWithAnIndexGoesWithItsFile) {
+TEST_F(Edited, AnEntryWithAnIndexIsDroppedWithItsFile) {
   std::filesystem::remove(folder_ + "/C/pkg/driver/vorn_audio.cat");
   EXPECT_EQ(RunLab({"run", folder_, "audit-catalog"}).status, 12);
   EXPECT_EQ(ReadHostFile(folder_ + "/machine.json").find("vorn_audio.cat"), std::string::npos);

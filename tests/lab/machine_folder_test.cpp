@@ -6,10 +6,13 @@
 #include "lab/volume_form.h"
 #include "tests/lab/temporary_folder.h"
 #include "tests/lab/unusual_machine.h"
+#include "tests/support/sample.h"
 
 #include <gtest/gtest.h>
 
 namespace vorn::lab {
+
+using tests::kSampleInf;
 namespace {
 
 using platform::simulated::Device;
@@ -18,7 +21,7 @@ using platform::simulated::Machine;
 
 namespace fs = std::filesystem;
 
-/// What machine.json says of a machine, its files included.
+/// The machine document of a machine, including its files.
 std::string TextOf(const LabMachine& lab) {
   MachineDocument document;
   document.machine = lab.machine;
@@ -29,7 +32,7 @@ std::string TextOf(const LabMachine& lab) {
   return WriteDocument(document);
 }
 
-/// Who holds what open has no number that anybody could observe.
+/// The ids of open files are not observable, so they are not compared.
 platform::simulated::FileSystem WithoutOpens(platform::simulated::FileSystem files) {
   files.opens.clear();
   return files;
@@ -48,7 +51,7 @@ struct Preset {
   Machine (*make)();
 };
 
-TEST(MachineFolder, GivesEveryPresetBack) {
+TEST(MachineFolder, RestoresEveryPreset) {
   using namespace platform::simulated;
   const Preset presets[] = {{"clean", CleanMachine},
                             {"installed", [] { return InstalledMachine(); }},
@@ -65,14 +68,14 @@ TEST(MachineFolder, GivesEveryPresetBack) {
   }
 }
 
-TEST(MachineFolder, GivesAMachineBackInWhichEveryFactIsUnusual) {
+TEST(MachineFolder, RestoresAMachineWithoutAnyDefault) {
   TemporaryFolder temporary;
   const LabMachine lab = UnusualMachine();
   CreateMachineFolder(temporary / "m", lab);
   ExpectSame(MachineFolder(temporary / "m").Load(), lab);
 }
 
-TEST(MachineFolder, IsWrittenTheSameAgain) {
+TEST(MachineFolder, IsWrittenTheSameEachTime) {
   TemporaryFolder temporary;
   CreateMachineFolder(temporary / "m", UnusualMachine());
   const std::string text = ReadHostFile(temporary / "m/machine.json");
@@ -81,7 +84,7 @@ TEST(MachineFolder, IsWrittenTheSameAgain) {
   EXPECT_EQ(ReadHostFile(temporary / "m/machine.json"), text);
 }
 
-TEST(MachineFolder, DoesNotTouchFilesThatDidNotChange) {
+TEST(MachineFolder, DoesNotRewriteUnchangedFiles) {
   TemporaryFolder temporary;
   CreateMachineFolder(temporary / "m", {platform::simulated::CleanMachine(), {}, {}});
   const fs::path unchanged = temporary / "m/C/pkg/driver/vorn_audio.inf";
@@ -95,7 +98,7 @@ TEST(MachineFolder, DoesNotTouchFilesThatDidNotChange) {
   EXPECT_EQ(ReadHostFile(temporary / "m/C/new.txt"), "new");
 }
 
-// A record that gets a field must get it in the document too; these counts say where to look.
+// A field that is added to a record must be added to the document too. These counts show where.
 
 struct AnyValue {
   template <class T>
@@ -141,7 +144,7 @@ TEST(MachineDocument, KnowsEveryFieldOfTheModel) {
 }
 
 // ------------------------------------------------------------------------------------------------
-// The folder in a person's hands.
+// Folders edited by hand.
 
 class HandMade : public testing::Test {
  protected:
@@ -151,7 +154,7 @@ class HandMade : public testing::Test {
   fs::path folder() const { return temporary_ / "m"; }
   Machine Load() const { return MachineFolder(folder()).Load().machine; }
 
-  /// The text of the refusal of what is in the folder now.
+  /// Why the folder in its present state is refused.
   std::string Refusal() const {
     try {
       Load();
@@ -178,7 +181,7 @@ TEST_F(HandMade, FilesMayBeAddedChangedAndDeleted) {
   fs::remove(folder() / "C/pkg/driver/vorn_audio.cat");
   fs::remove_all(folder() / "C/Users");
   const Machine machine = Load();
-  EXPECT_EQ(ContentOf(machine, u"C:\\pkg\\driver\\vorn_audio.inf"), "changed");
+  EXPECT_EQ(ContentOf(machine, kSampleInf), "changed");
   EXPECT_EQ(ContentOf(machine, u"C:\\added\\folder\\file.txt"), "added");
   EXPECT_EQ(ContentOf(machine, u"C:\\pkg\\driver\\vorn_audio.cat"), "none");
   EXPECT_FALSE(FindNode(machine.files, u"C:\\Users").has_value());
@@ -203,7 +206,7 @@ TEST_F(HandMade, LinksOfTheHostAreRefused) {
   EXPECT_EQ(Refusal(), "C/pkg/link: is neither a file nor a folder");
 }
 
-TEST_F(HandMade, NamesThatAreNoUtf8AreRefused) {
+TEST_F(HandMade, NamesThatAreNotUtf8AreRefused) {
   WriteHostFile(folder() / "C/pkg/caf\xE9", "x");
   EXPECT_EQ(Refusal(), "C/pkg/caf\xE9: is not a UTF-8 name");
 }
@@ -214,13 +217,13 @@ TEST_F(HandMade, AFileInThePlaceOfAVolumeIsRefused) {
   EXPECT_EQ(Refusal(), "C: is not a folder");
 }
 
-TEST_F(HandMade, AFolderWithoutADocumentIsNoMachine) {
+TEST_F(HandMade, AFolderWithoutADocumentIsRefused) {
   fs::remove(folder() / "machine.json");
   EXPECT_THROW(MachineFolder{folder()}, BadInput);
   EXPECT_THROW(MachineFolder{temporary_ / "missing"}, BadInput);
 }
 
-TEST_F(HandMade, AMachineIsNotCreatedOverAnything) {
+TEST_F(HandMade, AMachineIsNotCreatedOverAnExistingFolder) {
   EXPECT_THROW(CreateMachineFolder(folder(), {}), BadInput);
   WriteHostFile(temporary_ / "file", "x");
   EXPECT_THROW(CreateMachineFolder(temporary_ / "file", {}), BadInput);

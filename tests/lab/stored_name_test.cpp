@@ -12,7 +12,7 @@ struct Case {
   std::string stored;
 };
 
-TEST(StoredName, KeepsWhatLinuxHoldsAndEscapesTheRest) {
+TEST(StoredName, KeepsWhatLinuxAllowsAndEscapesTheRest) {
   const Case cases[] = {
       {u"vorn_audio.inf", "vorn_audio.inf"},
       {u".hidden", ".hidden"},
@@ -41,7 +41,7 @@ TEST(StoredName, KeepsWhatLinuxHoldsAndEscapesTheRest) {
   }
 }
 
-TEST(StoredName, RefusesBytesThatAreNoUtf8) {
+TEST(StoredName, RefusesBytesThatAreNotUtf8) {
   std::u16string name;
   EXPECT_FALSE(FromStoredName("caf\xE9", name));
   EXPECT_FALSE(FromStoredName("\xED\xA0\x80", name));

@@ -1,6 +1,6 @@
 #pragma once
 
-// A folder of the host that a test may fill, gone with the object.
+// A temporary folder of the host, deleted with the object.
 
 #include <cstdlib>
 #include <filesystem>
@@ -32,7 +32,7 @@ class TemporaryFolder {
   std::filesystem::path path_;
 };
 
-/// A whole file of the host; empty when there is none.
+/// The content of a file of the host; empty when there is none.
 inline std::string ReadHostFile(const std::filesystem::path& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};

@@ -3,8 +3,12 @@
 #include "platform/files.h"
 #include "platform/simulated/audio_values.h"
 #include "platform/simulated/file_values.h"
+#include "tests/support/sample.h"
 
 namespace vorn::lab {
+
+using tests::kSampleHardwareId;
+using tests::kSampleVersion;
 
 using namespace platform::simulated;
 
@@ -15,7 +19,7 @@ Bytes SomeBytes() {
 }
 
 DriverImage UnusualImage() {
-  DriverImage image = SoundImage(u"26.8.10.5");
+  DriverImage image = SoundImage(kSampleVersion);
   image.loadedVersion = 0x011A080A;
   image.revision = 77;
   image.lifecycleAbi = 2;
@@ -51,7 +55,7 @@ Device UnusualDevice() {
   device.classGuid = kMediaClass;
   device.classGuidText = u"{not a guid}";
   device.className = u"MEDIA";
-  device.hardwareIds = {u"Root\\Other", u"Root\\VornAudio", {char16_t{0xD800}}};
+  device.hardwareIds = {u"Root\\Other", kSampleHardwareId, {char16_t{0xD800}}};
   device.hardwareIdData = SomeBytes();
   SetStringProperty(device, kDriverVersionKey, u"1.2.3.4");
   device.properties.push_back({kServiceKey, 7, SomeBytes()});

@@ -1,6 +1,6 @@
 #pragma once
 
-// A machine in which every fact has another value than usual.
+// A machine in which every fact differs from its default.
 
 #include "lab/machine_folder.h"
 

@@ -7,6 +7,7 @@
 #include "privileged_input/file.h"
 #include "privileged_input/input_file.h"
 #include "privileged_input/protected_files.h"
+#include "tests/support/sample.h"
 
 #include <gtest/gtest.h>
 #include <optional>
@@ -28,7 +29,7 @@ constexpr char16_t kDigestOf128KiBOfZeros[] =
     u"fa43239bcee7b97ca62f007cc68487560a39e19f74f3dde7486db3f98df8e471";
 
 std::optional<std::u16string> HashInf() {
-  return HashFileSha256(OpenInputFile(kInfPath));
+  return HashFileSha256(OpenInputFile(kSampleInf));
 }
 
 std::optional<std::u16string> HashOf(Machine& machine) {
@@ -84,7 +85,7 @@ TEST(HashFileSha256, RefusesAReadThatEndsBeforeTheFile) {
 TEST(HashFileSha256, CoversTheWholeFileWhereverItsPositionStands) {
   Machine machine = MachineWithInf("abc");
   Process process(machine);
-  const File file = OpenInputFile(kInfPath);
+  const File file = OpenInputFile(kSampleInf);
   ASSERT_TRUE(platform::SetFilePointerEx(file.Handle(), 0, nullptr, platform::FILE_END));
   EXPECT_EQ(HashFileSha256(file), kDigestOfAbc);
   EXPECT_EQ(HashFileSha256(file), kDigestOfAbc) << "the file can be hashed again";
@@ -93,7 +94,7 @@ TEST(HashFileSha256, CoversTheWholeFileWhereverItsPositionStands) {
 TEST(HashFileSha256, KeepsToTheOpenFile) {
   Machine machine = MachineWithInf("abc");
   Process process(machine);
-  const File file = OpenInputFile(kInfPath);
+  const File file = OpenInputFile(kSampleInf);
   process.logCalls = true;
   EXPECT_EQ(HashFileSha256(file), kDigestOfAbc);
   EXPECT_TRUE(CallsOf(process, "NtCreateFile").empty());
@@ -196,14 +197,14 @@ TEST(HashFileSha256, RefusesADigestOfAnotherLength) {
 
 TEST(HashFileSha256, RefusesAFileOfMoreThan4MiB) {
   Machine machine = BareMachine();
-  PutEmptyFile(machine.files, kInfPath, 4194305);
+  PutEmptyFile(machine.files, kSampleInf, 4194305);
   Process process(machine);
   EXPECT_FALSE(HashInf());
 }
 
 TEST(HashFileSha256, TakesAFileOf4MiB) {
   Machine machine = BareMachine();
-  PutEmptyFile(machine.files, kInfPath, 4194304);
+  PutEmptyFile(machine.files, kSampleInf, 4194304);
   Process process(machine);
   EXPECT_EQ(HashInf(), u"bb9f8df61474d25e71fa00722318cd387396ca1736605e1248821cc0de3d3af8");
 }

@@ -3,6 +3,7 @@
 #include "privileged_input/file.h"
 #include "privileged_input/input_file.h"
 #include "product/product.h"
+#include "tests/support/sample.h"
 
 #include <gtest/gtest.h>
 #include <optional>
@@ -25,7 +26,7 @@ DriverIdentity SoundDriverIdentity() {
 TEST(ReadIdentity, NamesThePackageOfAnInf) {
   Machine machine = MachineWithInf();
   Process process(machine);
-  EXPECT_EQ(ReadIdentity(OpenInputFile(kInfPath)), SoundDriverIdentity());
+  EXPECT_EQ(ReadIdentity(OpenInputFile(kSampleInf)), SoundDriverIdentity());
   EXPECT_EQ(process.Output() + process.ErrorOutput(), u"");
   EXPECT_TRUE(NothingIsOpen(process));
 }
@@ -33,7 +34,7 @@ TEST(ReadIdentity, NamesThePackageOfAnInf) {
 TEST(ReadIdentity, TakesTheServiceFromTheProductAndNotFromTheInf) {
   Machine machine = MachineWithInf("[Version]\nSignature=$Chicago$\nDriverVer=a,b\n");
   Process process(machine);
-  const std::optional<DriverIdentity> identity = ReadIdentity(OpenInputFile(kInfPath));
+  const std::optional<DriverIdentity> identity = ReadIdentity(OpenInputFile(kSampleInf));
   ASSERT_TRUE(identity);
   EXPECT_EQ(identity->date, u"a");
   EXPECT_EQ(identity->version, u"b");
@@ -44,7 +45,7 @@ TEST(ReadIdentity, ReadsDriverVerBeforeItHashes) {
   Machine machine = MachineWithInf();
   Process process(machine);
   process.logCalls = true;
-  ASSERT_TRUE(ReadIdentity(OpenInputFile(kInfPath)));
+  ASSERT_TRUE(ReadIdentity(OpenInputFile(kSampleInf)));
   std::vector<std::string> order;
   for (const CallRecord& call : process.calls) {
     if (call.name == "SetupOpenInfFileW" || call.name == "SetupCloseInfFile" ||
@@ -59,7 +60,7 @@ TEST(ReadIdentity, ReadsDriverVerBeforeItHashes) {
 TEST(ReadIdentity, ReadsTheOpenFileAndLeavesItOpen) {
   Machine machine = MachineWithInf();
   Process process(machine);
-  const File file = OpenInputFile(kInfPath);
+  const File file = OpenInputFile(kSampleInf);
   process.logCalls = true;
   EXPECT_EQ(ReadIdentity(file), SoundDriverIdentity());
   EXPECT_TRUE(CallsOf(process, "NtCreateFile").empty());
@@ -71,7 +72,7 @@ TEST(ReadIdentity, DoesNotHashAnInfWithoutDriverVer) {
   Machine machine = MachineWithInf(InfWith("DriverVer", "DriverVersion"));
   Process process(machine);
   process.logCalls = true;
-  EXPECT_FALSE(ReadIdentity(OpenInputFile(kInfPath)));
+  EXPECT_FALSE(ReadIdentity(OpenInputFile(kSampleInf)));
   EXPECT_TRUE(CallsOf(process, "BCryptOpenAlgorithmProvider").empty());
   EXPECT_EQ(process.ErrorOutput(), u"vorn_devnode: INF has no valid DriverVer date/version\n");
 }
@@ -82,7 +83,7 @@ TEST(ReadIdentity, SaysNothingAboutAHashThatFails) {
   Fault fault;
   fault.call = "BCryptFinishHash";
   process.faults = {fault};
-  EXPECT_FALSE(ReadIdentity(OpenInputFile(kInfPath)));
+  EXPECT_FALSE(ReadIdentity(OpenInputFile(kSampleInf)));
   EXPECT_EQ(process.Output() + process.ErrorOutput(), u"");
 }
 
@@ -96,7 +97,7 @@ TEST(ReadIdentity, AsksNothingAboutAFileThatIsNotOpen) {
 
 TEST(ReadIdentity, IsNothingWhenAnyCallFails) {
   FailEachCall(MachineWithInf(), [](Process&, const std::string& failing) {
-    const std::optional<DriverIdentity> identity = ReadIdentity(OpenInputFile(kInfPath));
+    const std::optional<DriverIdentity> identity = ReadIdentity(OpenInputFile(kSampleInf));
     if (failing.empty() || IsRelease(failing)) {
       EXPECT_EQ(identity, SoundDriverIdentity());
     } else {

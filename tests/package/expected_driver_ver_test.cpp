@@ -1,6 +1,7 @@
 #include "package/inf_identity.h"
 #include "package_world.h"
 #include "privileged_input/input_file.h"
+#include "tests/support/sample.h"
 
 #include <gtest/gtest.h>
 #include <optional>
@@ -25,7 +26,7 @@ Reading Read(Machine machine, std::vector<Fault> faults = {}) {
   Process process(machine);
   process.faults = std::move(faults);
   Reading reading;
-  reading.driverVer = ReadExpectedDriverVer(OpenInputFile(kInfPath));
+  reading.driverVer = ReadExpectedDriverVer(OpenInputFile(kSampleInf));
   reading.output = process.Output();
   reading.errorOutput = process.ErrorOutput();
   EXPECT_TRUE(NothingIsOpen(process));
@@ -86,7 +87,7 @@ TEST(ReadExpectedDriverVer, UsesBuffersOf64And128) {
   Machine machine = MachineWithInf();
   Process process(machine);
   process.logCalls = true;
-  ASSERT_TRUE(ReadExpectedDriverVer(OpenInputFile(kInfPath)));
+  ASSERT_TRUE(ReadExpectedDriverVer(OpenInputFile(kSampleInf)));
   EXPECT_EQ(ArgumentsOf(process, "SetupGetStringFieldW", "Size"),
             (std::vector<std::string>{"64", "128"}));
   EXPECT_EQ(ArgumentsOf(process, "SetupGetStringFieldW", "FieldIndex"),
@@ -138,7 +139,7 @@ TEST(ReadExpectedDriverVer, ReportsTheErrorOfTheOpeningItself) {
 TEST(ReadExpectedDriverVer, OpensTheHandlesPathAndKeepsTheCallersFileOpen) {
   Machine machine = MachineWithInf();
   Process process(machine);
-  const File file = OpenInputFile(kInfPath);
+  const File file = OpenInputFile(kSampleInf);
   process.logCalls = true;
   ASSERT_TRUE(ReadExpectedDriverVer(file));
   EXPECT_EQ(ArgumentsOf(process, "SetupOpenInfFileW", "FileName"),
@@ -150,7 +151,7 @@ TEST(ReadExpectedDriverVer, OpensTheHandlesPathAndKeepsTheCallersFileOpen) {
 
 TEST(ReadExpectedDriverVer, FailsWhenAnyCallFails) {
   FailEachCall(MachineWithInf(), [](Process& process, const std::string& failing) {
-    const std::optional<DriverVer> read = ReadExpectedDriverVer(OpenInputFile(kInfPath));
+    const std::optional<DriverVer> read = ReadExpectedDriverVer(OpenInputFile(kSampleInf));
     EXPECT_EQ(read.has_value(), failing.empty() || IsRelease(failing));
     const bool aboutTheInf = failing.starts_with("Setup") && !IsRelease(failing);
     EXPECT_EQ(process.ErrorOutput().empty(), !aboutTheInf);

@@ -1,6 +1,7 @@
 #include "package/inf_fields.h"
 
 #include "package_world.h"
+#include "tests/support/sample.h"
 
 #include <optional>
 
@@ -19,7 +20,7 @@ class InfFields : public ::testing::Test {
 
   Machine machine = tests::MachineWithInf();
   Process process{machine};
-  platform::InfHandle inf = OpenInf(tests::kInfPath);
+  platform::InfHandle inf = OpenInf(tests::kSampleInf);
   platform::INFCONTEXT line = {};
 };
 

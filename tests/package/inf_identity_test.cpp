@@ -3,6 +3,7 @@
 #include "base/text.h"
 #include "inf_reading.h"
 #include "privileged_input/input_file.h"
+#include "tests/support/sample.h"
 
 #include <functional>
 #include <gtest/gtest.h>
@@ -25,7 +26,7 @@ TEST(ReadInfIdentity, ReadsEveryFieldOfASourceInf) {
 
 TEST(ReadInfIdentity, ReadsAUtf16Inf) {
   Machine machine = BareMachine();
-  PutFile(machine.files, kInfPath, ToUtf16Bytes(SoundInf()));
+  PutFile(machine.files, kSampleInf, ToUtf16Bytes(SoundInf()));
   const std::optional<InfIdentity> identity = ReadSource(machine);
   ASSERT_TRUE(identity);
   InfIdentity expected = SoundIdentity();
@@ -60,7 +61,7 @@ TEST(ReadInfIdentity, ReadsThePlatformsPathOfTheHandle) {
 TEST(ReadInfIdentity, UsesTheCallersOpenFile) {
   Machine machine = MachineWithInf();
   Process process(machine);
-  const File file = privileged_input::OpenInputFile(kInfPath);
+  const File file = privileged_input::OpenInputFile(kSampleInf);
   process.logCalls = true;
   EXPECT_EQ(ReadInfIdentity(file), SoundIdentity());
   EXPECT_TRUE(CallsOf(process, "NtCreateFile").empty());
@@ -181,18 +182,18 @@ INSTANTIATE_TEST_SUITE_P(
     Files, ReadInfIdentityOfBadFile,
     ::testing::Values(
         BadFile{"Missing", [](Machine&) {}},
-        BadFile{"Empty", [](Machine& machine) { PutFile(machine.files, kInfPath, ""); }},
-        BadFile{"Folder", [](Machine& machine) { MakeFolder(machine.files, kInfPath); }},
+        BadFile{"Empty", [](Machine& machine) { PutFile(machine.files, kSampleInf, ""); }},
+        BadFile{"Folder", [](Machine& machine) { MakeFolder(machine.files, kSampleInf); }},
         BadFile{"TooLarge",
                 [](Machine& machine) {
                   std::string text = SoundInf() + ";";
                   text.resize(4194305, 'x');
-                  PutFile(machine.files, kInfPath, text);
+                  PutFile(machine.files, kSampleInf, text);
                 }},
         BadFile{"HardLinked",
                 [](Machine& machine) {
-                  PutFile(machine.files, kInfPath, SoundInf());
-                  AddHardLink(machine.files, kInfPath, u"C:\\pkg\\second.inf");
+                  PutFile(machine.files, kSampleInf, SoundInf());
+                  AddHardLink(machine.files, kSampleInf, u"C:\\pkg\\second.inf");
                 }},
         BadFile{"BehindAJunction",
                 [](Machine& machine) {
@@ -203,27 +204,27 @@ INSTANTIATE_TEST_SUITE_P(
         BadFile{"SymbolicLink",
                 [](Machine& machine) {
                   PutFile(machine.files, u"C:\\real\\vorn_audio.inf", SoundInf());
-                  PutLink(machine.files, kInfPath, ReparseKind::SymbolicLink,
+                  PutLink(machine.files, kSampleInf, ReparseKind::SymbolicLink,
                           u"\\??\\C:\\real\\vorn_audio.inf", false);
                 }},
         BadFile{"HeldForWriting",
                 [](Machine& machine) {
-                  PutFile(machine.files, kInfPath, SoundInf());
-                  HoldOpen(machine.files, kInfPath, platform::GENERIC_WRITE,
+                  PutFile(machine.files, kSampleInf, SoundInf());
+                  HoldOpen(machine.files, kSampleInf, platform::GENERIC_WRITE,
                            platform::FILE_SHARE_READ | platform::FILE_SHARE_WRITE);
                 }},
         BadFile{"NoSections",
-                [](Machine& machine) { PutFile(machine.files, kInfPath, "Class=MEDIA\n"); }},
+                [](Machine& machine) { PutFile(machine.files, kSampleInf, "Class=MEDIA\n"); }},
         BadFile{"WrongSignature",
                 [](Machine& machine) {
-                  PutFile(machine.files, kInfPath, InfWith("$Windows NT$", "$Windows XP$"));
+                  PutFile(machine.files, kSampleInf, InfWith("$Windows NT$", "$Windows XP$"));
                 }},
         BadFile{"UnclosedSection",
                 [](Machine& machine) {
-                  PutFile(machine.files, kInfPath, InfWith("[Strings]", "[Strings"));
+                  PutFile(machine.files, kSampleInf, InfWith("[Strings]", "[Strings"));
                 }},
         BadFile{"OnlyZeros",
-                [](Machine& machine) { PutEmptyFile(machine.files, kInfPath, 1000); }}),
+                [](Machine& machine) { PutEmptyFile(machine.files, kSampleInf, 1000); }}),
     [](const auto& row) { return std::string(row.param.name); });
 
 TEST(ReadInfIdentity, TakesAnInfOf4MiB) {

@@ -4,6 +4,7 @@
 
 #include "package_world.h"
 #include "privileged_input/input_file.h"
+#include "tests/support/sample.h"
 
 #include <gtest/gtest.h>
 #include <optional>
@@ -13,7 +14,7 @@
 namespace vorn::tests {
 
 /// Opens and reads a source INF in the current process.
-inline std::optional<InfIdentity> OpenAndRead(const std::u16string& path = kInfPath) {
+inline std::optional<InfIdentity> OpenAndRead(const std::u16string& path = kSampleInf) {
   return ReadInfIdentity(privileged_input::OpenInputFile(path));
 }
 
@@ -24,7 +25,7 @@ inline std::optional<InfIdentity> OpenAndReadPublished(const std::u16string& nam
 }
 
 inline std::optional<InfIdentity> ReadSource(platform::simulated::Machine machine,
-                                             const std::u16string& path = kInfPath) {
+                                             const std::u16string& path = kSampleInf) {
   platform::simulated::Process process(machine);
   const std::optional<InfIdentity> identity = OpenAndRead(path);
   EXPECT_TRUE(NothingIsOpen(process));

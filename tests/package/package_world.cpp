@@ -2,6 +2,7 @@
 
 #include "base/text.h"
 #include "platform/simulated/crypto_model.h"
+#include "tests/support/sample.h"
 
 #include <stdexcept>
 
@@ -24,7 +25,7 @@ Machine MachineWithInf() {
 
 Machine MachineWithInf(std::string_view text) {
   Machine machine = BareMachine();
-  PutFile(machine.files, kInfPath, text);
+  PutFile(machine.files, kSampleInf, text);
   return machine;
 }
 

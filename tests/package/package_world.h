@@ -7,6 +7,7 @@
 #include "platform/simulated/machine.h"
 #include "platform/simulated/process.h"
 #include "tests/support/planned_faults.h"
+#include "tests/support/sample.h"
 
 #include <cstdint>
 #include <functional>
@@ -17,13 +18,12 @@
 
 namespace vorn::tests {
 
-inline constexpr char16_t kInfPath[] = u"C:\\pkg\\driver\\vorn_audio.inf";
 inline constexpr char16_t kInfFolder[] = u"C:\\Windows\\INF\\";
 
 /// A machine with C: and the Windows INF folder, empty but for an INF of Windows' own.
 platform::simulated::Machine BareMachine();
 
-/// As above, with the product's INF at kInfPath.
+/// As above, with the product's INF at kSampleInf.
 platform::simulated::Machine MachineWithInf();
 platform::simulated::Machine MachineWithInf(std::string_view text);
 

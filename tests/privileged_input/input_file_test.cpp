@@ -1,11 +1,13 @@
 #include "privileged_input/input_file.h"
 
 #include "tests/privileged_input/package_snapshot.h"
+#include "tests/support/sample.h"
 
 namespace vorn::privileged_input {
 namespace {
 
 using tests::kGuidRoot;
+using tests::kSampleInf;
 
 class InputFile : public tests::InputTest {
  protected:
@@ -59,7 +61,7 @@ TEST_F(PackageSnapshotTest, IsNoInputFileByItsPath) {
   EXPECT_FALSE(OpenInputFile(path));
   EXPECT_LAST_ERROR(ERROR_INVALID_NAME);
 
-  const File source = OpenInputFile(kInf);
+  const File source = OpenInputFile(kSampleInf);
   ASSERT_TRUE(source);
   EXPECT_NE(source.Handle(), snapshot->Input().file.Handle());
 

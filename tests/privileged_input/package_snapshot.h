@@ -5,6 +5,7 @@
 #include "base/text.h"
 #include "privileged_input/private_package.h"
 #include "tests/privileged_input/input_test.h"
+#include "tests/support/sample.h"
 
 #include <cstddef>
 #include <gtest/gtest.h>
@@ -15,7 +16,8 @@
 
 namespace vorn::privileged_input {
 
-inline constexpr char16_t kInf[] = u"C:\\pkg\\driver\\vorn_audio.inf";
+using tests::kSampleInf;
+
 inline constexpr char16_t kFolder[] = u"C:\\pkg\\driver\\";
 
 /// Drive C: with a package of four files in C:\pkg\driver and a file beside it, and one run's
@@ -23,25 +25,25 @@ inline constexpr char16_t kFolder[] = u"C:\\pkg\\driver\\";
 class PackageSnapshotTest : public tests::InputTest {
  protected:
   PackageSnapshotTest() {
-    sim::PutFile(Files(), kInf, "the inf");
+    sim::PutFile(Files(), kSampleInf, "the inf");
     sim::PutFile(Files(), u"C:\\pkg\\driver\\vorn_audio.cat", "the catalog");
     sim::PutFile(Files(), u"C:\\pkg\\driver\\x64\\vorn_audio.sys", "the driver");
     sim::PutFile(Files(), u"C:\\pkg\\driver\\x64\\deep\\notes.txt", "");
     sim::PutFile(Files(), u"C:\\pkg\\beside.txt", "not part of the package");
   }
 
-  bool Acquire(std::u16string_view infPath = kInf) {
+  bool Acquire(std::u16string_view infPath = kSampleInf) {
     return AcquirePackageSnapshot(AbsolutePath::Parse(infPath), *snapshot);
   }
 
   /// Destroys the snapshot, as the end of its run does; the next run starts with none.
   void Release() { snapshot.emplace(); }
 
-  /// A package of kInf that belongs to no run.
+  /// A package of kSampleInf that belongs to no run.
   static PrivatePackage CreatePackage(std::u16string tempBase = {},
                                       const char16_t* sddl = kPackageSddl,
                                       ProtectionCheck protection = ProtectionCheck::Verify) {
-    return PrivatePackage::Create(PathOf(kInf), std::move(tempBase), sddl, protection);
+    return PrivatePackage::Create(PathOf(kSampleInf), std::move(tempBase), sddl, protection);
   }
 
   /// The folder of the only snapshot.
@@ -69,7 +71,7 @@ class PackageSnapshotTest : public tests::InputTest {
     EXPECT_FALSE(snapshot->Input().file);
     if (Exists(u"C:\\Temp")) ExpectNothingLeft();
   }
-  void ExpectRefused(std::string_view error) { ExpectRefused(kInf, error); }
+  void ExpectRefused(std::string_view error) { ExpectRefused(kSampleInf, error); }
 
   /// Files with numbered names in a folder.
   void PutMany(std::u16string_view folder, std::size_t count) {

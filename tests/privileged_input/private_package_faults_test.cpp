@@ -4,17 +4,18 @@
 #include "platform/simulated/native_values.h"
 #include "privileged_input/private_package.h"
 #include "tests/privileged_input/input_test.h"
+#include "tests/support/sample.h"
 
 #include <optional>
 
 namespace vorn::privileged_input {
 namespace {
 
-constexpr char16_t kInf[] = u"C:\\pkg\\driver\\vorn_audio.inf";
+using tests::kSampleInf;
 
 sim::Machine PackageMachine() {
   sim::Machine machine = tests::SmallMachine();
-  sim::PutFile(machine.files, kInf, "the inf");
+  sim::PutFile(machine.files, kSampleInf, "the inf");
   sim::PutFile(machine.files, u"C:\\pkg\\driver\\vorn_audio.cat", "the catalog");
   sim::PutFile(machine.files, u"C:\\pkg\\driver\\x64\\deep\\notes.txt", "notes");
   return machine;
@@ -36,7 +37,7 @@ struct SnapshotRun {
     process.logCalls = true;
     process.faults = faults;
     std::optional<PackageSnapshot> snapshot(std::in_place);
-    acquired = AcquirePackageSnapshot(AbsolutePath::Parse(kInf), *snapshot);
+    acquired = AcquirePackageSnapshot(AbsolutePath::Parse(kSampleInf), *snapshot);
     acquireCalls = process.callCount;
     if (acquired && !process.killed) faithful = IsFaithful(snapshot->Input().path);
     snapshot.reset();

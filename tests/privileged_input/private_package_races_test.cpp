@@ -2,27 +2,31 @@
 
 #include "platform/simulated/native_values.h"
 #include "tests/privileged_input/package_snapshot.h"
+#include "tests/support/sample.h"
 
 namespace vorn::privileged_input {
 namespace {
 
+using tests::kSampleInf;
+
 TEST_F(PackageSnapshotTest, CopiesAGrowingFileAsItWasWhenItWasChecked) {
-  ChangeBefore("ReadFile", 2,
-               [](sim::Machine& changed) { sim::PutFile(changed.files, kInf, "the inf, grown"); });
+  ChangeBefore("ReadFile", 2, [](sim::Machine& changed) {
+    sim::PutFile(changed.files, kSampleInf, "the inf, grown");
+  });
   ASSERT_TRUE(Acquire());
   EXPECT_EQ(Content(CopyFolder() + u"\\vorn_audio.inf"), "the inf");
 }
 
 TEST_F(PackageSnapshotTest, RefusesAShrinkingFile) {
   ChangeBefore("ReadFile", 2,
-               [](sim::Machine& changed) { sim::PutFile(changed.files, kInf, "short"); });
+               [](sim::Machine& changed) { sim::PutFile(changed.files, kSampleInf, "short"); });
   ExpectRefused("000003EE");
 }
 
 TEST_F(PackageSnapshotTest, CopiesTheFileThatItCheckedWhenTheNameIsTakenOver) {
   ChangeBefore("ReadFile", 2, [](sim::Machine& changed) {
-    sim::MovePath(changed.files, kInf, u"C:\\moved.inf");
-    sim::PutFile(changed.files, kInf, "planted");
+    sim::MovePath(changed.files, kSampleInf, u"C:\\moved.inf");
+    sim::PutFile(changed.files, kSampleInf, "planted");
   });
   ASSERT_TRUE(Acquire());
   EXPECT_EQ(Content(CopyFolder() + u"\\vorn_audio.inf"), "the inf");
@@ -30,7 +34,7 @@ TEST_F(PackageSnapshotTest, CopiesTheFileThatItCheckedWhenTheNameIsTakenOver) {
 
 TEST_F(PackageSnapshotTest, RefusesAnInfThatIsGoneWhenTheFolderIsListed) {
   ChangeBefore("BCryptGenRandom", 1,
-               [](sim::Machine& changed) { sim::RemovePath(changed.files, kInf); });
+               [](sim::Machine& changed) { sim::RemovePath(changed.files, kSampleInf); });
   ExpectRefused("000003EE");
 }
 

@@ -1,9 +1,12 @@
 // Inputs of which no package snapshot is taken, and how large one may be.
 
 #include "tests/privileged_input/package_snapshot.h"
+#include "tests/support/sample.h"
 
 namespace vorn::privileged_input {
 namespace {
+
+using tests::kSampleInf;
 
 TEST_F(PackageSnapshotTest, RefusesUnsafePathsBeforeAnyCall) {
   for (const char16_t* path :
@@ -29,20 +32,20 @@ TEST_F(PackageSnapshotTest, RefusesAnInfThatIsAFolderOrBehindAFile) {
 }
 
 TEST_F(PackageSnapshotTest, RefusesAnInfOfMoreThanFourMebibytes) {
-  sim::PutEmptyFile(Files(), kInf, 4194305);
+  sim::PutEmptyFile(Files(), kSampleInf, 4194305);
   ExpectRefused("000003EE");
-  sim::PutEmptyFile(Files(), kInf, 4194304);
+  sim::PutEmptyFile(Files(), kSampleInf, 4194304);
   EXPECT_TRUE(Acquire());
 }
 
 TEST_F(PackageSnapshotTest, TakesAnEmptyInf) {
-  sim::PutFile(Files(), kInf, "");
+  sim::PutFile(Files(), kSampleInf, "");
   EXPECT_TRUE(Acquire());
   EXPECT_EQ(snapshot->Input().file.Size(), 0U);
 }
 
 TEST_F(PackageSnapshotTest, RefusesHardLinks) {
-  sim::AddHardLink(Files(), kInf, u"C:\\alias.inf");
+  sim::AddHardLink(Files(), kSampleInf, u"C:\\alias.inf");
   ExpectRefused("000003EE");
   sim::RemovePath(Files(), u"C:\\alias.inf");
   sim::AddHardLink(Files(), u"C:\\pkg\\driver\\x64\\vorn_audio.sys", u"C:\\alias.sys");
@@ -50,7 +53,8 @@ TEST_F(PackageSnapshotTest, RefusesHardLinks) {
 }
 
 TEST_F(PackageSnapshotTest, RefusesAnInfThatIsALinkOrBehindOne) {
-  sim::PutLink(Files(), u"C:\\pkg\\driver\\link.inf", sim::ReparseKind::SymbolicLink, kInf, false);
+  sim::PutLink(Files(), u"C:\\pkg\\driver\\link.inf", sim::ReparseKind::SymbolicLink, kSampleInf,
+               false);
   ExpectRefused(u"C:\\pkg\\driver\\link.inf", "000003EE");
   sim::PutLink(Files(), u"C:\\junction", sim::ReparseKind::Junction, u"C:\\pkg", true);
   ExpectRefused(u"C:\\junction\\driver\\vorn_audio.inf", "00001129");

@@ -5,11 +5,13 @@
 #include "platform/simulated/file_values.h"
 #include "platform/simulated/native_values.h"
 #include "tests/privileged_input/package_snapshot.h"
+#include "tests/support/sample.h"
 
 namespace vorn::privileged_input {
 namespace {
 
 using tests::kGuidRoot;
+using tests::kSampleInf;
 
 TEST_F(PackageSnapshotTest, CopiesTheWholeFolderOfTheInfAndNothingElse) {
   ASSERT_TRUE(Acquire()) << platform::GetLastError();
@@ -112,7 +114,7 @@ TEST_F(PackageSnapshotTest, ChecksItsFolderAndEveryFile) {
 }
 
 TEST_F(PackageSnapshotTest, DoesNotCarryTheSourcesAttributesOver) {
-  sim::NodeAt(Files(), kInf).attributes =
+  sim::NodeAt(Files(), kSampleInf).attributes =
       platform::FILE_ATTRIBUTE_READONLY | platform::FILE_ATTRIBUTE_HIDDEN;
   ASSERT_TRUE(Acquire());
   const std::uint32_t attributes =
@@ -234,7 +236,7 @@ TEST_F(PackageSnapshotTest, GoesWithItsOwnRunOnly) {
   const std::u16string first = CopyFolder();
   {
     PackageSnapshot another;
-    ASSERT_TRUE(AcquirePackageSnapshot(PathOf(kInf), another));
+    ASSERT_TRUE(AcquirePackageSnapshot(PathOf(kSampleInf), another));
     EXPECT_NE(another.Input().path, snapshot->Input().path);
     EXPECT_EQ(sim::ListFolder(Files(), u"C:\\Temp").size(), 2U);
   }

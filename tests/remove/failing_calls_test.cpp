@@ -1,6 +1,7 @@
 #include "base/text.h"
 #include "platform/simulated/endpoint_builder.h"
 #include "removal_world.h"
+#include "tests/support/machine_view.h"
 
 #include <gtest/gtest.h>
 
@@ -17,9 +18,9 @@ using namespace tests;
 /// and an earlier version beside it.
 Machine Prepared(Machine machine) {
   std::size_t kept = 0;
-  for (const std::string& record : MarkedRecords(machine)) {
+  for (const std::u16string& record : OwnedRecords(machine)) {
     if (kept++ < 1) continue;
-    RemoveKeyTree(machine.registry, kEndpointRecordsPath + (u"\\" + ToUtf16(record)));
+    RemoveKeyTree(machine.registry, kEndpointRecordsPath + (u"\\" + record));
   }
   CopyPackage(machine, u"oem3.inf", u"oem12.inf");
   CopyPackage(machine, u"oem3.inf", u"oem7.inf");
@@ -43,36 +44,33 @@ bool GivesBack(const std::string& call) {
 ::testing::AssertionResult IsAnswer(const RunResult& result) {
   struct {
     ExitStatus status;
+    bool error;
     std::string_view line;
   } const rows[] = {
-      {0, "out: vorn_devnode: RESULT=OK - removed "},
-      {3, "err: vorn_devnode: RESULT=REMOVE_FAILED - expected INF could not be authenticated; "},
-      {3, "err: vorn_devnode: SetupDiGetClassDevs failed (error 0x"},
-      {3, "err: vorn_devnode: protected local package snapshot refused (error 0x"},
-      {17, "err: vorn_devnode: RESULT=REMOVE_BUSY - "},
-      {10, "out: vorn_devnode: RESULT=REBOOT_REQUIRED - removal is pending restart"},
-      {10, "err: vorn_devnode: RESULT=REBOOT_REQUIRED - "},
-      {13, "err: vorn_devnode: RESULT=REMOVE_FAILED - partial or unverifiable removal; "},
-      {13, "err: vorn_devnode: RESULT=REMOVE_FAILED - device roots are absent but exact "},
-      {13, "err: vorn_devnode: RESULT=REMOVE_FAILED - "},
+      {0, false, "vorn_devnode: RESULT=OK - removed "},
+      {3, true, "vorn_devnode: RESULT=REMOVE_FAILED - expected INF could not be authenticated; "},
+      {3, true, "vorn_devnode: SetupDiGetClassDevs failed (error 0x"},
+      {3, true, "vorn_devnode: protected local package snapshot refused (error 0x"},
+      {17, true, "vorn_devnode: RESULT=REMOVE_BUSY - "},
+      {10, false, "vorn_devnode: RESULT=REBOOT_REQUIRED - removal is pending restart"},
+      {10, true, "vorn_devnode: RESULT=REBOOT_REQUIRED - "},
+      {13, true, "vorn_devnode: RESULT=REMOVE_FAILED - partial or unverifiable removal; "},
+      {13, true, "vorn_devnode: RESULT=REMOVE_FAILED - device roots are absent but exact "},
+      {13, true, "vorn_devnode: RESULT=REMOVE_FAILED - "},
   };
-  const std::vector<std::string> lines = Transcript(result);
+  const Console lines = ConsoleOf(result);
   for (const auto& row : rows) {
-    for (const std::string& line : lines) {
-      if (result.status == row.status && line.starts_with(row.line)) {
+    for (const ConsoleLine& line : lines) {
+      if (result.status == row.status && line.error == row.error &&
+          line.text.starts_with(row.line)) {
         return ::testing::AssertionSuccess();
       }
     }
   }
   auto failure = ::testing::AssertionFailure() << "status " << result.status;
-  for (const std::string& line : lines)
-    failure << "\n" << line;
+  for (const ConsoleLine& line : lines)
+    failure << line;
   return failure;
-}
-
-/// Whether a snapshot folder is left below the temporary folder.
-bool LeftSnapshot(const Machine& machine) {
-  return !ListFolder(machine.files, machine.files.tempFolder).empty();
 }
 
 /// What happened on the machine must be what the status says.
@@ -89,7 +87,7 @@ void JudgeStatus(const Machine& before, const Machine& after, const RunResult& r
   if (result.status == 3 || result.status == 17 || result.status == 10) {
     EXPECT_EQ(after.store, before.store);
   }
-  EXPECT_EQ(MarkedRecords(after), MarkedRecords(before)) << "records go with a success only";
+  EXPECT_EQ(OwnedRecords(after), OwnedRecords(before)) << "records go with a success only";
 }
 
 void RemoveWithEachCallGoingWrong(const Machine& start, FaultKind kind, std::uint32_t error) {
@@ -126,7 +124,7 @@ void RemoveWithEachCallGoingWrong(const Machine& start, FaultKind kind, std::uin
       EXPECT_TRUE(result.openObjects.empty());
       // The snapshot stays only if a call that deletes it fails.
       if (nth <= lastSaid) {
-        EXPECT_FALSE(LeftSnapshot(machine));
+        EXPECT_TRUE(SnapshotFolders(machine).empty());
       }
     }
     if (::testing::Test::HasFailure()) return;

@@ -8,6 +8,7 @@
 #include "privileged_input/native_open.h"
 #include "report/removal_log.h"
 #include "tests/support/device_world.h"
+#include "tests/support/sample.h"
 
 #include <optional>
 #include <string>
@@ -19,10 +20,10 @@ namespace {
 using namespace platform::simulated;
 using tests::ChangeBefore;
 using tests::FailingCall;
+using tests::kSampleInf;
+using tests::kSampleLog;
+using tests::kSampleLogFolder;
 
-constexpr char16_t kInf[] = u"C:\\pkg\\driver\\vorn_audio.inf";
-constexpr char16_t kLogFolder[] = u"C:\\pkg\\logs";
-constexpr char16_t kLogPath[] = u"C:\\pkg\\logs\\vorn_devnode.log";
 constexpr char16_t kTarget[] = u"C:\\Windows\\System32\\drivers\\theirs.txt";
 
 class LogPlacement : public tests::DeviceWorld {
@@ -50,7 +51,7 @@ class LogPlacement : public tests::DeviceWorld {
     process.console.clear();
     log->LogRemoval(u"message");
     EXPECT_EQ(process.ErrorOutput(), u"vorn_devnode: message\n");
-    return TextOf(kLogPath).find("remove: message\r\n") != std::string::npos;
+    return TextOf(kSampleLog).find("remove: message\r\n") != std::string::npos;
   }
 
   std::string TextOf(std::u16string_view path) const {
@@ -84,19 +85,19 @@ class LogPlacement : public tests::DeviceWorld {
 // Where it goes.
 
 TEST_F(LogPlacement, IsBesideTheFolderOfTheInf) {
-  Place(kInf);
-  EXPECT_TRUE(Exists(kLogFolder));
-  EXPECT_FALSE(Exists(kLogPath)) << "a run that logs nothing leaves no file";
+  Place(kSampleInf);
+  EXPECT_TRUE(Exists(kSampleLogFolder));
+  EXPECT_FALSE(Exists(kSampleLog)) << "a run that logs nothing leaves no file";
   EXPECT_TRUE(LogsAMessage());
-  EXPECT_EQ(TextOf(kLogPath), "\xEF\xBB\xBF[2026-03-04 05:06:07.089] remove: message\r\n");
+  EXPECT_EQ(TextOf(kSampleLog), "\xEF\xBB\xBF[2026-03-04 05:06:07.089] remove: message\r\n");
   EXPECT_TRUE(process.Output().empty());
 }
 
 TEST_F(LogPlacement, AppendsToTheLogOfEarlierRuns) {
-  PutFile(machine.files, kLogPath, "\xEF\xBB\xBFold\r\n");
-  Place(kInf);
+  PutFile(machine.files, kSampleLog, "\xEF\xBB\xBFold\r\n");
+  Place(kSampleInf);
   EXPECT_TRUE(LogsAMessage());
-  EXPECT_EQ(TextOf(kLogPath), "\xEF\xBB\xBFold\r\n[2026-03-04 05:06:07.089] remove: message\r\n");
+  EXPECT_EQ(TextOf(kSampleLog), "\xEF\xBB\xBFold\r\n[2026-03-04 05:06:07.089] remove: message\r\n");
 }
 
 TEST_F(LogPlacement, NeedsAFolderAboveTheInfsOwn) {
@@ -121,7 +122,7 @@ TEST_F(LogPlacement, CanBeInTheRootOfADrive) {
 }
 
 TEST_F(LogPlacement, DoesNotKnowThePlaceOfAnEarlierRun) {
-  Place(kInf);
+  Place(kSampleInf);
   Place(u"vorn_audio.inf");
   EXPECT_FALSE(LogsAMessage());
   EXPECT_EQ(CountOwnOpens(machine.files), 0U);
@@ -134,18 +135,18 @@ TEST_F(LogPlacement, CreatesOneFolderAndNoMore) {
 }
 
 TEST_F(LogPlacement, UsesAFolderThatExists) {
-  MakeFolder(machine.files, kLogFolder);
+  MakeFolder(machine.files, kSampleLogFolder);
   PutFile(machine.files, u"C:\\pkg\\logs\\other.log", "other");
-  Place(kInf);
+  Place(kSampleInf);
   EXPECT_TRUE(LogsAMessage());
   EXPECT_EQ(TextOf(u"C:\\pkg\\logs\\other.log"), "other");
 }
 
 TEST_F(LogPlacement, LeavesTheNewFileTheSecurityOfItsFolder) {
-  Place(kInf);
+  Place(kSampleInf);
   EXPECT_TRUE(LogsAMessage());
-  const SecurityRecord& folder = NodeAt(machine.files, kLogFolder).security;
-  EXPECT_EQ(ToSddl(NodeAt(machine.files, kLogPath).security),
+  const SecurityRecord& folder = NodeAt(machine.files, kSampleLogFolder).security;
+  EXPECT_EQ(ToSddl(NodeAt(machine.files, kSampleLog).security),
             ToSddl(InheritFrom(folder, false, kAdministrators)));
 }
 
@@ -153,27 +154,27 @@ TEST_F(LogPlacement, LeavesTheNewFileTheSecurityOfItsFolder) {
 // Places that are not what they should be.
 
 TEST_F(LogPlacement, CannotHaveAFileInPlaceOfItsFolder) {
-  PutFile(machine.files, kLogFolder, "a file");
-  Place(kInf);
+  PutFile(machine.files, kSampleLogFolder, "a file");
+  Place(kSampleInf);
   EXPECT_FALSE(LogsAMessage());
-  EXPECT_EQ(TextOf(kLogFolder), "a file");
+  EXPECT_EQ(TextOf(kSampleLogFolder), "a file");
 }
 
 TEST_F(LogPlacement, CannotHaveAFolderInPlaceOfItsFile) {
-  MakeFolder(machine.files, kLogPath);
-  Place(kInf);
+  MakeFolder(machine.files, kSampleLog);
+  Place(kSampleInf);
   EXPECT_FALSE(LogsAMessage());
-  EXPECT_TRUE(NodeAt(machine.files, kLogPath).entries.empty());
+  EXPECT_TRUE(NodeAt(machine.files, kSampleLog).entries.empty());
 }
 
 TEST_F(LogPlacement, DoesNotFollowALinkInPlaceOfItsFolder) {
   MakeFolder(machine.files, u"C:\\elsewhere");
   for (const ReparseKind kind : {ReparseKind::Junction, ReparseKind::SymbolicLink}) {
-    PutLink(machine.files, kLogFolder, kind, u"C:\\elsewhere", true);
-    Place(kInf);
+    PutLink(machine.files, kSampleLogFolder, kind, u"C:\\elsewhere", true);
+    Place(kSampleInf);
     EXPECT_FALSE(LogsAMessage());
     EXPECT_TRUE(ListFolder(machine.files, u"C:\\elsewhere").empty());
-    RemovePath(machine.files, kLogFolder);
+    RemovePath(machine.files, kSampleLogFolder);
   }
 }
 
@@ -187,52 +188,52 @@ TEST_F(LogPlacement, DoesNotFollowALinkAboveItsFolder) {
 }
 
 TEST_F(LogPlacement, DoesNotFollowALinkInPlaceOfItsFile) {
-  MakeFolder(machine.files, kLogFolder);
+  MakeFolder(machine.files, kSampleLogFolder);
   for (const char16_t* target : {kTarget, u"C:\\pkg\\new.txt"}) {
-    PutLink(machine.files, kLogPath, ReparseKind::SymbolicLink, target, false);
-    Place(kInf);
+    PutLink(machine.files, kSampleLog, ReparseKind::SymbolicLink, target, false);
+    Place(kSampleInf);
     log->LogRemoval(u"message");
     EXPECT_EQ(CountOf("_wfsopen"), 0U);
     EXPECT_EQ(TextOf(kTarget), "theirs\r\n");
     EXPECT_FALSE(Exists(u"C:\\pkg\\new.txt"));
-    RemovePath(machine.files, kLogPath);
+    RemovePath(machine.files, kSampleLog);
   }
 }
 
 TEST_F(LogPlacement, DoesNotWriteToAFileThatHasASecondName) {
-  MakeFolder(machine.files, kLogFolder);
-  AddHardLink(machine.files, kTarget, kLogPath);
-  Place(kInf);
+  MakeFolder(machine.files, kSampleLogFolder);
+  AddHardLink(machine.files, kTarget, kSampleLog);
+  Place(kSampleInf);
   EXPECT_FALSE(LogsAMessage());
   EXPECT_EQ(TextOf(kTarget), "theirs\r\n");
 }
 
 TEST_F(LogPlacement, DoesNotWriteToWhatIsNoFileOnADisk) {
-  PutFile(machine.files, kLogPath, "");
-  NodeAt(machine.files, kLogPath).reportedType = platform::FILE_TYPE_DISK + 1;
-  Place(kInf);
+  PutFile(machine.files, kSampleLog, "");
+  NodeAt(machine.files, kSampleLog).reportedType = platform::FILE_TYPE_DISK + 1;
+  Place(kSampleInf);
   EXPECT_FALSE(LogsAMessage());
 }
 
 TEST_F(LogPlacement, LosesMessagesToAReadOnlyFile) {
-  PutFile(machine.files, kLogPath, "old\r\n");
-  NodeAt(machine.files, kLogPath).attributes |= platform::FILE_ATTRIBUTE_READONLY;
-  Place(kInf);
+  PutFile(machine.files, kSampleLog, "old\r\n");
+  NodeAt(machine.files, kSampleLog).attributes |= platform::FILE_ATTRIBUTE_READONLY;
+  Place(kSampleInf);
   EXPECT_FALSE(LogsAMessage());
-  EXPECT_EQ(TextOf(kLogPath), "old\r\n");
+  EXPECT_EQ(TextOf(kSampleLog), "old\r\n");
 }
 
 TEST_F(LogPlacement, LosesMessagesOnlyAsLongAsTheFileIsLocked) {
-  PutFile(machine.files, kLogPath, "old\r\n");
-  const auto hold = HoldOpen(machine.files, kLogPath, platform::FILE_WRITE_DATA, 0);
-  Place(kInf);
+  PutFile(machine.files, kSampleLog, "old\r\n");
+  const auto hold = HoldOpen(machine.files, kSampleLog, platform::FILE_WRITE_DATA, 0);
+  Place(kSampleInf);
   EXPECT_FALSE(LogsAMessage());
   ReleaseHold(machine.files, hold);
   EXPECT_TRUE(LogsAMessage());
 }
 
 TEST_F(LogPlacement, IsHeldForReadingWhileOthersReadAndWrite) {
-  Place(kInf);
+  Place(kSampleInf);
   process.logCalls = true;
   EXPECT_TRUE(LogsAMessage());
   int opens = 0;
@@ -246,10 +247,10 @@ TEST_F(LogPlacement, IsHeldForReadingWhileOthersReadAndWrite) {
 }
 
 TEST_F(LogPlacement, LetsOthersReadAndAppendMeanwhile) {
-  PutFile(machine.files, kLogPath, "old\r\n");
-  HoldOpen(machine.files, kLogPath, platform::FILE_READ_DATA | platform::FILE_APPEND_DATA,
+  PutFile(machine.files, kSampleLog, "old\r\n");
+  HoldOpen(machine.files, kSampleLog, platform::FILE_READ_DATA | platform::FILE_APPEND_DATA,
            platform::FILE_SHARE_READ | platform::FILE_SHARE_WRITE);
-  Place(kInf);
+  Place(kSampleInf);
   EXPECT_TRUE(LogsAMessage());
 }
 
@@ -257,19 +258,19 @@ TEST_F(LogPlacement, IsGivenUpWhereTheFolderCannotBeMade) {
   for (const std::uint32_t error : {3U, 5U, 19U, 39U, 112U}) {
     process.faults = {FailingCall("CreateDirectoryW", error)};
     process.callCounts.clear();
-    Place(kInf);
+    Place(kSampleInf);
     EXPECT_FALSE(LogsAMessage()) << error;
-    EXPECT_FALSE(Exists(kLogFolder));
+    EXPECT_FALSE(Exists(kSampleLogFolder));
   }
 }
 
 TEST_F(LogPlacement, IsGivenUpInAFolderThatDeniesNewFiles) {
-  MakeFolder(machine.files, kLogFolder);
-  NodeAt(machine.files, kLogFolder).security =
+  MakeFolder(machine.files, kSampleLogFolder);
+  NodeAt(machine.files, kSampleLogFolder).security =
       *ParseSddl(u"O:SYD:P(A;OICI;FA;;;SY)(A;OICI;0x1200a9;;;BA)");
-  Place(kInf);
+  Place(kSampleInf);
   EXPECT_FALSE(LogsAMessage());
-  EXPECT_TRUE(ListFolder(machine.files, kLogFolder).empty());
+  EXPECT_TRUE(ListFolder(machine.files, kSampleLogFolder).empty());
 }
 
 TEST_F(LogPlacement, IsGivenUpOnADriveThatIsNoDisk) {
@@ -284,24 +285,24 @@ TEST_F(LogPlacement, IsGivenUpOnADriveThatIsNoDisk) {
 // The place stays what it was found to be.
 
 TEST_F(LogPlacement, HoldsItsFoldersUntilTheLogEnds) {
-  Place(kInf);
+  Place(kSampleInf);
   EXPECT_FALSE(CanBeMoved(u"C:\\pkg"));
-  EXPECT_FALSE(CanBeMoved(kLogFolder));
+  EXPECT_FALSE(CanBeMoved(kSampleLogFolder));
   log->LogRemoval(u"message");
-  EXPECT_FALSE(CanBeMoved(kLogFolder));
-  EXPECT_TRUE(CanBeMoved(kLogPath)) << "between messages the file is free";
+  EXPECT_FALSE(CanBeMoved(kSampleLogFolder));
+  EXPECT_TRUE(CanBeMoved(kSampleLog)) << "between messages the file is free";
   log.reset();
   EXPECT_TRUE(CanBeMoved(u"C:\\pkg"));
-  EXPECT_TRUE(CanBeMoved(kLogFolder));
+  EXPECT_TRUE(CanBeMoved(kSampleLogFolder));
   EXPECT_EQ(CountOwnOpens(machine.files), 0U);
 }
 
 TEST_F(LogPlacement, HoldsTheFileWhileAMessageIsWritten) {
-  Place(kInf);
+  Place(kSampleInf);
   bool asked = false;
   process.faults = {ChangeBefore("_wfsopen", 1, [&asked](Machine& world) {
     asked = true;
-    const NodeId file = *FindNode(world.files, kLogPath);
+    const NodeId file = *FindNode(world.files, kSampleLog);
     bool held = false;
     for (const auto& [key, open] : world.files.opens) {
       held |= key.node == file && (open.share & platform::FILE_SHARE_DELETE) == 0;
@@ -313,8 +314,8 @@ TEST_F(LogPlacement, HoldsTheFileWhileAMessageIsWritten) {
 }
 
 TEST_F(LogPlacement, IsNotUsedWhenItsHeldFolderBecomesALink) {
-  Place(kInf);
-  Node& folder = NodeAt(machine.files, kLogFolder);
+  Place(kSampleInf);
+  Node& folder = NodeAt(machine.files, kSampleLogFolder);
   folder.reparse = ReparseKind::Junction;
   folder.reparseTarget = u"C:\\Windows";
   log->LogRemoval(u"message");
@@ -329,22 +330,22 @@ TEST_F(LogPlacement, StaysOnTheVolumeWhoseLetterItWasGiven) {
 }
 
 TEST_F(LogPlacement, ProvesTheFileAnewForEachMessage) {
-  Place(kInf);
+  Place(kSampleInf);
   EXPECT_TRUE(LogsAMessage());
-  RemovePath(machine.files, kLogPath);
-  AddHardLink(machine.files, kTarget, kLogPath);
+  RemovePath(machine.files, kSampleLog);
+  AddHardLink(machine.files, kTarget, kSampleLog);
   EXPECT_FALSE(LogsAMessage());
-  RemovePath(machine.files, kLogPath);
-  PutLink(machine.files, kLogPath, ReparseKind::SymbolicLink, kTarget, false);
+  RemovePath(machine.files, kSampleLog);
+  PutLink(machine.files, kSampleLog, ReparseKind::SymbolicLink, kTarget, false);
   EXPECT_FALSE(LogsAMessage());
   EXPECT_EQ(TextOf(kTarget), "theirs\r\n");
-  RemovePath(machine.files, kLogPath);
+  RemovePath(machine.files, kSampleLog);
   EXPECT_TRUE(LogsAMessage());
 }
 
 TEST_F(LogPlacement, NeverWritesElsewhereWhateverCallFails) {
   const Machine start = machine;
-  Place(kInf);
+  Place(kSampleInf);
   log->LogRemoval(u"message");
   log.reset();
   const std::vector<CallRecord> calls = process.calls;
@@ -359,13 +360,13 @@ TEST_F(LogPlacement, NeverWritesElsewhereWhateverCallFails) {
     process.console.clear();
     Fault fault = FailingCall("*", platform::ERROR_ACCESS_DENIED, nth);
     process.faults = {fault};
-    Place(kInf);
+    Place(kSampleInf);
     log->LogRemoval(u"message");
     log.reset();
     process.faults.clear();
     EXPECT_EQ(process.ErrorOutput(), u"vorn_devnode: message\n");
     EXPECT_EQ(CountOwnOpens(machine.files), 0U);
-    RemovePath(machine.files, kLogFolder);
+    RemovePath(machine.files, kSampleLogFolder);
     EXPECT_EQ(machine.files, start.files);
   }
 }

@@ -3,6 +3,7 @@
 #include "platform/simulated/native_values.h"
 #include "platform/simulated/registry_values.h"
 #include "remove_run.h"
+#include "tests/support/machine_view.h"
 
 namespace vorn {
 namespace {
@@ -17,8 +18,8 @@ TEST_F(RemoveCommand, RemovesEveryCopyInTheOrderOfItsName) {
   CopyPackage(machine, u"oem3.inf", u"oem12.inf");
   const RunResult result = Run();
   EXPECT_EQ(result.status, 0);
-  const Lines lines = Transcript(result);
-  EXPECT_EQ(lines[2], "out: vorn_devnode: removed authenticated driver package oem12.inf");
+  const Console lines = ConsoleOf(result);
+  EXPECT_EQ(lines[2], Out("vorn_devnode: removed authenticated driver package oem12.inf"));
   EXPECT_EQ(lines[3], kPackageRemoved);
   EXPECT_EQ(lines.back(), OkLine(1, 2, 20));
 }
@@ -28,11 +29,11 @@ TEST_F(RemoveCommand, KeepsEveryCopyForOneThatIsDoubtful) {
   machine.store.Find(u"oem3.inf")->originalCatalog = u"other.cat";
   const RunResult result = Run();
   EXPECT_EQ(result.status, 13);
-  EXPECT_EQ(Transcript(result),
-            (Lines{kQuiesced, kLetGo,
-                   "err: vorn_devnode: exact-hash package oem3.inf changed or failed structured "
-                   "identity validation; retaining all remaining packages",
-                   kResidue}));
+  EXPECT_EQ(ConsoleOf(result),
+            (Console{kQuiesced, kLetGo,
+                     Err("vorn_devnode: exact-hash package oem3.inf changed or failed structured "
+                         "identity validation; retaining all remaining packages"),
+                     kResidue}));
   ExpectNothingCleaned();
   EXPECT_EQ(Shown(result), 0U);
   EXPECT_NE(RemovalLogText(machine).find(
@@ -45,7 +46,7 @@ TEST_F(RemoveCommand, LeavesAPackageOfAnotherVersion) {
   machine = OutdatedMachine();
   const RunResult result = Run();
   EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(Transcript(result).back(), OkLine(1, 0, 20));
+  EXPECT_EQ(ConsoleOf(result).back(), OkLine(1, 0, 20));
   EXPECT_EQ(machine.store, before.store);
 }
 
@@ -54,7 +55,7 @@ TEST_F(RemoveCommand, DoesNotCountAPackageThatVanishes) {
     UninstallPackage(world, u"oem3.inf", SUOI_FORCEDELETE);
   })});
   EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(Transcript(result).back(), OkLine(1, 0, 20));
+  EXPECT_EQ(ConsoleOf(result).back(), OkLine(1, 0, 20));
 }
 
 TEST_F(RemoveCommand, FailsWithAPackageThatIsInUse) {
@@ -66,11 +67,11 @@ TEST_F(RemoveCommand, FailsWithAPackageThatIsInUse) {
   machine.devices.Insert(user);
   const RunResult result = Run();
   EXPECT_EQ(result.status, 13);
-  EXPECT_EQ(Transcript(result),
-            (Lines{kQuiesced, kLetGo,
-                   "err: vorn_devnode: SetupUninstallOEMInf(exact VORN package) failed (error "
-                   "0xE000023D)",
-                   kResidue}));
+  EXPECT_EQ(ConsoleOf(result),
+            (Console{kQuiesced, kLetGo,
+                     Err("vorn_devnode: SetupUninstallOEMInf(exact VORN package) failed (error "
+                         "0xE000023D)"),
+                     kResidue}));
   ExpectNothingCleaned();
 }
 
@@ -80,7 +81,7 @@ TEST_F(RemoveCommand, StopsAtThePackageThatCannotBeUninstalled) {
   const RunResult result = Run();
   EXPECT_EQ(result.status, 13);
   EXPECT_EQ(result.CallsOf("SetupUninstallOEMInfW").size(), 1U);
-  EXPECT_EQ(Transcript(result).back(), kResidue);
+  EXPECT_EQ(ConsoleOf(result).back(), kResidue);
   ExpectNothingCleaned();
 }
 
@@ -91,7 +92,7 @@ class RemoveCommandRecords : public RemoveCommand {
  protected:
   /// The path of the nth marked record.
   std::u16string RecordPath(std::size_t nth) const {
-    return kEndpointRecordsPath + (u"\\" + ToUtf16(MarkedRecords(machine)[nth]));
+    return kEndpointRecordsPath + (u"\\" + OwnedRecords(machine)[nth]);
   }
   Key& KeyAt(const std::u16string& path) {
     return machine.registry.keys.at(*FindKey(machine.registry, path));
@@ -99,7 +100,9 @@ class RemoveCommandRecords : public RemoveCommand {
 };
 
 TEST_F(RemoveCommandRecords, AreReportedInTheirOrderAndChangeNoResult) {
-  const Lines records = MarkedRecords(machine);
+  std::vector<std::string> records;
+  for (const std::u16string& record : OwnedRecords(machine))
+    records.push_back(ToUtf8(record));
   KeyAt(RecordPath(1)).deleteStatus = platform::STATUS_INSUFFICIENT_RESOURCES;
   KeyAt(RecordPath(3)).deleteStatus = platform::STATUS_ACCESS_DENIED;
   KeyAt(RecordPath(0) + u"\\Properties").openError = 5;
@@ -107,23 +110,23 @@ TEST_F(RemoveCommandRecords, AreReportedInTheirOrderAndChangeNoResult) {
   KeyAt(kEndpointRecordsPath + std::u16string(u"\\Capture")).openError = 5;
   const RunResult result = Run();
   EXPECT_EQ(result.status, 0);
-  Lines expected = {kQuiesced, kLetGo, kPackageRemoved};
+  Console expected = {kQuiesced, kLetGo, kPackageRemoved};
   for (std::size_t i = 4; i < 10; ++i)
-    expected.push_back("out: vorn_devnode: removed VORN endpoint record " + records[i]);
+    expected.push_back(Out("vorn_devnode: removed VORN endpoint record " + records[i]));
   const std::string retained = " could not be removed and remains as Windows endpoint history";
-  expected.push_back("err: vorn_devnode: WARNING - VORN endpoint record " + records[1] +
-                     " (error 0x000005AA)" + retained);
-  expected.push_back("err: vorn_devnode: WARNING - VORN endpoint record " + records[3] +
-                     " (error 0x00000005)" + retained);
+  expected.push_back(Err("vorn_devnode: WARNING - VORN endpoint record " + records[1] +
+                         " (error 0x000005AA)" + retained));
+  expected.push_back(Err("vorn_devnode: WARNING - VORN endpoint record " + records[3] +
+                         " (error 0x00000005)" + retained));
   for (const std::size_t i : {0U, 2U}) {
-    expected.push_back("err: vorn_devnode: WARNING - endpoint record " + records[i] +
-                       " could not be read, so its owner is unknown; left untouched");
+    expected.push_back(Err("vorn_devnode: WARNING - endpoint record " + records[i] +
+                           " could not be read, so its owner is unknown; left untouched"));
   }
   expected.push_back(
-      "err: vorn_devnode: WARNING - the MMDevices endpoint records could not all be listed; VORN "
-      "endpoint history may remain");
+      Err("vorn_devnode: WARNING - the MMDevices endpoint records could not all be listed; VORN "
+          "endpoint history may remain"));
   expected.push_back(OkLine(1, 1, 6, 2));
-  EXPECT_EQ(Transcript(result), expected);
+  EXPECT_EQ(ConsoleOf(result), expected);
 }
 
 TEST_F(RemoveCommandRecords, AreAllRetainedWithoutThePrivileges) {
@@ -131,24 +134,24 @@ TEST_F(RemoveCommandRecords, AreAllRetainedWithoutThePrivileges) {
   token.holdsRestore = false;
   const RunResult result = Run();
   EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(Transcript(result).back(), OkLine(1, 1, 0, 20));
-  EXPECT_EQ(MarkedRecords(machine).size(), 20U);
+  EXPECT_EQ(ConsoleOf(result).back(), OkLine(1, 1, 0, 20));
+  EXPECT_EQ(OwnedRecords(machine).size(), 20U);
 }
 
 TEST_F(RemoveCommandRecords, ThatStayActiveAreWaitedForAndDeleted) {
   machine.audio.recordsStayActive = true;
   const RunResult result = Run({FailingCall("DeviceIoControl", 5)});
   EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(Transcript(result).back(), OkLine(1, 1, 20));
+  EXPECT_EQ(ConsoleOf(result).back(), OkLine(1, 1, 20));
   EXPECT_EQ(Took(), 10'000U);
-  EXPECT_TRUE(MarkedRecords(machine).empty());
+  EXPECT_TRUE(OwnedRecords(machine).empty());
 }
 
 TEST_F(RemoveCommandRecords, ThatGoIdleLateAreWaitedFor) {
   machine.audio.recordDelay = 3'000;
   const RunResult result = Run({FailingCall("DeviceIoControl", 5)});
   EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(Transcript(result).back(), OkLine(1, 1, 20));
+  EXPECT_EQ(ConsoleOf(result).back(), OkLine(1, 1, 20));
   EXPECT_EQ(Took(), 3'000U);
 }
 
@@ -159,7 +162,7 @@ TEST_F(RemoveCommandRecords, WithAnotherMarkerStay) {
   PutString(machine.registry, RecordPath(2) + u"\\Properties", kCableMarkerName, u"1");
   const RunResult result = Run();
   EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(Transcript(result).back(), OkLine(1, 1, 17));
+  EXPECT_EQ(ConsoleOf(result).back(), OkLine(1, 1, 17));
 }
 
 }  // namespace

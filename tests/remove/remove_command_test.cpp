@@ -1,5 +1,7 @@
 #include "base/text.h"
 #include "remove_run.h"
+#include "tests/support/machine_view.h"
+#include "tests/support/sample.h"
 
 namespace vorn {
 namespace {
@@ -13,12 +15,12 @@ using namespace tests;
 TEST_F(RemoveCommand, RemovesTheDeviceItsPackageAndItsRecords) {
   const RunResult result = Run();
   EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(MarkedRecords(before).size(), 20U);
-  EXPECT_EQ(Transcript(result),
-            (Lines{kQuiesced, kLetGo, kPackageRemoved} + RemovedRecordLines(MarkedRecords(before)) +
-             Lines{OkLine(1, 1, 20)}));
+  EXPECT_EQ(OwnedRecords(before).size(), 20U);
+  EXPECT_EQ(ConsoleOf(result),
+            (Console{kQuiesced, kLetGo, kPackageRemoved} +
+             RemovedRecordLines(OwnedRecords(before)) + Console{OkLine(1, 1, 20)}));
   EXPECT_TRUE(InstalledRootIds(machine).empty());
-  EXPECT_TRUE(MarkedRecords(machine).empty());
+  EXPECT_TRUE(OwnedRecords(machine).empty());
   EXPECT_EQ(machine.store.Find(u"oem3.inf"), nullptr);
   EXPECT_EQ(Took(), 0U) << "nothing had to be waited for";
 }
@@ -39,7 +41,7 @@ TEST_F(RemoveCommand, SucceedsWhereNothingIsInstalled) {
   machine = CleanMachine();
   const RunResult result = Run();
   EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(Transcript(result), Lines{OkLine(0, 0, 0)});
+  EXPECT_EQ(ConsoleOf(result), Console{OkLine(0, 0, 0)});
   EXPECT_EQ(RemovalLogText(machine), "no file");
   EXPECT_FALSE(result.Called("Sleep"));
   EXPECT_FALSE(result.Called("CM_Query_And_Remove_SubTreeW"));
@@ -49,9 +51,9 @@ TEST_F(RemoveCommand, RemovesEveryRootOfAMachineWithSeveral) {
   machine = DuplicatesMachine();
   const RunResult result = Run();
   EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(Transcript(result),
-            (Lines{kPackageRemoved} + RemovedRecordLines(MarkedRecords(before)) +
-             Lines{OkLine(3, 1, 20)}));
+  EXPECT_EQ(ConsoleOf(result),
+            (Console{kPackageRemoved} + RemovedRecordLines(OwnedRecords(before)) +
+             Console{OkLine(3, 1, 20)}));
   EXPECT_TRUE(InstalledRootIds(machine).empty());
   EXPECT_FALSE(result.Called("DeviceIoControl")) << "no single live root to quiesce";
   EXPECT_FALSE(result.Called("CM_Query_And_Remove_SubTreeW"));
@@ -61,7 +63,7 @@ TEST_F(RemoveCommand, RemovesARootThatIsNotStartedWithoutAskingIt) {
   machine = DisabledMachine();
   const RunResult result = Run();
   EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(Transcript(result).back(), OkLine(1, 1, 20));
+  EXPECT_EQ(ConsoleOf(result).back(), OkLine(1, 1, 20));
   EXPECT_FALSE(result.Called("DeviceIoControl"));
   EXPECT_FALSE(result.Called("CM_Query_And_Remove_SubTreeW"));
 }
@@ -70,7 +72,7 @@ TEST_F(RemoveCommand, RemovesAGhost) {
   Root().present = false;
   const RunResult result = Run();
   EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(Transcript(result).back(), OkLine(1, 1, 20));
+  EXPECT_EQ(ConsoleOf(result).back(), OkLine(1, 1, 20));
   EXPECT_FALSE(result.Called("DeviceIoControl"));
 }
 
@@ -81,14 +83,14 @@ TEST_F(RemoveCommand, FindsItsRootsByAnyOfTheirHardwareIdsInAnyCase) {
   longer.hardwareIds = {u"Root\\VornAudio2"};
   longer.foreign = true;
   const RunResult result = Run();
-  EXPECT_EQ(Transcript(result).back(), OkLine(2, 1, 20));
+  EXPECT_EQ(ConsoleOf(result).back(), OkLine(2, 1, 20));
   EXPECT_NE(machine.devices.Find(u"ROOT\\MEDIA\\0008"), nullptr);
 }
 
 TEST_F(RemoveCommand, TakesTheCommandInAnyCaseAndOneArgument) {
   Machine first = machine;
-  EXPECT_EQ(RunCommand(first, {u"REMOVE", kInfArgument}).status, 0);
-  const RunResult extra = RunCommand(machine, {u"remove", kInfArgument, u"more"});
+  EXPECT_EQ(RunCommand(first, {u"REMOVE", kSampleInf}).status, 0);
+  const RunResult extra = RunCommand(machine, {u"remove", kSampleInf, u"more"});
   EXPECT_EQ(extra.status, 1);
   EXPECT_EQ(InstalledRootIds(machine).size(), 1U);
 }
@@ -111,10 +113,10 @@ TEST_F(RemoveCommand, TouchesNothingWithoutADriverVersion) {
   const std::size_t line = text.find("DriverVer");
   ASSERT_NE(line, std::string::npos);
   text.erase(line, text.find('\n', line) - line + 1);
-  PutFile(machine.files, kInfArgument, text);
+  PutFile(machine.files, kSampleInf, text);
   const RunResult result = Run();
   EXPECT_EQ(result.status, 3);
-  EXPECT_EQ(Transcript(result), Lines{kRefused});
+  EXPECT_EQ(ConsoleOf(result), Console{kRefused});
   EXPECT_EQ(machine.files, before.files) << "not even a folder for the log";
   EXPECT_EQ(machine.devices, before.devices);
   EXPECT_EQ(machine.registry, before.registry);
@@ -129,7 +131,7 @@ TEST_F(RemoveCommand, TouchesNothingWithThePackageOfSomebodyElse) {
   WritePackage(machine.files, u"C:\\pkg\\driver", recipe);
   const RunResult result = Run();
   EXPECT_EQ(result.status, 3);
-  EXPECT_EQ(Transcript(result), Lines{kRefused});
+  EXPECT_EQ(ConsoleOf(result), Console{kRefused});
   EXPECT_EQ(machine.devices, before.devices);
 }
 
@@ -138,9 +140,9 @@ TEST_F(RemoveCommand, TouchesNothingWithoutASnapshot) {
     const RunResult result = Run({}, path);
     EXPECT_EQ(result.status, 3);
     const std::string error = path.starts_with(u"C:") ? "0x00000002" : "0x0000007B";
-    EXPECT_EQ(Transcript(result), Lines{"err: vorn_devnode: protected local package snapshot "
-                                        "refused (error " +
-                                        error + ")"});
+    EXPECT_EQ(ConsoleOf(result), Console{Err("vorn_devnode: protected local package snapshot "
+                                             "refused (error " +
+                                             error + ")")});
     EXPECT_EQ(machine.devices, before.devices);
     EXPECT_EQ(machine.files, before.files);
   }
@@ -164,7 +166,7 @@ TEST_F(RemoveCommand, HasNoLogFileForAnInfInTheRootOfADrive) {
   WritePackage(machine.files, u"D:\\", PackageRecipe{});
   const RunResult result = Run({}, u"D:\\vorn_audio.inf");
   EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(Transcript(result)[0], kQuiesced);
+  EXPECT_EQ(ConsoleOf(result)[0], kQuiesced);
   EXPECT_FALSE(result.Called("_wfsopen"));
   EXPECT_EQ(ListFolder(machine.files, u"D:\\"), ListFolder(before.files, u"D:\\"));
 }
@@ -174,7 +176,7 @@ TEST_F(RemoveCommand, HoldsTheFoldersOfItsLogWhileItRuns) {
   const RunResult result =
       Run({ChangeBefore("SetupDiCallClassInstaller", 1, [&asked](Machine& world) {
         asked = true;
-        for (const auto path : {u"C:\\pkg", u"C:\\pkg\\logs"}) {
+        for (const auto path : {u"C:\\pkg", kSampleLogFolder}) {
           const NodeId folder = *FindNode(world.files, path);
           bool held = false;
           for (const auto& [key, open] : world.files.opens)
@@ -189,10 +191,10 @@ TEST_F(RemoveCommand, HoldsTheFoldersOfItsLogWhileItRuns) {
 
 TEST_F(RemoveCommand, DoesNotFailForItsLog) {
   MakeFolder(machine.files, u"C:\\elsewhere");
-  PutLink(machine.files, u"C:\\pkg\\logs", ReparseKind::Junction, u"C:\\elsewhere", true);
+  PutLink(machine.files, kSampleLogFolder, ReparseKind::Junction, u"C:\\elsewhere", true);
   const RunResult result = Run();
   EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(Transcript(result)[0], kQuiesced);
+  EXPECT_EQ(ConsoleOf(result)[0], kQuiesced);
   EXPECT_TRUE(ListFolder(machine.files, u"C:\\elsewhere").empty());
 }
 

@@ -7,6 +7,8 @@
 #include "removal_world.h"
 #include "tests/support/device_world.h"
 #include "tests/support/judged_run.h"
+#include "tests/support/machine_view.h"
+#include "tests/support/sample.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -15,39 +17,38 @@
 
 namespace vorn::tests {
 
-using Lines = std::vector<std::string>;
+inline const ConsoleLine kQuiesced =
+    Err("vorn_devnode: quiesced all endpoints of ROOT\\MEDIA\\0000");
+inline const ConsoleLine kLetGo =
+    Err("vorn_devnode: query-remove succeeded on attempt 1 after 0 ms");
+inline const ConsoleLine kPackageRemoved =
+    Out("vorn_devnode: removed authenticated driver package oem3.inf");
+inline const ConsoleLine kRefused =
+    Err("vorn_devnode: RESULT=REMOVE_FAILED - expected INF could not be authenticated; no device "
+        "was touched");
+inline const ConsoleLine kBusy =
+    Err("vorn_devnode: RESULT=REMOVE_BUSY - the device is still held after 10 s; nothing was "
+        "removed and no restart scheduled");
+inline const ConsoleLine kPendingRestart =
+    Out("vorn_devnode: RESULT=REBOOT_REQUIRED - removal is pending restart");
+inline const ConsoleLine kResidue =
+    Err("vorn_devnode: RESULT=REMOVE_FAILED - device roots are absent but exact driver-package "
+        "cleanup could not be proven; residue retained");
 
-inline constexpr char kQuiesced[] =
-    "err: vorn_devnode: quiesced all endpoints of ROOT\\MEDIA\\0000";
-inline constexpr char kLetGo[] =
-    "err: vorn_devnode: query-remove succeeded on attempt 1 after 0 ms";
-inline constexpr char kPackageRemoved[] =
-    "out: vorn_devnode: removed authenticated driver package oem3.inf";
-inline constexpr char kRefused[] =
-    "err: vorn_devnode: RESULT=REMOVE_FAILED - expected INF could not be authenticated; no device "
-    "was touched";
-inline constexpr char kBusy[] =
-    "err: vorn_devnode: RESULT=REMOVE_BUSY - the device is still held after 10 s; nothing was "
-    "removed and no restart scheduled";
-inline constexpr char kPendingRestart[] =
-    "out: vorn_devnode: RESULT=REBOOT_REQUIRED - removal is pending restart";
-inline constexpr char kResidue[] =
-    "err: vorn_devnode: RESULT=REMOVE_FAILED - device roots are absent but exact driver-package "
-    "cleanup could not be proven; residue retained";
-
-inline std::string Partial(int roots) {
-  return "err: vorn_devnode: RESULT=REMOVE_FAILED - partial or unverifiable removal; installed "
-         "roots=" +
-         std::to_string(roots);
+inline ConsoleLine Partial(int roots) {
+  return Err(
+      "vorn_devnode: RESULT=REMOVE_FAILED - partial or unverifiable removal; installed "
+      "roots=" +
+      std::to_string(roots));
 }
 
-inline std::string Remain(const std::string& code, int roots) {
-  return "err: vorn_devnode: RESULT=" + code + " - " + std::to_string(roots) +
-         " installed root(s) remain after removal";
+inline ConsoleLine Remain(const std::string& code, int roots) {
+  return Err("vorn_devnode: RESULT=" + code + " - " + std::to_string(roots) +
+             " installed root(s) remain after removal");
 }
 
 /// The lines of both, one after the other.
-inline Lines operator+(Lines left, const Lines& right) {
+inline Console operator+(Console left, const Console& right) {
   left.insert(left.end(), right.begin(), right.end());
   return left;
 }
@@ -57,7 +58,7 @@ class RemoveCommand : public ::testing::Test {
  protected:
   /// Runs the command and looks at what must hold for every run.
   RunResult Run(std::vector<platform::simulated::Fault> faults = {},
-                const std::u16string& infPath = kInfArgument) {
+                const std::u16string& infPath = kSampleInf) {
     // 2026-03-04 05:06:07.089 UTC
     machine.clock.utcAtTickZero = 1'772'600'767'089 - machine.clock.tick;
     before = machine;
@@ -65,10 +66,10 @@ class RemoveCommand : public ::testing::Test {
     options.faults = std::move(faults);
     options.token = token;
     // The checkers know the log of the default place only.
-    RunResult result = infPath == kInfArgument
+    RunResult result = infPath == kSampleInf
                            ? RunJudged(machine, Command::Remove, {u"remove", infPath}, options)
                            : Remove(machine, options, infPath);
-    EXPECT_EQ(BrokenPromises(before, machine), Lines{});
+    EXPECT_EQ(BrokenPromises(before, machine), std::vector<std::string>{});
     EXPECT_TRUE(result.openObjects.empty());
     EXPECT_TRUE(platform::simulated::ListFolder(machine.files, machine.files.tempFolder).empty());
     return result;
@@ -81,7 +82,7 @@ class RemoveCommand : public ::testing::Test {
   /// The records as well as the packages are what they were.
   void ExpectNothingCleaned() const {
     EXPECT_EQ(machine.store, before.store);
-    EXPECT_EQ(MarkedRecords(machine), MarkedRecords(before));
+    EXPECT_EQ(OwnedRecords(machine), OwnedRecords(before));
   }
 
   std::uint64_t Took() const { return machine.clock.tick - before.clock.tick; }

@@ -3,6 +3,7 @@
 #include "platform/files.h"
 #include "platform/simulated/file_values.h"
 #include "tests/support/device_world.h"
+#include "tests/support/sample.h"
 
 #include <memory>
 #include <optional>
@@ -14,20 +15,21 @@ namespace {
 
 using platform::simulated::Bytes;
 using tests::FailingCall;
+using tests::kSampleLog;
+using tests::kSampleLogFolder;
 
-constexpr char16_t kLogPath[] = u"C:\\pkg\\logs\\vorn_devnode.log";
 constexpr char kByteOrderMark[] = "\xEF\xBB\xBF";
 
 class RemovalLogTest : public tests::DeviceWorld {
  protected:
   RemovalLogTest() : tests::DeviceWorld(platform::simulated::CleanMachine()) {
-    platform::simulated::MakeFolder(machine.files, u"C:\\pkg\\logs");
+    platform::simulated::MakeFolder(machine.files, kSampleLogFolder);
     // 2026-03-04 05:06:07.089 UTC
     machine.clock.utcAtTickZero = 1'772'600'767'089 - machine.clock.tick;
   }
 
   std::string LogText() const {
-    const auto content = platform::simulated::ReadWholeFile(machine.files, kLogPath);
+    const auto content = platform::simulated::ReadWholeFile(machine.files, kSampleLog);
     return content ? std::string(content->begin(), content->end()) : "no file";
   }
 
@@ -44,14 +46,14 @@ TEST_F(RemovalLogTest, PrintsEachMessageWithoutAFileWhenThereIsNoPath) {
 }
 
 TEST_F(RemovalLogTest, AppendsALineWithTheTimeInUtc) {
-  log->SetRemovalLogPath(kLogPath);
+  log->SetRemovalLogPath(kSampleLog);
   log->LogRemoval(u"first");
   EXPECT_EQ(process.ErrorOutput(), u"vorn_devnode: first\n");
   EXPECT_EQ(LogText(), kByteOrderMark + std::string("[2026-03-04 05:06:07.089] remove: first\r\n"));
 }
 
 TEST_F(RemovalLogTest, GivesEachMessageItsOwnTime) {
-  log->SetRemovalLogPath(kLogPath);
+  log->SetRemovalLogPath(kSampleLog);
   log->LogRemoval(u"first");
   platform::simulated::Advance(machine, 1'234);
   log->LogRemoval(u"second");
@@ -61,7 +63,7 @@ TEST_F(RemovalLogTest, GivesEachMessageItsOwnTime) {
 }
 
 TEST_F(RemovalLogTest, WritesUtf8) {
-  log->SetRemovalLogPath(kLogPath);
+  log->SetRemovalLogPath(kSampleLog);
   log->LogRemoval(u"Geräte \u03a9");
   EXPECT_EQ(LogText(),
             kByteOrderMark + std::string("[2026-03-04 05:06:07.089] remove: Ger\xC3\xA4te "
@@ -69,14 +71,14 @@ TEST_F(RemovalLogTest, WritesUtf8) {
 }
 
 TEST_F(RemovalLogTest, AppendsToWhatAnEarlierRunWrote) {
-  platform::simulated::PutFile(machine.files, kLogPath, std::string_view("earlier\r\n"));
-  log->SetRemovalLogPath(kLogPath);
+  platform::simulated::PutFile(machine.files, kSampleLog, std::string_view("earlier\r\n"));
+  log->SetRemovalLogPath(kSampleLog);
   log->LogRemoval(u"later");
   EXPECT_EQ(LogText(), "earlier\r\n[2026-03-04 05:06:07.089] remove: later\r\n");
 }
 
 TEST_F(RemovalLogTest, OpensAndClosesTheFileForEachMessage) {
-  log->SetRemovalLogPath(kLogPath);
+  log->SetRemovalLogPath(kSampleLog);
   log->LogRemoval(u"first");
   log->LogRemoval(u"second");
   const auto opens = tests::CallsOf(process, "_wfsopen");
@@ -87,7 +89,7 @@ TEST_F(RemovalLogTest, OpensAndClosesTheFileForEachMessage) {
 }
 
 TEST_F(RemovalLogTest, LosesTheLineOfAFileThatCannotBeOpened) {
-  log->SetRemovalLogPath(kLogPath);
+  log->SetRemovalLogPath(kSampleLog);
   process.faults = {FailingCall("_wfsopen", 5)};
   log->LogRemoval(u"first");
   log->LogRemoval(u"second");
@@ -98,36 +100,36 @@ TEST_F(RemovalLogTest, LosesTheLineOfAFileThatCannotBeOpened) {
 }
 
 TEST_F(RemovalLogTest, LosesTheLineOfAReadOnlyFile) {
-  platform::simulated::PutFile(machine.files, kLogPath, std::string_view("old\r\n"));
-  platform::simulated::NodeAt(machine.files, kLogPath).attributes |=
+  platform::simulated::PutFile(machine.files, kSampleLog, std::string_view("old\r\n"));
+  platform::simulated::NodeAt(machine.files, kSampleLog).attributes |=
       platform::FILE_ATTRIBUTE_READONLY;
-  log->SetRemovalLogPath(kLogPath);
+  log->SetRemovalLogPath(kSampleLog);
   log->LogRemoval(u"first");
   EXPECT_EQ(process.ErrorOutput(), u"vorn_devnode: first\n");
   EXPECT_EQ(LogText(), "old\r\n");
 }
 
 TEST_F(RemovalLogTest, LosesTheLineOfALockedFile) {
-  platform::simulated::PutFile(machine.files, kLogPath, std::string_view("old\r\n"));
-  platform::simulated::HoldOpen(machine.files, kLogPath, platform::FILE_READ_DATA, 0);
-  log->SetRemovalLogPath(kLogPath);
+  platform::simulated::PutFile(machine.files, kSampleLog, std::string_view("old\r\n"));
+  platform::simulated::HoldOpen(machine.files, kSampleLog, platform::FILE_READ_DATA, 0);
+  log->SetRemovalLogPath(kSampleLog);
   log->LogRemoval(u"first");
   EXPECT_EQ(process.ErrorOutput(), u"vorn_devnode: first\n");
   EXPECT_EQ(LogText(), "old\r\n");
 }
 
 TEST_F(RemovalLogTest, LetsOthersReadAndWriteTheFile) {
-  platform::simulated::PutFile(machine.files, kLogPath, std::string_view("old\r\n"));
-  platform::simulated::HoldOpen(machine.files, kLogPath,
+  platform::simulated::PutFile(machine.files, kSampleLog, std::string_view("old\r\n"));
+  platform::simulated::HoldOpen(machine.files, kSampleLog,
                                 platform::FILE_READ_DATA | platform::FILE_WRITE_DATA,
                                 platform::FILE_SHARE_READ | platform::FILE_SHARE_WRITE);
-  log->SetRemovalLogPath(kLogPath);
+  log->SetRemovalLogPath(kSampleLog);
   log->LogRemoval(u"first");
   EXPECT_EQ(LogText(), "old\r\n[2026-03-04 05:06:07.089] remove: first\r\n");
 }
 
 TEST_F(RemovalLogTest, DoesNotFailWhenTheLineCannotBeWritten) {
-  log->SetRemovalLogPath(kLogPath);
+  log->SetRemovalLogPath(kSampleLog);
   process.faults = {FailingCall("fputws", 112, 2)};
   log->LogRemoval(u"first");
   EXPECT_EQ(process.ErrorOutput(), u"vorn_devnode: first\n");
@@ -135,7 +137,7 @@ TEST_F(RemovalLogTest, DoesNotFailWhenTheLineCannotBeWritten) {
 }
 
 TEST_F(RemovalLogTest, KnowsNoFileOfAnotherLog) {
-  log->SetRemovalLogPath(kLogPath);
+  log->SetRemovalLogPath(kSampleLog);
   RemovalLog().LogRemoval(u"meanwhile");
   log.emplace();
   log->LogRemoval(u"afterwards");
@@ -155,10 +157,10 @@ TEST_F(RemovalLogTest, HoldsWhatItsGuardOwnsUntilThePathIsReplacedOrTheLogEnds) 
   auto second = std::make_shared<int>(2);
   const std::weak_ptr<int> firstHeld = first;
   const std::weak_ptr<int> secondHeld = second;
-  log->SetRemovalLogPath(kLogPath, Guard(std::move(first), &sound));
+  log->SetRemovalLogPath(kSampleLog, Guard(std::move(first), &sound));
   log->LogRemoval(u"first");
   EXPECT_FALSE(firstHeld.expired());
-  log->SetRemovalLogPath(kLogPath, Guard(std::move(second), &sound));
+  log->SetRemovalLogPath(kSampleLog, Guard(std::move(second), &sound));
   EXPECT_TRUE(firstHeld.expired());
   EXPECT_FALSE(secondHeld.expired());
   log.reset();
@@ -167,7 +169,7 @@ TEST_F(RemovalLogTest, HoldsWhatItsGuardOwnsUntilThePathIsReplacedOrTheLogEnds) 
 
 TEST_F(RemovalLogTest, AsksItsGuardBeforeEachMessage) {
   bool sound = false;
-  log->SetRemovalLogPath(kLogPath, Guard(nullptr, &sound));
+  log->SetRemovalLogPath(kSampleLog, Guard(nullptr, &sound));
   log->LogRemoval(u"first");
   EXPECT_EQ(CountOf("_wfsopen"), 0U);
   sound = true;

@@ -1,6 +1,9 @@
 #include "tests/scenarios/lifecycle.h"
 
 #include "base/text.h"
+#include "tests/support/judged_run.h"
+#include "tests/support/machine_view.h"
+#include "tests/support/world.h"
 
 #include <gtest/gtest.h>
 

@@ -1,11 +1,10 @@
 #pragma once
 
-// A machine over several runs: what was said and what is there after each.
+// A machine over several runs, with what is on it after each.
 
 #include "tests/support/activation.h"
 #include "tests/support/console_lines.h"
 #include "tests/support/run_command.h"
-#include "tests/support/world.h"
 
 #include <ostream>
 #include <string>
@@ -19,7 +18,7 @@ struct Picture {
   std::string bound;         // DriverVer that the platform reports, empty without a device
   std::string runs;          // version of the image in memory, empty when there is none
   std::size_t visible = 0;   // endpoints that the user sees
-  std::string pending = {};  // package that waits for the restart
+  std::string pending = {};  // package that the next restart selects
 
   friend bool operator==(const Picture&, const Picture&) = default;
   friend std::ostream& operator<<(std::ostream& stream, const Picture& picture);
@@ -28,23 +27,23 @@ struct Picture {
 /// The machine as it is now, with the journal at kSampleJournal.
 Picture PictureOf(const platform::simulated::Machine& machine);
 
-/// A machine that the operator works on. Each step is a process of its own.
+/// A machine in the hands of an operator. Each step is a process of its own.
 class Lifecycle {
  public:
   explicit Lifecycle(platform::simulated::Machine machine);
 
-  /// Runs a command; every file, handle and snapshot of it must be gone afterwards.
+  /// Runs a command, which must leave no file, handle or snapshot behind.
   RunResult Run(const std::vector<std::u16string>& arguments, const RunOptions& options = {});
 
-  /// As above for install with the journal at kSampleJournal.
+  /// As above for install, with the journal at kSampleJournal.
   RunResult Install(const std::u16string& inf, const RunOptions& options = {});
   RunResult Rollback(const std::u16string& inf, const RunOptions& options = {});
   RunResult Verify(const std::u16string& version, const std::u16string& date);
 
-  /// The machine is restarted, and given a minute.
+  /// Restarts the machine and waits a minute.
   void Restart();
 
-  /// The operator deletes the journal by hand.
+  /// Deletes the journal by hand.
   void DeleteJournal();
 
   platform::simulated::Machine& TheMachine() { return machine_; }
@@ -62,8 +61,8 @@ inline constexpr char kFirst[] = "26.8.10.1";
 inline constexpr char kSecond[] = "26.8.11.2";
 inline constexpr char kThird[] = "26.8.12.3";
 
-/// A machine without the device, with the three packages; `shapeThird` changes the third's image,
-/// `shapeSecond` the second's.
+/// A machine with the three packages and without the device; `shapeSecond` and `shapeThird` change
+/// the images of the second and third package.
 platform::simulated::Machine MachineWithPackages(
     const std::function<void(platform::simulated::DriverImage&)>& shapeSecond = nullptr,
     const std::function<void(platform::simulated::DriverImage&)>& shapeThird = nullptr);

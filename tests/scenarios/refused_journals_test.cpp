@@ -1,11 +1,12 @@
-// Activation states that the commands do not take: paths that may not be used, files that somebody
-// else may have written, contents that are no journal or another package's.
+// Journals that the commands refuse: forbidden paths, files that somebody else could have written,
+// and content that is malformed or belongs to another package.
 
 #include "base/text.h"
 #include "platform/files.h"
 #include "platform/simulated/file_values.h"
 #include "tests/scenarios/refused_run.h"
 #include "tests/support/activation.h"
+#include "tests/support/sample.h"
 
 #include <gtest/gtest.h>
 
@@ -18,13 +19,12 @@ using tests::Console;
 using tests::ConsoleLine;
 using tests::Err;
 using tests::ExpectRefused;
+using tests::kSampleDate;
 using tests::kSampleInf;
 using tests::kSampleJournal;
+using tests::kSampleVersion;
 using tests::PutJournal;
 using tests::UpdateTarget;
-
-constexpr char16_t kVersion[] = u"26.8.10.5";
-constexpr char16_t kDate[] = u"08/10/2026";
 
 const ConsoleLine kUnsafe = Err("vorn_devnode: activation state missing or unsafe");
 const ConsoleLine kVerifyMissing =
@@ -39,26 +39,28 @@ const ConsoleLine kActivateRefused =
 const ConsoleLine kNotInspected =
     Err("vorn_devnode: activation state could not be safely inspected");
 
-/// The two commands that only read a journal refuse it.
+/// Both commands that only read a journal refuse it.
 void ExpectNotRead(const Machine& machine, const std::u16string& path, const Console& before) {
   Console verify = before;
   verify.push_back(kVerifyMissing);
-  ExpectRefused(machine, {u"verify", kVersion, kDate, path}, kExitEndpointsMissing, verify);
+  ExpectRefused(machine, {u"verify", kSampleVersion, kSampleDate, path}, kExitEndpointsMissing,
+                verify);
   Console activate = before;
   activate.push_back(kActivateRefused);
-  ExpectRefused(machine, {u"hot-activate", kVersion, kDate, path}, kExitHotSwapFailed, activate);
+  ExpectRefused(machine, {u"hot-activate", kSampleVersion, kSampleDate, path}, kExitHotSwapFailed,
+                activate);
 }
 
-/// Installs with that journal, with rollback and without, are refused.
+/// Install refuses that journal, with --rollback and without.
 void ExpectBlocked(const Machine& machine, const std::u16string& path, ExitStatus status,
                    const Console& console) {
-  // A package elsewhere: what is wrong with the journal's folder must not be wrong with the INF's.
+  // The package lies elsewhere, so that a defect of the journal's folder does not affect the INF.
   const std::u16string inf = u"C:\\other\\driver\\vorn_audio.inf";
   ExpectRefused(machine, {u"install", inf, path}, status, console);
   ExpectRefused(machine, {u"install", inf, path, u"--rollback"}, status, console);
 }
 
-/// The package runs, its journal lies at its place, and the same package once more elsewhere.
+/// The package runs, its journal is in place, and a copy of the package lies elsewhere.
 Machine JournalledMachine() {
   Machine machine = InstalledMachine();
   PutJournal(machine, UpdateTarget(machine));
@@ -66,7 +68,7 @@ Machine JournalledMachine() {
   return machine;
 }
 
-TEST(RefusedJournal, HasAPathOfAFormThatNoCommandTakes) {
+TEST(RefusedJournal, HasAPathInAForbiddenForm) {
   const Machine machine = JournalledMachine();
   for (const BadPath& row : tests::BadFormsOf(kSampleJournal)) {
     SCOPED_TRACE(row.name);
@@ -87,7 +89,7 @@ void Secure(Machine& machine, const char16_t* sddl) {
   NodeAt(machine.files, kSampleJournal).security = ParseSddl(sddl).value();
 }
 
-TEST(RefusedJournal, MayHaveBeenWrittenBySomebodyElse) {
+TEST(RefusedJournal, CouldHaveBeenWrittenBySomebodyElse) {
   const BadJournal cases[] = {
       {"of another user",
        [](Machine& m) {
@@ -139,7 +141,7 @@ TEST(RefusedJournal, MayHaveBeenWrittenBySomebodyElse) {
   }
 }
 
-TEST(RefusedJournal, HoldsSomethingElse) {
+TEST(RefusedJournal, HoldsNoJournalOfTheTarget) {
   Machine sound = JournalledMachine();
   const Bytes journal = *ReadWholeFile(sound.files, kSampleJournal);
   const std::string text(journal.begin(), journal.end());
@@ -178,18 +180,18 @@ TEST(RefusedJournal, IsNotOfTheExpectedVersionAndDate) {
   const Machine machine = JournalledMachine();
   const std::pair<const char16_t*, const char16_t*> cases[] = {
       {u"", u""},
-      {u"", kDate},
-      {kVersion, u""},
-      {u"26.8.10", kDate},
-      {u"26.8.10.05", kDate},
-      {u"26.8.10.5.0", kDate},
-      {u" 26.8.10.5", kDate},
-      {u"26.8.10.6", kDate},
-      {kVersion, u"8/10/2026"},
-      {kVersion, u"10/08/2026"},
-      {kVersion, u"2026-08-10"},
-      {kVersion, u"08/10/2026 "},
-      {kDate, kVersion},
+      {u"", kSampleDate},
+      {kSampleVersion, u""},
+      {u"26.8.10", kSampleDate},
+      {u"26.8.10.05", kSampleDate},
+      {u"26.8.10.5.0", kSampleDate},
+      {u" 26.8.10.5", kSampleDate},
+      {u"26.8.10.6", kSampleDate},
+      {kSampleVersion, u"8/10/2026"},
+      {kSampleVersion, u"10/08/2026"},
+      {kSampleVersion, u"2026-08-10"},
+      {kSampleVersion, u"08/10/2026 "},
+      {kSampleDate, kSampleVersion},
   };
   for (const auto& [version, date] : cases) {
     SCOPED_TRACE(ToUtf8(version) + std::string(" of ") + ToUtf8(date));
@@ -200,7 +202,7 @@ TEST(RefusedJournal, IsNotOfTheExpectedVersionAndDate) {
   }
 }
 
-TEST(RefusedJournal, CannotBeWrittenWhereItShallBe) {
+TEST(RefusedJournal, CannotBeWrittenAtItsPath) {
   const auto failed = [](const std::string& error) {
     return Console{
         Err("vorn_devnode: safe create(activation state) failed (error 0x" + error + ")")};

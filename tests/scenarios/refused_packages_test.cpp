@@ -1,4 +1,4 @@
-// Packages that the commands do not take: folders that cannot be copied as they are, INFs without a
+// Packages that the commands refuse: folders that cannot be copied faithfully, INFs without a
 // version, and, for the removal, INFs that are not exactly the product's.
 
 #include "base/text.h"
@@ -6,6 +6,7 @@
 #include "platform/simulated/file_values.h"
 #include "tests/scenarios/refused_run.h"
 #include "tests/support/activation.h"
+#include "tests/support/sample.h"
 
 #include <functional>
 #include <gtest/gtest.h>
@@ -17,14 +18,13 @@ using namespace platform::simulated;
 using tests::Console;
 using tests::Err;
 using tests::ExpectRefused;
+using tests::kSampleFolder;
 using tests::kSampleInf;
 using tests::kSampleJournal;
 
-constexpr char16_t kFolder[] = u"C:\\pkg\\driver";
-
 /// A path in the folder of the package.
 std::u16string InFolder(const std::u16string& name) {
-  return kFolder + (u"\\" + name);
+  return kSampleFolder + (u"\\" + name);
 }
 
 // ------------------------------------------------------------------------------------------------
@@ -48,7 +48,7 @@ std::u16string Nested(std::size_t levels) {
   return path;
 }
 
-TEST(RefusedPackage, CannotBeCopiedAsItIs) {
+TEST(RefusedPackage, CannotBeCopiedFaithfully) {
   const BadFolder cases[] = {
       {"an INF of more than 4 MiB",
        [](Machine& m) { NodeAt(m.files, kSampleInf).zeroTail = 4 * 1024 * 1024; }, "000003EE"},
@@ -61,7 +61,7 @@ TEST(RefusedPackage, CannotBeCopiedAsItIs) {
        },
        "000003EE"},
       {"more than 4096 entries", [](Machine& m) { PutMany(m, 4095); }, "000003EE"},
-      {"17 levels of folders", [](Machine& m) { MakeFolder(m.files, kFolder + Nested(17)); },
+      {"17 levels of folders", [](Machine& m) { MakeFolder(m.files, kSampleFolder + Nested(17)); },
        "000003EE"},
       {"a file with a second name",
        [](Machine& m) {
@@ -128,10 +128,10 @@ TEST(RefusedPackage, CannotBeCopiedAsItIs) {
 struct BadInf {
   const char* name;
   std::string text;
-  std::string line;  // of the reader
+  std::string line;  // printed by the INF reader
 };
 
-TEST(RefusedPackage, HasNoVersionOrDateToExpect) {
+TEST(RefusedPackage, HasNoDriverVersionOrDate) {
   const std::string signature = "[Version]\r\nSignature=\"$Windows NT$\"\r\n";
   const std::string invalid = "vorn_devnode: INF has no valid DriverVer date/version";
   const auto notOpened = [](const std::string& error) {
@@ -166,9 +166,9 @@ TEST(RefusedPackage, HasNoVersionOrDateToExpect) {
 }
 
 // ------------------------------------------------------------------------------------------------
-// The removal takes nothing but the product's own INF.
+// The removal accepts only the product's own INF.
 
-/// The product's INF with the first `from`, which it must hold, replaced.
+/// The product's INF with the first occurrence of `from` replaced; there must be one.
 std::string InfWith(const std::string& from, const std::string& to) {
   std::string text = InfText(PackageRecipe{});
   const std::size_t place = text.find(from);
@@ -192,7 +192,7 @@ void ExpectNotAuthenticated(const std::u16string& inf, const std::string& text) 
   ExpectRefused(machine, {u"remove", inf}, kExitRemoveRefused, kNotAuthenticated);
 }
 
-TEST(RefusedPackage, IsNotTheOneToRemove) {
+TEST(RefusedPackage, IsNotTheProductsOwn) {
   const std::pair<const char*, std::string> cases[] = {
       {"an empty file", ""},
       {"no INF", "this is a letter"},

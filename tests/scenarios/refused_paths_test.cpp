@@ -1,11 +1,12 @@
-// INF paths that the commands do not take: forms that Windows would read otherwise, and sound forms
-// that lead to something else than a plain file in a plain folder on a local disk.
+// INF paths that the commands refuse: forms that Windows would read differently, and valid forms
+// that do not lead to a plain file in a plain folder on a local disk.
 
 #include "platform/files.h"
 #include "platform/simulated/file_values.h"
 #include "tests/scenarios/refused_run.h"
 #include "tests/support/activation.h"
-#include "tests/support/world.h"
+#include "tests/support/judged_run.h"
+#include "tests/support/sample.h"
 
 #include <gtest/gtest.h>
 
@@ -18,6 +19,7 @@ using tests::BadPath;
 using tests::Console;
 using tests::Err;
 using tests::ExpectRefused;
+using tests::kSampleFolder;
 using tests::kSampleInf;
 using tests::kSampleJournal;
 using tests::Out;
@@ -26,13 +28,11 @@ using tests::RunCommand;
 using tests::RunOptions;
 using tests::RunResult;
 
-constexpr char16_t kFolder[] = u"C:\\pkg\\driver";
-
 Console SnapshotRefused(const std::string& error) {
   return {Err("vorn_devnode: protected local package snapshot refused (error 0x" + error + ")")};
 }
 
-TEST(RefusedInfPath, HasAFormThatNoCommandTakes) {
+TEST(RefusedInfPath, HasAForbiddenForm) {
   const Machine machine = InstalledMachine();
   for (const BadPath& row : tests::BadFormsOf(kSampleInf)) {
     SCOPED_TRACE(row.name);
@@ -46,7 +46,7 @@ TEST(RefusedInfPath, HasAFormThatNoCommandTakes) {
   }
 }
 
-/// Each command that takes an INF refuses the snapshot.
+/// Every command that takes an INF refuses the snapshot.
 void ExpectSnapshotRefused(const Machine& machine, const std::u16string& inf,
                            const std::string& error, const RunOptions& options = {}) {
   const Console console = SnapshotRefused(error);
@@ -76,7 +76,7 @@ void PutSymbolicLink(Machine& machine, const char16_t* path, const char16_t* tar
   PutLink(machine.files, path, ReparseKind::SymbolicLink, target, folder);
 }
 
-TEST(RefusedInfPath, LeadsToNoPlainFileOnALocalDisk) {
+TEST(RefusedInfPath, DoesNotLeadToAPlainFileOnALocalDisk) {
   const BadPlace cases[] = {
       {"the root of a drive", [](Machine&) {}, u"C:\\", "0000007B"},
       {"no such file", [](Machine&) {}, u"C:\\pkg\\driver\\missing.inf", "00000002"},
@@ -108,14 +108,14 @@ TEST(RefusedInfPath, LeadsToNoPlainFileOnALocalDisk) {
        kSampleInf, "000003EE"},
       {"a junction in the place of the folder",
        [](Machine& m) {
-         Move(m, kFolder, u"C:\\elsewhere");
-         PutLink(m.files, kFolder, ReparseKind::Junction, u"\\??\\C:\\elsewhere", true);
+         Move(m, kSampleFolder, u"C:\\elsewhere");
+         PutLink(m.files, kSampleFolder, ReparseKind::Junction, u"\\??\\C:\\elsewhere", true);
        },
        kSampleInf, "00001129"},
       {"a symbolic link in the place of the folder",
        [](Machine& m) {
-         Move(m, kFolder, u"C:\\elsewhere");
-         PutSymbolicLink(m, kFolder, u"\\??\\C:\\elsewhere", true);
+         Move(m, kSampleFolder, u"C:\\elsewhere");
+         PutSymbolicLink(m, kSampleFolder, u"\\??\\C:\\elsewhere", true);
        },
        kSampleInf, "00001129"},
       {"a junction in the place of the folder above",
@@ -155,9 +155,9 @@ TEST(RefusedInfPath, CannotBeOpenedWithoutTheNativeFunctions) {
 }
 
 // ------------------------------------------------------------------------------------------------
-// The temporary folder takes the copy, and must be as plain.
+// The temporary folder receives the copy, so the same rules apply to it.
 
-TEST(RefusedTemporaryFolder, IsNoPlainFolderOnALocalDisk) {
+TEST(RefusedTemporaryFolder, IsNotAPlainFolderOnALocalDisk) {
   const BadPlace cases[] = {
       {"no such folder", [](Machine& m) { m.files.tempFolder = u"C:\\missing\\"; }, kSampleInf,
        "00000002"},
@@ -197,9 +197,10 @@ TEST(RefusedTemporaryFolder, IsNoPlainFolderOnALocalDisk) {
 }
 
 // ------------------------------------------------------------------------------------------------
-// Who owns a package or may write it is no matter: its guarded copy is what is judged and used.
+// It does not matter who owns a package or may write to it: only its protected copy is judged and
+// used.
 
-TEST(WeaklyProtectedPackage, IsTakenForItsCopyIsGuarded) {
+TEST(WeaklyProtectedPackage, IsAcceptedBecauseItsCopyIsProtected) {
   struct Case {
     const char* name;
     const char16_t* path;
@@ -209,7 +210,7 @@ TEST(WeaklyProtectedPackage, IsTakenForItsCopyIsGuarded) {
       u"O:S-1-5-21-1000000000-2000000000-3000000000-1002D:(A;OICI;FA;;;WD)";
   const Case cases[] = {
       {"an INF of another user that everybody may write", kSampleInf, others},
-      {"a folder of another user that everybody may write", kFolder, others},
+      {"a folder of another user that everybody may write", kSampleFolder, others},
       {"a folder above of another user that everybody may write", u"C:\\pkg", others},
       {"an INF without an access list", kSampleInf, u"O:BU"},
   };
@@ -221,10 +222,8 @@ TEST(WeaklyProtectedPackage, IsTakenForItsCopyIsGuarded) {
     const RunResult install = RunCommand(machine, {u"install", kSampleInf, u"C:\\state"});
     ExpectRun(install, kExitOk,
               {Out("vorn_devnode: persisted protected pre-bind activation state"),
-               Out("vorn_devnode: Root\\VornAudio installed"),
-               {false, ProvenLine(machine)}});
-    ExpectRun(RunCommand(machine, {u"audit-current", kSampleInf}), kExitOk,
-              {{false, ProvenLine(machine)}});
+               Out("vorn_devnode: Root\\VornAudio installed"), ProvenLine(machine)});
+    ExpectRun(RunCommand(machine, {u"audit-current", kSampleInf}), kExitOk, {ProvenLine(machine)});
     const RunResult remove = RunCommand(machine, {u"remove", kSampleInf});
     EXPECT_EQ(remove.status, kExitOk);
     EXPECT_EQ(ConsoleOf(remove).back(),

@@ -1,6 +1,6 @@
 #include "tests/scenarios/refused_run.h"
 
-#include "tests/support/world.h"
+#include "tests/support/machine_view.h"
 
 #include <gtest/gtest.h>
 
@@ -11,7 +11,7 @@ using platform::simulated::Machine;
 
 namespace {
 
-// Compared as a whole, but not printed: that would be the whole machine.
+// Compared as a whole but not printed, because a failure would print the whole machine.
 void ExpectUnchanged(const Machine& before, const Machine& after) {
   EXPECT_TRUE(after.files == before.files) << "a file or folder changed";
   EXPECT_TRUE(after.registry == before.registry) << "the registry changed";
@@ -31,7 +31,7 @@ void ExpectRefused(const Machine& machine, const Arguments& arguments, ExitStatu
   ExpectRun(run, status, console);
   ExpectUnchanged(machine, after);
   EXPECT_EQ(CountOwnOpens(after.files), 0U);
-  EXPECT_TRUE(LeftSnapshots(after).empty());
+  EXPECT_TRUE(SnapshotFolders(after).empty());
 }
 
 std::vector<BadPath> BadFormsOf(std::u16string_view path) {
@@ -43,7 +43,7 @@ std::vector<BadPath> BadFormsOf(std::u16string_view path) {
   for (char16_t& unit : forward)
     unit = unit == u'\\' ? u'/' : unit;
   const std::u16string tail = good.substr(3);
-  // One unit more than the longest path that there may be, in names of a good length.
+  // One unit longer than the longest allowed path, with names of valid length.
   std::u16string long_path = u"C:";
   while (long_path.size() + 201 <= 32761 - 2)
     long_path += u"\\" + std::u16string(200, u'a');

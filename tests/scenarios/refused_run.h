@@ -1,7 +1,6 @@
 #pragma once
 
-// Runs that must be refused: what is said, on which stream, with which status, and that the machine
-// is afterwards what it was.
+// Runs that must be refused: the console, the status, and a machine that stays exactly as it was.
 
 #include "platform/simulated/machine.h"
 #include "tests/support/console_lines.h"
@@ -20,13 +19,13 @@ using Arguments = std::vector<std::u16string>;
 void ExpectRefused(const platform::simulated::Machine& machine, const Arguments& arguments,
                    ExitStatus status, const Console& console, const RunOptions& options = {});
 
-/// A path that no command takes.
+/// A path that every command refuses.
 struct BadPath {
   std::string name;
   std::u16string path;
 };
 
-/// The forms of a path that are refused before the file system is asked; `path` is the sound one,
+/// Forms of a path that are refused before the file system is consulted; `path` is the valid form,
 /// "C:\<folder>\...\<name>.<extension>".
 std::vector<BadPath> BadFormsOf(std::u16string_view path);
 

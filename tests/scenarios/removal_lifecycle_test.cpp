@@ -1,5 +1,5 @@
-// Whole lives of the device that end with its removal, told by what the program prints and by what
-// is on the machine before and after.
+// Lifecycles of the device that end with its removal: what the program prints, and what is on the
+// machine before and after.
 
 #include "base/text.h"
 #include "platform/registry.h"
@@ -7,7 +7,9 @@
 #include "platform/simulated/endpoint_builder.h"
 #include "platform/simulated/machine.h"
 #include "platform/simulated/neighbours.h"
+#include "tests/support/machine_view.h"
 #include "tests/support/run_command.h"
+#include "tests/support/sample.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>
@@ -18,49 +20,20 @@ namespace vorn {
 namespace {
 
 using namespace platform::simulated;
+using tests::kRootId;
+using tests::kSampleInf;
+using tests::kSampleJournal;
 using tests::RunCommand;
 using tests::RunResult;
+using tests::TracesOf;
 
-constexpr char16_t kInf[] = u"C:\\pkg\\driver\\vorn_audio.inf";
-constexpr char16_t kJournal[] = u"C:\\pkg\\.vorn-driver-activation-state";
 constexpr std::uint64_t kSettleMs = 60'000;
 
 RunResult Perform(Machine& machine, std::u16string command) {
-  RunResult result = RunCommand(machine, {std::move(command), kInf});
+  RunResult result = RunCommand(machine, {std::move(command), kSampleInf});
   EXPECT_TRUE(result.openObjects.empty());
   Advance(machine, kSettleMs);
   return result;
-}
-
-/// Every trace of the product that an operator could find; nothing on a clean machine. The
-/// package's own folder and the log are not looked at.
-std::vector<std::string> TracesOf(const Machine& machine) {
-  std::vector<std::string> traces;
-  for (const Device& device : machine.devices.devices) {
-    const bool root = std::find(device.hardwareIds.begin(), device.hardwareIds.end(),
-                                u"Root\\VornAudio") != device.hardwareIds.end();
-    if (root || device.service == u"VornAudio") {
-      traces.push_back("device " + ToUtf8(device.instanceId));
-    }
-  }
-  for (const PublishedPackage& package : machine.store.packages) {
-    if (package.originalInf == u"vorn_audio.inf") {
-      traces.push_back("package " + ToUtf8(package.publishedInf));
-    }
-  }
-  for (const auto& [id, key] : machine.registry.keys) {
-    if (FindValue(key, kCableMarkerName) != nullptr) {
-      traces.push_back("record " + ToUtf8(machine.registry.keys.at(key.parent).name));
-    }
-  }
-  for (const AudioEndpoint& endpoint : machine.audio.endpoints) {
-    if (endpoint.cable && endpoint.state != platform::DEVICE_STATE_NOTPRESENT) {
-      traces.push_back("endpoint " + ToUtf8(endpoint.id));
-    }
-  }
-  for (const std::u16string& name : ListFolder(machine.files, machine.files.tempFolder))
-    traces.push_back("temporary " + ToUtf8(name));
-  return traces;
 }
 
 std::string LastLine(const RunResult& result) {
@@ -89,7 +62,7 @@ TEST(RemovalLifecycle, LeavesNothingOfAnInstalledDevice) {
             ListFolder(before.files, u"C:\\Windows\\INF"));
 }
 
-TEST(RemovalLifecycle, CanBeGoneThroughAgain) {
+TEST(RemovalLifecycle, CanBeRepeated) {
   Machine machine = CleanMachine();
   for (int round = 1; round <= 3; ++round) {
     SCOPED_TRACE(round);
@@ -97,18 +70,18 @@ TEST(RemovalLifecycle, CanBeGoneThroughAgain) {
     EXPECT_EQ(Perform(machine, u"audit-current").status, 0);
     ASSERT_EQ(Perform(machine, u"remove").status, 0);
     EXPECT_EQ(TracesOf(machine), std::vector<std::string>{});
-    RemovePath(machine.files, kJournal);
+    RemovePath(machine.files, kSampleJournal);
   }
 }
 
-TEST(RemovalLifecycle, LeavesTheJournalToWhoeverInstalled) {
+TEST(RemovalLifecycle, LeavesTheJournalInPlace) {
   Machine machine = CleanMachine();
   ASSERT_EQ(Perform(machine, u"install").status, 0);
-  const auto journal = ReadWholeFile(machine.files, kJournal);
+  const auto journal = ReadWholeFile(machine.files, kSampleJournal);
   ASSERT_TRUE(journal);
   ASSERT_EQ(Perform(machine, u"remove").status, 0);
-  EXPECT_EQ(ReadWholeFile(machine.files, kJournal), journal);
-  // It tells of a device that is no more, so it blocks the next bind.
+  EXPECT_EQ(ReadWholeFile(machine.files, kSampleJournal), journal);
+  // It describes a device that no longer exists, so it blocks the next bind.
   EXPECT_EQ(Perform(machine, u"install").status, 9);
   EXPECT_EQ(TracesOf(machine), std::vector<std::string>{});
 }
@@ -119,7 +92,7 @@ TEST(RemovalLifecycle, OfAnUpdatedDeviceLeavesTheEarlierPackage) {
   const RunResult removal = Perform(machine, u"remove");
   EXPECT_EQ(removal.status, 0);
   EXPECT_NE(LastLine(removal).find("1 exact driver package(s)"), std::string::npos);
-  // The earlier package has other bytes: only the INF that it came from can prove it.
+  // The earlier package has different bytes, so only the INF that it came from can identify it.
   EXPECT_EQ(TracesOf(machine), std::vector<std::string>{"package oem3.inf"});
 }
 
@@ -137,7 +110,7 @@ TEST(RemovalLifecycle, ClearsAMachineWithTwoPresentRoots) {
   EXPECT_EQ(Perform(machine, u"install").status, 0) << "the machine can have the device again";
 }
 
-TEST(RemovalLifecycle, OfNothingSaysSoAndChangesNothing) {
+TEST(RemovalLifecycle, OfNothingReportsZeroAndChangesNothing) {
   const Machine before = CleanMachine();
   Machine machine = before;
   for (int round = 0; round < 2; ++round) {
@@ -154,21 +127,21 @@ TEST(RemovalLifecycle, OfNothingSaysSoAndChangesNothing) {
   }
 }
 
-TEST(RemovalLifecycle, GoesOnWhereAHeldDeviceStoppedIt) {
+TEST(RemovalLifecycle, SucceedsOnceAHeldDeviceIsReleased) {
   Machine machine = CleanMachine();
   ASSERT_EQ(Perform(machine, u"install").status, 0);
   const std::vector<std::string> installed = TracesOf(machine);
-  machine.devices.Find(u"ROOT\\MEDIA\\0000")->temper.vetoUntil = machine.clock.tick + 30'000;
+  machine.devices.Find(kRootId)->temper.vetoUntil = machine.clock.tick + 30'000;
   EXPECT_EQ(Perform(machine, u"remove").status, 17);
   EXPECT_EQ(TracesOf(machine), installed) << "endpoints are shown again, nothing is removed";
   EXPECT_EQ(Perform(machine, u"remove").status, 0);
   EXPECT_EQ(TracesOf(machine), std::vector<std::string>{});
 }
 
-TEST(RemovalLifecycle, EndsAfterTheRestartThatItNeeded) {
+TEST(RemovalLifecycle, CompletesAfterTheRestartThatItNeeded) {
   Machine machine = CleanMachine();
   ASSERT_EQ(Perform(machine, u"install").status, 0);
-  DeviceTemper& temper = machine.devices.Find(u"ROOT\\MEDIA\\0000")->temper;
+  DeviceTemper& temper = machine.devices.Find(kRootId)->temper;
   temper.removeNeedsRestart = true;
   temper.removeKeepsNodeUntilRestart = true;
   EXPECT_EQ(Perform(machine, u"remove").status, 10);

@@ -1,6 +1,8 @@
-// Whole lives of a machine: installed, updated, rolled back, restarted, crashed.
+// Lifecycles of a machine: installed, updated, rolled back, restarted, crashed.
 
 #include "tests/scenarios/lifecycle.h"
+#include "tests/support/machine_view.h"
+#include "tests/support/world.h"
 
 #include <gtest/gtest.h>
 
@@ -67,7 +69,7 @@ Fault KillAfter(std::string call, std::uint32_t nth = 1) {
   return fault;
 }
 
-TEST(Lifecycle, InstallUpdateAndAFailedThirdThatIsRolledBack) {
+TEST(Lifecycle, AFailedThirdVersionIsRolledBackToTheSecond) {
   Lifecycle life(MachineWithPackages(nullptr, [](DriverImage& image) { image.lifecycleAbi = 2; }));
 
   ExpectRun(life.Install(kFirstInf), kExitOk,
@@ -108,7 +110,7 @@ TEST(Lifecycle, ASecondInstallOfTheSamePackageRetiresTheJournalAndLeavesTheDevic
   }
 }
 
-TEST(Lifecycle, AnUpdateThatWindowsDefersIsTakenBackAndSurvivesTheRestart) {
+TEST(Lifecycle, ADeferredUpdateIsRolledBackAndStaysSoAfterTheRestart) {
   Lifecycle life(MachineWithPackages([](DriverImage& image) { image.needsRestart = true; }));
   life.Install(kFirstInf);
 
@@ -125,11 +127,11 @@ TEST(Lifecycle, AnUpdateThatWindowsDefersIsTakenBackAndSurvivesTheRestart) {
   EXPECT_EQ(life.Install(kFirstInf).status, kExitOk);
 }
 
-TEST(Lifecycle, ADeferredRollbackKeepsItsJournalOverTheRestartAndVerifies) {
+TEST(Lifecycle, ADeferredRollbackKeepsItsJournalAcrossTheRestartAndVerifies) {
   Lifecycle life(MachineWithPackages());
   life.Install(kFirstInf);
   life.Install(kSecondInf);
-  life.DeleteJournal();  // the caller gives the second up
+  life.DeleteJournal();  // the operator abandons the second version
   life.TheMachine().store.updateNeedsRestart = true;
 
   ExpectRun(life.Rollback(kFirstInf), kExitRebootRequired,
@@ -137,7 +139,7 @@ TEST(Lifecycle, ADeferredRollbackKeepsItsJournalOverTheRestartAndVerifies) {
              Err("vorn_devnode: RESULT=REBOOT_REQUIRED - rollback package selected; Windows loads "
                  "it at the next restart")});
   EXPECT_EQ(life.Now(), (Picture{kFirst, kFirst, kSecond, 20, "oem3.inf"}));
-  // Before the restart the second still runs, and nobody is told otherwise.
+  // Before the restart the second version still runs, and verify says so.
   EXPECT_EQ(life.Verify(u"26.8.10.1", u"08/10/2026").status, kExitEndpointsMissing);
 
   life.Restart();
@@ -146,7 +148,7 @@ TEST(Lifecycle, ADeferredRollbackKeepsItsJournalOverTheRestartAndVerifies) {
   EXPECT_EQ(life.Now().journal, kFirst);
 }
 
-TEST(Lifecycle, AFreshInstallThatIsDeferredIsRolledBackOverARestart) {
+TEST(Lifecycle, ADeferredFreshInstallIsRolledBackAcrossARestart) {
   Lifecycle life(MachineWithPackages());
   life.TheMachine().store.updateNeedsRestart = true;
   ExpectRun(
@@ -156,7 +158,7 @@ TEST(Lifecycle, AFreshInstallThatIsDeferredIsRolledBackOverARestart) {
            "rolled back")});
   EXPECT_EQ(life.Now(), (Picture{"none", kFirst, "", 0, "oem3.inf"}));
 
-  // The root is there now, but it never started: what it showed before is nothing.
+  // The root exists now but never started, so its baseline has no endpoints.
   ExpectRun(life.Rollback(kFirstInf), kExitRebootRequired,
             {kPersisted,
              Err("vorn_devnode: RESULT=REBOOT_REQUIRED - rollback package selected; Windows loads "
@@ -164,7 +166,7 @@ TEST(Lifecycle, AFreshInstallThatIsDeferredIsRolledBackOverARestart) {
   life.TheMachine().store.updateNeedsRestart = false;
   life.Restart();
   EXPECT_EQ(life.Now(), (Picture{kFirst, kFirst, kFirst, 20}));
-  // The journal's baseline has no endpoint, and the comparison with it is strict.
+  // The journal's baseline is empty, and the comparison with it is strict.
   EXPECT_EQ(life.Verify(u"26.8.10.1", u"08/10/2026").status, kExitEndpointsMissing);
 }
 
@@ -181,13 +183,13 @@ TEST(Crash, BetweenJournalAndBindLeavesTheOldDriverAndAJournalThatBlocks) {
   EXPECT_TRUE(crash.killed);
   EXPECT_EQ(life.Now(), (Picture{kSecond, kFirst, kFirst, 0}));  // hidden by the dead process
 
-  // What the operator does next: show the endpoints, see that the update did not happen.
+  // The operator then shows the endpoints and finds that the update did not happen.
   ExpectRun(life.Run({u"resume-endpoints"}), kExitOk,
             {Out("vorn_devnode: resume-endpoints: 20 shown, 0 failed")});
   EXPECT_EQ(life.Now(), (Picture{kSecond, kFirst, kFirst, 20}));
   EXPECT_EQ(life.Verify(u"26.8.11.2", u"08/20/2026").status, kExitEndpointsMissing);
 
-  // Nothing is bound while the journal of the candidate stands, not even a rollback.
+  // While the journal of the candidate exists, nothing is bound, not even a rollback.
   for (const bool rollback : {false, true}) {
     const RunResult run = rollback ? life.Rollback(kFirstInf) : life.Install(kSecondInf);
     EXPECT_EQ(run.status, kExitActivationStateBlocks);
@@ -235,56 +237,56 @@ TEST(Crash, OfAFreshInstallBeforeTheDeviceBlocksUntilTheJournalIsRecovered) {
   EXPECT_EQ(life.Now(), (Picture{kFirst, kFirst, kFirst, 20}));
 }
 
-TEST(Crash, OfAFreshInstallBetweenDeviceAndBindIsSoundAfterTwoInstalls) {
+TEST(Crash, OfAFreshInstallBetweenDeviceAndBindIsRepairedByTwoInstalls) {
   Lifecycle life(MachineWithPackages());
   EXPECT_TRUE(
       life.Install(kFirstInf, {.faults = {KillBefore("UpdateDriverForPlugAndPlayDevicesW")}})
           .killed);
   EXPECT_EQ(life.Now(), (Picture{kFirst, "", "", 0}));
-  EXPECT_EQ(tests::RootCount(life.TheMachine()), 1U);
+  EXPECT_EQ(tests::InstalledRootIds(life.TheMachine()).size(), 1U);
   life.DeleteJournal();
 
-  // The device shows endpoints that it did not show before: the first proof is refused, and says
-  // so.
+  // The device publishes endpoints that it did not have before, so the first verification fails and
+  // reports that.
   EXPECT_EQ(life.Install(kFirstInf).status, kExitEndpointsMissing);
   EXPECT_EQ(life.Now(), (Picture{"none", kFirst, kFirst, 20}));
   EXPECT_EQ(life.Install(kFirstInf).status, kExitOk);
   EXPECT_EQ(life.Now(), (Picture{kFirst, kFirst, kFirst, 20}));
 }
 
-TEST(Crash, WhileTheJournalIsWrittenLeavesOneThatBlocksUnread) {
+TEST(Crash, WhileTheJournalIsWrittenLeavesAMalformedOneThatBlocks) {
   Lifecycle life(MachineWithPackages());
   life.Install(kFirstInf);
   life.DeleteJournal();
-  // Three files are copied into the snapshot; the fourth write is the journal's.
+  // Three writes copy files into the snapshot; the fourth writes the journal.
   EXPECT_TRUE(life.Install(kSecondInf, {.faults = {KillBefore("WriteFile", 4)}}).killed);
   EXPECT_EQ(life.Now(), (Picture{"unreadable", kFirst, kFirst, 20}));
   ExpectRun(life.Install(kSecondInf), kExitActivationStateBlocks, {Blocked(0, 12)});
 }
 
-TEST(Crash, LeavesASnapshotThatDoesNotDisturbTheNextRun) {
+TEST(Crash, LeavesASnapshotThatDoesNotAffectTheNextRun) {
   Lifecycle life(MachineWithPackages());
   EXPECT_TRUE(life.Install(kFirstInf, {.faults = {KillBefore("SetupOpenInfFileW")}}).killed);
-  EXPECT_EQ(tests::LeftSnapshots(life.TheMachine()).size(), 1U);
+  EXPECT_EQ(tests::SnapshotFolders(life.TheMachine()).size(), 1U);
   const Machine& machine = life.TheMachine();
-  const auto left = tests::LeftSnapshots(machine);
-  // A run removes its own snapshot and no other.
+  const auto left = tests::SnapshotFolders(machine);
+  // A run deletes only its own snapshot.
   EXPECT_EQ(tests::RunCommand(life.TheMachine(), {u"install", kFirstInf, kSampleJournal}).status,
             kExitOk);
-  EXPECT_EQ(tests::LeftSnapshots(machine), left);
+  EXPECT_EQ(tests::SnapshotFolders(machine), left);
 }
 
 // ------------------------------------------------------------------------------------------------
-// Other worlds.
+// Other machines.
 
-TEST(Lifecycle, HotActivationProvesACandidateWhoseInstallerDied) {
+TEST(Lifecycle, HotActivationVerifiesACandidateWhoseInstallerDied) {
   Lifecycle life(MachineWithPackages());
   life.Install(kFirstInf);
   life.DeleteJournal();
   EXPECT_TRUE(
       life.Install(kSecondInf, {.faults = {KillAfter("UpdateDriverForPlugAndPlayDevicesW")}})
           .killed);
-  // The device is still starting; a minute later it can be restarted in place.
+  // The device is still starting. After a minute it can be restarted in place.
   EXPECT_EQ(life.Run({u"hot-activate", u"26.8.11.2", u"08/20/2026", kSampleJournal}).status,
             kExitHotSwapFailed);
   Advance(life.TheMachine(), 60'000);
@@ -293,7 +295,7 @@ TEST(Lifecycle, HotActivationProvesACandidateWhoseInstallerDied) {
   EXPECT_EQ(life.Now(), (Picture{kSecond, kSecond, kSecond, 20}));
 }
 
-TEST(Lifecycle, EndpointsThatTheUserDisabledStayDisabledOverEveryUpdate) {
+TEST(Lifecycle, EndpointsThatTheUserDisabledStayDisabledAcrossUpdates) {
   Lifecycle life(MachineWithPackages());
   life.Install(kFirstInf);
   tests::DisableEndpoint(life.TheMachine(), {0, 0});
@@ -325,7 +327,7 @@ TEST(Lifecycle, DuplicatesArePrunedAndTheKeptDeviceUpdated) {
   EXPECT_EQ(run.status, kExitOk);
   EXPECT_EQ(ConsoleOf(run).front(),
             Out("vorn_devnode: removed 2 duplicate/ghost Root\\VornAudio devnode(s)"));
-  EXPECT_EQ(tests::RootCount(life.TheMachine()), 1U);
+  EXPECT_EQ(tests::InstalledRootIds(life.TheMachine()).size(), 1U);
   EXPECT_EQ(life.Now(), (Picture{"26.8.11.0", "26.8.11.0", "26.8.11.0", 20}));
 }
 
@@ -334,8 +336,8 @@ TEST(Lifecycle, ARemovalAndANewInstallStartFromNothing) {
   life.Install(kFirstInf);
   const auto ids = EndpointIds(life.TheMachine());
   EXPECT_EQ(life.Run({u"remove", kFirstInf}).status, kExitOk);
-  EXPECT_EQ(life.Now(), (Picture{kFirst, "", "", 0}));  // the journal is not the removal's
-  EXPECT_EQ(tests::RootCount(life.TheMachine()), 0U);
+  EXPECT_EQ(life.Now(), (Picture{kFirst, "", "", 0}));  // a removal leaves the journal alone
+  EXPECT_EQ(tests::InstalledRootIds(life.TheMachine()).size(), 0U);
   life.DeleteJournal();
   EXPECT_EQ(life.Install(kFirstInf).status, kExitOk);
   EXPECT_EQ(life.Now(), (Picture{kFirst, kFirst, kFirst, 20}));

@@ -127,7 +127,7 @@ TEST_F(AudioCatalogCalls, CreateOnlyTheEnumerator) {
 // ------------------------------------------------------------------------------------------------
 // References.
 
-TEST_F(AudioCatalogCalls, CountAnObjectAsOpenUntilItsLastReferenceGoes) {
+TEST_F(AudioCatalogCalls, CountAnObjectAsOpenUntilItsLastRelease) {
   IMMDeviceEnumerator* enumerator = nullptr;
   CoCreateInstance(CLSID_MMDeviceEnumerator, CLSCTX_ALL, IID_IMMDeviceEnumerator,
                    reinterpret_cast<void**>(&enumerator));
@@ -186,8 +186,8 @@ TEST_F(AudioCatalogCalls, LetAKilledProcessReleaseWhatItStillHolds) {
   EXPECT_LT(store.Get()->GetValue(kCable, &value), S_OK);
 }
 
-TEST_F(AudioCatalogCalls, TakeAlongWhatAKilledProcessCanNoLongerGiveBack) {
-  FindEndpoint(machine, kRoot, {0, 0})->cable = CableProperty{VT_LPWSTR, 0};
+TEST_F(AudioCatalogCalls, FreeWhatAKilledProcessCanNoLongerRelease) {
+  FindEndpoint(machine, kRootId, {0, 0})->cable = CableProperty{VT_LPWSTR, 0};
   {
     const auto device = Item(0);
     ComObject<IPropertyStore> store;
@@ -199,8 +199,8 @@ TEST_F(AudioCatalogCalls, TakeAlongWhatAKilledProcessCanNoLongerGiveBack) {
     EXPECT_LT(PropVariantClear(&value), S_OK);
     device.Get()->AddRef();
   }
-  // The string that was not cleared and the device with a reference too many are gone with the
-  // process, which the leak checker sees; the dead have nothing open.
+  // The string that was not cleared and the device with an extra reference are freed with the
+  // process, as the leak checker confirms. A dead process has nothing open.
   EXPECT_TRUE(process.OpenObjects().empty());
 }
 
@@ -217,14 +217,14 @@ TEST_F(AudioCatalogCalls, ListTheEndpointsOfAFlowInCatalogOrder) {
     ASSERT_EQ(collection.Get()->Item(i, device.Receive()), S_OK);
     TaskString id;
     ASSERT_EQ(device.Get()->GetId(id.Receive()), S_OK);
-    EXPECT_EQ(id.Get(), FindEndpoint(machine, kRoot, {i, 1})->id);
+    EXPECT_EQ(id.Get(), FindEndpoint(machine, kRootId, {i, 1})->id);
   }
 }
 
-TEST_F(AudioCatalogCalls, ListOnlyTheStatesThatAreAskedFor) {
-  SetEndpointDisabled(machine, FindEndpoint(machine, kRoot, {0, 0})->id, true);
-  ChangeEndpointVisibility(machine, kRoot, {1, 0}, false);
-  FindEndpoint(machine, kRoot, {2, 0})->state = DEVICE_STATE_UNPLUGGED;
+TEST_F(AudioCatalogCalls, ListOnlyTheRequestedStates) {
+  SetEndpointDisabled(machine, FindEndpoint(machine, kRootId, {0, 0})->id, true);
+  ChangeEndpointVisibility(machine, kRootId, {1, 0}, false);
+  FindEndpoint(machine, kRootId, {2, 0})->state = DEVICE_STATE_UNPLUGGED;
   EXPECT_EQ(Count(eRender, DEVICE_STATE_ACTIVE), 7u);
   EXPECT_EQ(Count(eRender, DEVICE_STATE_DISABLED), 1u);
   EXPECT_EQ(Count(eRender), 8u);
@@ -249,7 +249,7 @@ TEST_F(AudioCatalogCalls, ListNothingWhileAnAudioServiceIsDown) {
   EXPECT_EQ(result, AUDCLNT_E_SERVICE_NOT_RUNNING);
 }
 
-TEST_F(AudioCatalogCalls, FailEachStepOfTheListingAsTheMachineSays) {
+TEST_F(AudioCatalogCalls, FailEachStepOfTheListingAsConfigured) {
   const auto collection = List(eRender);
   machine.audio.countError = E_FAIL;
   std::uint32_t count = 7;
@@ -264,9 +264,9 @@ TEST_F(AudioCatalogCalls, FailEachStepOfTheListingAsTheMachineSays) {
   EXPECT_EQ(result, E_ACCESSDENIED);
 }
 
-TEST_F(AudioCatalogCalls, KeepACollectionAsItWasListed) {
+TEST_F(AudioCatalogCalls, KeepACollectionAsASnapshot) {
   const auto collection = List(eRender);
-  ChangeEndpointVisibility(machine, kRoot, {0, 0}, false);
+  ChangeEndpointVisibility(machine, kRootId, {0, 0}, false);
   std::uint32_t count = 0;
   collection.Get()->GetCount(&count);
   EXPECT_EQ(count, 10u);
@@ -278,7 +278,7 @@ TEST_F(AudioCatalogCalls, KeepACollectionAsItWasListed) {
   EXPECT_EQ(collection.Get()->Item(10, device.Receive()), E_INVALIDARG);
 }
 
-TEST_F(AudioCatalogCalls, TellTwoEndpointsOfOneIdApart) {
+TEST_F(AudioCatalogCalls, DistinguishTwoEndpointsWithTheSameId) {
   machine.audio.endpoints[1].id = machine.audio.endpoints[0].id;
   const auto second = Item(1);
   machine.audio.endpoints[1].state = DEVICE_STATE_DISABLED;
@@ -314,7 +314,7 @@ TEST_F(AudioCatalogCalls, ReadTheCablePropertyInItsType) {
   EXPECT_EQ(Open(ObjectKind::Memory), 0u);
 }
 
-TEST_F(AudioCatalogCalls, ReadAPropertyThatIsNotThereAsEmpty) {
+TEST_F(AudioCatalogCalls, ReadAMissingPropertyAsEmpty) {
   ComObject<IPropertyStore> store;
   Item(0).Get()->OpenPropertyStore(STGM_READ, store.Receive());
   PROPERTYKEY other = kCable;
@@ -338,7 +338,7 @@ TEST_F(AudioCatalogCalls, NameTheFilterThatTheOnlyConnectorLeadsTo) {
   EXPECT_FALSE(id);
 }
 
-TEST_F(AudioCatalogCalls, ActivateNothingButTheTopology) {
+TEST_F(AudioCatalogCalls, ActivateOnlyTheTopology) {
   const auto device = Item(0);
   void* object = &object;
   EXPECT_EQ(device.Get()->Activate(IID_IMMDeviceEnumerator, CLSCTX_ALL, nullptr, &object),
@@ -346,16 +346,16 @@ TEST_F(AudioCatalogCalls, ActivateNothingButTheTopology) {
   EXPECT_EQ(object, nullptr);
 }
 
-TEST_F(AudioCatalogCalls, ActivateADisabledEndpointButNoneThatIsGone) {
+TEST_F(AudioCatalogCalls, ActivateADisabledEndpointButNotAMissingOne) {
   SetEndpointDisabled(machine, machine.audio.endpoints[0].id, true);
   const auto device = Item(0);
   EXPECT_TRUE(Activate(device.Get()));
-  ChangeEndpointVisibility(machine, kRoot, {0, 0}, false);
+  ChangeEndpointVisibility(machine, kRootId, {0, 0}, false);
   EXPECT_FALSE(Activate(device.Get()));
   EXPECT_EQ(result, AUDCLNT_E_DEVICE_INVALIDATED);
 }
 
-TEST_F(AudioCatalogCalls, FailEachStepOfAnEndpointAsTheMachineSays) {
+TEST_F(AudioCatalogCalls, FailEachStepOfAnEndpointAsConfigured) {
   AudioEndpoint& endpoint = machine.audio.endpoints[0];
   const auto device = Item(0);
   const auto topology = Activate(device.Get());
@@ -389,14 +389,14 @@ TEST_F(AudioCatalogCalls, FailEachStepOfAnEndpointAsTheMachineSays) {
   EXPECT_EQ(store.Get()->GetValue(kCable, &value), endpoint.propertyError);
 }
 
-TEST_F(AudioCatalogCalls, GiveANullIdWhereTheMachineSaysSo) {
+TEST_F(AudioCatalogCalls, ReturnANullIdWhereConfigured) {
   machine.audio.endpoints[0].nullId = true;
   TaskString id;
   EXPECT_EQ(Item(0).Get()->GetId(id.Receive()), S_OK);
   EXPECT_FALSE(id);
 }
 
-TEST_F(AudioCatalogCalls, FailEveryStepOnAnEndpointThatIsLost) {
+TEST_F(AudioCatalogCalls, FailEveryStepOnALostEndpoint) {
   const auto device = Item(0);
   LoseEndpoint(machine, machine.audio.endpoints[0].id);
   TaskString id;
@@ -412,7 +412,7 @@ TEST_F(AudioCatalogCalls, FailEveryStepOnAnEndpointThatIsLost) {
 // ------------------------------------------------------------------------------------------------
 // Planned failures.
 
-TEST_F(AudioCatalogCalls, FailByNameAndHandNothingOut) {
+TEST_F(AudioCatalogCalls, FailByNameWithoutHandingOutAnObject) {
   const auto device = Item(0);
   const auto topology = Activate(device.Get());
   ComObject<IConnector> connector;
@@ -443,7 +443,7 @@ TEST_F(AudioCatalogCalls, FailByNameAndHandNothingOut) {
   EXPECT_EQ(Open(ObjectKind::Memory), 0u);
 }
 
-TEST_F(AudioCatalogCalls, TakeBackWhatWasMadeWhenTheCallFailsAllTheSame) {
+TEST_F(AudioCatalogCalls, ReleaseWhatWasCreatedWhenTheCallFailsAfterItsEffect) {
   process.faults.push_back({"*",
                             1,
                             kEveryLaterCall,
@@ -456,7 +456,7 @@ TEST_F(AudioCatalogCalls, TakeBackWhatWasMadeWhenTheCallFailsAllTheSame) {
   EXPECT_TRUE(process.OpenObjects().empty());
 }
 
-TEST_F(AudioCatalogCalls, LieWithSuccessAndNoObject) {
+TEST_F(AudioCatalogCalls, ReportSuccessWithoutAnObject) {
   process.faults.push_back({"*", 1, kEveryLaterCall, FaultKind::SucceedWithoutEffect, 0, 0, {}});
   void* object = &object;
   EXPECT_EQ(
@@ -471,7 +471,7 @@ TEST_F(AudioCatalogCalls, ReadAPlannedErrorCodeAsAFailure) {
   EXPECT_EQ(result, E_ACCESSDENIED);
 }
 
-TEST_F(AudioCatalogCalls, FreeAndLeaveWhateverIsPlannedForThat) {
+TEST_F(AudioCatalogCalls, FreeAndLeaveDespitePlannedFaults) {
   Fail("CoTaskMemFree");
   Fail("CoUninitialize");
   {

@@ -16,7 +16,7 @@ constexpr CableFlow kFirst = {0, 0};
 constexpr CableFlow kFifthCapture = {4, 1};
 
 std::u16string IdOf(Machine& machine, CableFlow cable) {
-  const AudioEndpoint* endpoint = FindEndpoint(machine, kRoot, cable);
+  const AudioEndpoint* endpoint = FindEndpoint(machine, kRootId, cable);
   return endpoint == nullptr ? std::u16string() : endpoint->id;
 }
 
@@ -40,7 +40,7 @@ void Settle(Machine& machine) {
   Advance(machine, 600'000);
 }
 
-/// The state that an endpoint's record tells.
+/// The state in an endpoint's record.
 std::optional<std::uint32_t> RecordState(const Machine& machine, const AudioEndpoint& endpoint) {
   return ReadDword(machine, EndpointRecordPath(endpoint), u"DeviceState");
 }
@@ -50,7 +50,7 @@ std::optional<std::uint32_t> RecordState(const Machine& machine, const AudioEndp
 
 TEST(AudioEndpointBuilder, PublishesOneEndpointForEachPoolEntryAfterItsDelay) {
   Machine machine = StartedMachine();
-  BuildEndpointsSoon(machine, kRoot);
+  BuildEndpointsSoon(machine, kRootId);
   Advance(machine, machine.audio.buildDelay - 1);
   EXPECT_TRUE(machine.audio.endpoints.empty());
   Advance(machine, 1);
@@ -61,7 +61,7 @@ TEST(AudioEndpointBuilder, PublishesOneEndpointForEachPoolEntryAfterItsDelay) {
 
 TEST(AudioEndpointBuilder, GivesAnEndpointItsCableItsFilterAndAnIdOfItsFlow) {
   Machine machine = PublishedMachine();
-  const AudioEndpoint* endpoint = FindEndpoint(machine, kRoot, kFifthCapture);
+  const AudioEndpoint* endpoint = FindEndpoint(machine, kRootId, kFifthCapture);
   ASSERT_NE(endpoint, nullptr);
   EXPECT_TRUE(endpoint->capture);
   EXPECT_EQ(endpoint->cable, (CableProperty{VT_UI4, 4}));
@@ -76,7 +76,7 @@ TEST(AudioEndpointBuilder, HangsAnAudioEndpointChildOnTheDevice) {
   Machine machine = PublishedMachine();
   const Device* child = FindChildDevice(machine, IdOf(machine, kFirst));
   ASSERT_NE(child, nullptr);
-  EXPECT_EQ(child->parent, kRoot);
+  EXPECT_EQ(child->parent, kRootId);
   EXPECT_EQ(child->classGuid, kAudioEndpointClass);
   EXPECT_EQ(child->enumerator, u"SWD");
   EXPECT_TRUE(IsStarted(*child));
@@ -84,7 +84,7 @@ TEST(AudioEndpointBuilder, HangsAnAudioEndpointChildOnTheDevice) {
 
 TEST(AudioEndpointBuilder, KeepsARecordWithTheCableMarker) {
   Machine machine = PublishedMachine();
-  const AudioEndpoint& endpoint = *FindEndpoint(machine, kRoot, kFifthCapture);
+  const AudioEndpoint& endpoint = *FindEndpoint(machine, kRootId, kFifthCapture);
   const std::u16string path = EndpointRecordPath(endpoint);
   EXPECT_EQ(path, u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\MMDevices\\Audio\\Capture\\" +
                       endpoint.id.substr(17));
@@ -96,22 +96,22 @@ TEST(AudioEndpointBuilder, KeepsARecordWithTheCableMarker) {
   EXPECT_EQ(marker->data, (Bytes{4, 0, 0, 0}));
 }
 
-TEST(AudioEndpointBuilder, ChangesNothingThatIsInViewAlready) {
+TEST(AudioEndpointBuilder, LeavesEndpointsInViewUnchanged) {
   Machine machine = PublishedMachine();
   const auto endpoints = machine.audio.endpoints;
-  PublishEndpoints(machine, kRoot);
+  PublishEndpoints(machine, kRootId);
   EXPECT_EQ(machine.audio.endpoints, endpoints);
   EXPECT_EQ(CountStartedChildren(machine), 20u);
 }
 
-TEST(AudioEndpointBuilder, BuildsNothingForADeviceThatIsNotStartedOrIsAnother) {
+TEST(AudioEndpointBuilder, BuildsNothingForAStoppedOrForeignDevice) {
   Machine machine = StartedMachine();
-  machine.devices.Find(kRoot)->problem = CM_PROB_DISABLED;
-  PublishEndpoints(machine, kRoot);
+  machine.devices.Find(kRootId)->problem = CM_PROB_DISABLED;
+  PublishEndpoints(machine, kRootId);
   EXPECT_TRUE(machine.audio.endpoints.empty());
   machine = StartedMachine();
-  machine.devices.Find(kRoot)->resident.reset();
-  PublishEndpoints(machine, kRoot);
+  machine.devices.Find(kRootId)->resident.reset();
+  PublishEndpoints(machine, kRootId);
   PublishEndpoints(machine, u"ROOT\\MEDIA\\0009");
   EXPECT_TRUE(machine.audio.endpoints.empty());
 }
@@ -120,7 +120,7 @@ TEST(AudioEndpointBuilder, WaitsForBothAudioServices) {
   for (const char16_t* stopped : {kEndpointBuilderService, kAudioService}) {
     Machine machine = StartedMachine();
     StopService(machine, stopped);
-    BuildEndpointsSoon(machine, kRoot);
+    BuildEndpointsSoon(machine, kRootId);
     Settle(machine);
     EXPECT_TRUE(machine.audio.endpoints.empty());
     RunService(machine, stopped);
@@ -131,21 +131,21 @@ TEST(AudioEndpointBuilder, WaitsForBothAudioServices) {
   }
 }
 
-TEST(AudioEndpointBuilder, FollowsAPoolThatIsNotComplete) {
-  DriverImage image = SoundImage(u"26.8.10.5");
+TEST(AudioEndpointBuilder, FollowsAnIncompletePool) {
+  DriverImage image = SoundImage(kSampleVersion);
   image.pool.erase(image.pool.begin() + 3);
   image.pool.push_back({12, 0, u"Odd"});
   image.pool.push_back({5, 7, u"Second capture of cable 6"});
   Machine machine = PublishedMachine(image);
   EXPECT_EQ(CountEndpoints(machine, DEVICE_STATE_ACTIVE), 21u);
-  EXPECT_EQ(FindEndpoint(machine, kRoot, {3, 0}), nullptr);
-  EXPECT_NE(FindEndpoint(machine, kRoot, {12, 0}), nullptr);
+  EXPECT_EQ(FindEndpoint(machine, kRootId, {3, 0}), nullptr);
+  EXPECT_NE(FindEndpoint(machine, kRootId, {12, 0}), nullptr);
   EXPECT_EQ(IdsInView(machine).size(), 21u);
 }
 
 TEST(AudioEndpointBuilder, KeepsTheEndpointsOfTwoDevicesApart) {
   Machine machine = PublishedMachine();
-  Device second = *machine.devices.Find(kRoot);
+  Device second = *machine.devices.Find(kRootId);
   second.instanceId = u"ROOT\\MEDIA\\0001";
   machine.devices.Insert(second);
   PublishEndpoints(machine, u"ROOT\\MEDIA\\0001");
@@ -161,7 +161,7 @@ TEST(AudioEndpointBuilder, KeepsTheEndpointsOfTwoDevicesApart) {
 
 TEST(AudioEndpointBuilder, WithdrawsEndpointsButNotTheirRecords) {
   Machine machine = PublishedMachine();
-  WithdrawEndpoints(machine, kRoot);
+  WithdrawEndpoints(machine, kRootId);
   EXPECT_EQ(CountEndpoints(machine, DEVICE_STATE_NOTPRESENT), 20u);
   EXPECT_EQ(machine.devices.devices.size(), 1u);
   for (const AudioEndpoint& endpoint : machine.audio.endpoints)
@@ -180,9 +180,9 @@ TEST(AudioEndpointBuilder, BringsEveryEndpointBackWithItsId) {
   EXPECT_EQ(RecordState(machine, machine.audio.endpoints[0]), DEVICE_STATE_ACTIVE);
 }
 
-TEST(AudioEndpointBuilder, ForgetsTheBuildingOfAnEarlierStart) {
+TEST(AudioEndpointBuilder, DropsTheBuildingOfAnEarlierStart) {
   Machine machine = StartedMachine();
-  BuildEndpointsSoon(machine, kRoot);
+  BuildEndpointsSoon(machine, kRootId);
   Advance(machine, 1000);
   Restart(machine);
   Advance(machine, machine.audio.buildDelay - 1);
@@ -202,18 +202,18 @@ TEST(AudioEndpointBuilder, MintsANewIdWhenTheRecordIsGone) {
   EXPECT_EQ(IdOf(machine, kFifthCapture), fifth);
 }
 
-TEST(AudioEndpointBuilder, DoesNotBringADeletedRecordBackByWithdrawing) {
+TEST(AudioEndpointBuilder, DoesNotRecreateADeletedRecordByWithdrawing) {
   Machine machine = PublishedMachine();
-  const std::u16string path = EndpointRecordPath(*FindEndpoint(machine, kRoot, kFirst));
+  const std::u16string path = EndpointRecordPath(*FindEndpoint(machine, kRootId, kFirst));
   RemoveKeyTree(machine.registry, path);
-  WithdrawEndpoints(machine, kRoot);
+  WithdrawEndpoints(machine, kRootId);
   EXPECT_FALSE(FindKey(machine.registry, path));
 }
 
 // ------------------------------------------------------------------------------------------------
-// What a builder may do wrong.
+// Faulty builders.
 
-TEST(AudioEndpointBuilder, MintsAllOrSomeIdsAnewOnce) {
+TEST(AudioEndpointBuilder, MintsAllOrSomeNewIdsOnce) {
   for (const std::uint32_t count : {20u, 4u}) {
     Machine machine = PublishedMachine();
     const auto before = IdsInView(machine);
@@ -230,27 +230,27 @@ TEST(AudioEndpointBuilder, MintsAllOrSomeIdsAnewOnce) {
   }
 }
 
-TEST(AudioEndpointBuilder, LeavesOutWhatIsNeverPublished) {
+TEST(AudioEndpointBuilder, OmitsEndpointsThatAreNeverPublished) {
   Machine machine = StartedMachine();
   machine.audio.neverPublished = {kFirst};
-  PublishEndpoints(machine, kRoot);
+  PublishEndpoints(machine, kRootId);
   EXPECT_EQ(CountEndpoints(machine, DEVICE_STATE_ACTIVE), 19u);
-  EXPECT_EQ(FindEndpoint(machine, kRoot, kFirst), nullptr);
+  EXPECT_EQ(FindEndpoint(machine, kRootId, kFirst), nullptr);
 }
 
-TEST(AudioEndpointBuilder, PublishesADoubledCableTwiceWithTwoLastingIds) {
+TEST(AudioEndpointBuilder, PublishesADuplicateCableTwiceWithTwoStableIds) {
   Machine machine = StartedMachine();
   machine.audio.doubled = {kFirst};
-  PublishEndpoints(machine, kRoot);
+  PublishEndpoints(machine, kRootId);
   EXPECT_EQ(CountEndpoints(machine, DEVICE_STATE_ACTIVE), 21u);
   const auto before = IdsInView(machine);
   EXPECT_EQ(before.size(), 21u);
   Restart(machine);
   Settle(machine);
   EXPECT_EQ(IdsInView(machine), before);
-  ChangeEndpointVisibility(machine, kRoot, kFirst, false);
+  ChangeEndpointVisibility(machine, kRootId, kFirst, false);
   EXPECT_EQ(CountEndpoints(machine, DEVICE_STATE_ACTIVE), 19u);
-  ChangeEndpointVisibility(machine, kRoot, kFirst, true);
+  ChangeEndpointVisibility(machine, kRootId, kFirst, true);
   EXPECT_EQ(IdsInView(machine), before);
 }
 
@@ -258,7 +258,7 @@ TEST(AudioEndpointBuilder, PublishesSomeEndpointsLaterThanTheOthers) {
   Machine machine = StartedMachine();
   machine.audio.late = {kFirst, kFifthCapture};
   machine.audio.lateDelay = 7000;
-  BuildEndpointsSoon(machine, kRoot);
+  BuildEndpointsSoon(machine, kRootId);
   Advance(machine, machine.audio.buildDelay + 6999);
   EXPECT_EQ(CountEndpoints(machine, DEVICE_STATE_ACTIVE), 18u);
   Advance(machine, 1);
@@ -268,7 +268,7 @@ TEST(AudioEndpointBuilder, PublishesSomeEndpointsLaterThanTheOthers) {
 TEST(AudioEndpointBuilder, LetsChildrenComeLaterOrNever) {
   Machine machine = StartedMachine();
   machine.audio.childDelay = 3000;
-  PublishEndpoints(machine, kRoot);
+  PublishEndpoints(machine, kRootId);
   EXPECT_EQ(CountEndpoints(machine, DEVICE_STATE_ACTIVE), 20u);
   EXPECT_EQ(CountStartedChildren(machine), 0u);
   Advance(machine, 3000);
@@ -280,16 +280,16 @@ TEST(AudioEndpointBuilder, LetsChildrenComeLaterOrNever) {
   EXPECT_EQ(CountStartedChildren(machine), 0u);
 }
 
-TEST(AudioEndpointBuilder, WritesAnotherCablePropertyWhereItIsToldTo) {
+TEST(AudioEndpointBuilder, WritesAnotherCablePropertyWhereConfigured) {
   Machine machine = StartedMachine();
   machine.audio.properties[kFirst] = {VT_I4, 0xFFFFFFFF};
   machine.audio.properties[kFifthCapture] = {VT_LPWSTR, 4};
-  PublishEndpoints(machine, kRoot);
-  const AudioEndpoint& first = *FindEndpoint(machine, kRoot, kFirst);
+  PublishEndpoints(machine, kRootId);
+  const AudioEndpoint& first = *FindEndpoint(machine, kRootId, kFirst);
   EXPECT_EQ(first.cable, (CableProperty{VT_I4, 0xFFFFFFFF}));
   EXPECT_EQ(ReadDword(machine, EndpointRecordPath(first) + u"\\Properties", kCableMarkerName),
             0xFFFFFFFFu);
-  const AudioEndpoint& fifth = *FindEndpoint(machine, kRoot, kFifthCapture);
+  const AudioEndpoint& fifth = *FindEndpoint(machine, kRootId, kFifthCapture);
   EXPECT_EQ(
       FindValue(machine.registry, EndpointRecordPath(fifth) + u"\\Properties", kCableMarkerName)
           ->type,
@@ -299,7 +299,7 @@ TEST(AudioEndpointBuilder, WritesAnotherCablePropertyWhereItIsToldTo) {
 TEST(AudioEndpointBuilder, LetsRecordsOfWithdrawnEndpointsGoIdleLateOrNever) {
   Machine machine = PublishedMachine();
   machine.audio.recordDelay = 4000;
-  WithdrawEndpoints(machine, kRoot);
+  WithdrawEndpoints(machine, kRootId);
   const AudioEndpoint endpoint = machine.audio.endpoints[0];
   Advance(machine, 3999);
   EXPECT_EQ(RecordState(machine, endpoint), DEVICE_STATE_ACTIVE);
@@ -307,7 +307,7 @@ TEST(AudioEndpointBuilder, LetsRecordsOfWithdrawnEndpointsGoIdleLateOrNever) {
   EXPECT_EQ(RecordState(machine, endpoint), DEVICE_STATE_NOTPRESENT);
   machine = PublishedMachine();
   machine.audio.recordsStayActive = true;
-  WithdrawEndpoints(machine, kRoot);
+  WithdrawEndpoints(machine, kRootId);
   Settle(machine);
   EXPECT_EQ(RecordState(machine, endpoint), DEVICE_STATE_ACTIVE);
 }
@@ -320,12 +320,12 @@ TEST(AudioEndpointBuilder, LeavesTheRecordsOfEndpointsThatCameBackActive) {
   EXPECT_EQ(RecordState(machine, machine.audio.endpoints[0]), DEVICE_STATE_ACTIVE);
 }
 
-TEST(AudioEndpointBuilder, WithdrawsInTheMiddleWhenThatIsPlanned) {
+TEST(AudioEndpointBuilder, WithdrawsMidwayWhenPlanned) {
   Machine machine = PublishedMachine();
-  Plan(machine, 5000, EventKind::WithdrawEndpoints, kRoot);
+  Plan(machine, 5000, EventKind::WithdrawEndpoints, kRootId);
   Advance(machine, 5000);
   EXPECT_EQ(CountEndpoints(machine, DEVICE_STATE_NOTPRESENT), 20u);
-  EXPECT_NE(machine.devices.Find(kRoot), nullptr);
+  EXPECT_NE(machine.devices.Find(kRootId), nullptr);
 }
 
 // ------------------------------------------------------------------------------------------------
@@ -348,23 +348,23 @@ TEST(AudioEndpointBuilder, KeepsADisabledEndpointDisabledAcrossARestart) {
   EXPECT_EQ(CountStartedChildren(machine), 20u);
 }
 
-TEST(AudioEndpointBuilder, RemembersTheChoiceOfAnEndpointThatIsOutOfView) {
+TEST(AudioEndpointBuilder, RemembersTheChoiceForAnEndpointOutOfView) {
   Machine machine = PublishedMachine();
   const std::u16string id = IdOf(machine, kFirst);
-  WithdrawEndpoints(machine, kRoot);
+  WithdrawEndpoints(machine, kRootId);
   SetEndpointDisabled(machine, id, true);
   EXPECT_EQ(FindEndpoint(machine, id)->state, DEVICE_STATE_NOTPRESENT);
-  PublishEndpoints(machine, kRoot);
+  PublishEndpoints(machine, kRootId);
   EXPECT_EQ(FindEndpoint(machine, id)->state, DEVICE_STATE_DISABLED);
 }
 
-TEST(AudioEndpointBuilder, ActivatesADisabledEndpointWhereItIsToldTo) {
+TEST(AudioEndpointBuilder, ActivatesADisabledEndpointWhereConfigured) {
   Machine machine = PublishedMachine();
   SetEndpointDisabled(machine, IdOf(machine, kFirst), true);
   machine.audio.activated = {kFirst};
   Restart(machine);
   Settle(machine);
-  EXPECT_EQ(FindEndpoint(machine, kRoot, kFirst)->state, DEVICE_STATE_ACTIVE);
+  EXPECT_EQ(FindEndpoint(machine, kRootId, kFirst)->state, DEVICE_STATE_ACTIVE);
 }
 
 // ------------------------------------------------------------------------------------------------
@@ -374,11 +374,11 @@ TEST(AudioEndpointBuilder, HidesADisabledEndpointAndShowsItDisabled) {
   Machine machine = PublishedMachine();
   const std::u16string id = IdOf(machine, kFirst);
   SetEndpointDisabled(machine, id, true);
-  ChangeEndpointVisibility(machine, kRoot, kFirst, false);
+  ChangeEndpointVisibility(machine, kRootId, kFirst, false);
   EXPECT_EQ(FindEndpoint(machine, id)->state, DEVICE_STATE_NOTPRESENT);
   EXPECT_EQ(RecordState(machine, *FindEndpoint(machine, id)), DEVICE_STATE_NOTPRESENT);
   EXPECT_EQ(FindChildDevice(machine, id), nullptr);
-  ChangeEndpointVisibility(machine, kRoot, kFirst, true);
+  ChangeEndpointVisibility(machine, kRootId, kFirst, true);
   EXPECT_EQ(FindEndpoint(machine, id)->state, DEVICE_STATE_DISABLED);
   EXPECT_EQ(FindChildDevice(machine, id)->problem, CM_PROB_DISABLED);
 }
@@ -387,35 +387,35 @@ TEST(AudioEndpointBuilder, HidesAllTwentyAndShowsThemAgain) {
   Machine machine = PublishedMachine();
   const auto before = machine.audio.endpoints;
   for (std::uint32_t i = 0; i < 20; ++i)
-    ChangeEndpointVisibility(machine, kRoot, {i % 10, i / 10}, false);
+    ChangeEndpointVisibility(machine, kRootId, {i % 10, i / 10}, false);
   EXPECT_EQ(CountEndpoints(machine, DEVICE_STATE_NOTPRESENT), 20u);
   EXPECT_EQ(CountStartedChildren(machine), 0u);
   for (std::uint32_t i = 0; i < 20; ++i)
-    ChangeEndpointVisibility(machine, kRoot, {i % 10, i / 10}, true);
+    ChangeEndpointVisibility(machine, kRootId, {i % 10, i / 10}, true);
   EXPECT_EQ(machine.audio.endpoints, before);
   EXPECT_EQ(CountStartedChildren(machine), 20u);
 }
 
-TEST(AudioEndpointBuilder, DoesNotBuildWhatIsHidden) {
+TEST(AudioEndpointBuilder, DoesNotBuildHiddenEndpoints) {
   Machine machine = StartedMachine();
-  ChangeEndpointVisibility(machine, kRoot, kFirst, false);
-  PublishEndpoints(machine, kRoot);
+  ChangeEndpointVisibility(machine, kRootId, kFirst, false);
+  PublishEndpoints(machine, kRootId);
   EXPECT_EQ(CountEndpoints(machine, DEVICE_STATE_ACTIVE), 19u);
-  ChangeEndpointVisibility(machine, kRoot, kFirst, true);
+  ChangeEndpointVisibility(machine, kRootId, kFirst, true);
   EXPECT_EQ(CountEndpoints(machine, DEVICE_STATE_ACTIVE), 20u);
 }
 
-TEST(AudioEndpointBuilder, ShowsNothingBeforeItsTime) {
+TEST(AudioEndpointBuilder, ShowsNothingBeforeItsDelay) {
   Machine machine = StartedMachine();
-  BuildEndpointsSoon(machine, kRoot);
-  ChangeEndpointVisibility(machine, kRoot, kFirst, true);
+  BuildEndpointsSoon(machine, kRootId);
+  ChangeEndpointVisibility(machine, kRootId, kFirst, true);
   EXPECT_TRUE(machine.audio.endpoints.empty());
   Settle(machine);
   EXPECT_EQ(CountEndpoints(machine, DEVICE_STATE_ACTIVE), 20u);
 }
 
 // ------------------------------------------------------------------------------------------------
-// Others' hands.
+// Foreign endpoints and losses.
 
 TEST(AudioEndpointBuilder, LeavesForeignEndpointsAlone) {
   Machine machine = PublishedMachine();
@@ -427,7 +427,7 @@ TEST(AudioEndpointBuilder, LeavesForeignEndpointsAlone) {
   EXPECT_EQ(
       FindValue(machine.registry, EndpointRecordPath(before) + u"\\Properties", kCableMarkerName),
       nullptr);
-  WithdrawEndpoints(machine, kRoot);
+  WithdrawEndpoints(machine, kRootId);
   EXPECT_EQ(*FindEndpoint(machine, id), before);
   EXPECT_NE(FindChildDevice(machine, id), nullptr);
   EXPECT_EQ(RecordState(machine, before), DEVICE_STATE_ACTIVE);
@@ -435,7 +435,7 @@ TEST(AudioEndpointBuilder, LeavesForeignEndpointsAlone) {
 
 TEST(AudioEndpointBuilder, LosesAnEndpointWithItsChildButNotItsRecord) {
   Machine machine = PublishedMachine();
-  const AudioEndpoint lost = *FindEndpoint(machine, kRoot, kFirst);
+  const AudioEndpoint lost = *FindEndpoint(machine, kRootId, kFirst);
   LoseEndpoint(machine, lost.id);
   EXPECT_EQ(FindEndpoint(machine, lost.id), nullptr);
   EXPECT_EQ(FindChildDevice(machine, lost.id), nullptr);

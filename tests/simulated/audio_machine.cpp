@@ -5,10 +5,13 @@
 #include "platform/config_manager.h"
 #include "platform/simulated/device_io.h"
 #include "platform/simulated/endpoint_builder.h"
+#include "tests/support/sample.h"
 
 #include <algorithm>
 
 namespace vorn::platform::simulated {
+
+using tests::kSampleHardwareId;
 
 Machine StartedMachine(DriverImage image) {
   Machine machine;
@@ -16,10 +19,10 @@ Machine StartedMachine(DriverImage image) {
   machine.services[kAudioService] = {};
   MakeEndpointRecordKeys(machine);
   Device root;
-  root.instanceId = kRoot;
+  root.instanceId = kRootId;
   root.enumerator = u"ROOT";
   root.classGuid = kMediaClass;
-  root.hardwareIds = {u"Root\\VornAudio"};
+  root.hardwareIds = {kSampleHardwareId};
   root.status = DN_STARTED;
   root.interfaces = {{kControlInterfaceClass, kControlPath}, {kAudioInterfaceClass, kAudioPath}};
   root.resident = std::move(image);
@@ -29,22 +32,22 @@ Machine StartedMachine(DriverImage image) {
 
 Machine PublishedMachine(DriverImage image) {
   Machine machine = StartedMachine(std::move(image));
-  PublishEndpoints(machine, kRoot);
+  PublishEndpoints(machine, kRootId);
   return machine;
 }
 
 void Restart(Machine& machine, DriverImage image) {
-  EndControlSessions(*machine.devices.Find(kRoot));
-  WithdrawEndpoints(machine, kRoot);
-  machine.devices.Find(kRoot)->resident = std::move(image);
-  BuildEndpointsSoon(machine, kRoot);
+  EndControlSessions(*machine.devices.Find(kRootId));
+  WithdrawEndpoints(machine, kRootId);
+  machine.devices.Find(kRootId)->resident = std::move(image);
+  BuildEndpointsSoon(machine, kRootId);
 }
 
 std::size_t CountEndpoints(const Machine& machine, std::uint32_t stateMask) {
   const auto& endpoints = machine.audio.endpoints;
   return static_cast<std::size_t>(
       std::count_if(endpoints.begin(), endpoints.end(), [&](const AudioEndpoint& endpoint) {
-        return endpoint.root == kRoot && (endpoint.state & stateMask) != 0;
+        return endpoint.root == kRootId && (endpoint.state & stateMask) != 0;
       }));
 }
 
@@ -52,7 +55,7 @@ std::size_t CountStartedChildren(const Machine& machine) {
   const auto& devices = machine.devices.devices;
   return static_cast<std::size_t>(std::count_if(
       devices.begin(), devices.end(),
-      [](const Device& device) { return device.parent == kRoot && IsStarted(device); }));
+      [](const Device& device) { return device.parent == kRootId && IsStarted(device); }));
 }
 
 const Device* FindChildDevice(const Machine& machine, std::u16string_view endpointId) {

@@ -36,11 +36,11 @@ TEST_F(ServiceCalls, FindAServiceInAnyCase) {
   EXPECT_TRUE(OpenToStart(u"AUDIOSRV"));
 }
 
-TEST_F(ServiceCalls, RefuseToStartWhatRuns) {
+TEST_F(ServiceCalls, RefuseToStartARunningService) {
   EXPECT_EQ(Start(kAudioService), ERROR_SERVICE_ALREADY_RUNNING);
 }
 
-TEST_F(ServiceCalls, FindNoServiceThatIsNotThere) {
+TEST_F(ServiceCalls, DoNotFindAMissingService) {
   machine.services.erase(kAudioService);
   EXPECT_FALSE(OpenToStart(kAudioService));
   EXPECT_EQ(GetLastError(), ERROR_SERVICE_DOES_NOT_EXIST);
@@ -48,7 +48,7 @@ TEST_F(ServiceCalls, FindNoServiceThatIsNotThere) {
   EXPECT_EQ(GetLastError(), ERROR_INVALID_NAME);
 }
 
-TEST_F(ServiceCalls, FailEachStepAsTheMachineSays) {
+TEST_F(ServiceCalls, FailEachStepAsConfigured) {
   StopService(machine, kEndpointBuilderService);
   machine.services[kEndpointBuilderService].startError = ERROR_SERVICE_DISABLED;
   EXPECT_EQ(Start(kEndpointBuilderService), ERROR_SERVICE_DISABLED);
@@ -61,7 +61,7 @@ TEST_F(ServiceCalls, FailEachStepAsTheMachineSays) {
   EXPECT_EQ(GetLastError(), 1722u);
 }
 
-TEST_F(ServiceCalls, AskTheHandleForTheRightToStart) {
+TEST_F(ServiceCalls, RequireTheRightToStart) {
   const ServiceHandle manager = Manager();
   const ServiceHandle service(OpenServiceW(manager.Get(), kAudioService, 0));
   StopService(machine, kAudioService);
@@ -70,7 +70,7 @@ TEST_F(ServiceCalls, AskTheHandleForTheRightToStart) {
   EXPECT_FALSE(IsRunning(machine, kAudioService));
 }
 
-TEST_F(ServiceCalls, TellManagersFromServices) {
+TEST_F(ServiceCalls, DistinguishManagersFromServices) {
   const ServiceHandle manager = Manager();
   const ServiceHandle service = OpenToStart(kAudioService);
   EXPECT_FALSE(StartServiceW(manager.Get()));
@@ -88,7 +88,7 @@ TEST_F(ServiceCalls, CloseAHandleOnce) {
   EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
 }
 
-TEST_F(ServiceCalls, StartTheServiceThatAnotherDependsOnFirst) {
+TEST_F(ServiceCalls, StartADependencyFirst) {
   StopService(machine, kEndpointBuilderService);
   StopService(machine, kAudioService);
   EXPECT_EQ(Start(kAudioService), ERROR_SUCCESS);
@@ -102,14 +102,14 @@ TEST_F(ServiceCalls, StartTheServiceThatAnotherDependsOnFirst) {
   EXPECT_FALSE(IsRunning(machine, kAudioService));
 }
 
-TEST_F(ServiceCalls, LetTheBuilderTurnToADeviceThatWaits) {
+TEST_F(ServiceCalls, LetTheBuilderServeAWaitingDevice) {
   StopService(machine, kAudioService);
   EXPECT_EQ(Start(kAudioService), ERROR_SUCCESS);
   Advance(machine, machine.audio.buildDelay);
   EXPECT_EQ(CountEndpoints(machine, 1), 20u);
 }
 
-TEST_F(ServiceCalls, RunWhatCanRunWithTheMachine) {
+TEST_F(ServiceCalls, RunWithTheMachineAfterARestart) {
   StopService(machine, kEndpointBuilderService);
   StopService(machine, kAudioService);
   machine.services[kAudioService].startError = ERROR_SERVICE_DISABLED;
@@ -118,7 +118,7 @@ TEST_F(ServiceCalls, RunWhatCanRunWithTheMachine) {
   EXPECT_FALSE(IsRunning(machine, kAudioService));
 }
 
-TEST_F(ServiceCalls, KeepNoHandleOfAnOpenThatWasMadeToFail) {
+TEST_F(ServiceCalls, KeepNoHandleOfAFailedOpen) {
   process.faults.push_back({"*", 1, kEveryLaterCall, FaultKind::FailAfterEffect, 8, 0, {}});
   EXPECT_FALSE(Manager());
   EXPECT_EQ(GetLastError(), 8u);

@@ -52,7 +52,7 @@ TEST_F(ConsoleStreams, AreSilentInADeadProcess) {
   EXPECT_TRUE(TheProcess().console.empty());
 }
 
-TEST_F(LogStreams, BeginANewFileWithAByteOrderMarkAndEndLinesAsWindowsDoes) {
+TEST_F(LogStreams, StartANewFileWithAByteOrderMarkAndUseWindowsLineEnds) {
   EXPECT_EQ(LogOf(u"one\ntwo\n"), std::string(kMark) + "one\r\ntwo\r\n");
   EXPECT_EQ(LogOf(u"three\n"), std::string(kMark) + "one\r\ntwo\r\nthree\r\n");
 }
@@ -61,14 +61,14 @@ TEST_F(LogStreams, WriteUtf8) {
   EXPECT_EQ(LogOf(u"\u00E9\U0001D11E"), std::string(kMark) + "\xC3\xA9\xF0\x9D\x84\x9E");
 }
 
-TEST_F(LogStreams, MarkAnEmptyFileAndLeaveOneWithoutMarkAsItIs) {
+TEST_F(LogStreams, MarkAnEmptyFileButNotOneWithContent) {
   PutFile(Files(), u"C:\\logs\\x.log", std::string_view(""));
   EXPECT_EQ(LogOf(u"x"), std::string(kMark) + "x");
   PutFile(Files(), u"C:\\logs\\x.log", std::string_view("old\r\n"));
   EXPECT_EQ(LogOf(u"x"), "old\r\nx");
 }
 
-TEST_F(LogStreams, GoOnInTheEncodingThatAFileIsMarkedWith) {
+TEST_F(LogStreams, ContinueInTheEncodingOfTheMark) {
   PutFile(Files(), u"C:\\logs\\x.log", std::string_view("\xFF\xFE"));
   EXPECT_EQ(LogOf(u"a\n"), std::string("\xFF\xFE"
                                        "a\0\r\0\n\0",
@@ -77,7 +77,7 @@ TEST_F(LogStreams, GoOnInTheEncodingThatAFileIsMarkedWith) {
   EXPECT_EQ(OpenLog(), nullptr);
 }
 
-TEST_F(LogStreams, ReachTheDiskWhenTheyClose) {
+TEST_F(LogStreams, ReachTheDiskOnClose) {
   WideStream* stream = OpenLog();
   fputws(u"kept\n", stream);
   EXPECT_EQ(Content(u"C:\\logs\\x.log"), kMark);
@@ -106,7 +106,7 @@ TEST_F(LogStreams, CountAsStreamsAndNotAsHandles) {
   EXPECT_LT(fputws(u"x", stream), 0);
 }
 
-TEST_F(LogStreams, ShareWithOtherWritersAndWithNobodyWhoForbidsIt) {
+TEST_F(LogStreams, ShareWithOtherWritersUnlessTheyForbidIt) {
   PutFile(Files(), u"C:\\logs\\x.log", std::string_view("x"));
   const std::uint64_t writer =
       HoldOpen(Files(), u"C:\\logs\\x.log", GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE);
@@ -123,7 +123,7 @@ struct NoLog {
   std::uint32_t error;
 };
 
-TEST_F(LogStreams, DoNotOpenWhereAFileCannotBeWritten) {
+TEST_F(LogStreams, DoNotOpenUnwritableFiles) {
   const NoLog cases[] = {
       {"read-only",
        [](FileSystem& files) {
@@ -157,7 +157,7 @@ TEST_F(LogStreams, DoNotOpenWhereAFileCannotBeWritten) {
   }
 }
 
-TEST_F(LogStreams, WriteWhereTheyMayNotRead) {
+TEST_F(LogStreams, WriteWithoutReadAccess) {
   PutFile(Files(), u"C:\\logs\\x.log", std::string_view("x"));
   NodeAt(Files(), u"C:\\logs\\x.log").security = *ParseSddl(u"O:SYD:P(A;;FW;;;BA)(A;;0x80;;;BA)");
   EXPECT_EQ(LogOf(u"y"), "xy");
@@ -181,14 +181,14 @@ TEST_F(LogStreams, FailToCloseWhenTheDiskIsFull) {
   EXPECT_EQ(Content(u"C:\\logs\\x.log"), kMark);
 }
 
-TEST_F(LogStreams, AreOpenedInTheOneModeThatIsKnown) {
+TEST_F(LogStreams, AcceptASingleMode) {
   TheProcess();
   EXPECT_EQ(_wfsopen(u"C:\\logs\\x.log", u"w, ccs=UTF-8", _SH_DENYNO), nullptr);
   EXPECT_EQ(_wfsopen(u"C:\\logs\\x.log", kMode, 0x99), nullptr);
   EXPECT_FALSE(Exists(u"C:\\logs\\x.log"));
 }
 
-TEST_F(LogStreams, InheritTheFoldersSecurity) {
+TEST_F(LogStreams, InheritSecurityFromTheFolder) {
   LogOf(u"x");
   EXPECT_EQ(NodeAt(Files(), u"C:\\logs\\x.log").security,
             InheritFrom(NodeAt(Files(), u"C:\\logs").security, false, kAdministrators));

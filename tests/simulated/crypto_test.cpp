@@ -49,7 +49,7 @@ class Crypto : public ::testing::Test {
   std::vector<std::uint8_t> object;
 };
 
-TEST(Sha256Hex, GivesTheDigestOfAContent) {
+TEST(Sha256Hex, ReturnsTheDigestOfItsInput) {
   EXPECT_EQ(Sha256Hex({}), "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
   EXPECT_EQ(Sha256Hex({'a', 'b', 'c'}),
             "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
@@ -68,13 +68,13 @@ TEST_F(Crypto, HashesInPieces) {
   EXPECT_EQ(digest[31], 0xAD);
 }
 
-TEST_F(Crypto, KnowsOnlySha256) {
+TEST_F(Crypto, SupportsOnlySha256) {
   BCRYPT_ALG_HANDLE other = algorithm;
   EXPECT_EQ(BCryptOpenAlgorithmProvider(&other, u"MD5"), STATUS_NOT_FOUND);
   EXPECT_EQ(other, algorithm) << "untouched";
 }
 
-TEST_F(Crypto, HasNoOtherPropertyAndNeedsRoom) {
+TEST_F(Crypto, HasOnePropertyAndChecksTheBuffer) {
   std::uint32_t value = 7;
   std::uint32_t written = 7;
   auto* bytes = reinterpret_cast<std::uint8_t*>(&value);
@@ -86,7 +86,7 @@ TEST_F(Crypto, HasNoOtherPropertyAndNeedsRoom) {
             STATUS_INVALID_HANDLE);
 }
 
-TEST_F(Crypto, WantsTheWholeHashObject) {
+TEST_F(Crypto, RequiresTheWholeHashObject) {
   std::vector<std::uint8_t> small(Length(BCRYPT_OBJECT_LENGTH) - 1);
   BCRYPT_HASH_HANDLE hash = nullptr;
   EXPECT_EQ(
@@ -95,7 +95,7 @@ TEST_F(Crypto, WantsTheWholeHashObject) {
   EXPECT_EQ(hash, nullptr);
 }
 
-TEST_F(Crypto, GivesTheDigestOnceAndOnlyWhole) {
+TEST_F(Crypto, ReturnsTheDigestOnceAndOnlyWhole) {
   const BCRYPT_HASH_HANDLE hash = NewHash();
   std::array<std::uint8_t, 33> digest = {};
   EXPECT_EQ(BCryptFinishHash(hash, digest.data(), 31), STATUS_INVALID_PARAMETER);
@@ -105,7 +105,7 @@ TEST_F(Crypto, GivesTheDigestOnceAndOnlyWhole) {
   EXPECT_EQ(BCryptHashData(hash, digest.data(), 1), STATUS_INVALID_HANDLE);
 }
 
-TEST_F(Crypto, CountsWhatIsOpenAndClosesItOnce) {
+TEST_F(Crypto, CountsOpenObjectsAndClosesThemOnce) {
   const BCRYPT_HASH_HANDLE hash = NewHash();
   EXPECT_EQ(OpenHashObjects(), 2U);
   EXPECT_EQ(BCryptCloseAlgorithmProvider(reinterpret_cast<BCRYPT_ALG_HANDLE>(hash)),
@@ -127,7 +127,7 @@ TEST_F(Crypto, LeavesTheLastErrorAlone) {
   EXPECT_EQ(process.lastError, 1234U);
 }
 
-TEST_F(Crypto, DrawsTheSameRandomBytesFromTheSameMachine) {
+TEST_F(Crypto, ReturnsTheSameRandomBytesOnTheSameMachine) {
   const Machine same = machine;
   std::array<std::uint8_t, 16> first = {};
   ASSERT_EQ(BCryptGenRandom(nullptr, first.data(), 16, BCRYPT_USE_SYSTEM_PREFERRED_RNG),
@@ -139,7 +139,7 @@ TEST_F(Crypto, DrawsTheSameRandomBytesFromTheSameMachine) {
   EXPECT_EQ(first, again);
 }
 
-TEST_F(Crypto, NeverDrawsTheSameTwice) {
+TEST_F(Crypto, NeverReturnsTheSameBytesTwice) {
   std::set<std::array<std::uint8_t, 16>> drawn;
   for (int i = 0; i < 1000; ++i) {
     std::array<std::uint8_t, 16> bytes = {};
@@ -150,7 +150,7 @@ TEST_F(Crypto, NeverDrawsTheSameTwice) {
   EXPECT_EQ(drawn.size(), 1000U);
 }
 
-TEST_F(Crypto, WritesExactlyTheRandomBytesAskedFor) {
+TEST_F(Crypto, WritesExactlyTheRequestedRandomBytes) {
   std::array<std::uint8_t, 13> bytes = {};
   ASSERT_EQ(BCryptGenRandom(nullptr, bytes.data(), 11, BCRYPT_USE_SYSTEM_PREFERRED_RNG),
             STATUS_SUCCESS);
@@ -160,7 +160,7 @@ TEST_F(Crypto, WritesExactlyTheRandomBytesAskedFor) {
             STATUS_INVALID_PARAMETER);
 }
 
-TEST_F(Crypto, FailsWithTheStatusThatIsPlanned) {
+TEST_F(Crypto, FailsWithThePlannedStatus) {
   Fault fault;
   fault.call = "BCryptGenRandom";
   fault.error = 0xC0000001;

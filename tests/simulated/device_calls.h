@@ -1,13 +1,13 @@
 #pragma once
 
-// Short forms of the platform's device calls for tests: one line each, failing the test where a
-// call that must work does not.
+// Short forms of the platform's device calls. A call that must succeed and does not fails the test.
 
 #include "platform/config_manager.h"
 #include "platform/device_setup.h"
 #include "platform/last_error.h"
 #include "platform/simulated/machine.h"
 #include "platform/simulated/process.h"
+#include "tests/support/sample.h"
 
 #include <cstring>
 #include <gtest/gtest.h>
@@ -16,10 +16,6 @@
 #include <vector>
 
 namespace vorn::tests {
-
-inline constexpr char16_t kRoot[] = u"ROOT\\MEDIA\\0000";
-inline constexpr char16_t kHardwareId[] = u"Root\\VornAudio";
-inline constexpr char16_t kSampleInf[] = u"C:\\pkg\\driver\\vorn_audio.inf";
 
 /// A machine with a current process.
 struct World {
@@ -55,7 +51,7 @@ inline std::u16string InstanceIdOf(platform::HDEVINFO list,
   return id;
 }
 
-/// The ids of a list in its order; the enumeration must end as documented.
+/// The ids in a list, in order; the enumeration must end as documented.
 inline std::vector<std::u16string> IdsOf(platform::HDEVINFO list) {
   std::vector<std::u16string> ids;
   platform::SP_DEVINFO_DATA device = EmptyDevice();
@@ -75,7 +71,7 @@ inline platform::SP_DEVINFO_DATA ElementOf(platform::HDEVINFO list, std::u16stri
   return EmptyDevice();
 }
 
-/// The live node of a device; 0 when it has none.
+/// The device node of a device; 0 when it has none.
 inline platform::DEVINST NodeOf(const char16_t* id) {
   platform::DEVINST node = 0;
   return platform::CM_Locate_DevNodeW(&node, id, 0) == platform::CR_SUCCESS ? node : 0;
@@ -92,11 +88,12 @@ inline NodeState StateOf(platform::DEVINST node) {
   return state;
 }
 
-/// Binds the package of `inf` with force; nothing when that fails.
+/// Binds the package of `inf` with force and returns whether a restart is needed; nothing on
+/// failure.
 inline std::optional<bool> Update(const char16_t* inf) {
   bool restart = false;
   const bool updated = platform::UpdateDriverForPlugAndPlayDevicesW(
-      kHardwareId, inf, platform::INSTALLFLAG_FORCE, &restart);
+      kSampleHardwareId, inf, platform::INSTALLFLAG_FORCE, &restart);
   return updated ? std::optional(restart) : std::nullopt;
 }
 

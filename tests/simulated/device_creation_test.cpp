@@ -3,6 +3,7 @@
 #include "platform/simulated/config_manager_values.h"
 #include "platform/simulated/error_values.h"
 #include "tests/simulated/device_calls.h"
+#include "tests/support/sample.h"
 
 namespace vorn::tests {
 
@@ -30,25 +31,25 @@ constexpr std::u16string_view kHardwareIdList(u"Root\\VornAudio\0\0", 16);
 TEST(DeviceCreation, GeneratesTheFirstFreeId) {
   World world(CleanMachine());
   const HDEVINFO list = SetupDiCreateDeviceInfoList(&kMediaClass);
-  EXPECT_EQ(InstanceIdOf(list, *Create(list)), u"ROOT\\MEDIA\\0000");
+  EXPECT_EQ(InstanceIdOf(list, *Create(list)), kRootId);
   EXPECT_EQ(InstanceIdOf(list, *Create(list)), u"ROOT\\MEDIA\\0001") << "also within one list";
 }
 
-TEST(DeviceCreation, PassesOverAbsentDevicesAndFillsGaps) {
+TEST(DeviceCreation, SkipsAbsentDevicesAndFillsGaps) {
   World world(DuplicatesMachine());
-  RemoveDeviceNode(world.machine, kRoot);
+  RemoveDeviceNode(world.machine, kRootId);
   const HDEVINFO list = SetupDiCreateDeviceInfoList(&kMediaClass);
-  EXPECT_EQ(InstanceIdOf(list, *Create(list)), u"ROOT\\MEDIA\\0000");
+  EXPECT_EQ(InstanceIdOf(list, *Create(list)), kRootId);
   EXPECT_EQ(InstanceIdOf(list, *Create(list)), u"ROOT\\MEDIA\\0003");
 }
 
 TEST(DeviceCreation, WritesTheIdInUpperCase) {
   World world(CleanMachine());
   const HDEVINFO list = SetupDiCreateDeviceInfoList(&kMediaClass);
-  EXPECT_EQ(InstanceIdOf(list, *Create(list, u"media")), u"ROOT\\MEDIA\\0000");
+  EXPECT_EQ(InstanceIdOf(list, *Create(list, u"media")), kRootId);
 }
 
-TEST(DeviceCreation, PutsNothingIntoTheTree) {
+TEST(DeviceCreation, AddsNothingToTheTree) {
   World world(CleanMachine());
   const auto before = world.machine.devices;
   const HDEVINFO list = SetupDiCreateDeviceInfoList(&kMediaClass);
@@ -67,10 +68,10 @@ TEST(DeviceCreation, IsForgottenWithItsListUnlessRegistered) {
   EXPECT_EQ(world.machine.devices, before);
 }
 
-TEST(DeviceCreation, RefusesNamesThatAreNone) {
+TEST(DeviceCreation, RefusesInvalidNames) {
   World world(CleanMachine());
   const HDEVINFO list = SetupDiCreateDeviceInfoList(&kMediaClass);
-  for (const char16_t* name : {u"", u"A\\B", u"ROOT\\MEDIA\\0000"}) {
+  for (const char16_t* name : {u"", u"A\\B", kRootId}) {
     EXPECT_FALSE(Create(list, name));
     EXPECT_EQ(GetLastError(), ERROR_INVALID_DEVINST_NAME);
   }
@@ -80,27 +81,27 @@ TEST(DeviceCreation, RefusesNamesThatAreNone) {
   EXPECT_EQ(GetLastError(), ERROR_INVALID_FLAGS);
 }
 
-TEST(DeviceCreation, TakesAWholeIdThatIsFree) {
+TEST(DeviceCreation, AcceptsACompleteIdThatIsFree) {
   World world(InstalledMachine());
   const HDEVINFO list = SetupDiCreateDeviceInfoList(nullptr);
   EXPECT_EQ(InstanceIdOf(list, *Create(list, u"ROOT\\MEDIA\\0042", 0)), u"ROOT\\MEDIA\\0042");
-  EXPECT_FALSE(Create(list, kRoot, 0));
+  EXPECT_FALSE(Create(list, kRootId, 0));
   EXPECT_EQ(GetLastError(), ERROR_DEVINST_ALREADY_EXISTS);
 }
 
-TEST(DeviceCreation, RefusesAClassThatIsNotTheLists) {
+TEST(DeviceCreation, RefusesAClassOtherThanTheLists) {
   World world(CleanMachine());
   const HDEVINFO list = SetupDiCreateDeviceInfoList(&kAudioEndpointClass);
   EXPECT_FALSE(Create(list));
   EXPECT_EQ(GetLastError(), ERROR_CLASS_MISMATCH);
 }
 
-TEST(DeviceCreation, TakesOnlyAWholeMultiString) {
+TEST(DeviceCreation, AcceptsOnlyACompleteMultiString) {
   World world(CleanMachine());
   const HDEVINFO list = SetupDiCreateDeviceInfoList(&kMediaClass);
   const SP_DEVINFO_DATA device = *Create(list);
   const std::u16string_view malformed[] = {
-      std::u16string_view(u"Root\\VornAudio", 14), std::u16string_view(u"Root\\VornAudio\0", 15),
+      std::u16string_view(kSampleHardwareId, 14), std::u16string_view(u"Root\\VornAudio\0", 15),
       std::u16string_view(u"\0", 1), std::u16string_view(u"\0\0", 2),
       std::u16string_view(u"A\0\0B\0\0", 6)};
   for (const std::u16string_view text : malformed) {
@@ -116,18 +117,18 @@ TEST(DeviceCreation, TakesOnlyAWholeMultiString) {
   EXPECT_EQ(GetLastError(), ERROR_INVALID_REG_PROPERTY);
 }
 
-TEST(DeviceRegistration, MakesThePresentDeviceThatHasNoDriver) {
+TEST(DeviceRegistration, CreatesAPresentDeviceWithoutADriver) {
   World world(CleanMachine());
   const HDEVINFO list = SetupDiCreateDeviceInfoList(&kMediaClass);
   const SP_DEVINFO_DATA device = *Create(list);
   ASSERT_TRUE(SetHardwareIds(list, device, kHardwareIdList));
   ASSERT_TRUE(SetupDiCallClassInstaller(DIF_REGISTERDEVICE, list, &device));
-  const NodeState state = StateOf(NodeOf(kRoot));
+  const NodeState state = StateOf(NodeOf(kRootId));
   EXPECT_EQ(state.result, CR_SUCCESS);
   EXPECT_EQ(state.problem, CM_PROB_FAILED_INSTALL);
   EXPECT_EQ(state.status & DN_STARTED, 0u);
-  EXPECT_EQ(world.Device(kRoot).hardwareIds, std::vector<std::u16string>{kHardwareId});
-  EXPECT_EQ(world.Device(kRoot).className, u"MEDIA");
+  EXPECT_EQ(world.Device(kRootId).hardwareIds, std::vector<std::u16string>{kSampleHardwareId});
+  EXPECT_EQ(world.Device(kRootId).className, u"MEDIA");
 }
 
 TEST(DeviceRegistration, AgainChangesNothing) {
@@ -140,16 +141,16 @@ TEST(DeviceRegistration, AgainChangesNothing) {
   EXPECT_EQ(world.machine.devices, before);
 }
 
-TEST(DeviceRegistration, FailsWhenSomebodyTookTheIdMeanwhile) {
+TEST(DeviceRegistration, FailsWhenTheIdWasTakenMeanwhile) {
   World world(CleanMachine());
   const HDEVINFO list = SetupDiCreateDeviceInfoList(&kMediaClass);
   const SP_DEVINFO_DATA device = *Create(list);
-  AddRoot(world.machine, kRoot);
+  AddRoot(world.machine, kRootId);
   EXPECT_FALSE(SetupDiCallClassInstaller(DIF_REGISTERDEVICE, list, &device));
   EXPECT_EQ(GetLastError(), ERROR_DEVINST_ALREADY_EXISTS);
 }
 
-TEST(DeviceRegistration, OfManyKeepsTheTreeInTheOrderOfIds) {
+TEST(DeviceRegistration, KeepsTheTreeInTheOrderOfIds) {
   World world(DuplicatesMachine());
   RemoveDeviceNode(world.machine, u"ROOT\\MEDIA\\0001");
   const HDEVINFO list = SetupDiCreateDeviceInfoList(&kMediaClass);
@@ -157,7 +158,7 @@ TEST(DeviceRegistration, OfManyKeepsTheTreeInTheOrderOfIds) {
     const SP_DEVINFO_DATA device = *Create(list);
     ASSERT_TRUE(SetupDiCallClassInstaller(DIF_REGISTERDEVICE, list, &device));
   }
-  const std::vector<std::u16string> ids = {kRoot, u"ROOT\\MEDIA\\0001", u"ROOT\\MEDIA\\0002",
+  const std::vector<std::u16string> ids = {kRootId, u"ROOT\\MEDIA\\0001", u"ROOT\\MEDIA\\0002",
                                            u"ROOT\\MEDIA\\0003", u"ROOT\\SYSTEM\\0000"};
   EXPECT_EQ(IdsOf(ListRoots(true)), ids);
 }
@@ -165,7 +166,7 @@ TEST(DeviceRegistration, OfManyKeepsTheTreeInTheOrderOfIds) {
 TEST(DeviceInstallParams, MustHaveTheirSize) {
   World world(InstalledMachine());
   const HDEVINFO list = ListRoots(true);
-  const SP_DEVINFO_DATA device = ElementOf(list, kRoot);
+  const SP_DEVINFO_DATA device = ElementOf(list, kRootId);
   SP_DEVINSTALL_PARAMS_W parameters = {};
   parameters.cbSize = 580;
   EXPECT_FALSE(SetupDiGetDeviceInstallParamsW(list, &device, &parameters));
@@ -175,17 +176,17 @@ TEST(DeviceInstallParams, MustHaveTheirSize) {
   EXPECT_EQ(parameters.Flags & (DI_NEEDRESTART | DI_NEEDREBOOT), 0u);
 }
 
-TEST(DeviceInstallParams, StartWithTheFlagsThatTheDeviceWasGiven) {
+TEST(DeviceInstallParams, StartWithTheConfiguredFlags) {
   World world(InstalledMachine());
-  world.Device(kRoot).installFlags = DI_NEEDRESTART;
+  world.Device(kRootId).installFlags = DI_NEEDRESTART;
   const HDEVINFO list = ListRoots(true);
-  EXPECT_NE(InstallFlagsOf(list, ElementOf(list, kRoot)) & DI_NEEDRESTART, 0u);
+  EXPECT_NE(InstallFlagsOf(list, ElementOf(list, kRootId)) & DI_NEEDRESTART, 0u);
 }
 
 TEST(ClassInstallParams, AreCheckedBySizeAndContent) {
   World world(InstalledMachine());
   const HDEVINFO list = ListRoots(true);
-  const SP_DEVINFO_DATA device = ElementOf(list, kRoot);
+  const SP_DEVINFO_DATA device = ElementOf(list, kRootId);
   const auto set = [&](std::uint32_t headerSize, std::uint32_t function, std::uint32_t first,
                        std::uint32_t second, std::uint32_t size) -> std::uint32_t {
     const SP_PROPCHANGE_PARAMS block = {{headerSize, function}, first, second, 0};
@@ -207,7 +208,7 @@ TEST(ClassInstallParams, AreCheckedBySizeAndContent) {
 TEST(ClassInstaller, DoesNotKnowOtherFunctions) {
   World world(InstalledMachine());
   const HDEVINFO list = ListRoots(true);
-  const SP_DEVINFO_DATA device = ElementOf(list, kRoot);
+  const SP_DEVINFO_DATA device = ElementOf(list, kRootId);
   EXPECT_FALSE(SetupDiCallClassInstaller(0x77, list, &device));
   EXPECT_EQ(GetLastError(), ERROR_DI_DO_DEFAULT);
 }

@@ -1,7 +1,8 @@
-// Device interfaces in a list: which are in it, whose they are, how their paths are read.
+// Device interfaces in a list: which are listed, which device owns them, how their paths are read.
 
 #include "platform/simulated/error_values.h"
 #include "tests/simulated/device_calls.h"
+#include "tests/support/sample.h"
 
 namespace vorn::tests {
 
@@ -68,7 +69,7 @@ TEST(DeviceInterface, OfAnotherClassIsNotInTheList) {
   EXPECT_EQ(PathsOf(ListInterfaces(kAudioInterfaceClass), kAudioInterfaceClass).size(), 2u);
 }
 
-TEST(DeviceInterface, OfADisabledDeviceIsListedOnlyWhenPresenceIsNotAsked) {
+TEST(DeviceInterface, OfADisabledDeviceIsListedOnlyWithoutTheFlagForPresence) {
   World world(DisabledMachine());
   EXPECT_TRUE(PathsOf(ListInterfaces(kControlInterfaceClass), kControlInterfaceClass).empty());
   const HDEVINFO all = ListInterfaces(kControlInterfaceClass, false);
@@ -80,20 +81,20 @@ TEST(DeviceInterface, OfADisabledDeviceIsListedOnlyWhenPresenceIsNotAsked) {
 
 TEST(DeviceInterface, OfAnAbsentDeviceIsNotPresent) {
   World world(InstalledMachine());
-  world.Device(kRoot).present = false;
+  world.Device(kRootId).present = false;
   EXPECT_TRUE(PathsOf(ListInterfaces(kControlInterfaceClass), kControlInterfaceClass).empty());
 }
 
 TEST(DeviceInterface, IsFoundByItsDevicesIdAsEnumerator) {
   World world(InstalledMachine());
   const HDEVINFO list =
-      SetupDiGetClassDevsW(&kAudioInterfaceClass, kRoot, DIGCF_DEVICEINTERFACE | DIGCF_PRESENT);
+      SetupDiGetClassDevsW(&kAudioInterfaceClass, kRootId, DIGCF_DEVICEINTERFACE | DIGCF_PRESENT);
   EXPECT_EQ(PathsOf(list, kAudioInterfaceClass).size(), 1u);
 }
 
-TEST(DeviceInterface, MayBeThereTwiceOnOneDevice) {
+TEST(DeviceInterface, MayAppearTwiceOnOneDevice) {
   World world(InstalledMachine());
-  world.Device(kRoot).interfaces.push_back(
+  world.Device(kRootId).interfaces.push_back(
       {kControlInterfaceClass, u"\\\\?\\root#media#0000#second", true, 0});
   EXPECT_EQ(PathsOf(ListInterfaces(kControlInterfaceClass), kControlInterfaceClass).size(), 2u);
 }
@@ -113,7 +114,7 @@ TEST(DeviceInterface, RecordMustHaveItsSize) {
   EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
 }
 
-TEST(DeviceInterfaceDetail, TellsItsSizeInBytes) {
+TEST(DeviceInterfaceDetail, ReportsItsSizeInBytes) {
   World world(InstalledMachine());
   const HDEVINFO list = ListInterfaces(kControlInterfaceClass);
   SP_DEVICE_INTERFACE_DATA data = EmptyInterface();
@@ -159,15 +160,15 @@ TEST(DeviceInterfaceDetail, NamesTheOwningDevice) {
   SP_DEVINFO_DATA device = EmptyDevice();
   ASSERT_TRUE(SetupDiGetDeviceInterfaceDetailW(list, &data, &buffer.record, sizeof buffer, nullptr,
                                                &device));
-  EXPECT_EQ(InstanceIdOf(list, device), kRoot);
+  EXPECT_EQ(InstanceIdOf(list, device), kRootId);
 }
 
-TEST(DeviceInterfaceDetail, OfADeviceThatIsGoneCannotBeRead) {
+TEST(DeviceInterfaceDetail, OfARemovedDeviceCannotBeRead) {
   World world(InstalledMachine());
   const HDEVINFO list = ListInterfaces(kControlInterfaceClass);
   SP_DEVICE_INTERFACE_DATA data = EmptyInterface();
   ASSERT_TRUE(SetupDiEnumDeviceInterfaces(list, &kControlInterfaceClass, 0, &data));
-  RemoveDeviceNode(world.machine, kRoot);
+  RemoveDeviceNode(world.machine, kRootId);
   DetailBuffer buffer;
   EXPECT_FALSE(SetupDiGetDeviceInterfaceDetailW(list, &data, &buffer.record, sizeof buffer, nullptr,
                                                 nullptr));
@@ -189,13 +190,13 @@ TEST(DeviceInterfaceDetail, CanBeShorterThanARecord) {
   EXPECT_EQ(required, 6u);
 }
 
-TEST(DeviceInterface, IsNotRegisteredByAnImageThatDoesNotSaySo) {
+TEST(DeviceInterface, IsNotRegisteredByAnImageWithoutIt) {
   World world(CleanMachine());
   PackageRecipe recipe;
   recipe.image = SoundImage(recipe.version);
   recipe.image->registersControlInterface = false;
   const std::u16string inf = WritePackage(world.machine.files, u"C:\\pkg\\mute", recipe);
-  AddRoot(world.machine, kRoot);
+  AddRoot(world.machine, kRootId);
   ASSERT_TRUE(Update(inf.c_str()));
   world.Wait(5000);
   EXPECT_TRUE(PathsOf(ListInterfaces(kControlInterfaceClass), kControlInterfaceClass).empty());

@@ -1,7 +1,8 @@
-// Device information lists: what is in them, how they end, what they say of a device.
+// Device information lists: their content, their lifetime, and what they report about a device.
 
 #include "platform/simulated/error_values.h"
 #include "tests/simulated/device_calls.h"
+#include "tests/support/sample.h"
 
 namespace vorn::tests {
 
@@ -35,11 +36,11 @@ std::u16string AsText(const Bytes& data) {
 
 }  // namespace
 
-TEST(DeviceList, HoldsAbsentDevicesOnlyWhenPresenceIsNotAsked) {
+TEST(DeviceList, HoldsAbsentDevicesOnlyWithoutTheFlagForPresence) {
   World world(WithGhost());
-  const std::vector<std::u16string> all = {kRoot, u"ROOT\\MEDIA\\0001", u"ROOT\\MEDIA\\0002",
+  const std::vector<std::u16string> all = {kRootId, u"ROOT\\MEDIA\\0001", u"ROOT\\MEDIA\\0002",
                                            kNeighbour};
-  const std::vector<std::u16string> present = {kRoot, u"ROOT\\MEDIA\\0002", kNeighbour};
+  const std::vector<std::u16string> present = {kRootId, u"ROOT\\MEDIA\\0002", kNeighbour};
   EXPECT_EQ(IdsOf(ListRoots(false)), all);
   EXPECT_EQ(IdsOf(ListRoots(true)), present);
 }
@@ -59,21 +60,21 @@ TEST(DeviceList, WithoutEnumeratorHoldsEveryBus) {
 TEST(DeviceList, OfASetupClassHoldsThatClassAlone) {
   World world(InstalledMachine());
   const HDEVINFO list = SetupDiGetClassDevsW(&kMediaClass, u"ROOT", DIGCF_PRESENT);
-  EXPECT_EQ(IdsOf(list), std::vector<std::u16string>{kRoot});
+  EXPECT_EQ(IdsOf(list), std::vector<std::u16string>{kRootId});
 }
 
-TEST(DeviceList, NeedsAClassUnlessAllAreAsked) {
+TEST(DeviceList, NeedsAClassUnlessAllAreRequested) {
   World world(CleanMachine());
   EXPECT_EQ(SetupDiGetClassDevsW(nullptr, u"ROOT", DIGCF_PRESENT), INVALID_DEVICE_INFO_LIST);
   EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
 }
 
-TEST(DeviceList, IsASnapshotOfWhichDevicesThereWere) {
+TEST(DeviceList, IsASnapshotOfTheDevices) {
   World world(InstalledMachine());
   const HDEVINFO list = ListRoots(true);
   AddRoot(world.machine, u"ROOT\\MEDIA\\0007");
-  RemoveDeviceNode(world.machine, kRoot);
-  const std::vector<std::u16string> then = {kRoot, kNeighbour};
+  RemoveDeviceNode(world.machine, kRootId);
+  const std::vector<std::u16string> then = {kRootId, kNeighbour};
   EXPECT_EQ(IdsOf(list), then);
 }
 
@@ -90,7 +91,7 @@ TEST(DeviceList, IsOpenUntilItIsDestroyed) {
   EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
 }
 
-TEST(DeviceList, ThatFailsAfterItWasMadeIsNotLeftOpen) {
+TEST(DeviceList, IsNotLeftOpenWhenItsCreationFailsAfterItsEffect) {
   World world(CleanMachine());
   Fault fault;
   fault.call = "SetupDiGetClassDevsW";
@@ -113,16 +114,16 @@ TEST(DeviceList, RefusesARecordOfAnotherSize) {
 
 TEST(DeviceList, RefusesAnElementOfAnotherList) {
   World world(InstalledMachine());
-  const SP_DEVINFO_DATA ours = ElementOf(ListRoots(true), kRoot);
+  const SP_DEVINFO_DATA ours = ElementOf(ListRoots(true), kRootId);
   const HDEVINFO empty = SetupDiCreateDeviceInfoList(&kMediaClass);
   EXPECT_FALSE(SetupDiGetDeviceInstanceIdW(empty, &ours, nullptr, 0, nullptr));
   EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
 }
 
-TEST(DeviceInstanceId, TellsItsSizeWithTheTerminator) {
+TEST(DeviceInstanceId, ReportsItsSizeWithTheTerminator) {
   World world(InstalledMachine());
   const HDEVINFO list = ListRoots(true);
-  const SP_DEVINFO_DATA device = ElementOf(list, kRoot);
+  const SP_DEVINFO_DATA device = ElementOf(list, kRootId);
   std::uint32_t required = 0;
   EXPECT_FALSE(SetupDiGetDeviceInstanceIdW(list, &device, nullptr, 0, &required));
   EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
@@ -132,29 +133,29 @@ TEST(DeviceInstanceId, TellsItsSizeWithTheTerminator) {
   EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
   EXPECT_EQ(id[0], u'\0');
   EXPECT_TRUE(SetupDiGetDeviceInstanceIdW(list, &device, id, 16, nullptr));
-  EXPECT_EQ(std::u16string(id), kRoot);
+  EXPECT_EQ(std::u16string(id), kRootId);
 }
 
-TEST(DeviceInstanceId, OfADeviceThatIsGoneIsStillKnownToTheList) {
+TEST(DeviceInstanceId, OfARemovedDeviceStaysInTheList) {
   World world(InstalledMachine());
   const HDEVINFO list = ListRoots(true);
-  const SP_DEVINFO_DATA device = ElementOf(list, kRoot);
-  RemoveDeviceNode(world.machine, kRoot);
-  EXPECT_EQ(InstanceIdOf(list, device), kRoot);
+  const SP_DEVINFO_DATA device = ElementOf(list, kRootId);
+  RemoveDeviceNode(world.machine, kRootId);
+  EXPECT_EQ(InstanceIdOf(list, device), kRootId);
 }
 
 TEST(DeviceHardwareIds, AreAMultiStringWithTwoTerminators) {
   World world(InstalledMachine());
-  world.Device(kRoot).hardwareIds = {u"Root\\Other", u"Root\\VornAudio"};
+  world.Device(kRootId).hardwareIds = {u"Root\\Other", kSampleHardwareId};
   const HDEVINFO list = ListRoots(true);
-  const std::u16string text = AsText(ReadHardwareIds(list, ElementOf(list, kRoot)));
+  const std::u16string text = AsText(ReadHardwareIds(list, ElementOf(list, kRootId)));
   EXPECT_EQ(text, std::u16string(u"Root\\Other\0Root\\VornAudio\0\0", 27));
 }
 
-TEST(DeviceHardwareIds, NeedABufferForAllOfThem) {
+TEST(DeviceHardwareIds, NeedAWholeBuffer) {
   World world(InstalledMachine());
   const HDEVINFO list = ListRoots(true);
-  const SP_DEVINFO_DATA device = ElementOf(list, kRoot);
+  const SP_DEVINFO_DATA device = ElementOf(list, kRootId);
   Bytes buffer(32, 0xEE);
   std::uint32_t required = 0;
   EXPECT_FALSE(SetupDiGetDeviceRegistryPropertyW(list, &device, SPDRP_HARDWAREID, nullptr,
@@ -166,36 +167,36 @@ TEST(DeviceHardwareIds, NeedABufferForAllOfThem) {
                                                 buffer.data(), 32, nullptr));
 }
 
-TEST(DeviceHardwareIds, ThatAreMissingAreInvalidData) {
+TEST(DeviceHardwareIds, AreInvalidDataWhenMissing) {
   World world(InstalledMachine());
-  world.Device(kRoot).hardwareIds.clear();
+  world.Device(kRootId).hardwareIds.clear();
   const HDEVINFO list = ListRoots(true);
-  const SP_DEVINFO_DATA device = ElementOf(list, kRoot);
+  const SP_DEVINFO_DATA device = ElementOf(list, kRootId);
   Bytes buffer(1024);
   EXPECT_FALSE(SetupDiGetDeviceRegistryPropertyW(list, &device, SPDRP_HARDWAREID, nullptr,
                                                  buffer.data(), 1024, nullptr));
   EXPECT_EQ(GetLastError(), ERROR_INVALID_DATA);
 }
 
-TEST(DeviceHardwareIds, MayBeWhateverBytesTheRegistryHolds) {
+TEST(DeviceHardwareIds, MayBeAnyBytesThatTheRegistryHolds) {
   World world(InstalledMachine());
-  world.Device(kRoot).hardwareIdData = Bytes{u8'R', 0, u8'o'};
+  world.Device(kRootId).hardwareIdData = Bytes{u8'R', 0, u8'o'};
   const HDEVINFO list = ListRoots(true);
-  EXPECT_EQ(ReadHardwareIds(list, ElementOf(list, kRoot)), (Bytes{u8'R', 0, u8'o'}));
+  EXPECT_EQ(ReadHardwareIds(list, ElementOf(list, kRootId)), (Bytes{u8'R', 0, u8'o'}));
 }
 
-TEST(DeviceHardwareIds, OfADeviceThatIsGoneCannotBeRead) {
+TEST(DeviceHardwareIds, OfARemovedDeviceCannotBeRead) {
   World world(InstalledMachine());
   const HDEVINFO list = ListRoots(true);
-  const SP_DEVINFO_DATA device = ElementOf(list, kRoot);
-  RemoveDeviceNode(world.machine, kRoot);
+  const SP_DEVINFO_DATA device = ElementOf(list, kRootId);
+  RemoveDeviceNode(world.machine, kRootId);
   Bytes buffer(1024);
   EXPECT_FALSE(SetupDiGetDeviceRegistryPropertyW(list, &device, SPDRP_HARDWAREID, nullptr,
                                                  buffer.data(), 1024, nullptr));
   EXPECT_EQ(GetLastError(), ERROR_NO_SUCH_DEVINST);
 }
 
-TEST(DeviceHardwareIds, AreReturnedShortWhenThePlanSaysSo) {
+TEST(DeviceHardwareIds, AreCutWhenPlanned) {
   World world(InstalledMachine());
   Fault fault;
   fault.call = "SetupDiGetDeviceRegistryPropertyW";
@@ -204,13 +205,13 @@ TEST(DeviceHardwareIds, AreReturnedShortWhenThePlanSaysSo) {
   fault.last = kEveryLaterCall;
   world.process.faults = {fault};
   const HDEVINFO list = ListRoots(true);
-  EXPECT_EQ(AsText(ReadHardwareIds(list, ElementOf(list, kRoot))), u"Roo");
+  EXPECT_EQ(AsText(ReadHardwareIds(list, ElementOf(list, kRootId))), u"Roo");
 }
 
 TEST(DeviceProperty, IsReadWithTypeAndSizeInBytes) {
   World world(InstalledMachine());
   const HDEVINFO list = ListRoots(true);
-  const SP_DEVINFO_DATA device = ElementOf(list, kRoot);
+  const SP_DEVINFO_DATA device = ElementOf(list, kRootId);
   std::uint32_t type = 0;
   std::uint32_t required = 0;
   EXPECT_FALSE(
@@ -221,10 +222,10 @@ TEST(DeviceProperty, IsReadWithTypeAndSizeInBytes) {
   char16_t version[10] = {};
   EXPECT_TRUE(SetupDiGetDevicePropertyW(list, &device, &kDriverVersionKey, &type, version,
                                         sizeof version, nullptr));
-  EXPECT_EQ(std::u16string(version), u"26.8.10.5");
+  EXPECT_EQ(std::u16string(version), kSampleVersion);
 }
 
-TEST(DeviceProperty, ThatIsMissingIsNotFound) {
+TEST(DeviceProperty, IsNotFoundWhenMissing) {
   World world(DuplicatesMachine());
   const HDEVINFO list = ListRoots(true);
   const SP_DEVINFO_DATA device = ElementOf(list, u"ROOT\\MEDIA\\0002");
@@ -252,7 +253,7 @@ TEST(DeviceCallLog, NamesDevicesByTheirInstanceIds) {
   World world(InstalledMachine());
   world.process.logCalls = true;
   const HDEVINFO list = ListRoots(true);
-  const SP_DEVINFO_DATA device = ElementOf(list, kRoot);
+  const SP_DEVINFO_DATA device = ElementOf(list, kRootId);
   SetupDiCallClassInstaller(DIF_REMOVE, list, &device);
   const CallRecord& call = world.process.calls.back();
   EXPECT_EQ(call.name, "SetupDiCallClassInstaller");

@@ -1,10 +1,11 @@
-// Devices that are asked to let go, removed, or restarted in place.
+// Devices that are query-removed, removed, or restarted in place.
 
 #include "platform/simulated/config_manager_values.h"
 #include "platform/simulated/endpoint_builder.h"
 #include "platform/simulated/error_values.h"
 #include "platform/simulated/neighbours.h"
 #include "tests/simulated/device_calls.h"
+#include "tests/support/sample.h"
 
 namespace vorn::tests {
 
@@ -18,7 +19,7 @@ constexpr std::uint32_t kRestartFlags = DI_NEEDRESTART | DI_NEEDREBOOT;
 std::size_t CountEndpointsInView(const Machine& machine) {
   std::size_t count = 0;
   for (const AudioEndpoint& endpoint : machine.audio.endpoints)
-    count += endpoint.root == kRoot && endpoint.state != 4 ? 1u : 0u;
+    count += endpoint.root == kRootId && endpoint.state != 4 ? 1u : 0u;
   return count;
 }
 
@@ -28,7 +29,7 @@ struct Removal {
   std::uint32_t flags;
 };
 
-Removal Remove(const char16_t* id = kRoot) {
+Removal Remove(const char16_t* id = kRootId) {
   const HDEVINFO list = ListRoots(false);
   const SP_DEVINFO_DATA device = ElementOf(list, id);
   Removal removal = {};
@@ -47,7 +48,7 @@ struct Restart {
 
 Restart RestartRoot() {
   const HDEVINFO list = ListRoots(true);
-  const SP_DEVINFO_DATA device = ElementOf(list, kRoot);
+  const SP_DEVINFO_DATA device = ElementOf(list, kRootId);
   Restart restart = {};
   restart.restarted = RestartFrom(list, device);
   restart.error = restart.restarted ? 0 : GetLastError();
@@ -65,7 +66,7 @@ struct Veto {
 Veto QueryRemove(std::uint32_t nameSize = 260) {
   Veto veto = {};
   char16_t name[260] = {};
-  veto.result = CM_Query_And_Remove_SubTreeW(NodeOf(kRoot), &veto.type, name, nameSize,
+  veto.result = CM_Query_And_Remove_SubTreeW(NodeOf(kRootId), &veto.type, name, nameSize,
                                              CM_REMOVE_UI_NOT_OK | CM_REMOVE_NO_RESTART);
   veto.name = name;
   return veto;
@@ -73,16 +74,16 @@ Veto QueryRemove(std::uint32_t nameSize = 260) {
 
 }  // namespace
 
-TEST(DeviceRemoval, TakesTheDeviceWithItsEndpointsAndItsImage) {
+TEST(DeviceRemoval, RemovesTheDeviceWithItsEndpointsAndItsImage) {
   World world(InstalledMachine());
   const auto foreign = DescribeForeignParts(world.machine);
   const Removal removal = Remove();
   EXPECT_TRUE(removal.removed);
   EXPECT_EQ(removal.flags, 0u);
-  EXPECT_FALSE(world.Has(kRoot));
+  EXPECT_FALSE(world.Has(kRootId));
   EXPECT_EQ(CountEndpointsInView(world.machine), 0u);
   for (const Device& device : world.machine.devices.devices)
-    EXPECT_NE(device.parent, kRoot);
+    EXPECT_NE(device.parent, kRootId);
   EXPECT_EQ(DescribeForeignParts(world.machine), foreign);
 }
 
@@ -93,7 +94,7 @@ TEST(DeviceRemoval, LeavesThePackageAndTheEndpointRecords) {
   EXPECT_EQ(world.machine.store.packages, packages);
   std::size_t records = 0;
   for (const AudioEndpoint& endpoint : world.machine.audio.endpoints) {
-    if (endpoint.root == kRoot && FindKey(world.machine.registry, EndpointRecordPath(endpoint))) {
+    if (endpoint.root == kRootId && FindKey(world.machine.registry, EndpointRecordPath(endpoint))) {
       ++records;
     }
   }
@@ -103,28 +104,28 @@ TEST(DeviceRemoval, LeavesThePackageAndTheEndpointRecords) {
 TEST(DeviceRemoval, WorksWithoutAParameterBlock) {
   World world(InstalledMachine());
   const HDEVINFO list = ListRoots(true);
-  const SP_DEVINFO_DATA device = ElementOf(list, kRoot);
+  const SP_DEVINFO_DATA device = ElementOf(list, kRootId);
   EXPECT_TRUE(SetupDiCallClassInstaller(DIF_REMOVE, list, &device));
-  EXPECT_FALSE(world.Has(kRoot));
+  EXPECT_FALSE(world.Has(kRootId));
 }
 
 TEST(DeviceRemoval, OfAnAbsentDeviceForgetsIt) {
   World world(DuplicatesMachine());
   EXPECT_TRUE(Remove(u"ROOT\\MEDIA\\0001").removed);
   EXPECT_FALSE(world.Has(u"ROOT\\MEDIA\\0001"));
-  EXPECT_TRUE(IsStarted(world.Device(kRoot)));
+  EXPECT_TRUE(IsStarted(world.Device(kRootId)));
 }
 
-TEST(DeviceRemoval, OfADeviceThatIsGoneFails) {
+TEST(DeviceRemoval, OfARemovedDeviceFails) {
   World world(InstalledMachine());
   const HDEVINFO list = ListRoots(true);
-  const SP_DEVINFO_DATA device = ElementOf(list, kRoot);
-  RemoveDeviceNode(world.machine, kRoot);
+  const SP_DEVINFO_DATA device = ElementOf(list, kRootId);
+  RemoveDeviceNode(world.machine, kRootId);
   EXPECT_FALSE(SetupDiCallClassInstaller(DIF_REMOVE, list, &device));
   EXPECT_EQ(GetLastError(), ERROR_NO_SUCH_DEVINST);
 }
 
-TEST(DeviceRemoval, OfADeviceThatWasNotRegisteredTakesItBack) {
+TEST(DeviceRemoval, OfAnUnregisteredDeviceUndoesItsCreation) {
   World world(CleanMachine());
   const auto before = world.machine.devices;
   const HDEVINFO list = SetupDiCreateDeviceInfoList(&kMediaClass);
@@ -136,24 +137,24 @@ TEST(DeviceRemoval, OfADeviceThatWasNotRegisteredTakesItBack) {
                world.machine.devices != before);
 }
 
-TEST(DeviceRemoval, FailsWithTheErrorThatTheDeviceWasSetTo) {
+TEST(DeviceRemoval, FailsWithTheConfiguredError) {
   World world(InstalledMachine());
-  world.Device(kRoot).temper.removeError = ERROR_ACCESS_DENIED;
+  world.Device(kRootId).temper.removeError = ERROR_ACCESS_DENIED;
   const Removal removal = Remove();
   EXPECT_FALSE(removal.removed);
   EXPECT_EQ(removal.error, ERROR_ACCESS_DENIED);
-  EXPECT_TRUE(IsStarted(world.Device(kRoot)));
+  EXPECT_TRUE(IsStarted(world.Device(kRootId)));
 }
 
-TEST(DeviceRemoval, CanAskForARestartAndStillBeDone) {
+TEST(DeviceRemoval, CanAskForARestartAlthoughItIsDone) {
   World world(InstalledMachine());
-  world.Device(kRoot).temper.removeNeedsRestart = true;
+  world.Device(kRootId).temper.removeNeedsRestart = true;
   const Removal removal = Remove();
   EXPECT_EQ(removal.flags, DI_NEEDREBOOT);
-  EXPECT_FALSE(world.Has(kRoot));
+  EXPECT_FALSE(world.Has(kRootId));
 }
 
-TEST(DeviceRemoval, AsksForARestartWhenThePlanSaysSo) {
+TEST(DeviceRemoval, AsksForARestartWhenPlanned) {
   World world(InstalledMachine());
   Fault fault;
   fault.call = "SetupDiCallClassInstaller";
@@ -164,66 +165,66 @@ TEST(DeviceRemoval, AsksForARestartWhenThePlanSaysSo) {
 
 TEST(DeviceRemoval, CanWaitForTheRestartWhileTheDeviceRunsOn) {
   World world(InstalledMachine());
-  world.Device(kRoot).temper.removeKeepsNodeUntilRestart = true;
+  world.Device(kRootId).temper.removeKeepsNodeUntilRestart = true;
   EXPECT_TRUE(Remove().removed);
-  EXPECT_TRUE(IsStarted(world.Device(kRoot)));
-  EXPECT_NE(world.Device(kRoot).status & DN_WILL_BE_REMOVED, 0u);
+  EXPECT_TRUE(IsStarted(world.Device(kRootId)));
+  EXPECT_NE(world.Device(kRootId).status & DN_WILL_BE_REMOVED, 0u);
   EXPECT_EQ(CountEndpointsInView(world.machine), 20u);
   Reboot(world.machine);
-  EXPECT_FALSE(world.Has(kRoot));
+  EXPECT_FALSE(world.Has(kRootId));
 }
 
-TEST(DeviceRemoval, CanTakeItsTimeWithTheDeviceStopped) {
+TEST(DeviceRemoval, CanTakeTimeWithTheDeviceStopped) {
   World world(InstalledMachine());
-  world.Device(kRoot).temper.removeDelay = 20'000;
+  world.Device(kRootId).temper.removeDelay = 20'000;
   EXPECT_TRUE(Remove().removed);
-  EXPECT_EQ(StateOf(NodeOf(kRoot)).problem, CM_PROB_WILL_BE_REMOVED);
+  EXPECT_EQ(StateOf(NodeOf(kRootId)).problem, CM_PROB_WILL_BE_REMOVED);
   EXPECT_EQ(CountEndpointsInView(world.machine), 0u);
   world.Wait(19'999);
-  EXPECT_TRUE(world.Has(kRoot));
+  EXPECT_TRUE(world.Has(kRootId));
   world.Wait(1);
-  EXPECT_FALSE(world.Has(kRoot));
+  EXPECT_FALSE(world.Has(kRootId));
 }
 
-TEST(DeviceRemoval, ThatIsUnderWayDoesNotMeetTheNextDeviceOfItsName) {
+TEST(DeviceRemoval, InProgressDoesNotAffectTheNextDeviceOfThatName) {
   World world(InstalledMachine());
-  world.Device(kRoot).temper.removeDelay = 20'000;
+  world.Device(kRootId).temper.removeDelay = 20'000;
   Remove();
-  RemoveDeviceNode(world.machine, kRoot);
-  AddRoot(world.machine, kRoot);
+  RemoveDeviceNode(world.machine, kRootId);
+  AddRoot(world.machine, kRootId);
   world.Wait(30'000);
-  EXPECT_TRUE(world.Has(kRoot));
+  EXPECT_TRUE(world.Has(kRootId));
 }
 
 TEST(DeviceQueryRemoval, StopsTheDeviceAndLeavesItInstalled) {
   World world(InstalledMachine());
   EXPECT_EQ(QueryRemove().result, CR_SUCCESS);
-  EXPECT_EQ(NodeOf(kRoot), 0u) << "no live node any more";
-  EXPECT_TRUE(world.Has(kRoot));
-  EXPECT_FALSE(world.Device(kRoot).resident.has_value());
+  EXPECT_EQ(NodeOf(kRootId), 0u) << "no live node any more";
+  EXPECT_TRUE(world.Has(kRootId));
+  EXPECT_FALSE(world.Device(kRootId).resident.has_value());
   EXPECT_EQ(CountEndpointsInView(world.machine), 0u);
   EXPECT_EQ(IdsOf(ListRoots(true)), std::vector<std::u16string>{u"ROOT\\SYSTEM\\0000"});
   EXPECT_EQ(IdsOf(ListRoots(false)).size(), 2u);
   EXPECT_TRUE(Remove().removed);
-  EXPECT_FALSE(world.Has(kRoot));
+  EXPECT_FALSE(world.Has(kRootId));
 }
 
-TEST(DeviceQueryRemoval, IsVetoedAsOftenAsTheDeviceWasSetTo) {
+TEST(DeviceQueryRemoval, IsVetoedAsOftenAsConfigured) {
   World world(InstalledMachine());
-  world.Device(kRoot).temper.vetoes = 2;
+  world.Device(kRootId).temper.vetoes = 2;
   for (int i = 0; i < 2; ++i) {
     const Veto veto = QueryRemove();
     EXPECT_EQ(veto.result, CR_REMOVE_VETOED);
     EXPECT_EQ(veto.type, 6u);
     EXPECT_EQ(veto.name, u"SWD\\MMDEVAPI\\audiodg.exe");
-    EXPECT_TRUE(IsStarted(world.Device(kRoot)));
+    EXPECT_TRUE(IsStarted(world.Device(kRootId)));
   }
   EXPECT_EQ(QueryRemove().result, CR_SUCCESS);
 }
 
 TEST(DeviceQueryRemoval, IsVetoedUntilATick) {
   World world(InstalledMachine());
-  world.Device(kRoot).temper.vetoUntil = world.machine.clock.tick + 1000;
+  world.Device(kRootId).temper.vetoUntil = world.machine.clock.tick + 1000;
   EXPECT_EQ(QueryRemove().result, CR_REMOVE_VETOED);
   world.Wait(999);
   EXPECT_EQ(QueryRemove().result, CR_REMOVE_VETOED);
@@ -234,7 +235,7 @@ TEST(DeviceQueryRemoval, IsVetoedUntilATick) {
 TEST(DeviceQueryRemoval, IsVetoedByAnEndpointBelowTheDevice) {
   World world(InstalledMachine());
   for (Device& device : world.machine.devices.devices) {
-    if (device.parent != kRoot) continue;
+    if (device.parent != kRootId) continue;
     device.temper.vetoes = 1;
     device.temper.vetoType = 3;
     device.temper.vetoName = u"player.exe";
@@ -249,19 +250,20 @@ TEST(DeviceQueryRemoval, IsVetoedByAnEndpointBelowTheDevice) {
 
 TEST(DeviceQueryRemoval, CutsTheNameToTheBuffer) {
   World world(InstalledMachine());
-  world.Device(kRoot).temper.vetoes = 5;
+  world.Device(kRootId).temper.vetoes = 5;
   EXPECT_EQ(QueryRemove(4).name, u"SWD");
-  EXPECT_EQ(CM_Query_And_Remove_SubTreeW(NodeOf(kRoot), nullptr, nullptr, 0, 0), CR_REMOVE_VETOED);
+  EXPECT_EQ(CM_Query_And_Remove_SubTreeW(NodeOf(kRootId), nullptr, nullptr, 0, 0),
+            CR_REMOVE_VETOED);
 }
 
-TEST(DeviceQueryRemoval, GivesAnyOtherRefusalThatTheDeviceWasSetTo) {
+TEST(DeviceQueryRemoval, ReturnsAnyOtherConfiguredRefusal) {
   World world(InstalledMachine());
-  world.Device(kRoot).temper.queryRemoveResult = CR_ACCESS_DENIED;
+  world.Device(kRootId).temper.queryRemoveResult = CR_ACCESS_DENIED;
   const Veto veto = QueryRemove();
   EXPECT_EQ(veto.result, CR_ACCESS_DENIED);
   EXPECT_EQ(veto.type, 0u);
   EXPECT_EQ(veto.name, u"");
-  EXPECT_TRUE(IsStarted(world.Device(kRoot)));
+  EXPECT_TRUE(IsStarted(world.Device(kRootId)));
 }
 
 TEST(DeviceRestart, StopsTheDeviceAndStartsItAgain) {
@@ -269,10 +271,10 @@ TEST(DeviceRestart, StopsTheDeviceAndStartsItAgain) {
   const Restart restart = RestartRoot();
   EXPECT_TRUE(restart.restarted);
   EXPECT_EQ(restart.flags, 0u);
-  EXPECT_FALSE(IsStarted(world.Device(kRoot)));
+  EXPECT_FALSE(IsStarted(world.Device(kRootId)));
   EXPECT_EQ(CountEndpointsInView(world.machine), 0u);
   world.Wait(400);
-  EXPECT_TRUE(IsStarted(world.Device(kRoot)));
+  EXPECT_TRUE(IsStarted(world.Device(kRootId)));
   EXPECT_EQ(CountEndpointsInView(world.machine), 0u);
   world.Wait(1500);
   EXPECT_EQ(CountEndpointsInView(world.machine), 20u);
@@ -290,82 +292,82 @@ TEST(DeviceRestart, KeepsTheIdsOfTheEndpoints) {
 TEST(DeviceRestart, NeedsItsParameterBlock) {
   World world(InstalledMachine());
   const HDEVINFO list = ListRoots(true);
-  const SP_DEVINFO_DATA device = ElementOf(list, kRoot);
+  const SP_DEVINFO_DATA device = ElementOf(list, kRootId);
   EXPECT_FALSE(SetupDiCallClassInstaller(DIF_PROPERTYCHANGE, list, &device));
   EXPECT_EQ(GetLastError(), ERROR_NO_CLASSINSTALL_PARAMS);
 }
 
 TEST(DeviceRestart, CanFailOrAskForARestartInstead) {
   World world(InstalledMachine());
-  world.Device(kRoot).temper.restartError = ERROR_GEN_FAILURE;
+  world.Device(kRootId).temper.restartError = ERROR_GEN_FAILURE;
   EXPECT_EQ(RestartRoot().error, ERROR_GEN_FAILURE);
-  world.Device(kRoot).temper.restartError = 0;
-  world.Device(kRoot).temper.restartNeedsReboot = true;
+  world.Device(kRootId).temper.restartError = 0;
+  world.Device(kRootId).temper.restartNeedsReboot = true;
   EXPECT_EQ(RestartRoot().flags, DI_NEEDRESTART);
-  EXPECT_TRUE(IsStarted(world.Device(kRoot))) << "it runs on";
+  EXPECT_TRUE(IsStarted(world.Device(kRootId))) << "it runs on";
 }
 
 TEST(DeviceRestart, CanLeaveTheDeviceWithAProblem) {
   World world(InstalledMachine());
-  world.Device(kRoot).temper.restartProblem = CM_PROB_FAILED_START;
+  world.Device(kRootId).temper.restartProblem = CM_PROB_FAILED_START;
   EXPECT_TRUE(RestartRoot().restarted);
   world.Wait(60'000);
-  EXPECT_EQ(StateOf(NodeOf(kRoot)).problem, CM_PROB_FAILED_START);
+  EXPECT_EQ(StateOf(NodeOf(kRootId)).problem, CM_PROB_FAILED_START);
 }
 
 TEST(DeviceRestart, OfADisabledDeviceLeavesItDisabled) {
   World world(DisabledMachine());
   EXPECT_TRUE(RestartRoot().restarted);
   world.Wait(60'000);
-  EXPECT_EQ(StateOf(NodeOf(kRoot)).problem, CM_PROB_DISABLED);
+  EXPECT_EQ(StateOf(NodeOf(kRootId)).problem, CM_PROB_DISABLED);
 }
 
 TEST(DeviceRestart, OfADisabledDeviceWorksOnceItIsEnabled) {
   World world(DisabledMachine());
-  EnableDevice(world.machine, kRoot);
+  EnableDevice(world.machine, kRootId);
   world.Wait(5'000);
-  EXPECT_TRUE(IsStarted(world.Device(kRoot)));
+  EXPECT_TRUE(IsStarted(world.Device(kRootId)));
   EXPECT_EQ(CountEndpointsInView(world.machine), 20u);
 }
 
-TEST(DeviceRestart, KeepsAnOlderImageThatWillNotLeave) {
+TEST(DeviceRestart, KeepsAnOlderImageThatRefusesToUnload) {
   World world(OutdatedMachine());
-  world.Device(kRoot).resident->refusesUnload = true;
-  const DriverImage older = *world.Device(kRoot).resident;
+  world.Device(kRootId).resident->refusesUnload = true;
+  const DriverImage older = *world.Device(kRootId).resident;
   ASSERT_EQ(Update(kSampleInf), false);
   world.Wait(5'000);
-  const Device& root = world.Device(kRoot);
+  const Device& root = world.Device(kRootId);
   EXPECT_TRUE(IsStarted(root));
   EXPECT_EQ(root.resident, older);
-  EXPECT_EQ(StringProperty(root, kDriverVersionKey), u"26.8.10.5") << "as the metadata has it";
+  EXPECT_EQ(StringProperty(root, kDriverVersionKey), kSampleVersion) << "according to the metadata";
   EXPECT_EQ(root.pendingInf, root.publishedInf);
   Reboot(world.machine);
-  EXPECT_EQ(world.Device(kRoot).resident, SoundImage(u"26.8.10.5"));
-  EXPECT_EQ(world.Device(kRoot).pendingInf, u"");
+  EXPECT_EQ(world.Device(kRootId).resident, SoundImage(kSampleVersion));
+  EXPECT_EQ(world.Device(kRootId).pendingInf, u"");
 }
 
-TEST(DeviceStart, CanEndInAProblemThatTheImageHas) {
+TEST(DeviceStart, CanEndInAProblemOfTheImage) {
   World world(CleanMachine());
   PackageRecipe recipe;
   recipe.image = SoundImage(recipe.version);
   recipe.image->startProblem = CM_PROB_FAILED_START;
   const std::u16string inf = WritePackage(world.machine.files, u"C:\\pkg\\broken", recipe);
-  AddRoot(world.machine, kRoot);
+  AddRoot(world.machine, kRootId);
   ASSERT_TRUE(Update(inf.c_str()));
   world.Wait(5'000);
-  EXPECT_EQ(StateOf(NodeOf(kRoot)).problem, CM_PROB_FAILED_START);
-  EXPECT_FALSE(world.Device(kRoot).resident.has_value());
+  EXPECT_EQ(StateOf(NodeOf(kRootId)).problem, CM_PROB_FAILED_START);
+  EXPECT_FALSE(world.Device(kRootId).resident.has_value());
   EXPECT_EQ(CountEndpointsInView(world.machine), 0u);
 }
 
 TEST(DeviceStart, FailsWhenThePackageWasForcedOut) {
   World world(InstalledMachine());
-  const std::u16string package = world.Device(kRoot).publishedInf;
+  const std::u16string package = world.Device(kRootId).publishedInf;
   ASSERT_EQ(UninstallPackage(world.machine, package, SUOI_FORCEDELETE), 0u);
-  EXPECT_TRUE(IsStarted(world.Device(kRoot))) << "what runs goes on running";
+  EXPECT_TRUE(IsStarted(world.Device(kRootId))) << "what runs goes on running";
   RestartRoot();
   world.Wait(5'000);
-  EXPECT_EQ(StateOf(NodeOf(kRoot)).problem, CM_PROB_DRIVER_FAILED_LOAD);
+  EXPECT_EQ(StateOf(NodeOf(kRootId)).problem, CM_PROB_DRIVER_FAILED_LOAD);
 }
 
 }  // namespace vorn::tests

@@ -26,7 +26,7 @@ HANDLE OpenControl(std::uint32_t access = kReadWrite) {
   return OpenPath(kControlPath, access);
 }
 
-/// One request's outcome.
+/// The outcome of one request.
 struct Answer {
   bool ok = false;
   std::uint32_t error = 0;
@@ -60,7 +60,7 @@ class DriverControl : public testing::Test {
   Machine machine = PublishedMachine();
   Process process{machine};
 
-  Device& Root() { return *machine.devices.Find(kRoot); }
+  Device& Root() { return *machine.devices.Find(kRootId); }
   DriverImage& Image() { return *Root().resident; }
 };
 
@@ -95,14 +95,14 @@ TEST_F(DriverControl, IsNotFoundWithoutAnEnabledInterfaceOfAPresentDevice) {
   EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
 }
 
-TEST_F(DriverControl, RefusesToOpenWithTheInterfacesOwnError) {
+TEST_F(DriverControl, FailsToOpenWithTheErrorOfTheInterface) {
   Root().interfaces[0].openError = ERROR_ACCESS_DENIED;
   EXPECT_EQ(OpenControl(), INVALID_HANDLE_VALUE);
   EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
   EXPECT_NE(OpenPath(kAudioPath), INVALID_HANDLE_VALUE);
 }
 
-TEST_F(DriverControl, KeepsNoHandleOfAnOpenThatWasMadeToFail) {
+TEST_F(DriverControl, KeepsNoHandleOfAFailedOpen) {
   process.faults.push_back({"CreateFileW", 1, 1, FaultKind::FailAfterEffect, ERROR_BUSY, 0, {}});
   EXPECT_EQ(OpenControl(), INVALID_HANDLE_VALUE);
   EXPECT_EQ(GetLastError(), ERROR_BUSY);
@@ -130,7 +130,7 @@ TEST_F(DriverControl, AnswersOnTheKernelStreamingInterfaceToo) {
   EXPECT_TRUE(Acquire(device).ok);
 }
 
-TEST_F(DriverControl, HoldsTheAccessOfEachCodeAgainstTheHandle) {
+TEST_F(DriverControl, ChecksTheAccessOfEachCodeAgainstTheHandle) {
   struct Row {
     std::uint32_t code;
     std::uint32_t handleAccess;
@@ -149,14 +149,14 @@ TEST_F(DriverControl, HoldsTheAccessOfEachCodeAgainstTheHandle) {
     const HANDLE device = OpenControl(row.handleAccess);
     const Answer answer = Send(device, row.code, {}, 0);
     EXPECT_FALSE(answer.ok);
-    // Past the access check, the driver itself finds the request wrong.
+    // The request passes the access check and is then refused by the driver.
     EXPECT_EQ(answer.error == ERROR_ACCESS_DENIED, row.denied)
         << std::hex << row.code << " with " << row.handleAccess;
     CloseHandle(device);
   }
 }
 
-TEST_F(DriverControl, RefusesWrongLengthsAndUnknownCodesAndTouchesNothing) {
+TEST_F(DriverControl, RefusesWrongLengthsAndUnknownCodesWithoutEffect) {
   struct Row {
     std::uint32_t code;
     std::vector<std::uint32_t> input;
@@ -197,7 +197,7 @@ TEST_F(DriverControl, NeedsAHandleToADevice) {
             ERROR_INVALID_FUNCTION);
 }
 
-TEST_F(DriverControl, FailsEachCodeAsTheImageSays) {
+TEST_F(DriverControl, FailsEachCodeAsTheImageIsConfigured) {
   const HANDLE device = OpenControl();
   for (const std::uint32_t code :
        {kQueryEndpointPool, kGetStatus, kAcquireLease, kReleaseLease, kSetCableVisibility}) {
@@ -208,7 +208,7 @@ TEST_F(DriverControl, FailsEachCodeAsTheImageSays) {
   }
 }
 
-TEST_F(DriverControl, RepliesShortLongOrGarbageAsTheImageSays) {
+TEST_F(DriverControl, RepliesShortLongOrGarbageAsTheImageIsConfigured) {
   const HANDLE device = OpenControl();
   Image().statusBytes = 3;
   EXPECT_EQ(Send(device, kGetStatus, {}, 128).returned, 3u);
@@ -225,7 +225,7 @@ TEST_F(DriverControl, RepliesShortLongOrGarbageAsTheImageSays) {
   EXPECT_EQ(lease.returned, 8u);
 }
 
-TEST_F(DriverControl, CutsAReplyWhereAFaultSays) {
+TEST_F(DriverControl, CutsAReplyAsPlanned) {
   process.faults.push_back({"DeviceIoControl", 1, 1, FaultKind::Short, 0, 6, {}});
   const Answer answer = Send(OpenControl(), kGetStatus, {}, 128);
   EXPECT_TRUE(answer.ok);
@@ -234,7 +234,7 @@ TEST_F(DriverControl, CutsAReplyWhereAFaultSays) {
   EXPECT_EQ(answer.output[6], 0);
 }
 
-TEST_F(DriverControl, TakesItsTimeToAnswer) {
+TEST_F(DriverControl, AnswersAfterADelay) {
   Image().delays[kGetStatus] = 5000;
   const std::uint64_t before = machine.clock.tick;
   EXPECT_TRUE(Send(OpenControl(), kGetStatus, {}, 128).ok);
@@ -244,14 +244,14 @@ TEST_F(DriverControl, TakesItsTimeToAnswer) {
 TEST_F(DriverControl, FailsWhenTheDeviceVanishesBeforeTheAnswer) {
   Image().delays[kGetStatus] = 5000;
   const HANDLE device = OpenControl();
-  Plan(machine, 1000, EventKind::RemoveDevice, kRoot);
+  Plan(machine, 1000, EventKind::RemoveDevice, kRootId);
   const Answer answer = Send(device, kGetStatus, {}, 128);
   EXPECT_FALSE(answer.ok);
   EXPECT_EQ(answer.error, ERROR_NO_SUCH_DEVICE);
   EXPECT_EQ(answer.returned, kUntouched);
 }
 
-TEST_F(DriverControl, AnswersNoHandleOfAnEarlierStart) {
+TEST_F(DriverControl, RefusesHandlesFromAnEarlierStart) {
   const HANDLE older = OpenControl();
   Restart(machine);
   EXPECT_EQ(Send(older, kGetStatus, {}, 128).error, ERROR_NO_SUCH_DEVICE);
@@ -265,7 +265,7 @@ TEST_F(DriverControl, FailsRequestsToADeviceThatIsNotStarted) {
   EXPECT_EQ(Send(device, kGetStatus, {}, 128).error, ERROR_GEN_FAILURE);
 }
 
-TEST_F(DriverControl, KnowsNoRequestWhenTheDriverIsAnother) {
+TEST_F(DriverControl, KnowsNoRequestWithoutOurImageInMemory) {
   Root().resident.reset();
   EXPECT_EQ(Send(OpenControl(), kGetStatus, {}, 128).error, ERROR_INVALID_FUNCTION);
 }
@@ -286,7 +286,7 @@ TEST_F(DriverControl, LogsEachRequestWithItsBytes) {
 // ------------------------------------------------------------------------------------------------
 // The lease.
 
-TEST_F(DriverControl, GivesTheLeaseToOneHandleAtATime) {
+TEST_F(DriverControl, GrantsTheLeaseToOneHandleAtATime) {
   const HANDLE first = OpenControl();
   const HANDLE second = OpenControl();
   EXPECT_TRUE(Acquire(first).ok);
@@ -298,7 +298,7 @@ TEST_F(DriverControl, GivesTheLeaseToOneHandleAtATime) {
   EXPECT_TRUE(Acquire(second).ok);
 }
 
-TEST_F(DriverControl, DoesNotGiveALeaseThatSomebodyElseHolds) {
+TEST_F(DriverControl, RefusesALeaseThatSomebodyElseHolds) {
   Root().leaseHeld = true;
   const HANDLE device = OpenControl();
   EXPECT_EQ(Acquire(device).error, ERROR_BUSY);
@@ -346,21 +346,21 @@ TEST_F(DriverControl, LetsOnlyTheLeaseHolderReleaseItOrChangeVisibility) {
 TEST_F(DriverControl, HidesAndShowsAnEndpointAtOnce) {
   const HANDLE device = OpenControl();
   Acquire(device);
-  const std::u16string id = FindEndpoint(machine, kRoot, {4, 1})->id;
+  const std::u16string id = FindEndpoint(machine, kRootId, {4, 1})->id;
   const Answer hidden = SetVisible(device, 4, 1, 0);
   EXPECT_TRUE(hidden.ok);
   EXPECT_EQ(hidden.returned, 0u);
   EXPECT_EQ(Root().hidden, (std::set<CableFlow>{{4, 1}}));
-  EXPECT_EQ(FindEndpoint(machine, kRoot, {4, 1}), nullptr);
+  EXPECT_EQ(FindEndpoint(machine, kRootId, {4, 1}), nullptr);
   EXPECT_EQ(FindChildDevice(machine, id), nullptr);
   EXPECT_EQ(CountEndpoints(machine, DEVICE_STATE_ACTIVE), 19u);
   EXPECT_TRUE(SetVisible(device, 4, 1, 1).ok);
-  EXPECT_EQ(FindEndpoint(machine, kRoot, {4, 1})->id, id);
+  EXPECT_EQ(FindEndpoint(machine, kRootId, {4, 1})->id, id);
   EXPECT_NE(FindChildDevice(machine, id), nullptr);
   EXPECT_TRUE(Root().hidden.empty());
 }
 
-TEST_F(DriverControl, KeepsEndpointsHiddenWhenTheLeaseIsOver) {
+TEST_F(DriverControl, KeepsEndpointsHiddenWhenTheLeaseEnds) {
   const HANDLE device = OpenControl();
   Acquire(device);
   SetVisible(device, 4, 1, 0);
@@ -368,7 +368,7 @@ TEST_F(DriverControl, KeepsEndpointsHiddenWhenTheLeaseIsOver) {
   EXPECT_EQ(CountEndpoints(machine, DEVICE_STATE_ACTIVE), 19u);
 }
 
-TEST_F(DriverControl, RefusesToHideOrShowWhatTheImageSays) {
+TEST_F(DriverControl, RefusesToHideOrShowConfiguredEndpoints) {
   Image().refusesToHide[{4, 0}] = 31;
   Image().refusesToShow[{4, 1}] = 21;
   const HANDLE device = OpenControl();
@@ -391,7 +391,7 @@ TEST_F(DriverControl, RefusesCablesAndWordsOutOfRange) {
   EXPECT_EQ(CountEndpoints(machine, DEVICE_STATE_ACTIVE), 20u);
 }
 
-TEST_F(DriverControl, ChangesNothingWhenSuccessWasALie) {
+TEST_F(DriverControl, ChangesNothingWhenSuccessIsFeigned) {
   const HANDLE device = OpenControl();
   Acquire(device);
   process.faults.push_back({"DeviceIoControl", 2, 2, FaultKind::SucceedWithoutEffect, 0, 0, {}});

@@ -10,7 +10,7 @@ DriverImage Parse(std::string_view text) {
   return ParseImage(Bytes(text.begin(), text.end()));
 }
 
-/// Differs from every sound image in every field.
+/// An image that differs from every sound one in every field.
 DriverImage UnsoundImage() {
   DriverImage image;
   image.loadedVersion = 0xFF1A080A;
@@ -37,7 +37,7 @@ DriverImage UnsoundImage() {
   return image;
 }
 
-TEST(DriverImage, PacksThreePartsOfItsVersionAndKeepsTheFourth) {
+TEST(DriverImage, PacksThreePartsOfItsVersionAndKeepsTheFourthApart) {
   const DriverImage image = SoundImage(u"26.8.10.5");
   EXPECT_EQ(image.loadedVersion, 0x1A080Au);
   EXPECT_EQ(image.revision, 5u);
@@ -65,19 +65,19 @@ TEST(DriverImage, IsOneLineOfTextWhenItIsSound) {
   EXPECT_EQ(Parse("version=26.8.10.5"), SoundImage(u"26.8.10.5"));
 }
 
-TEST(DriverImage, ComesBackFromItsTextWithEveryField) {
+TEST(DriverImage, SurvivesItsTextFormWithEveryField) {
   const DriverImage image = UnsoundImage();
   const std::string text = ToImageText(image);
   EXPECT_EQ(Parse(text), image) << text;
 }
 
-TEST(DriverImage, ComesBackFromItsTextWithAnEmptyPool) {
+TEST(DriverImage, SurvivesItsTextFormWithAnEmptyPool) {
   DriverImage image = SoundImage(u"1.2.3.4");
   image.pool.clear();
   EXPECT_EQ(Parse(ToImageText(image)), image);
 }
 
-TEST(DriverImage, ComesBackFromItsTextWithEveryNameThatADriverMayReport) {
+TEST(DriverImage, SurvivesItsTextFormWithEveryNameThatADriverMayReport) {
   const std::u16string names[] = {u"",
                                   u"none",
                                   u" blanks ",
@@ -109,7 +109,7 @@ TEST(DriverImage, IsChangedByTheLinesAfterItsVersion) {
   EXPECT_EQ(image.refusesToHide, (std::map<CableFlow, std::uint32_t>{{{4, 0}, 31}}));
 }
 
-TEST(DriverImage, IgnoresLinesThatAreNotUnderstood) {
+TEST(DriverImage, IgnoresUnknownLines) {
   const char* lines[] = {"",
                          "=",
                          "revision",
@@ -137,7 +137,7 @@ TEST(DriverImage, IgnoresLinesThatAreNotUnderstood) {
   }
 }
 
-TEST(DriverImage, SaysNothingWhenItsFileIsSomethingElse) {
+TEST(DriverImage, IsAbsentFromAFileOfAnotherFormat) {
   EXPECT_EQ(Parse("MZ\x90"), DriverImage{});
   EXPECT_TRUE(Parse("").pool.empty());
 }

@@ -1,8 +1,12 @@
 #include "platform/simulated/driver_replies.h"
 
+#include "tests/support/sample.h"
+
 #include <gtest/gtest.h>
 
 namespace vorn::platform::simulated {
+
+using tests::kSampleVersion;
 namespace {
 
 std::uint32_t Word(const Bytes& reply, std::size_t offset) {
@@ -10,7 +14,7 @@ std::uint32_t Word(const Bytes& reply, std::size_t offset) {
          std::uint32_t{reply.at(offset + 2)} << 16 | std::uint32_t{reply.at(offset + 3)} << 24;
 }
 
-/// The name field of an entry as far as its 64 units go.
+/// The 64 units of the name field of an entry.
 std::u16string Name(const Bytes& reply, std::size_t entry) {
   std::u16string name;
   for (std::size_t i = 0; i < 64; ++i) {
@@ -22,8 +26,8 @@ std::u16string Name(const Bytes& reply, std::size_t entry) {
   return name;
 }
 
-TEST(DriverReplies, PutTheCountAndTwentyEntriesInThePool) {
-  const Bytes reply = PoolReply(SoundImage(u"26.8.10.5"));
+TEST(DriverReplies, HoldTheCountAndTwentyEntriesInThePool) {
+  const Bytes reply = PoolReply(SoundImage(kSampleVersion));
   ASSERT_EQ(reply.size(), 2804u);
   EXPECT_EQ(Word(reply, 0), 20u);
   for (std::uint32_t i = 0; i < 20; ++i) {
@@ -34,8 +38,8 @@ TEST(DriverReplies, PutTheCountAndTwentyEntriesInThePool) {
   EXPECT_EQ(Name(reply, 19), u"VORN Cable 10 Capture");
 }
 
-TEST(DriverReplies, KeepTheReportedCountApartFromTheEntries) {
-  DriverImage image = SoundImage(u"26.8.10.5");
+TEST(DriverReplies, ReportACountIndependentOfTheEntries) {
+  DriverImage image = SoundImage(kSampleVersion);
   image.poolCount = 21;
   image.pool.resize(1);
   const Bytes reply = PoolReply(image);
@@ -45,7 +49,7 @@ TEST(DriverReplies, KeepTheReportedCountApartFromTheEntries) {
 }
 
 TEST(DriverReplies, CutThePoolWhereTheImageStops) {
-  DriverImage image = SoundImage(u"26.8.10.5");
+  DriverImage image = SoundImage(kSampleVersion);
   image.poolBytes = 4;
   EXPECT_EQ(PoolReply(image), (Bytes{20, 0, 0, 0}));
   image.poolBytes = 2;
@@ -53,7 +57,7 @@ TEST(DriverReplies, CutThePoolWhereTheImageStops) {
 }
 
 TEST(DriverReplies, LeaveANameOf64UnitsWithoutTerminator) {
-  DriverImage image = SoundImage(u"26.8.10.5");
+  DriverImage image = SoundImage(kSampleVersion);
   image.pool[0].name = std::u16string(64, u'x');
   image.pool[1].name = std::u16string(63, u'y');
   image.pool[2].name = std::u16string(70, u'z');
@@ -64,8 +68,8 @@ TEST(DriverReplies, LeaveANameOf64UnitsWithoutTerminator) {
   EXPECT_EQ(Word(reply, 4 + 140 * 3), 3u);
 }
 
-TEST(DriverReplies, PutTheStatusWordsAtTheirOffsets) {
-  DriverImage image = SoundImage(u"26.8.10.5");
+TEST(DriverReplies, HoldTheStatusWordsAtTheirOffsets) {
+  DriverImage image = SoundImage(kSampleVersion);
   image.lifecycleAbi = 0x01020304;
   image.sharedMemoryAbi = 7;
   image.capabilities = 9;
@@ -79,8 +83,8 @@ TEST(DriverReplies, PutTheStatusWordsAtTheirOffsets) {
   EXPECT_EQ(Word(reply, 120), 5u);
 }
 
-TEST(DriverReplies, FillWhatNobodyMayRelyOnInTheStatus) {
-  const Bytes reply = StatusReply(SoundImage(u"26.8.10.5"));
+TEST(DriverReplies, FillTheReservedBytesOfTheStatus) {
+  const Bytes reply = StatusReply(SoundImage(kSampleVersion));
   for (const std::size_t offset :
        {std::size_t{4}, std::size_t{100}, std::size_t{116}, std::size_t{124}})
     EXPECT_NE(Word(reply, offset), 0u) << offset;
@@ -95,7 +99,7 @@ TEST(DriverReplies, CutTheStatusOfALegacyImage) {
 }
 
 TEST(DriverReplies, AreSixteenBytesForTheLease) {
-  DriverImage image = SoundImage(u"26.8.10.5");
+  DriverImage image = SoundImage(kSampleVersion);
   EXPECT_EQ(LeaseReply(image).size(), 16u);
   image.leaseBytes = 8;
   EXPECT_EQ(LeaseReply(image).size(), 8u);

@@ -1,4 +1,4 @@
-// The driver store: what a package's uninstallation takes, and when it refuses.
+// The driver store: what an uninstallation removes, and when it refuses.
 
 #include "platform/files.h"
 #include "platform/simulated/driver_package.h"
@@ -6,6 +6,7 @@
 #include "platform/simulated/file_values.h"
 #include "platform/simulated/neighbours.h"
 #include "tests/simulated/device_calls.h"
+#include "tests/support/sample.h"
 
 namespace vorn::tests {
 
@@ -16,10 +17,10 @@ namespace {
 
 constexpr char16_t kPublishedInf[] = u"C:\\Windows\\INF\\oem3.inf";
 
-/// As after a removal of the device, with its package left.
+/// A machine whose device was removed and whose package remains.
 Machine WithUnusedPackage() {
   Machine machine = InstalledMachine();
-  RemoveDeviceNode(machine, kRoot);
+  RemoveDeviceNode(machine, kRootId);
   return machine;
 }
 
@@ -37,13 +38,13 @@ TEST(DriverStore, ForgetsAnUninstalledPackageAndItsInf) {
 TEST(DriverStore, RefusesAPackageThatADeviceUses) {
   Machine machine = InstalledMachine();
   EXPECT_EQ(UninstallPackage(machine, u"oem3.inf", 0), ERROR_INF_IN_USE_BY_DEVICES);
-  machine.devices.Find(kRoot)->present = false;
+  machine.devices.Find(kRootId)->present = false;
   EXPECT_EQ(UninstallPackage(machine, u"oem3.inf", 0), ERROR_INF_IN_USE_BY_DEVICES) << "absent";
   EXPECT_NE(machine.store.Find(u"oem3.inf"), nullptr);
   EXPECT_EQ(UninstallPackage(machine, u"oem3.inf", SUOI_FORCEDELETE), 0u);
 }
 
-TEST(DriverStore, RefusesNamesThatAreNoPackages) {
+TEST(DriverStore, RefusesNamesThatAreNotPackages) {
   Machine machine = WithUnusedPackage();
   for (const char16_t* name : {u"machine.inf", u"oem.inf", u"oem3.pnf", u"oemx.inf",
                                u"C:\\Windows\\INF\\oem3.inf", u"..\\oem3.inf", u""}) {
@@ -58,21 +59,21 @@ TEST(DriverStore, DoesNotFindAPackageWhoseInfVanished) {
   EXPECT_EQ(UninstallPackage(machine, u"oem3.inf", 0), ERROR_FILE_NOT_FOUND);
 }
 
-TEST(DriverStore, GivesTheErrorThatAPackageWasSetTo) {
+TEST(DriverStore, ReturnsTheConfiguredErrorOfAPackage) {
   Machine machine = WithUnusedPackage();
   machine.store.Find(u"oem3.inf")->uninstallError = ERROR_ACCESS_DENIED;
   EXPECT_EQ(UninstallPackage(machine, u"oem3.inf", 0), ERROR_ACCESS_DENIED);
   EXPECT_TRUE(FindNode(machine.files, kPublishedInf));
 }
 
-TEST(DriverStore, CanSayThatAPackageIsGoneWhileItIsNot) {
+TEST(DriverStore, CanFeignAnUninstallation) {
   Machine machine = WithUnusedPackage();
   machine.store.Find(u"oem3.inf")->uninstallKeepsFile = true;
   EXPECT_EQ(UninstallPackage(machine, u"oem3.inf", 0), 0u);
   EXPECT_TRUE(FindNode(machine.files, kPublishedInf));
 }
 
-TEST(DriverStore, CannotDeleteAnInfThatIsHeldAgainstIt) {
+TEST(DriverStore, CannotDeleteAnInfThatIsHeldOpen) {
   Machine machine = WithUnusedPackage();
   const auto open = HoldOpen(machine.files, kPublishedInf, FILE_READ_DATA, FILE_SHARE_READ);
   EXPECT_EQ(UninstallPackage(machine, u"oem3.inf", 0), ERROR_SHARING_VIOLATION);
@@ -82,23 +83,23 @@ TEST(DriverStore, CannotDeleteAnInfThatIsHeldAgainstIt) {
   EXPECT_EQ(UninstallPackage(machine, u"oem3.inf", 0), 0u) << "attributes hold nothing";
 }
 
-TEST(DriverStore, GivesANumberOnlyOnce) {
+TEST(DriverStore, UsesANumberOnlyOnce) {
   Machine machine = WithUnusedPackage();
   ASSERT_EQ(UninstallPackage(machine, u"oem3.inf", 0), 0u);
-  EXPECT_EQ(PublishPackage(machine, kSampleInf, kHardwareId), u"oem4.inf");
+  EXPECT_EQ(PublishPackage(machine, kSampleInf, kSampleHardwareId), u"oem4.inf");
 }
 
-TEST(DriverStore, TellsWhyItRefusesAPackage) {
+TEST(DriverStore, ReportsWhyItRefusesAPackage) {
   Machine machine = CleanMachine();
   std::uint32_t error = 0;
-  EXPECT_FALSE(PublishPackage(machine, u"C:\\nothing.inf", kHardwareId, &error));
+  EXPECT_FALSE(PublishPackage(machine, u"C:\\nothing.inf", kSampleHardwareId, &error));
   EXPECT_EQ(error, ERROR_FILE_NOT_FOUND);
   EXPECT_FALSE(PublishPackage(machine, kSampleInf, u"Root\\Other", &error));
   EXPECT_EQ(error, ERROR_NO_MORE_ITEMS);
   EXPECT_FALSE(PublishPackage(machine, kSampleInf, u"Root\\Other"));
 }
 
-TEST(DriverPackageInf, FitsThisSystemOnlyByItsDecoration) {
+TEST(DriverPackageInf, FitsThisSystemByItsDecorationOnly) {
   struct Case {
     const char* decoration;
     bool fits;
@@ -125,7 +126,8 @@ TEST(DriverPackageInf, FitsThisSystemOnlyByItsDecoration) {
                              each.decoration + "\r\n[Models." + each.decoration +
                              "]\r\nName=Install,Root\\Other,Root\\VornAudio\r\n";
     std::uint32_t error = 0;
-    const auto package = ReadDriverPackage(Bytes(text.begin(), text.end()), kHardwareId, &error);
+    const auto package =
+        ReadDriverPackage(Bytes(text.begin(), text.end()), kSampleHardwareId, &error);
     ASSERT_TRUE(package);
     EXPECT_EQ(package->hasModel, each.fits);
   }
@@ -143,21 +145,23 @@ TEST(DriverPackageInf, UsesTheModelsThatFitBest) {
       "[Later.Services]\nAddService=Later,2,S\n"
       "[S]\nServiceBinary=%12%\\now.sys\n";
   std::uint32_t error = 0;
-  const auto package = ReadDriverPackage(Bytes(text.begin(), text.end()), kHardwareId, &error);
+  const auto package =
+      ReadDriverPackage(Bytes(text.begin(), text.end()), kSampleHardwareId, &error);
   ASSERT_TRUE(package);
   EXPECT_EQ(package->service, u"Now");
   EXPECT_EQ(package->image, u"now.sys");
 }
 
-TEST(DriverPackageInf, OfTheRecipeSaysWhatTheRecipeSays) {
+TEST(DriverPackageInf, OfARecipeHasTheValuesOfTheRecipe) {
   PackageRecipe recipe;
   recipe.service = u"VornTwo";
   const std::string text = InfText(recipe);
   std::uint32_t error = 0;
-  const auto package = ReadDriverPackage(Bytes(text.begin(), text.end()), kHardwareId, &error);
+  const auto package =
+      ReadDriverPackage(Bytes(text.begin(), text.end()), kSampleHardwareId, &error);
   ASSERT_TRUE(package);
   EXPECT_TRUE(package->hasModel);
-  EXPECT_EQ(package->version, u"26.8.10.5");
+  EXPECT_EQ(package->version, kSampleVersion);
   EXPECT_EQ(package->rank.year, 2026u);
   EXPECT_EQ(package->rank.month, 8u);
   EXPECT_EQ(package->rank.day, 10u);
@@ -168,7 +172,7 @@ TEST(DriverPackageInf, OfTheRecipeSaysWhatTheRecipeSays) {
   EXPECT_EQ(package->files, std::vector<std::u16string>{u"vorn_audio.sys"});
 }
 
-TEST(DriverCatalog, ListsWholeLinesOnly) {
+TEST(DriverCatalog, ListsCompleteLinesOnly) {
   const Bytes content = {1, 2, 3};
   const std::string line = CatalogLine(content);
   const auto lists = [&](const std::string& catalog) {

@@ -5,6 +5,7 @@
 #include "platform/simulated/file_values.h"
 #include "platform/simulated/neighbours.h"
 #include "tests/simulated/device_calls.h"
+#include "tests/support/sample.h"
 
 namespace vorn::tests {
 
@@ -27,7 +28,7 @@ PackageRecipe Newer() {
 }
 
 std::uint32_t UpdateError(const std::u16string& inf, std::uint32_t flags = INSTALLFLAG_FORCE,
-                          const char16_t* hardwareId = kHardwareId) {
+                          const char16_t* hardwareId = kSampleHardwareId) {
   bool restart = true;
   if (UpdateDriverForPlugAndPlayDevicesW(hardwareId, inf.c_str(), flags, &restart)) return 0;
   EXPECT_TRUE(restart) << "untouched on failure";
@@ -37,7 +38,7 @@ std::uint32_t UpdateError(const std::u16string& inf, std::uint32_t flags = INSTA
 std::size_t CountEndpointsInView(const Machine& machine) {
   std::size_t count = 0;
   for (const AudioEndpoint& endpoint : machine.audio.endpoints)
-    count += endpoint.root == kRoot && endpoint.state != 4 ? 1u : 0u;
+    count += endpoint.root == kRootId && endpoint.state != 4 ? 1u : 0u;
   return count;
 }
 
@@ -45,27 +46,27 @@ std::size_t CountEndpointsInView(const Machine& machine) {
 
 TEST(StoreUpdate, PublishesBindsAndStarts) {
   World world(CleanMachine());
-  AddRoot(world.machine, kRoot);
+  AddRoot(world.machine, kRootId);
   EXPECT_EQ(Update(kSampleInf), false);
-  const Device& root = world.Device(kRoot);
+  const Device& root = world.Device(kRootId);
   EXPECT_EQ(root.publishedInf, u"oem3.inf");
   EXPECT_EQ(root.service, u"VornAudio");
   EXPECT_EQ(StringProperty(root, kDriverInfPathKey), u"oem3.inf");
-  EXPECT_EQ(StringProperty(root, kDriverVersionKey), u"26.8.10.5");
+  EXPECT_EQ(StringProperty(root, kDriverVersionKey), kSampleVersion);
   EXPECT_EQ(StringProperty(root, kServiceKey), u"VornAudio");
   EXPECT_FALSE(IsStarted(root));
   world.Wait(399);
-  EXPECT_FALSE(IsStarted(world.Device(kRoot)));
+  EXPECT_FALSE(IsStarted(world.Device(kRootId)));
   world.Wait(1);
-  EXPECT_TRUE(IsStarted(world.Device(kRoot)));
-  EXPECT_EQ(world.Device(kRoot).resident, SoundImage(u"26.8.10.5"));
+  EXPECT_TRUE(IsStarted(world.Device(kRootId)));
+  EXPECT_EQ(world.Device(kRootId).resident, SoundImage(kSampleVersion));
   world.Wait(1500);
   EXPECT_EQ(CountEndpointsInView(world.machine), 20u);
 }
 
 TEST(StoreUpdate, CopiesTheInfByteForByteAndRemembersItsNames) {
   World world(CleanMachine());
-  AddRoot(world.machine, kRoot);
+  AddRoot(world.machine, kRootId);
   Update(kSampleInf);
   EXPECT_EQ(ReadWholeFile(world.machine.files, u"C:\\Windows\\INF\\oem3.inf"),
             ReadWholeFile(world.machine.files, kSampleInf));
@@ -77,7 +78,7 @@ TEST(StoreUpdate, CopiesTheInfByteForByteAndRemembersItsNames) {
 
 TEST(StoreUpdate, AcceptsAVolumeGuidPath) {
   World world(CleanMachine());
-  AddRoot(world.machine, kRoot);
+  AddRoot(world.machine, kRootId);
   const std::u16string path = u"\\\\?\\Volume{" + world.machine.files.volumes.front().guid +
                               u"}\\pkg\\driver\\vorn_audio.inf";
   EXPECT_EQ(Update(path.c_str()), false);
@@ -86,14 +87,14 @@ TEST(StoreUpdate, AcceptsAVolumeGuidPath) {
 
 TEST(StoreUpdate, WorksWhileTheCallerHoldsTheInfOpenForReading) {
   World world(CleanMachine());
-  AddRoot(world.machine, kRoot);
+  AddRoot(world.machine, kRootId);
   HoldOpen(world.machine.files, kSampleInf, FILE_READ_DATA, FILE_SHARE_READ);
   EXPECT_EQ(Update(kSampleInf), false);
 }
 
-TEST(StoreUpdate, FailsWhileSomebodyHoldsTheInfForHimself) {
+TEST(StoreUpdate, FailsWhileSomebodyHoldsTheInfExclusively) {
   World world(CleanMachine());
-  AddRoot(world.machine, kRoot);
+  AddRoot(world.machine, kRootId);
   HoldOpen(world.machine.files, kSampleInf, FILE_READ_DATA, 0);
   EXPECT_EQ(UpdateError(kSampleInf), ERROR_SHARING_VIOLATION);
 }
@@ -103,7 +104,7 @@ TEST(StoreUpdate, GivesTheSameBytesTheSameName) {
   const auto packages = world.machine.store.packages;
   EXPECT_EQ(Update(kSampleInf), false);
   EXPECT_EQ(world.machine.store.packages, packages);
-  EXPECT_EQ(world.Device(kRoot).publishedInf, u"oem3.inf");
+  EXPECT_EQ(world.Device(kRootId).publishedInf, u"oem3.inf");
 }
 
 TEST(StoreUpdate, GivesOtherBytesOfTheSameVersionAnotherName) {
@@ -111,25 +112,25 @@ TEST(StoreUpdate, GivesOtherBytesOfTheSameVersionAnotherName) {
   PackageRecipe recipe;
   recipe.extraInfText = "; rebuilt\r\n";
   EXPECT_EQ(UpdateError(Write(world, recipe)), 0u);
-  EXPECT_EQ(world.Device(kRoot).publishedInf, u"oem4.inf");
+  EXPECT_EQ(world.Device(kRootId).publishedInf, u"oem4.inf");
   EXPECT_NE(world.machine.store.Find(u"oem3.inf"), nullptr);
 }
 
-TEST(StoreUpdate, PassesOverNamesThatAreInUse) {
+TEST(StoreUpdate, SkipsNamesInUse) {
   World world(CleanMachine());
   PutFile(world.machine.files, u"C:\\Windows\\INF\\oem3.inf", "; somebody's\r\n");
-  AddRoot(world.machine, kRoot);
+  AddRoot(world.machine, kRootId);
   Update(kSampleInf);
-  EXPECT_EQ(world.Device(kRoot).publishedInf, u"oem4.inf");
+  EXPECT_EQ(world.Device(kRootId).publishedInf, u"oem4.inf");
 }
 
 TEST(StoreUpdate, ReadsUtf16Infs) {
   World world(CleanMachine());
-  AddRoot(world.machine, kRoot);
+  AddRoot(world.machine, kRootId);
   PackageRecipe recipe;
   recipe.utf16 = true;
   EXPECT_EQ(UpdateError(Write(world, recipe)), 0u);
-  EXPECT_EQ(StringProperty(world.Device(kRoot), kDriverVersionKey), u"26.8.10.5");
+  EXPECT_EQ(StringProperty(world.Device(kRootId), kDriverVersionKey), kSampleVersion);
 }
 
 TEST(StoreUpdate, StopsTheOlderDriverAndStartsTheNewOne) {
@@ -137,14 +138,14 @@ TEST(StoreUpdate, StopsTheOlderDriverAndStartsTheNewOne) {
   const auto ids = world.machine.audio.remembered;
   EXPECT_EQ(Update(kSampleInf), false);
   EXPECT_EQ(CountEndpointsInView(world.machine), 0u);
-  EXPECT_FALSE(world.Device(kRoot).resident.has_value());
+  EXPECT_FALSE(world.Device(kRootId).resident.has_value());
   world.Wait(5'000);
-  EXPECT_EQ(world.Device(kRoot).resident, SoundImage(u"26.8.10.5"));
+  EXPECT_EQ(world.Device(kRootId).resident, SoundImage(kSampleVersion));
   EXPECT_EQ(CountEndpointsInView(world.machine), 20u);
   EXPECT_EQ(world.machine.audio.remembered, ids) << "endpoints keep their ids";
 }
 
-TEST(StoreUpdate, FailsAndChangesNothingWhenSomethingIsWrong) {
+TEST(StoreUpdate, ChangesNothingWhenItFails) {
   struct Case {
     const char* what;
     PackageRecipe recipe;
@@ -182,15 +183,15 @@ TEST(StoreUpdate, FailsWhenTheInfDoesNotExist) {
   EXPECT_EQ(UpdateError(u"C:\\nowhere\\vorn_audio.inf"), ERROR_FILE_NOT_FOUND);
 }
 
-TEST(StoreUpdate, FailsForPathsThatLeadToNoFile) {
+TEST(StoreUpdate, FailsForInvalidPaths) {
   World world(OutdatedMachine());
   for (const char16_t* path : {u"", u"vorn_audio.inf", u"X:\\a.inf", u"\\\\server\\share\\a.inf",
-                               u"C:\\pkg\\driver", u"C:", u"\\\\?\\Volume{no}\\a.inf"}) {
+                               kSampleFolder, u"C:", u"\\\\?\\Volume{no}\\a.inf"}) {
     EXPECT_NE(UpdateError(path), 0u);
   }
 }
 
-TEST(StoreUpdate, WithoutForceIsNotForAnAbsentDeviceAlone) {
+TEST(StoreUpdate, WithoutForceNeedsAPresentDevice) {
   World world(DuplicatesMachine());
   RemoveDeviceNode(world.machine, u"ROOT\\MEDIA\\0002");
   world.Device(u"ROOT\\MEDIA\\0001").publishedInf.clear();
@@ -198,7 +199,7 @@ TEST(StoreUpdate, WithoutForceIsNotForAnAbsentDeviceAlone) {
   EXPECT_EQ(world.Device(u"ROOT\\MEDIA\\0001").publishedInf, u"");
 }
 
-TEST(StoreUpdate, FailsWhenTheInfIsNone) {
+TEST(StoreUpdate, FailsForAFileThatIsNotAnInf) {
   World world(OutdatedMachine());
   PutFile(world.machine.files, u"C:\\pkg\\text.inf", "hello\r\n");
   EXPECT_NE(UpdateError(u"C:\\pkg\\text.inf"), 0u);
@@ -216,12 +217,12 @@ TEST(StoreUpdate, FailsWhenTheImageIsMissingOrWasExchanged) {
 TEST(StoreUpdate, FailsWithoutAPresentDevice) {
   World world(CleanMachine());
   EXPECT_EQ(UpdateError(kSampleInf), ERROR_NO_SUCH_DEVINST);
-  AddRoot(world.machine, kRoot).present = false;
+  AddRoot(world.machine, kRootId).present = false;
   EXPECT_EQ(UpdateError(kSampleInf), ERROR_NO_SUCH_DEVINST);
   EXPECT_EQ(world.machine.store.Find(u"oem3.inf"), nullptr);
 }
 
-TEST(StoreUpdate, WithoutForceTakesOnlyABetterPackage) {
+TEST(StoreUpdate, WithoutForceBindsOnlyABetterPackage) {
   World world(InstalledMachine());
   PackageRecipe older;
   older.version = u"26.8.10.6";
@@ -243,7 +244,7 @@ TEST(StoreUpdate, RefusesWrongParameters) {
 
 TEST(StoreUpdate, FindsTheHardwareIdInAnyCaseAndPlace) {
   World world(InstalledMachine());
-  world.Device(kRoot).hardwareIds = {u"Root\\First", u"ROOT\\VORNAUDIO"};
+  world.Device(kRootId).hardwareIds = {u"Root\\First", u"ROOT\\VORNAUDIO"};
   EXPECT_EQ(UpdateError(Write(world, Newer()), INSTALLFLAG_FORCE, u"root\\vornaudio"), 0u);
 }
 
@@ -251,7 +252,7 @@ TEST(StoreUpdate, SelectsButDoesNotStartADisabledDevice) {
   World world(DisabledMachine());
   EXPECT_EQ(UpdateError(Write(world, Newer())), 0u);
   world.Wait(60'000);
-  const Device& root = world.Device(kRoot);
+  const Device& root = world.Device(kRootId);
   EXPECT_EQ(root.problem, CM_PROB_DISABLED);
   EXPECT_EQ(StringProperty(root, kDriverVersionKey), u"26.8.11.0");
   EXPECT_FALSE(root.resident.has_value());
@@ -274,15 +275,15 @@ TEST(StoreUpdate, LeavesNeighboursAlone) {
   EXPECT_EQ(DescribeForeignParts(world.machine), foreign);
 }
 
-TEST(StoreUpdateRestart, IsAskedByAnImageThatNeedsIt) {
+TEST(StoreUpdateRestart, IsRequestedByAnImageThatNeedsIt) {
   World world(OutdatedMachine());
   PackageRecipe recipe = Newer();
   recipe.image = SoundImage(recipe.version);
   recipe.image->needsRestart = true;
-  const DriverImage older = *world.Device(kRoot).resident;
+  const DriverImage older = *world.Device(kRootId).resident;
   EXPECT_EQ(Update(Write(world, recipe).c_str()), true);
   world.Wait(60'000);
-  const Device& root = world.Device(kRoot);
+  const Device& root = world.Device(kRootId);
   EXPECT_TRUE(IsStarted(root));
   EXPECT_EQ(root.resident, older) << "what runs goes on running";
   EXPECT_EQ(StringProperty(root, kDriverVersionKey), u"26.8.11.0");
@@ -290,11 +291,11 @@ TEST(StoreUpdateRestart, IsAskedByAnImageThatNeedsIt) {
   EXPECT_EQ(root.pendingInf, root.publishedInf);
   EXPECT_EQ(CountEndpointsInView(world.machine), 20u);
   Reboot(world.machine);
-  EXPECT_EQ(world.Device(kRoot).resident, recipe.image);
-  EXPECT_EQ(world.Device(kRoot).pendingInf, u"");
+  EXPECT_EQ(world.Device(kRootId).resident, recipe.image);
+  EXPECT_EQ(world.Device(kRootId).pendingInf, u"");
 }
 
-TEST(StoreUpdateRestart, IsAskedByTheStoreOrByThePlan) {
+TEST(StoreUpdateRestart, IsRequestedByTheStoreOrByThePlan) {
   World world(OutdatedMachine());
   world.machine.store.updateNeedsRestart = true;
   EXPECT_EQ(Update(kSampleInf), true);
@@ -311,42 +312,42 @@ TEST(StoreUpdateRestart, IsAskedByTheStoreOrByThePlan) {
 
 TEST(StoreUpdateRestart, IsOverWhenAnotherPackageIsSelectedWithoutOne) {
   World world(OutdatedMachine());
-  const std::u16string previous = world.Device(kRoot).publishedInf;
+  const std::u16string previous = world.Device(kRootId).publishedInf;
   Fault fault;
   fault.call = "UpdateDriverForPlugAndPlayDevicesW";
   fault.kind = FaultKind::AskRestart;
   world.process.faults = {fault};
   EXPECT_EQ(Update(kSampleInf), true);
-  // The published INF has no catalog beside it: the store vouches for its own packages.
+  // A published INF has no catalog beside it, because the store trusts its own packages.
   EXPECT_EQ(Update((u"C:\\Windows\\INF\\" + previous).c_str()), false);
   world.Wait(5'000);
-  EXPECT_EQ(world.Device(kRoot).publishedInf, previous);
-  EXPECT_EQ(world.Device(kRoot).pendingInf, u"");
-  EXPECT_EQ(world.Device(kRoot).resident, SoundImage(u"26.8.9.4"));
+  EXPECT_EQ(world.Device(kRootId).publishedInf, previous);
+  EXPECT_EQ(world.Device(kRootId).pendingInf, u"");
+  EXPECT_EQ(world.Device(kRootId).resident, SoundImage(u"26.8.9.4"));
 }
 
 TEST(StoreUpdateRestart, LeavesANewDeviceWaiting) {
   World world(CleanMachine());
   world.machine.store.updateNeedsRestart = true;
-  AddRoot(world.machine, kRoot);
+  AddRoot(world.machine, kRootId);
   EXPECT_EQ(Update(kSampleInf), true);
   world.Wait(60'000);
-  EXPECT_EQ(StateOf(NodeOf(kRoot)).problem, CM_PROB_NEED_RESTART);
+  EXPECT_EQ(StateOf(NodeOf(kRootId)).problem, CM_PROB_NEED_RESTART);
   Reboot(world.machine);
-  EXPECT_TRUE(IsStarted(world.Device(kRoot)));
+  EXPECT_TRUE(IsStarted(world.Device(kRootId)));
 }
 
 TEST(StoreUpdateRestart, TakesEffectWhenTheDeviceIsRestartedInPlace) {
   World world(OutdatedMachine());
   world.machine.store.updateNeedsRestart = true;
   EXPECT_EQ(Update(kSampleInf), true);
-  RestartDevice(world.machine, kRoot);
+  RestartDevice(world.machine, kRootId);
   world.Wait(5'000);
-  EXPECT_EQ(world.Device(kRoot).resident, SoundImage(u"26.8.10.5"));
-  EXPECT_EQ(world.Device(kRoot).pendingInf, u"");
+  EXPECT_EQ(world.Device(kRootId).resident, SoundImage(kSampleVersion));
+  EXPECT_EQ(world.Device(kRootId).pendingInf, u"");
 }
 
-TEST(StoreUpdate, FailsWithTheErrorThatTheStoreWasSetTo) {
+TEST(StoreUpdate, FailsWithTheConfiguredError) {
   World world(OutdatedMachine());
   world.machine.store.updateError = ERROR_ACCESS_DENIED;
   const auto devices = world.machine.devices;

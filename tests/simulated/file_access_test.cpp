@@ -7,7 +7,7 @@
 namespace vorn::platform::simulated {
 namespace {
 
-/// A world whose process is an ordinary user.
+/// A machine whose process belongs to an ordinary user.
 class FileAccess : public FileWorld {
  protected:
   void BecomeUser() {
@@ -26,7 +26,7 @@ class FileAccess : public FileWorld {
 using FileSharing = FileWorld;
 using FileHandleRights = FileWorld;
 
-TEST_F(FileAccess, IsRefusedWhereTheListGrantsLess) {
+TEST_F(FileAccess, IsRefusedWhereTheAccessListGrantsLess) {
   BecomeUser();
   EXPECT_EQ(StatusOf(u"C:\\a\\file.txt"), STATUS_SUCCESS);
   EXPECT_EQ(StatusOf(u"C:\\a\\file.txt", With(GENERIC_READ | WRITE_DAC)), STATUS_ACCESS_DENIED);
@@ -42,7 +42,7 @@ TEST_F(FileAccess, FollowsTheOrderOfTheEntries) {
   EXPECT_EQ(StatusOf(u"C:\\a\\file.txt"), STATUS_SUCCESS);
 }
 
-TEST_F(FileAccess, OfAnEmptyListIsRefusedAndOfNoListGranted) {
+TEST_F(FileAccess, IsRefusedByAnEmptyListAndGrantedByNone) {
   BecomeUser();
   Secure(u"C:\\a\\file.txt", u"O:BAD:P");
   EXPECT_EQ(StatusOf(u"C:\\a\\file.txt"), STATUS_ACCESS_DENIED);
@@ -50,7 +50,7 @@ TEST_F(FileAccess, OfAnEmptyListIsRefusedAndOfNoListGranted) {
   EXPECT_EQ(StatusOf(u"C:\\a\\file.txt", With(GENERIC_ALL)), STATUS_SUCCESS);
 }
 
-TEST_F(FileAccess, LetsAnOwnerReadAndWriteTheList) {
+TEST_F(FileAccess, LetsAnOwnerReadAndWriteTheAccessList) {
   BecomeUser();
   Secure(u"C:\\a\\file.txt", u"O:S-1-5-21-1000000000-2000000000-3000000000-1001D:P");
   EXPECT_EQ(StatusOf(u"C:\\a\\file.txt", With(READ_CONTROL | WRITE_DAC | SYNCHRONIZE)),
@@ -86,7 +86,7 @@ TEST_F(FileAccess, ToCreateNeedsTheFoldersRight) {
   EXPECT_EQ(StatusOf(u"C:\\a\\new", NewFolder()), STATUS_SUCCESS);
 }
 
-TEST_F(FileAccess, OfWhoCreatesIsWhatWasAsked) {
+TEST_F(FileAccess, OfTheCreatorIsWhatWasRequested) {
   BecomeUser();
   Secure(u"C:\\a", u"O:BAD:P(A;;FA;;;BU)(A;OI;FR;;;SY)");  // a child grants users nothing
   const HANDLE file = OpenPath(u"C:\\a\\new.txt", New());
@@ -94,7 +94,7 @@ TEST_F(FileAccess, OfWhoCreatesIsWhatWasAsked) {
   EXPECT_TRUE(Write(file, "mine"));
 }
 
-TEST_F(FileAccess, TakesAllThatThereIsWhenTheMaximumIsAsked) {
+TEST_F(FileAccess, GrantsEveryRightWhenTheMaximumIsRequested) {
   BecomeUser();
   Secure(u"C:\\a\\file.txt", u"O:BAD:P(A;;FR;;;BU)");
   const HANDLE file = OpenPath(u"C:\\a\\file.txt", With(MAXIMUM_ALLOWED));
@@ -104,7 +104,7 @@ TEST_F(FileAccess, TakesAllThatThereIsWhenTheMaximumIsAsked) {
   EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
 }
 
-TEST_F(FileAccess, ByPrivilegeNeedsItEnabledAndAsked) {
+TEST_F(FileAccess, ByPrivilegeNeedsItEnabledAndRequested) {
   Secure(u"C:\\a\\file.txt", u"O:SYD:P(A;;FA;;;SY)");
   How intent;
   intent.options |= FILE_OPEN_FOR_BACKUP_INTENT;
@@ -155,7 +155,7 @@ TEST_F(FileSharing, IsEnforcedInBothDirectionsAgainstOtherProcesses) {
       {FILE_EXECUTE, 0, GENERIC_READ, kEverythingShared, STATUS_SHARING_VIOLATION},
       {FILE_APPEND_DATA, kEverythingShared, GENERIC_READ, FILE_SHARE_READ,
        STATUS_SHARING_VIOLATION},
-      // Opens that neither read, write nor delete take no part.
+      // Opens that neither read, write nor delete are exempt.
       {FILE_READ_ATTRIBUTES, 0, GENERIC_ALL, 0, STATUS_SUCCESS},
       {GENERIC_ALL, 0, FILE_READ_ATTRIBUTES | READ_CONTROL, 0, STATUS_SUCCESS},
   };
@@ -186,7 +186,7 @@ TEST_F(FileSharing, IsEnforcedOnFoldersAndAcrossHardLinks) {
   EXPECT_EQ(StatusOf(u"C:\\a", remover), STATUS_SHARING_VIOLATION);
 }
 
-TEST_F(FileSharing, BindsTheSystemsOwnReadsToo) {
+TEST_F(FileSharing, AppliesToTheSystemsOwnReadsToo) {
   std::uint32_t error = 0;
   const HANDLE file = OpenPath(u"C:\\a\\file.txt");
   EXPECT_TRUE(ReadAsSystem(Files(), u"C:\\a\\file.txt", &error).has_value());
@@ -196,7 +196,7 @@ TEST_F(FileSharing, BindsTheSystemsOwnReadsToo) {
   EXPECT_EQ(error, ERROR_SHARING_VIOLATION);
 }
 
-TEST_F(FileHandleRights, DecideAboutEveryLaterCall) {
+TEST_F(FileHandleRights, DecideEveryLaterCall) {
   const HANDLE bare = OpenPath(u"C:\\a\\file.txt", With(SYNCHRONIZE));
   ASSERT_NE(bare, nullptr);
   char buffer[8];
@@ -224,14 +224,14 @@ TEST_F(FileHandleRights, DecideAboutEveryLaterCall) {
   EXPECT_EQ(descriptor, nullptr);
 }
 
-TEST_F(FileHandleRights, OfAReadingHandleDoNotWrite) {
+TEST_F(FileHandleRights, OfAReadHandleDoNotAllowWriting) {
   const HANDLE file = OpenPath(u"C:\\a\\file.txt");
   EXPECT_FALSE(Write(file, "x"));
   EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
   EXPECT_EQ(Content(u"C:\\a\\file.txt"), "content");
 }
 
-TEST_F(FileHandleRights, AreNoneForAHandleThatIsNoFile) {
+TEST_F(FileHandleRights, AreNoneForAHandleThatIsNotAFile) {
   TheProcess();
   HANDLE token = nullptr;
   ASSERT_TRUE(OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token));

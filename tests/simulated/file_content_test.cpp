@@ -11,7 +11,7 @@ using FileFacts = FileWorld;
 
 constexpr std::uint64_t kGiB = std::uint64_t{1} << 30;
 
-TEST_F(FileContent, IsReadFromThePositionOn) {
+TEST_F(FileContent, IsReadFromThePosition) {
   const HANDLE file = OpenPath(u"C:\\a\\file.txt");
   EXPECT_EQ(ReadAll(file, 3), "con");
   EXPECT_EQ(ReadAll(file, 100), "tent");
@@ -20,7 +20,7 @@ TEST_F(FileContent, IsReadFromThePositionOn) {
   EXPECT_EQ(ReadAll(file, 2), "te");
 }
 
-TEST_F(FileContent, IsReachedByEveryWayToMoveThePosition) {
+TEST_F(FileContent, IsReachedByEveryMoveMethod) {
   const HANDLE file = OpenPath(u"C:\\a\\file.txt");
   std::int64_t at = -1;
   EXPECT_TRUE(SetFilePointerEx(file, -2, &at, FILE_END));
@@ -42,7 +42,7 @@ TEST_F(FileContent, GrowsAndIsReplacedByWrites) {
   EXPECT_EQ(Content(u"C:\\a\\new.txt"), "abXYef");
 }
 
-TEST_F(FileContent, IsZeroBetweenTheOldEndAndAWriteBehindIt) {
+TEST_F(FileContent, IsZeroBetweenTheOldEndAndAWriteBeyondIt) {
   const HANDLE file = OpenPath(u"C:\\a\\file.txt", With(GENERIC_READ | GENERIC_WRITE));
   SetFilePointerEx(file, 9, nullptr, FILE_BEGIN);
   EXPECT_TRUE(Write(file, "!"));
@@ -59,7 +59,7 @@ TEST_F(FileContent, IsCutOrExtendedToThePosition) {
   EXPECT_EQ(Content(u"C:\\a\\file.txt"), std::string("con\0\0", 5));
 }
 
-TEST_F(FileContent, OfAHandleThatOnlyAppendsGoesToTheEnd) {
+TEST_F(FileContent, IsAppendedThroughAnAppendOnlyHandle) {
   const HANDLE file = OpenPath(u"C:\\a\\file.txt", With(FILE_APPEND_DATA));
   EXPECT_TRUE(Write(file, "!"));
   EXPECT_EQ(Content(u"C:\\a\\file.txt"), "content!");
@@ -91,7 +91,7 @@ TEST_F(FileContent, OfAFolderCannotBeReadOrWritten) {
   EXPECT_TRUE(FailsWith(SetEndOfFile(handle), ERROR_INVALID_PARAMETER));
 }
 
-TEST_F(FileContent, ComesShortWhenThatIsPlanned) {
+TEST_F(FileContent, IsReadShortWhenPlanned) {
   const HANDLE file = OpenPath(u"C:\\a\\file.txt", With(GENERIC_READ | GENERIC_WRITE));
   Fault shortRead;
   shortRead.call = "ReadFile";
@@ -108,7 +108,7 @@ TEST_F(FileContent, ComesShortWhenThatIsPlanned) {
   EXPECT_EQ(Content(u"C:\\a\\file.txt"), "content12");
 }
 
-TEST_F(FileContent, IsUntouchedByACallThatWasMadeToFail) {
+TEST_F(FileContent, IsUnchangedByAFailedCall) {
   const HANDLE file = OpenPath(u"C:\\a\\file.txt", With(GENERIC_READ | GENERIC_WRITE));
   Fault fault;
   fault.call = "WriteFile";
@@ -119,7 +119,7 @@ TEST_F(FileContent, IsUntouchedByACallThatWasMadeToFail) {
   EXPECT_EQ(Content(u"C:\\a\\file.txt"), "content");
 }
 
-TEST_F(FileContent, OfAMachinesCopyStaysAsItWas) {
+TEST_F(FileContent, OfACopiedMachineIsIndependent) {
   const Machine before = TheMachine();
   const HANDLE file = OpenPath(u"C:\\a\\file.txt", With(GENERIC_WRITE));
   EXPECT_TRUE(Write(file, "CONT"));
@@ -128,7 +128,7 @@ TEST_F(FileContent, OfAMachinesCopyStaysAsItWas) {
   EXPECT_EQ(std::string(old->begin(), old->end()), "content");
 }
 
-TEST_F(FileSpace, IsTakenByGrowthAndGivenBackByCutsAndDeletion) {
+TEST_F(FileSpace, IsUsedByGrowthAndFreedByCutsAndDeletion) {
   Files().volumes[0].freeBytes = 10;
   const HANDLE file = OpenPath(u"C:\\a\\new.txt", New());
   EXPECT_TRUE(Write(file, "12345678"));
@@ -141,7 +141,7 @@ TEST_F(FileSpace, IsTakenByGrowthAndGivenBackByCutsAndDeletion) {
   EXPECT_EQ(Files().volumes[0].freeBytes, 10U);
 }
 
-TEST_F(FileSpace, ThatIsMissingFailsAWriteWithoutAnyEffect) {
+TEST_F(FileSpace, FailsAWriteWithoutEffectWhenExhausted) {
   const HANDLE file = OpenPath(u"C:\\a\\new.txt", New());
   Files().volumes[0].freeBytes = 3;
   std::uint32_t written = 9;
@@ -172,7 +172,7 @@ TEST_F(FileFacts, CountTheNamesOfAFile) {
   EXPECT_EQ(first.nFileIndexLow, second.nFileIndexLow);
 }
 
-TEST_F(FileFacts, CanBeToldDifferently) {
+TEST_F(FileFacts, CanBeOverridden) {
   Node& node = NodeAt(Files(), u"C:\\a\\file.txt");
   node.reportedLinks = 5;
   node.reportedType = FILE_TYPE_PIPE;
@@ -184,7 +184,7 @@ TEST_F(FileFacts, CanBeToldDifferently) {
   EXPECT_EQ(GetFileType(file), FILE_TYPE_PIPE);
 }
 
-TEST_F(FileFacts, SayThatFilesAndFoldersAreOnDisk) {
+TEST_F(FileFacts, ReportFilesAndFoldersAsOnDisk) {
   EXPECT_EQ(GetFileType(OpenPath(u"C:\\a\\file.txt")), FILE_TYPE_DISK);
   EXPECT_EQ(GetFileType(OpenPath(u"C:\\a", Folder())), FILE_TYPE_DISK);
 }
@@ -194,7 +194,7 @@ TEST_F(FileFacts, ReportAFileWithoutAttributesAsNormal) {
   EXPECT_EQ(AttributesOf(OpenPath(u"C:\\a\\file.txt")), FILE_ATTRIBUTE_NORMAL);
 }
 
-TEST_F(FileFacts, TakeNewAttributesAndKeepTheTimes) {
+TEST_F(FileFacts, AcceptNewAttributesAndKeepTheTimes) {
   const HANDLE file = OpenPath(u"C:\\a\\file.txt", With(GENERIC_READ | FILE_WRITE_ATTRIBUTES));
   FILE_BASIC_INFO info = {};
   ASSERT_TRUE(GetFileInformationByHandleEx(file, FileBasicInfo, &info, sizeof info));
@@ -213,7 +213,7 @@ TEST_F(FileFacts, TakeNewAttributesAndKeepTheTimes) {
   EXPECT_EQ(info.LastWriteTime, FileTimes::kStartOf2026);
 }
 
-TEST_F(FileFacts, NeverMakeAFolderOfAFile) {
+TEST_F(FileFacts, NeverTurnAFileIntoAFolder) {
   const HANDLE file = OpenPath(u"C:\\a\\file.txt", With(FILE_WRITE_ATTRIBUTES));
   FILE_BASIC_INFO info = {};
   info.FileAttributes = FILE_ATTRIBUTE_DIRECTORY;

@@ -25,7 +25,7 @@ TEST_F(FileDeletion, WaitsForTheLastHandleOfAnyProcess) {
   EXPECT_FALSE(Exists(u"C:\\a\\file.txt"));
 }
 
-TEST_F(FileDeletion, RefusesEveryOpenMeanwhile) {
+TEST_F(FileDeletion, RefusesEveryOpenWhilePending) {
   const HANDLE file = OpenPath(u"C:\\a\\file.txt", With(GENERIC_READ | DELETE));
   Dispose(file);
   EXPECT_EQ(StatusOf(u"C:\\a\\file.txt", With(FILE_READ_ATTRIBUTES)), STATUS_DELETE_PENDING);
@@ -33,7 +33,7 @@ TEST_F(FileDeletion, RefusesEveryOpenMeanwhile) {
   EXPECT_EQ(ReadAll(file), "content") << "the open handle goes on";
 }
 
-TEST_F(FileDeletion, CanBeTakenBack) {
+TEST_F(FileDeletion, CanBeUndone) {
   const HANDLE file = OpenPath(u"C:\\a\\file.txt", With(DELETE));
   EXPECT_TRUE(Dispose(file));
   EXPECT_TRUE(Dispose(file, false));
@@ -41,7 +41,7 @@ TEST_F(FileDeletion, CanBeTakenBack) {
   EXPECT_TRUE(Exists(u"C:\\a\\file.txt"));
 }
 
-TEST_F(FileDeletion, IsRefusedForAReadOnlyFileUntilTheAttributeGoes) {
+TEST_F(FileDeletion, IsRefusedForAReadOnlyFileUntilTheAttributeIsCleared) {
   NodeAt(Files(), u"C:\\a\\file.txt").attributes = FILE_ATTRIBUTE_READONLY;
   const HANDLE file =
       OpenPath(u"C:\\a\\file.txt", With(GENERIC_READ | DELETE | FILE_WRITE_ATTRIBUTES));
@@ -97,7 +97,7 @@ TEST_F(FileDeletion, RemovesALinkAndNotItsTarget) {
   EXPECT_TRUE(Exists(u"C:\\a\\file.txt"));
 }
 
-TEST_F(FileDeletion, CanBeAskedAtTheOpen) {
+TEST_F(FileDeletion, CanBeRequestedAtTheOpen) {
   How how = New();
   how.options |= FILE_DELETE_ON_CLOSE;
   const HANDLE file = OpenPath(u"C:\\a\\passing.txt", how);
@@ -106,7 +106,7 @@ TEST_F(FileDeletion, CanBeAskedAtTheOpen) {
   EXPECT_FALSE(Exists(u"C:\\a\\passing.txt"));
 }
 
-TEST_F(FileDeletion, HappensAlsoWhenTheProcessDies) {
+TEST_F(FileDeletion, HappensWhenTheProcessDies) {
   const HANDLE file = OpenPath(u"C:\\a\\file.txt", With(DELETE));
   Dispose(file);
   TheProcess().Kill();
@@ -131,7 +131,7 @@ TEST_F(FileDeletion, SparesANewFileOfTheSameName) {
   EXPECT_EQ(Content(u"C:\\a\\file.txt"), "other");
 }
 
-TEST_F(FileDeletion, NeedsTheWholeStructureAndAKnownOne) {
+TEST_F(FileDeletion, NeedsAKnownAndCompleteStructure) {
   const HANDLE file = OpenPath(u"C:\\a\\file.txt", With(DELETE));
   const FILE_DISPOSITION_INFO info = {1};
   EXPECT_TRUE(

@@ -12,7 +12,7 @@ struct Listed {
   FILE_ID_BOTH_DIR_INFO record;
 };
 
-/// The records of a page, walked by their offsets.
+/// The records of a page, found by following their offsets.
 std::vector<Listed> Walk(const std::vector<std::uint8_t>& page) {
   std::vector<Listed> records;
   std::size_t at = 0;
@@ -30,7 +30,7 @@ std::vector<Listed> Walk(const std::vector<std::uint8_t>& page) {
 
 class FileListing : public FileWorld {
  protected:
-  /// The next page, empty when the call fails.
+  /// The next page; empty when the call fails.
   static std::vector<Listed> Page(HANDLE folder, std::uint32_t informationClass,
                                   std::uint32_t size = 65536) {
     std::vector<std::uint8_t> page(size);
@@ -48,7 +48,7 @@ class FileListing : public FileWorld {
 
 using TextList = std::vector<std::u16string>;
 
-TEST_F(FileListing, BeginsWithTheStepsAndGoesOnInUpperCasedOrder) {
+TEST_F(FileListing, StartsWithTheDotEntriesAndContinuesInUpperCaseOrder) {
   PutFile(Files(), u"C:\\list\\b", std::string_view(""));
   PutFile(Files(), u"C:\\list\\A", std::string_view(""));
   PutFile(Files(), u"C:\\list\\_", std::string_view(""));
@@ -62,13 +62,13 @@ TEST_F(FileListing, BeginsWithTheStepsAndGoesOnInUpperCasedOrder) {
   EXPECT_EQ(GetLastError(), ERROR_NO_MORE_FILES) << "the end stays";
 }
 
-TEST_F(FileListing, OfAnEmptyFolderHasTheStepsOnly) {
+TEST_F(FileListing, OfAnEmptyFolderHasOnlyTheDotEntries) {
   MakeFolder(Files(), u"C:\\empty");
   const HANDLE folder = OpenPath(u"C:\\empty", Folder());
   EXPECT_EQ(Names(Page(folder, FileIdBothDirectoryInfo)), (TextList{u".", u".."}));
 }
 
-TEST_F(FileListing, OfARootHasNoSteps) {
+TEST_F(FileListing, OfARootHasNoDotEntries) {
   const HANDLE root = OpenPath(u"C:\\", Folder());
   EXPECT_EQ(Names(Page(root, FileIdBothDirectoryRestartInfo)), (TextList{u"a", u"Windows"}));
 }
@@ -101,7 +101,7 @@ TEST_F(FileListing, DescribesEveryName) {
   EXPECT_EQ(records[3].record.EaSize, 0xA0000003U);
 }
 
-TEST_F(FileListing, StandsAtMultiplesOfEightInPagesOfTheAskedSize) {
+TEST_F(FileListing, AlignsRecordsToEightInPagesOfTheRequestedSize) {
   TextList expected = {u".", u".."};
   for (char16_t letter = u'A'; letter <= u'Z'; ++letter) {
     const std::u16string name(std::size_t{1} + (letter - u'A') % 5, letter);
@@ -133,13 +133,13 @@ TEST_F(FileListing, FillsAPageToTheLastByte) {
   EXPECT_EQ(Page(folder, FileIdBothDirectoryRestartInfo, 219).size(), 1U);
 }
 
-TEST_F(FileListing, StartsAgainWhenAsked) {
+TEST_F(FileListing, RestartsOnRequest) {
   const HANDLE folder = OpenPath(u"C:\\a", Folder());
   EXPECT_EQ(Page(folder, FileIdBothDirectoryInfo).size(), 3U);
   EXPECT_EQ(Page(folder, FileIdBothDirectoryRestartInfo).size(), 3U);
 }
 
-TEST_F(FileListing, ShowsWhatCameMeanwhileBehindItsPlace) {
+TEST_F(FileListing, ShowsNewEntriesThatSortAfterThePosition) {
   const HANDLE folder = OpenPath(u"C:\\a", Folder());
   EXPECT_EQ(Page(folder, FileIdBothDirectoryRestartInfo, 230).size(), 2U);
   PutFile(Files(), u"C:\\a\\zz", std::string_view(""));
@@ -154,7 +154,7 @@ TEST_F(FileListing, NeedsRoomForOneRecord) {
   EXPECT_EQ(GetLastError(), ERROR_MORE_DATA);
 }
 
-TEST_F(FileListing, NeedsTheRightToListAndAFolder) {
+TEST_F(FileListing, NeedsAFolderAndTheRightToListIt) {
   How traverse = Folder();
   traverse.access = FILE_READ_ATTRIBUTES;
   EXPECT_TRUE(Page(OpenPath(u"C:\\a", traverse), FileIdBothDirectoryRestartInfo).empty());
@@ -163,7 +163,7 @@ TEST_F(FileListing, NeedsTheRightToListAndAFolder) {
   EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
 }
 
-TEST_F(FileListing, CanBeToldPageByPage) {
+TEST_F(FileListing, CanBeOverriddenPageByPage) {
   std::vector<std::uint8_t> odd(200, 0xFF);
   NodeAt(Files(), u"C:\\a").reportedPages = {odd};
   const HANDLE folder = OpenPath(u"C:\\a", Folder());

@@ -19,7 +19,7 @@ TEST_F(FileNames, OpensAVolumesRootByItsNativeName) {
             FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM);
 }
 
-TEST_F(FileNames, TellsTheVolumeDeviceFromItsRoot) {
+TEST_F(FileNames, DistinguishesTheVolumeDeviceFromItsRoot) {
   EXPECT_EQ(Open(u"\\Device\\HarddiskVolume3", Folder()), nullptr);
   EXPECT_EQ(Status(), STATUS_NOT_A_DIRECTORY);
 }
@@ -33,7 +33,7 @@ TEST_F(FileNames, WalksRelativeToAFoldersHandleComponentByComponent) {
   EXPECT_EQ(ReadAll(file), "content");
 }
 
-TEST_F(FileNames, TakesANameOfSeveralComponents) {
+TEST_F(FileNames, AcceptsANameOfSeveralComponents) {
   const HANDLE root = Open(u"\\Device\\HarddiskVolume3\\", Folder());
   EXPECT_NE(Open(u"a\\file.txt", {}, root), nullptr);
   EXPECT_NE(Open(u"\\Device\\HarddiskVolume3\\a\\file.txt"), nullptr);
@@ -56,7 +56,7 @@ TEST_F(FileNames, FindsAFileByItsShortName) {
   EXPECT_EQ(ReadAll(file), "long");
 }
 
-TEST_F(FileNames, FindsNothingByAShortNameThatNobodyHas) {
+TEST_F(FileNames, FindsNothingByAnUnusedShortName) {
   EXPECT_EQ(StatusOf(u"C:\\a\\other~1.txt"), STATUS_OBJECT_NAME_NOT_FOUND);
 }
 
@@ -75,7 +75,7 @@ struct BadName {
   NTSTATUS status;
 };
 
-TEST_F(FileNames, RefusesWhatIsNoNativeName) {
+TEST_F(FileNames, RefusesNamesThatAreNotNative) {
   const std::u16string long255(255, u'x');
   const std::u16string long256(256, u'x');
   const BadName cases[] = {
@@ -131,19 +131,19 @@ TEST_F(FileNames, RefusesAnAttributeRecordOfTheWrongLength) {
             STATUS_INVALID_PARAMETER);
 }
 
-TEST_F(FileNames, RefusesARootThatIsNoOpenFile) {
+TEST_F(FileNames, RefusesARootThatIsNotAnOpenFile) {
   TheProcess();
   EXPECT_EQ(Open(u"a", Folder(), reinterpret_cast<HANDLE>(std::uintptr_t{0x1234})), nullptr);
   EXPECT_EQ(Status(), STATUS_INVALID_HANDLE);
 }
 
-TEST_F(FileOpening, TellsAMissingNameFromAMissingPath) {
+TEST_F(FileOpening, DistinguishesAMissingNameFromAMissingPath) {
   EXPECT_EQ(StatusOf(u"C:\\a\\none.txt"), STATUS_OBJECT_NAME_NOT_FOUND);
   EXPECT_EQ(StatusOf(u"C:\\none\\file.txt"), STATUS_OBJECT_PATH_NOT_FOUND);
   EXPECT_EQ(StatusOf(u"C:\\a\\file.txt\\below"), STATUS_OBJECT_PATH_NOT_FOUND);
 }
 
-TEST_F(FileOpening, TellsAFileFromAFolder) {
+TEST_F(FileOpening, DistinguishesAFileFromAFolder) {
   EXPECT_EQ(StatusOf(u"C:\\a\\file.txt", Folder()), STATUS_NOT_A_DIRECTORY);
   EXPECT_EQ(StatusOf(u"C:\\a"), STATUS_FILE_IS_A_DIRECTORY);
 }
@@ -178,7 +178,7 @@ TEST_F(FileOpening, LeavesTheHandleUntouchedWhenItFails) {
   EXPECT_EQ(handle, before);
 }
 
-TEST_F(FileOpening, IsGoneFromTheWorldWhenItsHandleCloses) {
+TEST_F(FileOpening, EndsWhenItsHandleCloses) {
   const HANDLE file = OpenPath(u"C:\\a\\file.txt");
   EXPECT_EQ(CountOwnOpens(Files()), 1U);
   EXPECT_TRUE(CloseHandle(file));
@@ -186,7 +186,7 @@ TEST_F(FileOpening, IsGoneFromTheWorldWhenItsHandleCloses) {
   EXPECT_TRUE(FailsWith(CloseHandle(file), ERROR_INVALID_HANDLE));
 }
 
-TEST_F(FileOpening, IsGoneFromTheWorldWhenItsProcessEndsOrDies) {
+TEST_F(FileOpening, EndsWhenItsProcessEndsOrDies) {
   OpenPath(u"C:\\a\\file.txt");
   EndProcess();
   EXPECT_EQ(CountOwnOpens(Files()), 0U);
@@ -215,7 +215,7 @@ TEST_F(FileOpening, ShowsEveryArgumentInTheLog) {
   EXPECT_EQ(call.Argument("Length"), "48");
 }
 
-TEST_F(FileOpening, ReportsSuccessWithoutAHandleWhenThatIsPlanned) {
+TEST_F(FileOpening, ReportsSuccessWithoutAHandleWhenPlanned) {
   Fault fault;
   fault.call = "NtCreateFile";
   fault.kind = FaultKind::SucceedWithoutEffect;
@@ -260,7 +260,7 @@ TEST_F(FileCreation, MakesAFolder) {
   EXPECT_EQ(AttributesOf(folder), FILE_ATTRIBUTE_DIRECTORY);
 }
 
-TEST_F(FileCreation, RefusesATakenName) {
+TEST_F(FileCreation, RefusesANameInUse) {
   EXPECT_EQ(StatusOf(u"C:\\a\\FILE.txt", New()), STATUS_OBJECT_NAME_COLLISION);
   EXPECT_EQ(StatusOf(u"C:\\a", NewFolder()), STATUS_OBJECT_NAME_COLLISION);
   EXPECT_EQ(StatusOf(u"C:\\a", New()), STATUS_OBJECT_NAME_COLLISION);
@@ -271,7 +271,7 @@ TEST_F(FileCreation, RefusesTheRootItself) {
   EXPECT_EQ(StatusOf(u"C:\\", NewFolder()), STATUS_ACCESS_DENIED);
 }
 
-TEST_F(FileCreation, OpensOrCreatesWhenAskedForEither) {
+TEST_F(FileCreation, OpensOrCreatesOnRequest) {
   How either = New();
   either.disposition = FILE_OPEN_IF;
   OpenPath(u"C:\\a\\file.txt", either);
@@ -312,7 +312,7 @@ TEST_F(FileLinks, AreOpenedAsThemselvesAtTheEndOfAName) {
   EXPECT_EQ(AttributesOf(symlink), FILE_ATTRIBUTE_ARCHIVE | FILE_ATTRIBUTE_REPARSE_POINT);
 }
 
-TEST_F(FileLinks, TellTheirTag) {
+TEST_F(FileLinks, ReportTheirTag) {
   PutLink(Files(), u"C:\\junction", ReparseKind::Junction, u"C:\\a", true);
   PutLink(Files(), u"C:\\symlink", ReparseKind::SymbolicLink, u"C:\\a", true);
   FILE_ATTRIBUTE_TAG_INFO info = {};
@@ -324,7 +324,7 @@ TEST_F(FileLinks, TellTheirTag) {
   EXPECT_EQ(info.ReparseTag, 0xA000000CU);
 }
 
-TEST_F(FileLinks, OnTheWayEndAnOpenThatForbidsThem) {
+TEST_F(FileLinks, OnTheWayFailAnOpenThatForbidsThem) {
   PutLink(Files(), u"C:\\junction", ReparseKind::Junction, u"C:\\a", true);
   EXPECT_EQ(StatusOf(u"C:\\junction\\file.txt"), STATUS_REPARSE_POINT_ENCOUNTERED);
   How lastToo = Folder();
@@ -332,7 +332,7 @@ TEST_F(FileLinks, OnTheWayEndAnOpenThatForbidsThem) {
   EXPECT_EQ(StatusOf(u"C:\\junction", lastToo), STATUS_REPARSE_POINT_ENCOUNTERED);
 }
 
-TEST_F(FileLinks, LeadOnWhereTheyAreAllowed) {
+TEST_F(FileLinks, AreFollowedWhereAllowed) {
   PutLink(Files(), u"C:\\junction", ReparseKind::Junction, u"C:\\a", true);
   PutLink(Files(), u"C:\\native", ReparseKind::Junction, u"\\??\\C:\\a", true);
   PutLink(Files(), u"C:\\x\\relative", ReparseKind::SymbolicLink, u"..\\a", true);
@@ -347,7 +347,7 @@ TEST_F(FileLinks, LeadOnWhereTheyAreAllowed) {
   }
 }
 
-TEST_F(FileLinks, ThatLeadNowhereOrInACircleFail) {
+TEST_F(FileLinks, FailWhenTheyLeadNowhereOrInACircle) {
   PutLink(Files(), u"C:\\dangling", ReparseKind::Junction, u"C:\\none\\deep", true);
   PutLink(Files(), u"C:\\circle", ReparseKind::SymbolicLink, u"circle", true);
   PutLink(Files(), u"C:\\other", ReparseKind::Other, u"", true);

@@ -23,7 +23,7 @@ using FullPaths = FileWorld;
 using FolderPaths = FileWorld;
 using FolderCreation = FileWorld;
 
-TEST_F(FilePaths, AreKnownByVolumeGuidInTheFormOf49CharactersForARoot) {
+TEST_F(FilePaths, UseAVolumeGuidThatIs49CharactersLongForARoot) {
   const std::u16string root = FinalPath(OpenPath(u"C:\\", Folder()), VOLUME_NAME_GUID);
   EXPECT_EQ(root, u"\\\\?\\Volume{01234567-89ab-cdef-0123-456789abcdef}\\");
   EXPECT_EQ(root.size(), 49U);
@@ -45,7 +45,7 @@ TEST_F(FilePaths, FollowAMove) {
   EXPECT_EQ(FinalPath(file, 0), u"\\\\?\\C:\\c\\moved.txt");
 }
 
-TEST_F(FilePaths, TellTheSizeTheyNeed) {
+TEST_F(FilePaths, ReportTheRequiredSize) {
   const HANDLE root = OpenPath(u"C:\\", Folder());
   char16_t buffer[64] = {u'x'};
   EXPECT_EQ(GetFinalPathNameByHandleW(root, buffer, 49, VOLUME_NAME_GUID), 50U);
@@ -60,7 +60,7 @@ TEST_F(FilePaths, AreMissingForAVolumeWithoutAGuid) {
   EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
 }
 
-TEST_F(FilePaths, CanBeToldInAnotherForm) {
+TEST_F(FilePaths, CanBeOverridden) {
   Files().volumes[0].reportedRoot = u"\\\\?\\GLOBALROOT\\Device\\X\\";
   EXPECT_EQ(FinalPath(OpenPath(u"C:\\a", Folder()), VOLUME_NAME_GUID),
             u"\\\\?\\GLOBALROOT\\Device\\X\\a");
@@ -144,7 +144,7 @@ TEST_F(FullPaths, FollowTheRulesOfDosPaths) {
     EXPECT_EQ(FullPath(Files(), row.path), row.full) << ::testing::PrintToString(row.path);
 }
 
-TEST_F(FullPaths, TellTheirLastNameAndTheSizeTheyNeed) {
+TEST_F(FullPaths, ReportTheirLastNameAndTheRequiredSize) {
   TheProcess();
   char16_t buffer[32] = {u'x'};
   char16_t* part = nullptr;
@@ -196,7 +196,7 @@ struct FolderCase {
   std::uint32_t error;
 };
 
-TEST_F(FolderCreation, FailsForItsReasons) {
+TEST_F(FolderCreation, FailsWithTheCodeOfEachReason) {
   TheProcess();
   PutLink(Files(), u"C:\\dangling", ReparseKind::Junction, u"C:\\none", true);
   const std::u16string tooLong = u"C:\\" + std::u16string(245, u'x');
@@ -224,7 +224,7 @@ TEST_F(FolderCreation, FollowsLinksAboveTheNewFolder) {
   EXPECT_TRUE(Exists(u"C:\\a\\made"));
 }
 
-TEST_F(FolderCreation, TakesAVolumeGuidPath) {
+TEST_F(FolderCreation, AcceptsAVolumeGuidPath) {
   TheProcess();
   EXPECT_TRUE(CreateDirectoryW(u"\\\\?\\Volume{01234567-89ab-cdef-0123-456789abcdef}\\a\\made"));
   EXPECT_TRUE(Exists(u"C:\\a\\made"));

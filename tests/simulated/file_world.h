@@ -29,7 +29,7 @@ inline constexpr std::uint32_t kFileOptions =
 inline constexpr std::uint32_t kEverythingShared =
     FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
-/// How to open; the default is a file for reading that follows no link.
+/// How to open a file; the default is for reading, without following links.
 struct How {
   std::uint32_t access = GENERIC_READ;
   std::uint32_t share = FILE_SHARE_READ;
@@ -85,7 +85,7 @@ class FileWorld : public ::testing::Test {
   FileSystem& Files() { return machine_.files; }
   Machine& TheMachine() { return machine_; }
 
-  /// The process of the test, begun at its first use.
+  /// The process of the test, created at its first use.
   Process& TheProcess() {
     if (process_ == nullptr) process_ = std::make_unique<Process>(machine_);
     return *process_;
@@ -107,12 +107,12 @@ class FileWorld : public ::testing::Test {
     return handle;
   }
 
-  /// The same by a path of drive C.
+  /// The same for a path on drive C.
   HANDLE OpenPath(std::u16string_view path, const How& how = {}) {
     return Open(kDevice + std::u16string(path.substr(2)), how);
   }
 
-  /// The status of an open, which is closed again.
+  /// Opens, closes again, and returns the status.
   NTSTATUS StatusOf(std::u16string_view path, const How& how = {}) {
     const HANDLE handle = OpenPath(path, how);
     if (handle != nullptr) CloseHandle(handle);
@@ -167,7 +167,7 @@ class FileWorld : public ::testing::Test {
   IO_STATUS_BLOCK ioStatus_ = {};
 };
 
-/// Fails a test with the last error when a call failed, and with its value when it is another.
+/// Compares the last error, and prints both values when they differ.
 inline ::testing::AssertionResult FailsWith(bool succeeded, std::uint32_t error) {
   if (succeeded) return ::testing::AssertionFailure() << "it succeeded";
   if (GetLastError() == error) return ::testing::AssertionSuccess();

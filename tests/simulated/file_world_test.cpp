@@ -28,7 +28,7 @@ TEST_F(WorldBuilding, FindsByEveryFormOfAPath) {
   EXPECT_FALSE(FindNode(Files(), u"C:\\none\\file.txt").has_value());
 }
 
-TEST_F(WorldBuilding, GivesAnExistingFileNewContentInPlace) {
+TEST_F(WorldBuilding, ReplacesTheContentOfAnExistingFileInPlace) {
   const auto node = FindNode(Files(), u"C:\\a\\file.txt");
   PutFile(Files(), u"C:\\a\\file.txt", std::string_view("new"));
   EXPECT_EQ(FindNode(Files(), u"C:\\a\\file.txt"), node);
@@ -48,7 +48,7 @@ TEST_F(WorldBuilding, RemovesWholeTrees) {
   RemovePath(Files(), u"C:\\t");
 }
 
-TEST_F(WorldBuilding, MovesFilesAndFoldersOverWhatIsThere) {
+TEST_F(WorldBuilding, MovesFilesAndFoldersOverExistingOnes) {
   PutFile(Files(), u"C:\\b\\file.txt", std::string_view("old"));
   MovePath(Files(), u"C:\\a\\file.txt", u"C:\\b\\file.txt");
   EXPECT_FALSE(Exists(u"C:\\a\\file.txt"));
@@ -59,7 +59,7 @@ TEST_F(WorldBuilding, MovesFilesAndFoldersOverWhatIsThere) {
   EXPECT_EQ(ListFolder(Files(), u"C:\\c\\d"), (std::vector<std::u16string>{u"FILE.txt"}));
 }
 
-TEST_F(WorldBuilding, RefusesWhatCannotBeMeant) {
+TEST_F(WorldBuilding, RefusesImpossibleRequests) {
   EXPECT_THROW(PutFile(Files(), u"D:\\x", std::string_view("")), std::invalid_argument);
   EXPECT_THROW(PutFile(Files(), u"C:\\a", std::string_view("")), std::invalid_argument);
   EXPECT_THROW(MakeFolder(Files(), u"C:\\a\\file.txt\\x"), std::invalid_argument);
@@ -68,7 +68,7 @@ TEST_F(WorldBuilding, RefusesWhatCannotBeMeant) {
   EXPECT_THROW(NodeAt(Files(), u"C:\\none"), std::invalid_argument);
 }
 
-TEST_F(WorldBuilding, ReadsForTheSystemThroughLinks) {
+TEST_F(WorldBuilding, FollowsLinksForTheSystem) {
   PutLink(Files(), u"C:\\junction", ReparseKind::Junction, u"C:\\a", true);
   std::uint32_t error = 0;
   EXPECT_TRUE(ReadAsSystem(Files(), u"C:\\junction\\file.txt", nullptr).has_value());
@@ -120,7 +120,7 @@ TEST_F(WorldComparison, SeesEveryKindOfChange) {
   })) << "the same content is no difference";
 }
 
-TEST_F(WorldComparison, SeesThroughTheWayZerosAreStored) {
+TEST_F(WorldComparison, IgnoresHowZerosAreStored) {
   FileSystem stored = Files();
   FileSystem empty = Files();
   PutFile(stored, u"C:\\z", Bytes(10, 0));

@@ -78,7 +78,7 @@ TEST_F(Inf, OpensByDosPathVolumePathAndBareName) {
   EXPECT_EQ(process.OpenObjects()[ObjectKind::Inf], 0U);
 }
 
-TEST_F(Inf, SaysWhyItDoesNotOpen) {
+TEST_F(Inf, ReportsWhyItDoesNotOpen) {
   EXPECT_EQ(OpenError(u"C:\\pkg\\none.inf"), ERROR_FILE_NOT_FOUND);
   EXPECT_EQ(OpenError(u"C:\\none\\test.inf"), ERROR_PATH_NOT_FOUND);
   EXPECT_EQ(OpenError(u"none.inf"), ERROR_FILE_NOT_FOUND);
@@ -87,7 +87,7 @@ TEST_F(Inf, SaysWhyItDoesNotOpen) {
   EXPECT_EQ(OpenError(u"C:\\bad.inf"), ERROR_WRONG_INF_STYLE);
 }
 
-TEST_F(Inf, TellsTheLineOfAFaultAndLeavesItAloneOtherwise) {
+TEST_F(Inf, ReportsTheLineOfAnErrorAndNothingOtherwise) {
   PutFile(machine.files, u"C:\\bad.inf", "\n\n[Version\n");
   std::uint32_t line = 77;
   EXPECT_EQ(Open(u"C:\\bad.inf", &line), INVALID_INF);
@@ -103,7 +103,7 @@ TEST_F(Inf, NeedsReadAccess) {
   EXPECT_EQ(OpenError(kPath), ERROR_ACCESS_DENIED);
 }
 
-TEST_F(Inf, StandsBesideReadersAndNotBesideWriters) {
+TEST_F(Inf, SharesWithReadersButNotWithWriters) {
   const std::uint64_t reader = HoldOpen(machine.files, kPath, GENERIC_READ, FILE_SHARE_READ);
   const HINF inf = Open();
   EXPECT_NE(inf, INVALID_INF);
@@ -140,7 +140,7 @@ TEST_F(Inf, WalksTheLinesOfASection) {
   EXPECT_EQ(Field(line, 1), u"Second");
 }
 
-TEST_F(Inf, FindsNoLineThatIsNotThere) {
+TEST_F(Inf, DoesNotFindAMissingLine) {
   const HINF inf = Open();
   INFCONTEXT line = {};
   EXPECT_FALSE(SetupFindFirstLineW(inf, u"Missing", nullptr, &line));
@@ -170,7 +170,7 @@ TEST_F(Inf, ReportsSizesWithTheTerminator) {
   EXPECT_EQ(process.lastError, ERROR_SUCCESS) << "a missing field leaves no error";
 }
 
-TEST_F(Inf, KnowsNothingAfterItIsClosed) {
+TEST_F(Inf, IsInvalidAfterItIsClosed) {
   const HINF inf = Open();
   INFCONTEXT line = {};
   ASSERT_TRUE(SetupFindFirstLineW(inf, u"Version", nullptr, &line));
@@ -180,7 +180,7 @@ TEST_F(Inf, KnowsNothingAfterItIsClosed) {
   EXPECT_FALSE(SetupGetStringFieldW(&line, 1, nullptr, 0, nullptr));
 }
 
-TEST_F(Inf, GivesInformationOfTheSizeThatItAsksFor) {
+TEST_F(Inf, ReturnsInformationOfTheReportedSize) {
   std::uint32_t size = 0;
   EXPECT_TRUE(SetupGetInfInformationW(kPath, INFINFO_INF_NAME_IS_ABSOLUTE, nullptr, 0, &size));
   EXPECT_GE(size, sizeof(SP_INF_INFORMATION));
@@ -195,7 +195,7 @@ TEST_F(Inf, GivesInformationOfTheSizeThatItAsksFor) {
   EXPECT_EQ(information->InfCount, 1U);
 }
 
-TEST_F(Inf, HasNoInformationOfWhatIsNoInf) {
+TEST_F(Inf, HasNoInformationAboutOtherFiles) {
   std::uint32_t size = 77;
   EXPECT_FALSE(
       SetupGetInfInformationW(u"C:\\none.inf", INFINFO_INF_NAME_IS_ABSOLUTE, nullptr, 0, &size));
@@ -254,7 +254,7 @@ TEST_F(Inf, IsUninstalledByItsPublishedName) {
   EXPECT_EQ(process.lastError, ERROR_FILE_NOT_FOUND);
 }
 
-TEST_F(Inf, CutsAFieldThatIsToReturnShort) {
+TEST_F(Inf, CutsAFieldWhenPlanned) {
   INFCONTEXT line = {};
   ASSERT_TRUE(SetupFindFirstLineW(Open(), u"Version", u"CatalogFile", &line));
   Fault fault;

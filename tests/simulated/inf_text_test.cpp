@@ -46,7 +46,7 @@ Lines RenderSection(const ParsedInf& inf, std::u16string_view name) {
   return lines;
 }
 
-/// The lines of a section with that text, in an INF with some strings.
+/// The lines of a section with that text, in an INF that defines some strings.
 Lines LinesOf(std::string_view text) {
   return RenderSection(Parse(ToBytes(std::string(kVersion) +
                                      "[Strings]\nname=Value\nquoted=\"a, \"\"b\"\"\"\nempty=\n"
@@ -140,11 +140,11 @@ INSTANTIATE_TEST_SUITE_P(
                  {"a=|b"}}),
     [](const auto& row) { return std::string(row.param.name); });
 
-TEST(ParseInf, ReadsNulAsABlankOfItsField) {
+TEST(ParseInf, ReadsNulAsABlank) {
   EXPECT_EQ(LinesOf(std::string_view("a=b\0c\nd=e\n", 10)), (Lines{"a=|b c", "d=|e"}));
 }
 
-TEST(ParseInf, TakesWhiteSpaceOfAnyScript) {
+TEST(ParseInf, AcceptsUnicodeWhiteSpace) {
   const std::string text =
       "\xEF\xBB\xBF" + std::string(kVersion) + "[T]\na=\xC2\xA0\xE2\x80\x83 b\xE3\x80\x80\n";
   EXPECT_EQ(RenderSection(Parse(ToBytes(text)), u"T"), (Lines{"a=|b"}));
@@ -165,7 +165,7 @@ TEST(ParseInf, KeepsTheBlanksOfASectionName) {
   EXPECT_EQ(RenderSection(inf, u" T "), Lines{"a=|b"});
 }
 
-TEST(ParseInf, FindsTheFirstOfDoubledKeys) {
+TEST(ParseInf, FindsTheFirstOfDuplicateKeys) {
   const ParsedInf inf = Parse(ToBytes(std::string(kVersion) + "[T]\na=1\nA=2\nb=3\nalone\n"));
   const auto section = inf.FindSection(u"T");
   ASSERT_TRUE(section);
@@ -204,7 +204,7 @@ TEST(ParseInf, ReadsEachEncoding) {
   EXPECT_EQ(valueOf(ToBytes(text + "\x80\x9F\xA9\xFF\x81\n")), u"\u20AC\u0178\u00A9\u00FF\u0081");
 }
 
-TEST(ParseInf, TakesTheSignaturesOfTheCurrentStyle) {
+TEST(ParseInf, AcceptsTheSignaturesOfTheCurrentStyle) {
   for (const char* signature : {"$Windows NT$", "\"$WINDOWS NT$\"", "$chicago$", "$Windows 95$",
                                 "$Chicago$,more", "$Chicago$\nSignature=other"}) {
     EXPECT_EQ(ErrorOf(ToBytes("[version]\nx=y\nSIGNATURE=" + std::string(signature))).error, 0U)
@@ -227,13 +227,13 @@ TEST(ParseInf, RefusesAnEmptyFile) {
   ExpectError("", ERROR_FILE_INVALID, 0);
 }
 
-TEST(ParseInf, SaysWhereTextStandsOutsideOfSections) {
+TEST(ParseInf, ReportsTheLineOfTextOutsideSections) {
   ExpectError("text", ERROR_EXPECTED_SECTION_NAME, 1);
   ExpectError("\n; comment\n  key=value\n[T]\na=b\n", ERROR_EXPECTED_SECTION_NAME, 3);
   ExpectError("text\n[Strings]\n", ERROR_WRONG_INF_STYLE, 0);
 }
 
-TEST(ParseInf, SaysWhereASectionNameIsBad) {
+TEST(ParseInf, ReportsTheLineOfABadSectionName) {
   ExpectError("[Version\nSignature=$Chicago$\n", ERROR_BAD_SECTION_NAME_LINE, 1);
   ExpectError(std::string(kVersion) + "\n [T\n]\n", ERROR_BAD_SECTION_NAME_LINE, 4);
   ExpectError("text [\n", ERROR_BAD_SECTION_NAME_LINE, 1);
@@ -261,7 +261,7 @@ TEST(ParseInf, CutsFieldsAt511AndSubstitutedFieldsAt4095) {
 
 // ------------------------------------------------------------------------------------------------
 
-TEST(ParseInf, GetsThroughLargeFilesOfEveryTrickInOnePass) {
+TEST(ParseInf, ReadsLargeFilesOfEveryPattern) {
   constexpr std::size_t kSize = 1 << 18;
   for (const char* pattern : {"\\", "\\ ", ",", "\n", "=", "\"", "%", "% ", ";", " ", "a\n",
                               "[a]\n", "[a]\nb=%c%\n", "\\\n", "a=b,\\\n", "\"\"", "\r"}) {
@@ -272,7 +272,7 @@ TEST(ParseInf, GetsThroughLargeFilesOfEveryTrickInOnePass) {
   }
 }
 
-/// Looks at everything that a parsed INF holds.
+/// Reads everything in a parsed INF.
 std::size_t Walk(const ParsedInf& inf) {
   std::size_t units = 0;
   for (ParsedInf::Section section = 0; section < inf.SectionCount(); ++section) {

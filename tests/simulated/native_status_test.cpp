@@ -33,11 +33,11 @@ TEST(NativeStatus, HasItsWin32Code) {
     EXPECT_EQ(ToDosError(static_cast<NTSTATUS>(row.status)), row.error) << std::hex << row.status;
 }
 
-TEST(NativeStatus, WithoutACodeIsNoMessage) {
+TEST(NativeStatus, WithoutACodeMapsToNoMessage) {
   EXPECT_EQ(ToDosError(static_cast<NTSTATUS>(0xC0001234)), 317U);
 }
 
-TEST(NativeStatus, OfAnotherMakerOrAroundACodePassesThrough) {
+TEST(NativeStatus, OfAnotherFacilityOrWrappedAroundACodePassesThrough) {
   EXPECT_EQ(ToDosError(static_cast<NTSTATUS>(0xE0000225)), 0xE0000225U);
   EXPECT_EQ(ToDosError(static_cast<NTSTATUS>(0xC0070005)), 5U);
   EXPECT_EQ(ToDosError(static_cast<NTSTATUS>(0x80070020)), 32U);
@@ -66,7 +66,7 @@ TEST_F(NativeExports, CanBeMissing) {
   EXPECT_TRUE(FailsWith(GetModuleHandleW(u"ntdll.dll") != nullptr, ERROR_MOD_NOT_FOUND));
 }
 
-TEST_F(NativeExports, AreNoneOfOtherModules) {
+TEST_F(NativeExports, AreNotFoundInOtherModules) {
   TheProcess();
   EXPECT_TRUE(FailsWith(GetModuleHandleW(u"other.dll") != nullptr, ERROR_MOD_NOT_FOUND));
   const HMODULE program = GetModuleHandleW(nullptr);

@@ -1,8 +1,9 @@
-// The machines to start from, and their neighbours.
+// The preset machines and the foreign parts on them.
 
 #include "platform/simulated/endpoint_builder.h"
 #include "platform/simulated/neighbours.h"
 #include "tests/simulated/device_calls.h"
+#include "tests/support/sample.h"
 
 #include <algorithm>
 
@@ -34,7 +35,7 @@ std::size_t CountActiveEndpoints(const Machine& machine, std::u16string_view roo
 
 }  // namespace
 
-TEST(EveryPresetMachine, HasSettled) {
+TEST(EveryPresetMachine, IsSettled) {
   for (const Named& each : EveryPreset()) {
     SCOPED_TRACE(each.name);
     EXPECT_TRUE(each.machine.clock.events.empty());
@@ -47,9 +48,8 @@ TEST(EveryPresetMachine, HasWindowsFoldersAndTheSamplePackage) {
     SCOPED_TRACE(each.name);
     const FileSystem& files = each.machine.files;
     for (const char16_t* path :
-         {u"C:\\Windows\\INF", u"C:\\Windows\\System32\\drivers",
-          u"C:\\pkg\\driver\\vorn_audio.inf", u"C:\\pkg\\driver\\vorn_audio.cat",
-          u"C:\\pkg\\driver\\vorn_audio.sys"}) {
+         {u"C:\\Windows\\INF", u"C:\\Windows\\System32\\drivers", kSampleInf,
+          u"C:\\pkg\\driver\\vorn_audio.cat", u"C:\\pkg\\driver\\vorn_audio.sys"}) {
       EXPECT_TRUE(FindNode(files, path));
     }
     EXPECT_TRUE(FindNode(files, files.modulePath));
@@ -77,7 +77,7 @@ TEST(EveryPresetMachine, HasTheSameNeighbours) {
 }
 
 TEST(EveryPresetMachine, IsTheSameEachTime) {
-  EXPECT_EQ(InstalledMachine().devices, InstalledMachine(u"26.8.10.5").devices);
+  EXPECT_EQ(InstalledMachine().devices, InstalledMachine(kSampleVersion).devices);
   EXPECT_EQ(OutdatedMachine().devices, InstalledMachine(u"26.8.9.4").devices);
   EXPECT_EQ(OutdatedMachine().files, InstalledMachine(u"26.8.9.4").files);
 }
@@ -91,43 +91,43 @@ TEST(CleanPreset, HasNoDeviceOfOurs) {
 
 TEST(InstalledPreset, RunsTheSampleWithTwentyActiveEndpoints) {
   const Machine machine = InstalledMachine();
-  const Device& root = *machine.devices.Find(kRoot);
+  const Device& root = *machine.devices.Find(kRootId);
   EXPECT_TRUE(IsStarted(root));
   EXPECT_EQ(root.publishedInf, u"oem3.inf");
-  EXPECT_EQ(root.resident, SoundImage(u"26.8.10.5"));
-  EXPECT_EQ(CountActiveEndpoints(machine, kRoot), 20u);
+  EXPECT_EQ(root.resident, SoundImage(kSampleVersion));
+  EXPECT_EQ(CountActiveEndpoints(machine, kRootId), 20u);
 }
 
-TEST(InstalledPreset, TakesAnyVersion) {
+TEST(InstalledPreset, AcceptsAnyVersion) {
   const Machine machine = InstalledMachine(u"1.2.3.4");
-  const Device& root = *machine.devices.Find(kRoot);
+  const Device& root = *machine.devices.Find(kRootId);
   EXPECT_EQ(StringProperty(root, kDriverVersionKey), u"1.2.3.4");
   EXPECT_EQ(root.resident, SoundImage(u"1.2.3.4"));
-  EXPECT_EQ(CountActiveEndpoints(machine, kRoot), 20u);
+  EXPECT_EQ(CountActiveEndpoints(machine, kRootId), 20u);
 }
 
 TEST(OutdatedPreset, RunsAnOlderPackageThanTheSample) {
   const Machine machine = OutdatedMachine();
-  EXPECT_EQ(StringProperty(*machine.devices.Find(kRoot), kDriverVersionKey), u"26.8.9.4");
+  EXPECT_EQ(StringProperty(*machine.devices.Find(kRootId), kDriverVersionKey), u"26.8.9.4");
   EXPECT_NE(ReadWholeFile(machine.files, u"C:\\Windows\\INF\\oem3.inf"),
             ReadWholeFile(machine.files, kSampleInf));
 }
 
 TEST(DuplicatesPreset, HasAGhostAndASecondPresentRoot) {
   const Machine machine = DuplicatesMachine();
-  EXPECT_TRUE(IsStarted(*machine.devices.Find(kRoot)));
+  EXPECT_TRUE(IsStarted(*machine.devices.Find(kRootId)));
   EXPECT_FALSE(machine.devices.Find(u"ROOT\\MEDIA\\0001")->present);
   EXPECT_TRUE(machine.devices.Find(u"ROOT\\MEDIA\\0002")->present);
-  EXPECT_EQ(CountActiveEndpoints(machine, kRoot), 20u);
+  EXPECT_EQ(CountActiveEndpoints(machine, kRootId), 20u);
 }
 
 TEST(DisabledPreset, IsDisabledWithItsPackageSelected) {
   const Machine machine = DisabledMachine();
-  const Device& root = *machine.devices.Find(kRoot);
+  const Device& root = *machine.devices.Find(kRootId);
   EXPECT_EQ(root.problem, CM_PROB_DISABLED);
   EXPECT_EQ(root.publishedInf, u"oem3.inf");
   EXPECT_FALSE(root.resident.has_value());
-  EXPECT_EQ(CountActiveEndpoints(machine, kRoot), 0u);
+  EXPECT_EQ(CountActiveEndpoints(machine, kRootId), 0u);
 }
 
 TEST(PresetNeighbours, AreDevicesPackagesEndpointsAndRecords) {
@@ -142,7 +142,7 @@ TEST(PresetNeighbours, AreDevicesPackagesEndpointsAndRecords) {
   EXPECT_GE(count(u"key|"), 2);
 }
 
-TEST(PresetNeighbours, AreNotTheSameWhenAnyOfThemChanged) {
+TEST(PresetNeighbours, DifferWhenAnyOfThemChanged) {
   const Machine clean = CleanMachine();
   const auto before = DescribeForeignParts(clean);
   struct Change {

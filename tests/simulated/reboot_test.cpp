@@ -1,9 +1,10 @@
-// The restart of a machine: what it carries out, what it ends, what it leaves.
+// The restart of a machine: what it completes, what it ends, and what it leaves unchanged.
 
 #include "platform/simulated/device_removal.h"
 #include "platform/simulated/file_values.h"
 #include "platform/simulated/neighbours.h"
 #include "tests/simulated/device_calls.h"
+#include "tests/support/sample.h"
 
 namespace vorn::tests {
 
@@ -15,7 +16,7 @@ namespace {
 std::size_t CountActiveEndpoints(const Machine& machine) {
   std::size_t count = 0;
   for (const AudioEndpoint& endpoint : machine.audio.endpoints)
-    count += endpoint.root == kRoot && endpoint.state == 1 ? 1u : 0u;
+    count += endpoint.root == kRootId && endpoint.state == 1 ? 1u : 0u;
   return count;
 }
 
@@ -29,13 +30,13 @@ TEST(Reboot, LeavesAnInstalledMachineAsItWas) {
   EXPECT_EQ(machine.registry, before.registry);
   EXPECT_EQ(machine.store, before.store);
   EXPECT_EQ(machine.audio, before.audio);
-  EXPECT_TRUE(IsStarted(*machine.devices.Find(kRoot)));
-  EXPECT_EQ(machine.devices.Find(kRoot)->resident, before.devices.Find(kRoot)->resident);
+  EXPECT_TRUE(IsStarted(*machine.devices.Find(kRootId)));
+  EXPECT_EQ(machine.devices.Find(kRootId)->resident, before.devices.Find(kRootId)->resident);
   EXPECT_EQ(machine.devices.devices.size(), before.devices.devices.size());
   EXPECT_EQ(DescribeForeignParts(machine), DescribeForeignParts(before));
 }
 
-TEST(Reboot, GoesOnWithTheTick) {
+TEST(Reboot, ContinuesTheTickCount) {
   Machine machine = CleanMachine();
   const std::uint64_t before = machine.clock.tick;
   Reboot(machine);
@@ -46,7 +47,7 @@ TEST(Reboot, GoesOnWithTheTick) {
 TEST(Reboot, LeavesADisabledDeviceDisabled) {
   Machine machine = DisabledMachine();
   Reboot(machine);
-  EXPECT_EQ(machine.devices.Find(kRoot)->problem, CM_PROB_DISABLED);
+  EXPECT_EQ(machine.devices.Find(kRootId)->problem, CM_PROB_DISABLED);
   EXPECT_EQ(CountActiveEndpoints(machine), 0u);
 }
 
@@ -59,11 +60,11 @@ TEST(Reboot, LeavesGhostsAndDevicesWithoutDriver) {
 
 TEST(Reboot, EndsLeasesAndShowsWhatWasHidden) {
   Machine machine = InstalledMachine();
-  machine.devices.Find(kRoot)->leaseHeld = true;
-  machine.devices.Find(kRoot)->hidden = {{3, 0}, {4, 1}};
+  machine.devices.Find(kRootId)->leaseHeld = true;
+  machine.devices.Find(kRootId)->hidden = {{3, 0}, {4, 1}};
   Reboot(machine);
-  EXPECT_FALSE(machine.devices.Find(kRoot)->leaseHeld);
-  EXPECT_TRUE(machine.devices.Find(kRoot)->hidden.empty());
+  EXPECT_FALSE(machine.devices.Find(kRootId)->leaseHeld);
+  EXPECT_TRUE(machine.devices.Find(kRootId)->hidden.empty());
   EXPECT_EQ(CountActiveEndpoints(machine), 20u);
 }
 
@@ -75,25 +76,25 @@ TEST(Reboot, ClosesEveryFileAndKeepsTheFiles) {
   EXPECT_TRUE(FindNode(machine.files, kSampleInf));
 }
 
-TEST(Reboot, BringsBackWhatAQueryRemovalTook) {
+TEST(Reboot, RestoresWhatAQueryRemovalStopped) {
   Machine machine = InstalledMachine();
-  ASSERT_EQ(QueryRemove(machine, kRoot).result, CR_SUCCESS);
+  ASSERT_EQ(QueryRemove(machine, kRootId).result, CR_SUCCESS);
   Reboot(machine);
-  EXPECT_TRUE(machine.devices.Find(kRoot)->present);
-  EXPECT_TRUE(IsStarted(*machine.devices.Find(kRoot)));
+  EXPECT_TRUE(machine.devices.Find(kRootId)->present);
+  EXPECT_TRUE(IsStarted(*machine.devices.Find(kRootId)));
   EXPECT_EQ(CountActiveEndpoints(machine), 20u);
 }
 
-TEST(Reboot, FinishesRemovalsThatTakeTime) {
+TEST(Reboot, CompletesRemovalsInProgress) {
   Machine machine = InstalledMachine();
-  machine.devices.Find(kRoot)->temper.removeDelay = 3'600'000;
-  RemoveDevice(machine, kRoot);
-  ASSERT_NE(machine.devices.Find(kRoot), nullptr);
+  machine.devices.Find(kRootId)->temper.removeDelay = 3'600'000;
+  RemoveDevice(machine, kRootId);
+  ASSERT_NE(machine.devices.Find(kRootId), nullptr);
   Reboot(machine);
-  EXPECT_EQ(machine.devices.Find(kRoot), nullptr);
+  EXPECT_EQ(machine.devices.Find(kRootId), nullptr);
 }
 
-TEST(Reboot, RunsTheServicesThatSomebodyStopped) {
+TEST(Reboot, RestartsStoppedServices) {
   Machine machine = InstalledMachine();
   StopService(machine, kAudioService);
   Reboot(machine);
@@ -101,13 +102,13 @@ TEST(Reboot, RunsTheServicesThatSomebodyStopped) {
   EXPECT_EQ(CountActiveEndpoints(machine), 20u);
 }
 
-TEST(Reboot, LoadsTheSelectedImageWhateverTheOlderOneWouldNot) {
+TEST(Reboot, LoadsTheSelectedImageEvenIfTheOlderOneRefusedToUnload) {
   Machine machine = InstalledMachine();
-  DriverImage& resident = *machine.devices.Find(kRoot)->resident;
+  DriverImage& resident = *machine.devices.Find(kRootId)->resident;
   resident.refusesUnload = true;
   resident.loadedVersion = 0x010203;
   Reboot(machine);
-  EXPECT_EQ(machine.devices.Find(kRoot)->resident, SoundImage(u"26.8.10.5"));
+  EXPECT_EQ(machine.devices.Find(kRootId)->resident, SoundImage(kSampleVersion));
 }
 
 }  // namespace vorn::tests

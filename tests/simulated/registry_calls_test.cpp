@@ -24,7 +24,7 @@ LSTATUS Code(std::uint32_t error) {
   return static_cast<LSTATUS>(error);
 }
 
-/// Lets administrators have `mask` and nobody anything else.
+/// An access list that grants administrators `mask` and nothing else.
 SecurityRecord Only(std::uint32_t mask) {
   SecurityRecord security;
   security.owner = kLocalSystem;
@@ -33,7 +33,7 @@ SecurityRecord Only(std::uint32_t mask) {
   return security;
 }
 
-/// A run on a machine whose registry has a few keys of a vendor.
+/// A process on a machine whose registry has a few vendor keys.
 class RegistryCalls : public testing::Test {
  protected:
   RegistryCalls() {
@@ -43,14 +43,14 @@ class RegistryCalls : public testing::Test {
     PutString(machine.registry, kVendor, u"Text", u"abc");
   }
 
-  /// Opens a key; `status` tells how it went.
+  /// Opens a key and stores the result in `status`.
   HKEY Open(const char16_t* path, std::uint32_t access = kRead64, std::uint32_t options = 0) {
     HKEY key = nullptr;
     status = RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, options, access, &key);
     return key;
   }
 
-  /// Reads a DWORD-sized buffer's worth of a value of the vendor's key.
+  /// Reads a value of the vendor's key into a DWORD-sized buffer.
   LSTATUS Read(const char16_t* name, std::uint32_t flags = RRF_RT_ANY | RRF_NOEXPAND) {
     size = 4;
     type = 0xDEAD;
@@ -109,7 +109,7 @@ TEST_F(RegistryCalls, RefuseWrongPathsHandlesAndViews) {
             Code(ERROR_FILE_NOT_FOUND));
 }
 
-TEST_F(RegistryCalls, HoldTheAccessThatIsAskedForAgainstTheKeysDescriptor) {
+TEST_F(RegistryCalls, CheckTheRequestedAccessAgainstTheKeysDescriptor) {
   SecureKey(machine.registry, kVendor, Only(KEY_READ));
   struct Row {
     std::uint32_t access;
@@ -128,7 +128,7 @@ TEST_F(RegistryCalls, HoldTheAccessThatIsAskedForAgainstTheKeysDescriptor) {
   }
 }
 
-TEST_F(RegistryCalls, AskNoRightOfTheKeysOnTheWay) {
+TEST_F(RegistryCalls, NeedNoRightOnTheParentKeys) {
   SecureKey(machine.registry, u"SOFTWARE\\Vendor\\First", Only(KEY_READ));
   SecureKey(machine.registry, kVendor, Only(0));
   Open(kVendor);
@@ -169,7 +169,7 @@ TEST_F(RegistryCalls, ReadByTheBackupPrivilegeAndDeleteByTheRestorePrivilege) {
   EXPECT_EQ(SimulatedNtDeleteKey(toDelete), STATUS_SUCCESS);
 }
 
-TEST_F(RegistryCalls, FollowASymbolicLinkUnlessItIsAskedForItself) {
+TEST_F(RegistryCalls, FollowASymbolicLinkUnlessTheLinkItselfIsRequested) {
   const KeyId link = MakeKey(machine.registry, u"SOFTWARE\\Link");
   machine.registry.keys.at(link).linkTarget = kVendor;
   char16_t name[16];
@@ -186,7 +186,7 @@ TEST_F(RegistryCalls, FollowASymbolicLinkUnlessItIsAskedForItself) {
   EXPECT_EQ(status, Code(ERROR_FILE_NOT_FOUND));
 }
 
-TEST_F(RegistryCalls, FailAsTheKeySays) {
+TEST_F(RegistryCalls, FailAsTheKeyIsConfigured) {
   Key& key = machine.registry.keys.at(*FindKey(machine.registry, kVendor));
   const HKEY open = Open(kVendor, KEY_ALL_ACCESS);
   key.openError = 1450;
@@ -229,7 +229,7 @@ TEST_F(RegistryCalls, NeedRoomForANameAndItsTerminator) {
   EXPECT_EQ(RegEnumKeyExW(key, 0, name, &size), kOk);
 }
 
-TEST_F(RegistryCalls, ListOnlyThroughAHandleThatMay) {
+TEST_F(RegistryCalls, ListOnlyThroughAHandleWithThatRight) {
   char16_t name[16];
   size = 16;
   EXPECT_EQ(RegEnumKeyExW(Open(kVendor, KEY_QUERY_VALUE), 0, name, &size),
@@ -248,7 +248,7 @@ TEST_F(RegistryCalls, ReadAValueWithItsTypeAndSize) {
   EXPECT_EQ(data[4], 0xEE);
 }
 
-TEST_F(RegistryCalls, SayHowMuchRoomAValueNeeds) {
+TEST_F(RegistryCalls, ReportTheSizeThatAValueNeeds) {
   Put(u"Quad", REG_QWORD, Bytes(8, 1));
   EXPECT_EQ(Read(u"Quad"), Code(ERROR_MORE_DATA));
   EXPECT_EQ(type, REG_QWORD);
@@ -259,7 +259,7 @@ TEST_F(RegistryCalls, SayHowMuchRoomAValueNeeds) {
   EXPECT_EQ(size, 8u);
 }
 
-TEST_F(RegistryCalls, FindNoValueThatIsNotThere) {
+TEST_F(RegistryCalls, DoNotFindAMissingValue) {
   EXPECT_EQ(Read(u"Nothing"), Code(ERROR_FILE_NOT_FOUND));
   EXPECT_EQ(type, 0xDEADu);
   EXPECT_EQ(size, 4u);
@@ -268,7 +268,7 @@ TEST_F(RegistryCalls, FindNoValueThatIsNotThere) {
             Code(ERROR_FILE_NOT_FOUND));
 }
 
-TEST_F(RegistryCalls, RefuseTypesThatWereNotAskedFor) {
+TEST_F(RegistryCalls, RefuseTypesThatWereNotRequested) {
   Put(u"Bytes", REG_BINARY, Bytes(4, 1));
   Put(u"FewBytes", REG_BINARY, Bytes(3, 1));
   Put(u"Expand", REG_EXPAND_SZ, {'a', 0});
@@ -293,7 +293,7 @@ TEST_F(RegistryCalls, RefuseTypesThatWereNotAskedFor) {
     EXPECT_EQ(Read(row.name, row.flags), row.expected) << std::hex << row.flags;
 }
 
-TEST_F(RegistryCalls, ReportARefusedTypeAndWipeTheBufferWhereThatIsAskedFor) {
+TEST_F(RegistryCalls, ReportARefusedTypeAndWipeTheBufferOnRequest) {
   EXPECT_EQ(Read(u"Text", RRF_RT_REG_DWORD | RRF_ZEROONFAILURE), Code(ERROR_UNSUPPORTED_TYPE));
   EXPECT_EQ(type, REG_SZ);
   EXPECT_EQ(data[0], 0);
@@ -301,7 +301,7 @@ TEST_F(RegistryCalls, ReportARefusedTypeAndWipeTheBufferWhereThatIsAskedFor) {
   EXPECT_EQ(data[4], 0xEE);
 }
 
-TEST_F(RegistryCalls, TerminateATextThatIsStoredWithout) {
+TEST_F(RegistryCalls, TerminateAnUnterminatedText) {
   Put(u"Bare", REG_SZ, {'a', 0});
   EXPECT_EQ(Read(u"Bare"), kOk);
   EXPECT_EQ(size, 4u);
@@ -319,13 +319,13 @@ TEST_F(RegistryCalls, ReadOnlyWhereReadingIsGranted) {
   EXPECT_EQ(Read(u"Number"), Code(ERROR_ACCESS_DENIED));
 }
 
-TEST_F(RegistryCalls, WantTheSizeOfABuffer) {
+TEST_F(RegistryCalls, RequireTheSizeOfABuffer) {
   EXPECT_EQ(RegGetValueW(HKEY_LOCAL_MACHINE, kVendor, u"Number", RRF_RT_ANY, nullptr, data.data(),
                          nullptr),
             Code(ERROR_INVALID_PARAMETER));
 }
 
-TEST_F(RegistryCalls, CutAValueWhereAFaultSays) {
+TEST_F(RegistryCalls, CutAValueAsPlanned) {
   process.faults.push_back({"RegGetValueW", 1, 1, FaultKind::Short, 0, 2, {}});
   EXPECT_EQ(Read(u"Number"), kOk);
   EXPECT_EQ(size, 2u);
@@ -335,7 +335,7 @@ TEST_F(RegistryCalls, CutAValueWhereAFaultSays) {
 // ------------------------------------------------------------------------------------------------
 // Deletion.
 
-TEST_F(RegistryCalls, DeleteAKeyThroughAHandleThatMay) {
+TEST_F(RegistryCalls, DeleteAKeyThroughAHandleWithThatRight) {
   EXPECT_EQ(SimulatedNtDeleteKey(Open(u"SOFTWARE\\Vendor\\First")), STATUS_ACCESS_DENIED);
   EXPECT_EQ(SimulatedNtDeleteKey(Open(u"SOFTWARE\\Vendor\\First", kDelete64)), STATUS_SUCCESS);
   EXPECT_FALSE(FindKey(machine.registry, u"SOFTWARE\\Vendor\\First"));
@@ -346,7 +346,7 @@ TEST_F(RegistryCalls, KeepAKeyThatHasSubkeys) {
   EXPECT_TRUE(FindKey(machine.registry, kVendor));
 }
 
-TEST_F(RegistryCalls, TellHandlesThatTheirKeyIsDeleted) {
+TEST_F(RegistryCalls, ReportADeletedKeyThroughItsHandles) {
   const HKEY key = Open(u"SOFTWARE\\Vendor\\First", kDelete64);
   const HKEY other = Open(u"SOFTWARE\\Vendor\\First");
   SimulatedNtDeleteKey(key);
@@ -363,12 +363,12 @@ TEST_F(RegistryCalls, TellHandlesThatTheirKeyIsDeleted) {
   EXPECT_EQ(SimulatedNtDeleteKey(key), STATUS_KEY_DELETED);
 }
 
-TEST_F(RegistryCalls, DeleteNothingThroughWhatIsNoOpenKey) {
+TEST_F(RegistryCalls, DeleteNothingThroughOtherHandles) {
   EXPECT_EQ(SimulatedNtDeleteKey(nullptr), STATUS_INVALID_HANDLE);
   EXPECT_EQ(SimulatedNtDeleteKey(HKEY_LOCAL_MACHINE), STATUS_INVALID_HANDLE);
 }
 
-TEST_F(RegistryCalls, DeleteUnderItsNameInThePlanAndTheLog) {
+TEST_F(RegistryCalls, NameTheDeletionInPlanAndLog) {
   const HKEY key = Open(u"SOFTWARE\\Vendor\\First", kDelete64);
   process.logCalls = true;
   process.faults.push_back({"NtDeleteKey",
@@ -389,7 +389,7 @@ TEST_F(RegistryCalls, DeleteUnderItsNameInThePlanAndTheLog) {
 // ------------------------------------------------------------------------------------------------
 // Planned failures and ends.
 
-TEST_F(RegistryCalls, KeepNoHandleOfAnOpenThatWasMadeToFail) {
+TEST_F(RegistryCalls, KeepNoHandleOfAFailedOpen) {
   process.faults.push_back(
       {"RegOpenKeyExW", 1, 1, FaultKind::FailAfterEffect, ERROR_ACCESS_DENIED, 0, {}});
   EXPECT_EQ(Open(kVendor), nullptr);
@@ -397,13 +397,13 @@ TEST_F(RegistryCalls, KeepNoHandleOfAnOpenThatWasMadeToFail) {
   EXPECT_TRUE(process.OpenObjects().empty());
 }
 
-TEST_F(RegistryCalls, LieWithSuccessAndNoKey) {
+TEST_F(RegistryCalls, ReportSuccessWithoutAKey) {
   process.faults.push_back({"RegOpenKeyExW", 1, 1, FaultKind::SucceedWithoutEffect, 0, 0, {}});
   EXPECT_EQ(Open(kVendor), nullptr);
   EXPECT_EQ(status, kOk);
 }
 
-TEST_F(RegistryCalls, FailForAKilledProcess) {
+TEST_F(RegistryCalls, FailInAKilledProcess) {
   const HKEY key = Open(u"SOFTWARE\\Vendor\\First", kDelete64);
   process.Kill();
   EXPECT_LT(SimulatedNtDeleteKey(key), STATUS_SUCCESS);

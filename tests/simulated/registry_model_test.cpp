@@ -14,7 +14,7 @@ std::vector<std::u16string> ChildNames(const Registry& registry, std::u16string_
   return names;
 }
 
-TEST(RegistryModel, MakesTheKeysOfAPathOnceAndFindsThemInAnyCase) {
+TEST(RegistryModel, CreatesTheKeysOfAPathOnceAndFindsThemInAnyCase) {
   Registry registry;
   const KeyId key = MakeKey(registry, u"SOFTWARE\\Vendor\\Leaf");
   EXPECT_EQ(MakeKey(registry, u"software\\VENDOR\\leaf"), key);
@@ -58,7 +58,7 @@ TEST(RegistryModel, RemovesATreeWithAllBelowIt) {
   EXPECT_TRUE(registry.keys.contains(registry.localMachine));
 }
 
-TEST(RegistryModel, GivesAKeyTheDescriptorOfTheNearestKeyAboveIt) {
+TEST(RegistryModel, InheritsTheDescriptorOfTheNearestParent) {
   Registry registry;
   const KeyId leaf = MakeKey(registry, u"A\\B\\C");
   EXPECT_EQ(SecurityOf(registry, leaf), SecurityOf(registry, registry.localMachine));

@@ -27,18 +27,18 @@ std::u16string Inherited(std::u16string_view parent, bool directory) {
   return ToSddl(InheritFrom(Record(parent), directory, kAdministrators));
 }
 
-TEST(AccessCheck, GrantsWhatTheEntriesOfAllIdentitiesAddUpTo) {
+TEST(AccessCheck, AddsUpTheEntriesOfAllIdentities) {
   const SecurityRecord record = Record(u"O:BAD:(A;;FR;;;BU)(A;;FW;;;WD)");
   EXPECT_TRUE(IsGranted(record, User(), FILE_GENERIC_READ | FILE_GENERIC_WRITE));
   EXPECT_FALSE(IsGranted(record, User(), DELETE));
   EXPECT_EQ(GrantedRights(record, User(), DELETE | FILE_READ_DATA), FILE_READ_DATA);
 }
 
-TEST(AccessCheck, SkipsEntriesThatAreForChildrenOnly) {
+TEST(AccessCheck, SkipsInheritOnlyEntries) {
   EXPECT_FALSE(IsGranted(Record(u"O:BAD:(A;OICIIO;FA;;;BU)"), User(), FILE_READ_DATA));
 }
 
-TEST(AccessCheck, IgnoresEntriesOfOthers) {
+TEST(AccessCheck, IgnoresEntriesForOthers) {
   EXPECT_FALSE(IsGranted(Record(u"O:BAD:(A;;FA;;;BA)"), User(), FILE_READ_DATA));
   EXPECT_TRUE(IsGranted(Record(u"O:BAD:(D;;FA;;;BA)(A;;FA;;;BU)"), User(), FILE_READ_DATA));
 }
@@ -50,11 +50,11 @@ TEST(AccessCheck, LimitsAnOwnerByAnEntryForTheOwnersRights) {
   EXPECT_TRUE(IsGranted(Record(u"O:" + owner + u"D:(A;;FR;;;OW)"), User(), FILE_READ_DATA));
 }
 
-TEST(AccessCheck, NeverGrantsTheAuditListByAList) {
+TEST(AccessCheck, NeverGrantsAuditListAccessByAList) {
   EXPECT_FALSE(IsGranted(Record(u"O:BA"), User(), ACCESS_SYSTEM_SECURITY));
 }
 
-TEST(AccessCheck, AsksPrivilegesOnlyWhereTheyAreHeldAndEnabled) {
+TEST(AccessCheck, UsesPrivilegesOnlyWhenHeldAndEnabled) {
   const SecurityRecord record = Record(u"O:SYD:P");
   const PrivilegedRights rights = {FILE_READ_DATA, DELETE};
   Token token;
@@ -67,7 +67,7 @@ TEST(AccessCheck, AsksPrivilegesOnlyWhereTheyAreHeldAndEnabled) {
   EXPECT_FALSE(IsGranted(record, token, DELETE, rights));
 }
 
-TEST(GenericRights, StandForThoseOfFiles) {
+TEST(GenericRights, MapToFileRights) {
   EXPECT_EQ(MapFileRights(GENERIC_READ), FILE_GENERIC_READ);
   EXPECT_EQ(MapFileRights(GENERIC_WRITE | DELETE), FILE_GENERIC_WRITE | DELETE);
   EXPECT_EQ(MapFileRights(GENERIC_EXECUTE), FILE_GENERIC_EXECUTE);
@@ -81,7 +81,7 @@ TEST(Inheritance, PassesEntriesToFilesAndFoldersByTheirFlags) {
             u"O:BAD:AI(A;OICIID;FA;;;SY)(A;OIIOID;FR;;;BU)(A;CIID;FX;;;AU)");
 }
 
-TEST(Inheritance, StopsAtOneLevelWhereAnEntrySaysSo) {
+TEST(Inheritance, StopsAtOneLevelForANoPropagateEntry) {
   EXPECT_EQ(Inherited(u"D:(A;OICINP;FA;;;SY)", true), u"O:BAD:AI(A;ID;FA;;;SY)");
   EXPECT_EQ(Inherited(u"D:(A;OINP;FA;;;SY)(A;CI;FA;;;BA)", true), u"O:BAD:AI(A;CIID;FA;;;BA)");
 }
@@ -90,7 +90,7 @@ TEST(Inheritance, MakesAnInheritOnlyEntryEffective) {
   EXPECT_EQ(Inherited(u"D:(A;OICIIO;FA;;;SY)", true), u"O:BAD:AI(A;OICIID;FA;;;SY)");
 }
 
-TEST(Inheritance, GivesTheCreatorsEntryToTheOwnerAndPassesItOn) {
+TEST(Inheritance, ResolvesTheCreatorsEntryToTheOwnerAndPassesItOn) {
   EXPECT_EQ(Inherited(u"D:(A;OICIIO;GA;;;CO)", true),
             u"O:BAD:AI(A;ID;FA;;;BA)(A;OICIIOID;GA;;;CO)");
   EXPECT_EQ(Inherited(u"D:(A;OICIIO;GA;;;CO)", false), u"O:BAD:AI(A;ID;FA;;;BA)");
@@ -131,7 +131,7 @@ TEST_F(Privileges, AreEnabledAndDisabledInTheToken) {
   EXPECT_FALSE(process_.token.backupEnabled);
 }
 
-TEST_F(Privileges, ThatAreNotHeldAreToldByTheLastErrorOfASuccess) {
+TEST_F(Privileges, ThatAreNotHeldAreReportedByTheLastErrorOfASuccess) {
   process_.token.holdsRestore = false;
   const HANDLE token = OpenToken(TOKEN_ADJUST_PRIVILEGES);
   const TOKEN_PRIVILEGES restore = Enabled(u"serestoreprivilege");
@@ -169,7 +169,7 @@ TEST_F(Privileges, OfUnknownNamesAreNotFound) {
   EXPECT_EQ(luid.LowPart, 5U);
 }
 
-TEST_F(Privileges, BelongToATokenThatIsClosedAsAHandle) {
+TEST_F(Privileges, BelongToATokenThatIsClosedLikeAHandle) {
   const HANDLE token = OpenToken(TOKEN_QUERY);
   EXPECT_EQ(process_.OpenObjects()[ObjectKind::Handle], 1U);
   EXPECT_TRUE(CloseHandle(token));

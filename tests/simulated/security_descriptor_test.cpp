@@ -10,7 +10,7 @@ namespace {
 
 constexpr char16_t kSnapshotSddl[] = u"O:BAD:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)";
 
-/// What a program sees of an open object's security.
+/// The security of an open object as a program sees it.
 class Descriptors : public FileWorld {
  protected:
   ~Descriptors() override {
@@ -91,7 +91,7 @@ TEST_F(Descriptors, StayReadableInAKilledProcess) {
   EXPECT_EQ(dacl_->AceCount, 2);
 }
 
-TEST_F(Descriptors, GiveOnlyWhatIsAsked) {
+TEST_F(Descriptors, ReturnOnlyWhatIsRequested) {
   const HANDLE file = OpenPath(u"C:\\a\\file.txt", With(READ_CONTROL));
   ASSERT_EQ(GetSecurityInfo(file, SE_FILE_OBJECT, OWNER_SECURITY_INFORMATION, &owner_, &dacl_,
                             &descriptor_),
@@ -100,14 +100,14 @@ TEST_F(Descriptors, GiveOnlyWhatIsAsked) {
   EXPECT_EQ(dacl_, nullptr);
 }
 
-TEST_F(Descriptors, AreRefusedForWhatIsNoOpenFile) {
+TEST_F(Descriptors, AreRefusedForHandlesThatAreNotFiles) {
   TheProcess();
   EXPECT_EQ(GetSecurityInfo(nullptr, SE_FILE_OBJECT, OWNER_SECURITY_INFORMATION, &owner_, &dacl_,
                             &descriptor_),
             ERROR_INVALID_HANDLE);
 }
 
-TEST_F(DescriptorsOfNewObjects, AreTheGivenOnes) {
+TEST_F(DescriptorsOfNewObjects, AreTheSuppliedOnes) {
   TheProcess();
   SECURITY_DESCRIPTOR* given = nullptr;
   std::uint32_t size = 0;
@@ -125,7 +125,7 @@ TEST_F(DescriptorsOfNewObjects, AreTheGivenOnes) {
             u"O:BAD:AI(A;ID;FA;;;SY)(A;ID;FA;;;BA)");
 }
 
-TEST_F(DescriptorsOfNewObjects, AreInheritedWithoutOne) {
+TEST_F(DescriptorsOfNewObjects, AreInheritedByDefault) {
   OpenPath(u"C:\\a\\new.txt", New());
   const SecurityRecord& record = NodeAt(Files(), u"C:\\a\\new.txt").security;
   EXPECT_EQ(record.owner, kAdministrators);
@@ -133,7 +133,7 @@ TEST_F(DescriptorsOfNewObjects, AreInheritedWithoutOne) {
   EXPECT_EQ(record, InheritFrom(NodeAt(Files(), u"C:\\a").security, false, kAdministrators));
 }
 
-TEST_F(DescriptorsOfNewObjects, NameNoOwnerThatTheTokenMayNotSet) {
+TEST_F(DescriptorsOfNewObjects, AreRefusedForAnOwnerThatTheTokenMayNotSet) {
   Token& token = TheProcess().token;
   SECURITY_DESCRIPTOR* given = nullptr;
   ASSERT_TRUE(ConvertStringSecurityDescriptorToSecurityDescriptorW(
@@ -147,7 +147,7 @@ TEST_F(DescriptorsOfNewObjects, NameNoOwnerThatTheTokenMayNotSet) {
   LocalFree(given);
 }
 
-TEST_F(DescriptorsOfNewObjects, NameNoAdministratorsForAnOrdinaryUser) {
+TEST_F(DescriptorsOfNewObjects, AreRefusedForAdministratorsAsOwnerOfAnOrdinaryUser) {
   Token& token = TheProcess().token;
   token.sids = {kOperator, kEveryone, kAuthenticatedUsers, kUsers};
   token.owner = kOperator;
@@ -169,7 +169,7 @@ TEST_F(DescriptorsOfNewObjects, AreRefusedWhenMalformed) {
 
 struct SddlCase {
   const char16_t* text;
-  const char16_t* written;  // null when it is written as it was read
+  const char16_t* written;  // null when it is written back unchanged
 };
 
 TEST_F(DescriptorText, IsReadAndWritten) {
@@ -289,7 +289,7 @@ TEST_F(MalformedDescriptors, AreShownByteForByte) {
   DescriptorHeader header;
   std::memcpy(&header, image.data(), sizeof header);
   const std::size_t countAt = header.dacl + offsetof(ACL, AceCount);
-  image[countAt] = 9;  // more entries than there are
+  image[countAt] = 9;  // more entries than the list holds
   record.image = image;
   Secure(u"C:\\a\\file.txt", record);
   ASSERT_EQ(Ask(u"C:\\a\\file.txt"), ERROR_SUCCESS);
@@ -301,11 +301,11 @@ TEST_F(MalformedDescriptors, AreShownByteForByte) {
 
 struct AclCase {
   const char* what;
-  std::size_t offset;  // in the list
+  std::size_t offset;  // within the list
   std::uint8_t value;
 };
 
-TEST_F(MalformedDescriptors, AreNoValidLists) {
+TEST_F(MalformedDescriptors, AreNotValidLists) {
   const AclCase cases[] = {
       {"an older revision", 0, 1},          {"a later revision", 0, 5},
       {"a size below its header", 2, 7},    {"a size below its entries", 2, 51},

@@ -7,6 +7,8 @@
 #include "journal/activation_storage.h"
 #include "package/inf_identity.h"
 #include "privileged_input/input_file.h"
+#include "privileged_input/protected_files.h"
+#include "tests/support/machine_view.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>
@@ -16,17 +18,11 @@
 namespace vorn::tests {
 
 using platform::simulated::CallRecord;
-using platform::simulated::Device;
 using platform::simulated::Fault;
 using platform::simulated::FaultKind;
 using platform::simulated::Machine;
 using platform::simulated::Process;
-
-Device& RootOf(Machine& machine) {
-  Device* root = machine.devices.Find(kRootId);
-  EXPECT_NE(root, nullptr) << "the machine has no root device";
-  return *root;
-}
+using platform::simulated::ReadWholeFile;
 
 ActivationState FreshTarget(Machine& machine, const std::u16string& infPath) {
   Process process(machine);
@@ -56,10 +52,26 @@ void PutJournal(Machine& machine, const ActivationState& state, const std::u16st
   EXPECT_TRUE(Journal(files, privileged_input::AbsolutePath::Parse(path)).Write(state));
 }
 
-std::string ProvenLine(Machine& machine, std::size_t active, std::size_t present) {
-  return "vorn_devnode: RESULT=OK - root=ROOT\\MEDIA\\0000, package=08/10/2026 26.8.10.5 (" +
-         ToUtf8(RootOf(machine).publishedInf) + "), catalog=20, active=" + std::to_string(active) +
-         ", present-pnp=" + std::to_string(present) + ", kernel=20\n";
+std::optional<ActivationState> JournalIn(const Machine& machine, std::u16string_view path) {
+  if (!HasFile(machine, path)) return std::nullopt;
+  const auto journal = ReadableJournalIn(machine, path);
+  EXPECT_TRUE(journal.has_value()) << ToUtf8(path) << " holds no journal";
+  return journal;
+}
+
+std::optional<ActivationState> ReadableJournalIn(const Machine& machine, std::u16string_view path) {
+  const auto bytes = ReadWholeFile(machine.files, path);
+  if (!bytes) return std::nullopt;
+  std::u16string text;
+  for (std::size_t i = 0; i + 1 < bytes->size(); i += 2)
+    text.push_back(static_cast<char16_t>((*bytes)[i] | (*bytes)[i + 1] << 8));
+  return ParseActivationState(text);
+}
+
+ConsoleLine ProvenLine(Machine& machine, std::size_t active, std::size_t present) {
+  return Out("vorn_devnode: RESULT=OK - root=ROOT\\MEDIA\\0000, package=08/10/2026 26.8.10.5 (" +
+             ToUtf8(RootOf(machine).publishedInf) + "), catalog=20, active=" +
+             std::to_string(active) + ", present-pnp=" + std::to_string(present) + ", kernel=20");
 }
 
 std::uint32_t EngineRun::CountOf(std::string_view name) const {
@@ -84,8 +96,7 @@ EngineRun RunEngine(Machine& machine, const ActivationState& state, Verification
   EngineRun run;
   run.status = RunLiveVerification(state, mode, change);
   run.duration = machine.clock.tick - begin;
-  run.output = process.Output();
-  run.errorOutput = process.ErrorOutput();
+  run.console = ConsoleOf(process.console);
   run.openObjects = process.OpenObjects();
   std::erase_if(run.openObjects, [](const auto& kind) { return kind.second == 0; });
   run.apartments = process.comInitialized;

@@ -1,13 +1,14 @@
 #pragma once
 
-// What the proofs of an activation need: records of what a package and a machine look like, a
-// journal in its place, and one run of the verification engine.
+// What the tests of an activation need: activation states built from a package and a machine, the
+// journal on disk, and one run of the verification engine.
 
 #include "journal/activation_state.h"
 #include "platform/simulated/calls.h"
 #include "platform/simulated/machine.h"
 #include "platform/simulated/process.h"
 #include "report/exit_status.h"
+#include "tests/support/console_lines.h"
 #include "tests/support/planned_faults.h"
 #include "tests/support/sample.h"
 #include "verify/live_verification.h"
@@ -15,20 +16,18 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace vorn::tests {
 
-/// The present root device of the machine; it must have one.
-platform::simulated::Device& RootOf(platform::simulated::Machine& machine);
-
-/// The record of a fresh install of the package at `infPath`.
+/// The activation state of a fresh install of the package at `infPath`.
 ActivationState FreshTarget(platform::simulated::Machine& machine,
                             const std::u16string& infPath = kSampleInf);
 
-/// The record of an update to that package, with the endpoints as they are now for a baseline.
+/// The activation state of an update to that package, with the present endpoints as its baseline.
 ActivationState UpdateTarget(platform::simulated::Machine& machine,
                              const std::u16string& infPath = kSampleInf);
 
@@ -36,15 +35,22 @@ ActivationState UpdateTarget(platform::simulated::Machine& machine,
 void PutJournal(platform::simulated::Machine& machine, const ActivationState& state,
                 const std::u16string& path = kSampleJournal);
 
-/// The engine's final line on a machine that runs the sample package as it should.
-std::string ProvenLine(platform::simulated::Machine& machine, std::size_t active = 20,
+/// Reads the journal at a path; nothing when there is no file. A malformed journal fails the test.
+std::optional<ActivationState> JournalIn(const platform::simulated::Machine& machine,
+                                         std::u16string_view path);
+
+/// As above, but a malformed journal gives nothing too.
+std::optional<ActivationState> ReadableJournalIn(const platform::simulated::Machine& machine,
+                                                 std::u16string_view path);
+
+/// The engine's final line on a machine that runs the sample package.
+ConsoleLine ProvenLine(platform::simulated::Machine& machine, std::size_t active = 20,
                        std::size_t present = 20);
 
-/// One run of the engine as a process of its own.
+/// One run of the engine, in a process of its own.
 struct EngineRun {
   ExitStatus status = 0;
-  std::u16string output;
-  std::u16string errorOutput;
+  Console console;
   std::vector<platform::simulated::CallRecord> calls;
   std::map<std::string, std::uint32_t, std::less<>> callCounts;
   std::uint64_t callCount = 0;
@@ -55,7 +61,7 @@ struct EngineRun {
   /// How many calls of that name were made.
   std::uint32_t CountOf(std::string_view name) const;
 
-  /// How many times the run slept for so long.
+  /// How many times the run slept for exactly that long.
   std::size_t Sleeps(std::uint32_t milliseconds) const;
 };
 

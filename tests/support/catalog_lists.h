@@ -1,6 +1,6 @@
 #pragma once
 
-// Lists of catalog endpoints for tests: whole catalogs and their variants in one line.
+// Lists of catalog endpoints: whole catalogs and variants of them in one line.
 
 #include "catalog/catalog_endpoint.h"
 

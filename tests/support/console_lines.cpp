@@ -18,25 +18,20 @@ ConsoleLine Err(std::string text) {
   return {true, std::move(text) + "\n"};
 }
 
-Console ConsoleOf(const RunResult& run) {
+Console ConsoleOf(const std::vector<platform::simulated::ConsoleWrite>& writes) {
   Console console;
-  for (const auto& write : run.console)
+  for (const auto& write : writes)
     console.push_back({write.error, ToUtf8(write.text)});
   return console;
+}
+
+Console ConsoleOf(const RunResult& run) {
+  return ConsoleOf(run.console);
 }
 
 void ExpectRun(const RunResult& run, ExitStatus status, const Console& console) {
   EXPECT_EQ(run.status, status);
   EXPECT_EQ(ConsoleOf(run), console);
-  EXPECT_TRUE(run.openObjects.empty());
-  EXPECT_FALSE(run.killed);
-}
-
-void ExpectStreams(const RunResult& run, ExitStatus status, const std::string& output,
-                   const std::string& errorOutput) {
-  EXPECT_EQ(run.status, status);
-  EXPECT_EQ(ToUtf8(run.output), output);
-  EXPECT_EQ(ToUtf8(run.errorOutput), errorOutput);
   EXPECT_TRUE(run.openObjects.empty());
   EXPECT_FALSE(run.killed);
 }

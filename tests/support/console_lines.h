@@ -1,8 +1,9 @@
 #pragma once
 
-// What a run wrote, line by line with its stream, so that a test compares all of it, in order and
-// to the byte.
+// What a run wrote, line by line with the stream of each, so that a test compares the whole console
+// in order and to the byte.
 
+#include "platform/simulated/process.h"
 #include "tests/support/run_command.h"
 
 #include <ostream>
@@ -25,14 +26,11 @@ using Console = std::vector<ConsoleLine>;
 ConsoleLine Out(std::string text);
 ConsoleLine Err(std::string text);
 
-/// What a run wrote, one element for each write.
+/// The console as lines, one for each write.
+Console ConsoleOf(const std::vector<platform::simulated::ConsoleWrite>& writes);
 Console ConsoleOf(const RunResult& run);
 
-/// Checks status and console of a run, and that nothing was left open.
+/// Checks the status and the console of a run, and that it left nothing open.
 void ExpectRun(const RunResult& run, ExitStatus status, const Console& console);
-
-/// As above for each stream by itself, as one text.
-void ExpectStreams(const RunResult& run, ExitStatus status, const std::string& output,
-                   const std::string& errorOutput);
 
 }  // namespace vorn::tests

@@ -1,7 +1,7 @@
 #pragma once
 
-// A machine with nothing but devices, and the process that looks at them: the ground of the tests
-// that need no files, packages or services.
+// A machine with devices only and a process on it, for tests that need no files, packages or
+// services.
 
 #include "platform/device_setup.h"
 #include "platform/simulated/calls.h"
@@ -20,25 +20,25 @@ namespace vorn::tests {
 
 inline constexpr char16_t kOtherRootId[] = u"ROOT\\MEDIA\\0001";
 
-/// A present root that is started without a problem. The reference is good until another device is
-/// added.
+/// Adds a present root that is started without a problem. Adding another device invalidates the
+/// reference.
 platform::simulated::Device& AddStartedRoot(platform::simulated::Machine& machine,
                                             std::u16string_view instanceId = kRootId);
 
-/// An installed root that is not present.
+/// Adds an installed root that is not present.
 platform::simulated::Device& AddGhostRoot(platform::simulated::Machine& machine,
                                           std::u16string_view instanceId);
 
-/// A present root that is stopped with that problem.
+/// Adds a present root that is stopped with that problem.
 platform::simulated::Device& AddStoppedRoot(platform::simulated::Machine& machine,
                                             std::u16string_view instanceId, std::uint32_t problem);
 
-/// A started child of the AudioEndpoint class.
+/// Adds a started child of the AudioEndpoint class.
 platform::simulated::Device& AddEndpointChild(platform::simulated::Machine& machine,
                                               std::u16string_view parent,
                                               std::u16string_view instanceId);
 
-/// A process on a machine, calls logged. At the end of each test nothing may be left open.
+/// A process whose calls are logged. Each test must end with nothing left open.
 class DeviceWorld : public ::testing::Test {
  protected:
   DeviceWorld() { process.logCalls = true; }

@@ -1,6 +1,6 @@
 #pragma once
 
-// Runs the same routine again and again, each time with another of its platform calls going wrong.
+// Runs a routine once for each of its platform calls, with a fault at that call.
 
 #include "platform/simulated/calls.h"
 #include "platform/simulated/machine.h"
@@ -13,9 +13,9 @@
 
 namespace vorn::tests {
 
-/// For each platform call that `routine` makes on a copy of `start`, but for the console's: runs it
-/// with a fault of that kind at that call, and lets `judge(process, machine, result)` look at what
-/// came of it. What is left open is judged here. `routine` takes nothing and returns the result.
+/// For each platform call that `routine` makes on a copy of `start`, console writes excepted: runs
+/// it with a fault of that kind at that call, and passes the outcome to `judge(process, machine,
+/// result)`. Leaked objects are judged here. `routine` takes no arguments and returns the result.
 template <class Routine, class Judge>
 void WithEachCallGoingWrong(const platform::simulated::Machine& start,
                             platform::simulated::FaultKind kind, Routine routine, Judge judge) {
@@ -43,7 +43,8 @@ void WithEachCallGoingWrong(const platform::simulated::Machine& start,
     process.faults = {fault};
     const auto result = routine();
     judge(process, machine, result);
-    // What cannot be given back stays open, and so does what a failing call hands out in secret.
+    // An object stays open when its close fails, or when the call that failed had created it all
+    // the same.
     const bool keptByFault =
         name == "SetupDiDestroyDeviceInfoList" || name == "CloseHandle" || name == "fclose" ||
         (kind == model::FaultKind::FailAfterEffect && name == "SetupDiGetClassDevsW");

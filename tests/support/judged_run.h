@@ -1,7 +1,7 @@
 #pragma once
 
-// One run of a command, judged by the checkers of every promise of the program, so that a test need
-// state only what is special about its case.
+// One run of a command, judged by every checker, so that a test states only what is special about
+// its case.
 
 #include "platform/simulated/machine.h"
 #include "tests/invariants/observation.h"
@@ -12,10 +12,16 @@
 
 namespace vorn::tests {
 
-/// Runs the command as RunCommand does. A promise that the run breaks fails the test: the final
-/// line, its stream and its status belong together, the journal at its default place is there or
-/// gone as the status says, nothing is left open, nothing foreign changed, and so on.
+/// Runs the command as RunCommand does. A broken promise fails the test: the final line, its stream
+/// and the status belong together, the journal at its default path exists or not as the status
+/// says, nothing is left open, nothing foreign changed, and so on.
 RunResult RunJudged(platform::simulated::Machine& machine, Command command,
                     const std::vector<std::u16string>& arguments, const RunOptions& options = {});
+
+/// What holds for every run that was not killed, also where RunJudged does not apply because the
+/// package is not the sample: nothing foreign changed, no private snapshot was left, and the
+/// program holds no file open.
+void ExpectTidy(const platform::simulated::Machine& before,
+                const platform::simulated::Machine& after);
 
 }  // namespace vorn::tests

@@ -1,6 +1,6 @@
 #pragma once
 
-// Faults in one line, and what a process called.
+// Faults in one line, and the calls of a process.
 
 #include "platform/simulated/calls.h"
 #include "platform/simulated/machine.h"
@@ -17,14 +17,14 @@ namespace vorn::tests {
 platform::simulated::Fault FailingCall(std::string_view name, std::uint32_t error,
                                        std::uint32_t nth = 1);
 
-/// A fault that makes the call of that name fail whenever it is made.
+/// A fault that makes every call of that name fail.
 platform::simulated::Fault AlwaysFailingCall(std::string_view name, std::uint32_t error);
 
-/// Does `change` to the world just before the `nth` call of that name.
+/// Applies `change` to the machine just before the `nth` call of that name.
 platform::simulated::Fault ChangeBefore(std::string_view name, std::uint32_t nth,
                                         std::function<void(platform::simulated::Machine&)> change);
 
-/// The calls of a process by name, in order.
+/// The calls of that name, in order.
 std::vector<platform::simulated::CallRecord> CallsOf(const platform::simulated::Process& process,
                                                      std::string_view name);
 

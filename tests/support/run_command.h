@@ -1,7 +1,6 @@
 #pragma once
 
-// Runs one command of the program as one process on a simulated machine, and keeps what it said and
-// did.
+// Runs one command as one process on a simulated machine, and keeps what it wrote and called.
 
 #include "platform/simulated/calls.h"
 #include "platform/simulated/machine.h"
@@ -17,7 +16,7 @@
 
 namespace vorn::tests {
 
-/// What is special about a run; the default is an elevated operator and no fault.
+/// How a run differs from the default: an elevated operator and no fault.
 struct RunOptions {
   std::vector<platform::simulated::Fault> faults = {};
   bool logCalls = true;
@@ -35,7 +34,7 @@ struct RunResult {
   std::vector<platform::simulated::CallRecord> calls;      // when logCalls was set
   std::uint64_t callCount = 0;
   std::map<std::string, std::uint32_t, std::less<>> callCounts;
-  // Kinds of objects of which something was left open; empty after a clean end.
+  // Number of objects left open, by kind; empty after a clean end.
   std::map<platform::simulated::ObjectKind, std::size_t> openObjects;
   bool killed = false;
 
@@ -46,8 +45,8 @@ struct RunResult {
   bool Called(std::string_view name) const;
 };
 
-/// Runs `vorn_devnode.exe` with these arguments (without the program's name) and lets the process
-/// end. The machine is afterwards as the run left it.
+/// Runs `vorn_devnode.exe` with these arguments (program name excluded) until the process ends. The
+/// machine keeps what the run did to it.
 RunResult RunCommand(platform::simulated::Machine& machine,
                      const std::vector<std::u16string>& arguments, const RunOptions& options = {});
 

@@ -25,9 +25,11 @@ using platform::simulated::PackageRecipe;
 using platform::simulated::RemoveDeviceNode;
 using platform::simulated::WritePackage;
 using tests::Command;
-using tests::ExpectStreams;
+using tests::Err;
+using tests::ExpectRun;
 using tests::kRootId;
 using tests::kSampleInf;
+using tests::Out;
 using tests::ProvenLine;
 using tests::RunJudged;
 using tests::RunOptions;
@@ -42,7 +44,7 @@ RunResult AuditCurrentOf(Machine& machine, const std::u16string& inf = kSampleIn
   return RunJudged(machine, Command::AuditCurrent, {u"audit-current", inf}, options);
 }
 
-constexpr const char* kNotTheChildren =
+const std::string kNotTheChildren =
     "ACTIVE MMDevice catalog does not match the exact problem-free started present AudioEndpoint "
     "children";
 
@@ -51,8 +53,8 @@ constexpr const char* kNotTheChildren =
 TEST(AuditCatalog, AcceptsACompleteCatalog) {
   Machine machine = InstalledMachine();
   const RunResult run = AuditCatalogOf(machine);
-  ExpectStreams(run, kExitOk,
-                "vorn_devnode: catalog audit OK - catalog=20, active=20, started-present=20\n", "");
+  ExpectRun(run, kExitOk,
+            {Out("vorn_devnode: catalog audit OK - catalog=20, active=20, started-present=20")});
   EXPECT_FALSE(run.Called("Sleep"));
   EXPECT_FALSE(run.Called("OpenSCManagerW"));
   EXPECT_FALSE(run.Called("DeviceIoControl"));
@@ -63,43 +65,43 @@ TEST(AuditCatalog, CountsDisabledEndpointsOfTheCatalogOnly) {
   for (const CableFlow& cable : {CableFlow{1, 0}, CableFlow{8, 1}}) {
     SetEndpointDisabled(machine, FindEndpoint(machine, kRootId, cable)->id, true);
   }
-  ExpectStreams(AuditCatalogOf(machine), kExitOk,
-                "vorn_devnode: catalog audit OK - catalog=20, active=18, started-present=18\n", "");
+  ExpectRun(AuditCatalogOf(machine), kExitOk,
+            {Out("vorn_devnode: catalog audit OK - catalog=20, active=18, started-present=18")});
 }
 
 TEST(AuditCatalog, NeedsALiveRoot) {
   Machine none = CleanMachine();
-  ExpectStreams(AuditCatalogOf(none), kExitNotStarted, "",
-                "vorn_devnode: catalog audit root failed: no present Root\\VornAudio devnode\n");
+  ExpectRun(AuditCatalogOf(none), kExitNotStarted,
+            {Err("vorn_devnode: catalog audit root failed: no present Root\\VornAudio devnode")});
   Machine two = InstalledMachine();
   AddRoot(two, u"ROOT\\MEDIA\\0001");
-  ExpectStreams(
-      AuditCatalogOf(two), kExitNotStarted, "",
-      "vorn_devnode: catalog audit root failed: multiple present Root\\VornAudio devnodes\n");
+  ExpectRun(
+      AuditCatalogOf(two), kExitNotStarted,
+      {Err("vorn_devnode: catalog audit root failed: multiple present Root\\VornAudio devnodes")});
   Machine disabled = InstalledMachine();
   DisableDevice(disabled, kRootId);
   const RunResult run = AuditCatalogOf(disabled);
-  ExpectStreams(
-      run, kExitNotStarted, "",
-      "vorn_devnode: catalog audit root failed: present VORN root is not started cleanly\n");
+  ExpectRun(
+      run, kExitNotStarted,
+      {Err("vorn_devnode: catalog audit root failed: present VORN root is not started cleanly")});
   EXPECT_FALSE(run.Called("CoInitializeEx"));
 }
 
 TEST(AuditCatalog, RefusesNineteenConsistentEndpoints) {
   Machine machine = InstalledMachine();
   LoseEndpoint(machine, FindEndpoint(machine, kRootId, CableFlow{0, 1})->id);
-  ExpectStreams(
-      AuditCatalogOf(machine), kExitEndpointsMissing, "",
-      "vorn_devnode: catalog audit failed:  / MMDevice catalog has the wrong VORN endpoint "
-      "count\n");
+  ExpectRun(
+      AuditCatalogOf(machine), kExitEndpointsMissing,
+      {Err("vorn_devnode: catalog audit failed:  / MMDevice catalog has the wrong VORN endpoint "
+           "count")});
 }
 
 TEST(AuditCatalog, RefusesAnActiveEndpointThatIsNoStartedChild) {
   Machine machine = InstalledMachine();
   RemoveDeviceNode(machine,
                    u"SWD\\MMDEVAPI\\" + FindEndpoint(machine, kRootId, CableFlow{0, 1})->id);
-  ExpectStreams(AuditCatalogOf(machine), kExitEndpointsMissing, "",
-                std::string("vorn_devnode: catalog audit failed: ") + kNotTheChildren + " / \n");
+  ExpectRun(AuditCatalogOf(machine), kExitEndpointsMissing,
+            {Err("vorn_devnode: catalog audit failed: " + kNotTheChildren + " / ")});
 }
 
 TEST(AuditCatalog, NamesBothReasonsWhenBothFail) {
@@ -108,33 +110,34 @@ TEST(AuditCatalog, NamesBothReasonsWhenBothFail) {
   doubled.id += u"-doubled";
   machine.audio.endpoints.push_back(doubled);
   const std::string tooMany = "MMDevice catalog has too many VORN endpoints";
-  ExpectStreams(AuditCatalogOf(machine), kExitEndpointsMissing, "",
-                "vorn_devnode: catalog audit failed: " + tooMany + " / " + tooMany + "\n");
+  ExpectRun(AuditCatalogOf(machine), kExitEndpointsMissing,
+            {Err("vorn_devnode: catalog audit failed: " + tooMany + " / " + tooMany)});
 }
 
 TEST(AuditCatalog, JudgesWhatAnIncompleteSnapshotRecorded) {
   // One endpoint cannot be read; 19 are recorded and judged.
   Machine incomplete = InstalledMachine();
   FindEndpoint(incomplete, kRootId, CableFlow{3, 0})->idError = platform::E_FAIL;
-  ExpectStreams(AuditCatalogOf(incomplete), kExitEndpointsMissing, "",
-                "vorn_devnode: catalog audit failed: MMDevice catalog enumeration was incomplete / "
-                "MMDevice catalog has the wrong VORN endpoint count\n");
+  ExpectRun(
+      AuditCatalogOf(incomplete), kExitEndpointsMissing,
+      {Err("vorn_devnode: catalog audit failed: MMDevice catalog enumeration was incomplete / "
+           "MMDevice catalog has the wrong VORN endpoint count")});
   // The unreadable one is a double: what is recorded is complete by itself.
   Machine whole = InstalledMachine();
   AudioEndpoint unreadable = *FindEndpoint(whole, kRootId, CableFlow{3, 0});
   unreadable.id += u"-unreadable";
   unreadable.stateError = platform::E_FAIL;
   whole.audio.endpoints.push_back(unreadable);
-  ExpectStreams(
-      AuditCatalogOf(whole), kExitEndpointsMissing, "",
-      "vorn_devnode: catalog audit failed: MMDevice catalog enumeration was incomplete / \n");
+  ExpectRun(
+      AuditCatalogOf(whole), kExitEndpointsMissing,
+      {Err("vorn_devnode: catalog audit failed: MMDevice catalog enumeration was incomplete / ")});
   // Nothing could be listed at all.
   Machine nothing = InstalledMachine();
   nothing.audio.coInitializeResult = platform::E_FAIL;
-  ExpectStreams(
-      AuditCatalogOf(nothing), kExitEndpointsMissing, "",
-      "vorn_devnode: catalog audit failed: COM initialization failed / MMDevice catalog has the "
-      "wrong VORN endpoint count\n");
+  ExpectRun(AuditCatalogOf(nothing), kExitEndpointsMissing,
+            {Err("vorn_devnode: catalog audit failed: COM initialization failed / MMDevice catalog "
+                 "has the "
+                 "wrong VORN endpoint count")});
 }
 
 TEST(AuditCatalog, AcceptsACatalogWithoutAnyActiveEndpoint) {
@@ -145,8 +148,8 @@ TEST(AuditCatalog, AcceptsACatalogWithoutAnyActiveEndpoint) {
                           true);
     }
   }
-  ExpectStreams(AuditCatalogOf(machine), kExitOk,
-                "vorn_devnode: catalog audit OK - catalog=20, active=0, started-present=0\n", "");
+  ExpectRun(AuditCatalogOf(machine), kExitOk,
+            {Out("vorn_devnode: catalog audit OK - catalog=20, active=0, started-present=0")});
 }
 
 TEST(AuditCatalog, IgnoresWhatBelongsToOtherDevices) {
@@ -154,8 +157,8 @@ TEST(AuditCatalog, IgnoresWhatBelongsToOtherDevices) {
   AddForeignEndpoint(machine, true, u"USB\\VID_1234\\1");
   AddForeignEndpoint(machine, false, u"USB\\VID_1234\\1",
                      platform::simulated::CableProperty{platform::VT_UI4, 3});
-  ExpectStreams(AuditCatalogOf(machine), kExitOk,
-                "vorn_devnode: catalog audit OK - catalog=20, active=20, started-present=20\n", "");
+  ExpectRun(AuditCatalogOf(machine), kExitOk,
+            {Out("vorn_devnode: catalog audit OK - catalog=20, active=20, started-present=20")});
 }
 
 // ------------------------------------------------------------------------------------------------
@@ -163,32 +166,34 @@ TEST(AuditCatalog, IgnoresWhatBelongsToOtherDevices) {
 TEST(AuditCurrent, ProvesTheMachineAgainstTheInf) {
   Machine machine = InstalledMachine();
   const RunResult run = AuditCurrentOf(machine);
-  ExpectStreams(run, kExitOk, ProvenLine(machine), "");
+  ExpectRun(run, kExitOk, {ProvenLine(machine)});
   EXPECT_FALSE(run.Called("Sleep"));
 }
 
 TEST(AuditCurrent, AcceptsAnyCompleteCatalogAndAnyChildrenUpToTwenty) {
   Machine machine = InstalledMachine();
   SetEndpointDisabled(machine, FindEndpoint(machine, kRootId, CableFlow{1, 0})->id, true);
-  ExpectStreams(AuditCurrentOf(machine), kExitOk, ProvenLine(machine, 19, 19), "");
+  ExpectRun(AuditCurrentOf(machine), kExitOk, {ProvenLine(machine, 19, 19)});
 }
 
 TEST(AuditCurrent, EndsInTheStartWaitWithoutALiveRoot) {
   Machine machine = CleanMachine();
-  ExpectStreams(
-      AuditCurrentOf(machine), kExitNotStarted, "",
-      "vorn_devnode: RESULT=NOT_STARTED - devnode did not reach DN_STARTED (problem=0)\n");
+  ExpectRun(
+      AuditCurrentOf(machine), kExitNotStarted,
+      {Err("vorn_devnode: RESULT=NOT_STARTED - devnode did not reach DN_STARTED (problem=0)")});
 }
 
 TEST(AuditCurrent, FindsAnotherPackage) {
   Machine machine = OutdatedMachine();
-  ExpectStreams(
-      AuditCurrentOf(machine), kExitEndpointsMissing, "",
-      "vorn_devnode: RESULT=ENDPOINTS_MISSING - root=healthy; package=live root is bound to the "
-      "wrong driver version; kernel=; resident=RESIDENT IMAGE MISMATCH: driver reports 26.8.9 "
-      "(0x001A0809) but the package being activated is 26.8.10.5. PnP metadata is not proof -- "
-      "the devnode restart did not load the new image.; catalog=healthy; mapping=; present= "
-      "(catalog=20, active=20, present-pnp=20)\n");
+  ExpectRun(
+      AuditCurrentOf(machine), kExitEndpointsMissing,
+      {Err(
+          "vorn_devnode: RESULT=ENDPOINTS_MISSING - root=healthy; package=live root is bound to "
+          "the "
+          "wrong driver version; kernel=; resident=RESIDENT IMAGE MISMATCH: driver reports 26.8.9 "
+          "(0x001A0809) but the package being activated is 26.8.10.5. PnP metadata is not proof -- "
+          "the devnode restart did not load the new image.; catalog=healthy; mapping=; present= "
+          "(catalog=20, active=20, present-pnp=20)")});
 }
 
 TEST(AuditCurrent, FindsAnInfThatDiffersInItsBytesOnly) {

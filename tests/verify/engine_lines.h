@@ -2,9 +2,9 @@
 
 // The final lines of the verification engine, field by field, and what a run of it must be like.
 
-#include "base/text.h"
 #include "platform/simulated/machine.h"
 #include "tests/support/activation.h"
+#include "tests/support/console_lines.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -34,18 +34,17 @@ struct MissingFields {
   int presentCount = 20;
 };
 
-inline std::string MissingLine(const MissingFields& fields) {
-  return "vorn_devnode: RESULT=ENDPOINTS_MISSING - root=" + fields.root +
-         "; package=" + fields.package + "; kernel=" + fields.kernel +
-         "; resident=" + fields.resident + "; catalog=" + fields.catalog +
-         "; mapping=" + fields.mapping + "; present=" + fields.present +
-         " (catalog=" + std::to_string(fields.catalogCount) +
-         ", active=" + std::to_string(fields.activeCount) +
-         ", present-pnp=" + std::to_string(fields.presentCount) + ")\n";
+inline ConsoleLine MissingLine(const MissingFields& fields) {
+  return Err("vorn_devnode: RESULT=ENDPOINTS_MISSING - root=" + fields.root + "; package=" +
+             fields.package + "; kernel=" + fields.kernel + "; resident=" + fields.resident +
+             "; catalog=" + fields.catalog + "; mapping=" + fields.mapping +
+             "; present=" + fields.present + " (catalog=" + std::to_string(fields.catalogCount) +
+             ", active=" + std::to_string(fields.activeCount) +
+             ", present-pnp=" + std::to_string(fields.presentCount) + ")");
 }
 
 /// A line on which nothing but the root was ever observed.
-inline std::string NothingObservedLine(const std::string& rootReason, int presentCount) {
+inline ConsoleLine NothingObservedLine(const std::string& rootReason, int presentCount) {
   MissingFields fields;
   fields.root = rootReason;
   fields.package = "live bound driver package not observed";
@@ -67,16 +66,14 @@ inline void ExpectNothingLeft(const EngineRun& run) {
 
 inline void ExpectProven(platform::simulated::Machine& machine, const EngineRun& run) {
   EXPECT_EQ(run.status, kExitOk);
-  EXPECT_EQ(ToUtf8(run.output), ProvenLine(machine));
-  EXPECT_EQ(ToUtf8(run.errorOutput), "");
+  EXPECT_EQ(run.console, Console{ProvenLine(machine)});
   ExpectNothingLeft(run);
 }
 
 /// A run that looked until the deadline and said this.
-inline void ExpectMissing(const EngineRun& run, const std::string& line) {
+inline void ExpectMissing(const EngineRun& run, const ConsoleLine& line) {
   EXPECT_EQ(run.status, kExitEndpointsMissing);
-  EXPECT_EQ(ToUtf8(run.output), "");
-  EXPECT_EQ(ToUtf8(run.errorOutput), line);
+  EXPECT_EQ(run.console, Console{line});
   EXPECT_EQ(run.Sleeps(kPollPauseMs), kPausesOfAFailedRun);
   ExpectNothingLeft(run);
 }

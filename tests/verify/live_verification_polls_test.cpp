@@ -3,6 +3,7 @@
 #include "base/text.h"
 #include "platform/simulated/endpoint_builder.h"
 #include "tests/support/activation.h"
+#include "tests/support/machine_view.h"
 #include "tests/verify/engine_lines.h"
 
 #include <gtest/gtest.h>
@@ -87,7 +88,7 @@ TEST(LiveVerificationPolls, EndWithTheOneThatOutlastedTheDeadline) {
   fields.resident =
       "RESIDENT IMAGE/ABI MISMATCH: loaded DriverVer is 26.8.10.9 but the activated package is "
       "26.8.10.5; resident driver ABI/capability handshake does not match the activated package";
-  EXPECT_EQ(ToUtf8(run.output + run.errorOutput), MissingLine(fields));
+  EXPECT_EQ(run.console, tests::Console{MissingLine(fields)});
   EXPECT_EQ(run.CountOf("Sleep"), 0u);
   EXPECT_EQ(run.CountOf("CoInitializeEx"), 1u);
 }
@@ -107,14 +108,14 @@ TEST(LiveVerificationPolls, AreOneInQuickModeAndSilent) {
   const ActivationState state = UpdateTarget(machine);
   const EngineRun proven = RunEngine(machine, state, VerificationMode::Quick);
   EXPECT_EQ(proven.status, kExitOk);
-  EXPECT_EQ(ToUtf8(proven.output + proven.errorOutput), "");
+  EXPECT_TRUE(proven.console.empty());
   ExpectNothingLeft(proven);
 
   WithdrawEndpoints(machine, kRootId);
   Plan(machine, 1, EventKind::PublishEndpoints, kRootId);
   const EngineRun unsettled = RunEngine(machine, state, VerificationMode::Quick);
   EXPECT_EQ(unsettled.status, kExitEndpointsMissing);
-  EXPECT_EQ(ToUtf8(unsettled.output + unsettled.errorOutput), "");
+  EXPECT_TRUE(unsettled.console.empty());
   EXPECT_EQ(unsettled.CountOf("Sleep"), 0u);
   EXPECT_EQ(unsettled.CountOf("CoInitializeEx"), 1u);
   ExpectNothingLeft(unsettled);

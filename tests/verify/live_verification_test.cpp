@@ -14,14 +14,14 @@ namespace {
 using platform::simulated::CableFlow;
 using platform::simulated::CleanMachine;
 using platform::simulated::EventKind;
-using platform::simulated::Fault;
 using platform::simulated::FindEndpoint;
 using platform::simulated::InstalledMachine;
 using platform::simulated::Machine;
 using platform::simulated::Plan;
 using platform::simulated::StopDevice;
-using platform::simulated::StopService;
+using tests::Console;
 using tests::EngineRun;
+using tests::Err;
 using tests::ExpectMissing;
 using tests::ExpectNothingLeft;
 using tests::ExpectProven;
@@ -50,7 +50,8 @@ TEST(LiveVerification, ProvesASoundMachineAtTheFirstPollWithoutAPause) {
 TEST(LiveVerification, NamesTheDateBeforeTheVersion) {
   Machine machine = InstalledMachine();
   const EngineRun run = RunEngine(machine, FreshTarget(machine));
-  EXPECT_NE(run.output.find(u"package=08/10/2026 26.8.10.5 (oem"), std::u16string::npos);
+  ASSERT_EQ(run.console.size(), 1u);
+  EXPECT_NE(run.console[0].text.find("package=08/10/2026 26.8.10.5 (oem"), std::string::npos);
 }
 
 TEST(LiveVerification, CountsActiveAndPresentEndpoints) {
@@ -60,79 +61,7 @@ TEST(LiveVerification, CountsActiveAndPresentEndpoints) {
   }
   const EngineRun run = RunEngine(machine, UpdateTarget(machine));
   EXPECT_EQ(run.status, kExitOk);
-  EXPECT_EQ(ToUtf8(run.output), ProvenLine(machine, 17, 17));
-}
-
-// ------------------------------------------------------------------------------------------------
-// The audio services.
-
-TEST(LiveVerificationServices, AreStartedInOrderAndGivenBack) {
-  Machine machine = InstalledMachine();
-  const ActivationState state = FreshTarget(machine);
-  for (const VerificationMode mode : {VerificationMode::Reporting, VerificationMode::Quick}) {
-    const EngineRun run = RunEngine(machine, state, mode);
-    const std::vector<std::string> expected = {
-        "OpenSCManagerW", "OpenServiceW",  "StartServiceW",      "CloseServiceHandle",
-        "OpenServiceW",   "StartServiceW", "CloseServiceHandle", "CloseServiceHandle"};
-    ASSERT_GT(run.calls.size(), expected.size());
-    for (std::size_t i = 0; i < expected.size(); ++i) {
-      EXPECT_EQ(run.calls[i].name, expected[i]) << i;
-    }
-    EXPECT_EQ(run.calls[0].Argument("desiredAccess"), "0x1");
-    EXPECT_EQ(run.calls[1].Argument("name"), "AudioEndpointBuilder");
-    EXPECT_EQ(run.calls[1].Argument("desiredAccess"), "0x10");
-    EXPECT_EQ(run.calls[4].Argument("name"), "Audiosrv");
-    EXPECT_EQ(run.calls[4].Argument("desiredAccess"), "0x10");
-    EXPECT_EQ(run.CountOf("OpenSCManagerW"), 1u);
-  }
-}
-
-TEST(LiveVerificationServices, AreStartedInEitherMode) {
-  for (const VerificationMode mode : {VerificationMode::Reporting, VerificationMode::Quick}) {
-    Machine machine = InstalledMachine();
-    const ActivationState state = FreshTarget(machine);
-    StopService(machine, u"Audiosrv");
-    StopService(machine, u"AudioEndpointBuilder");
-    RunEngine(machine, state, mode);
-    EXPECT_TRUE(IsRunning(machine, u"AudioEndpointBuilder"));
-    EXPECT_TRUE(IsRunning(machine, u"Audiosrv"));
-  }
-}
-
-TEST(LiveVerificationServices, AreNoConcernWhenTheyCannotBeStarted) {
-  const std::pair<const char*, std::uint32_t> failures[] = {{"OpenSCManagerW", 1},
-                                                            {"OpenServiceW", 1},
-                                                            {"OpenServiceW", 2},
-                                                            {"StartServiceW", 1},
-                                                            {"StartServiceW", 2}};
-  for (const auto& [call, nth] : failures) {
-    Machine machine = InstalledMachine();
-    const ActivationState state = FreshTarget(machine);
-    Fault fault;
-    fault.call = call;
-    fault.first = fault.last = nth;
-    fault.error = platform::ERROR_ACCESS_DENIED;
-    ExpectProven(machine, RunEngine(machine, state, VerificationMode::Reporting, {fault}));
-  }
-}
-
-TEST(LiveVerificationServices, AreTriedEachForItself) {
-  Machine machine = InstalledMachine();
-  const ActivationState state = FreshTarget(machine);
-  machine.services.erase(u"AudioEndpointBuilder");
-  const EngineRun run = RunEngine(machine, state, VerificationMode::Quick);
-  EXPECT_EQ(run.CountOf("OpenServiceW"), 2u);
-  EXPECT_EQ(run.CountOf("StartServiceW"), 1u);
-  EXPECT_EQ(run.CountOf("CloseServiceHandle"), 2u);
-}
-
-TEST(LiveVerificationServices, AreNotTouchedWithoutAManager) {
-  Machine machine = InstalledMachine();
-  const ActivationState state = FreshTarget(machine);
-  machine.serviceManagerError = platform::ERROR_ACCESS_DENIED;
-  const EngineRun run = RunEngine(machine, state);
-  EXPECT_EQ(run.CountOf("OpenServiceW"), 0u);
-  EXPECT_EQ(run.CountOf("CloseServiceHandle"), 0u);
+  EXPECT_EQ(run.console, Console{ProvenLine(machine, 17, 17)});
 }
 
 // ------------------------------------------------------------------------------------------------
@@ -144,9 +73,10 @@ TEST(LiveVerificationStart, GivesUpAfterTwentySeconds) {
   DisableDevice(machine, kRootId);
   const EngineRun run = RunEngine(machine, state);
   EXPECT_EQ(run.status, kExitNotStarted);
-  EXPECT_EQ(ToUtf8(run.output), "");
-  EXPECT_EQ(ToUtf8(run.errorOutput),
-            "vorn_devnode: RESULT=NOT_STARTED - devnode did not reach DN_STARTED (problem=22)\n");
+  EXPECT_EQ(
+      run.console,
+      Console{
+          Err("vorn_devnode: RESULT=NOT_STARTED - devnode did not reach DN_STARTED (problem=22)")});
   EXPECT_EQ(run.duration, kStartBudgetMs);
   EXPECT_EQ(run.Sleeps(kStartWaitPauseMs), kStartBudgetMs / kStartWaitPauseMs);
   EXPECT_EQ(run.Sleeps(kPollPauseMs), 0u);
@@ -158,15 +88,17 @@ TEST(LiveVerificationStart, HasNoProblemCodeWithoutARoot) {
   Machine machine = CleanMachine();
   const EngineRun run = RunEngine(machine, FreshTarget(machine));
   EXPECT_EQ(run.status, kExitNotStarted);
-  EXPECT_EQ(ToUtf8(run.errorOutput),
-            "vorn_devnode: RESULT=NOT_STARTED - devnode did not reach DN_STARTED (problem=0)\n");
+  EXPECT_EQ(
+      run.console,
+      Console{
+          Err("vorn_devnode: RESULT=NOT_STARTED - devnode did not reach DN_STARTED (problem=0)")});
 }
 
 TEST(LiveVerificationStart, LooksOnceInQuickModeAndSaysNothing) {
   Machine machine = CleanMachine();
   const EngineRun run = RunEngine(machine, FreshTarget(machine), VerificationMode::Quick);
   EXPECT_EQ(run.status, kExitNotStarted);
-  EXPECT_EQ(ToUtf8(run.output + run.errorOutput), "");
+  EXPECT_TRUE(run.console.empty());
   EXPECT_EQ(run.CountOf("Sleep"), 0u);
   EXPECT_EQ(run.CountOf("SetupDiGetClassDevsW"), 1u);
   ExpectNothingLeft(run);

@@ -7,8 +7,8 @@
 #include "tests/support/catalog_lists.h"
 #include "tests/support/console_lines.h"
 #include "tests/support/judged_run.h"
+#include "tests/support/machine_view.h"
 #include "tests/support/run_command.h"
-#include "tests/support/world.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>
@@ -28,12 +28,17 @@ using platform::simulated::OutdatedMachine;
 using platform::simulated::PublishPackage;
 using platform::simulated::WithdrawEndpoints;
 using tests::ChangeBefore;
+using tests::Console;
+using tests::ConsoleLine;
+using tests::ConsoleOf;
 using tests::EndpointAt;
-using tests::ExpectStreams;
+using tests::Err;
+using tests::ExpectRun;
 using tests::FreshTarget;
 using tests::kRootId;
 using tests::kSampleInf;
 using tests::kSampleJournal;
+using tests::Out;
 using tests::ProvenLine;
 using tests::PutJournal;
 using tests::RootOf;
@@ -46,26 +51,26 @@ using tests::VisibleEndpoints;
 
 using Arguments = std::vector<std::u16string>;
 
-constexpr const char* kMissingJournal = "vorn_devnode: activation state missing or unsafe\n";
-constexpr const char* kVerifyMissing =
-    "vorn_devnode: RESULT=ENDPOINTS_MISSING - protected activation state is missing or "
-    "malformed\n";
-constexpr const char* kVerifyMismatch =
-    "vorn_devnode: RESULT=ENDPOINTS_MISSING - journal target does not match protected INF "
-    "DriverVer\n";
-constexpr const char* kActivateMismatch =
-    "vorn_devnode: RESULT=HOT_SWAP_FAILED - protected activation identity is missing or "
-    "mismatched\n";
-constexpr const char* kNotQuiesced =
-    "vorn_devnode: RESULT=HOT_SWAP_FAILED - VORN endpoints could not be quiesced; no driver "
-    "mutation attempted\n";
-constexpr const char* kNeedsRestart =
-    "vorn_devnode: RESULT=HOT_SWAP_FAILED - selected driver could not be activated without "
-    "restart\n";
-constexpr const char* kRestartRequested =
-    "vorn_devnode: hot-swap preflight requested a system restart; refusing candidate before "
-    "bind\n";
-constexpr const char* kRestartPassed = "vorn_devnode: VORN root hot-restart preflight passed\n";
+const ConsoleLine kMissingJournal = Err("vorn_devnode: activation state missing or unsafe");
+const ConsoleLine kVerifyMissing =
+    Err("vorn_devnode: RESULT=ENDPOINTS_MISSING - protected activation state is missing or "
+        "malformed");
+const ConsoleLine kVerifyMismatch =
+    Err("vorn_devnode: RESULT=ENDPOINTS_MISSING - journal target does not match protected INF "
+        "DriverVer");
+const ConsoleLine kActivateMismatch =
+    Err("vorn_devnode: RESULT=HOT_SWAP_FAILED - protected activation identity is missing or "
+        "mismatched");
+const ConsoleLine kNotQuiesced =
+    Err("vorn_devnode: RESULT=HOT_SWAP_FAILED - VORN endpoints could not be quiesced; no driver "
+        "mutation attempted");
+const ConsoleLine kNeedsRestart =
+    Err("vorn_devnode: RESULT=HOT_SWAP_FAILED - selected driver could not be activated without "
+        "restart");
+const ConsoleLine kRestartRequested =
+    Err("vorn_devnode: hot-swap preflight requested a system restart; refusing candidate before "
+        "bind");
+const ConsoleLine kRestartPassed = Out("vorn_devnode: VORN root hot-restart preflight passed");
 
 Arguments Command(const std::u16string& word, const std::u16string& version = u"26.8.10.5",
                   const std::u16string& date = u"08/10/2026") {
@@ -140,8 +145,8 @@ class IdentityGate : public testing::TestWithParam<const char16_t*> {
  protected:
   /// The command's word for a journal that is missing or malformed, and for one of another package.
   bool IsVerify() const { return std::u16string_view(GetParam()) == u"verify"; }
-  std::string Missing() const { return IsVerify() ? kVerifyMissing : kActivateMismatch; }
-  std::string Mismatch() const { return IsVerify() ? kVerifyMismatch : kActivateMismatch; }
+  ConsoleLine Missing() const { return IsVerify() ? kVerifyMissing : kActivateMismatch; }
+  ConsoleLine Mismatch() const { return IsVerify() ? kVerifyMismatch : kActivateMismatch; }
   ExitStatus Refusal() const { return IsVerify() ? kExitEndpointsMissing : kExitHotSwapFailed; }
 
   /// A refusal looks at no device.
@@ -157,7 +162,7 @@ INSTANTIATE_TEST_SUITE_P(Commands, IdentityGate, testing::Values(u"verify", u"ho
 TEST_P(IdentityGate, RefusesAMissingJournal) {
   Machine machine = InstalledMachine();
   const RunResult run = Perform(machine, Command(GetParam()));
-  ExpectStreams(run, Refusal(), "", kMissingJournal + Missing());
+  ExpectRun(run, Refusal(), {kMissingJournal, Missing()});
   ExpectNoDeviceWasTouched(run);
 }
 
@@ -168,7 +173,7 @@ TEST_P(IdentityGate, RefusesAMalformedJournal) {
   state.present.back() = ToLowerAscii(state.present.front());
   PutJournal(machine, state);
   const RunResult run = Perform(machine, Command(GetParam()));
-  ExpectStreams(run, Refusal(), "", Missing());
+  ExpectRun(run, Refusal(), {Missing()});
   ExpectNoDeviceWasTouched(run);
 }
 
@@ -178,7 +183,7 @@ TEST_P(IdentityGate, RefusesAJournalThatOthersMayWrite) {
   ASSERT_TRUE(generous.has_value());
   NodeAt(machine.files, kSampleJournal).security = *generous;
   const RunResult run = Perform(machine, Command(GetParam()));
-  ExpectStreams(run, Refusal(), "", kMissingJournal + Missing());
+  ExpectRun(run, Refusal(), {kMissingJournal, Missing()});
   ExpectNoDeviceWasTouched(run);
 }
 
@@ -191,7 +196,7 @@ TEST_P(IdentityGate, RefusesAnotherVersionOrDate) {
   for (const auto& [version, date] : expectations) {
     Machine copy = machine;
     const RunResult run = Perform(copy, Command(GetParam(), version, date));
-    ExpectStreams(run, Refusal(), "", Mismatch());
+    ExpectRun(run, Refusal(), {Mismatch()});
     ExpectNoDeviceWasTouched(run);
   }
 }
@@ -201,8 +206,8 @@ TEST_P(IdentityGate, ComparesDatesAsTexts) {
   ActivationState state = UpdateTarget(machine);
   state.target.date = u"2026-1-2";
   PutJournal(machine, state);
-  ExpectStreams(Perform(machine, Command(GetParam(), u"26.8.10.5", u"2026-01-02")), Refusal(), "",
-                Mismatch());
+  ExpectRun(Perform(machine, Command(GetParam(), u"26.8.10.5", u"2026-01-02")), Refusal(),
+            {Mismatch()});
 }
 
 TEST_P(IdentityGate, IgnoresLetterCase) {
@@ -225,13 +230,13 @@ TEST_P(IdentityGate, IgnoresLetterCase) {
 
 TEST(VerifyCommand, ProvesTheMachineAgainstItsJournal) {
   Machine machine = JournalledMachine();
-  ExpectStreams(Perform(machine, Command(u"verify")), kExitOk, ProvenLine(machine), "");
+  ExpectRun(Perform(machine, Command(u"verify")), kExitOk, {ProvenLine(machine)});
 }
 
 TEST(VerifyCommand, ProvesAFreshInstall) {
   Machine machine = InstalledMachine();
   PutJournal(machine, FreshTarget(machine));
-  ExpectStreams(Perform(machine, Command(u"VERIFY")), kExitOk, ProvenLine(machine), "");
+  ExpectRun(Perform(machine, Command(u"VERIFY")), kExitOk, {ProvenLine(machine)});
 }
 
 TEST(VerifyCommand, LetsARealUpdateRemintEveryId) {
@@ -241,15 +246,15 @@ TEST(VerifyCommand, LetsARealUpdateRemintEveryId) {
   for (CatalogEndpoint& endpoint : state.catalog)
     endpoint.endpointId += u"-old";
   PutJournal(machine, state);
-  ExpectStreams(Perform(machine, Command(u"verify")), kExitOk, ProvenLine(machine), "");
+  ExpectRun(Perform(machine, Command(u"verify")), kExitOk, {ProvenLine(machine)});
 }
 
 TEST(VerifyCommand, ReportsADeviceThatIsNotStarted) {
   Machine machine = JournalledMachine();
   DisableDevice(machine, kRootId);
-  ExpectStreams(
-      Perform(machine, Command(u"verify")), kExitNotStarted, "",
-      "vorn_devnode: RESULT=NOT_STARTED - devnode did not reach DN_STARTED (problem=22)\n");
+  ExpectRun(
+      Perform(machine, Command(u"verify")), kExitNotStarted,
+      {Err("vorn_devnode: RESULT=NOT_STARTED - devnode did not reach DN_STARTED (problem=22)")});
 }
 
 TEST(VerifyCommand, ReportsWhatIsMissing) {
@@ -257,23 +262,23 @@ TEST(VerifyCommand, ReportsWhatIsMissing) {
   ActivationState state = UpdateTarget(machine);
   EndpointAt(state.catalog, 5, true).active = false;
   PutJournal(machine, state);
-  ExpectStreams(
-      Perform(machine, Command(u"verify")), kExitEndpointsMissing, "",
-      "vorn_devnode: RESULT=ENDPOINTS_MISSING - root=healthy; package=; kernel=; "
-      "resident=proven; catalog=healthy; mapping=driver update activated an endpoint the user "
-      "had not claimed; present= (catalog=20, active=20, present-pnp=20)\n");
+  ExpectRun(
+      Perform(machine, Command(u"verify")), kExitEndpointsMissing,
+      {Err("vorn_devnode: RESULT=ENDPOINTS_MISSING - root=healthy; package=; kernel=; "
+           "resident=proven; catalog=healthy; mapping=driver update activated an endpoint the user "
+           "had not claimed; present= (catalog=20, active=20, present-pnp=20)")});
 }
 
 TEST(VerifyCommand, FindsThatAnotherImageIsResident) {
   Machine machine = SelectedMachine();
   const RunResult run = Perform(machine, Command(u"verify"));
-  ExpectStreams(
-      run, kExitEndpointsMissing, "",
-      "vorn_devnode: RESULT=ENDPOINTS_MISSING - root=healthy; package=; kernel=; "
-      "resident=RESIDENT IMAGE MISMATCH: driver reports 26.8.9 (0x001A0809) but the package "
-      "being activated is 26.8.10.5. PnP metadata is not proof -- the devnode restart did not "
-      "load the new image.; catalog=healthy; mapping=; present= (catalog=20, active=20, "
-      "present-pnp=20)\n");
+  ExpectRun(
+      run, kExitEndpointsMissing,
+      {Err("vorn_devnode: RESULT=ENDPOINTS_MISSING - root=healthy; package=; kernel=; "
+           "resident=RESIDENT IMAGE MISMATCH: driver reports 26.8.9 (0x001A0809) but the package "
+           "being activated is 26.8.10.5. PnP metadata is not proof -- the devnode restart did not "
+           "load the new image.; catalog=healthy; mapping=; present= (catalog=20, active=20, "
+           "present-pnp=20)")});
 }
 
 TEST(VerifyCommand, ChangesNoDeviceDriverOrFile) {
@@ -288,7 +293,7 @@ TEST(VerifyCommand, ChangesNoDeviceDriverOrFile) {
   EXPECT_TRUE(VisibilityRequests(run).empty());
   EXPECT_EQ(ControlRequests(run, "0x226000"), 0u);
   // The journal is still there for the next run.
-  ExpectStreams(Perform(machine, Command(u"verify")), kExitOk, ProvenLine(machine), "");
+  ExpectRun(Perform(machine, Command(u"verify")), kExitOk, {ProvenLine(machine)});
 }
 
 // ------------------------------------------------------------------------------------------------
@@ -296,14 +301,14 @@ TEST(VerifyCommand, ChangesNoDeviceDriverOrFile) {
 TEST(HotActivateCommand, LoadsTheSelectedDriverAndProvesIt) {
   Machine machine = SelectedMachine();
   const RunResult run = Perform(machine, Command(u"hot-activate"));
-  ExpectStreams(run, kExitOk, kRestartPassed + ProvenLine(machine), "");
+  ExpectRun(run, kExitOk, {kRestartPassed, ProvenLine(machine)});
   EXPECT_EQ(RootOf(machine).resident->loadedVersion, 0x1A080Au);
   EXPECT_EQ(VisibleEndpoints(machine), 20u);
   // What was hidden is forgotten: the restarted driver shows it by itself.
   EXPECT_EQ(VisibilityRequests(run), AllRequests("hide"));
   EXPECT_EQ(ControlRequests(run, "0x22A004"), 1u);
   // And verify agrees.
-  ExpectStreams(Perform(machine, Command(u"verify")), kExitOk, ProvenLine(machine), "");
+  ExpectRun(Perform(machine, Command(u"verify")), kExitOk, {ProvenLine(machine)});
 }
 
 TEST(HotActivateCommand, HidesBeforeItRestarts) {
@@ -332,26 +337,26 @@ TEST(HotActivateCommand, KeepsEndpointsAsTheUserLeftThem) {
 TEST(HotActivateCommand, RefusesWithoutALiveRoot) {
   Machine machine = JournalledMachine();
   RemoveDeviceNode(machine, kRootId);
-  ExpectStreams(
-      Perform(machine, Command(u"hot-activate")), kExitHotSwapFailed, "",
-      "vorn_devnode: RESULT=HOT_SWAP_FAILED - cannot resolve the live VORN root: no present "
-      "Root\\VornAudio devnode\n");
+  ExpectRun(
+      Perform(machine, Command(u"hot-activate")), kExitHotSwapFailed,
+      {Err("vorn_devnode: RESULT=HOT_SWAP_FAILED - cannot resolve the live VORN root: no present "
+           "Root\\VornAudio devnode")});
 }
 
 TEST(HotActivateCommand, RefusesARootThatIsNotTheOnlyOneOrNotStarted) {
   Machine two = JournalledMachine();
   AddRoot(two, u"ROOT\\MEDIA\\0001");
-  ExpectStreams(
-      Perform(two, Command(u"hot-activate")), kExitHotSwapFailed, "",
-      "vorn_devnode: RESULT=HOT_SWAP_FAILED - cannot resolve the live VORN root: multiple "
-      "present Root\\VornAudio devnodes\n");
+  ExpectRun(
+      Perform(two, Command(u"hot-activate")), kExitHotSwapFailed,
+      {Err("vorn_devnode: RESULT=HOT_SWAP_FAILED - cannot resolve the live VORN root: multiple "
+           "present Root\\VornAudio devnodes")});
   Machine disabled = JournalledMachine();
   DisableDevice(disabled, kRootId);
   const RunResult run = Perform(disabled, Command(u"hot-activate"));
-  ExpectStreams(
-      run, kExitHotSwapFailed, "",
-      "vorn_devnode: RESULT=HOT_SWAP_FAILED - cannot resolve the live VORN root: present VORN "
-      "root is not started cleanly\n");
+  ExpectRun(
+      run, kExitHotSwapFailed,
+      {Err("vorn_devnode: RESULT=HOT_SWAP_FAILED - cannot resolve the live VORN root: present VORN "
+           "root is not started cleanly")});
   EXPECT_FALSE(run.Called("DeviceIoControl"));
   EXPECT_FALSE(run.Called("SetupDiCallClassInstaller"));
 }
@@ -360,9 +365,8 @@ TEST(HotActivateCommand, DoesNotRestartWhenOneCableCannotBeHiddenAndShowsTheOthe
   Machine machine = SelectedMachine();
   RootOf(machine).resident->refusesToHide[{4, 0}] = platform::ERROR_ACCESS_DENIED;
   const RunResult run = Perform(machine, Command(u"hot-activate"));
-  ExpectStreams(run, kExitHotSwapFailed, "",
-                std::string("vorn_devnode: could not hide cable 4 render (error 0x00000005)\n") +
-                    kNotQuiesced);
+  ExpectRun(run, kExitHotSwapFailed,
+            {Err("vorn_devnode: could not hide cable 4 render (error 0x00000005)"), kNotQuiesced});
   EXPECT_FALSE(run.Called("SetupDiCallClassInstaller"));
   auto shown = AllRequests("show");
   std::erase(shown, "show 4 render");
@@ -380,14 +384,15 @@ TEST(HotActivateCommand, DoesNotRestartWhenNoCableCanBeHidden) {
     RootOf(machine).resident->refusesToHide[{cable, 1}] = platform::ERROR_GEN_FAILURE;
   }
   const RunResult run = Perform(machine, Command(u"hot-activate"));
-  std::string lines;
+  Console lines;
   for (const char* flow : {"render", "capture"}) {
     for (int cable = 0; cable < 10; ++cable) {
-      lines += "vorn_devnode: could not hide cable " + std::to_string(cable) + " " + flow +
-               " (error 0x0000001F)\n";
+      lines.push_back(Err("vorn_devnode: could not hide cable " + std::to_string(cable) + " " +
+                          flow + " (error 0x0000001F)"));
     }
   }
-  ExpectStreams(run, kExitHotSwapFailed, "", lines + kNotQuiesced);
+  lines.push_back(kNotQuiesced);
+  ExpectRun(run, kExitHotSwapFailed, lines);
   // Nothing is listed, so nothing is shown.
   EXPECT_EQ(VisibilityRequests(run), AllRequests("hide"));
   EXPECT_EQ(ControlRequests(run, "0x226000"), 1u);
@@ -399,22 +404,20 @@ TEST(HotActivateCommand, DoesNotRestartWithoutTheControlChannelOrTheLease) {
     candidate.openError = platform::ERROR_ACCESS_DENIED;
   }
   const RunResult channel = Perform(closed, Command(u"hot-activate"));
-  ExpectStreams(
-      channel, kExitHotSwapFailed, "",
-      std::string("vorn_devnode: driver quiesce could not open the device: no openable VORN "
-                  "interface on this root (control and KS both failed, last error "
-                  "0x00000005)\n") +
-          kNotQuiesced);
+  ExpectRun(channel, kExitHotSwapFailed,
+            {Err("vorn_devnode: driver quiesce could not open the device: no openable VORN "
+                 "interface on this root (control and KS both failed, last error "
+                 "0x00000005)"),
+             kNotQuiesced});
   EXPECT_FALSE(channel.Called("SetupDiCallClassInstaller"));
 
   Machine leased = SelectedMachine();
   RootOf(leased).leaseHeld = true;
   const RunResult lease = Perform(leased, Command(u"hot-activate"));
-  ExpectStreams(
-      lease, kExitHotSwapFailed, "",
-      std::string("vorn_devnode: driver quiesce could not acquire the controller lease (error "
-                  "0x000000AA)\n") +
-          kNotQuiesced);
+  ExpectRun(lease, kExitHotSwapFailed,
+            {Err("vorn_devnode: driver quiesce could not acquire the controller lease (error "
+                 "0x000000AA)"),
+             kNotQuiesced});
   EXPECT_FALSE(lease.Called("SetupDiCallClassInstaller"));
 }
 
@@ -428,7 +431,7 @@ TEST(HotActivateCommand, DoesNotRestartAfterAShortLeaseReply) {
       errors.starts_with("vorn_devnode: driver quiesce could not acquire the controller "
                          "lease (error 0x"))
       << errors;
-  EXPECT_TRUE(errors.ends_with(kNotQuiesced)) << errors;
+  EXPECT_TRUE(errors.ends_with(kNotQuiesced.text)) << errors;
   EXPECT_TRUE(VisibilityRequests(run).empty());
   EXPECT_FALSE(run.Called("SetupDiCallClassInstaller"));
 }
@@ -447,8 +450,8 @@ TEST(HotActivateCommand, SaysThatNothingCouldBeShownWhenTheDeviceVanishes) {
                          "failed (error 0x"))
       << errors;
   const std::string notOpened = "vorn_devnode: driver quiesce could not open the device: ";
-  EXPECT_LT(errors.find(notOpened), errors.find(kNeedsRestart)) << errors;
-  EXPECT_LT(errors.find(kNeedsRestart), errors.rfind(notOpened)) << errors;
+  EXPECT_LT(errors.find(notOpened), errors.find(kNeedsRestart.text)) << errors;
+  EXPECT_LT(errors.find(kNeedsRestart.text), errors.rfind(notOpened)) << errors;
   EXPECT_TRUE(run.openObjects.empty());
 }
 
@@ -456,7 +459,7 @@ TEST(HotActivateCommand, ShowsTheEndpointsWhenARestartOfTheMachineIsWanted) {
   Machine machine = SelectedMachine();
   RootOf(machine).temper.restartNeedsReboot = true;
   const RunResult run = Perform(machine, Command(u"hot-activate"));
-  ExpectStreams(run, kExitHotSwapFailed, "", std::string(kRestartRequested) + kNeedsRestart);
+  ExpectRun(run, kExitHotSwapFailed, {kRestartRequested, kNeedsRestart});
   EXPECT_EQ(VisibilityRequests(run), Joined(AllRequests("hide"), AllRequests("show")));
   EXPECT_EQ(VisibleEndpoints(machine), 20u);
   EXPECT_EQ(RootOf(machine).resident->loadedVersion, 0x1A0809u);
@@ -468,10 +471,9 @@ TEST(HotActivateCommand, ShowsAgainAtItsEndWhatCouldNotBeShown) {
   RootOf(machine).temper.restartNeedsReboot = true;
   RootOf(machine).resident->refusesToShow[{2, 1}] = platform::ERROR_NOT_READY;
   const RunResult run = Perform(machine, Command(u"hot-activate"));
-  const std::string notShown =
-      "vorn_devnode: could not re-show cable 2 capture (error 0x00000015)\n";
-  ExpectStreams(run, kExitHotSwapFailed, "",
-                kRestartRequested + notShown + kNeedsRestart + notShown);
+  const ConsoleLine notShown =
+      Err("vorn_devnode: could not re-show cable 2 capture (error 0x00000015)");
+  ExpectRun(run, kExitHotSwapFailed, {kRestartRequested, notShown, kNeedsRestart, notShown});
   EXPECT_EQ(VisibilityRequests(run),
             Joined(AllRequests("hide"), Joined(AllRequests("show"), AllRequests("show"))));
   EXPECT_EQ(VisibleEndpoints(machine), 19u);
@@ -488,10 +490,10 @@ TEST(HotActivateCommand, ShowsTheRestAtItsEndWhenOnlyTheFirstShowFailed) {
   RunOptions options;
   options.faults = {fault};
   const RunResult run = Perform(machine, Command(u"hot-activate"), options);
-  ExpectStreams(run, kExitHotSwapFailed, "",
-                std::string(kRestartRequested) +
-                    "vorn_devnode: could not re-show cable 0 render (error 0x0000001F)\n" +
-                    kNeedsRestart);
+  ExpectRun(
+      run, kExitHotSwapFailed,
+      {kRestartRequested, Err("vorn_devnode: could not re-show cable 0 render (error 0x0000001F)"),
+       kNeedsRestart});
   EXPECT_EQ(VisibleEndpoints(machine), 20u);
 }
 
@@ -509,7 +511,7 @@ TEST(HotActivateCommand, FailsWhenTheRootDoesNotComeBack) {
   // The stopped driver cannot be told to show anything; that is tried and said twice.
   const std::string notOpened = "vorn_devnode: driver quiesce could not open the device: ";
   const std::size_t first = errors.find(notOpened);
-  const std::size_t result = errors.find(kNeedsRestart);
+  const std::size_t result = errors.find(kNeedsRestart.text);
   const std::size_t second = errors.rfind(notOpened);
   EXPECT_LT(first, result) << errors;
   EXPECT_LT(result, second) << errors;
@@ -519,11 +521,10 @@ TEST(HotActivateCommand, FailsWhenTheRestartIsRefused) {
   Machine machine = SelectedMachine();
   RootOf(machine).temper.restartError = platform::ERROR_ACCESS_DENIED;
   const RunResult run = Perform(machine, Command(u"hot-activate"));
-  ExpectStreams(
-      run, kExitHotSwapFailed, "",
-      std::string("vorn_devnode: SetupDiCallClassInstaller(hot-swap preflight) failed (error "
-                  "0x00000005)\n") +
-          kNeedsRestart);
+  ExpectRun(run, kExitHotSwapFailed,
+            {Err("vorn_devnode: SetupDiCallClassInstaller(hot-swap preflight) failed (error "
+                 "0x00000005)"),
+             kNeedsRestart});
   EXPECT_EQ(VisibleEndpoints(machine), 20u);
 }
 
@@ -532,7 +533,8 @@ TEST(HotActivateCommand, IsCaughtByTheResidentCheckWhenTheOldImageStays) {
   RootOf(machine).resident->refusesUnload = true;
   const RunResult run = Perform(machine, Command(u"hot-activate"));
   EXPECT_EQ(run.status, kExitEndpointsMissing);
-  EXPECT_EQ(ToUtf8(run.output), kRestartPassed);
+  ASSERT_EQ(ConsoleOf(run).size(), 2u);
+  EXPECT_EQ(ConsoleOf(run).front(), kRestartPassed);
   EXPECT_NE(ToUtf8(run.errorOutput).find("resident=RESIDENT IMAGE MISMATCH: driver reports 26.8.9"),
             std::string::npos)
       << ToUtf8(run.errorOutput);
@@ -543,8 +545,8 @@ TEST(HotActivateCommand, WaitsForEndpointsThatComeBackLate) {
   Machine machine = SelectedMachine();
   machine.audio.late = {{0, 0}, {9, 1}};
   machine.audio.lateDelay = 30'000;
-  ExpectStreams(Perform(machine, Command(u"hot-activate")), kExitOk,
-                kRestartPassed + ProvenLine(machine), "");
+  ExpectRun(Perform(machine, Command(u"hot-activate")), kExitOk,
+            {kRestartPassed, ProvenLine(machine)});
 }
 
 TEST(HotActivateCommand, ReportsEndpointsThatComeBackWithOtherIdsInPart) {

@@ -1,0 +1,304 @@
+#include "platform/device_setup.h"
+#include "platform/simulated/config_manager_values.h"
+#include "remove_run.h"
+#include "tests/support/machine_view.h"
+
+namespace vorn {
+namespace {
+
+using namespace platform::simulated;
+using namespace tests;
+
+// ------------------------------------------------------------------------------------------------
+// Quiesce and query-remove.
+
+TEST_F(RemoveCommand, GoesOnWhenTheEndpointsCannotBeQuiesced) {
+  const RunResult result = Run({FailingCall("DeviceIoControl", 5)});
+  EXPECT_EQ(result.status, 0);
+  const Console lines = ConsoleOf(result);
+  ASSERT_GE(lines.size(), 3U);
+  EXPECT_EQ(lines[0],
+            Err("vorn_devnode: driver quiesce could not acquire the controller lease (error "
+                "0x00000005)"));
+  EXPECT_EQ(lines[1],
+            Err("vorn_devnode: endpoints could not all be quiesced before removal; trying the "
+                "removal anyway"));
+  EXPECT_EQ(lines[2], kLetGo);
+  EXPECT_EQ(lines.back(), OkLine(1, 1, 20));
+  EXPECT_NE(RemovalLogText(machine).find("remove: endpoints could not all be quiesced before "
+                                         "removal; trying the removal anyway\r\n"),
+            std::string::npos);
+}
+
+TEST_F(RemoveCommand, GivesUpOnADeviceThatIsHeld) {
+  Root().temper.vetoUntil = machine.clock.tick + 60'000;
+  Root().temper.vetoType = 5;
+  Root().temper.vetoName = u"\\Device\\HarddiskVolume3\\player.exe";
+  const RunResult result = Run();
+  EXPECT_EQ(result.status, 17);
+  const std::string veto = ": CONFIGRET 23, veto type 5 by '\\Device\\HarddiskVolume3\\player.exe'";
+  EXPECT_EQ(ConsoleOf(result),
+            (Console{kQuiesced, Err("vorn_devnode: query-remove attempt 1" + veto),
+                     Err("vorn_devnode: query-remove attempt 41" + veto), kBusy}));
+  EXPECT_EQ(
+      RemovalLogText(machine),
+      "[2026-03-04 05:06:07.089] remove: quiesced all endpoints of ROOT\\MEDIA\\0000\r\n"
+      "[2026-03-04 05:06:07.089] remove: query-remove attempt 1" +
+          veto +
+          "\r\n"
+          "[2026-03-04 05:06:17.089] remove: query-remove attempt 41" +
+          veto +
+          "\r\n"
+          "[2026-03-04 05:06:17.089] remove: RESULT=REMOVE_BUSY - the device is still held after "
+          "10 s; nothing was removed and no restart scheduled\r\n");
+  EXPECT_EQ(Shown(result), 20U);
+  EXPECT_TRUE(Root().hidden.empty());
+  EXPECT_FALSE(result.Called("SetupDiCallClassInstaller"));
+  ExpectNothingCleaned();
+}
+
+TEST_F(RemoveCommand, GoesOnAfterAVetoThatEnds) {
+  Root().temper.vetoUntil = machine.clock.tick + 9'900;
+  const RunResult result = Run();
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(ConsoleOf(result)[2],
+            Err("vorn_devnode: query-remove succeeded on attempt 41 after 10000 ms"));
+  EXPECT_EQ(ConsoleOf(result).back(), OkLine(1, 1, 20));
+}
+
+TEST_F(RemoveCommand, LeavesOtherRefusalsToTheRemovalItself) {
+  Root().temper.queryRemoveResult = platform::CR_ACCESS_DENIED;
+  const RunResult result = Run();
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(ConsoleOf(result)[1],
+            Err("vorn_devnode: query-remove attempt 1: CONFIGRET 51, veto type 0 by ''"));
+  EXPECT_EQ(ConsoleOf(result).back(), OkLine(1, 1, 20));
+  EXPECT_EQ(Shown(result), 0U) << "the device is gone";
+}
+
+// ------------------------------------------------------------------------------------------------
+// DIF_REMOVE and the count.
+
+TEST_F(RemoveCommand, FailsWithoutAListOfRoots) {
+  machine = DuplicatesMachine();
+  const RunResult result = Run({FailingCall("SetupDiGetClassDevsW", 8, 2)});
+  EXPECT_EQ(result.status, 3);
+  EXPECT_EQ(ConsoleOf(result),
+            Console{Err("vorn_devnode: SetupDiGetClassDevs failed (error 0x00000008)")});
+  EXPECT_EQ(RemovalLogText(machine), "no file");
+  EXPECT_EQ(machine.devices, before.devices);
+  ExpectNothingCleaned();
+}
+
+TEST_F(RemoveCommand, ShowsTheEndpointsAgainWithoutAListOfRoots) {
+  Root().temper.queryRemoveResult = platform::CR_ACCESS_DENIED;
+  const RunResult result = Run({FailingCall("SetupDiGetClassDevsW", 8, 3)});
+  EXPECT_EQ(result.status, 3);
+  EXPECT_EQ(ConsoleOf(result).back(),
+            Err("vorn_devnode: SetupDiGetClassDevs failed (error 0x00000008)"));
+  EXPECT_EQ(Shown(result), 20U);
+  EXPECT_TRUE(Root().hidden.empty());
+}
+
+TEST_F(RemoveCommand, SaysThatTheEndpointsOfADeviceThatLetGoCannotBeShown) {
+  const RunResult result = Run({FailingCall("SetupDiGetClassDevsW", 8, 3)});
+  EXPECT_EQ(result.status, 3);
+  const Console lines = ConsoleOf(result);
+  ASSERT_EQ(lines.size(), 4U);
+  EXPECT_EQ(lines[2], Err("vorn_devnode: SetupDiGetClassDevs failed (error 0x00000008)"));
+  EXPECT_TRUE(lines[3].error &&
+              lines[3].text.starts_with("vorn_devnode: driver quiesce could not open the device: "))
+      << lines[3];
+}
+
+TEST_F(RemoveCommand, FailsWhenARootCannotBeRemoved) {
+  machine = DuplicatesMachine();
+  Root(u"ROOT\\MEDIA\\0002").temper.removeError = 0xE0000203;
+  const RunResult result = Run();
+  EXPECT_EQ(result.status, 13);
+  EXPECT_EQ(ConsoleOf(result),
+            (Console{Err("vorn_devnode: SetupDiCallClassInstaller(DIF_REMOVE) failed (error "
+                         "0xE0000203)"),
+                     Partial(1)}));
+  EXPECT_EQ(InstalledRootIds(machine), std::vector<std::u16string>{u"ROOT\\MEDIA\\0002"});
+  EXPECT_EQ(RemovalLogText(machine),
+            "[2026-03-04 05:06:37.089] remove: RESULT=REMOVE_FAILED - partial or unverifiable "
+            "removal; installed roots=1\r\n");
+  ExpectNothingCleaned();
+  EXPECT_EQ(Took(), 30'000U);
+}
+
+TEST_F(RemoveCommand, GoesOnToTheNextRootWhenTheFirstFails) {
+  machine = DuplicatesMachine();
+  const RunResult result = Run({FailingCall("SetupDiSetClassInstallParamsW", 0xE0000225)});
+  EXPECT_EQ(result.status, 13);
+  EXPECT_EQ(ConsoleOf(result),
+            (Console{Err("vorn_devnode: SetupDiSetClassInstallParams(DIF_REMOVE) failed (error "
+                         "0xE0000225)"),
+                     Partial(1)}));
+  EXPECT_EQ(InstalledRootIds(machine), std::vector<std::u16string>{kRootId});
+  EXPECT_EQ(result.CallsOf("SetupDiCallClassInstaller").size(), 2U);
+}
+
+TEST_F(RemoveCommand, FailsAfterAFailedRemovalEvenWithNoRootLeft) {
+  Fault fault = FailingCall("SetupDiCallClassInstaller", 31);
+  fault.kind = FaultKind::FailAfterEffect;
+  const RunResult result = Run({fault});
+  EXPECT_EQ(result.status, 13);
+  const Console lines = ConsoleOf(result);
+  ASSERT_GE(lines.size(), 4U);
+  EXPECT_EQ(lines[2],
+            Err("vorn_devnode: SetupDiCallClassInstaller(DIF_REMOVE) failed (error 0x0000001F)"));
+  EXPECT_EQ(lines[3], Partial(0));
+  EXPECT_TRUE(InstalledRootIds(machine).empty());
+  ExpectNothingCleaned();
+}
+
+TEST_F(RemoveCommand, FailsAfterAFailedRemovalEvenIfARestartIsNeeded) {
+  machine = DuplicatesMachine();
+  Root(kRootId).temper.removeNeedsRestart = true;
+  Root(u"ROOT\\MEDIA\\0002").temper.removeError = 5;
+  const RunResult result = Run();
+  EXPECT_EQ(result.status, 13);
+  EXPECT_EQ(ConsoleOf(result).back(), Partial(1));
+}
+
+TEST_F(RemoveCommand, ShowsTheEndpointsAgainAfterAFailedRemoval) {
+  Root().temper.queryRemoveResult = platform::CR_ACCESS_DENIED;
+  Root().temper.removeError = 5;
+  const RunResult result = Run();
+  EXPECT_EQ(result.status, 13);
+  EXPECT_EQ(ConsoleOf(result).back(), Partial(1));
+  EXPECT_EQ(Shown(result), 20U);
+  EXPECT_TRUE(Root().hidden.empty());
+}
+
+TEST_F(RemoveCommand, FailsWhenTheRootsCannotAllBeSeen) {
+  machine = DuplicatesMachine();
+  // The second list of a run is the one that is removed by; its last enumeration is the one to
+  // fail.
+  Machine copy = machine;
+  std::uint32_t enumerated = 0;
+  std::size_t lists = 0;
+  for (const CallRecord& call : Remove(copy).calls) {
+    if (call.name == "SetupDiGetClassDevsW") ++lists;
+    if (lists > 2) break;
+    if (call.name == "SetupDiEnumDeviceInfo") ++enumerated;
+  }
+  const RunResult result = Run({FailingCall("SetupDiEnumDeviceInfo", 13, enumerated)});
+  EXPECT_EQ(result.status, 13);
+  EXPECT_EQ(ConsoleOf(result), Console{Partial(0)});
+  EXPECT_TRUE(InstalledRootIds(machine).empty());
+  ExpectNothingCleaned();
+}
+
+TEST_F(RemoveCommand, FailsWhenTheRootsCannotBeCounted) {
+  Fault fault = FailingCall("SetupDiGetClassDevsW", 8, 4);
+  fault.last = kEveryLaterCall;
+  const RunResult result = Run({fault});
+  EXPECT_EQ(result.status, 13);
+  EXPECT_EQ(ConsoleOf(result)[2], Partial(-1));
+  EXPECT_EQ(Took(), 30'000U);
+  ExpectNothingCleaned();
+}
+
+TEST_F(RemoveCommand, CountsAgainAfterACountThatFailed) {
+  const RunResult result = Run({FailingCall("SetupDiGetClassDevsW", 8, 4)});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(ConsoleOf(result).back(), OkLine(1, 1, 20));
+  EXPECT_EQ(Took(), 500U);
+}
+
+TEST_F(RemoveCommand, IgnoresInstallParametersThatCannotBeRead) {
+  Root().temper.removeNeedsRestart = true;
+  const RunResult result = Run({FailingCall("SetupDiGetDeviceInstallParamsW", 13)});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(ConsoleOf(result).back(), OkLine(1, 1, 20));
+}
+
+// ------------------------------------------------------------------------------------------------
+// The wait and the restart.
+
+TEST_F(RemoveCommand, WaitsForADeviceThatTakesItsTime) {
+  Root().temper.removeDelay = 20'000;
+  const RunResult result = Run();
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(ConsoleOf(result).back(), OkLine(1, 1, 20));
+  EXPECT_EQ(Took(), 20'000U);
+  const auto sleeps = result.CallsOf("Sleep");
+  EXPECT_EQ(sleeps.size(), 40U);
+  for (const CallRecord& sleep : sleeps)
+    EXPECT_EQ(sleep.Argument("milliseconds"), "500");
+}
+
+TEST_F(RemoveCommand, DoesNotLookAgainWhenTheTimeIsUp) {
+  // The device is gone with the last sleep, but the last count was before it.
+  Root().temper.removeDelay = 30'000;
+  const RunResult result = Run();
+  EXPECT_EQ(result.status, 13);
+  EXPECT_EQ(ConsoleOf(result)[2], Remain("REMOVE_FAILED", 1));
+}
+
+TEST_F(RemoveCommand, FailsWhenARootRemains) {
+  Root().temper.removeDelay = 40'000;
+  const RunResult result = Run();
+  EXPECT_EQ(result.status, 13);
+  EXPECT_EQ(ConsoleOf(result)[2], Remain("REMOVE_FAILED", 1));
+  EXPECT_NE(RemovalLogText(machine).find(
+                "[2026-03-04 05:06:37.089] remove: RESULT=REMOVE_FAILED - 1 installed root(s) "
+                "remain after removal\r\n"),
+            std::string::npos);
+  EXPECT_EQ(Took(), 30'000U);
+  ExpectNothingCleaned();
+}
+
+TEST_F(RemoveCommand, AsksForARestartThatARemainingRootWaitsFor) {
+  Root().temper.removeNeedsRestart = true;
+  Root().temper.removeKeepsNodeUntilRestart = true;
+  Root().temper.queryRemoveResult = platform::CR_ACCESS_DENIED;
+  const RunResult result = Run();
+  EXPECT_EQ(result.status, 10);
+  EXPECT_EQ(ConsoleOf(result).back(), Remain("REBOOT_REQUIRED", 1));
+  EXPECT_NE(RemovalLogText(machine).find("remove: RESULT=REBOOT_REQUIRED - 1 installed root(s) "
+                                         "remain after removal\r\n"),
+            std::string::npos);
+  EXPECT_EQ(Shown(result), 20U);
+  ExpectNothingCleaned();
+}
+
+TEST_F(RemoveCommand, LeavesPackageAndRecordsWhenARestartIsNeeded) {
+  Root().temper.removeNeedsRestart = true;
+  const RunResult result = Run();
+  EXPECT_EQ(result.status, 10);
+  EXPECT_EQ(ConsoleOf(result)[2], kPendingRestart);
+  EXPECT_EQ(RemovalLogText(machine).find("RESULT"), std::string::npos) << "not logged";
+  EXPECT_TRUE(InstalledRootIds(machine).empty());
+  ExpectNothingCleaned();
+}
+
+TEST_F(RemoveCommand, TakesEitherFlagForTheNeedOfARestart) {
+  for (const std::uint32_t flag : {platform::DI_NEEDRESTART, platform::DI_NEEDREBOOT}) {
+    machine = DuplicatesMachine();
+    Root(u"ROOT\\MEDIA\\0001").installFlags = flag;
+    const RunResult result = Run();
+    EXPECT_EQ(result.status, 10);
+    EXPECT_EQ(ConsoleOf(result), Console{kPendingRestart});
+  }
+  machine = DuplicatesMachine();
+  Root(u"ROOT\\MEDIA\\0001").installFlags = ~(platform::DI_NEEDRESTART | platform::DI_NEEDREBOOT);
+  EXPECT_EQ(Run().status, 0);
+}
+
+TEST_F(RemoveCommand, FinishesAfterTheRestartThatItAskedFor) {
+  Root().temper.removeNeedsRestart = true;
+  Root().temper.removeKeepsNodeUntilRestart = true;
+  EXPECT_EQ(Run().status, 10);
+  Reboot(machine);
+  EXPECT_TRUE(InstalledRootIds(machine).empty());
+  const RunResult result = Run();
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(ConsoleOf(result).back(), OkLine(0, 1, 20));
+}
+
+}  // namespace
+}  // namespace vorn
