@@ -1,13 +1,13 @@
 #pragma once
 
-// CheckResult: the answer of every judgement, with the fixed English sentence that says why not.
+// CheckResult: what every check returns: it passed, or the reason why not as a fixed sentence.
 
 #include <string>
 #include <utility>
 
 namespace vorn {
 
-/// `ok`, or a reason that callers embed in their final lines. The reason is empty when ok.
+/// The reason is empty when ok; callers quote it in their final line.
 struct CheckResult {
   bool ok = false;
   std::u16string reason;

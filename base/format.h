@@ -1,10 +1,8 @@
 #pragma once
 
-// Formatting with the exact printf-style texts that users see, checked against the arguments' types
-// when the program is compiled.
-//
-// Understood: %ls and %s (wide text), %zu (std::size_t), %lu, %u, %X and %lX with an optional zero
-// padded width (std::uint32_t), %d (std::int32_t), %%.
+// printf-style formatting whose patterns are checked against the argument types at compile time:
+// %ls and %s (wide text), %zu (std::size_t), %lu, %u, %X and %lX with an optional zero-padded width
+// (std::uint32_t), %d (std::int32_t), %%.
 
 #include <cstddef>
 #include <cstdint>
@@ -27,10 +25,10 @@ struct Conversion {
   Kind kind = Kind::None;
   Radix radix = Radix::Decimal;
   std::size_t width = 0;   // zero padded
-  std::size_t length = 0;  // code units of the whole conversion, with the percent sign
+  std::size_t length = 0;  // code units of the whole conversion, percent sign included
 };
 
-/// Reads the conversion at `pattern`, which starts with the percent sign; length 0 if unknown.
+/// Parses the conversion at the start of `pattern`, its percent sign; length 0 if unknown.
 constexpr Conversion ParseConversion(std::u16string_view pattern) {
   Conversion conversion;
   std::size_t i = 1;
@@ -58,7 +56,7 @@ constexpr Conversion ParseConversion(std::u16string_view pattern) {
   return conversion;
 }
 
-/// The kind of conversion that takes an argument of this type; Kind::None if none does.
+/// The kind of conversion for an argument of type T; Kind::None if there is none.
 template <class T>
 inline constexpr Kind kKindOf = std::is_convertible_v<const T&, std::u16string_view> ? Kind::Text
                                 : std::is_same_v<T, std::size_t>                     ? Kind::Size
@@ -79,7 +77,7 @@ Value ToValue(const T& argument) {
 
 std::u16string Expand(std::u16string_view pattern, const Value* values);
 
-// Called only when a pattern and its arguments disagree; not constexpr, so compilation stops there.
+// Not constexpr: a pattern that disagrees with its arguments calls it and so does not compile.
 [[noreturn]] void PatternDoesNotMatchItsArguments();
 
 template <class... Arguments>
@@ -113,11 +111,11 @@ class Pattern {
 
 }  // namespace format_internal
 
-/// A pattern for these argument types; a literal that does not fit them does not compile.
+/// A pattern for these argument types; a literal that does not match them does not compile.
 template <class... Arguments>
 using FormatPattern = format_internal::Pattern<std::type_identity_t<Arguments>...>;
 
-/// The pattern with its arguments filled in.
+/// Expands the pattern with its arguments.
 template <class... Arguments>
 std::u16string Format(FormatPattern<Arguments...> pattern, const Arguments&... arguments) {
   const format_internal::Value values[sizeof...(Arguments) + 1] = {
@@ -125,8 +123,7 @@ std::u16string Format(FormatPattern<Arguments...> pattern, const Arguments&... a
   return format_internal::Expand(pattern.Text(), values);
 }
 
-/// As Format into a buffer of `capacity` wide characters with the terminator: a longer text is cut
-/// to `capacity` - 1, never lost.
+/// Like Format, but truncates the text to `capacity` - 1 units: the buffer includes a terminator.
 template <class... Arguments>
 std::u16string FormatBounded(std::size_t capacity, FormatPattern<Arguments...> pattern,
                              const Arguments&... arguments) {

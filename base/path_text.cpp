@@ -2,11 +2,7 @@
 
 namespace vorn {
 
-namespace {
-
 constexpr std::u16string_view kSeparators = u"\\/";
-
-}  // namespace
 
 std::u16string_view CutLastComponent(std::u16string_view path) {
   const std::size_t last = path.find_last_of(kSeparators);

@@ -1,19 +1,19 @@
 #pragma once
 
-// Paths as text: taken apart and put together without a look at the disk.
+// Splitting and joining paths as text, without touching the disk.
 
 #include <string>
 #include <string_view>
 
 namespace vorn {
 
-/// What stands before the last backslash or slash; empty when there is neither.
+/// The text before the last backslash or slash; empty if there is neither.
 std::u16string_view CutLastComponent(std::u16string_view path);
 
-/// The text after the last backslash or slash; the whole text when there is neither.
+/// The text after the last backslash or slash; the whole text if there is neither.
 std::u16string_view FileNameComponent(std::u16string_view path);
 
-/// The path of `name` in `folder`: joined by one backslash, which a volume root already has.
+/// `folder` and `name` joined by one backslash; a volume root already ends in one.
 std::u16string JoinPath(std::u16string_view folder, std::u16string_view name);
 
 }  // namespace vorn

@@ -17,21 +17,19 @@ bool IsLowSurrogate(char16_t unit) {
 
 void AppendUtf8(std::string& out, char32_t point) {
   const auto byte = [&out](char32_t value) { out.push_back(static_cast<char>(value)); };
-  if (point < 0x80) {
-    byte(point);
-  } else if (point < 0x800) {
+  const auto trail = [&](int shift) { byte(0x80 | ((point >> shift) & 0x3F)); };
+  if (point < 0x80) return byte(point);
+  if (point < 0x800) {
     byte(0xC0 | (point >> 6));
-    byte(0x80 | (point & 0x3F));
   } else if (point < 0x10000) {
     byte(0xE0 | (point >> 12));
-    byte(0x80 | ((point >> 6) & 0x3F));
-    byte(0x80 | (point & 0x3F));
+    trail(6);
   } else {
     byte(0xF0 | (point >> 18));
-    byte(0x80 | ((point >> 12) & 0x3F));
-    byte(0x80 | ((point >> 6) & 0x3F));
-    byte(0x80 | (point & 0x3F));
+    trail(12);
+    trail(6);
   }
+  trail(0);
 }
 
 void AppendUtf16(std::u16string& out, char32_t point) {
@@ -49,7 +47,7 @@ struct Decoded {
   std::size_t length;
 };
 
-/// Decodes the sequence at the start of `bytes`, which is not empty.
+/// Decodes the first sequence of `bytes`, which is not empty.
 Decoded DecodeUtf8(std::string_view bytes) {
   const auto at = [&bytes](std::size_t i) {
     return static_cast<char32_t>(static_cast<unsigned char>(bytes[i]));

@@ -1,7 +1,7 @@
 #pragma once
 
-// KeptLastError: clean-up and printing make platform calls of their own, and each of them may
-// overwrite the error that is being reported. While one of these lives, that does not show.
+// KeptLastError: restores the thread's last error at the end of its scope. Clean-up and printing
+// make platform calls, which may overwrite the error being reported.
 
 #include "platform/last_error.h"
 

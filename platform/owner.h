@@ -1,10 +1,7 @@
 #pragma once
 
-// Owner: the one RAII template for handles, lists, keys and whatever else the platform wants back.
-//
-// A kind of object is described once by its traits: the value's type, which values own nothing, and
-// how one is given back. Closing restores the last error, so that clean-up never overwrites an
-// error that is being reported.
+// Owner: the RAII template for handles, lists, keys and everything else that must be closed.
+// Closing preserves the last error, so that clean-up never overwrites an error being reported.
 
 #include "platform/kept_last_error.h"
 
@@ -36,13 +33,13 @@ class Owner {
   explicit operator bool() const { return Traits::IsValid(value_); }
   Type Get() const { return value_; }
 
-  /// For calls that hand out an object through a pointer; gives back what is held first.
+  /// Closes the current object and returns where a call may store a new one.
   Type* Receive() {
     Reset();
     return &value_;
   }
 
-  /// Gives the object back now; the last error stays as it was.
+  /// Closes the object now.
   void Reset() {
     if (!Traits::IsValid(value_)) return;
     const KeptLastError kept;

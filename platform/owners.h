@@ -1,7 +1,7 @@
 #pragma once
 
-// Owners of what the platform hands out: one alias for each kind, so that nothing is closed twice,
-// forgotten, or closed by the wrong call.
+// One owner alias for each kind of platform object, so that every object is closed exactly once and
+// by the right call.
 
 #include "platform/audio_endpoints.h"
 #include "platform/config_manager.h"
@@ -19,19 +19,19 @@ namespace vorn::platform {
 
 namespace owner_traits {
 
-/// Neither null nor INVALID_HANDLE_VALUE is a handle, whichever of them a call answers with.
+/// Neither null nor INVALID_HANDLE_VALUE is a handle, whichever a call uses for failure.
 struct Handle {
   using Type = HANDLE;
   static bool IsValid(Type handle) { return handle != nullptr && handle != INVALID_HANDLE_VALUE; }
   static void Close(Type handle) { CloseHandle(handle); }
 };
 
-/// Of calls that hand out a handle through a pointer, null when they fail.
+/// For calls that store a handle through a pointer, null on failure.
 struct KernelHandle : Handle {
   static Type Invalid() { return nullptr; }
 };
 
-/// Of CreateFileW, which answers INVALID_HANDLE_VALUE when it fails.
+/// For CreateFileW, which returns INVALID_HANDLE_VALUE on failure.
 struct DeviceHandle : Handle {
   static Type Invalid() { return INVALID_HANDLE_VALUE; }
 };
@@ -50,7 +50,7 @@ struct Inf {
   static void Close(Type inf) { SetupCloseInfFile(inf); }
 };
 
-/// What a null pointer does not name, given back by one function.
+/// A pointer that one function releases; null owns nothing.
 template <class Object, auto Release>
 struct Pointer {
   using Type = Object;
@@ -60,12 +60,9 @@ struct Pointer {
 };
 
 template <class Interface>
-struct ComObject {
-  using Type = Interface*;
-  static Type Invalid() { return nullptr; }
-  static bool IsValid(Type object) { return object != nullptr; }
-  static void Close(Type object) { object->Release(); }
-};
+void ReleaseObject(Interface* object) {
+  object->Release();
+}
 
 }  // namespace owner_traits
 
@@ -81,8 +78,7 @@ using HashObject = Owner<owner_traits::Pointer<BCRYPT_HASH_HANDLE, BCryptDestroy
 using TaskString = Owner<owner_traits::Pointer<char16_t*, CoTaskMemFree>>;
 using LogStream = Owner<owner_traits::Pointer<WideStream*, fclose>>;
 
-/// A COM object; released once.
 template <class Interface>
-using ComObject = Owner<owner_traits::ComObject<Interface>>;
+using ComObject = Owner<owner_traits::Pointer<Interface*, owner_traits::ReleaseObject<Interface>>>;
 
 }  // namespace vorn::platform

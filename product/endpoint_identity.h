@@ -1,28 +1,24 @@
 #pragma once
 
-// The fixed pool of audio endpoints: every cable has a render and a capture flow, and the pair
-// (cable index, flow) is an endpoint's identity in the driver, in the catalog and in the journal.
+// The device's fixed pool of audio endpoints: each cable has a render and a capture endpoint. The
+// pair (cable index, flow) identifies an endpoint in the driver, the catalog and the journal.
 
 #include <array>
 #include <cstdint>
 
 namespace vorn {
 
-/// Cables of the device; cable indexes are 0 to kCableCount - 1.
 inline constexpr std::uint32_t kCableCount = 10;
-
-/// Endpoints of the device: both flows of every cable.
 inline constexpr std::uint32_t kEndpointCount = 2 * kCableCount;
 
-/// One endpoint of the pool.
 struct EndpointIdentity {
-  std::uint32_t cableIndex = 0;
+  std::uint32_t cableIndex = 0;  // 0 to kCableCount - 1
   bool capture = false;
 
   friend bool operator==(const EndpointIdentity&, const EndpointIdentity&) = default;
 };
 
-/// Every identity: the render cables, then the capture cables.
+/// All identities, the render endpoints first.
 constexpr std::array<EndpointIdentity, kEndpointCount> AllEndpointIdentities() {
   std::array<EndpointIdentity, kEndpointCount> identities;
   for (std::uint32_t i = 0; i < kEndpointCount; ++i) {

@@ -14,12 +14,13 @@ void PrintText(ConsoleStream stream, std::u16string_view text) {
                                                      : platform::StandardError());
 }
 
-void ReportFailedCall(std::u16string_view call, std::uint32_t error) {
+bool ReportFailedCall(std::u16string_view call, std::uint32_t error) {
   PrintError(u"vorn_devnode: %s failed (error 0x%08lX)\n", call, error);
+  return false;
 }
 
-void ReportFailedCall(std::u16string_view call) {
-  ReportFailedCall(call, platform::GetLastError());
+bool ReportFailedCall(std::u16string_view call) {
+  return ReportFailedCall(call, platform::GetLastError());
 }
 
 }  // namespace vorn

@@ -1,7 +1,7 @@
 #pragma once
 
-// The program's exit statuses. An installer may act on the status or on the RESULT line; this is
-// the table of the former.
+// The program's exit statuses. An installer must decide by the status alone; the RESULT line on the
+// console is for people.
 
 #include <cstdint>
 
@@ -12,7 +12,7 @@ using ExitStatus = std::int32_t;
 inline constexpr ExitStatus kExitOk = 0;
 inline constexpr ExitStatus kExitUsage = 1;
 inline constexpr ExitStatus kExitInputRefused = 2;
-inline constexpr ExitStatus kExitRemoveRefused = 3;          // remove's own refusal, not 2
+inline constexpr ExitStatus kExitRemoveRefused = 3;          // remove: input refused
 inline constexpr ExitStatus kExitCreateListFailed = 3;       // install: device list
 inline constexpr ExitStatus kExitClassNameFailed = 4;        // install: class name
 inline constexpr ExitStatus kExitCreateDeviceFailed = 5;     // install: device element

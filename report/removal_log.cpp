@@ -13,7 +13,6 @@ namespace vorn {
 
 namespace {
 
-/// The line of a message in the log file.
 std::u16string StampedLine(const platform::SYSTEMTIME& now, std::u16string_view text) {
   const auto number = [](std::uint16_t field) { return std::uint32_t{field}; };
   return Format(u"[%04u-%02u-%02u %02u:%02u:%02u.%03u] remove: %ls\n", number(now.wYear),
@@ -33,7 +32,7 @@ void RemovalLog::LogRemoval(std::u16string_view text) const {
   if (path_.empty()) return;
   const std::shared_ptr<const void> proven = guard_ ? guard_() : nullptr;
   if (guard_ && proven == nullptr) return;
-  // Opened for each message, so that every line is on the disk even if the process ends abruptly.
+  // Opened for each message, so that a line is on disk even if the process ends abruptly.
   const platform::LogStream file(
       platform::_wfsopen(path_.c_str(), u"a, ccs=UTF-8", platform::_SH_DENYNO));
   if (!file) return;

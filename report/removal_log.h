@@ -1,7 +1,7 @@
 #pragma once
 
-// RemovalLog: what a removal did, on standard error and, time-stamped, in a file. Whoever places
-// the file decides that the place is safe, and may leave here what keeps it so.
+// RemovalLog: reports what a removal does on standard error and, time-stamped, in a file. The log
+// trusts its file path; whoever sets it proves that it is safe, or passes a guard that does.
 
 #include <functional>
 #include <memory>
@@ -10,20 +10,19 @@
 
 namespace vorn {
 
-/// Proves the log file, makes it when it is missing, and keeps it from being replaced as long as
-/// the result lives; null when the file must not be written to.
+/// Checks the log file, creating it if it is missing, and prevents its replacement for as long as
+/// the result lives. Null when the file must not be written to.
 using LogFileGuard = std::function<std::shared_ptr<const void>()>;
 
 class RemovalLog {
  public:
-  /// The file that later messages are appended to; empty, as at first, means no file. `guard`,
-  /// where there is one, is asked before each message; what it owns (folders that stay open, for
-  /// example) is held until the path is replaced or the log ends.
+  /// Sets the file that later messages are appended to; an empty path, the default, means none.
+  /// `guard` is called before each message and kept, with everything that it owns, until the path
+  /// is replaced or the log is destroyed.
   void SetRemovalLogPath(std::u16string path, LogFileGuard guard = nullptr);
 
-  /// Prints "vorn_devnode: " and the text to standard error and appends it to the file, if there is
-  /// one, as a line of UTF-8 with the time in UTC. A file that cannot be proven or opened loses the
-  /// line and nothing else.
+  /// Prints the text to standard error and appends it to the file, as a line of UTF-8 with the time
+  /// in UTC. If the file fails its check or does not open, it only misses that line.
   void LogRemoval(std::u16string_view text) const;
 
  private:
