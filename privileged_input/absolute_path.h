@@ -1,7 +1,7 @@
 #pragma once
 
-// AbsolutePath: a path that is absolute on a drive letter and consists of safe names only, taken
-// apart once, so that nobody behind the command line has to parse it again.
+// AbsolutePath: an absolute path on a drive letter, made of safe names only. The type proves that
+// the path was parsed.
 
 #include <optional>
 #include <string>
@@ -12,25 +12,25 @@ namespace vorn::privileged_input {
 
 class AbsolutePath {
  public:
-  /// Takes a path apart by the rules of ParseAbsolutePath. Nothing, with ERROR_INVALID_NAME as last
-  /// error, when it breaks them. Looks at the text alone.
+  /// Parses a path by the rules of ParseAbsolutePath, without touching the disk. Nothing, with
+  /// ERROR_INVALID_NAME as last error, if it breaks them.
   static std::optional<AbsolutePath> Parse(std::u16string_view text);
 
-  /// The path as it was given.
+  /// The path as given.
   const std::u16string& Text() const { return text_; }
 
-  /// The drive letter as it was typed.
+  /// The drive letter as given.
   char16_t DriveLetter() const { return text_.front(); }
 
-  /// The names below the drive's root, outermost first; none for the root itself.
+  /// The names below the drive's root, outermost first; none for the root.
   const std::vector<std::u16string>& Components() const { return components_; }
 
-  /// The last of the names; empty for the drive's root.
+  /// The last name; empty for the root.
   std::u16string Name() const {
     return components_.empty() ? std::u16string() : components_.back();
   }
 
-  /// The folder that holds what the path names; the drive's root for itself.
+  /// The parent folder; the root is its own parent.
   AbsolutePath Folder() const;
 
  private:

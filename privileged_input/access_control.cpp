@@ -12,7 +12,7 @@ namespace vorn::privileged_input {
 
 namespace {
 
-/// Every right that can change an object, its access list or its existence.
+/// Every right to change an object or its access list, or to delete it.
 constexpr std::uint32_t kModifyingAccess =
     platform::GENERIC_WRITE | platform::GENERIC_ALL | platform::MAXIMUM_ALLOWED |
     platform::WRITE_OWNER | platform::WRITE_DAC | platform::DELETE |
@@ -58,7 +58,6 @@ bool ReadRules(const platform::ACL* dacl, std::vector<AccessRule>& rules) {
   return true;
 }
 
-/// Reads what IsProtected judges; false when any of it could not be read.
 bool ReadProtection(platform::HANDLE handle, Protection& protection) {
   const platform::SID* owner = nullptr;
   const platform::ACL* dacl = nullptr;

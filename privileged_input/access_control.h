@@ -1,6 +1,6 @@
 #pragma once
 
-// Whether a file or folder belongs to the system and only the system may change it.
+// Whether a file or folder belongs to the system and only the system can change it.
 
 #include "platform/types.h"
 
@@ -9,9 +9,9 @@
 
 namespace vorn::privileged_input {
 
-/// One entry of an access list, as far as the judgement needs it.
+/// One entry of an access list.
 struct AccessRule {
-  std::uint8_t type = 0;   // ACCESS_ALLOWED_ACE_TYPE and its like
+  std::uint8_t type = 0;   // ACCESS_ALLOWED_ACE_TYPE etc.
   std::uint32_t mask = 0;  // of an allow entry
   bool trusted = false;    // names LocalSystem or BUILTIN\Administrators
 
@@ -26,12 +26,12 @@ struct Protection {
   std::vector<AccessRule> rules;  // in order
 };
 
-/// Whether the owner is trusted, the DACL is there and protected, and no entry lets anybody but the
-/// trusted change anything. Denials and audits are harmless; unknown kinds of entries are not.
+/// Whether the owner is trusted, the DACL exists and is protected, and no entry grants a modifying
+/// right to anyone who is not trusted. Deny and audit entries pass; unknown entry types fail.
 bool IsProtected(const Protection& protection);
 
-/// Whether the open file or folder IsProtected (GetSecurityInfo). False, whatever the reason, sets
-/// ERROR_ACCESS_DENIED.
+/// Whether the open file or folder is protected (GetSecurityInfo). If not, or if that cannot be
+/// read, the last error is ERROR_ACCESS_DENIED.
 bool HasProtectedOwnerAndDacl(platform::HANDLE handle);
 
 }  // namespace vorn::privileged_input

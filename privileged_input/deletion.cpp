@@ -6,7 +6,7 @@ namespace vorn::privileged_input {
 
 namespace {
 
-/// False only if the file is read-only and stays so.
+/// False only if the file is still read-only.
 bool ClearReadOnly(platform::HANDLE file) {
   platform::FILE_BASIC_INFO info = {};
   if (!platform::GetFileInformationByHandleEx(file, platform::FileBasicInfo, &info, sizeof info)) {
@@ -14,7 +14,7 @@ bool ClearReadOnly(platform::HANDLE file) {
   }
   if ((info.FileAttributes & platform::FILE_ATTRIBUTE_READONLY) == 0) return true;
   info.FileAttributes &= ~platform::FILE_ATTRIBUTE_READONLY;
-  // No attributes at all would mean "leave them as they are".
+  // 0 would leave the attributes unchanged.
   if (info.FileAttributes == 0) info.FileAttributes = platform::FILE_ATTRIBUTE_NORMAL;
   return platform::SetFileInformationByHandle(file, platform::FileBasicInfo, &info, sizeof info);
 }

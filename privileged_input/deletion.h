@@ -1,17 +1,17 @@
 #pragma once
 
-// Deletion through an open handle that carries DELETE access: the object that was checked goes, not
-// whatever has its name by now. It goes when its last handle closes.
+// Deletion through an open handle with DELETE access, so that the object that was checked is
+// deleted and not another one of the same name. It disappears when its last handle closes.
 
 #include "platform/types.h"
 
 namespace vorn::privileged_input {
 
-/// Marks a file, or an empty folder, for deletion (SetFileInformationByHandle). The last error says
-/// why not.
+/// Marks a file or an empty folder for deletion (SetFileInformationByHandle); sets the last error
+/// on failure.
 bool MarkForDeletion(platform::HANDLE handle);
 
-/// Marks a file for deletion even if it is read-only: the attribute is cleared first, which needs
+/// Marks a file for deletion after clearing its read-only attribute, which needs
 /// FILE_WRITE_ATTRIBUTES.
 bool DeleteByHandle(platform::HANDLE file);
 

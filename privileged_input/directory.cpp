@@ -9,34 +9,28 @@
 #include "privileged_input/refusal.h"
 
 #include <cstdint>
-#include <optional>
-#include <utility>
 
 namespace vorn::privileged_input {
 
-// The handle goes before the reference to the parent, so that a folder is never open without the
-// folders above it.
-Directory::State::~State() {
-  handle.Reset();
+namespace {
+
+std::shared_ptr<Directory::State> OpenChild(
+    const Directory& parent, std::u16string_view name, const OpenRequest& request,
+    const platform::SECURITY_DESCRIPTOR* descriptor = nullptr) {
+  auto state = std::make_shared<Directory::State>();
+  state->parent = parent.SharedState();
+  state->api = state->parent->api;
+  state->path = JoinPath(parent.Path(), name);
+  state->handle = OpenNative(state->api, parent.Handle(), name, request, descriptor);
+  state->created = request.disposition == platform::FILE_CREATE;
+  return state;
 }
 
-Directory::Directory(std::shared_ptr<State> state) : state_(std::move(state)) {}
-
-Directory::operator bool() const {
-  return state_ != nullptr;  // which is kept only of a folder that opened
-}
-
-platform::HANDLE Directory::Handle() const {
-  return state_ == nullptr ? nullptr : state_->handle.Get();
-}
+}  // namespace
 
 const std::u16string& Directory::Path() const {
   static const std::u16string none;
   return state_ == nullptr ? none : state_->path;
-}
-
-bool Directory::WasCreated() const {
-  return state_ != nullptr && state_->created;
 }
 
 Directory Directory::OpenVolumeRoot(char16_t driveLetter, const NativeApi& api) {
@@ -47,72 +41,48 @@ Directory Directory::OpenVolumeRoot(char16_t driveLetter, const NativeApi& api) 
   state->handle = OpenNative(api, nullptr, device + u"\\", kOpenDirectory);
   if (!state->handle || !IsPlainFolder(state->handle.Get())) return {};
   state->path = QueryVolumeGuidRoot(state->handle.Get());
-  if (state->path.empty()) {
-    platform::SetLastError(platform::ERROR_BAD_DEVICE);
-    return {};
-  }
+  if (state->path.empty()) return RefuseWith<Directory>(platform::ERROR_BAD_DEVICE);
   return Directory(std::move(state));
 }
 
 Directory Directory::OpenComponent(const Directory& parent, std::u16string_view name) {
-  auto state = std::make_shared<State>();
-  state->parent = parent.state_;
-  state->api = parent.state_->api;
-  state->path = JoinPath(parent.Path(), name);
-  state->handle = OpenNative(state->api, parent.Handle(), name, kOpenDirectory);
+  auto state = OpenChild(parent, name, kOpenDirectory);
   if (!state->handle) return {};
   if (!IsPlainFolder(state->handle.Get())) {
-    platform::SetLastError(platform::ERROR_REPARSE_TAG_INVALID);
-    return {};
+    return RefuseWith<Directory>(platform::ERROR_REPARSE_TAG_INVALID);
   }
   return Directory(std::move(state));
 }
 
-Directory Directory::OpenAbsolute(std::u16string_view path, const NativeApi& api) {
-  const std::optional<AbsolutePath> parsed = AbsolutePath::Parse(path);
-  return parsed ? OpenAbsolute(*parsed, api) : Directory();
+Directory Directory::OpenComponents(Directory folder, const std::vector<std::u16string>& names) {
+  for (const std::u16string& name : names) {
+    if (!folder) return {};
+    folder = OpenComponent(folder, name);
+  }
+  return folder;
 }
 
-Directory Directory::OpenAbsolute(const AbsolutePath& path, const NativeApi& api) {
-  Directory directory = OpenVolumeRoot(path.DriveLetter(), api);
-  for (const std::u16string& component : path.Components()) {
-    if (!directory) return {};
-    directory = OpenComponent(directory, component);
-  }
-  return directory;
+Directory Directory::OpenAbsolute(const std::optional<AbsolutePath>& path, const NativeApi& api) {
+  if (!path) return RefuseWith<Directory>(platform::ERROR_INVALID_NAME);
+  return OpenComponents(OpenVolumeRoot(path->DriveLetter(), api), path->Components());
 }
 
 Directory Directory::OpenRelative(const Directory& parent, std::u16string_view relativePath) {
-  std::vector<std::u16string> components;
-  if (!parent || !ParseRelativePath(relativePath, components)) return {};
-  Directory directory = parent;
-  for (const std::u16string& component : components) {
-    directory = OpenComponent(directory, component);
-    if (!directory) return {};
-  }
-  return directory;
+  std::vector<std::u16string> names;
+  if (!parent || !ParseRelativePath(relativePath, names)) return {};
+  return OpenComponents(parent, names);
 }
 
 Directory Directory::CreateChild(const Directory& parent, std::u16string_view name,
                                  const platform::SECURITY_DESCRIPTOR* descriptor) {
   if (!parent || !IsSafeComponentName(name)) return {};
-  if (descriptor == nullptr) {
-    platform::SetLastError(platform::ERROR_INVALID_PARAMETER);
-    return {};
-  }
-  auto state = std::make_shared<State>();
-  state->parent = parent.state_;
-  state->api = parent.state_->api;
-  state->path = JoinPath(parent.Path(), name);
-  state->handle = OpenNative(state->api, parent.Handle(), name, kCreateDirectory, descriptor);
+  if (descriptor == nullptr) return RefuseWith<Directory>(platform::ERROR_INVALID_PARAMETER);
+  auto state = OpenChild(parent, name, kCreateDirectory, descriptor);
   if (!state->handle) return {};
-  state->created = true;
-  if (!IsPlainFolder(state->handle.Get())) {
-    const platform::KeptLastError kept;
-    MarkForDeletion(state->handle.Get());
-    return {};
-  }
-  return Directory(std::move(state));
+  if (IsPlainFolder(state->handle.Get())) return Directory(std::move(state));
+  const platform::KeptLastError kept;
+  MarkForDeletion(state->handle.Get());
+  return {};
 }
 
 bool Directory::Enumerate(const Directory& directory, std::vector<DirectoryEntry>& entries,

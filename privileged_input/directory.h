@@ -1,12 +1,12 @@
 #pragma once
 
-// Directory: a folder that was reached from its volume's root one name at a time, each step opened
-// relative to the handle of the step before and checked to be a plain folder, never a link.
+// Directory: a folder opened from its volume's root one name at a time, each relative to the
+// previous handle and checked to be a plain folder and not a link.
 //
-// Copies share one open state, which keeps the handles of all folders above it open. While it is
-// held, nobody else may write, rename or delete the folder. A default-constructed Directory is not
-// open; so is the result of every failure, with the reason in the last error. An operation on a
-// Directory that is not open fails and leaves the last error to whatever failed to open it.
+// Copies share one state, which keeps all parent folders open. While it lives, nobody else can
+// write, rename or delete the folder. A default-constructed Directory is not open; neither is the
+// result of a failure, which sets the last error. Operations on a Directory that is not open fail
+// and keep the last error of the failed open.
 
 #include "platform/owners.h"
 #include "platform/security.h"
@@ -17,8 +17,10 @@
 
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace vorn::privileged_input {
@@ -26,57 +28,55 @@ namespace vorn::privileged_input {
 class Directory {
  public:
   struct State {
-    platform::KernelHandle handle;
     std::shared_ptr<State> parent;  // null for a volume root
-    NativeApi api;                  // that children are opened with
-    std::u16string path;            // volume GUID form; for messages and comparison, never reopened
-    bool created = false;           // by this program, else opened
-
-    ~State();
+    platform::KernelHandle handle;  // after `parent`: closed before the folders above it
+    NativeApi api;                  // opens the children
+    std::u16string path;            // from the volume GUID root; never reopened
+    bool created = false;           // by this program
   };
 
   Directory() = default;
 
-  /// Whether the folder is open.
-  explicit operator bool() const;
+  explicit operator bool() const { return state_ != nullptr; }
 
-  /// The open handle, null when not open. Not handed over.
-  platform::HANDLE Handle() const;
+  /// The handle, which the Directory keeps; null when not open.
+  platform::HANDLE Handle() const { return state_ ? state_->handle.Get() : nullptr; }
 
-  /// The folder's path from its volume GUID root; empty when not open.
+  /// The path from the volume GUID root; empty when not open.
   const std::u16string& Path() const;
 
   /// Whether this program created the folder.
-  bool WasCreated() const;
+  bool WasCreated() const { return state_ != nullptr && state_->created; }
 
   const std::shared_ptr<State>& SharedState() const { return state_; }
 
-  /// Opens the folder at an absolute path, from the root of trust: the drive must be a local
-  /// hard-disk volume and its root must have a volume GUID path.
-  static Directory OpenAbsolute(const AbsolutePath& path, const NativeApi& api);
+  /// Opens the folder at an absolute path. The drive must be a local hard-disk volume whose root
+  /// has a volume GUID path. Without a path, or with a text that is none: ERROR_INVALID_NAME.
+  static Directory OpenAbsolute(const std::optional<AbsolutePath>& path, const NativeApi& api);
+  static Directory OpenAbsolute(std::u16string_view path, const NativeApi& api) {
+    return OpenAbsolute(AbsolutePath::Parse(path), api);
+  }
 
-  /// As above; a text that is no absolute path fails with ERROR_INVALID_NAME.
-  static Directory OpenAbsolute(std::u16string_view path, const NativeApi& api);
-
-  /// Opens the folder at `relativePath` (names joined by backslashes) below `parent`. A link or
-  /// anything else that is no plain folder on the way fails with ERROR_REPARSE_TAG_INVALID.
+  /// Opens the folder at `relativePath`, names joined by backslashes, below `parent`. A link, or
+  /// anything but a plain folder, on the way fails with ERROR_REPARSE_TAG_INVALID.
   static Directory OpenRelative(const Directory& parent, std::u16string_view relativePath);
 
-  /// Creates the folder `name`, which must not exist, with that descriptor. A folder that fails
-  /// its check is deleted again.
+  /// Creates the folder `name`, which must not exist, with `descriptor`. A folder that fails the
+  /// check is deleted again.
   static Directory CreateChild(const Directory& parent, std::u16string_view name,
                                const platform::SECURITY_DESCRIPTOR* descriptor);
 
-  /// Lists a folder into `entries`, in the platform's order, without "." and "..". Fails when it
-  /// holds an unsafe name or more than `maxEntries` names.
+  /// Lists a folder into `entries`, in the platform's order, without "." and "..". Fails at an
+  /// unsafe name or beyond `maxEntries` names.
   static bool Enumerate(const Directory& directory, std::vector<DirectoryEntry>& entries,
                         std::size_t maxEntries);
 
  private:
-  explicit Directory(std::shared_ptr<State> state);
+  explicit Directory(std::shared_ptr<State> state) : state_(std::move(state)) {}
 
   static Directory OpenVolumeRoot(char16_t driveLetter, const NativeApi& api);
   static Directory OpenComponent(const Directory& parent, std::u16string_view name);
+  static Directory OpenComponents(Directory folder, const std::vector<std::u16string>& names);
 
   std::shared_ptr<State> state_;
 };

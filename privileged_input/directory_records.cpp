@@ -13,10 +13,9 @@ namespace {
 
 constexpr std::size_t kFixedSize = sizeof(platform::FILE_ID_BOTH_DIR_INFO);
 
-/// The platform's own structure, with the first unit of the name and its padding.
+/// The platform's structure, which includes one unit of the name and padding.
 constexpr std::size_t kWholeRecordSize = kFixedSize + 8;
 
-/// The last place where a record can start.
 constexpr std::size_t kLastRecordOffset = kListingBufferSize - kWholeRecordSize;
 static_assert(kLastRecordOffset == 65424);
 
@@ -26,7 +25,7 @@ std::uint32_t ReadWord(std::span<const std::uint8_t> record, std::size_t offset)
   return word;
 }
 
-/// Whether the record at the start of `rest`, which holds its fixed part, keeps to `rest`.
+/// Whether the name and the next record lie within `rest`, which starts with the record.
 bool Fits(std::span<const std::uint8_t> rest, std::uint32_t nameLength, std::uint32_t nextOffset) {
   if (nameLength % sizeof(char16_t) != 0 || nameLength > rest.size() - kFixedSize) return false;
   return nextOffset == 0 || (nextOffset >= kFixedSize && nextOffset <= rest.size());

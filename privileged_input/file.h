@@ -1,11 +1,11 @@
 #pragma once
 
-// File: a regular file that was opened in a verified Directory and checked to be a plain file on
-// disk, with one name only and of bounded size.
+// File: a regular file opened in a verified Directory and checked to be a plain file on disk, with
+// a single name and of bounded size.
 //
-// Copies share one open state, which keeps the folder's handles open. While it is held, nobody else
-// may write, rename or delete the file. A default-constructed File is not open; so is the result of
-// every failure, with the reason in the last error.
+// Copies share one state, which keeps the folders open. While it lives, nobody else can write,
+// rename or delete the file. A default-constructed File is not open; neither is the result of a
+// failure, which sets the last error.
 
 #include "platform/owners.h"
 #include "platform/security.h"
@@ -13,24 +13,26 @@
 #include "privileged_input/absolute_path.h"
 #include "privileged_input/directory.h"
 #include "privileged_input/native_api.h"
+#include "privileged_input/native_open.h"
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace vorn::privileged_input {
 
-/// Largest size of an input file, such as an INF, in bytes (4 MiB).
+/// Largest input file, such as an INF, in bytes (4 MiB).
 inline constexpr std::uint64_t kMaxInputFileSize = 4194304;
 
-/// What an existing file is opened for.
 enum class FileMode {
   ReadOnly = 0,
   Deletable = 1,  // reading, and deletion by handle
 };
 
-/// Which file a handle leads to, and how long it is.
+/// Which file a handle refers to, and its size.
 struct FileIdentity {
   std::uint32_t volumeSerial = 0;
   std::uint64_t fileIndex = 0;
@@ -42,72 +44,69 @@ struct FileIdentity {
 class File {
  public:
   struct State {
-    platform::KernelHandle handle;
-    std::shared_ptr<Directory::State> parent;  // the folder that holds the file
-    std::u16string path;                       // volume GUID form
-    std::uint32_t volumeSerial = 0;
-    std::uint64_t fileIndex = 0;
-    bool captured = false;      // the three numbers have been read
-    std::uint64_t size = 0;     // bytes, when last captured
-    std::uint64_t maxSize = 0;  // the largest size accepted
-    bool deletable = false;     // the handle carries DELETE access
-    bool writable = false;      // the handle carries write access: this program created the file
-
-    ~State();
+    std::shared_ptr<Directory::State> parent;
+    platform::KernelHandle handle;  // after `parent`: closed before the folder
+    std::u16string path;            // from the volume GUID root
+    FileIdentity identity;          // when last captured
+    std::uint64_t maxSize = 0;      // bytes
+    bool deletable = false;         // the handle has DELETE access
+    bool writable = false;          // the handle has write access: this program created the file
   };
 
   File() = default;
 
-  /// Whether the file is open.
-  explicit operator bool() const;
+  explicit operator bool() const { return state_ != nullptr && state_->handle; }
 
-  /// The open handle, null when not open. Not handed over.
-  platform::HANDLE Handle() const;
+  /// The handle, which the File keeps; null when not open.
+  platform::HANDLE Handle() const { return state_ ? state_->handle.Get() : nullptr; }
 
-  /// The file's path from its volume GUID root; empty when never opened.
+  /// The path from the volume GUID root; empty when never opened.
   const std::u16string& Path() const;
 
-  std::uint64_t Size() const;  // bytes, when last captured
-  std::uint32_t VolumeSerial() const;
-  std::uint64_t FileIndex() const;
-  FileIdentity Identity() const;
-  bool IsDeletable() const;
-  bool IsWritable() const;
+  /// Identity and size in bytes, as last captured.
+  FileIdentity Identity() const { return state_ ? state_->identity : FileIdentity(); }
+  std::uint64_t Size() const { return Identity().size; }
 
-  /// Reads identity and size anew, by the same rules as when the file was opened: a plain file on
-  /// disk with one name, no larger than its limit. ERROR_FILE_INVALID otherwise.
+  bool IsDeletable() const { return state_ != nullptr && state_->deletable; }
+  bool IsWritable() const { return state_ != nullptr && state_->writable; }
+
+  /// Reads identity and size again (GetFileInformationByHandle) and repeats the checks of the open:
+  /// a plain file on disk with one name and within its size limit, else ERROR_FILE_INVALID.
   bool CaptureIdentity();
 
-  /// Closes the handle that all copies share, and lets go of the folder; none of the copies is open
-  /// any more.
+  /// Closes the shared handle and releases the folder; all copies are then closed.
   void Close();
 
-  /// Opens the file at `relativePath` below `directory`; up to `maxSize` bytes.
+  /// Opens the file at `relativePath` below `directory`, of at most `maxSize` bytes.
   static File Open(const Directory& directory, std::u16string_view relativePath,
                    std::uint64_t maxSize, FileMode mode);
 
-  /// Opens the file at an absolute path, its folder by Directory::OpenAbsolute.
-  static File OpenAbsolute(const AbsolutePath& path, const NativeApi& api, std::uint64_t maxSize,
-                           FileMode mode);
-
-  /// As above; a text that is no absolute path fails with ERROR_INVALID_NAME.
+  /// Opens the file at an absolute path, its folder by Directory::OpenAbsolute. Without a path, or
+  /// with a text that is none: ERROR_INVALID_NAME.
+  static File OpenAbsolute(const std::optional<AbsolutePath>& path, const NativeApi& api,
+                           std::uint64_t maxSize, FileMode mode);
   static File OpenAbsolute(std::u16string_view path, const NativeApi& api, std::uint64_t maxSize,
-                           FileMode mode);
+                           FileMode mode) {
+    return OpenAbsolute(AbsolutePath::Parse(path), api, maxSize, mode);
+  }
 
-  /// Creates the file `name`, which must not exist, with that descriptor; it is writable and
-  /// deletable. A file that fails its check is deleted again.
+  /// Creates the file `name`, which must not exist, with `descriptor`, writable and deletable. A
+  /// file that fails the check is deleted again.
   static File Create(const Directory& directory, std::u16string_view name,
                      const platform::SECURITY_DESCRIPTOR* descriptor, std::uint64_t maxSize);
 
-  /// Copies the whole content of `source`, as long as it was when captured, over that of
-  /// `destination`, which must be writable and may be that long; flushes it and captures it anew.
+  /// Copies the whole of `source`, at its captured size, over the content of `destination`, which
+  /// must be writable and large enough; flushes the copy and captures its identity.
   static bool CopyFrom(File& destination, const File& source);
 
  private:
-  explicit File(std::shared_ptr<State> state);
+  explicit File(std::shared_ptr<State> state) : state_(std::move(state)) {}
 
-  /// Opens the file of that safe name in an open folder.
-  static File OpenIn(const Directory& folder, const std::u16string& name, std::uint64_t maxSize,
+  /// Opens or creates the file `name`, a safe name, without checking it.
+  static File OpenUnchecked(const Directory& folder, std::u16string_view name,
+                            std::uint64_t maxSize, const OpenRequest& request,
+                            const platform::SECURITY_DESCRIPTOR* descriptor = nullptr);
+  static File OpenIn(const Directory& folder, std::u16string_view name, std::uint64_t maxSize,
                      FileMode mode);
 
   std::shared_ptr<State> state_;

@@ -1,8 +1,5 @@
 #include "privileged_input/input_file.h"
 
-#include "privileged_input/absolute_path.h"
-#include "privileged_input/native_api.h"
-
 namespace vorn::privileged_input {
 
 File OpenInputFile(const std::u16string& path) {

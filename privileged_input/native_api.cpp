@@ -4,7 +4,6 @@ namespace vorn::privileged_input {
 
 namespace {
 
-/// Fills an entry of a table with the export of that name, in the entry's own type.
 template <class Function>
 void LookUp(platform::HMODULE module, const char* name, Function& entry) {
   entry = reinterpret_cast<Function>(platform::GetProcAddress(module, name));

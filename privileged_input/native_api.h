@@ -1,8 +1,7 @@
 #pragma once
 
-// The native entry points, which are looked up at run time: the table that verified opens stand on,
-// and the pair that deletes a registry key. Where one is missing, the operation fails rather than
-// falling back to a weaker one.
+// The native entry points, looked up at run time: those for verified opens and those for deleting a
+// registry key. If one is missing, the operation fails; there is no weaker fallback.
 
 #include "platform/files.h"
 #include "platform/native.h"
@@ -15,8 +14,8 @@ struct NativeApi {
   platform::RtlNtStatusToDosErrorFunction rtlNtStatusToDosError = nullptr;
 };
 
-/// The table as the platform fills it now: QueryDosDeviceW always, NtCreateFile and
-/// RtlNtStatusToDosError from ntdll.dll (GetModuleHandleW, GetProcAddress), null where not found.
+/// Looks up NtCreateFile and RtlNtStatusToDosError in ntdll.dll (GetModuleHandleW, GetProcAddress);
+/// null where not found. QueryDosDeviceW is always set.
 NativeApi LoadNativeApi();
 
 struct KeyDeletionApi {
@@ -24,7 +23,7 @@ struct KeyDeletionApi {
   platform::RtlNtStatusToDosErrorFunction rtlNtStatusToDosError = nullptr;
 };
 
-/// Both from ntdll.dll as it is loaded now, null where not found.
+/// Looks up both in ntdll.dll; null where not found.
 KeyDeletionApi LoadKeyDeletionApi();
 
 }  // namespace vorn::privileged_input

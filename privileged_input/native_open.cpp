@@ -33,30 +33,23 @@ bool IsPlainObject(platform::HANDLE handle, std::uint32_t wantedDirectoryAttribu
 
 }  // namespace
 
-const OpenRequest kOpenDirectory = {.access = kDirectoryAccess,
-                                    .disposition = platform::FILE_OPEN,
-                                    .kind = platform::FILE_DIRECTORY_FILE};
-const OpenRequest kCreateDirectory = {.access = kDirectoryAccess | platform::DELETE,
-                                      .disposition = platform::FILE_CREATE,
-                                      .kind = platform::FILE_DIRECTORY_FILE};
-const OpenRequest kOpenFile = {.access = kFileAccess,
-                               .disposition = platform::FILE_OPEN,
-                               .kind = platform::FILE_NON_DIRECTORY_FILE};
+const OpenRequest kOpenDirectory = {kDirectoryAccess, platform::FILE_OPEN,
+                                    platform::FILE_DIRECTORY_FILE};
+const OpenRequest kCreateDirectory = {kDirectoryAccess | platform::DELETE, platform::FILE_CREATE,
+                                      platform::FILE_DIRECTORY_FILE};
+const OpenRequest kOpenFile = {kFileAccess, platform::FILE_OPEN, platform::FILE_NON_DIRECTORY_FILE};
 const OpenRequest kOpenDeletableFile = {
-    .access = kFileAccess | platform::DELETE | platform::FILE_WRITE_ATTRIBUTES,
-    .disposition = platform::FILE_OPEN,
-    .kind = platform::FILE_NON_DIRECTORY_FILE};
-const OpenRequest kCreateFile = {.access = kFileAccess | platform::GENERIC_WRITE | platform::DELETE,
-                                 .disposition = platform::FILE_CREATE,
-                                 .kind = platform::FILE_NON_DIRECTORY_FILE};
+    kFileAccess | platform::DELETE | platform::FILE_WRITE_ATTRIBUTES, platform::FILE_OPEN,
+    platform::FILE_NON_DIRECTORY_FILE};
+const OpenRequest kCreateFile = {kFileAccess | platform::GENERIC_WRITE | platform::DELETE,
+                                 platform::FILE_CREATE, platform::FILE_NON_DIRECTORY_FILE};
 
 platform::KernelHandle OpenNative(const NativeApi& api, platform::HANDLE parent,
                                   std::u16string_view name, const OpenRequest& request,
                                   const platform::SECURITY_DESCRIPTOR* descriptor) {
   if (api.ntCreateFile == nullptr || api.rtlNtStatusToDosError == nullptr ||
       name.size() > kMaxPathLength) {
-    platform::SetLastError(platform::ERROR_PROC_NOT_FOUND);
-    return {};
+    return RefuseWith<platform::KernelHandle>(platform::ERROR_PROC_NOT_FOUND);
   }
   const auto bytes = static_cast<std::uint16_t>(name.size() * sizeof(char16_t));
   const platform::UNICODE_STRING objectName = {bytes, bytes, name.data()};
@@ -75,15 +68,11 @@ platform::KernelHandle OpenNative(const NativeApi& api, platform::HANDLE parent,
       request.kind | platform::FILE_OPEN_REPARSE_POINT | platform::FILE_SYNCHRONOUS_IO_NONALERT,
       nullptr, 0);
   if (status < 0) {
-    // No failing creation should give a handle; if one does, what it made goes with the handle.
+    // A failed creation should not return a handle. If it does, delete what it created.
     if (handle && request.disposition == platform::FILE_CREATE) MarkForDeletion(handle.Get());
-    platform::SetLastError(api.rtlNtStatusToDosError(status));
-    return {};
+    return RefuseWith<platform::KernelHandle>(api.rtlNtStatusToDosError(status));
   }
-  if (!handle) {
-    platform::SetLastError(platform::ERROR_INVALID_HANDLE);
-    return {};
-  }
+  if (!handle) platform::SetLastError(platform::ERROR_INVALID_HANDLE);
   return handle;
 }
 

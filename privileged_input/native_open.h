@@ -1,13 +1,11 @@
 #pragma once
 
-// The one native call through which every verified object is opened or created: relative to a
-// verified handle, never following a link, and shared with readers only unless the request says
-// more.
+// The one native call that opens or creates every verified object: relative to a verified handle
+// and without following a link.
 
 #include "platform/files.h"
 #include "platform/owners.h"
 #include "platform/security.h"
-#include "platform/types.h"
 #include "privileged_input/native_api.h"
 
 #include <cstdint>
@@ -15,7 +13,7 @@
 
 namespace vorn::privileged_input {
 
-/// One way of opening; SYNCHRONIZE is added to the access.
+/// How to open; SYNCHRONIZE is added to the access.
 struct OpenRequest {
   std::uint32_t access = 0;
   std::uint32_t disposition = 0;  // FILE_OPEN or FILE_CREATE
@@ -29,16 +27,16 @@ extern const OpenRequest kOpenFile;           // for reading
 extern const OpenRequest kOpenDeletableFile;  // for reading and deletion by handle
 extern const OpenRequest kCreateFile;         // a file that must not exist
 
-/// Opens `name` relative to `parent`, or the native path `name` when `parent` is null. On failure
-/// the result is empty and the last error is that of the native status (RtlNtStatusToDosError),
-/// ERROR_PROC_NOT_FOUND when the call is not available or the name is longer than it can take, or
-/// ERROR_INVALID_HANDLE when it succeeded without a handle.
+/// Opens `name` relative to `parent`, or the native path `name` if `parent` is null (NtCreateFile).
+/// On failure the result is empty and the last error is the native status
+/// (RtlNtStatusToDosError), ERROR_PROC_NOT_FOUND if the call is missing or the name too long for
+/// it, or ERROR_INVALID_HANDLE if it succeeded without a handle.
 platform::KernelHandle OpenNative(const NativeApi& api, platform::HANDLE parent,
                                   std::u16string_view name, const OpenRequest& request,
                                   const platform::SECURITY_DESCRIPTOR* descriptor = nullptr);
 
-/// Whether an open handle is a plain folder, or a plain file, on a disk and no link. A failed query
-/// keeps its error; otherwise the last error is ERROR_FILE_INVALID.
+/// Whether the handle is a plain folder, or a plain file, on disk and not a link. The last error is
+/// that of the failed query, else ERROR_FILE_INVALID.
 bool IsPlainFolder(platform::HANDLE handle);
 bool IsPlainFile(platform::HANDLE handle);
 

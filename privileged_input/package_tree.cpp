@@ -8,17 +8,13 @@
 #include "privileged_input/deletion.h"
 #include "privileged_input/refusal.h"
 
-#include <cstddef>
-#include <cstdint>
-#include <string>
 #include <utility>
-#include <vector>
 
 namespace vorn::privileged_input {
 
 namespace {
 
-/// A folder that is still to be copied.
+/// A folder still to be copied.
 struct PendingFolder {
   Directory source;
   Directory destination;
@@ -85,7 +81,7 @@ class TreeCopy {
     PackageFileEntry& entry = data_.files.back();
     if (!File::CopyFrom(entry.file, source)) return false;
     entry.identity = entry.file.Identity();
-    // The writable handle tolerates no reader that denies writers, so it goes first.
+    // The read-only open denies writers, so it fails while the writable handle is open.
     entry.file.Close();
     entry.file = File::Open(folder.destination, name, entry.identity.size, FileMode::ReadOnly);
     if (!entry.file) return false;
@@ -100,15 +96,15 @@ class TreeCopy {
   std::uint64_t totalSize_ = 0;         // of all files, in bytes
 };
 
-/// A copy that was closed, to be found again.
+/// How to find a closed copy again.
 struct ClosedCopy {
   Directory folder;
   std::u16string name;
   FileIdentity identity;
 };
 
-/// Closes every copy. One that was still being written is deleted at once; the others are returned,
-/// because their read-only handles cannot delete them and stand in the way of one that can.
+/// Closes every copy. One that is still writable is deleted at once; the others are returned,
+/// because their read-only handles cannot delete them and block an open that can.
 std::vector<ClosedCopy> CloseCopies(PackageData& data) {
   std::vector<ClosedCopy> closed;
   for (PackageFileEntry& entry : data.files) {
@@ -142,7 +138,7 @@ PackageData::~PackageData() {
   const platform::KeptLastError kept;
   for (const ClosedCopy& copy : CloseCopies(*this))
     DeleteCopy(copy);
-  // A folder goes when its last reference does, and can only go empty: children before parents.
+  // Only an empty folder can be deleted, and only once its last handle closes: children first.
   while (!directories.empty()) {
     const Directory& last = directories.back();
     if (last.WasCreated()) MarkForDeletion(last.Handle());

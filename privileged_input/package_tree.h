@@ -1,7 +1,7 @@
 #pragma once
 
-// The copy of a package's folder: what it consists of, how it is made, and how it goes. Whatever
-// is created is entered here as soon as it exists, so that a copy that failed half-way goes too.
+// The copy of a package's folder: its contents, how it is made, and how it is removed. Each object
+// is recorded as soon as it exists, so that an incomplete copy is removed as well.
 
 #include "platform/security.h"
 #include "privileged_input/directory.h"
@@ -14,26 +14,19 @@
 
 namespace vorn::privileged_input {
 
-/// Largest size of one copied file, and of all together, in bytes (512 MiB).
-inline constexpr std::uint64_t kMaxPackageSize = 536870912;
+inline constexpr std::uint64_t kMaxPackageSize = 536870912;  // bytes of all files (512 MiB)
+inline constexpr std::size_t kMaxPackageEntries = 4096;      // in the whole tree
+inline constexpr std::uint32_t kMaxPackageDepth = 16;        // folder levels below the package's
 
-/// Most names in one folder, and most entries in the whole tree.
-inline constexpr std::size_t kMaxPackageEntries = 4096;
-
-/// Most levels of folders below the package's folder.
-inline constexpr std::uint32_t kMaxPackageDepth = 16;
-
-/// One copied file.
 struct PackageFileEntry {
   std::u16string relativePath;  // below the copy's folder
-  File file;                    // the copy, or not open if copying failed
-  Directory folder;             // that holds the copy
-  FileIdentity identity;        // of the copy when it had been written
+  File file;                    // the copy; not open if copying failed
+  Directory folder;             // of the copy
+  FileIdentity identity;        // of the written copy
 };
 
-/// Every handle of a copy. Removes the copy when it is destroyed, the deepest folders first; what
-/// cannot be removed is passed over, a different file that has taken a copy's name is left alone,
-/// and the last error stays as it was.
+/// Every handle of a copy. The destructor removes the copy, deepest folders first, and preserves
+/// the last error. It skips what cannot be removed and any other file that now has a copy's name.
 struct PackageData {
   std::vector<Directory> directories;   // in order of creation; the first is the copy's folder
   std::vector<PackageFileEntry> files;  // in order of copying
@@ -44,12 +37,11 @@ struct PackageData {
   ~PackageData();
 };
 
-/// Whether a copy must prove that it got the owner and the access list that it was created with.
+/// Whether to check that a copy has the owner and the access list that it was created with.
 enum class ProtectionCheck { Skip, Verify };
 
-/// Copies everything in `source` into the first directory of `data`, within the limits above
-/// (ERROR_FILE_INVALID beyond them) and never through a link. Nothing but `data` refers to the copy
-/// when this returns.
+/// Copies everything in `source` into the first directory of `data`, without following a link.
+/// Beyond the limits above it fails with ERROR_FILE_INVALID. Only `data` refers to the copy.
 bool CopyPackageTree(const Directory& source, const platform::SECURITY_DESCRIPTOR* descriptor,
                      ProtectionCheck protection, PackageData& data);
 

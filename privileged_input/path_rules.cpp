@@ -23,12 +23,12 @@ bool IsForbiddenCharacter(char16_t unit) {
          kForbiddenCharacters.find(unit) != std::u16string_view::npos;
 }
 
-/// The digit of a COM or LPT port. The platform takes superscript one to three for digits too.
+/// The digit of a COM or LPT port. The platform also accepts superscript one to three.
 bool IsPortDigit(char16_t unit) {
   return IsAsciiDigit(unit) || unit == 0xB9 || unit == 0xB2 || unit == 0xB3;
 }
 
-/// Whether an upper-cased stem names a device, whatever extension follows it.
+/// Whether an upper-cased stem names a device; the extension does not matter.
 bool IsDeviceName(std::u16string_view stem) {
   for (const std::u16string_view device :
        {u"CON", u"PRN", u"AUX", u"NUL", u"CONIN$", u"CONOUT$", u"CLOCK$"}) {
@@ -45,7 +45,7 @@ bool IsSafe(std::u16string_view component) {
   return !IsDeviceName(ToUpperAscii(component.substr(0, component.find(u'.'))));
 }
 
-/// Appends the safe names between the backslashes of `path`, up to the first that is not safe.
+/// Appends the names between the backslashes of `path` up to the first unsafe one.
 bool AppendComponents(std::u16string_view path, std::vector<std::u16string>& components) {
   while (true) {
     const std::size_t end = path.find(u'\\');

@@ -21,7 +21,7 @@ namespace {
 
 constexpr std::size_t kRandomByteCount = 16;
 
-/// The platform's temporary folder; empty with the reason in the last error.
+/// Empty on failure, with the last error set.
 std::u16string SystemTemporaryFolder() {
   std::u16string path(kPathBufferLength, u'\0');
   const std::uint32_t length = platform::GetTempPathW(kPathBufferLength, path.data());
@@ -38,19 +38,15 @@ Directory OpenTemporaryBase(std::u16string path, const NativeApi& api) {
   return Directory::OpenAbsolute(path, api);
 }
 
-/// A name that nobody can foresee; empty with the reason in the last error.
+/// An unpredictable name; empty on failure, with the last error set.
 std::u16string DrawFolderName(const NativeApi& api) {
   std::uint8_t random[kRandomByteCount] = {};
   const platform::NTSTATUS status = platform::BCryptGenRandom(
       nullptr, random, sizeof random, platform::BCRYPT_USE_SYSTEM_PREFERRED_RNG);
-  if (status < 0) {
-    platform::SetLastError(api.rtlNtStatusToDosError(status));
-    return {};
-  }
+  if (status < 0) return RefuseWith<std::u16string>(api.rtlNtStatusToDosError(status));
   return u"VORN-input-" + ToHexText(random);
 }
 
-/// Creates the copy's folder in `base` and copies `source` into it.
 bool FillPackage(const Directory& source, const Directory& base, const std::u16string& name,
                  const platform::SECURITY_DESCRIPTOR* descriptor, ProtectionCheck protection,
                  PackageData& data) {
@@ -60,8 +56,8 @@ bool FillPackage(const Directory& source, const Directory& base, const std::u16s
   if (protection == ProtectionCheck::Verify && !HasProtectedOwnerAndDacl(root.Handle())) {
     return false;
   }
-  // A folder can be turned into a link in place while it is empty, even while it is held. With the
-  // snapshot in it that is over, so what it is now it stays: the path must not lead through a link.
+  // An empty folder can be turned into a link even while it is open. Now that it holds the
+  // copy's folder it no longer can, so this check lasts.
   if (!IsPlainFolder(base.Handle())) return RefuseWith(platform::ERROR_REPARSE_TAG_INVALID);
   return CopyPackageTree(source, descriptor, protection, data);
 }
@@ -71,8 +67,7 @@ bool FillPackage(const Directory& source, const Directory& base, const std::u16s
 PrivatePackage PrivatePackage::Create(const AbsolutePath& infPath, std::u16string tempBase,
                                       const char16_t* sddl, ProtectionCheck protection) {
   if (infPath.Components().empty()) {
-    platform::SetLastError(platform::ERROR_INVALID_NAME);
-    return {};
+    return RefuseWith<PrivatePackage>(platform::ERROR_INVALID_NAME);
   }
   const NativeApi api = LoadNativeApi();
   const Directory folder = Directory::OpenAbsolute(infPath.Folder(), api);
@@ -89,28 +84,19 @@ PrivatePackage PrivatePackage::Create(const AbsolutePath& infPath, std::u16strin
   if (name.empty()) return {};
 
   PrivatePackage package;
-  package.data_ = std::make_shared<Data>();
+  package.data_ = std::make_shared<PackageData>();
   package.infName_ = infPath.Name();
-  if (!FillPackage(folder, base, name, descriptor.Get(), protection, *package.data_)) {
-    return {};
-  }
-  if (!package.FindInfFile().file) {
-    platform::SetLastError(platform::ERROR_FILE_INVALID);
-    return {};
-  }
-  return package;
+  if (!FillPackage(folder, base, name, descriptor.Get(), protection, *package.data_)) return {};
+  if (package.FindInfFile().file) return package;
+  return RefuseWith<PrivatePackage>(platform::ERROR_FILE_INVALID);
 }
 
 PrivatePackage::PackageFile PrivatePackage::FindInfFile() const {
   if (data_ == nullptr) return {};
-  for (const FileEntry& entry : data_->files) {
+  for (const PackageFileEntry& entry : data_->files) {
     if (EqualsIgnoringCase(entry.relativePath, infName_)) return {data_, entry.file};
   }
   return {};
-}
-
-InputInf PackageSnapshot::Input() const {
-  return {inf.file ? inf.file.Path() : std::u16string(), inf.file};
 }
 
 bool AcquirePackageSnapshot(const std::optional<AbsolutePath>& infPath, PackageSnapshot& snapshot) {

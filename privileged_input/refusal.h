@@ -1,6 +1,6 @@
 #pragma once
 
-// How this layer says no: a failure value, and the reason in the last error.
+// How this folder fails: an empty result, with the reason in the last error.
 
 #include "platform/last_error.h"
 
@@ -8,10 +8,11 @@
 
 namespace vorn::privileged_input {
 
-/// Sets the last error and returns false.
-inline bool RefuseWith(std::uint32_t error) {
+/// Sets the last error and returns an empty result: false, or an object that is not open.
+template <class Result = bool>
+Result RefuseWith(std::uint32_t error) {
   platform::SetLastError(error);
-  return false;
+  return Result();
 }
 
 }  // namespace vorn::privileged_input
