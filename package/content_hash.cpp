@@ -19,8 +19,8 @@ using privileged_input::File;
 constexpr std::uint32_t kChunkBytes = 65536;
 constexpr std::size_t kSha256Bytes = 32;
 
-/// One SHA-256 calculation. The hash works in memory of ours, so it goes before that memory, and
-/// before its algorithm.
+/// One SHA-256 calculation. The hash object uses our buffer and the algorithm, so it is declared
+/// last and destroyed first.
 class Sha256 {
  public:
   bool Begin() {
@@ -68,8 +68,8 @@ class Sha256 {
   platform::HashObject hash_;
 };
 
-/// Nobody else can write to a verified file, so that its size cannot change: an end before it or
-/// after it is a wrong answer, and the hash of another content.
+/// Nobody else can write to a verified file, so its size cannot change: reading fewer or more bytes
+/// is an error.
 bool AddWholeFile(const File& file, Sha256& hash) {
   std::vector<std::uint8_t> chunk(kChunkBytes);
   std::uint64_t total = 0;

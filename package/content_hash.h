@@ -1,7 +1,7 @@
 #pragma once
 
-// The SHA-256 of a whole file, read through a verified handle, so that the bytes that are hashed
-// are those of the file that was authenticated.
+// The SHA-256 of a whole file, read through its verified handle, so that the hash is that of the
+// file that was authenticated.
 
 #include <optional>
 #include <string>
@@ -13,12 +13,11 @@ class File;
 
 namespace vorn {
 
-/// Hashes an open file from its first byte, wherever its position stands, into 64 lower-case
-/// hexadecimal digits. Nothing when the file is not open, or reading or hashing (bcrypt) fails;
-/// prints nothing.
+/// Hashes an open file from its first byte into 64 lower-case hexadecimal digits. Nothing if the
+/// file is not open, or if reading or hashing (bcrypt) fails; prints nothing.
 std::optional<std::u16string> HashFileSha256(const privileged_input::File& file);
 
-/// Whether a text has the form of a digest: 64 hexadecimal digits of either case.
+/// Whether a text is 64 hexadecimal digits of either case.
 bool IsSha256Text(std::u16string_view text);
 
 }  // namespace vorn

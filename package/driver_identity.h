@@ -1,18 +1,17 @@
 #pragma once
 
-// DriverIdentity: the compact identity by which one driver package is named everywhere.
+// DriverIdentity: the compact identity of a driver package.
 
 #include <cstddef>
 #include <string>
 
 namespace vorn {
 
-/// Longest version and date of a DriverVer that are accepted, in units.
+/// Longest accepted version and date of a DriverVer, in units.
 inline constexpr std::size_t kMaxVersionLength = 64;
 inline constexpr std::size_t kMaxDateLength = 32;
 
-/// What an INF says of its package, and the digest that pins its bytes. Texts stay as the INF has
-/// them.
+/// What an INF says about its package, as written there, and the digest of its bytes.
 struct DriverIdentity {
   std::u16string version;    // second field of DriverVer, 1 to kMaxVersionLength units
   std::u16string date;       // first field of DriverVer, 1 to kMaxDateLength units

@@ -27,19 +27,19 @@ constexpr char16_t kInstallSection[] = u"VornAudio_Install";
 constexpr char16_t kServicesSection[] = u"VornAudio_Install.Services";
 constexpr char16_t kServiceKey[] = u"AddService";
 
-// Longest texts that are accepted, in units.
+// Longest accepted texts, in units.
 constexpr std::size_t kMaxClassLength = 64;
 constexpr std::size_t kMaxCatalogLength = 260;
 constexpr std::size_t kMaxProviderLength = 128;
 constexpr std::size_t kMaxNameLength = platform::MAX_PATH - 1;
 
-// Buffers of fields that are read in one call, in units with the terminator.
+// Buffers of fields that are read in one call, in units, terminator included.
 constexpr std::size_t kLineFieldCapacity = 128;  // of a model or service
 constexpr std::size_t kDateCapacity = 64;
 constexpr std::size_t kVersionCapacity = 128;
 
-/// Fills in the version block and the provider's name, and returns the provider as the version
-/// block has it. The first field that cannot be read ends the reading.
+/// Fills in the version block and the provider's name. Returns the version block's Provider;
+/// nothing, at the first field that cannot be read.
 std::optional<std::u16string> ReadVersionBlock(platform::HINF inf, InfIdentity& identity) {
   std::u16string provider;
   struct KeyedField {
@@ -87,8 +87,7 @@ bool FindExactModel(platform::HINF inf) {
   return false;
 }
 
-/// Only the first AddService line counts: a package that installs another service first is not the
-/// product's.
+/// Only the first AddService line counts: the product installs no other service first.
 bool InstallsExactService(platform::HINF inf) {
   platform::INFCONTEXT line = {};
   if (!platform::SetupFindFirstLineW(inf, kServicesSection, kServiceKey, &line)) return false;
@@ -96,7 +95,6 @@ bool InstallsExactService(platform::HINF inf) {
   return service && EqualsIgnoringCase(service->text, kDriverServiceName);
 }
 
-/// Everything that stands in the INF's text. The INF is closed again on return.
 bool ReadInfText(const std::u16string& path, InfIdentity& identity) {
   const platform::InfHandle inf = OpenInf(path);
   if (!inf) return false;
@@ -117,7 +115,7 @@ bool ReadPublishedNames(const std::u16string& path, InfIdentity& identity) {
          IsSingleLine(identity.originalCatalogName, kMaxNameLength);
 }
 
-/// DriverVer of an open INF, when both of its fields have their form.
+/// Nothing unless both fields are well formed.
 std::optional<DriverVer> ReadDriverVer(platform::HINF inf) {
   platform::INFCONTEXT line = {};
   if (!platform::SetupFindFirstLineW(inf, u"Version", u"DriverVer", &line)) return std::nullopt;
@@ -141,7 +139,7 @@ std::optional<InfIdentity> ReadInfIdentity(const File& inf,
   identity.infSha256 = std::move(*infSha256);
   if (!ReadInfText(inf.Path(), identity)) return std::nullopt;
   if (published) {
-    // Windows knows a published package by its place in the INF folder, not by the handle's path.
+    // Windows knows a published package by its path in the INF folder, not by the handle's path.
     identity.publishedInfName = published->name;
     if (!ReadPublishedNames(published->path, identity)) return std::nullopt;
   } else {

@@ -1,7 +1,7 @@
 #pragma once
 
-// What one INF says of its driver package, read through SetupAPI from a verified file, and whether
-// that is exactly the product's package. Nothing here trusts a file's name or place.
+// What an INF says about its driver package, read through SetupAPI from a verified file, and
+// whether that is exactly the product's package. No file name or location is trusted.
 
 #include "package/driver_identity.h"
 
@@ -14,17 +14,17 @@ class File;
 
 namespace vorn {
 
-/// Where a published INF lies.
+/// Where a published INF is.
 struct PublishedPlace {
   std::u16string name;  // in the Windows INF folder
-  std::u16string path;  // as the platform's INF functions are given it
+  std::u16string path;  // for the platform's INF functions
 };
 
-/// The whole identity of one INF. Every text is as the platform reads it, strings substituted.
+/// The whole identity of one INF. Texts are as the platform reads them, with strings substituted.
 struct InfIdentity {
-  std::u16string publishedInfName;     // as found in the Windows INF folder; empty for a source INF
-  std::u16string originalInfName;      // file name before it was published
-  std::u16string originalCatalogName;  // file name of the catalog before it was published
+  std::u16string publishedInfName;     // in the Windows INF folder; empty for a source INF
+  std::u16string originalInfName;      // file name before publication
+  std::u16string originalCatalogName;  // the catalog's file name before publication
   std::u16string providerName;         // ProviderName of [Strings]
   std::u16string className;            // Class of [Version]
   std::u16string classGuid;            // ClassGuid of [Version]
@@ -32,35 +32,33 @@ struct InfIdentity {
   std::u16string driverDate;           // first field of DriverVer
   std::u16string driverVersion;        // second field of DriverVer
   std::u16string infSha256;            // of the file's bytes, 64 lower-case hexadecimal digits
-  bool hasExactModel = false;          // a model line installs Root\VornAudio as the contract says
+  bool hasExactModel = false;          // a model line installs Root\VornAudio by the exact section
   bool hasExactService = false;        // the first AddService line installs VornAudio
 
   friend bool operator==(const InfIdentity&, const InfIdentity&) = default;
 };
 
-/// Reads the identity of an open INF. A published one is named by where it lies: its name in the
-/// Windows INF folder and its path there, for which the platform is asked for the original file
-/// names; a source INF by its own file name. Nothing when anything of it cannot be read; prints
-/// nothing, and the last error is that of the call that failed, where one did.
+/// Reads the identity of an open INF. For one that is `published` there, the original file names
+/// come from the platform (QueryOriginalNames); a source INF has its own file name and CatalogFile.
+/// Nothing if any part cannot be read, with the last error of the failed call; prints nothing.
 std::optional<InfIdentity> ReadInfIdentity(const privileged_input::File& inf,
                                            const std::optional<PublishedPlace>& published = {});
 
-/// Whether an identity names exactly the product's package: file names, provider, class, catalog,
-/// a DriverVer, a digest, the model and the service. The published name is not looked at.
+/// Whether an identity is exactly the product's: file names, provider, class, catalog, model and
+/// service, with some DriverVer and digest. The published name is ignored.
 bool HasExactPackageContract(const InfIdentity& identity);
 
-/// DriverVer of an INF.
 struct DriverVer {
   std::u16string date;     // first field, 1 to kMaxDateLength units
   std::u16string version;  // second field, 1 to kMaxVersionLength units
 };
 
-/// Reads DriverVer of an open INF. Nothing when it cannot be read: an INF that does not open, or
-/// that has no valid DriverVer, is reported on standard error, a file that is not open is not.
+/// Reads the DriverVer of an open INF. Nothing on failure, which is reported on standard error
+/// unless `inf` is not open.
 std::optional<DriverVer> ReadExpectedDriverVer(const privileged_input::File& inf);
 
-/// What an open INF names: its DriverVer and its digest, with the service of the product, which is
-/// not read. Nothing when either cannot be read; ReadExpectedDriverVer prints why where it does.
+/// Reads the DriverVer, as ReadExpectedDriverVer, and the digest of an open INF; the service is the
+/// product's and is not read. Nothing if either cannot be read.
 std::optional<DriverIdentity> ReadIdentity(const privileged_input::File& inf);
 
 }  // namespace vorn

@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::uint32_t kMaxInfInformationBytes = 1048576;
 
-/// SP_INF_INFORMATION in a buffer of the size that it needs, aligned for it.
+/// SP_INF_INFORMATION, which has a variable size, in an aligned buffer.
 class InfInformation {
  public:
   bool Query(const std::u16string& path) {
@@ -43,7 +43,7 @@ class InfInformation {
   std::vector<std::uint32_t> words_;
 };
 
-/// A fixed array of the platform's as text, up to its terminator.
+/// Without a terminator the text is the whole array.
 std::u16string TextOf(const char16_t (&characters)[platform::MAX_PATH]) {
   return {std::begin(characters), std::find(std::begin(characters), std::end(characters), u'\0')};
 }

@@ -28,8 +28,7 @@ constexpr std::size_t kMaxInfFolderEntries = 200000;
 
 enum class Verdict { NotOurs, Ours, Doubtful };
 
-/// Everything that a published copy shares with the source that it was published from, its name in
-/// the INF folder aside.
+/// Compares everything that publication leaves unchanged.
 bool HasSameIdentity(const InfIdentity& published, const InfIdentity& expected) {
   constexpr std::u16string InfIdentity::*kFields[] = {
       &InfIdentity::originalInfName, &InfIdentity::originalCatalogName, &InfIdentity::providerName,
@@ -52,8 +51,8 @@ bool MayBePublishedInf(const DirectoryEntry& entry) {
   return (entry.attributes & kNoPlainFile) == 0 && IsPublishedOemInfName(entry.name);
 }
 
-/// Judges one published INF by its bytes first; what cannot be opened or read is not ours. The file
-/// is closed again on return, so that it does not stand in the way of its own removal.
+/// Compares the bytes first; an INF that cannot be read is not ours. The file is closed on return,
+/// because an open file cannot be uninstalled.
 Verdict JudgePackage(const Directory& infFolder, const PublishedPlace& place,
                      const InfIdentity& expected) {
   const File file = File::Open(infFolder, place.name, privileged_input::kMaxInputFileSize,
@@ -64,8 +63,8 @@ Verdict JudgePackage(const Directory& infFolder, const PublishedPlace& place,
   return published && IsExactCopy(*published, expected) ? Verdict::Ours : Verdict::Doubtful;
 }
 
-/// The exact packages of the INF folder in its listing order; nothing when it cannot be listed. One
-/// doubtful package keeps them all.
+/// The exact packages in listing order; nothing if the folder cannot be listed or a package is
+/// doubtful.
 std::optional<std::vector<std::u16string>> CollectExactPackages(const std::u16string& infFolderPath,
                                                                 const InfIdentity& expected) {
   const Directory infFolder =
@@ -91,17 +90,15 @@ std::optional<std::vector<std::u16string>> CollectExactPackages(const std::u16st
   return names;
 }
 
-/// Whether the package is gone, by us or by somebody else meanwhile.
+/// Whether the package is gone; only one that this call removed is counted.
 bool UninstallPackage(const std::u16string& name, std::uint32_t& removed) {
   if (platform::SetupUninstallOEMInfW(name.c_str(), 0)) {
     ++removed;
     Print(u"vorn_devnode: removed authenticated driver package %ls\n", name);
     return true;
   }
-  const std::uint32_t error = platform::GetLastError();
-  if (error == platform::ERROR_FILE_NOT_FOUND) return true;
-  ReportFailedCall(u"SetupUninstallOEMInf(exact VORN package)", error);
-  return false;
+  return platform::GetLastError() == platform::ERROR_FILE_NOT_FOUND ||
+         ReportFailedCall(u"SetupUninstallOEMInf(exact VORN package)");
 }
 
 }  // namespace

@@ -1,8 +1,8 @@
 #pragma once
 
-// Uninstalls the product's published driver packages and proves that none is left. A package goes
-// only when its INF is byte for byte the expected one and its whole identity matches; one that has
-// the bytes but another identity stops everything.
+// Uninstalls the product's published driver packages and proves that none is left. A package is
+// removed only if its INF has the expected bytes and its whole identity matches. If the bytes match
+// but the identity does not, no package is removed.
 
 #include "package/inf_identity.h"
 
@@ -13,16 +13,15 @@
 
 namespace vorn {
 
-/// The published names of all packages that are exactly `expected`, an identity read from a source
-/// INF, sorted by code units and without doubles. Nothing when `expected` is not the product's
-/// package, the Windows INF folder cannot be listed, or a package with the expected bytes fails its
-/// identity; what the caller must know is printed on standard error.
+/// The published names of all packages that are exactly `expected`, the identity of a source INF,
+/// sorted by code units, each once. Nothing if `expected` is not the product's package, if the
+/// Windows INF folder cannot be listed (not reported), or if a package with the expected bytes has
+/// another identity. Reports on standard error.
 std::optional<std::vector<std::u16string>> SelectExactPackages(const InfIdentity& expected);
 
-/// Uninstalls the selection and selects again, which must find nothing. Returns how many packages
-/// were uninstalled; nothing when that could not be proven. The first package that cannot be
-/// uninstalled ends it; one that has vanished meanwhile is neither counted nor a failure. Progress
-/// goes to standard output, failures to standard error.
+/// Uninstalls the selected packages (SetupUninstallOEMInfW), then selects again, which must find
+/// none. Returns the number uninstalled; a package that was already gone does not count. Nothing
+/// after the first failure. Prints progress and failures.
 std::optional<std::uint32_t> RemoveExactPackages(const InfIdentity& expected);
 
 }  // namespace vorn

@@ -1,7 +1,7 @@
 #pragma once
 
-// Where Windows keeps the INFs of published packages, and the way to one of them that no link can
-// lead elsewhere.
+// The folder where Windows keeps the INFs of published packages, and opens in it that no link can
+// redirect.
 
 #include "privileged_input/file.h"
 
@@ -10,19 +10,17 @@
 
 namespace vorn {
 
-/// Name of the folder of INFs in the Windows folder.
 inline constexpr char16_t kInfFolderName[] = u"INF";
 
-/// The Windows folder, without a backslash at its end (GetWindowsDirectoryW). Nothing, with the
-/// last error, when it has no answer of 1 to 32,767 units.
+/// The Windows folder without a trailing backslash (GetWindowsDirectoryW). Nothing on failure or
+/// beyond 32,767 units, with the last error of the call.
 std::optional<std::u16string> ReadWindowsFolder();
 
-/// The path of a published INF below the Windows folder, for messages and for the platform's INF
-/// functions.
+/// The path of a published INF, for messages and the platform's INF functions.
 std::u16string PublishedInfPath(const std::u16string& windowsFolder, const std::u16string& name);
 
-/// Opens a published INF handle by handle: the Windows folder, the folder of INFs in it, the file.
-/// Not open, with the last error, when any of them is not what it should be.
+/// Opens a published INF through verified handles, from the Windows folder down. Not open on
+/// failure, with the last error set.
 privileged_input::File OpenPublishedInf(const std::u16string& windowsFolder,
                                         const std::u16string& name);
 
