@@ -1,6 +1,7 @@
 #pragma once
 
-// The parameter blocks and the answer of the class installer calls that remove or restart a device.
+// Parameters and results of the class installer calls that remove or restart a device. On failure
+// the last error is that of the call.
 
 #include "platform/device_setup.h"
 
@@ -8,17 +9,15 @@
 
 namespace vorn {
 
-/// Prepares DIF_REMOVE of a device in every hardware profile (SetupDiSetClassInstallParamsW). False
-/// with the last error of the call.
+/// Prepares DIF_REMOVE in every hardware profile (SetupDiSetClassInstallParamsW).
 bool SetRemoveParameters(platform::HDEVINFO list, const platform::SP_DEVINFO_DATA& device);
 
-/// Prepares DIF_PROPERTYCHANGE that restarts a device in place, in the current hardware profile
-/// (SetupDiSetClassInstallParamsW). False with the last error of the call.
+/// Prepares DIF_PROPERTYCHANGE to restart a device in the current hardware profile
+/// (SetupDiSetClassInstallParamsW).
 bool SetRestartParameters(platform::HDEVINFO list, const platform::SP_DEVINFO_DATA& device);
 
-/// Whether the last class installer call on the device asks for a restart of the machine
-/// (SetupDiGetDeviceInstallParamsW: DI_NEEDRESTART or DI_NEEDREBOOT). Nothing, with the last error
-/// of the call, when it cannot be told.
+/// Whether the last class installer call requires a machine restart: DI_NEEDRESTART or
+/// DI_NEEDREBOOT (SetupDiGetDeviceInstallParamsW). Nothing on failure.
 std::optional<bool> ReadRestartNeeded(platform::HDEVINFO list,
                                       const platform::SP_DEVINFO_DATA& device);
 

@@ -10,11 +10,7 @@
 
 namespace vorn {
 
-namespace {
-
 constexpr std::uint32_t kHardwareIdBytes = 1024;
-
-}  // namespace
 
 bool MatchesRootHardwareId(platform::HDEVINFO list, const platform::SP_DEVINFO_DATA& device) {
   char16_t buffer[kHardwareIdBytes / sizeof(char16_t)] = {};

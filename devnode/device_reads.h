@@ -1,7 +1,7 @@
 #pragma once
 
-// What one element of a device information list says of itself: its hardware ids, its instance id,
-// its string properties. Nothing here changes a device or prints.
+// Reads the hardware ids, the instance id and the string properties of an element of a device
+// information list. Prints nothing.
 
 #include "platform/device_setup.h"
 
@@ -10,18 +10,17 @@
 
 namespace vorn {
 
-/// Whether any string of the device's hardware-id list is Root\VornAudio, without regard to case
-/// (SetupDiGetDeviceRegistryPropertyW, SPDRP_HARDWAREID, 1024 bytes). A list that is empty, that
-/// cannot be read or that is longer than the buffer does not match.
+/// Whether one of the device's hardware ids is Root\VornAudio, ignoring case
+/// (SetupDiGetDeviceRegistryPropertyW). Ids that cannot be read or exceed 1024 bytes do not match.
 bool MatchesRootHardwareId(platform::HDEVINFO list, const platform::SP_DEVINFO_DATA& device);
 
-/// The device's instance id (SetupDiGetDeviceInstanceIdW, size query, then read); nothing when it
+/// The device's instance id (SetupDiGetDeviceInstanceIdW: size query, then read). Nothing if it
 /// cannot be read or is empty.
 std::optional<std::u16string> ReadInstanceId(platform::HDEVINFO list,
                                              const platform::SP_DEVINFO_DATA& device);
 
-/// The value of a string property (SetupDiGetDevicePropertyW, size query, then read); empty when
-/// there is none, when its type is not DEVPROP_TYPE_STRING or when it has less than 2 bytes.
+/// The value of a string property (SetupDiGetDevicePropertyW: size query, then read). Empty if it
+/// is missing, shorter than 2 bytes or not of type DEVPROP_TYPE_STRING.
 std::u16string ReadStringProperty(platform::HDEVINFO list, const platform::SP_DEVINFO_DATA& device,
                                   const platform::DEVPROPKEY& key);
 

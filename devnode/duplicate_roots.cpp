@@ -27,7 +27,6 @@ struct Removals {
   bool restartPending = false;
 };
 
-/// The node's part of a candidate whose instance id is known.
 void ReadNode(RootCandidate& candidate) {
   platform::DEVINST node = 0;
   candidate.located =
@@ -53,28 +52,23 @@ bool ListCandidates(platform::HDEVINFO list, std::vector<RootCandidate>& candida
   return walk.SawEveryDevice();
 }
 
-/// False once a call has failed, which is reported.
+/// False after a failed call, which is reported.
 bool RemoveDuplicate(platform::HDEVINFO list, const platform::SP_DEVINFO_DATA& device,
                      Removals& removals) {
   if (!SetRemoveParameters(list, device)) {
-    ReportFailedCall(u"SetupDiSetClassInstallParams(DIF_REMOVE duplicate)");
-    return false;
+    return ReportFailedCall(u"SetupDiSetClassInstallParams(DIF_REMOVE duplicate)");
   }
   if (!platform::SetupDiCallClassInstaller(platform::DIF_REMOVE, list, &device)) {
-    ReportFailedCall(u"SetupDiCallClassInstaller(DIF_REMOVE duplicate)");
-    return false;
+    return ReportFailedCall(u"SetupDiCallClassInstaller(DIF_REMOVE duplicate)");
   }
   ++removals.count;
   const std::optional<bool> restartNeeded = ReadRestartNeeded(list, device);
-  if (!restartNeeded) {
-    ReportFailedCall(u"SetupDiGetDeviceInstallParams(duplicate)");
-    return false;
-  }
+  if (!restartNeeded) return ReportFailedCall(u"SetupDiGetDeviceInstallParams(duplicate)");
   removals.restartPending = removals.restartPending || *restartNeeded;
   return true;
 }
 
-/// Removes every candidate but the kept one, until one cannot be removed.
+/// Removes every candidate but the kept one; stops at the first failure.
 bool RemoveDuplicates(platform::HDEVINFO list, const std::vector<RootCandidate>& candidates,
                       std::optional<std::size_t> kept, Removals& removals) {
   for (std::size_t i = 0; i < candidates.size(); ++i) {
@@ -89,8 +83,8 @@ bool IsOnly(const std::vector<std::u16string>& ids, const std::optional<std::u16
   return ids.size() == 1 && EqualsIgnoringCase(ids.front(), *keptId);
 }
 
-/// The present roots at the last look: only the kept one, or none when none was kept, unless the
-/// time ran out or they could not be listed.
+/// Waits until only the kept root is present. Returns the last listing, also after the timeout or a
+/// failure.
 RootListing WaitForOnlyRoot(const std::optional<std::u16string>& keptId) {
   const std::uint64_t deadline = platform::GetTickCount64() + kSettleTimeoutMs;
   for (;;) {

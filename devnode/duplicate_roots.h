@@ -1,20 +1,20 @@
 #pragma once
 
-// Pruning: of several installed Root\VornAudio nodes the best live one stays, every other one is
-// removed, and a new look proves that only the kept one is present.
+// Pruning: of several installed Root\VornAudio nodes the best live one is kept and every other one
+// removed; then a new listing proves that only the kept one is present.
 
 #include <cstdint>
 
 namespace vorn {
 
 struct PruneResult {
-  bool ok = false;              // exactly the kept root is present, or none when none was kept
+  bool ok = false;              // only the kept root is present; none if none was kept
   std::uint32_t remaining = 0;  // present matching roots after the pruning
-  bool restartPending = false;  // a removal waits for a restart of the machine
+  bool restartPending = false;  // a removal requires a machine restart
 };
 
-/// Prunes; waits up to 30 s for removed nodes to go. Reports failed calls, a clean-up that is
-/// deferred or unproven, and how many nodes were removed.
+/// Prunes (DIF_REMOVE) and waits up to 30 s for removed nodes to disappear. Reports failed calls, a
+/// deferred or unproven clean-up, and the number of removed nodes.
 PruneResult PruneDuplicateRoots();
 
 }  // namespace vorn

@@ -15,7 +15,7 @@ constexpr char16_t kAudioEndpointClass[] = u"{c166523c-fe0c-4a94-a586-f1a80cfbbf
 constexpr std::uint32_t kClassGuidBytes = 128;
 
 bool IsOfAudioEndpointClass(platform::DEVINST node) {
-  // One unit more than the platform may fill, so that the text always ends.
+  // One unit more than the platform may fill, so that the text is always terminated.
   char16_t text[kClassGuidBytes / sizeof(char16_t) + 1] = {};
   std::uint32_t bytes = kClassGuidBytes;
   return platform::CM_Get_DevNode_Registry_PropertyW(node, platform::CM_DRP_CLASSGUID, nullptr,
@@ -23,7 +23,7 @@ bool IsOfAudioEndpointClass(platform::DEVINST node) {
          EqualsIgnoringCase(text, kAudioEndpointClass);
 }
 
-/// Empty when it cannot be read.
+/// Empty if it cannot be read.
 std::u16string ReadDeviceId(platform::DEVINST node) {
   std::uint32_t length = 0;
   if (platform::CM_Get_Device_ID_Size(&length, node) != platform::CR_SUCCESS) return {};

@@ -1,6 +1,6 @@
 #pragma once
 
-// The audio endpoints that Plug and Play shows below a device node.
+// The audio endpoints below a device node in the Plug and Play tree.
 
 #include "platform/config_manager.h"
 
@@ -10,8 +10,7 @@
 namespace vorn {
 
 /// Device ids of the node's children of the AudioEndpoint setup class that are started without a
-/// problem, in the order of the tree (CM_Get_Child, CM_Get_Sibling). What cannot be read of a child
-/// leaves that child out.
+/// problem, in tree order (CM_Get_Child, CM_Get_Sibling). A child that cannot be read is left out.
 std::vector<std::u16string> ListStartedEndpointChildren(platform::DEVINST node);
 
 }  // namespace vorn

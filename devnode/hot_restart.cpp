@@ -14,8 +14,8 @@ namespace {
 
 constexpr std::uint32_t kRestartTimeoutMs = 30'000;
 
-/// The only matching device of a list; nothing, with a report, when it is not the only one or not
-/// every device was seen.
+/// The only matching device of a list. Nothing, with a report, unless there is exactly one and the
+/// whole list was read.
 std::optional<platform::SP_DEVINFO_DATA> FindOnlyRoot(platform::HDEVINFO list) {
   RootWalk walk(list);
   std::int32_t found = 0;
@@ -30,12 +30,9 @@ std::optional<platform::SP_DEVINFO_DATA> FindOnlyRoot(platform::HDEVINFO list) {
 }
 
 bool RestartDevice(platform::HDEVINFO list, const platform::SP_DEVINFO_DATA& device) {
-  if (SetRestartParameters(list, device) &&
-      platform::SetupDiCallClassInstaller(platform::DIF_PROPERTYCHANGE, list, &device)) {
-    return true;
-  }
-  ReportFailedCall(u"SetupDiCallClassInstaller(hot-swap preflight)");
-  return false;
+  return (SetRestartParameters(list, device) &&
+          platform::SetupDiCallClassInstaller(platform::DIF_PROPERTYCHANGE, list, &device)) ||
+         ReportFailedCall(u"SetupDiCallClassInstaller(hot-swap preflight)");
 }
 
 bool WaitUntilRestarted() {

@@ -1,17 +1,17 @@
 #pragma once
 
-// The restart of the one present root in place, which proves that a driver can be activated without
-// a restart of the machine.
+// Restarts the one present root in place, to prove that its driver can be activated without a
+// machine restart.
 
 namespace vorn {
 
 struct HotRestartResult {
-  bool passed = false;            // the root was restarted and is started cleanly
-  bool restartRequested = false;  // Plug and Play wants the machine restarted
+  bool passed = false;            // the root was restarted and started without a problem
+  bool restartRequested = false;  // Plug and Play requires a machine restart
 };
 
-/// Restarts the only present root and waits up to 30 s for it to start. Both flags are false when
-/// the restart could not be tried. Reports failures, and that the restart passed.
+/// Restarts the only present root (DIF_PROPERTYCHANGE) and waits up to 30 s for it to start. Both
+/// flags are false if the restart failed. Prints success and failures.
 HotRestartResult RunHotRestartPreflight();
 
 }  // namespace vorn

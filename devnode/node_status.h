@@ -1,6 +1,6 @@
 #pragma once
 
-// Status and problem code of a live device node.
+// The status and problem code of a live device node.
 
 #include "platform/config_manager.h"
 
@@ -11,12 +11,12 @@ namespace vorn {
 
 struct NodeStatus {
   bool started = false;       // DN_STARTED
-  std::uint32_t problem = 0;  // CM_PROB_ code, 0 when there is none
+  std::uint32_t problem = 0;  // CM_PROB_ code; 0 if none
 
   bool IsStartedCleanly() const { return started && problem == 0; }
 };
 
-/// The status of a node (CM_Get_DevNode_Status); nothing when it cannot be told.
+/// Reads a node's status (CM_Get_DevNode_Status); nothing on failure.
 std::optional<NodeStatus> ReadNodeStatus(platform::DEVINST node);
 
 }  // namespace vorn

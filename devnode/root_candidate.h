@@ -1,6 +1,6 @@
 #pragma once
 
-// Which of several installed roots stays. A pure judgement over what was read of each.
+// Which of several installed roots to keep: a pure function of what was read of each.
 
 #include "platform/device_setup.h"
 
@@ -17,11 +17,11 @@ struct RootCandidate {
   bool located = false;                   // the configuration manager has a live node for it
   bool started = false;                   // DN_STARTED
   std::uint32_t problem = 0;              // CM_PROB_ code
-  platform::SP_DEVINFO_DATA device = {};  // within the list that it was read from
+  platform::SP_DEVINFO_DATA device = {};  // in the list that it was read from
 };
 
-/// Index of the candidate to keep: started cleanly before located before ghost, the lower instance
-/// id (case ignored) among equals. Nothing when there are only ghosts.
+/// Index of the candidate to keep: one started without a problem before one that is located, then
+/// the lower instance id, ignoring case. Nothing if none is located.
 std::optional<std::size_t> ChooseRootToKeep(const std::vector<RootCandidate>& candidates);
 
 }  // namespace vorn

@@ -28,7 +28,7 @@ void ReadDetails(platform::HDEVINFO list, const platform::SP_DEVINFO_DATA& devic
   root.endpointChildren = ListStartedEndpointChildren(device.DevInst);
 }
 
-/// Why a root with these details is not the live one; empty when it is.
+/// Why the root is not ok; empty if it is.
 std::u16string JudgeLiveRoot(const LiveRoot& root) {
   if (root.presentCount == 0) return u"no present Root\\VornAudio devnode";
   if (root.presentCount > 1) return u"multiple present Root\\VornAudio devnodes";
@@ -37,7 +37,6 @@ std::u16string JudgeLiveRoot(const LiveRoot& root) {
   return {};
 }
 
-/// The status of the first present root; nothing when there is none or it cannot be told.
 std::optional<NodeStatus> LookAtFirstRoot() {
   const platform::DeviceInfoList roots = OpenRootDevices(RootScope::Present);
   platform::SP_DEVINFO_DATA root = {};

@@ -1,7 +1,6 @@
 #include "devnode/root_walk.h"
 
 #include "devnode/device_reads.h"
-#include "platform/last_error.h"
 
 namespace vorn {
 
@@ -22,10 +21,6 @@ bool RootWalk::Next(platform::SP_DEVINFO_DATA& device) {
     ++index_;
   } while (!MatchesRootHardwareId(list_, device));
   return true;
-}
-
-bool RootWalk::SawEveryDevice() const {
-  return endError_ == platform::ERROR_NO_MORE_ITEMS;
 }
 
 }  // namespace vorn

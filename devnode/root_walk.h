@@ -1,34 +1,35 @@
 #pragma once
 
-// The walk over the root-enumerated devices that are this program's own: every list of them is made
-// and gone through here.
+// Iteration over the root-enumerated devices that belong to the program. Every list of them is
+// opened and walked here.
 
 #include "platform/device_setup.h"
+#include "platform/last_error.h"
 #include "platform/owners.h"
 
 #include <cstdint>
 
 namespace vorn {
 
-/// Which devices a list holds: those that are present, or also the absent ones.
+/// Installed devices include absent ones.
 enum class RootScope { Present, Installed };
 
-/// A new list of the devices of the enumerator ROOT, whatever their class (SetupDiGetClassDevsW).
-/// Empty owner on failure, with the last error of the call.
+/// Opens a list of the enumerator ROOT's devices of all classes (SetupDiGetClassDevsW). Empty on
+/// failure, with the last error of the call.
 platform::DeviceInfoList OpenRootDevices(RootScope scope);
 
-/// Goes through a list by rising index (SetupDiEnumDeviceInfo) and stops at each device whose
-/// hardware ids match. The list must outlive the walk.
+/// Walks a list in index order (SetupDiEnumDeviceInfo), stopping at each device with the program's
+/// hardware id. The list must outlive the walk.
 class RootWalk {
  public:
   explicit RootWalk(platform::HDEVINFO list) : list_(list) {}
 
-  /// The next matching device of the list, or false when the enumeration has ended.
+  /// Stores the next matching device; false at the end of the enumeration.
   bool Next(platform::SP_DEVINFO_DATA& device);
 
-  /// Once Next returned false: whether the enumeration ended because there are no more devices
-  /// (ERROR_NO_MORE_ITEMS), so that every device was seen.
-  bool SawEveryDevice() const;
+  /// After Next returned false: whether the enumeration ended with ERROR_NO_MORE_ITEMS, not with a
+  /// failure.
+  bool SawEveryDevice() const { return endError_ == platform::ERROR_NO_MORE_ITEMS; }
 
  private:
   platform::HDEVINFO list_;
