@@ -10,10 +10,8 @@
 #include "platform/last_error.h"
 
 #include <cstddef>
-#include <cstdint>
 #include <cstring>
 #include <optional>
-#include <utility>
 
 namespace vorn {
 
@@ -21,13 +19,12 @@ namespace {
 
 constexpr std::size_t kReasonCapacity = 160;
 
-/// An interface with the device that it belongs to.
 struct InterfaceDetail {
   std::u16string path;
   platform::SP_DEVINFO_DATA device = {};
 };
 
-/// The path in a detail buffer: what follows the size field, up to its terminator.
+/// The path in a detail buffer: from the end of the size field to the terminator.
 std::u16string PathOf(const std::vector<std::byte>& detail) {
   constexpr std::size_t kPathOffset =
       offsetof(platform::SP_DEVICE_INTERFACE_DETAIL_DATA_W, DevicePath);
@@ -36,7 +33,6 @@ std::u16string PathOf(const std::vector<std::byte>& detail) {
   return path.c_str();
 }
 
-/// Nothing when a call fails or its answer is not what it must be.
 std::optional<InterfaceDetail> ReadInterfaceDetail(
     platform::HDEVINFO list, const platform::SP_DEVICE_INTERFACE_DATA& interfaceData) {
   constexpr std::uint32_t kHeaderSize = sizeof(platform::SP_DEVICE_INTERFACE_DETAIL_DATA_W);

@@ -1,7 +1,7 @@
 #pragma once
 
-// The way to the resident driver: the device interfaces of the one live root, and the open of
-// exactly one of them. An interface of any other device node is never used.
+// Opens a channel to the resident driver through a device interface of the one live root, never
+// through one of another device node.
 
 #include "platform/owners.h"
 #include "platform/types.h"
@@ -12,21 +12,19 @@
 
 namespace vorn {
 
-/// Paths of the present interfaces of a class that belong to the root device of that instance id
-/// (case ignored), in the platform's order (SetupDiEnumDeviceInterfaces). A platform failure ends
-/// or shortens the list.
+/// Paths of the root's present interfaces of a class, in the platform's order
+/// (SetupDiEnumDeviceInterfaces). Case is ignored in `rootId`. Failures shorten the list.
 std::vector<std::u16string> ListRootInterfacePaths(const platform::GUID& interfaceClass,
                                                    std::u16string_view rootId);
 
-/// An open channel, or why there is none.
 struct ControlChannel {
   platform::DeviceHandle handle;
-  std::u16string reason;  // empty when the handle is open
+  std::u16string reason;  // why not open
 };
 
-/// Opens the root's control interface for reading and writing; when that is missing or cannot be
-/// opened, the first kernel-streaming audio interface of the root that can. Two live control
-/// interfaces are an error.
+/// Opens the root's control interface for reading and writing (CreateFileW). If it is missing or
+/// does not open, opens the root's first kernel-streaming audio interface that does. More than one
+/// control interface is an error.
 ControlChannel OpenRootControlChannel(const std::u16string& rootId);
 
 }  // namespace vorn

@@ -1,7 +1,7 @@
 #pragma once
 
-// The driver's private control protocol: its interface class, its control codes, and the layout of
-// what is exchanged. Numbers are little-endian, as every machine that runs the driver is.
+// The driver's private control protocol: interface class, control codes and message layouts. All
+// numbers are little-endian.
 
 #include "platform/device_io.h"
 #include "platform/types.h"
@@ -33,13 +33,13 @@ static_assert(kAcquireLeaseCode == 0x226000 && kReleaseLeaseCode == 0x22A004);
 static_assert(kGetStatusCode == 0x226010 && kEndpointPoolCode == 0x226020);
 static_assert(kSetCableVisibilityCode == 0x22A01C);
 
-/// Input of the lease and its release.
+/// Input to acquire and release the lease.
 struct LeaseRequest {
   std::uint32_t reserved = 0;
 };
 static_assert(sizeof(LeaseRequest) == 4);
 
-/// Answer to the lease; its content is the driver's business.
+/// Reply to the lease; its content is opaque.
 struct LeaseReply {
   std::uint8_t content[16] = {};
 };
@@ -53,23 +53,22 @@ struct CableVisibilityRequest {
 };
 static_assert(sizeof(CableVisibilityRequest) == 12);
 
-/// Answer to the endpoint-pool query.
+/// Reply to the endpoint-pool query.
 struct EndpointPoolReply {
   struct Entry {
     std::uint32_t cableIndex = 0;
     std::uint32_t flow = 0;  // 0 render, any other value capture
     std::uint32_t unexamined = 0;
-    char16_t subdeviceName[64] = {};  // with a terminator
+    char16_t subdeviceName[64] = {};  // terminated
   };
-  std::uint32_t count = 0;  // of the entries
+  std::uint32_t count = 0;
   Entry entries[kEndpointCount] = {};
 };
 static_assert(sizeof(EndpointPoolReply::Entry) == 140);
 static_assert(offsetof(EndpointPoolReply::Entry, subdeviceName) == 12);
 static_assert(sizeof(EndpointPoolReply) == 2804);
 
-/// Answer to GET_STATUS. An older driver returns fewer bytes: 4 carry the loaded version, 124
-/// everything.
+/// Reply to GET_STATUS. Older drivers return less: 4 bytes hold the loaded version, 124 everything.
 struct StatusReply {
   std::uint32_t loadedVersion = 0;  // major, minor and build in bits 16-23, 8-15 and 0-7
   std::uint8_t unexamined[100] = {};

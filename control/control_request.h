@@ -1,6 +1,6 @@
 #pragma once
 
-// One exchange with the driver over an open control channel.
+// A request to the driver over an open control channel.
 
 #include "platform/types.h"
 
@@ -8,11 +8,10 @@
 
 namespace vorn {
 
-/// What came of a request.
 struct ControlAnswer {
   bool succeeded = false;
-  std::uint32_t bytes = 0;  // returned by the driver, 0 on failure
-  std::uint32_t error = 0;  // the last error, taken right after the request also when it succeeded
+  std::uint32_t bytes = 0;  // returned by the driver; 0 on failure
+  std::uint32_t error = 0;  // the last error right after the call, even on success
 };
 
 /// Sends a request (DeviceIoControl).

@@ -10,11 +10,7 @@
 
 namespace vorn {
 
-namespace {
-
 constexpr std::size_t kFailureCapacity = 128;
-
-}  // namespace
 
 CheckResult ReadEndpointPoolReply(const EndpointPoolReply& reply, std::uint32_t bytes,
                                   std::vector<EndpointPoolEntry>& entries) {
@@ -22,7 +18,7 @@ CheckResult ReadEndpointPoolReply(const EndpointPoolReply& reply, std::uint32_t 
   if (bytes < sizeof reply.count || reply.count > kEndpointCount) {
     return CheckResult::Failed(u"live endpoint-pool IOCTL returned a malformed payload");
   }
-  // Entries beyond what came back are zeros, which the pool's validation refuses by their name.
+  // Entries that were not returned are zero; ValidateEndpointPool refuses their empty names.
   for (std::uint32_t i = 0; i < reply.count; ++i) {
     const EndpointPoolReply::Entry& entry = reply.entries[i];
     const char16_t* const nameEnd =

@@ -1,7 +1,7 @@
 #pragma once
 
-// The pool of endpoints that the resident driver exposes: asking for it, and judging whether it
-// holds each of the 20 identities exactly once.
+// The endpoint pool of the resident driver: the query, and the check that it holds each of the 20
+// identities exactly once.
 
 #include "base/check_result.h"
 #include "control/control_protocol.h"
@@ -20,15 +20,15 @@ struct EndpointPoolEntry {
   friend bool operator==(const EndpointPoolEntry&, const EndpointPoolEntry&) = default;
 };
 
-/// Asks the driver of that root for its pool and judges the answer.
+/// Queries the pool from the root's driver and checks it.
 CheckResult QueryEndpointPool(const std::u16string& rootId);
 
-/// The entries of a reply of which `bytes` came back; what the driver did not write is zero. Not ok
-/// for a malformed count or a name without terminator.
+/// Parses a reply of `bytes` bytes into `entries`; the rest of `reply` is zero. Fails on a
+/// malformed count or an unterminated name.
 CheckResult ReadEndpointPoolReply(const EndpointPoolReply& reply, std::uint32_t bytes,
                                   std::vector<EndpointPoolEntry>& entries);
 
-/// Whether a pool is complete and sound.
+/// Whether the entries are well formed and cover each identity exactly once.
 CheckResult ValidateEndpointPool(const std::vector<EndpointPoolEntry>& entries);
 
 }  // namespace vorn

@@ -5,8 +5,6 @@
 #include "control/visibility_requests.h"
 #include "report/console.h"
 
-#include <utility>
-
 namespace vorn {
 
 namespace {
@@ -35,14 +33,13 @@ bool ShowEndpoints(platform::HANDLE channel, std::vector<EndpointIdentity>& hidd
     PrintError(u"vorn_devnode: could not re-show cable %lu %ls (error 0x%08lX)\n",
                endpoint.cableIndex, FlowName(endpoint.capture), answer.error);
   }
-  // After any failure all are tried again: showing what is shown does no harm.
+  // After a failure the next call tries all again: showing an endpoint twice does no harm.
   if (everyShown) hidden.clear();
   return everyShown;
 }
 
-/// One exchange with the driver of a root: `exchange` works with the open channel while this
-/// program has the controller lease. Its result; false when there is no channel or no lease, which
-/// is printed.
+/// Runs `exchange` on an open channel under the controller lease and returns its result; false,
+/// after printing why, without a channel or a lease.
 template <class Exchange>
 bool QuiesceEndpoints(const std::u16string& rootInstanceId, Exchange exchange) {
   const ControlChannel channel = OpenRootControlChannel(rootInstanceId);
@@ -63,9 +60,6 @@ bool QuiesceEndpoints(const std::u16string& rootInstanceId, Exchange exchange) {
 }
 
 }  // namespace
-
-QuiesceGuard::QuiesceGuard(std::u16string rootInstanceId)
-    : rootInstanceId_(std::move(rootInstanceId)) {}
 
 QuiesceGuard::~QuiesceGuard() {
   if (!hidden_.empty()) Show();

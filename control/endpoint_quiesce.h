@@ -1,22 +1,22 @@
 #pragma once
 
-// Quiescing: before the driver under a live device is changed, its endpoints are hidden, and
-// afterwards exactly those that were hidden are shown again. The guard sees to the latter on every
-// way out.
+// Quiescing: the endpoints of a live device are hidden before its driver changes. The guard ensures
+// that exactly those that were hidden are shown again.
 
 #include "product/endpoint_identity.h"
 
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace vorn {
 
-/// Remembers which endpoints of a root are hidden, in the order hidden. Its end shows what is still
-/// listed.
+/// Lists the endpoints of a root that it has hidden, in that order. The destructor shows those
+/// still listed.
 class QuiesceGuard {
  public:
-  /// A guard of the root of that instance id; nothing is hidden yet.
-  explicit QuiesceGuard(std::u16string rootInstanceId);
+  explicit QuiesceGuard(std::u16string rootInstanceId)
+      : rootInstanceId_(std::move(rootInstanceId)) {}
   ~QuiesceGuard();
 
   QuiesceGuard(const QuiesceGuard&) = delete;
@@ -25,16 +25,16 @@ class QuiesceGuard {
   const std::u16string& RootInstanceId() const { return rootInstanceId_; }
   const std::vector<EndpointIdentity>& Hidden() const { return hidden_; }
 
-  /// Hides all 20 endpoints in one exchange with the driver, under a controller lease, and lists
-  /// those that were hidden. A failed request stops nothing and takes nothing back. True when the
-  /// lease was obtained and every request succeeded; failures are printed.
+  /// Requests the driver to hide all 20 endpoints, under one controller lease, and lists those that
+  /// were hidden. A failed request does not stop the others. Returns whether the lease and every
+  /// request succeeded; prints failures.
   bool Hide();
 
-  /// Shows the listed endpoints in one exchange, under a controller lease. Empties the list if
-  /// every one was shown, else keeps it whole. True as for Hide; failures are printed.
+  /// Shows the listed endpoints under one controller lease. Clears the list if every request
+  /// succeeded, else keeps all of it. Returns and prints as Hide.
   bool Show();
 
-  /// Empties the list without showing anything: the driver that hid them is gone.
+  /// Clears the list without showing anything, for when the driver that hid them is gone.
   void Forget() { hidden_.clear(); }
 
  private:

@@ -12,7 +12,7 @@ namespace {
 constexpr std::size_t kPartCount = 4;
 constexpr std::uint64_t kLargestPackedPart = 255;
 
-/// A decimal number of one or more digits that fits 32 bits.
+/// One or more decimal digits whose value fits 32 bits.
 std::optional<std::uint32_t> ParsePart(std::u16string_view digits) {
   if (digits.empty()) return std::nullopt;
   std::uint64_t value = 0;

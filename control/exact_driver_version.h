@@ -1,7 +1,6 @@
 #pragma once
 
-// A four-part DriverVer as the resident driver reports it: three parts packed in a word, and the
-// revision.
+// A four-part DriverVer in the form in which the resident driver reports it.
 
 #include <cstdint>
 #include <optional>
@@ -16,8 +15,8 @@ struct ExactDriverVersion {
   friend bool operator==(const ExactDriverVersion&, const ExactDriverVersion&) = default;
 };
 
-/// Reads "major.minor.build.revision": decimal digits only, the first three at most 255, the last
-/// any 32-bit value. Nothing for any other text.
+/// Parses "major.minor.build.revision": decimal digits only, the first three parts at most 255, the
+/// last any 32-bit value. Nothing for any other text.
 std::optional<ExactDriverVersion> ParseExactDriverVersion(std::u16string_view text);
 
 }  // namespace vorn

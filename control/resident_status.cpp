@@ -20,7 +20,7 @@ constexpr std::uint32_t kLifecycleBytes =
     offsetof(StatusReply, loadedRevision) + sizeof(StatusReply::loadedRevision);
 static_assert(kVersionBytes == 4 && kLifecycleBytes == 124);
 
-/// Images from 26.8.10 on report the lifecycle interface.
+/// Images from 26.8.10 on report the lifecycle ABI.
 constexpr std::uint32_t kFirstLifecycleVersion = 0x1A080A;
 constexpr std::uint32_t kLifecycleAbi = 3;
 constexpr std::uint32_t kSharedMemoryAbi = 3;
@@ -95,7 +95,7 @@ CheckResult QueryResidentStatus(const std::u16string& rootId,
       SendControlRequest(channel.handle.Get(), kGetStatusCode, nullptr, 0, &reply, sizeof reply);
   channel.handle.Reset();
   if (!answer.succeeded || answer.bytes < kVersionBytes) {
-    // A short reply is no failed call, and has no error.
+    // A short reply is not a failed call, so there is no error.
     const std::uint32_t error = answer.succeeded ? platform::ERROR_SUCCESS : answer.error;
     return CheckResult::Failed(FormatBounded(
         kNoAnswerCapacity,

@@ -1,7 +1,7 @@
 #pragma once
 
-// What the image in memory says of itself. Plug and Play's metadata only names the package that is
-// bound; this is the proof that its driver was loaded.
+// The status that the driver image in memory reports. Plug and Play only knows which package is
+// bound; this proves that its driver was loaded.
 
 #include "base/check_result.h"
 #include "control/control_protocol.h"
@@ -12,13 +12,13 @@
 
 namespace vorn {
 
-/// Asks the driver of that root for its status and judges whether it is the image of
-/// `expectedVersion`, a four-part DriverVer.
+/// Queries the status from the root's driver and checks that its image has `expectedVersion`, a
+/// four-part DriverVer.
 CheckResult QueryResidentStatus(const std::u16string& rootId,
                                 const std::u16string& expectedVersion);
 
-/// Judges a reply of at least 4 `bytes` against the expected version; `expectedText` is how
-/// reasons name it.
+/// Checks a reply of `bytes` bytes, at least 4, against the expected version, which reasons quote
+/// as `expectedText`.
 CheckResult JudgeResidentStatus(const StatusReply& reply, std::uint32_t bytes,
                                 const ExactDriverVersion& expected,
                                 const std::u16string& expectedText);
