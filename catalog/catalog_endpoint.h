@@ -1,7 +1,7 @@
 #pragma once
 
-// CatalogEndpoint: one of the program's endpoints as the audio endpoint catalog shows it. It is
-// identified by (cable index, flow); its endpoint id is the catalog's own key for it.
+// CatalogEndpoint: one of the program's endpoints in the audio endpoint catalog. (cable index,
+// flow) identifies it; the endpoint id is the catalog's own key.
 
 #include <cstdint>
 #include <string>
@@ -10,15 +10,15 @@
 namespace vorn {
 
 struct CatalogEndpoint {
-  std::uint32_t cableIndex = 0;  // what the driver's cable property says, so possibly out of range
-  bool capture = false;          // listed under the capture flow, else under render
+  std::uint32_t cableIndex = 0;  // from the driver's property, so possibly out of range
+  bool capture = false;          // else render
   bool active = false;           // DEVICE_STATE_ACTIVE, else disabled by the user
-  std::u16string endpointId;     // exactly as the catalog returns it
+  std::u16string endpointId;     // as the catalog returns it
 
   friend bool operator==(const CatalogEndpoint&, const CatalogEndpoint&) = default;
 };
 
-/// The Plug and Play instance id of a catalog endpoint: "SWD\MMDEVAPI\" and its endpoint id.
+/// The Plug and Play instance id of a catalog endpoint.
 inline std::u16string InstanceIdOfEndpoint(std::u16string_view endpointId) {
   return u"SWD\\MMDEVAPI\\" + std::u16string(endpointId);
 }

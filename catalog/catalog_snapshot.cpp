@@ -22,7 +22,7 @@ bool IsFailure(HRESULT result) {
   return result < 0;
 }
 
-/// Membership of the multithreaded apartment, left again if it was joined.
+/// Joins the multithreaded apartment for its scope.
 class ComApartment {
  public:
   ComApartment() : joined_(platform::CoInitializeEx(platform::COINIT_MULTITHREADED)) {}
@@ -32,14 +32,13 @@ class ComApartment {
   ComApartment(const ComApartment&) = delete;
   ComApartment& operator=(const ComApartment&) = delete;
 
-  /// A thread that is in another kind of apartment already can use COM all the same.
+  /// A thread that is already in another kind of apartment can use COM as well.
   bool IsUsable() const { return !IsFailure(joined_) || joined_ == platform::RPC_E_CHANGED_MODE; }
 
  private:
   HRESULT joined_;
 };
 
-/// A property value, cleared at the end of its scope.
 class PropertyValue {
  public:
   PropertyValue() = default;
@@ -54,15 +53,20 @@ class PropertyValue {
   platform::PROPVARIANT value_ = {};
 };
 
+/// Owns the object that a call returned through an untyped pointer; empty if the call failed.
+template <class Interface>
+platform::ComObject<Interface> OwnIfCreated(HRESULT result, void* object) {
+  platform::ComObject<Interface> owner(static_cast<Interface*>(object));
+  if (IsFailure(result)) owner.Reset();
+  return owner;
+}
+
 platform::ComObject<platform::IMMDeviceEnumerator> CreateEnumerator() {
   void* object = nullptr;
   const HRESULT result =
       platform::CoCreateInstance(platform::CLSID_MMDeviceEnumerator, platform::CLSCTX_ALL,
                                  platform::IID_IMMDeviceEnumerator, &object);
-  platform::ComObject<platform::IMMDeviceEnumerator> enumerator(
-      static_cast<platform::IMMDeviceEnumerator*>(object));
-  if (IsFailure(result)) enumerator.Reset();
-  return enumerator;
+  return OwnIfCreated<platform::IMMDeviceEnumerator>(result, object);
 }
 
 std::optional<std::uint32_t> ReadCableIndex(platform::IMMDevice& device) {
@@ -79,13 +83,10 @@ platform::ComObject<platform::IDeviceTopology> ActivateTopology(platform::IMMDev
   void* object = nullptr;
   const HRESULT result =
       device.Activate(platform::IID_IDeviceTopology, platform::CLSCTX_ALL, nullptr, &object);
-  platform::ComObject<platform::IDeviceTopology> topology(
-      static_cast<platform::IDeviceTopology*>(object));
-  if (IsFailure(result)) topology.Reset();
-  return topology;
+  return OwnIfCreated<platform::IDeviceTopology>(result, object);
 }
 
-/// The device id of the filter that the endpoint's first connector leads to.
+/// The device id of the filter that the endpoint's first connector is connected to.
 std::optional<std::u16string> ReadConnectedDeviceId(platform::IMMDevice& device) {
   const platform::ComObject<platform::IDeviceTopology> topology = ActivateTopology(device);
   if (!topology) return std::nullopt;
@@ -98,7 +99,6 @@ std::optional<std::u16string> ReadConnectedDeviceId(platform::IMMDevice& device)
   return std::u16string(id.Get());
 }
 
-/// Lists the catalog into a snapshot.
 class CatalogLister {
  public:
   CatalogLister(std::u16string_view rootInstanceId, PnpComparison comparison,
@@ -136,7 +136,7 @@ class CatalogLister {
     return ListDevice(*device.Get(), flow);
   }
 
-  /// Skipping a device that is not the program's is no failure.
+  /// A device that is not the program's is skipped, which is not a failure.
   bool ListDevice(platform::IMMDevice& device, EDataFlow flow) {
     const std::optional<std::uint32_t> cableIndex = ReadCableIndex(device);
     if (!cableIndex) return true;

@@ -19,7 +19,6 @@ const CatalogEndpoint* FindIdentity(const std::vector<CatalogEndpoint>& endpoint
   return found == endpoints.end() ? nullptr : &*found;
 }
 
-/// How the baseline's endpoints fared.
 struct Survivors {
   std::size_t sameIds = 0;
   std::size_t baselineActive = 0;
@@ -73,7 +72,7 @@ CheckResult CheckCatalogTransition(const std::vector<CatalogEndpoint>& baseline,
   if (survivors.sameIds != 0 && !allIdsKept) {
     return CheckResult::Failed(u"driver update remapped only some MMDevice cable identities");
   }
-  // Endpoints that are all inactive for now are still settling; a part of them is a change.
+  // If all are inactive, they are still settling; if some are, it is a change.
   if (survivors.bothActive != 0 && survivors.bothActive != survivors.baselineActive) {
     return CheckResult::Failed(u"driver update changed an MMDevice cable visibility state");
   }

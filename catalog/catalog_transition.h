@@ -1,7 +1,7 @@
 #pragma once
 
-// Whether a driver change left the user's endpoints as they were: every identity still there, ids
-// all kept or all re-minted, nothing activated that the user had disabled. Pure judgements.
+// Pure checks that a driver change preserved the user's endpoints: every identity still exists, ids
+// are all kept or all new, and nothing that the user disabled became active.
 
 #include "base/check_result.h"
 #include "catalog/catalog_endpoint.h"
@@ -14,15 +14,13 @@ namespace vorn {
 /// Whether the endpoints are consistent (CheckCatalogEndpoints) and exactly kEndpointCount.
 CheckResult CheckCompleteCatalog(const std::vector<CatalogEndpoint>& endpoints);
 
-/// Whether the bind may have brought another package than the one that was bound.
+/// Whether the bind may have changed the bound package.
 enum class PackageChange { None, Possible };
 
-/// Whether the catalog may go from `baseline` (before the bind) to `current`, which must be
-/// complete. A fresh root has no baseline to honour. Where the package did not change, the bind
-/// applied the one that was bound already, so that every endpoint id must survive; after a real
-/// update all may survive or none. The baseline may be smaller than a complete catalog.
-///
-/// A change after which no endpoint that was active is active passes: only a partial loss fails.
+/// Checks the change of the catalog from `baseline`, before the bind, to `current`, which must be
+/// complete. A fresh root has no baseline. If the package did not change, every endpoint id must
+/// survive, else all or none. The active endpoints must stay active, except that all may be
+/// inactive for now. The baseline may be incomplete.
 CheckResult CheckCatalogTransition(const std::vector<CatalogEndpoint>& baseline,
                                    const std::vector<CatalogEndpoint>& current, RootOrigin origin,
                                    PackageChange change);

@@ -13,7 +13,7 @@ bool IsSeparator(char16_t unit) {
   return unit == u'#' || unit == u'\\' || unit == u'/';
 }
 
-/// The instance id as device interface names spell it.
+/// The instance id as it appears in device interface names.
 std::u16string InterfaceSpelling(std::u16string_view instanceId) {
   std::u16string spelling = ToLowerAscii(instanceId);
   std::replace_if(spelling.begin(), spelling.end(), IsSeparator, u'#');

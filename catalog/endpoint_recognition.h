@@ -1,7 +1,7 @@
 #pragma once
 
-// How an endpoint of the catalog is recognised as the program's own: by the driver's cable property
-// and by the device that its first connector leads to. Pure judgements of what was read.
+// Pure checks that recognise the program's endpoints in the catalog by the driver's cable property
+// and by the device that the first connector leads to.
 
 #include "platform/audio_endpoints.h"
 
@@ -11,14 +11,13 @@
 
 namespace vorn {
 
-/// The cable index in a value of kCableIndexKey: VT_UI4, or VT_I4 that is not negative. Nothing for
-/// any other value; the endpoint is then not the program's. The index may be out of range.
+/// The cable index in a value of kCableIndexKey: VT_UI4 or a non-negative VT_I4, possibly out of
+/// range. Nothing for any other value: the endpoint is not the program's.
 std::optional<std::uint32_t> CableIndexOf(const platform::PROPVARIANT& value);
 
-/// Whether `connectedDeviceId`, the kernel-streaming filter that an endpoint's connector leads to,
-/// names the device `rootInstanceId`: the instance id, with '#' for its separators, stands in it
-/// without regard to case and ends there at a separator or at the end, so that ROOT\MEDIA\0000 is
-/// not found in the device id of ROOT\MEDIA\00001.
+/// Whether the kernel-streaming filter `connectedDeviceId` belongs to the device `rootInstanceId`:
+/// it contains the instance id, with '#' for its separators and ignoring case, followed by a
+/// separator or nothing, so that ROOT\MEDIA\0000 does not match ROOT\MEDIA\00001.
 bool IsConnectedToRoot(std::u16string_view connectedDeviceId, std::u16string_view rootInstanceId);
 
 }  // namespace vorn

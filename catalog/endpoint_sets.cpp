@@ -80,7 +80,7 @@ CheckResult CompareInstanceSets(const std::vector<std::u16string>& baseline,
       {u"endpoint baseline has an empty instance id", u"endpoint baseline contains a duplicate"},
       baselineSet);
   if (!built.ok) return built;
-  // Children that are all gone at the moment say nothing about what comes back.
+  // Children that are all absent for now do not show which will return.
   if (liveSet.empty() || liveSet == baselineSet) return CheckResult::Passed();
   return CheckResult::Failed(u"driver update changed the exact active endpoint set");
 }
