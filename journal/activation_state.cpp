@@ -19,13 +19,13 @@ namespace {
 
 constexpr std::u16string_view kHeader = u"VORN_DRIVER_ACTIVATION_STATE_V2";
 
-// Lines before the catalog entries, counted with catalogCount; presentCount is one more.
+// Lines before the catalog entries, including catalogCount. presentCount is one more.
 constexpr std::size_t kLinesBeforeCatalog = 7;
 constexpr std::size_t kFixedLines = kLinesBeforeCatalog + 1;
 
 using Lines = std::vector<std::u16string_view>;
 
-/// The lines that are not empty; a line may end in CR LF.
+/// The non-empty lines; a line may end in CR LF.
 Lines SplitLines(std::u16string_view text) {
   Lines lines;
   while (!text.empty()) {
@@ -38,7 +38,7 @@ Lines SplitLines(std::u16string_view text) {
   return lines;
 }
 
-/// What follows `prefix`, if the line begins with it.
+/// The text after `prefix`, if the line begins with it.
 std::optional<std::u16string_view> Rest(std::u16string_view line, std::u16string_view prefix) {
   if (!line.starts_with(prefix)) return std::nullopt;
   return line.substr(prefix.size());
@@ -50,8 +50,8 @@ bool IsBlank(char16_t unit) {
 
 enum class Sign { Plus, Minus };
 
-/// Digits as the C library's conversion to an unsigned 32-bit number reads them: what is too large
-/// becomes the largest number. Nothing when something else stands among them.
+/// Converts digits as wcstoul does for 32 bits: an overflow yields the largest number. Nothing if
+/// there is any other character.
 std::optional<std::uint32_t> ReadDigits(std::u16string_view digits, Sign sign) {
   constexpr std::uint32_t kLargest = std::numeric_limits<std::uint32_t>::max();
   std::uint64_t value = 0;
@@ -64,9 +64,9 @@ std::optional<std::uint32_t> ReadDigits(std::u16string_view digits, Sign sign) {
   return sign == Sign::Minus ? 0 - number : number;
 }
 
-/// The number that is the whole of `text`, as wcstoul with base 10 and a 32-bit result converts it:
-/// blanks and a sign may lead, and a minus sign negates modulo 2^32. No text at all is 0; blanks or
-/// a sign without digits are no number.
+/// Converts all of `text` as wcstoul does for base 10 and 32 bits: blanks and a sign may lead, and
+/// a minus sign negates modulo 2^32. An empty text is 0; blanks or a sign without digits are no
+/// number.
 std::optional<std::uint32_t> ReadNumber(std::u16string_view text) {
   if (text.empty()) return 0;
   text.remove_prefix(

@@ -1,8 +1,8 @@
 #pragma once
 
-// ActivationState: which package a driver bind is to activate, and what the audio endpoints looked
-// like before it. Its text form is the journal's content; the parser accepts a text only if every
-// rule holds, because a later run trusts it to tell a finished activation from a failed candidate.
+// ActivationState: the package that a driver bind is to activate and the audio endpoints before it.
+// Its text form is the content of the journal. The parser is strict, because a later run relies on
+// the journal to tell a finished activation from a failed candidate.
 
 #include "catalog/catalog_endpoint.h"
 #include "catalog/endpoint_sets.h"
@@ -17,24 +17,23 @@ namespace vorn {
 
 struct ActivationState {
   bool fresh = false;                    // no root existed before the bind; both lists are empty
-  DriverIdentity target;                 // the package to activate; a hash of either case
-  std::vector<CatalogEndpoint> catalog;  // catalog before the bind, at most 20
+  DriverIdentity target;                 // the package to activate
+  std::vector<CatalogEndpoint> catalog;  // before the bind, at most 20
   std::vector<std::u16string> present;   // instance ids expected present, at most 20
 
-  /// What `fresh` says of the root, for the judgements that need it.
   RootOrigin Origin() const { return fresh ? RootOrigin::Fresh : RootOrigin::Existing; }
 
   friend bool operator==(const ActivationState&, const ActivationState&) = default;
 };
 
-/// The journal text of a record: one line each, every line ended by a line feed. Validates nothing.
+/// The journal text, lines ended by line feeds. Validates nothing.
 std::u16string SerializeActivationState(const ActivationState& state);
 
-/// Reads a journal text. Nothing if any rule is broken.
+/// Parses a journal text; nothing if it breaks any rule.
 std::optional<ActivationState> ParseActivationState(std::u16string_view text);
 
-/// Whether a target holds what that of every journal must: the lengths of version and date and no
-/// line break in them, the program's service name, and a hash of 64 hexadecimal digits.
+/// Whether a target is valid in a journal: version and date within their lengths and without line
+/// breaks, the program's service name, and a hash of 64 hexadecimal digits.
 bool IsValidTarget(const DriverIdentity& target);
 
 }  // namespace vorn

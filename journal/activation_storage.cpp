@@ -13,6 +13,7 @@
 #include "privileged_input/file.h"
 #include "privileged_input/file_transfer.h"
 #include "privileged_input/native_api.h"
+#include "privileged_input/refusal.h"
 #include "product/endpoint_identity.h"
 #include "report/console.h"
 
@@ -30,14 +31,14 @@ using privileged_input::AbsolutePath;
 using privileged_input::Directory;
 using privileged_input::File;
 
-/// Owner Administrators; a protected DACL that grants full access to LocalSystem and Administrators
-/// alone.
+/// Owner Administrators; a protected DACL that grants full access only to LocalSystem and
+/// Administrators.
 constexpr char16_t kJournalSddl[] = u"O:BAD:P(A;;FA;;;SY)(A;;FA;;;BA)";
 
 constexpr std::size_t kMaxIdLength = 1024;
 
-/// Stricter than the parser, which tolerates "|" in an endpoint id: what is written must never be
-/// in doubt.
+/// Stricter than the parser, which accepts "|" in an endpoint id: what we write must be
+/// unambiguous.
 bool IsWritableEndpoint(const CatalogEndpoint& endpoint) {
   return IsSingleLine(endpoint.endpointId, kMaxIdLength) &&
          endpoint.endpointId.find(u'|') == std::u16string::npos;
@@ -72,19 +73,16 @@ std::u16string ToText(const std::vector<std::uint8_t>& bytes) {
   return text;
 }
 
-/// Deletes what was created; the last error stays as it was.
+/// Deletes the new file and preserves the last error.
 void Discard(const File& journal) {
   const platform::KeptLastError kept;
   privileged_input::MarkForDeletion(journal.Handle());
 }
 
-/// Creates the empty journal; on failure nothing of it is left.
+/// Creates the empty journal; leaves nothing on failure.
 File CreateJournal(const std::optional<AbsolutePath>& path,
                    const platform::SECURITY_DESCRIPTOR* descriptor) {
-  if (!path) {
-    platform::SetLastError(platform::ERROR_INVALID_NAME);
-    return {};
-  }
+  if (!path) return privileged_input::RefuseWith<File>(platform::ERROR_INVALID_NAME);
   const Directory folder =
       Directory::OpenAbsolute(path->Folder(), privileged_input::LoadNativeApi());
   File journal =
@@ -96,7 +94,6 @@ File CreateJournal(const std::optional<AbsolutePath>& path,
   return journal;
 }
 
-/// Writes the journal's whole content and captures its size.
 bool WriteContent(File& journal, const std::vector<std::uint8_t>& content) {
   return privileged_input::SeekToStart(journal.Handle()) &&
          privileged_input::WriteExactly(journal.Handle(), content.data(),
@@ -125,18 +122,13 @@ bool Journal::Write(const ActivationState& state) {
   platform::SecurityDescriptor descriptor;
   if (!platform::ConvertStringSecurityDescriptorToSecurityDescriptorW(
           kJournalSddl, platform::SDDL_REVISION_1, descriptor.Receive(), nullptr)) {
-    ReportFailedCall(u"activation-state security descriptor");
-    return false;
+    return ReportFailedCall(u"activation-state security descriptor");
   }
   File journal = CreateJournal(path_, descriptor.Get());
-  if (!journal) {
-    ReportFailedCall(u"safe create(activation state)");
-    return false;
-  }
+  if (!journal) return ReportFailedCall(u"safe create(activation state)");
   if (!WriteContent(journal, content)) {
     Discard(journal);
-    ReportFailedCall(u"WriteFile(activation state)");
-    return false;
+    return ReportFailedCall(u"WriteFile(activation state)");
   }
   files_.Keep(*path_, journal);
   Print(u"vorn_devnode: persisted protected pre-bind activation state\n");
@@ -172,7 +164,7 @@ void Journal::Delete() {
     ReportFailedCall(u"delete handle(activation state)");
   }
   files_.Forget(*path_);
-  // The file goes with its last handle, and a new journal may be created right afterwards.
+  // The file disappears when its last handle closes, so close it before a new journal is created.
   journal.Close();
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
-// JournalGuard: deletes the journal of this run when it ends, unless the run decided that it stays.
-// Armed right after the journal was written, so that no failure leaves one behind.
+// JournalGuard: deletes the journal that this run has written, unless the run decides to keep it,
+// so that no failure leaves one behind.
 
 #include "journal/activation_storage.h"
 
@@ -9,7 +9,6 @@ namespace vorn {
 
 class JournalGuard {
  public:
-  /// `journal` is the one that this run has written.
   explicit JournalGuard(Journal& journal) : journal_(journal) {}
   ~JournalGuard() {
     if (!kept_) journal_.Delete();
@@ -17,7 +16,6 @@ class JournalGuard {
   JournalGuard(const JournalGuard&) = delete;
   JournalGuard& operator=(const JournalGuard&) = delete;
 
-  /// The journal stays.
   void Keep() { kept_ = true; }
 
  private:
