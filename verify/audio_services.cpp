@@ -5,12 +5,8 @@
 
 namespace vorn {
 
-namespace {
-
 // The audio service depends on the builder.
 constexpr const char16_t* kAudioServices[] = {u"AudioEndpointBuilder", u"Audiosrv"};
-
-}  // namespace
 
 void StartAudioServices() {
   const platform::ServiceHandle manager(platform::OpenSCManagerW(platform::SC_MANAGER_CONNECT));

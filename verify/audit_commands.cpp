@@ -22,7 +22,7 @@ ExitStatus AuditCatalog() {
   }
   const CatalogSnapshot snapshot =
       TakeCatalogSnapshot(root.instanceId, root.endpointChildren, PnpComparison::Children);
-  // Judged also when the snapshot failed, so that the operator sees both halves.
+  // Checked even if the snapshot failed, so that the line shows both reasons.
   const CheckResult complete = CheckCompleteCatalog(snapshot.endpoints);
   if (!snapshot.ok || !complete.ok) {
     PrintError(u"vorn_devnode: catalog audit failed: %ls / %ls\n", snapshot.reason,

@@ -17,18 +17,8 @@ constexpr std::uint32_t kRootStartTimeoutMs = 20'000;
 constexpr std::uint32_t kProofTimeoutMs = 90'000;
 constexpr std::uint32_t kPollPauseMs = 2'000;
 
-/// How long a run may take; a quick one looks once at each.
-struct Budget {
-  std::uint32_t rootStartMs;
-  std::uint32_t proofMs;
-};
-
-Budget BudgetOf(VerificationMode mode) {
-  if (mode == VerificationMode::Quick) return {.rootStartMs = 0, .proofMs = 0};
-  return {.rootStartMs = kRootStartTimeoutMs, .proofMs = kProofTimeoutMs};
-}
-
-/// Looks until everything is proven at once, or for `budgetMs`. Returns the latest evidence.
+/// Observes until everything is proven or `budgetMs` have passed; 0 observes once. Returns the
+/// latest evidence.
 Observations ObserveUntilProven(const ActivationState& state, PackageChange change,
                                 std::uint32_t budgetMs) {
   const std::uint64_t deadline = platform::GetTickCount64() + budgetMs;
@@ -53,8 +43,7 @@ void ReportProven(const ActivationState& state, const Observations& seen) {
       seen.catalog.activeEndpointIds.size(), seen.root.endpointChildren.size());
 }
 
-/// A word stands for an observation that holds only where the line has always had one; the others
-/// show their reason, which is then empty.
+/// Only some observations have a word for success; the others then show their empty reason.
 void ReportMissing(const Observations& seen) {
   const auto wordOr = [](bool ok, std::u16string_view word, std::u16string_view reason) {
     return ok ? word : reason;
@@ -74,16 +63,14 @@ void ReportMissing(const Observations& seen) {
 
 ExitStatus RunLiveVerification(const ActivationState& state, VerificationMode mode,
                                PackageChange change) {
-  const Budget budget = BudgetOf(mode);
   const bool reporting = mode == VerificationMode::Reporting;
-
   StartAudioServices();
-  const StartWait wait = WaitForStartedRoot(budget.rootStartMs);
+  const StartWait wait = WaitForStartedRoot(reporting ? kRootStartTimeoutMs : 0);
   if (!wait.started) {
     if (reporting) ReportNotStarted(wait.problem);
     return kExitNotStarted;
   }
-  const Observations seen = ObserveUntilProven(state, change, budget.proofMs);
+  const Observations seen = ObserveUntilProven(state, change, reporting ? kProofTimeoutMs : 0);
   const bool proven = AreProven(seen);
   if (reporting && proven) ReportProven(state, seen);
   if (reporting && !proven) ReportMissing(seen);

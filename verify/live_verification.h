@@ -1,8 +1,7 @@
 #pragma once
 
-// The live verification engine: proves, from seven independent observations that must all hold at
-// once, that the live root runs the target package and shows exactly the expected endpoints. Every
-// command rests its claim of success on it.
+// The live verification engine: proves by seven independent observations, which must all hold at
+// once, that the live root runs the target package and has exactly the expected endpoints.
 
 #include "catalog/catalog_transition.h"
 #include "journal/activation_state.h"
@@ -11,15 +10,14 @@
 namespace vorn {
 
 enum class VerificationMode {
-  Reporting,  // waits for the device and its endpoints to settle, and prints the final line
-  Quick,      // looks once and prints nothing; the caller reports
+  Reporting,  // waits until the device and its endpoints settle, and prints the RESULT line
+  Quick,      // observes once and prints nothing
 };
 
 /// Starts the audio services, waits up to 20 s for the root to start, then observes every 2 s for
-/// up to 90 s until everything is proven. Returns kExitOk, kExitEndpointsMissing when an
-/// observation still fails at the deadline, or kExitNotStarted. In the reporting mode the one
-/// RESULT line goes to standard output when it is OK, else to standard error. `change` is None when
-/// the live root ran the target before the bind, so that no endpoint id may have been minted anew.
+/// up to 90 s until everything is proven. Returns kExitOk, kExitEndpointsMissing if an observation
+/// still fails, or kExitNotStarted. `change` is None if the live root ran the target before the
+/// bind, so that endpoint ids must not change.
 ExitStatus RunLiveVerification(const ActivationState& state, VerificationMode mode,
                                PackageChange change = PackageChange::Possible);
 

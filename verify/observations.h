@@ -1,8 +1,8 @@
 #pragma once
 
-// Observations: the latest evidence of each of the seven facts that must hold at once for an
-// activation to be proven. A look refreshes what it can; the rest keeps its last value, so that a
-// report always names the most recent evidence.
+// Observations: the latest evidence for the seven facts that must hold at once to prove an
+// activation. What cannot be observed anew keeps its last value, so that a report always has the
+// most recent evidence.
 
 #include "base/check_result.h"
 #include "catalog/catalog_snapshot.h"
@@ -22,12 +22,10 @@ struct Observations {
   CheckResult present = CheckResult::Failed(u"present AudioEndpoint transition not observed");
 };
 
-/// Looks once at everything, against what `state` expects of a bind that changed the package or
-/// not. While the root is not ok nothing else is looked at; while the catalog is not ok its
-/// transition is not judged.
+/// Updates all observations once against `state`. If the root is not ok, nothing else is observed;
+/// if the catalog is not ok, its transition is not checked.
 void Observe(const ActivationState& state, PackageChange change, Observations& seen);
 
-/// Whether all seven hold.
 bool AreProven(const Observations& seen);
 
 }  // namespace vorn

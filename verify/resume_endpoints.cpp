@@ -11,7 +11,7 @@ namespace vorn {
 
 namespace {
 
-/// Shows every endpoint; returns how many could not be shown, each with a line.
+/// Returns how many endpoints could not be shown, after printing each.
 std::int32_t ShowEveryEndpoint(platform::HANDLE channel) {
   std::int32_t failed = 0;
   for (const EndpointIdentity& endpoint : AllEndpointIdentities()) {
@@ -37,7 +37,7 @@ ExitStatus ResumeEndpoints() {
     PrintError(u"vorn_devnode: resume-endpoints: %ls\n", channel.reason);
     return kExitNotStarted;
   }
-  // Any answer will do here, also a short one: this is the last resort.
+  // As a last resort this accepts even a short reply.
   const ControlAnswer lease = AcquireControllerLease(channel.handle.Get());
   if (!lease.succeeded) {
     PrintError(u"vorn_devnode: resume-endpoints: controller lease unavailable (error 0x%08lX)\n",

@@ -1,14 +1,13 @@
 #pragma once
 
-// The manual recovery: every endpoint is shown, whoever hid it.
+// Manual recovery: shows every endpoint, whoever hid it.
 
 #include "report/exit_status.h"
 
 namespace vorn {
 
-/// The command `resume-endpoints`. Returns kExitNotStarted when there is no live root or its driver
-/// cannot be reached, kExitHotSwapFailed without a lease, kExitEndpointsMissing when an endpoint
-/// could not be shown, else kExitOk.
+/// `resume-endpoints`. Returns kExitOk, kExitNotStarted without a live root or a channel to its
+/// driver, kExitHotSwapFailed without a lease, or kExitEndpointsMissing after a failed request.
 ExitStatus ResumeEndpoints();
 
 }  // namespace vorn

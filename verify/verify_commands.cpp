@@ -14,7 +14,7 @@ namespace vorn {
 
 namespace {
 
-/// Texts are compared, not dates: 2026-1-2 is not 2026-01-02.
+/// Compares texts, not dates: 2026-1-2 is not 2026-01-02.
 bool NamesTarget(const ActivationState& state, const std::u16string& version,
                  const std::u16string& date) {
   return EqualsIgnoringCase(state.target.version, version) &&
@@ -64,7 +64,7 @@ ExitStatus HotActivate(const std::u16string& version, const std::u16string& date
   }
   const HotRestartResult restart = RunHotRestartPreflight();
   if (restart.passed && !restart.restartRequested) {
-    // A restarted device publishes its endpoints anew; there is nothing to take back.
+    // A restarted device publishes its endpoints again, so none is hidden any more.
     guard.Forget();
     return RunLiveVerification(*state, VerificationMode::Reporting);
   }

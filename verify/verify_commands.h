@@ -1,7 +1,7 @@
 #pragma once
 
-// The two commands that close an activation which an earlier install prepared and journalled. Both
-// act only on a journal that names exactly the package that the operator expects.
+// The two commands that complete an activation that an earlier install has journalled. `version`
+// and `date` must equal the journal's target, ignoring case.
 
 #include "journal/activation_storage.h"
 #include "report/exit_status.h"
@@ -10,14 +10,13 @@
 
 namespace vorn {
 
-/// `verify`: proves the live state against the journal and changes nothing.
-/// `version` and `date` must equal the journal's but for ASCII case. Returns the engine's status,
-/// or kExitEndpointsMissing for a missing, malformed or different journal.
+/// `verify`: proves the live system against the journal and changes nothing. Returns the status of
+/// RunLiveVerification, or kExitEndpointsMissing without a valid journal of that target.
 ExitStatus Verify(const std::u16string& version, const std::u16string& date, Journal& journal);
 
-/// `hot-activate`: restarts the live root, its endpoints hidden meanwhile, so that it loads the
-/// selected driver without a restart of the machine, then proves it as `verify` does. Returns the
-/// engine's status, or kExitHotSwapFailed. Whatever was hidden is shown again on every way out.
+/// `hot-activate`: restarts the live root with its endpoints hidden, so that it loads the selected
+/// driver without a machine restart, then proves it as `verify`. Returns RunLiveVerification's
+/// status, or kExitHotSwapFailed. Hidden endpoints are always shown again.
 ExitStatus HotActivate(const std::u16string& version, const std::u16string& date, Journal& journal);
 
 }  // namespace vorn
