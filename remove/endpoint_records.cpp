@@ -8,6 +8,8 @@
 #include "product/product.h"
 #include "remove/registry_keys.h"
 
+#include <algorithm>
+
 namespace vorn {
 
 namespace {
@@ -18,15 +20,14 @@ constexpr std::uint32_t kStateNotPresent = 4;
 constexpr std::uint32_t kIdlePollMs = 250;
 
 struct OwnedRecord {
-  platform::HKEY flowKey;  // open as long as the flow is
+  platform::HKEY flowKey;  // not owned
   std::u16string name;
   std::u16string displayPath;
 };
 
 enum class Ownership { Ours, NotOurs, Unknown };
 
-/// The marker's buffer holds 4 bytes on purpose: a larger value cannot be ours, and the platform
-/// says so by ERROR_MORE_DATA.
+/// A value larger than 4 bytes is not our marker; the platform returns ERROR_MORE_DATA for it.
 Ownership JudgeOwner(platform::HKEY flowKey, const std::u16string& name) {
   std::uint32_t type = platform::REG_NONE;
   std::uint32_t cable = 0;
@@ -61,7 +62,7 @@ void CollectFlow(platform::HKEY flowKey, const std::u16string& flow,
   }
 }
 
-/// Fills `owned` from both flows; the keys that it refers to are kept open in `flowKeys`.
+/// Fills `owned` from both flows; `flowKeys` keeps its keys open.
 void CollectOwnedRecords(platform::HKEY rootKey, const std::u16string& basePath,
                          std::vector<platform::RegistryKey>& flowKeys,
                          std::vector<OwnedRecord>& owned, EndpointRecordCleanupResult& result) {
@@ -80,7 +81,7 @@ void CollectOwnedRecords(platform::HKEY rootKey, const std::u16string& basePath,
   }
 }
 
-/// Whether the record's state can be read and is another than "not present".
+/// Whether the state can be read and is not "not present".
 bool IsActive(const OwnedRecord& record) {
   std::uint32_t state = 0;
   std::uint32_t size = sizeof state;
@@ -90,16 +91,9 @@ bool IsActive(const OwnedRecord& record) {
   return status == 0 && (state & kStateMask) != kStateNotPresent;
 }
 
-bool AnyActive(const std::vector<OwnedRecord>& owned) {
-  for (const OwnedRecord& record : owned) {
-    if (IsActive(record)) return true;
-  }
-  return false;
-}
-
 void WaitUntilIdle(const std::vector<OwnedRecord>& owned, std::uint32_t budgetMs) {
   const std::uint64_t deadline = platform::GetTickCount64() + budgetMs;
-  while (AnyActive(owned)) {
+  while (std::any_of(owned.begin(), owned.end(), IsActive)) {
     if (platform::GetTickCount64() >= deadline) return;
     platform::Sleep(kIdlePollMs);
   }

@@ -1,8 +1,8 @@
 #pragma once
 
-// Windows keeps a record of every audio endpoint that it has ever seen. After the device is gone,
-// the records of its endpoints are deleted, so that no stale endpoint stays in the audio settings.
-// A record is deleted only when the driver's own marker property proves whose it is.
+// Windows keeps a record of every audio endpoint that it has ever seen. After the device is
+// removed, its endpoints' records are deleted so that the audio settings show no stale endpoints. A
+// record is deleted only if the driver's own marker property proves its owner.
 
 #include "platform/registry.h"
 
@@ -12,24 +12,24 @@
 
 namespace vorn {
 
-/// What became of the records. Display paths are the flow's name, a backslash and the key's name.
+/// Records by display path: "<flow>\<key>".
 struct EndpointRecordCleanupResult {
   std::vector<std::u16string> removed;
-  std::vector<std::u16string> retained;    // owned, not deleted; each with " (error 0x%08lX)"
-  std::vector<std::u16string> unreadable;  // marker could not be read, so the owner is unknown
-  bool listedAll = true;  // false when some flow or its records could not be listed
+  std::vector<std::u16string> retained;    // owned but not deleted; each with " (error 0x%08lX)"
+  std::vector<std::u16string> unreadable;  // the marker could not be read: owner unknown
+  bool listedAll = true;                   // every flow and its records could be listed
 };
 
-/// Deletes every owned endpoint record below `basePath` of `rootKey`, in the 64-bit view. Waits up
-/// to `budgetMs` milliseconds for the records to leave the active states first; they are deleted
-/// however the wait ends. Prints nothing. (RegOpenKeyExW, RegEnumKeyExW, RegGetValueW, NtDeleteKey)
+/// Deletes every owned endpoint record below `basePath` of `rootKey`, in the 64-bit view
+/// (NtDeleteKey). Waits up to `budgetMs` until no record is active, then deletes them anyway.
+/// Prints nothing.
 EndpointRecordCleanupResult CleanEndpointRecords(platform::HKEY rootKey,
                                                  const std::u16string& basePath,
                                                  std::uint32_t budgetMs);
 
-/// Deletes a key with everything below it, "Properties" last of its siblings. A key that denies
-/// access is opened again with the backup and restore privileges. Returns an error code, 0 on
-/// success; a key that is already gone counts as success.
+/// Deletes a key and everything below it, at each level "Properties" last. A key that denies access
+/// is opened again with the backup and restore privileges. Returns an error code; 0 on success and
+/// if the key does not exist.
 std::uint32_t DeleteKeyTree(platform::HKEY parentKey, const std::u16string& subkeyName);
 
 }  // namespace vorn

@@ -21,8 +21,8 @@ void EnablePrivilege(platform::HANDLE token, const char16_t* name) {
   platform::AdjustTokenPrivileges(token, false, &privileges);
 }
 
-/// Each privilege is enabled on its own: a token may hold only one of them, and the open that
-/// follows shows whether what it got is enough.
+/// Each privilege is enabled separately, because a token may hold only one of them. The next open
+/// shows whether that suffices.
 void EnableBackupAndRestore() {
   platform::KernelHandle token;
   if (!platform::OpenProcessToken(platform::GetCurrentProcess(),
@@ -59,8 +59,8 @@ std::uint32_t DeleteOpenKey(platform::HKEY key) {
   return status < 0 ? api.rtlNtStatusToDosError(status) : platform::ERROR_SUCCESS;
 }
 
-/// The properties prove whose record it is: they go last, so that a deletion that stops half-way
-/// leaves a record that can still be recognised.
+/// The properties prove the record's owner. They are deleted last, so that a record whose deletion
+/// fails can still be recognised.
 void MovePropertiesLast(std::vector<std::u16string>& names) {
   std::stable_partition(names.begin(), names.end(), [](const std::u16string& name) {
     return !EqualsIgnoringCase(name, kLastSubkey);

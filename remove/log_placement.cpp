@@ -20,7 +20,7 @@ using privileged_input::OpenRequest;
 constexpr char16_t kFolderName[] = u"logs";
 constexpr char16_t kFileName[] = u"vorn_devnode.log";
 
-// Other writers may append meanwhile; nobody may rename or delete the file while it is held.
+// While the file is open, others may append to it but not rename or delete it.
 constexpr std::uint32_t kLogAccess = platform::GENERIC_READ | platform::READ_CONTROL;
 constexpr std::uint32_t kLogShare = platform::FILE_SHARE_READ | platform::FILE_SHARE_WRITE;
 constexpr OpenRequest kOpenLog = {.access = kLogAccess,
@@ -32,15 +32,10 @@ constexpr OpenRequest kCreateLog = {.access = kLogAccess,
                                     .kind = platform::FILE_NON_DIRECTORY_FILE,
                                     .share = kLogShare};
 
-/// The folder above the one that holds the INF; a bare drive means its root.
-std::u16string FolderAbove(std::u16string_view infPath) {
-  return std::u16string(CutLastComponent(CutLastComponent(infPath)));
-}
-
-Directory OpenParent(const std::u16string& parent) {
-  const bool bareDrive = parent.size() == 2;
-  return Directory::OpenAbsolute(bareDrive ? parent + u"\\" : parent,
-                                 privileged_input::LoadNativeApi());
+/// The parent of the INF's folder; a bare drive is its root. Empty if there is none.
+std::u16string ParentPath(std::u16string_view infPath) {
+  const std::u16string_view parent = CutLastComponent(CutLastComponent(infPath));
+  return parent.size() == 2 ? std::u16string(parent) + u"\\" : std::u16string(parent);
 }
 
 bool MakeFolder(const std::u16string& path) {
@@ -54,9 +49,8 @@ bool HasOneName(platform::HANDLE file) {
          information.nNumberOfLinks == 1;
 }
 
-/// Opens the file, or creates it with the folder's inherited security; null unless it is a plain
-/// file with one name. The stream that appends is opened by path while this is open, so that it
-/// opens the same file.
+/// Opens the file, or creates it with inherited security; null unless it is a plain file with one
+/// name. While the handle is open, the stream opened by path is the same file.
 std::shared_ptr<const void> HoldLogFile(const Directory& folder) {
   const privileged_input::NativeApi& api = folder.SharedState()->api;
   // NOLINTNEXTLINE(clang-analyzer-core.NonNullParamChecker): an open folder has a state
@@ -67,8 +61,8 @@ std::shared_ptr<const void> HoldLogFile(const Directory& folder) {
   if (!file || !privileged_input::IsPlainFile(file.Get()) || !HasOneName(file.Get())) {
     return nullptr;
   }
-  // A folder can be turned into a link in place while it is empty, even while it is held. With the
-  // file in it that is over, so what it is now it stays.
+  // An empty folder can be turned into a link even while it is open. Now that it holds the file it
+  // no longer can, so this check lasts.
   if (!privileged_input::IsPlainFolder(folder.Handle())) return nullptr;
   return std::make_shared<const platform::KernelHandle>(std::move(file));
 }
@@ -76,12 +70,12 @@ std::shared_ptr<const void> HoldLogFile(const Directory& folder) {
 }  // namespace
 
 void PlaceRemovalLog(std::u16string_view commandLineInfPath, RemovalLog& log) {
-  const std::u16string parentPath = FolderAbove(commandLineInfPath);
+  const std::u16string parentPath = ParentPath(commandLineInfPath);
   if (parentPath.empty()) return;
-  // The parent is held before anything is created in it by name.
-  const Directory parent = OpenParent(parentPath);
+  // Open the parent before creating anything in it by name.
+  const Directory parent = Directory::OpenAbsolute(parentPath, privileged_input::LoadNativeApi());
   if (!parent) return;
-  // By the volume's own name: a drive letter may lead elsewhere by now.
+  // Use the volume GUID path: the drive letter may have been redirected.
   if (!MakeFolder(JoinPath(parent.Path(), kFolderName))) return;
   const Directory folder = Directory::OpenRelative(parent, kFolderName);
   if (!folder) return;

@@ -1,12 +1,11 @@
 #pragma once
 
-// Where the removal log goes: "logs\vorn_devnode.log" beside the folder of the INF that was typed.
+// Places the removal log: "logs\vorn_devnode.log" beside the folder of the INF on the command line.
 //
-// The file lies among files of other users and is written by an elevated program, so the folders on
-// the way to it are opened through verified handles and held while the command runs: none of them
-// can become a link. The file itself is proven before each message, and cannot be replaced while
-// the message is written. Where that cannot be had, there is no log file; logging never fails a
-// removal.
+// An elevated program writes the file where other users may have access. So the folders on its path
+// are opened through verified handles and stay open while the command runs, and the file is checked
+// before each message and cannot be replaced during it. If that fails there is no log file; logging
+// never fails a removal.
 
 #include "report/removal_log.h"
 
@@ -15,9 +14,8 @@
 
 namespace vorn {
 
-/// Gives `log`, which has no path yet, its place for this run, creating the folder "logs" when it
-/// is missing; the file is made by the first message. Leaves no path when the INF has no folder
-/// above its own, or when the folders cannot be used.
+/// Sets the path of `log` and creates the folder "logs" if it is missing; the first message creates
+/// the file. Sets no path if the INF's folder has no parent or a folder cannot be used.
 void PlaceRemovalLog(std::u16string_view commandLineInfPath, RemovalLog& log);
 
 }  // namespace vorn

@@ -21,7 +21,7 @@ struct QueryRemoval {
 
 QueryRemoval QueryRemove(platform::DEVINST node) {
   QueryRemoval removal;
-  // One unit more than the platform may fill, so that the name always ends.
+  // One unit more than the platform may fill, so that the name is always terminated.
   char16_t vetoName[kVetoNameLength + 1] = {};
   removal.result = platform::CM_Query_And_Remove_SubTreeW(
       node, &removal.vetoType, vetoName, kVetoNameLength,
@@ -50,7 +50,7 @@ bool QueryRemoveWithRetries(const std::u16string& instanceId, std::uint32_t budg
     }
     const bool vetoed = removal.result == platform::CR_REMOVE_VETOED;
     const bool budgetSpent = elapsed >= budgetMs;
-    // A long wait for one holder is two lines, not forty.
+    // Log only the first and the last of many vetoes.
     if (!vetoed || budgetSpent || attempt == 1) {
       log.LogRemoval(Format(u"query-remove attempt %u: CONFIGRET %u, veto type %u by '%ls'",
                             attempt, removal.result, removal.vetoType, removal.vetoName));

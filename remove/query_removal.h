@@ -1,6 +1,6 @@
 #pragma once
 
-// Asking a device and everything below it to let go, before it is removed.
+// Asks applications to release a device and its children before it is removed.
 
 #include "report/removal_log.h"
 
@@ -9,10 +9,9 @@
 
 namespace vorn {
 
-/// Query-removes the device's subtree (CM_Query_And_Remove_SubTreeW), trying again every 250 ms
-/// while some component vetoes it. False when it is still vetoed after `budgetMs`; true otherwise:
-/// also for a device that has no live node, and for any other refusal, which the removal that
-/// follows exposes. Writes to `log`.
+/// Query-removes the device's subtree (CM_Query_And_Remove_SubTreeW), retrying every 250 ms while
+/// it is vetoed. Returns false if it is still vetoed after `budgetMs`. Any other failure, or a
+/// device without a live node, returns true: the actual removal decides. Writes to `log`.
 bool QueryRemoveWithRetries(const std::u16string& instanceId, std::uint32_t budgetMs,
                             const RemovalLog& log);
 

@@ -4,11 +4,7 @@
 
 namespace vorn {
 
-namespace {
-
 constexpr std::uint32_t kNameUnits = 256;  // the longest key name with its terminator
-
-}  // namespace
 
 SubkeyListing ListSubkeys(platform::HKEY key) {
   SubkeyListing listing;

@@ -1,6 +1,6 @@
 #pragma once
 
-// Listing the subkeys of an open registry key.
+// Lists the subkeys of an open registry key.
 
 #include "platform/registry.h"
 
@@ -11,10 +11,10 @@ namespace vorn {
 
 struct SubkeyListing {
   std::vector<std::u16string> names;  // in the platform's order; those read before a failure
-  bool complete = false;              // the listing ended as a listing should
+  bool complete = false;
 };
 
-/// Names of the subkeys of `key`, which needs KEY_ENUMERATE_SUB_KEYS. (RegEnumKeyExW)
+/// Lists the subkeys of `key` (RegEnumKeyExW), which needs KEY_ENUMERATE_SUB_KEYS.
 SubkeyListing ListSubkeys(platform::HKEY key);
 
 }  // namespace vorn

@@ -18,11 +18,11 @@ namespace {
 
 constexpr std::uint32_t kQueryRemoveBudgetMs = 10000;
 constexpr std::uint32_t kEndpointRecordBudgetMs = 10000;
-constexpr std::int32_t kUncountedRoots = -1;  // how the final line says that they were not counted
+constexpr std::int32_t kUncountedRoots = -1;  // in the final line
 constexpr char16_t kEndpointRecordPath[] =
     u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\MMDevices\\Audio";
 
-/// The identity of the given INF; nothing when it is not provably the product's package.
+/// The identity of the INF; nothing unless it is the product's.
 std::optional<InfIdentity> AuthenticateExpectedInf(const privileged_input::File& inf) {
   std::optional<InfIdentity> expected = ReadInfIdentity(inf);
   if (expected && !HasExactPackageContract(*expected)) expected.reset();
@@ -38,7 +38,7 @@ void QuiesceBeforeRemoval(QuiesceGuard& guard, const RemovalLog& log) {
   }
 }
 
-/// Gives applications the chance to let go of the live root. False when it is still held.
+/// Asks applications to release the live root. False if one still holds it.
 bool LetGoOfLiveRoot(QuiesceGuard& guard, const RemovalLog& log) {
   QuiesceBeforeRemoval(guard, log);
   if (QueryRemoveWithRetries(guard.RootInstanceId(), kQueryRemoveBudgetMs, log)) return true;
@@ -71,7 +71,6 @@ void ReportEndpointRecords(const EndpointRecordCleanupResult& records) {
   }
 }
 
-/// No root is left and no restart is needed: the packages go, then the endpoint records.
 ExitStatus RemovePackagesAndRecords(const InfIdentity& expected, const RootRemoval& removal,
                                     const RemovalLog& log) {
   const std::optional<std::uint32_t> removedPackages = RemoveExactPackages(expected);
@@ -101,7 +100,7 @@ ExitStatus ReportRemainingRoots(const RootRemoval& removal, std::int32_t remaini
   return removal.rebootRequired ? kExitRebootRequired : kExitRemoveFailed;
 }
 
-/// A failed DIF_REMOVE fails the command even when no root remains, so that rule comes first.
+/// A failed DIF_REMOVE fails the command even if no root remains, so it is checked first.
 ExitStatus Decide(const InfIdentity& expected, const RootRemoval& removal,
                   std::optional<std::int32_t> remaining, QuiesceGuard& guard,
                   const RemovalLog& log) {
@@ -113,7 +112,7 @@ ExitStatus Decide(const InfIdentity& expected, const RootRemoval& removal,
   }
   if (*remaining > 0) return ReportRemainingRoots(removal, *remaining, log);
   if (removal.rebootRequired) {
-    // The package and the records stay: the driver is in memory until the restart.
+    // Keep the packages and records: the driver is in memory until the restart.
     Print(u"vorn_devnode: RESULT=REBOOT_REQUIRED - removal is pending restart\n");
     return kExitRebootRequired;
   }

@@ -1,8 +1,8 @@
 #pragma once
 
-// The "remove" command: takes the audio device and its driver package off the machine, and touches
-// nothing unless the INF that it is given is provably the exact package. No package goes while a
-// device root remains, and no endpoint record goes whose owner is not proven.
+// The `remove` command: removes the audio devices, then their driver packages and endpoint records.
+// It changes nothing unless the given INF is proven to be the product's, and removes no package
+// while a device root remains.
 
 #include "privileged_input/input_file.h"
 #include "report/exit_status.h"
@@ -12,8 +12,8 @@
 
 namespace vorn {
 
-/// Runs the command. `inf` is the protected copy of the INF, `commandLineInfPath` the path as
-/// typed, which only places `log`. Prints the result and returns the exit status.
+/// Runs the command. `inf` is the protected copy of the INF; `commandLineInfPath`, the path on the
+/// command line, only places `log`. Prints the result and returns the exit status.
 ExitStatus RunRemove(const privileged_input::InputInf& inf,
                      const std::u16string& commandLineInfPath, RemovalLog& log);
 

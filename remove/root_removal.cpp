@@ -13,22 +13,19 @@ namespace {
 constexpr std::uint64_t kWaitMs = 30000;
 constexpr std::uint32_t kPollMs = 500;
 
-void RemoveRoot(platform::HDEVINFO list, const platform::SP_DEVINFO_DATA& device,
+/// False after a failed call, which is reported.
+bool RemoveRoot(platform::HDEVINFO list, const platform::SP_DEVINFO_DATA& device,
                 RootRemoval& removal) {
   if (!SetRemoveParameters(list, device)) {
-    ReportFailedCall(u"SetupDiSetClassInstallParams(DIF_REMOVE)");
-    removal.failed = true;
-    return;
+    return ReportFailedCall(u"SetupDiSetClassInstallParams(DIF_REMOVE)");
   }
   if (!platform::SetupDiCallClassInstaller(platform::DIF_REMOVE, list, &device)) {
-    ReportFailedCall(u"SetupDiCallClassInstaller(DIF_REMOVE)");
-    removal.failed = true;
-    return;
+    return ReportFailedCall(u"SetupDiCallClassInstaller(DIF_REMOVE)");
   }
   ++removal.removed;
-  // A removal whose restart flags cannot be read is not failed for that: the count of roots shows
-  // what became of it.
+  // Unreadable restart flags are not a failure: the later count of roots decides.
   if (ReadRestartNeeded(list, device).value_or(false)) removal.rebootRequired = true;
+  return true;
 }
 
 }  // namespace
@@ -41,9 +38,9 @@ std::optional<RootRemoval> RemoveInstalledRoots() {
   }
   RootRemoval removal;
   RootWalk walk(list.Get());
-  platform::SP_DEVINFO_DATA device = {};
-  while (walk.Next(device))
-    RemoveRoot(list.Get(), device, removal);
+  for (platform::SP_DEVINFO_DATA device = {}; walk.Next(device);) {
+    if (!RemoveRoot(list.Get(), device, removal)) removal.failed = true;
+  }
   removal.sawEveryDevice = walk.SawEveryDevice();
   return removal;
 }

@@ -1,26 +1,25 @@
 #pragma once
 
-// Removal of every installed root, present or not, and the wait until none is left.
+// Removes every installed root, present or not, and waits until none is left.
 
 #include <cstdint>
 #include <optional>
 
 namespace vorn {
 
-/// What became of the roots.
 struct RootRemoval {
-  bool sawEveryDevice = false;  // the listing ended as it should
+  bool sawEveryDevice = false;  // the listing was complete
   std::int32_t removed = 0;     // DIF_REMOVE succeeded
-  bool failed = false;          // DIF_REMOVE could not be prepared or failed for some root
-  bool rebootRequired = false;  // some removed root asks for a restart of the machine
+  bool failed = false;          // DIF_REMOVE failed for some root
+  bool rebootRequired = false;  // some removed root requires a machine restart
 };
 
-/// Calls DIF_REMOVE on every installed root. Failed calls are reported and the next root follows.
-/// Nothing, which is reported, when the roots could not be listed at all.
+/// Calls DIF_REMOVE on every installed root, also after failures, and reports failed calls. Nothing
+/// if the list did not open.
 std::optional<RootRemoval> RemoveInstalledRoots();
 
-/// Counts the installed roots until there are none, for at most 30 s; the last count, nothing when
-/// they could not be counted.
+/// Counts the installed roots for up to 30 s until there are none. Returns the last count; nothing
+/// if they could not be counted.
 std::optional<std::int32_t> WaitForZeroRoots();
 
 }  // namespace vorn
