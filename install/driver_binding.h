@@ -1,19 +1,19 @@
 #pragma once
 
-// Binding a package to the root devices through Plug and Play.
+// Binds a package to the root devices through Plug and Play.
 
 #include <string>
 
 namespace vorn {
 
 enum class BindOutcome {
-  Rejected,         // the last error says why
-  Bound,            // the device runs on the package
-  WaitsForRestart,  // of the machine
+  Rejected,  // with the last error set
+  Bound,
+  WaitsForRestart,  // bound, but takes effect with a machine restart
 };
 
-/// Has Windows put the package of the INF at `infPath` on every device with the program's hardware
-/// id, whatever is bound to it (UpdateDriverForPlugAndPlayDevicesW with INSTALLFLAG_FORCE).
+/// Binds the package of the INF at `infPath` to every device with the program's hardware id, even
+/// over a better match (UpdateDriverForPlugAndPlayDevicesW with INSTALLFLAG_FORCE).
 BindOutcome BindDriver(const std::u16string& infPath);
 
 }  // namespace vorn

@@ -18,19 +18,8 @@ namespace vorn {
 
 namespace {
 
-/// Whether exactly one present root was found.
-bool IsUnambiguous(const LiveRoot& root) {
-  return root.presentCount == 1 && !root.instanceId.empty();
-}
-
-/// A device that the user disabled is left alone, unless the caller goes back to what it ran
-/// before.
-bool MayBeUpdated(const LiveRoot& root, const InstallRequest& request) {
-  return !root.disabled || request.rollback;
-}
-
-/// The record of a bind of `target`, with which endpoints the user has now. Nothing after printing
-/// why they cannot be told.
+/// The activation state for a bind of `target` with the present endpoints as the baseline. Nothing,
+/// after printing why, if they cannot be determined.
 std::optional<ActivationState> CaptureBaselines(const LiveRoot& root, DriverIdentity target) {
   const CatalogSnapshot catalog =
       TakeCatalogSnapshot(root.instanceId, root.endpointChildren, PnpComparison::None);
@@ -50,7 +39,7 @@ std::optional<ActivationState> CaptureBaselines(const LiveRoot& root, DriverIden
   return state;
 }
 
-/// Runs the engine; a journal whose target is proven stays.
+/// Keeps the journal if its target is proven.
 ExitStatus Prove(const ActivationState& state, PackageChange change, JournalGuard& journal) {
   const ExitStatus proven = RunLiveVerification(state, VerificationMode::Reporting, change);
   if (proven == kExitOk) journal.Keep();
@@ -62,8 +51,8 @@ ExitStatus ConfirmUnchangedPackage(const ActivationState& state, JournalGuard& j
   return Prove(state, PackageChange::None, journal);
 }
 
-/// The candidate waits for a restart, which nobody asked for: the previous package is selected
-/// again, so that the restart does not bring the candidate unproven.
+/// The candidate would take effect unproven at the next restart, so the previous package is
+/// selected again.
 ExitStatus TakeBackDeferredSwitch(const LiveRoot& rootBefore, QuiesceGuard& quiesced) {
   const BindOutcome previous = RestorePreviousSelection(rootBefore);
   if (previous == BindOutcome::Bound) quiesced.Forget();
@@ -78,7 +67,7 @@ ExitStatus TakeBackDeferredSwitch(const LiveRoot& rootBefore, QuiesceGuard& quie
   PrintError(u"vorn_devnode: RESULT=%ls - Windows deferred the driver switch to a restart; %ls\n",
              code, outcome);
   if (hotSwap) return kExitHotSwapFailed;
-  // A restored selection is a refused bind to the caller, although the text names the device.
+  // To the caller a restored selection is a refused bind, although the line says NOT_STARTED.
   return restored ? kExitBindRefused : kExitNotStarted;
 }
 
@@ -92,7 +81,7 @@ ExitStatus BindAndProve(const InstallRequest& request, const LiveRoot& root,
     return kExitBindRefused;
   }
   if (bound == BindOutcome::Bound) {
-    // The driver was restarted with the bind; the engine proves what its new endpoints are.
+    // The bind restarted the driver, which publishes its endpoints again.
     quiesced.Forget();
     Print(u"vorn_devnode: Root\\VornAudio driver updated on existing devnode\n");
     return Prove(state, PackageChange::Possible, journal);
@@ -111,11 +100,11 @@ ExitStatus BindAndProve(const InstallRequest& request, const LiveRoot& root,
 
 ExitStatus UpdateExistingRoot(const InstallRequest& request, DriverIdentity target) {
   const LiveRoot root = DiscoverLiveRoot();
-  if (!IsUnambiguous(root)) {
+  if (root.presentCount != 1 || root.instanceId.empty()) {
     PrintError(u"vorn_devnode: existing root baseline is missing or ambiguous: %ls\n", root.reason);
     return kExitNotStarted;
   }
-  if (!MayBeUpdated(root, request)) {
+  if (root.disabled && !request.rollback) {
     PrintError(
         u"vorn_devnode: RESULT=BIND_REFUSED - the VORN device is disabled; enable it in Device "
         u"Manager before updating its driver\n");
@@ -124,8 +113,8 @@ ExitStatus UpdateExistingRoot(const InstallRequest& request, DriverIdentity targ
   const std::optional<ActivationState> state = CaptureBaselines(root, std::move(target));
   if (!state) return kExitEndpointsMissing;
 
-  // Declared before the journal's guard: what is hidden is shown again last, when the final line is
-  // printed and the journal is gone.
+  // Declared before the journal's guard: hidden endpoints are shown again after the final line,
+  // when the journal has been deleted.
   QuiesceGuard quiesced(root.instanceId);
   if (!request.journal.Write(*state)) return kExitActivationStateBlocks;
   JournalGuard journal(request.journal);

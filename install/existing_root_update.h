@@ -1,8 +1,8 @@
 #pragma once
 
-// Update of the one root device that exists: journals what the user has, hides the endpoints while
-// the driver changes, binds the package and proves the outcome. A switch that Windows defers to a
-// restart is taken back.
+// Updates the one existing root device: journals the user's endpoints, hides them while the driver
+// changes, binds the package and proves the result. A switch that Windows defers to a restart is
+// undone, unless it is a rollback.
 
 #include "install/install_request.h"
 #include "package/driver_identity.h"
@@ -10,7 +10,7 @@
 
 namespace vorn {
 
-/// Binds `target`, the package of the request. Returns the status of the install command.
+/// Binds `target`, the identity of the request's INF. Returns the exit status of the command.
 ExitStatus UpdateExistingRoot(const InstallRequest& request, DriverIdentity target);
 
 }  // namespace vorn

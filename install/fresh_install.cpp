@@ -17,19 +17,18 @@ namespace {
 
 constexpr std::uint32_t kMaxClassNameLength = 32;  // MAX_CLASS_NAME_LEN, with the terminator
 
-/// The new root device while it is being installed, and the list that it is an element of.
 struct NewRoot {
   platform::DeviceInfoList list;
   platform::SP_DEVINFO_DATA device = {};
 };
 
-/// Reports the call that just failed and hands its status on.
+/// Reports the failed call and returns `status`.
 ExitStatus ReportFailure(std::u16string_view call, ExitStatus status) {
   ReportFailedCall(call);
   return status;
 }
 
-/// Makes a root device known to Plug and Play, without a driver. kExitOk, or what failed.
+/// Registers a root device without a driver. Returns kExitOk or the status of the failed step.
 ExitStatus RegisterRoot(NewRoot& root) {
   root.list = platform::DeviceInfoList(platform::SetupDiCreateDeviceInfoList(&kSetupClass));
   if (!root.list) return ReportFailure(u"SetupDiCreateDeviceInfoList", kExitCreateListFailed);
@@ -56,19 +55,12 @@ ExitStatus RegisterRoot(NewRoot& root) {
   return kExitOk;
 }
 
-/// Takes the device away again that no driver could be bound to.
-void RemoveRoot(const NewRoot& root) {
-  platform::SetupDiCallClassInstaller(platform::DIF_REMOVE, root.list.Get(), &root.device);
-}
-
-/// What came of a new device: a status other than kExitOk when it was not made or was taken away
-/// again, else how its package is bound.
 struct NewBinding {
-  ExitStatus status = kExitOk;
-  BindOutcome outcome = BindOutcome::Rejected;
+  ExitStatus status = kExitOk;                  // else there is no device
+  BindOutcome outcome = BindOutcome::Rejected;  // of kExitOk
 };
 
-/// Creates the device and binds the package; the list is destroyed.
+/// Creates the device and binds the package; removes the device again if the bind fails.
 NewBinding CreateAndBindRoot(const InstallRequest& request) {
   NewRoot root;
   const ExitStatus status = RegisterRoot(root);
@@ -76,7 +68,7 @@ NewBinding CreateAndBindRoot(const InstallRequest& request) {
   const BindOutcome outcome = BindDriver(request.inf.path);
   if (outcome != BindOutcome::Rejected) return {.outcome = outcome};
   ReportFailedCall(u"UpdateDriverForPlugAndPlayDevices");
-  RemoveRoot(root);
+  platform::SetupDiCallClassInstaller(platform::DIF_REMOVE, root.list.Get(), &root.device);
   return {.status = kExitFreshBindFailed};
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
-// Installation on a machine without a root device: creates the device, binds the package to it and
-// proves the outcome. A device that the package could not be bound to is taken away again.
+// Installs on a machine without a root device: creates the device, binds the package to it and
+// proves the result. If the bind fails, the device is removed again.
 
 #include "install/install_request.h"
 #include "package/driver_identity.h"
@@ -9,7 +9,7 @@
 
 namespace vorn {
 
-/// Binds `target`, the package of the request. Returns the status of the install command.
+/// Binds `target`, the identity of the request's INF. Returns the exit status of the command.
 ExitStatus InstallFreshRoot(const InstallRequest& request, DriverIdentity target);
 
 }  // namespace vorn

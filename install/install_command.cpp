@@ -16,8 +16,8 @@ namespace vorn {
 
 namespace {
 
-/// Leaves one root device or none, and says how many remain present. Nothing when that could not be
-/// reached within this run.
+/// Removes duplicate roots and returns how many are present, 0 or 1. Nothing if that failed or
+/// needs a machine restart.
 std::optional<std::uint32_t> CleanUpRoots() {
   const std::optional<std::int32_t> installed = CountInstalledRoots();
   if (!installed) return std::nullopt;

@@ -16,8 +16,7 @@ namespace vorn {
 
 namespace {
 
-/// The path of the published INF that the root was bound to; nothing when it is not provably the
-/// package that was bound.
+/// The path of the published INF that the root was bound to; nothing if that is not proven.
 std::optional<std::u16string> AuthenticatePreviousSelection(const LiveRoot& rootBefore) {
   const std::u16string& name = rootBefore.driverInfPath;
   if (!EqualsIgnoringCase(rootBefore.service, kDriverServiceName) || !IsPublishedOemInfName(name)) {
@@ -33,7 +32,7 @@ std::optional<std::u16string> AuthenticatePreviousSelection(const LiveRoot& root
   return PublishedInfPath(*windowsFolder, name);
 }
 
-/// Opens the INF, so that nobody changes it meanwhile, and binds its package.
+/// Keeps the INF open during the bind, so that nobody can change it.
 BindOutcome Reselect(const std::u16string& path) {
   const privileged_input::File file = privileged_input::OpenInputFile(path);
   return file ? BindDriver(path) : BindOutcome::Rejected;
