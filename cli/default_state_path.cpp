@@ -11,14 +11,13 @@ namespace {
 
 constexpr std::uint32_t kModulePathCapacity = 32768;
 
-/// The state file in the folder above the one that holds `path`.
 std::u16string StatePathAboveFolderOf(std::u16string_view path) {
   const std::u16string_view parent = CutLastComponent(CutLastComponent(path));
   if (parent.empty()) return {};
   return std::u16string(parent) + u"\\.vorn-driver-activation-state";
 }
 
-/// `path` made absolute without touching the disk; empty on failure.
+/// Empty on failure.
 std::u16string FullPath(const std::u16string& path) {
   const std::uint32_t needed = platform::GetFullPathNameW(path.c_str(), 0, nullptr, nullptr);
   if (needed == 0) return {};
@@ -31,7 +30,7 @@ std::u16string FullPath(const std::u16string& path) {
   return full;
 }
 
-/// The file of the running program; empty on failure and when it would be cut.
+/// Empty on failure and on truncation.
 std::u16string ProgramPath() {
   std::u16string path(kModulePathCapacity, u'\0');
   const std::uint32_t length =

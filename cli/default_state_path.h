@@ -1,20 +1,19 @@
 #pragma once
 
-// Where the activation state lies when the command line does not say: one folder above the one that
-// holds the INF or the program, so that an installer that keeps the two side by side finds the same
-// file from both.
+// The default path of the activation state: in the parent of the folder of the INF or the program,
+// so that both find the same file if their folders are side by side.
 
 #include <string>
 #include <string_view>
 
 namespace vorn::cli {
 
-/// The default for install: in the parent of the folder of the INF as typed, made absolute with
-/// GetFullPathNameW. Empty when there is no such folder or the platform does not tell.
+/// The default for install, from the INF's path made absolute (GetFullPathNameW). Empty on failure
+/// and without a parent folder.
 std::u16string StatePathForInf(const std::u16string& infPath);
 
-/// The default for verify and hot-activate: in the parent of the folder that holds the program
-/// (GetModuleFileNameW). Empty when there is no such folder or the platform does not tell.
+/// The default for verify and hot-activate, from the program's path (GetModuleFileNameW). Empty on
+/// failure and without a parent folder.
 std::u16string StatePathForProgram();
 
 }  // namespace vorn::cli

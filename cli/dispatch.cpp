@@ -37,8 +37,7 @@ void PrintUsage() {
     PrintText(ConsoleStream::Output, line);
 }
 
-/// Whether the command word is `word` and at least `count` arguments stand on the command line, the
-/// program's name and the word included.
+/// `count` is the least number of arguments, program name and command word included.
 bool IsCommand(const Arguments& arguments, std::u16string_view word, std::size_t count = 2) {
   return arguments.size() >= count && EqualsIgnoringCase(arguments[1], word);
 }
@@ -56,7 +55,6 @@ ExitStatus RunInstall(const Arguments& arguments, RunState& state) {
                   .rollback = arguments.size() >= 5 && arguments[4] == u"--rollback"});
 }
 
-/// The snapshot applies its own path rules; a refusal has a status of its own.
 ExitStatus RunRemoval(const Arguments& arguments, RunState& state) {
   if (!AcquirePackageSnapshot(AbsolutePath::Parse(arguments[2]), state.snapshot)) {
     return kExitRemoveRefused;
@@ -64,20 +62,12 @@ ExitStatus RunRemoval(const Arguments& arguments, RunState& state) {
   return RunRemove(state.snapshot.Input(), arguments[2], state.removalLog);
 }
 
-/// For verify and hot-activate; a state path that is not absolute is refused when it is opened.
-Journal JournalArgument(const Arguments& arguments, RunState& state) {
-  return {state.protectedFiles,
-          AbsolutePath::Parse(arguments.size() >= 5 ? arguments[4] : StatePathForProgram())};
-}
-
-ExitStatus RunVerify(const Arguments& arguments, RunState& state) {
-  Journal journal = JournalArgument(arguments, state);
-  return Verify(arguments[2], arguments[3], journal);
-}
-
-ExitStatus RunHotActivate(const Arguments& arguments, RunState& state) {
-  Journal journal = JournalArgument(arguments, state);
-  return HotActivate(arguments[2], arguments[3], journal);
+/// Runs verify or hot-activate. A state path that is not absolute fails when it is opened.
+ExitStatus RunOnJournal(decltype(&Verify) command, const Arguments& arguments, RunState& state) {
+  Journal journal(
+      state.protectedFiles,
+      AbsolutePath::Parse(arguments.size() >= 5 ? arguments[4] : StatePathForProgram()));
+  return command(arguments[2], arguments[3], journal);
 }
 
 ExitStatus RunAuditCurrent(const Arguments& arguments, RunState& state) {
@@ -90,8 +80,8 @@ ExitStatus RunAuditCurrent(const Arguments& arguments, RunState& state) {
 ExitStatus Dispatch(const Arguments& arguments, RunState& state) {
   if (IsCommand(arguments, u"install", 3)) return RunInstall(arguments, state);
   if (IsCommand(arguments, u"remove") && arguments.size() == 3) return RunRemoval(arguments, state);
-  if (IsCommand(arguments, u"verify", 4)) return RunVerify(arguments, state);
-  if (IsCommand(arguments, u"hot-activate", 4)) return RunHotActivate(arguments, state);
+  if (IsCommand(arguments, u"verify", 4)) return RunOnJournal(&Verify, arguments, state);
+  if (IsCommand(arguments, u"hot-activate", 4)) return RunOnJournal(&HotActivate, arguments, state);
   if (IsCommand(arguments, u"audit-current", 3)) return RunAuditCurrent(arguments, state);
   if (IsCommand(arguments, u"audit-catalog")) return AuditCatalog();
   if (IsCommand(arguments, u"resume-endpoints")) return ResumeEndpoints();

@@ -1,8 +1,7 @@
 #pragma once
 
-// The command front end: picks exactly one command from the command line, resolves and checks the
-// paths that it needs, takes the private package snapshot where the command reads an INF, and calls
-// the command's routine.
+// The command-line front end: selects the command, resolves and checks its paths, takes the private
+// package snapshot if it reads an INF, and runs it.
 
 #include "report/exit_status.h"
 
@@ -11,11 +10,8 @@
 
 namespace vorn::cli {
 
-/// Runs the command that `arguments` name; element 0 is the program's own name. Returns the exit
-/// status of the process. Prints nothing of its own but the usage text.
-///
-/// Everything that lives for the whole run (the removal log's place, the protected files, the
-/// package snapshot) has been released when this returns.
+/// Runs the command in `arguments`, whose element 0 is the program's name, and returns the exit
+/// status of the process. All state of the run has been released on return.
 ExitStatus Run(const std::vector<std::u16string>& arguments);
 
 }  // namespace vorn::cli

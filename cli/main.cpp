@@ -1,4 +1,4 @@
-// The process's entry on Windows.
+// The entry point on Windows.
 
 #include "cli/dispatch.h"
 #include "platform/startup.h"
@@ -19,8 +19,7 @@ std::vector<std::u16string> ToArguments(int count, wchar_t** values) {
 }  // namespace
 
 int wmain(int argc, wchar_t** argv) {
-  // Nothing may be loaded late before the search is limited; a process that cannot limit it must
-  // not go on elevated.
+  // Limit the library search before any delayed load. An elevated process that cannot do so stops.
   const bool limited = vorn::platform::LimitLibrarySearchToSystem();
   vorn::platform::PrepareStandardStreams();
   if (!limited) {

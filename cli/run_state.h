@@ -1,7 +1,7 @@
 #pragma once
 
-// RunState: what one run of a command holds on to until it ends. There is no state outside of it,
-// so that a second run in the same process starts from nothing.
+// RunState: everything that one run of a command keeps until it ends. There is no global state, so
+// a second run in the same process starts afresh.
 
 #include "privileged_input/private_package.h"
 #include "privileged_input/protected_files.h"
@@ -9,9 +9,8 @@
 
 namespace vorn::cli {
 
-/// The members are released from the last to the first. The log's folders and the journal may lie
-/// anywhere; the snapshot goes last, because what was opened from it must be closed before its
-/// folders can vanish.
+/// Members are released in reverse order. The snapshot is released last: its folders can only be
+/// deleted once everything opened in them is closed.
 struct RunState {
   privileged_input::PackageSnapshot snapshot;
   privileged_input::ProtectedFiles protectedFiles;
