@@ -1,7 +1,6 @@
 #pragma once
 
-// CatalogSnapshot: the live root's endpoints in the audio endpoint catalog (MMDevice) at one
-// moment.
+// CatalogSnapshot: the live root's endpoints in the audio endpoint catalog (MMDevice).
 //
 // A device without a property store, cable property or topology is not the program's and is
 // skipped. A failure to list devices, or to read one of the program's, makes the snapshot

@@ -1,7 +1,6 @@
 #pragma once
 
-// Pure checks of sets of endpoints and instance ids. Ids are compared ignoring the case of ASCII
-// letters.
+// Pure checks of sets of endpoints and instance ids, ignoring the case of ASCII letters in ids.
 
 #include "base/check_result.h"
 #include "catalog/catalog_endpoint.h"

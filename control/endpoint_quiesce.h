@@ -11,8 +11,7 @@
 
 namespace vorn {
 
-/// Lists the endpoints of a root that it has hidden, in that order. The destructor shows those
-/// still listed.
+/// Lists the endpoints of a root in the order hidden. The destructor shows those still listed.
 class QuiesceGuard {
  public:
   explicit QuiesceGuard(std::u16string rootInstanceId)

@@ -83,8 +83,7 @@ bool IsOnly(const std::vector<std::u16string>& ids, const std::optional<std::u16
   return ids.size() == 1 && EqualsIgnoringCase(ids.front(), *keptId);
 }
 
-/// Waits until only the kept root is present. Returns the last listing, also after the timeout or a
-/// failure.
+/// Waits until only the kept root is present, a listing fails or the time is up.
 RootListing WaitForOnlyRoot(const std::optional<std::u16string>& keptId) {
   const std::uint64_t deadline = platform::GetTickCount64() + kSettleTimeoutMs;
   for (;;) {

@@ -27,8 +27,7 @@ class RootWalk {
   /// Stores the next matching device; false at the end of the enumeration.
   bool Next(platform::SP_DEVINFO_DATA& device);
 
-  /// After Next returned false: whether the enumeration ended with ERROR_NO_MORE_ITEMS, not with a
-  /// failure.
+  /// After Next returned false: whether the enumeration ended with ERROR_NO_MORE_ITEMS.
   bool SawEveryDevice() const { return endError_ == platform::ERROR_NO_MORE_ITEMS; }
 
  private:

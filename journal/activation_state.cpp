@@ -65,8 +65,7 @@ std::optional<std::uint32_t> ReadDigits(std::u16string_view digits, Sign sign) {
 }
 
 /// Converts all of `text` as wcstoul does for base 10 and 32 bits: blanks and a sign may lead, and
-/// a minus sign negates modulo 2^32. An empty text is 0; blanks or a sign without digits are no
-/// number.
+/// a minus sign negates modulo 2^32. An empty text is 0; nothing for blanks or a sign alone.
 std::optional<std::uint32_t> ReadNumber(std::u16string_view text) {
   if (text.empty()) return 0;
   text.remove_prefix(

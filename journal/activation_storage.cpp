@@ -37,8 +37,7 @@ constexpr char16_t kJournalSddl[] = u"O:BAD:P(A;;FA;;;SY)(A;;FA;;;BA)";
 
 constexpr std::size_t kMaxIdLength = 1024;
 
-/// Stricter than the parser, which accepts "|" in an endpoint id: what we write must be
-/// unambiguous.
+/// Stricter than the parser, which accepts "|" in an id: what we write must be unambiguous.
 bool IsWritableEndpoint(const CatalogEndpoint& endpoint) {
   return IsSingleLine(endpoint.endpointId, kMaxIdLength) &&
          endpoint.endpointId.find(u'|') == std::u16string::npos;

@@ -15,11 +15,10 @@ namespace vorn {
 /// Unknown if the journal could not be inspected safely.
 enum class JournalPresence { Absent, Present, Unknown };
 
-/// The journal at one path. The protected files keep it open, so that all operations use the same
-/// file.
+/// The journal at one path, kept open so that all operations use the same file.
 class Journal {
  public:
-  /// `files` must outlive the journal. Without a path every operation fails.
+  /// `files` keeps the file and must outlive the journal. Without a path every operation fails.
   Journal(privileged_input::ProtectedFiles& files,
           std::optional<privileged_input::AbsolutePath> path);
 

@@ -68,8 +68,7 @@ class Sha256 {
   platform::HashObject hash_;
 };
 
-/// Nobody else can write to a verified file, so its size cannot change: reading fewer or more bytes
-/// is an error.
+/// Nobody else can write to a verified file, so reading more or less than its size is an error.
 bool AddWholeFile(const File& file, Sha256& hash) {
   std::vector<std::uint8_t> chunk(kChunkBytes);
   std::uint64_t total = 0;

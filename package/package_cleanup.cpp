@@ -63,8 +63,7 @@ Verdict JudgePackage(const Directory& infFolder, const PublishedPlace& place,
   return published && IsExactCopy(*published, expected) ? Verdict::Ours : Verdict::Doubtful;
 }
 
-/// The exact packages in listing order; nothing if the folder cannot be listed or a package is
-/// doubtful.
+/// In listing order; nothing if the folder cannot be listed or any package is doubtful.
 std::optional<std::vector<std::u16string>> CollectExactPackages(const std::u16string& infFolderPath,
                                                                 const InfIdentity& expected) {
   const Directory infFolder =

@@ -2,7 +2,7 @@
 
 // Uninstalls the product's published driver packages and proves that none is left. A package is
 // removed only if its INF has the expected bytes and its whole identity matches. If the bytes match
-// but the identity does not, no package is removed.
+// but the identity does not, every remaining package is kept.
 
 #include "package/inf_identity.h"
 

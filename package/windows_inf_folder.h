@@ -1,7 +1,6 @@
 #pragma once
 
-// The folder where Windows keeps the INFs of published packages, and opens in it that no link can
-// redirect.
+// The folder of published INFs, and how to open one of them without following a link.
 
 #include "privileged_input/file.h"
 

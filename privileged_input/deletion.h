@@ -7,8 +7,7 @@
 
 namespace vorn::privileged_input {
 
-/// Marks a file or an empty folder for deletion (SetFileInformationByHandle); sets the last error
-/// on failure.
+/// Marks a file or an empty folder for deletion (SetFileInformationByHandle).
 bool MarkForDeletion(platform::HANDLE handle);
 
 /// Marks a file for deletion after clearing its read-only attribute, which needs

@@ -28,9 +28,9 @@ extern const OpenRequest kOpenDeletableFile;  // for reading and deletion by han
 extern const OpenRequest kCreateFile;         // a file that must not exist
 
 /// Opens `name` relative to `parent`, or the native path `name` if `parent` is null (NtCreateFile).
-/// On failure the result is empty and the last error is the native status
-/// (RtlNtStatusToDosError), ERROR_PROC_NOT_FOUND if the call is missing or the name too long for
-/// it, or ERROR_INVALID_HANDLE if it succeeded without a handle.
+/// Empty on failure, with the last error set: the native status (RtlNtStatusToDosError),
+/// ERROR_PROC_NOT_FOUND if the call is missing or the name too long for it, or ERROR_INVALID_HANDLE
+/// if it succeeded without a handle.
 platform::KernelHandle OpenNative(const NativeApi& api, platform::HANDLE parent,
                                   std::u16string_view name, const OpenRequest& request,
                                   const platform::SECURITY_DESCRIPTOR* descriptor = nullptr);

@@ -60,9 +60,8 @@ struct PackageSnapshot {
   InputInf Input() const { return {inf.file.Path(), inf.file}; }
 };
 
-/// Releases the package in `snapshot` and takes that of `infPath`. Returns whether the copy of the
-/// INF is open; if not, prints the last error, which without a path is the parser's, to standard
-/// error.
+/// Replaces the package in `snapshot` by that of `infPath`. Returns whether the copy of the INF is
+/// open; if not, prints the last error, which without a path is that of parsing it.
 bool AcquirePackageSnapshot(const std::optional<AbsolutePath>& infPath, PackageSnapshot& snapshot);
 
 }  // namespace vorn::privileged_input
