@@ -2,6 +2,7 @@
 
 #include "base/text.h"
 #include "devnode/root_discovery.h"
+#include "package/inf_identity.h"
 #include "package/windows_inf_folder.h"
 #include "privileged_input/file.h"
 
