@@ -110,6 +110,7 @@ constexpr std::string_view kNames[] = {
     "WriteFile",
     "_wfsopen",
     "fclose",
+    "fflush",
     "fputws",
 };
 static_assert(std::is_sorted(std::begin(kNames), std::end(kNames)));

@@ -36,6 +36,7 @@ ProgramRun RunProgram(LabMachine& lab, const std::vector<std::string>& arguments
 
   ProgramRun run;
   const ExitStatus status = cli::Run(CommandLine(arguments));
+  process.Return();
   run.result.status = process.killed ? kExitKilled : status;
   for (const ConsoleWrite& write : process.console)
     run.result.console.push_back({write.error, ToUtf8(write.text)});

@@ -19,6 +19,10 @@ WideStream* StandardError();
 /// failure.
 int fputws(const char16_t* text, WideStream* stream);
 
+/// Writes out what `stream` still buffers (fflush). The runtime buffers a stream that leads to a
+/// file or a pipe, also standard error, and writes a buffer only when it is full. 0 on success.
+int fflush(WideStream* stream);
+
 // NOLINTNEXTLINE(bugprone-reserved-identifier): the C runtime's name
 inline constexpr int _SH_DENYNO = 0x40;
 

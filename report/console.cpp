@@ -9,9 +9,13 @@ namespace vorn {
 
 void PrintText(ConsoleStream stream, std::u16string_view text) {
   const platform::KeptLastError kept;
-  platform::fputws(std::u16string(text).c_str(), stream == ConsoleStream::Output
-                                                     ? platform::StandardOutput()
-                                                     : platform::StandardError());
+  platform::WideStream* const target =
+      stream == ConsoleStream::Output ? platform::StandardOutput() : platform::StandardError();
+  platform::fputws(std::u16string(text).c_str(), target);
+  // A redirected stream is buffered. Without the flush its reader would see nothing before the
+  // program ends, a killed run would leave nothing, and one file for both streams would have all of
+  // standard output before all of standard error.
+  platform::fflush(target);
 }
 
 bool ReportFailedCall(std::u16string_view call, std::uint32_t error) {

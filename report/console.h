@@ -1,8 +1,8 @@
 #pragma once
 
 // All console output of the program. Results and progress go to standard output; failures,
-// deferrals and diagnostics to standard error. Each line is one write, and a failed write never
-// fails a command.
+// deferrals and diagnostics to standard error. Each line is one write, which is flushed at once; a
+// failed write never fails a command.
 
 #include "base/format.h"
 
@@ -13,7 +13,7 @@ namespace vorn {
 
 enum class ConsoleStream { Output, Error };
 
-/// Writes a text unformatted and preserves the last error, as do all functions below.
+/// Writes and flushes a text unformatted and preserves the last error, as do all functions below.
 void PrintText(ConsoleStream stream, std::u16string_view text);
 
 template <class... Arguments>

@@ -32,7 +32,8 @@ void RemovalLog::LogRemoval(std::u16string_view text) const {
   if (path_.empty()) return;
   const std::shared_ptr<const void> proven = guard_ ? guard_() : nullptr;
   if (guard_ && proven == nullptr) return;
-  // Opened for each message, so that a line is on disk even if the process ends abruptly.
+  // Opened and closed for each message: closing flushes, so that a line is on disk even if the
+  // process ends abruptly.
   const platform::LogStream file(
       platform::_wfsopen(path_.c_str(), u"a, ccs=UTF-8", platform::_SH_DENYNO));
   if (!file) return;

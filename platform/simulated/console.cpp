@@ -39,11 +39,22 @@ int WriteTo(WideStream* stream, const char16_t* text) {
   if (value == kStandardOutput || value == kStandardError) {
     const bool error = value == kStandardError;
     if (!error && process.standardOutputClosed) return kEndOfFile;
-    process.console.push_back({error, text});
+    process.Print(error, text);
     return 0;
   }
   const auto file = process.Find<TextStream>(ObjectKind::Stream, value);
   return file != nullptr && file->Write(text) ? 0 : kEndOfFile;
+}
+
+int Flush(WideStream* stream) {
+  const std::uintptr_t value = NumberOf(stream);
+  Process& process = Process::Current();
+  if (value == kStandardOutput || value == kStandardError) {
+    process.FlushConsole(value == kStandardError);
+    return 0;
+  }
+  const auto file = process.Find<TextStream>(ObjectKind::Stream, value);
+  return file != nullptr && file->Flush() ? 0 : kEndOfFile;
 }
 
 const char* StreamName(WideStream* stream) {
@@ -116,6 +127,12 @@ int fputws(const char16_t* text, WideStream* stream) {
   return SimulateCall<int>("fputws", FailureStyle::LastError, kEndOfFile,
                            Arguments("stream", StreamName(stream), "text", text),
                            [&](const CallFaults&) { return WriteTo(stream, text); });
+}
+
+int fflush(WideStream* stream) {
+  return SimulateCall<int>("fflush", FailureStyle::LastError, kEndOfFile,
+                           Arguments("stream", StreamName(stream)),
+                           [&](const CallFaults&) { return Flush(stream); });
 }
 
 WideStream* _wfsopen(const char16_t* path, const char16_t* mode, int shareFlag) {

@@ -1,5 +1,8 @@
 #include "platform/simulated/process.h"
 
+#include "base/text.h"
+
+#include <algorithm>
 #include <cassert>
 #include <cstdio>
 #include <cstdlib>
@@ -16,6 +19,14 @@ std::u16string Joined(const std::vector<ConsoleWrite>& console, bool error) {
     if (write.error == error) text += write.text;
   }
   return text;
+}
+
+/// Adds to the line that the stream has begun, or begins one.
+void AddToLine(std::vector<ConsoleWrite>& console, bool error, std::u16string_view text) {
+  const bool begun =
+      !console.empty() && console.back().error == error && !console.back().text.ends_with(u'\n');
+  if (!begun) console.push_back({error, {}});
+  console.back().text += text;
 }
 
 /// Objects that are only the process's own memory, not handles that a kernel closes.
@@ -56,6 +67,31 @@ void Process::CloseHandles() {
   for (auto next = objects_.end(); next != objects_.begin();) {
     --next;
     if (!IsMemory(next->second.first)) next = objects_.erase(next);
+  }
+}
+
+void Process::Print(bool error, std::u16string_view text) {
+  PutOut(error, BufferOf(error).Add(text));
+  if (!redirected) FlushConsole(error);
+}
+
+void Process::FlushConsole(bool error) {
+  PutOut(error, BufferOf(error).Take());
+}
+
+void Process::Return() {
+  if (killed) return;
+  FlushConsole(false);
+  FlushConsole(true);
+}
+
+void Process::PutOut(bool error, std::u16string_view text) {
+  // Each write is encoded by itself, so a pair that a full buffer parts is lost (observed).
+  const std::u16string written = redirected ? ToUtf16(ToUtf8(text)) : std::u16string(text);
+  for (std::size_t start = 0; start < written.size();) {
+    const std::size_t end = std::min(written.find(u'\n', start), written.size() - 1) + 1;
+    AddToLine(console, error, std::u16string_view(written).substr(start, end - start));
+    start = end;
   }
 }
 

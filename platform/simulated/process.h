@@ -8,6 +8,7 @@
 #include "platform/simulated/machine.h"
 #include "platform/simulated/node_names.h"
 #include "platform/simulated/security_model.h"
+#include "platform/simulated/stream_buffer.h"
 
 #include <cstdint>
 #include <map>
@@ -23,7 +24,7 @@ class Object {
   virtual ~Object() = default;
 };
 
-/// One piece of console text, in the order written.
+/// A line of console text, or the beginning of one, in the order in which they came out.
 struct ConsoleWrite {
   bool error = false;  // to standard error instead of standard output
   std::u16string text;
@@ -51,8 +52,9 @@ class Process {
   // Facts about the run.
   std::uint32_t lastError = 0;
   Token token;
-  std::vector<ConsoleWrite> console;
+  std::vector<ConsoleWrite> console;  // without what the streams still buffer
   bool standardOutputClosed = false;
+  bool redirected = true;  // the streams lead to one file or pipe, else to a console window
   std::vector<Fault> faults;
   bool logCalls = false;
   std::vector<CallRecord> calls;  // when logCalls is set
@@ -71,6 +73,17 @@ class Process {
   /// Memory stays until the Process ends, because the program's destructors still use it.
   void Kill();
 
+  /// Gives text to standard error, or else standard output. A stream that leads to a console writes
+  /// at once, a redirected one when its buffer is full (documented).
+  void Print(bool error, std::u16string_view text);
+
+  /// Writes what that stream buffers.
+  void FlushConsole(bool error);
+
+  /// The program returns: the runtime writes what standard output still buffers, and then what
+  /// standard error does (observed). A killed process gets no further and loses both.
+  void Return();
+
   // Open objects. Handle values are opaque numbers, never reused within a process.
   std::uintptr_t Add(ObjectKind kind, std::shared_ptr<Object> object);
   template <class T>
@@ -82,15 +95,19 @@ class Process {
   /// How many objects of each kind are open; empty when nothing was leaked, and after Kill.
   std::map<ObjectKind, std::size_t> OpenObjects() const;
 
-  /// The text written to standard output, and to standard error.
+  /// What came out of standard output, and of standard error.
   std::u16string Output() const;
   std::u16string ErrorOutput() const;
 
  private:
   std::shared_ptr<Object> FindObject(ObjectKind kind, std::uintptr_t value) const;
   void CloseHandles();
+  StreamBuffer& BufferOf(bool error) { return error ? errorBuffer_ : outputBuffer_; }
+  void PutOut(bool error, std::u16string_view text);
 
   Machine& machine_;
+  StreamBuffer outputBuffer_;
+  StreamBuffer errorBuffer_;
   std::map<std::uintptr_t, std::pair<ObjectKind, std::shared_ptr<Object>>> objects_;
   std::uintptr_t nextObject_ = 4;
 };

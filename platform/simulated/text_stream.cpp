@@ -14,7 +14,6 @@ namespace vorn::platform::simulated {
 
 namespace {
 
-constexpr std::size_t kBufferSize = 4096;
 constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
 constexpr std::string_view kUtf16Mark = "\xFF\xFE";
 constexpr std::string_view kUtf16BigEndianMark = "\xFE\xFF";
@@ -82,8 +81,7 @@ TextStream::~TextStream() {
 
 bool TextStream::Prepare() {
   if (FileSize(file_->Read()) == 0) {
-    buffer_ = kUtf8Mark;
-    return Flush();
+    return WriteBytes(kUtf8Mark);
   }
   if (!file_->MayAny(FILE_READ_DATA)) return true;
   char bytes[3];
@@ -93,12 +91,19 @@ bool TextStream::Prepare() {
 }
 
 bool TextStream::Write(std::u16string_view text) {
-  buffer_ += Encoded(WithCarriageReturns(text), utf16_);
-  return buffer_.size() < kBufferSize || Flush();
+  const std::u16string due = buffer_.Add(text);
+  return due.empty() || WriteText(due);
 }
 
 bool TextStream::Flush() {
-  const std::string bytes = std::exchange(buffer_, {});
+  return WriteText(buffer_.Take());
+}
+
+bool TextStream::WriteText(std::u16string_view text) {
+  return WriteBytes(Encoded(WithCarriageReturns(text), utf16_));
+}
+
+bool TextStream::WriteBytes(std::string_view bytes) {
   FileSystem& files = file_->Files();
   const std::uint64_t end = FileSize(file_->Read());
   if (!WriteContent(files, file_->Id(), end, bytes.data(), bytes.size())) {

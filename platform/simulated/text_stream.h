@@ -4,6 +4,7 @@
 // own and Windows line ends.
 
 #include "platform/simulated/file_open.h"
+#include "platform/simulated/stream_buffer.h"
 
 #include <cstdint>
 #include <memory>
@@ -31,10 +32,12 @@ class TextStream : public Object {
   explicit TextStream(std::shared_ptr<FileObject> file) : file_(std::move(file)) {}
 
   bool Prepare();
+  bool WriteText(std::u16string_view text);
+  bool WriteBytes(std::string_view bytes);
 
   std::shared_ptr<FileObject> file_;
   bool utf16_ = false;
-  std::string buffer_;
+  StreamBuffer buffer_;
 };
 
 }  // namespace vorn::platform::simulated

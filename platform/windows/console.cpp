@@ -19,6 +19,10 @@ int fputws(const char16_t* text, WideStream* stream) {
   return ::fputws(windows::Wide(text), reinterpret_cast<FILE*>(stream));
 }
 
+int fflush(WideStream* stream) {
+  return ::fflush(reinterpret_cast<FILE*>(stream));
+}
+
 WideStream* _wfsopen(const char16_t* path, const char16_t* mode, int shareFlag) {
   return reinterpret_cast<WideStream*>(
       ::_wfsopen(windows::Wide(path), windows::Wide(mode), shareFlag));

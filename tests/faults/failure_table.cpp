@@ -63,7 +63,7 @@ const std::vector<Family>& Families() {
       {{"CreateDirectoryW"},
        {ERROR_ALREADY_EXISTS, ERROR_PATH_NOT_FOUND, ERROR_ACCESS_DENIED, ERROR_DISK_FULL}},
       {{"_wfsopen"}, {ERROR_ACCESS_DENIED, ERROR_SHARING_VIOLATION}},
-      {{"fputws", "fclose"}, {ERROR_DISK_FULL}},
+      {{"fputws", "fflush", "fclose"}, {ERROR_DISK_FULL}},
       // Run-time linking.
       {{"GetModuleHandleW"}, {ERROR_MOD_NOT_FOUND}},
       {{"GetProcAddress"}, {ERROR_PROC_NOT_FOUND}},

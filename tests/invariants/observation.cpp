@@ -76,7 +76,7 @@ bool Observation::AreRootsOverlooked() const {
 }
 
 std::vector<ConsoleWrite> Observation::Console() const {
-  if (!IsFaulted("fputws") || run.calls.empty()) return run.console;
+  if ((!IsFaulted("fputws") && !IsFaulted("fflush")) || run.calls.empty()) return run.console;
   std::vector<ConsoleWrite> console;
   for (const CallRecord& record : run.calls) {
     const std::string stream = record.name == "fputws" ? record.Argument("stream") : "";

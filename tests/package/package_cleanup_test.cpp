@@ -4,6 +4,7 @@
 #include "platform/files.h"
 #include "platform/simulated/driver_store.h"
 #include "platform/simulated/error_values.h"
+#include "tests/support/console_calls.h"
 
 #include <gtest/gtest.h>
 #include <optional>
@@ -118,7 +119,7 @@ TEST(SelectExactPackages, NeedsTheIdentityOfASourceInf) {
     EXPECT_FALSE(answer.names);
     EXPECT_EQ(answer.errorOutput, kNoContract);
     for (const CallRecord& call : answer.calls)
-      EXPECT_EQ(call.name, "fputws") << "nothing is looked at";
+      EXPECT_TRUE(tests::IsPrinting(call.name)) << call.name << ": nothing is looked at";
   }
 }
 

@@ -43,11 +43,31 @@ TEST(Console, SendsOutputAndErrorsToTheirStreams) {
   EXPECT_EQ(process.ErrorOutput(), u"vorn_devnode: 3 left\n");
 }
 
-TEST(Console, WritesEachLineWithOneCall) {
+TEST(Console, WritesEachLineWithOneCallAndFlushesIt) {
   Machine machine;
   Process process(machine);
+  process.logCalls = true;
   Print(u"vorn_devnode: %ls and %ls\n", u"one", u"two");
-  EXPECT_EQ(process.callCount, 1U);
+  PrintError(u"vorn_devnode: three\n");
+  std::vector<std::string> calls;
+  for (const auto& call : process.calls)
+    calls.push_back(call.name + " " + call.Argument("stream"));
+  EXPECT_EQ(calls, (std::vector<std::string>{"fputws stdout", "fflush stdout", "fputws stderr",
+                                             "fflush stderr"}));
+}
+
+TEST(Console, IsReadLineByLineWhileTheProgramGoesOn) {
+  Machine machine;
+  Process process(machine);
+  ASSERT_TRUE(process.redirected);
+  Print(u"one\n");
+  EXPECT_EQ(process.Output(), u"one\n");
+  PrintError(u"two\n");
+  Print(u"three\n");
+  ASSERT_EQ(process.console.size(), 3U);
+  EXPECT_TRUE(process.console[1].error) << "one file for both has the lines in their order";
+  process.Kill();
+  EXPECT_EQ(process.Output(), u"one\nthree\n") << "a killed run keeps what it said";
 }
 
 TEST(Console, KeepsEveryCharacterOfAPath) {
@@ -58,15 +78,18 @@ TEST(Console, KeepsEveryCharacterOfAPath) {
 }
 
 TEST(Console, LeavesTheLastErrorAloneWhenAWriteFails) {
-  Machine machine;
-  Process process(machine);
-  Fault fault;
-  fault.call = "fputws";
-  process.faults = {fault};
-  platform::SetLastError(1234);
-  Print(u"lost\n");
-  EXPECT_EQ(platform::GetLastError(), 1234U);
-  EXPECT_EQ(process.Output(), u"");
+  for (const char* call : {"fputws", "fflush"}) {
+    SCOPED_TRACE(call);
+    Machine machine;
+    Process process(machine);
+    Fault fault;
+    fault.call = call;
+    process.faults = {fault};
+    platform::SetLastError(1234);
+    Print(u"lost\n");
+    EXPECT_EQ(platform::GetLastError(), 1234U);
+    EXPECT_EQ(process.callCount, 2U);
+  }
 }
 
 }  // namespace

@@ -1,3 +1,4 @@
+#include "base/text.h"
 #include "platform/console.h"
 #include "platform/simulated/error_values.h"
 #include "tests/simulated/file_world.h"
@@ -28,27 +29,113 @@ class LogStreams : public FileWorld {
   }
 };
 
-TEST_F(ConsoleStreams, KeepTheOrderOfBothStreams) {
+/// What came out of both streams, with "! " before what is standard error's.
+std::string Captured(const Process& process) {
+  std::string text;
+  for (const ConsoleWrite& write : process.console)
+    text += (write.error ? "! " : "") + ToUtf8(write.text);
+  return text;
+}
+
+void Put(std::u16string_view text, WideStream* stream) {
+  EXPECT_GE(fputws(std::u16string(text).c_str(), stream), 0);
+}
+
+TEST_F(ConsoleStreams, HaveTheOrderOfTheirFlushesWhenTheyAreRedirected) {
   Process& process = TheProcess();
-  EXPECT_GE(fputws(u"one\n", StandardOutput()), 0);
-  EXPECT_GE(fputws(u"two\n", StandardError()), 0);
-  EXPECT_GE(fputws(u"three\n", StandardOutput()), 0);
+  Put(u"one\n", StandardOutput());
+  Put(u"two\n", StandardError());
+  Put(u"three\n", StandardOutput());
+  EXPECT_EQ(Captured(process), "");
+  EXPECT_EQ(fflush(StandardError()), 0);
+  EXPECT_EQ(Captured(process), "! two\n");
+  EXPECT_EQ(fflush(StandardOutput()), 0);
+  EXPECT_EQ(Captured(process), "! two\none\nthree\n");
   EXPECT_EQ(process.Output(), u"one\nthree\n");
   EXPECT_EQ(process.ErrorOutput(), u"two\n");
-  ASSERT_EQ(process.console.size(), 3U);
-  EXPECT_TRUE(process.console[1].error);
+  EXPECT_EQ(fflush(StandardOutput()), 0) << "nothing is left to write";
+  EXPECT_EQ(process.console.size(), 3U);
+}
+
+TEST_F(ConsoleStreams, WriteAtOnceToAConsole) {
+  Process& process = TheProcess();
+  process.redirected = false;
+  Put(u"one\n", StandardOutput());
+  Put(u"two\n", StandardError());
+  Put(u"three", StandardOutput());
+  EXPECT_EQ(Captured(process), "one\n! two\nthree");
+}
+
+TEST_F(ConsoleStreams, ComeOutOneAfterTheOtherWhenTheProgramReturns) {
+  Process& process = TheProcess();
+  Put(u"two\n", StandardError());
+  Put(u"one\n", StandardOutput());
+  process.Return();
+  EXPECT_EQ(Captured(process), "one\n! two\n");
+}
+
+TEST_F(ConsoleStreams, LoseTheirBuffersWhenTheProcessIsKilled) {
+  Process& process = TheProcess();
+  Put(u"kept\n", StandardError());
+  fflush(StandardError());
+  Put(u"lost\n", StandardError());
+  Put(u"lost\n", StandardOutput());
+  process.Kill();
+  EXPECT_LT(fflush(StandardOutput()), 0);
+  process.Return();
+  EXPECT_EQ(Captured(process), "! kept\n");
+}
+
+TEST_F(ConsoleStreams, WriteABufferThatIsFullAndKeepTheRest) {
+  Process& process = TheProcess();
+  const std::u16string full(2048, u'x');
+  Put(full, StandardError());
+  EXPECT_EQ(process.ErrorOutput(), u"") << "full, but nothing more came";
+  Put(u"y", StandardError());
+  EXPECT_EQ(process.ErrorOutput(), full);
+  Put(full + full, StandardError());
+  EXPECT_EQ(process.ErrorOutput(), full + u"y" + full + full.substr(1));
+  fflush(StandardError());
+  EXPECT_EQ(process.ErrorOutput(), full + u"y" + full + full);
+  EXPECT_EQ(process.console.size(), 1U) << "one line, in pieces";
+}
+
+TEST_F(ConsoleStreams, LoseACharacterThatAFullBufferParts) {
+  Process& process = TheProcess();
+  const std::u16string before(2047, u'x');
+  Put(before + u"\U0001F50A", StandardOutput());
+  fflush(StandardOutput());
+  EXPECT_EQ(ToUtf8(process.Output()), ToUtf8(before) + "\xEF\xBF\xBD\xEF\xBF\xBD");
+}
+
+TEST_F(ConsoleStreams, KeepWhatAFlushThatFailsDidNotWrite) {
+  Process& process = TheProcess();
+  Fault fault;
+  fault.call = "fflush";
+  fault.error = ERROR_DISK_FULL;
+  process.faults = {fault};
+  Put(u"one\n", StandardOutput());
+  EXPECT_LT(fflush(StandardOutput()), 0);
+  EXPECT_EQ(GetLastError(), ERROR_DISK_FULL);
+  EXPECT_EQ(process.Output(), u"");
+  Put(u"two\n", StandardOutput());
+  EXPECT_EQ(fflush(StandardOutput()), 0);
+  EXPECT_EQ(process.Output(), u"one\ntwo\n");
 }
 
 TEST_F(ConsoleStreams, FailWhenStandardOutputIsClosed) {
   TheProcess().standardOutputClosed = true;
   EXPECT_LT(fputws(u"one\n", StandardOutput()), 0);
-  EXPECT_GE(fputws(u"two\n", StandardError()), 0);
-  EXPECT_EQ(TheProcess().Output(), u"");
+  EXPECT_EQ(fflush(StandardOutput()), 0) << "nothing was taken";
+  Put(u"two\n", StandardError());
+  fflush(StandardError());
+  EXPECT_EQ(Captured(TheProcess()), "! two\n");
 }
 
 TEST_F(ConsoleStreams, AreSilentInADeadProcess) {
   TheProcess().Kill();
   EXPECT_LT(fputws(u"one\n", StandardOutput()), 0);
+  EXPECT_LT(fflush(StandardOutput()), 0);
   EXPECT_TRUE(TheProcess().console.empty());
 }
 
@@ -85,6 +172,27 @@ TEST_F(LogStreams, ReachTheDiskOnClose) {
   EXPECT_EQ(Content(u"C:\\logs\\x.log"), std::string(kMark) + "kept\r\n");
 }
 
+TEST_F(LogStreams, ReachTheDiskWhenTheyAreFlushed) {
+  WideStream* stream = OpenLog();
+  Put(u"kept\n", stream);
+  EXPECT_EQ(fflush(stream), 0);
+  EXPECT_EQ(Content(u"C:\\logs\\x.log"), std::string(kMark) + "kept\r\n");
+  Put(u"lost\n", stream);
+  TheProcess().Kill();
+  EXPECT_EQ(Content(u"C:\\logs\\x.log"), std::string(kMark) + "kept\r\n");
+}
+
+TEST_F(LogStreams, WriteABufferThatIsFullAndKeepTheRest) {
+  WideStream* stream = OpenLog();
+  const std::string full = std::string(kMark) + std::string(2047, 'x') + "\r\n";
+  Put(std::u16string(2047, u'x') + u"\n", stream);
+  EXPECT_EQ(Content(u"C:\\logs\\x.log"), kMark) << "full, but nothing more came";
+  Put(u"y", stream);
+  EXPECT_EQ(Content(u"C:\\logs\\x.log"), full);
+  fclose(stream);
+  EXPECT_EQ(Content(u"C:\\logs\\x.log"), full + "y");
+}
+
 TEST_F(LogStreams, LoseTheirBufferOnlyWhenTheProcessIsKilled) {
   fputws(u"kept\n", OpenLog());
   EndProcess();
@@ -104,6 +212,7 @@ TEST_F(LogStreams, CountAsStreamsAndNotAsHandles) {
   EXPECT_TRUE(TheProcess().OpenObjects().empty());
   EXPECT_LT(fclose(stream), 0);
   EXPECT_LT(fputws(u"x", stream), 0);
+  EXPECT_LT(fflush(stream), 0);
 }
 
 TEST_F(LogStreams, ShareWithOtherWritersUnlessTheyForbidIt) {
@@ -172,10 +281,13 @@ TEST_F(LogStreams, FollowLinks) {
   EXPECT_EQ(Content(u"C:\\elsewhere\\x.log"), kMark);
 }
 
-TEST_F(LogStreams, FailToCloseWhenTheDiskIsFull) {
+TEST_F(LogStreams, FailToFlushAndToCloseWhenTheDiskIsFull) {
   WideStream* stream = OpenLog();
   Files().volumes[0].freeBytes = 1;
-  EXPECT_GE(fputws(u"lost\n", stream), 0);
+  Put(u"lost\n", stream);
+  EXPECT_LT(fflush(stream), 0);
+  EXPECT_EQ(GetLastError(), ERROR_DISK_FULL);
+  Put(u"lost\n", stream);
   EXPECT_LT(fclose(stream), 0);
   EXPECT_TRUE(TheProcess().OpenObjects().empty());
   EXPECT_EQ(Content(u"C:\\logs\\x.log"), kMark);

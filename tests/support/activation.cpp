@@ -95,6 +95,7 @@ EngineRun RunEngine(Machine& machine, const ActivationState& state, Verification
   const std::uint64_t begin = machine.clock.tick;
   EngineRun run;
   run.status = RunLiveVerification(state, mode, change);
+  process.Return();
   run.duration = machine.clock.tick - begin;
   run.console = ConsoleOf(process.console);
   run.openObjects = process.OpenObjects();

@@ -37,6 +37,7 @@ RunResult RunCommand(Machine& machine, const std::vector<std::u16string>& argume
 
   RunResult result;
   result.status = cli::Run(commandLine);
+  process.Return();
   result.output = process.Output();
   result.errorOutput = process.ErrorOutput();
   result.openObjects = process.OpenObjects();

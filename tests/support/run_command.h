@@ -28,6 +28,7 @@ struct RunOptions {
 
 struct RunResult {
   ExitStatus status = 0;
+  // What came out of the process, as after its end: a killed one loses what it had not flushed.
   std::u16string output;                                   // standard output
   std::u16string errorOutput;                              // standard error
   std::vector<platform::simulated::ConsoleWrite> console;  // both, in the order written

@@ -86,10 +86,13 @@ TEST(LiveVerificationFaults, OfEveryLaterCallNeverEndInAFalseProof) {
 TEST(LiveVerificationFaults, OfThePrintingDoNotFailTheRun) {
   Machine machine = InstalledMachine();
   const ActivationState state = UpdateTarget(machine);
-  EXPECT_EQ(RunEngine(machine, state, VerificationMode::Reporting,
-                      {FailFrom("fputws", 1, platform::simulated::kEveryLaterCall)})
-                .status,
-            kExitOk);
+  for (const char* call : {"fputws", "fflush"}) {
+    EXPECT_EQ(RunEngine(machine, state, VerificationMode::Reporting,
+                        {FailFrom(call, 1, platform::simulated::kEveryLaterCall)})
+                  .status,
+              kExitOk)
+        << call;
+  }
 }
 
 }  // namespace

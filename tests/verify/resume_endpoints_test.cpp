@@ -102,9 +102,10 @@ TEST_F(ResumeCommand, IgnoresAReleaseThatFails) {
 TEST_F(ResumeCommand, ClosesTheHandleBeforeItReports) {
   ResumeEndpoints();
   const std::size_t size = process.calls.size();
-  ASSERT_GE(size, 2U);
-  EXPECT_EQ(process.calls[size - 1].name, "fputws");
-  EXPECT_EQ(process.calls[size - 2].name, "CloseHandle");
+  ASSERT_GE(size, 3U);
+  EXPECT_EQ(process.calls[size - 1].name, "fflush");
+  EXPECT_EQ(process.calls[size - 2].name, "fputws");
+  EXPECT_EQ(process.calls[size - 3].name, "CloseHandle");
 }
 
 }  // namespace
