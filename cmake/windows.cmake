@@ -16,11 +16,13 @@ if(MSVC)
                PROPERTY MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>")
   # The manifest is one of the program's resources; the linker must not make another.
   # DEPENDENTLOADFLAG limits the search for the libraries of the import table, too.
+  # TSAWARE: a session host gives a program without it a private folder as the Windows folder.
   target_link_options(vorn_devnode PRIVATE /MANIFEST:NO /DYNAMICBASE /HIGHENTROPYVA /NXCOMPAT
-                                           /DEPENDENTLOADFLAG:0x800 /ENTRY:wmainCRTStartup)
+                                           /TSAWARE /DEPENDENTLOADFLAG:0x800
+                                           /ENTRY:wmainCRTStartup)
 else()
   target_link_options(vorn_devnode PRIVATE -municode -static -Wl,--dynamicbase
-                                           -Wl,--high-entropy-va -Wl,--nxcompat -s)
+                                           -Wl,--high-entropy-va -Wl,--nxcompat -Wl,--tsaware -s)
 endif()
 
 # The contract suite and the INF dump against the platform's own interfaces, for tests/wine and for
@@ -35,6 +37,6 @@ foreach(program vorn_contract vorn_inf_dump)
     set_property(TARGET ${program}
                  PROPERTY MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>")
   else()
-    target_link_options(${program} PRIVATE -static -s)
+    target_link_options(${program} PRIVATE -static -Wl,--tsaware -s)
   endif()
 endforeach()
