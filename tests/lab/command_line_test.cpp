@@ -120,6 +120,22 @@ TEST_F(Lab, AKilledRunHasTheStatusOfASignalAndLeavesTheMachineOfThatMoment) {
   EXPECT_EQ(shown["devices"][0]["package"], "");
 }
 
+TEST_F(Lab, AKilledRunPrintsWhatItHadFlushed) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"fflush#2:kill", "vorn_devnode: persisted protected pre-bind activation state\n"},
+      {"fflush#1:kill-after", "vorn_devnode: persisted protected pre-bind activation state\n"},
+      {"fflush#1:kill", ""},
+  };
+  for (const auto& [fault, output] : cases) {
+    const std::string machine = Machine();
+    const LabProcess killed = RunLabProcess({"run", machine, "--fault", fault, "install", kInf});
+    EXPECT_EQ(killed.status, 137) << fault;
+    EXPECT_EQ(killed.output, output) << fault;
+    EXPECT_EQ(killed.errorOutput, "") << fault;
+    fs::remove_all(machine);
+  }
+}
+
 TEST_F(Lab, WritesTheTraceOfARun) {
   const std::string machine = Machine();
   const std::string trace = temporary_.Name("trace");
