@@ -6,13 +6,7 @@
 #include <propidl.h>
 // clang-format on
 
-#include "platform/windows/layout.h"
-
 namespace vorn::platform {
-
-VORN_SAME_SIZE(PROPVARIANT);
-VORN_SAME_OFFSET(PROPVARIANT, vt);
-VORN_SAME_OFFSET(PROPVARIANT, ulVal);
 
 HRESULT CoInitializeEx(std::uint32_t concurrencyModel) {
   return ::CoInitializeEx(nullptr, concurrencyModel);

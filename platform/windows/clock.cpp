@@ -4,8 +4,6 @@
 
 namespace vorn::platform {
 
-static_assert(sizeof(SYSTEMTIME) == sizeof(::SYSTEMTIME));
-
 std::uint64_t GetTickCount64() {
   return ::GetTickCount64();
 }

@@ -1,27 +1,12 @@
 #include "platform/files.h"
 
 #include "platform/windows/casts.h"
-#include "platform/windows/layout.h"
 
 namespace vorn::platform {
 
 using windows::As;
 using windows::AsDword;
 using windows::Wide;
-
-VORN_SAME_SIZE(BY_HANDLE_FILE_INFORMATION);
-VORN_SAME_OFFSET(BY_HANDLE_FILE_INFORMATION, dwVolumeSerialNumber);
-VORN_SAME_OFFSET(BY_HANDLE_FILE_INFORMATION, nNumberOfLinks);
-VORN_SAME_OFFSET(BY_HANDLE_FILE_INFORMATION, nFileIndexLow);
-VORN_SAME_SIZE(FILE_BASIC_INFO);
-VORN_SAME_OFFSET(FILE_BASIC_INFO, FileAttributes);
-VORN_SAME_SIZE(FILE_ATTRIBUTE_TAG_INFO);
-VORN_SAME_SIZE(FILE_DISPOSITION_INFO);
-VORN_SAME_OFFSET(FILE_ID_BOTH_DIR_INFO, FileAttributes);
-VORN_SAME_OFFSET(FILE_ID_BOTH_DIR_INFO, FileNameLength);
-VORN_SAME_OFFSET(FILE_ID_BOTH_DIR_INFO, ShortName);
-VORN_SAME_OFFSET(FILE_ID_BOTH_DIR_INFO, FileId);
-static_assert(offsetof(::FILE_ID_BOTH_DIR_INFO, FileName) == sizeof(FILE_ID_BOTH_DIR_INFO));
 
 bool CloseHandle(HANDLE handle) {
   return ::CloseHandle(As<::HANDLE>(handle)) != 0;

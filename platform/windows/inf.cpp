@@ -5,19 +5,11 @@
 #include <setupapi.h>
 // clang-format on
 
-#include "platform/windows/layout.h"
-
 namespace vorn::platform {
 
 using windows::As;
 using windows::AsDword;
 using windows::Wide;
-
-VORN_SAME_SIZE(INFCONTEXT);
-VORN_SAME_OFFSET(INFCONTEXT, Section);
-VORN_SAME_SIZE(SP_ORIGINAL_FILE_INFO_W);
-VORN_SAME_OFFSET(SP_ORIGINAL_FILE_INFO_W, OriginalCatalogName);
-VORN_SAME_SIZE(SP_INF_INFORMATION);
 
 HINF SetupOpenInfFileW(const char16_t* path, std::uint32_t style, std::uint32_t* errorLine) {
   return As<HINF>(

@@ -6,23 +6,9 @@
 #include <sddl.h>
 // clang-format on
 
-#include "platform/windows/layout.h"
-
 namespace vorn::platform {
 
 using windows::As;
-
-VORN_SAME_SIZE(ACL);
-VORN_SAME_OFFSET(ACL, AceCount);
-VORN_SAME_SIZE(ACE_HEADER);
-VORN_SAME_OFFSET(ACE_HEADER, AceSize);
-VORN_SAME_SIZE(ACCESS_ALLOWED_ACE);
-VORN_SAME_OFFSET(ACCESS_ALLOWED_ACE, Mask);
-VORN_SAME_OFFSET(ACCESS_ALLOWED_ACE, SidStart);
-VORN_SAME_SIZE(LUID);
-VORN_SAME_SIZE(LUID_AND_ATTRIBUTES);
-VORN_SAME_SIZE(TOKEN_PRIVILEGES);
-VORN_SAME_OFFSET(TOKEN_PRIVILEGES, Privileges);
 
 std::uint32_t GetSecurityInfo(HANDLE handle, std::uint32_t objectType, std::uint32_t information,
                               const SID** owner, const ACL** dacl,
