@@ -140,7 +140,10 @@ std::uint32_t ReparseTag(const Node& node) {
 }
 
 NTSTATUS FillDirectoryPage(FileObject& folder, bool restart, void* page, std::uint32_t size) {
-  if (size < sizeof(FILE_ID_BOTH_DIR_INFO)) return STATUS_INFO_LENGTH_MISMATCH;
+  // A page has room for a whole record, with one unit of a name and what aligns it, or it is
+  // refused with 24 (documented: the length check of the native query; observed on Wine).
+  constexpr std::uint32_t kSmallestPage = 112;
+  if (size < kSmallestPage) return STATUS_INFO_LENGTH_MISMATCH;
   if (restart) {
     folder.listing = FileObject::Listing::NotBegun;
     folder.dotsListed = 0;

@@ -148,9 +148,11 @@ TEST_F(FileListing, ShowsNewEntriesThatSortAfterThePosition) {
 
 TEST_F(FileListing, NeedsRoomForOneRecord) {
   const HANDLE folder = OpenPath(u"C:\\a", Folder());
-  EXPECT_TRUE(Page(folder, FileIdBothDirectoryRestartInfo, 103).empty());
+  EXPECT_TRUE(Page(folder, FileIdBothDirectoryRestartInfo, 111).empty());
   EXPECT_EQ(GetLastError(), ERROR_BAD_LENGTH);
-  EXPECT_TRUE(Page(folder, FileIdBothDirectoryRestartInfo, 105).empty());
+  EXPECT_EQ(Names(Page(folder, FileIdBothDirectoryRestartInfo, 112)), TextList{u"."});
+  EXPECT_EQ(Names(Page(folder, FileIdBothDirectoryInfo, 112)), TextList{u".."});
+  EXPECT_TRUE(Page(folder, FileIdBothDirectoryInfo, 112).empty());
   EXPECT_EQ(GetLastError(), ERROR_MORE_DATA);
 }
 
