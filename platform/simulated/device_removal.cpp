@@ -74,8 +74,15 @@ QueryRemoval QueryRemove(Machine& machine, std::u16string_view instanceId) {
   for (const std::u16string& id : subtree) {
     Device* device = machine.devices.Find(id);
     if (device == nullptr) continue;
-    device->present = false;
     device->queryRemoved = true;
+    if (IsSameDevice(id, root)) {
+      // The node stays, stopped, until it is set up again or removed (documented: porting from
+      // SetupAPI to CfgMgr32). Which problem it has is assumed.
+      device->status |= DN_HAS_PROBLEM;
+      device->problem = CM_PROB_WILL_BE_REMOVED;
+    } else {
+      device->present = false;
+    }
   }
   return {};
 }

@@ -26,8 +26,8 @@ void FailStart(Device& device, std::uint32_t problem) {
 }
 
 bool MayStart(const Device& device) {
-  return device.present && device.problem != CM_PROB_DISABLED &&
-         device.problem != CM_PROB_WILL_BE_REMOVED;
+  const bool leaves = device.problem == CM_PROB_WILL_BE_REMOVED && !device.queryRemoved;
+  return device.present && device.problem != CM_PROB_DISABLED && !leaves;
 }
 
 void CancelStart(Machine& machine, std::u16string_view instanceId) {
@@ -114,6 +114,7 @@ void StartDevice(Machine& machine, std::u16string_view instanceId) {
   }
   device->status = kStartedStatus;
   device->problem = 0;
+  device->queryRemoved = false;
   if (!device->resident) return;
   if (device->resident->registersControlInterface) {
     EnableInterface(*device, kControlInterfaceClass, {});

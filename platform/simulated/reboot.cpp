@@ -61,8 +61,10 @@ void PowerOff(Machine& machine) {
 
 void PowerOn(Machine& machine) {
   for (Device& device : machine.devices.devices) {
-    if (device.queryRemoved) device.present = true;
+    if (!device.queryRemoved) continue;
     device.queryRemoved = false;
+    device.present = true;
+    if (device.problem == CM_PROB_WILL_BE_REMOVED) device.problem = CM_PROB_FAILED_INSTALL;
   }
   for (const std::u16string& id : DevicesThat(machine, HasPlayedDriver)) {
     machine.devices.Find(id)->pendingInf.clear();

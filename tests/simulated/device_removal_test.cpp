@@ -199,14 +199,40 @@ TEST(DeviceRemoval, InProgressDoesNotAffectTheNextDeviceOfThatName) {
 TEST(DeviceQueryRemoval, StopsTheDeviceAndLeavesItInstalled) {
   World world(InstalledMachine());
   EXPECT_EQ(QueryRemove().result, CR_SUCCESS);
-  EXPECT_EQ(NodeOf(kRootId), 0u) << "no live node any more";
-  EXPECT_TRUE(world.Has(kRootId));
+  const DEVINST node = NodeOf(kRootId);
+  ASSERT_NE(node, 0u);
+  std::uint32_t status = 0;
+  std::uint32_t problem = 0;
+  EXPECT_EQ(CM_Get_DevNode_Status(&status, &problem, node), CR_SUCCESS);
+  EXPECT_EQ(status & (DN_STARTED | DN_HAS_PROBLEM), DN_HAS_PROBLEM);
+  EXPECT_EQ(problem, CM_PROB_WILL_BE_REMOVED);
   EXPECT_FALSE(world.Device(kRootId).resident.has_value());
   EXPECT_EQ(CountEndpointsInView(world.machine), 0u);
-  EXPECT_EQ(IdsOf(ListRoots(true)), std::vector<std::u16string>{u"ROOT\\SYSTEM\\0000"});
-  EXPECT_EQ(IdsOf(ListRoots(false)).size(), 2u);
+  EXPECT_EQ(IdsOf(ListRoots(true)).size(), 2u);
   EXPECT_TRUE(Remove().removed);
   EXPECT_FALSE(world.Has(kRootId));
+}
+
+TEST(DeviceQueryRemoval, LastsUntilTheDeviceIsSetUpAgain) {
+  World world(InstalledMachine());
+  EXPECT_EQ(QueryRemove().result, CR_SUCCESS);
+  world.Wait(60'000);
+  EXPECT_FALSE(IsStarted(world.Device(kRootId)));
+  EXPECT_TRUE(RestartRoot().restarted);
+  world.Wait(60'000);
+  EXPECT_TRUE(IsStarted(world.Device(kRootId)));
+}
+
+TEST(DeviceQueryRemoval, LastsUntilTheRestartWhenTheRemovalFails) {
+  World world(InstalledMachine());
+  world.Device(kRootId).temper.removeError = ERROR_ACCESS_DENIED;
+  EXPECT_EQ(QueryRemove().result, CR_SUCCESS);
+  EXPECT_FALSE(Remove().removed);
+  world.Wait(60'000);
+  EXPECT_TRUE(world.Has(kRootId));
+  EXPECT_FALSE(IsStarted(world.Device(kRootId)));
+  Reboot(world.machine);
+  EXPECT_TRUE(IsStarted(world.Device(kRootId)));
 }
 
 TEST(DeviceQueryRemoval, IsVetoedAsOftenAsConfigured) {
