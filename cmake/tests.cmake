@@ -63,7 +63,8 @@ add_executable(contract_tests ${VORN_CONTRACT_SOURCES})
 target_link_libraries(contract_tests PRIVATE vorn_logic vorn_simulated)
 target_compile_options(contract_tests PRIVATE -O0)
 add_test(NAME contract COMMAND contract_tests)
-set_tests_properties(contract PROPERTIES TIMEOUT 120)
+add_test(NAME contract_survival COMMAND contract_tests --survival)
+set_tests_properties(contract contract_survival PROPERTIES TIMEOUT 120)
 
 # What the model reads of an INF, to be held against what Wine reads of it, and the INFs. The corpus
 # is generated, never committed: its generator is the one place that says what each file shows.

@@ -7,6 +7,7 @@
 #include "platform/simulated/config_manager_values.h"
 #include "platform/simulated/error_values.h"
 #include "tests/contract/contract.h"
+#include "tests/contract/own_device.h"
 
 #include <cstring>
 
@@ -16,97 +17,8 @@ using namespace platform;
 
 namespace {
 
-constexpr GUID kMediaClass = {
-    0x4d36e96c, 0xe325, 0x11ce, {0xbf, 0xc1, 0x08, 0x00, 0x2b, 0xe1, 0x03, 0x18}};
 constexpr GUID kNoClass = {
     0x8f1e7a11, 0x0001, 0x4c4c, {0x90, 0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07}};
-constexpr std::u16string_view kHardwareId(u"Root\\VornContract\0", 18);
-
-class DeviceList {
- public:
-  explicit DeviceList(HDEVINFO list) : list_(list) {}
-  DeviceList(const DeviceList&) = delete;
-  DeviceList& operator=(const DeviceList&) = delete;
-  ~DeviceList() {
-    if (list_ != INVALID_DEVICE_INFO_LIST) SetupDiDestroyDeviceInfoList(list_);
-  }
-  HDEVINFO Handle() const { return list_; }
-
- private:
-  HDEVINFO list_;
-};
-
-SP_DEVINFO_DATA NoDevice() {
-  SP_DEVINFO_DATA device = {};
-  device.cbSize = sizeof device;
-  return device;
-}
-
-std::u16string HardwareId(HDEVINFO list, const SP_DEVINFO_DATA& device) {
-  char16_t text[512] = {};
-  std::uint32_t type = 0;
-  std::uint32_t required = 0;
-  if (!SetupDiGetDeviceRegistryPropertyW(list, &device, SPDRP_HARDWAREID, &type, text, sizeof text,
-                                         &required)) {
-    return {};
-  }
-  return text;
-}
-
-std::u16string InstanceId(HDEVINFO list, const SP_DEVINFO_DATA& device) {
-  char16_t id[256] = {};
-  CHECK(SetupDiGetDeviceInstanceIdW(list, &device, id, 256, nullptr));
-  return id;
-}
-
-bool RemoveDevice(HDEVINFO list, const SP_DEVINFO_DATA& device) {
-  SP_REMOVEDEVICE_PARAMS parameters = {
-      {sizeof(SP_CLASSINSTALL_HEADER), DIF_REMOVE}, DI_REMOVEDEVICE_GLOBAL, 0};
-  // Without parameters the removal is global as well, where they cannot be set.
-  static_cast<void>(SetupDiSetClassInstallParamsW(list, &device, &parameters.ClassInstallHeader,
-                                                  sizeof parameters));
-  return SetupDiCallClassInstaller(DIF_REMOVE, list, &device);
-}
-
-/// How many devices of the suite there are.
-int CountOwnDevices() {
-  const DeviceList list(SetupDiGetClassDevsW(&kMediaClass, u"ROOT", 0));
-  int count = 0;
-  SP_DEVINFO_DATA device = NoDevice();
-  for (std::uint32_t index = 0; SetupDiEnumDeviceInfo(list.Handle(), index, &device); ++index) {
-    if (HardwareId(list.Handle(), device) == kHardwareId.data()) ++count;
-  }
-  return count;
-}
-
-/// A registered device, which is removed with its owner.
-class OwnDevice {
- public:
-  OwnDevice() : list_(SetupDiCreateDeviceInfoList(&kMediaClass)) {
-    NEED(list_.Handle() != INVALID_DEVICE_INFO_LIST);
-    NEED(SetupDiCreateDeviceInfoW(list_.Handle(), u"MEDIA", &kMediaClass, u"VORN contract device",
-                                  DICD_GENERATE_ID, &device_));
-    NEED(SetupDiSetDeviceRegistryPropertyW(list_.Handle(), &device_, SPDRP_HARDWAREID,
-                                           kTwoTerminators.data(),
-                                           static_cast<std::uint32_t>(kTwoTerminators.size() * 2)));
-    NEED(SetupDiCallClassInstaller(DIF_REGISTERDEVICE, list_.Handle(), &device_));
-    registered_ = true;
-  }
-  ~OwnDevice() { Remove(); }
-  bool Remove() {
-    const bool removed = registered_ && RemoveDevice(list_.Handle(), device_);
-    registered_ = false;
-    return removed;
-  }
-  HDEVINFO List() const { return list_.Handle(); }
-  const SP_DEVINFO_DATA& Device() const { return device_; }
-
- private:
-  static constexpr std::u16string_view kTwoTerminators = {u"Root\\VornContract\0", 19};
-  DeviceList list_;
-  SP_DEVINFO_DATA device_ = NoDevice();
-  bool registered_ = false;
-};
 
 }  // namespace
 
@@ -292,14 +204,24 @@ CONTRACT(ANodeKnowsItsInstanceId) {
   CHECK_EQ(std::u16string(id), InstanceId(own.List(), own.Device()));
 }
 
-CONTRACT(ADeviceIsQueriedAndRemovedWithItsSubtree) {
+CONTRACT(AQueriedAndRemovedNodeStaysStoppedUntilItIsRemoved) {
   SkipOn(Side::Wine, "CM_Query_And_Remove_SubTreeW is missing and would end the process");
-  const OwnDevice own;
+  OwnDevice own;
+  const std::u16string id = InstanceId(own.List(), own.Device());
   std::uint32_t veto = 0;
   char16_t name[MAX_PATH] = {};
-  CHECK_EQ(CM_Query_And_Remove_SubTreeW(own.Device().DevInst, &veto, name, MAX_PATH,
-                                        CM_REMOVE_UI_NOT_OK | CM_REMOVE_NO_RESTART),
-           CR_SUCCESS);
+  NEED(CM_Query_And_Remove_SubTreeW(own.Device().DevInst, &veto, name, MAX_PATH,
+                                    CM_REMOVE_UI_NOT_OK | CM_REMOVE_NO_RESTART) == CR_SUCCESS);
+  CHECK_EQ(CountOwnDevices(), 1);
+  DEVINST node = 0;
+  NEED(CM_Locate_DevNodeW(&node, id.c_str(), CM_LOCATE_DEVNODE_NORMAL) == CR_SUCCESS);
+  std::uint32_t status = 0;
+  std::uint32_t problem = 0;
+  NEED(CM_Get_DevNode_Status(&status, &problem, node) == CR_SUCCESS);
+  CHECK_EQ(status & DN_STARTED, 0U);
+  CHECK(own.Remove());
+  CHECK_EQ(CountOwnDevices(), 0);
+  CHECK_EQ(CM_Locate_DevNodeW(&node, id.c_str(), CM_LOCATE_DEVNODE_NORMAL), CR_NO_SUCH_DEVNODE);
 }
 
 }  // namespace vorn::contract

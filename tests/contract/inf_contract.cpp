@@ -25,7 +25,11 @@ class OpenInf {
   ~OpenInf() {
     if (handle_ != INVALID_INF) SetupCloseInfFile(handle_);
   }
-  HINF Handle() const { return handle_; }
+  /// The case cannot go on without it.
+  HINF Handle() const {
+    NEED(handle_ != INVALID_INF);
+    return handle_;
+  }
   std::uint32_t error = 0;
 
  private:

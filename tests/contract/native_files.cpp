@@ -23,6 +23,13 @@ Opened OpenNative(const std::u16string& name, const How& how, platform::HANDLE f
   return opened;
 }
 
+std::uint32_t ToWin32(platform::NTSTATUS status) {
+  const auto toError = reinterpret_cast<platform::RtlNtStatusToDosErrorFunction>(
+      platform::GetProcAddress(platform::GetModuleHandleW(u"ntdll.dll"), "RtlNtStatusToDosError"));
+  NEED(toError != nullptr);
+  return toError(status);
+}
+
 Opened OpenFolder(const std::u16string& path) {
   How how;
   how.access = kListFolder;

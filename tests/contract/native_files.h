@@ -65,6 +65,9 @@ inline std::u16string Nt(const std::u16string& path) {
   return u"\\??\\" + path;
 }
 
+/// The Win32 error of a native status, as ntdll tells it.
+std::uint32_t ToWin32(platform::NTSTATUS status);
+
 /// Opens an existing folder so that opens can be relative to it.
 Opened OpenFolder(const std::u16string& path);
 

@@ -4,6 +4,7 @@
 #include "platform/last_error.h"
 #include "platform/native.h"
 #include "platform/registry.h"
+#include "platform/security.h"
 #include "platform/simulated/error_values.h"
 #include "platform/simulated/native_values.h"
 #include "platform/simulated/registry_values.h"
@@ -49,6 +50,18 @@ NTSTATUS DeleteKey(HKEY key) {
   return remove(key);
 }
 
+void EnablePrivilege(const char16_t* name) {
+  HANDLE token = nullptr;
+  NEED(OpenProcessToken(GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY, &token));
+  TOKEN_PRIVILEGES privileges = {};
+  privileges.PrivilegeCount = 1;
+  privileges.Privileges[0].Attributes = SE_PRIVILEGE_ENABLED;
+  const bool enabled = LookupPrivilegeValueW(name, &privileges.Privileges[0].Luid) &&
+                       AdjustTokenPrivileges(token, false, &privileges);
+  CloseHandle(token);
+  NEED(enabled);
+}
+
 }  // namespace
 
 CONTRACT(AMissingKeyIsNotFound) {
@@ -56,6 +69,25 @@ CONTRACT(AMissingKeyIsNotFound) {
   MakeKey(u"a");
   CHECK_EQ(OpenKey(u"a\\none\\x").error, static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND));
   CHECK_EQ(OpenKey(u"A").error, 0);
+}
+
+CONTRACT(BackupIntentOpensWhatOnlyTheSystemMayOpen) {
+  SkipOn(Side::Wine, "has no such key, and its registry refuses nobody");
+  const std::u16string path = SystemsOwnKey();
+  EnablePrivilege(u"SeBackupPrivilege");
+  EnablePrivilege(u"SeRestorePrivilege");
+  HKEY key = nullptr;
+  const LSTATUS plain =
+      RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ | KEY_WOW64_64KEY, &key);
+  if (plain == 0) RegCloseKey(key);  // the suite runs as the system itself
+  CHECK(plain == 0 || plain == static_cast<LSTATUS>(ERROR_ACCESS_DENIED));
+  NEED(RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), REG_OPTION_BACKUP_RESTORE, KEY_WOW64_64KEY,
+                     &key) == 0);
+  char16_t name[256] = {};
+  std::uint32_t size = 256;
+  const LSTATUS listed = RegEnumKeyExW(key, 0, name, &size);
+  CHECK(listed == 0 || listed == static_cast<LSTATUS>(ERROR_NO_MORE_ITEMS));
+  CHECK_EQ(RegCloseKey(key), 0);
 }
 
 CONTRACT(SubkeysAreListedByIndex) {

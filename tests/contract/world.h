@@ -26,11 +26,17 @@ std::u16string Scratch();
 /// Gives a file a second name.
 bool MakeHardLink(const std::u16string& existing, const std::u16string& name);
 
+/// Gives a file another name, in that folder or in another. The error code, 0 on success.
+std::uint32_t MoveTo(const std::u16string& existing, const std::u16string& name);
+
 /// Puts a symbolic link to a folder; false where none can be made.
 bool MakeFolderLink(const std::u16string& path, const std::u16string& target);
 
 /// The registry key of the case, below HKEY_LOCAL_MACHINE, which is removed with it.
 inline constexpr char16_t kRegistryPath[] = u"Software\\VornContract";
+
+/// A key below HKEY_LOCAL_MACHINE whose list lets the system read it, and administrators not.
+std::u16string SystemsOwnKey();
 
 /// Creates a key below kRegistryPath; the empty path is the key itself.
 void MakeKey(const std::u16string& path);

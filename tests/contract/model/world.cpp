@@ -1,7 +1,12 @@
 #include "tests/contract/world.h"
 
+#include "platform/files.h"
+#include "platform/simulated/error_values.h"
+#include "platform/simulated/file_open.h"
+#include "platform/simulated/file_values.h"
 #include "platform/simulated/machine.h"
 #include "platform/simulated/process.h"
+#include "platform/simulated/registry_values.h"
 
 #include <memory>
 #include <string>
@@ -57,10 +62,37 @@ bool MakeHardLink(const std::u16string& existing, const std::u16string& name) {
   return true;
 }
 
+// A rename opens the folder that takes the name for writing (documented: Windows before 11 22H2).
+std::uint32_t MoveTo(const std::u16string& existing, const std::u16string& name) {
+  simulated::FileSystem& files = world->machine.files;
+  const auto folder = simulated::FindNode(files, name.substr(0, name.rfind(u'\\')));
+  if (!folder || !simulated::FindNode(files, existing)) return platform::ERROR_PATH_NOT_FOUND;
+  constexpr std::uint32_t kAnyShare =
+      platform::FILE_SHARE_READ | platform::FILE_SHARE_WRITE | platform::FILE_SHARE_DELETE;
+  if (!simulated::SharesWithOthers(files, *folder, platform::FILE_WRITE_DATA, kAnyShare)) {
+    return platform::ERROR_SHARING_VIOLATION;
+  }
+  simulated::AddHardLink(files, existing, name);
+  simulated::RemovePath(files, existing);
+  return 0;
+}
+
 bool MakeFolderLink(const std::u16string& path, const std::u16string& target) {
   simulated::PutLink(world->machine.files, path, simulated::ReparseKind::SymbolicLink, target,
                      true);
   return true;
+}
+
+std::u16string SystemsOwnKey() {
+  constexpr char16_t kPath[] = u"SECURITY";
+  simulated::SecurityRecord security;
+  security.owner = simulated::kLocalSystem;
+  security.daclProtected = true;
+  security.entries = {
+      {0, 0, platform::KEY_ALL_ACCESS, simulated::kLocalSystem},
+      {0, 0, platform::READ_CONTROL | platform::WRITE_DAC, simulated::kAdministrators}};
+  simulated::SecureKey(world->machine.registry, kPath, security);
+  return kPath;
 }
 
 void MakeKey(const std::u16string& path) {

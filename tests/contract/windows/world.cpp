@@ -1,4 +1,8 @@
 #include "tests/contract/world.h"
+
+#include "tests/contract/own_device.h"
+#include "tests/contract/windows/clean_up.h"
+#include "tests/contract/windows/guest_state.h"
 #include "platform/simulated/registry_values.h"
 
 #include <windows.h>
@@ -16,11 +20,11 @@ std::wstring Wide(const std::u16string& text) {
   return std::wstring(text.begin(), text.end());
 }
 
-std::wstring RootFolder() {
+std::wstring RootFolder(std::uint32_t processId) {
   wchar_t path[MAX_PATH + 1] = {};
   ::GetTempPathW(MAX_PATH, path);
   wchar_t name[32] = {};
-  ::wsprintfW(name, L"vorn_contract_%lu", ::GetCurrentProcessId());
+  ::wsprintfW(name, L"vorn_contract_%lu", static_cast<unsigned long>(processId));
   return std::wstring(path) + name;
 }
 
@@ -28,6 +32,12 @@ std::wstring FullKey(const std::u16string& path) {
   std::wstring full = Wide(kRegistryPath);
   if (!path.empty()) full += L"\\" + Wide(path);
   return full;
+}
+
+void RemoveFilesAndKeys(std::uint32_t processId) {
+  std::error_code ignored;
+  std::filesystem::remove_all(RootFolder(processId), ignored);
+  ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, Wide(kRegistryPath).c_str());
 }
 
 ::HKEY OpenOrCreate(const std::u16string& path) {
@@ -50,14 +60,19 @@ void BeginCase() {
 }
 
 std::size_t EndCase() {
-  std::error_code ignored;
-  if (folders != 0) std::filesystem::remove_all(RootFolder(), ignored);
-  ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, Wide(kRegistryPath).c_str());
+  RemoveFilesAndKeys(::GetCurrentProcessId());
   return 0;
 }
 
+void CleanUpAfter(std::uint32_t processId) {
+  RemoveFilesAndKeys(processId);
+  RemoveOwnDevices();
+  RestoreGuestState();
+}
+
 std::u16string Scratch() {
-  const std::wstring path = RootFolder() + L"\\" + std::to_wstring(folders++);
+  const std::wstring path =
+      RootFolder(::GetCurrentProcessId()) + L"\\" + std::to_wstring(folders++);
   std::filesystem::create_directories(path);
   return std::u16string(path.begin(), path.end());
 }
@@ -66,9 +81,18 @@ bool MakeHardLink(const std::u16string& existing, const std::u16string& name) {
   return ::CreateHardLinkW(Wide(name).c_str(), Wide(existing).c_str(), nullptr) != 0;
 }
 
+std::uint32_t MoveTo(const std::u16string& existing, const std::u16string& name) {
+  const bool moved = ::MoveFileExW(Wide(existing).c_str(), Wide(name).c_str(), 0) != 0;
+  return moved ? 0 : ::GetLastError();
+}
+
 bool MakeFolderLink(const std::u16string& path, const std::u16string& target) {
   return ::CreateSymbolicLinkW(Wide(path).c_str(), Wide(target).c_str(),
                                SYMBOLIC_LINK_FLAG_DIRECTORY) != 0;
+}
+
+std::u16string SystemsOwnKey() {
+  return u"SECURITY";
 }
 
 void MakeKey(const std::u16string& path) {
