@@ -3,35 +3,51 @@ find_package(nlohmann_json 3.11 REQUIRED)
 find_package(OpenSSL REQUIRED)
 include(CTest)
 
-add_library(vorn_logic STATIC ${VORN_LOGIC_SOURCES})
-target_link_libraries(vorn_logic PUBLIC vorn_base)
-vorn_instrument(vorn_base)
-vorn_instrument(vorn_logic)
-vorn_precompile(vorn_logic <string> <string_view> <vector> <map> <memory> <optional> <variant>)
-
 file(GLOB VORN_SIMULATED_SOURCES CONFIGURE_DEPENDS platform/simulated/*.cpp)
-add_library(vorn_simulated STATIC ${VORN_SIMULATED_SOURCES})
-target_link_libraries(vorn_simulated PUBLIC vorn_base PRIVATE OpenSSL::Crypto)
-vorn_instrument(vorn_simulated)
-vorn_precompile(vorn_simulated <string> <string_view> <vector> <map> <memory> <optional> <variant>
-                <functional> <algorithm>)
-target_link_libraries(vorn_logic PUBLIC vorn_simulated)
-
 file(GLOB VORN_LAB_SOURCES CONFIGURE_DEPENDS RELATIVE ${CMAKE_SOURCE_DIR} lab/*.cpp)
 list(REMOVE_ITEM VORN_LAB_SOURCES lab/main.cpp)
-if(VORN_LAB_SOURCES)
-  add_library(vorn_lab_library STATIC ${VORN_LAB_SOURCES})
-  target_link_libraries(vorn_lab_library PUBLIC vorn_logic vorn_simulated
-                                         PRIVATE nlohmann_json::nlohmann_json)
-  vorn_instrument(vorn_lab_library)
-  add_executable(vorn_lab lab/main.cpp)
-  target_link_libraries(vorn_lab PRIVATE vorn_lab_library)
+
+# The libraries and the lab come in one or two kinds: plain, and with VORN_SANITIZED_TESTS a second
+# time with the sanitizers, under names that end in "_sanitized". What is compiled against them is
+# compiled once and linked with each kind.
+set(VORN_KINDS "")
+if(BUILD_TESTING AND VORN_SANITIZED_TESTS)
+  set(VORN_KINDS _sanitized)
 endif()
 
-if(VORN_UNITY)
-  set_target_properties(vorn_logic vorn_simulated vorn_lab_library
-                        PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 12)
-endif()
+function(vorn_host_libraries kind)
+  if(NOT TARGET vorn_base${kind})  # the plain one is also the Windows build's
+    add_library(vorn_base${kind} STATIC ${VORN_BASE_SOURCES})
+    target_link_libraries(vorn_base${kind} PUBLIC vorn_options)
+  endif()
+  add_library(vorn_simulated${kind} STATIC ${VORN_SIMULATED_SOURCES})
+  target_link_libraries(vorn_simulated${kind} PUBLIC vorn_base${kind} PRIVATE OpenSSL::Crypto)
+  add_library(vorn_logic${kind} STATIC ${VORN_LOGIC_SOURCES})
+  target_link_libraries(vorn_logic${kind} PUBLIC vorn_simulated${kind})
+  add_library(vorn_lab_library${kind} STATIC ${VORN_LAB_SOURCES})
+  target_link_libraries(vorn_lab_library${kind} PUBLIC vorn_logic${kind}
+                                                PRIVATE nlohmann_json::nlohmann_json)
+  add_executable(vorn_lab${kind} lab/main.cpp)
+  target_link_libraries(vorn_lab${kind} PRIVATE vorn_lab_library${kind})
+
+  set(libraries vorn_base${kind} vorn_simulated${kind} vorn_logic${kind} vorn_lab_library${kind})
+  if(kind STREQUAL "_sanitized")
+    vorn_sanitize(${libraries})
+  endif()
+  if(VORN_UNITY)
+    set_target_properties(${libraries} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 12)
+  endif()
+  vorn_precompile(vorn_logic${kind} <string> <string_view> <vector> <map> <memory> <optional>
+                  <variant>)
+  vorn_precompile(vorn_simulated${kind} <string> <string_view> <vector> <map> <memory> <optional>
+                  <variant> <functional> <algorithm>)
+endfunction()
+
+vorn_host_libraries("")
+foreach(kind IN LISTS VORN_KINDS)
+  vorn_host_libraries(${kind})
+endforeach()
+
 if(BUILD_TESTING)
   include(cmake/tests.cmake)
 endif()

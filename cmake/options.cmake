@@ -7,11 +7,6 @@ else()
   target_compile_options(vorn_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow
                                                 -Werror)
 endif()
-if(VORN_SANITIZE)
-  target_link_options(vorn_options INTERFACE -fsanitize=address,undefined)
-  # The library's own checks see a look behind a list's end that stays within its memory.
-  target_compile_definitions(vorn_options INTERFACE _GLIBCXX_ASSERTIONS)
-endif()
 if(VORN_COVERAGE)
   # What stands above the platform is counted wherever it is compiled, so also a template or an
   # inline function of its headers in a test; nothing else is.
@@ -27,14 +22,19 @@ if(VORN_COVERAGE)
   target_link_options(vorn_options INTERFACE -fprofile-instr-generate)
 endif()
 
-# Instruments a target as the build asks for. The test programs' own code is not instrumented: it
-# would triple the time that they take to compile, and prove nothing about the program.
-function(vorn_instrument target)
-  if(VORN_SANITIZE)
+# Builds libraries with AddressSanitizer and UndefinedBehaviorSanitizer. The test programs' own code
+# is not instrumented: that would triple the time that they take to compile, and prove nothing about
+# the program.
+function(vorn_sanitize)
+  foreach(target IN LISTS ARGN)
     # GCC takes the optional values of instrumented code for uninitialised where they are not.
-    target_compile_options(${target} PRIVATE -fsanitize=address,undefined -fno-sanitize-recover=all
-                                             -fno-omit-frame-pointer -Wno-maybe-uninitialized)
-  endif()
+    target_compile_options(${target} PRIVATE -g1 -fsanitize=address,undefined
+                                             -fno-sanitize-recover=all -fno-omit-frame-pointer
+                                             -Wno-maybe-uninitialized)
+    # The library's own checks see a look behind a list's end that stays within its memory.
+    target_compile_definitions(${target} PRIVATE _GLIBCXX_ASSERTIONS)
+    target_link_options(${target} PUBLIC -fsanitize=address,undefined)
+  endforeach()
 endfunction()
 
 # Precompiles the standard headers that most files of a target include.

@@ -1,6 +1,7 @@
 // docs/lab.md documents everything that a user of the lab can write: each key of machine.json, each
 // kind of event, each fault and change, each option.
 
+#include "tests/lab/lab_process.h"
 #include "tests/lab/temporary_folder.h"
 
 #include <algorithm>
@@ -15,7 +16,7 @@ namespace fs = std::filesystem;
 
 /// The source folder, which contains the folder of the program.
 fs::path SourceFolder() {
-  fs::path folder = fs::path(VORN_LAB_PROGRAM).parent_path();
+  fs::path folder = fs::path(LabProgram()).parent_path();
   while (!fs::exists(folder / "docs" / "lab.md") && folder != folder.root_path())
     folder = folder.parent_path();
   return folder;

@@ -14,7 +14,7 @@ LabProcess RunLabProcess(const std::vector<std::string>& arguments) {
   const std::string output = streams.Name("output");
   const std::string errorOutput = streams.Name("error");
 
-  std::vector<std::string> words = {VORN_LAB_PROGRAM};
+  std::vector<std::string> words = {LabProgram()};
   words.insert(words.end(), arguments.begin(), arguments.end());
   std::vector<char*> pointers;
   for (std::string& word : words)
@@ -27,7 +27,7 @@ LabProcess RunLabProcess(const std::vector<std::string>& arguments) {
   posix_spawn_file_actions_addopen(&actions, 1, output.c_str(), kFlags, 0600);
   posix_spawn_file_actions_addopen(&actions, 2, errorOutput.c_str(), kFlags, 0600);
   pid_t child = 0;
-  EXPECT_EQ(posix_spawn(&child, VORN_LAB_PROGRAM, &actions, nullptr, pointers.data(), environ), 0);
+  EXPECT_EQ(posix_spawn(&child, LabProgram(), &actions, nullptr, pointers.data(), environ), 0);
   posix_spawn_file_actions_destroy(&actions);
 
   int status = 0;

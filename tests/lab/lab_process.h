@@ -13,6 +13,9 @@ struct LabProcess {
   std::string errorOutput;
 };
 
+/// Path of the lab that belongs to this test program: sanitized or not, as it is itself.
+const char* LabProgram();
+
 /// Runs vorn_lab with these arguments and waits for it.
 LabProcess RunLabProcess(const std::vector<std::string>& arguments);
 
