@@ -38,9 +38,9 @@ std::optional<std::u16string> ReadInstanceId(platform::HDEVINFO list,
   if (!platform::SetupDiGetDeviceInstanceIdW(list, &device, buffer.data(), length, nullptr)) {
     return std::nullopt;
   }
-  std::u16string instanceId = buffer.c_str();
+  const std::u16string_view instanceId = buffer.c_str();
   if (instanceId.empty()) return std::nullopt;
-  return instanceId;
+  return std::u16string(instanceId);
 }
 
 std::u16string ReadStringProperty(platform::HDEVINFO list, const platform::SP_DEVINFO_DATA& device,
