@@ -89,6 +89,28 @@ TEST(ExistingRootUpdate, HidesTheEndpointsUnderALeaseBeforeTheBind) {
   EXPECT_EQ(steps, expected);  // and no showing: the driver is a new one
 }
 
+TEST(ExistingRootUpdate, HidesTheEndpointsForTheBindOfARollbackToo) {
+  Machine machine = OutdatedMachine();
+  const auto codes = ControlCodes(InstallRollback(machine));
+  EXPECT_EQ(CountOf(codes, kAcquire), 1U);
+  EXPECT_EQ(CountOf(codes, kVisibility), 20U);
+}
+
+TEST(ExistingRootUpdate, BindsTheSnapshotsCopyOfTheInf) {
+  Machine machine = OutdatedMachine();
+  const auto binds = Install(machine).CallsOf("UpdateDriverForPlugAndPlayDevicesW");
+  ASSERT_EQ(binds.size(), 1U);
+  EXPECT_NE(binds[0].Argument("FullInfPath").find("\\VORN-input-"), std::string::npos)
+      << binds[0].Argument("FullInfPath");
+}
+
+TEST(ExistingRootUpdate, LooksWhatRunsOnlyOnceTheJournalIsWritten) {
+  Machine machine = OutdatedMachine();
+  const RunResult run = Install(machine, {.faults = {FailingCall("FlushFileBuffers", 112, 4)}});
+  EXPECT_EQ(run.status, kExitActivationStateBlocks);
+  EXPECT_FALSE(run.Called("OpenSCManagerW")) << "the engine starts the audio services first";
+}
+
 TEST(ExistingRootUpdate, RecordsWhatTheUserHadDisabled) {
   Machine machine = OutdatedMachine();
   tests::DisableEndpoint(machine, {3, 1});
@@ -156,8 +178,49 @@ TEST(UnchangedPackage, NoticesEndpointsThatGotNewIdsMeanwhile) {
   EXPECT_EQ(JournalIn(machine, kSampleJournal), std::nullopt);
 }
 
+/// All endpoints get new ids while none of them is in use, so that only their ids differ.
+void RemintWhatTheUserDisabled(Machine& machine) {
+  WithdrawEndpoints(machine, kRootId);
+  machine.audio.remintNext = 20;
+  PublishEndpoints(machine, kRootId);
+}
+
+TEST(UnchangedPackage, IsNotPresumedByTheQuickLook) {
+  Machine machine = InstalledMachine();
+  tests::DisableEveryEndpoint(machine);
+  const Fault fault = ChangeBefore("OpenSCManagerW", 1, RemintWhatTheUserDisabled);
+  ExpectRun(Install(machine, {.faults = {fault}}), kExitEndpointsMissing,
+            {kPersisted, kUntouched,
+             Err("vorn_devnode: RESULT=ENDPOINTS_MISSING - root=healthy; package=; kernel=; "
+                 "resident=proven; catalog=healthy; mapping=unchanged driver package re-minted "
+                 "MMDevice cable identities; present= (catalog=20, active=0, present-pnp=0)")});
+}
+
+TEST(UnchangedPackage, IsFoundByOneLookWithoutWaiting) {
+  Machine machine = OutdatedMachine();
+  const std::uint64_t start = machine.clock.tick;
+  std::uint64_t bound = 0;
+  const Fault fault = ChangeBefore("UpdateDriverForPlugAndPlayDevicesW", 1,
+                                   [&bound](Machine& world) { bound = world.clock.tick; });
+  EXPECT_EQ(Install(machine, {.faults = {fault}}).status, kExitOk);
+  EXPECT_LT(bound - start, 1'000U) << "another package runs, which no wait would change";
+}
+
 // ------------------------------------------------------------------------------------------------
 // Refusals before the journal exists.
+
+TEST(ExistingRootUpdate, NeedsTheInstanceIdOfTheRoot) {
+  Machine machine = OutdatedMachine();
+  // Pruning and its proof read the id first, each by a question for its size and a read.
+  const RunResult run =
+      Install(machine, {.faults = {FailingCall("SetupDiGetDeviceInstanceIdW", 13, 5)}});
+  ExpectRun(run, kExitNotStarted,
+            {Err("vorn_devnode: existing root baseline is missing or ambiguous: present VORN root "
+                 "has no device instance id")});
+  EXPECT_FALSE(run.Called("UpdateDriverForPlugAndPlayDevicesW"));
+  EXPECT_FALSE(run.Called("DeviceIoControl"));
+  EXPECT_FALSE(tests::HasFile(machine, kSampleJournal));
+}
 
 TEST(ExistingRootUpdate, IsRefusedWhenTheDeviceWentAfterTheCleanUp) {
   Machine machine = OutdatedMachine();
@@ -187,6 +250,12 @@ TEST(ExistingRootUpdate, IsRefusedForADeviceThatTheUserDisabled) {
                  "Device Manager before updating its driver")});
   EXPECT_FALSE(run.Called("UpdateDriverForPlugAndPlayDevicesW"));
   EXPECT_EQ(JournalIn(machine, kSampleJournal), std::nullopt);
+}
+
+TEST(ExistingRootUpdate, IsRefusedForADisabledDeviceBeforeTheCatalogIsRead) {
+  Machine machine = DisabledMachine();
+  machine.audio.enumError = platform::E_FAIL;
+  EXPECT_EQ(Install(machine).status, kExitBindRefused);
 }
 
 TEST(ExistingRootUpdate, BindsTheRollbackOfADisabledDevice) {

@@ -13,6 +13,8 @@
 
 #include <algorithm>
 #include <gtest/gtest.h>
+#include <string>
+#include <vector>
 
 namespace vorn {
 namespace {
@@ -124,32 +126,25 @@ TEST(FreshInstall, WritesTheJournalBeforeItTouchesTheDevice) {
 TEST(FreshInstall, EndsWithTheStatusOfTheStepThatFailed) {
   struct Case {
     const char* call;
-    std::uint32_t nth;
     const char* label;
     ExitStatus status;
-    std::size_t roots;  // that are left
   };
   const Case cases[] = {
-      {"SetupDiCreateDeviceInfoList", 1, "SetupDiCreateDeviceInfoList", 3, 0},
-      {"SetupDiClassNameFromGuidW", 1, "SetupDiClassNameFromGuid", 4, 0},
-      {"SetupDiCreateDeviceInfoW", 1, "SetupDiCreateDeviceInfo", 5, 0},
-      {"SetupDiSetDeviceRegistryPropertyW", 1, "SetupDiSetDeviceRegistryProperty(HARDWAREID)", 6,
-       0},
-      {"SetupDiCallClassInstaller", 1, "SetupDiCallClassInstaller(DIF_REGISTERDEVICE)", 7, 0},
-      {"UpdateDriverForPlugAndPlayDevicesW", 1, "UpdateDriverForPlugAndPlayDevices", 8, 0},
+      {"SetupDiCreateDeviceInfoList", "SetupDiCreateDeviceInfoList", 3},
+      {"SetupDiClassNameFromGuidW", "SetupDiClassNameFromGuid", 4},
+      {"SetupDiCreateDeviceInfoW", "SetupDiCreateDeviceInfo", 5},
+      {"SetupDiSetDeviceRegistryPropertyW", "SetupDiSetDeviceRegistryProperty(HARDWAREID)", 6},
+      {"SetupDiCallClassInstaller", "SetupDiCallClassInstaller(DIF_REGISTERDEVICE)", 7},
+      {"UpdateDriverForPlugAndPlayDevicesW", "UpdateDriverForPlugAndPlayDevices", 8},
   };
   for (const Case& row : cases) {
     SCOPED_TRACE(row.call);
     Machine machine = CleanMachine();
-    Fault fault;
-    fault.call = row.call;
-    fault.first = fault.last = row.nth;
-    fault.error = 0xE0000203;
-    const RunResult run = Install(machine, {.faults = {fault}});
+    const RunResult run = Install(machine, {.faults = {FailingCall(row.call, 0xE0000203)}});
     ExpectRun(run, row.status,
               {kPersisted,
                Err("vorn_devnode: " + std::string(row.label) + " failed (error 0xE0000203)")});
-    EXPECT_EQ(InstalledRootIds(machine).size(), row.roots);
+    EXPECT_EQ(InstalledRootIds(machine).size(), 0U);
     EXPECT_EQ(JournalIn(machine, kSampleJournal), std::nullopt);
   }
 }
@@ -171,10 +166,8 @@ TEST(FreshInstall, RemovesTheDeviceThatNoDriverCouldBeBoundTo) {
 TEST(FreshInstall, KeepsTheStatusOfTheBindWhenTheDeviceCannotBeRemoved) {
   Machine machine = CleanMachine();
   machine.store.updateError = platform::ERROR_ACCESS_DENIED;
-  Fault fault;
-  fault.call = "SetupDiCallClassInstaller";
-  fault.first = fault.last = 2;
-  const RunResult run = Install(machine, {.faults = {fault}});
+  const RunResult run =
+      Install(machine, {.faults = {FailingCall("SetupDiCallClassInstaller", 31, 2)}});
   ExpectRun(run, kExitFreshBindFailed,
             {kPersisted,
              Err("vorn_devnode: UpdateDriverForPlugAndPlayDevices failed (error 0x00000005)")});
@@ -191,8 +184,103 @@ TEST(FreshInstall, HandsOutAPackageThatDoesNotMatchItsCatalog) {
   EXPECT_EQ(InstalledRootIds(machine).size(), 0U);
 }
 
+/// What a run did from the creation of the device list to the first deletion of a file, which is
+/// the journal's when the journal does not stay. Lines on the console are "say".
+std::vector<std::string> StepsOfTheDevice(const RunResult& run) {
+  std::vector<std::string> steps;
+  std::string list;
+  for (const CallRecord& call : run.calls) {
+    if (call.name == "SetupDiCreateDeviceInfoList") {
+      list = call.result;
+      steps = {"create list"};
+    }
+    if (call.name == "SetupDiCallClassInstaller") {
+      steps.push_back(call.Argument("InstallFunction") == "0x5" ? "remove" : "register");
+    }
+    if (call.name == "UpdateDriverForPlugAndPlayDevicesW") steps.emplace_back("bind");
+    if (call.name == "fputws") steps.emplace_back("say");
+    if (call.name == "SetupDiDestroyDeviceInfoList" && call.Argument("DeviceInfoSet") == list) {
+      steps.emplace_back("destroy list");
+    }
+    if (call.name == "SetFileInformationByHandle") {
+      steps.emplace_back("delete");
+      break;
+    }
+  }
+  return steps;
+}
+
+using Steps = std::vector<std::string>;
+
+TEST(FreshInstall, ReportsAFailureBeforeItUndoesAnythingAndDropsTheJournalLast) {
+  struct Case {
+    const char* call;
+    Steps steps;
+  };
+  const Case cases[] = {
+      {"SetupDiCreateDeviceInfoList", {"create list", "say", "delete"}},
+      {"SetupDiClassNameFromGuidW", {"create list", "say", "destroy list", "delete"}},
+      {"SetupDiCreateDeviceInfoW", {"create list", "say", "destroy list", "delete"}},
+      {"SetupDiSetDeviceRegistryPropertyW", {"create list", "say", "destroy list", "delete"}},
+      {"SetupDiCallClassInstaller", {"create list", "register", "say", "destroy list", "delete"}},
+      {"UpdateDriverForPlugAndPlayDevicesW",
+       {"create list", "register", "bind", "say", "remove", "destroy list", "delete"}},
+  };
+  for (const Case& row : cases) {
+    SCOPED_TRACE(row.call);
+    Machine machine = CleanMachine();
+    EXPECT_EQ(StepsOfTheDevice(Install(machine, {.faults = {FailingCall(row.call, 31)}})),
+              row.steps);
+  }
+}
+
+TEST(FreshInstall, DestroysTheDeviceListBeforeItSaysThatTheDeviceIsInstalled) {
+  Machine machine = CleanMachine();
+  const Steps steps = StepsOfTheDevice(Install(machine));
+  ASSERT_GE(steps.size(), 5U);
+  EXPECT_EQ(Steps(steps.begin(), steps.begin() + 5),
+            (Steps{"create list", "register", "bind", "destroy list", "say"}));
+}
+
+TEST(FreshInstall, NamesTheDeviceAfterTheSetupClassAsWindowsNamesIt) {
+  Machine machine = CleanMachine();
+  machine.classNames[u"{4D36E96C-E325-11CE-BFC1-08002BE10318}"] = u"MEDIEN";
+  const auto devices = Install(machine).CallsOf("SetupDiCreateDeviceInfoW");
+  ASSERT_EQ(devices.size(), 1U);
+  EXPECT_EQ(devices[0].Argument("DeviceName"), "MEDIEN");
+}
+
+TEST(FreshInstall, BindsTheSnapshotsCopyOfTheInf) {
+  Machine machine = CleanMachine();
+  const auto binds = Install(machine).CallsOf("UpdateDriverForPlugAndPlayDevicesW");
+  ASSERT_EQ(binds.size(), 1U);
+  EXPECT_NE(binds[0].Argument("FullInfPath").find("\\VORN-input-"), std::string::npos)
+      << binds[0].Argument("FullInfPath");
+}
+
+TEST(FreshInstall, KeepsTheStatusOfTheBindWhenTheJournalCannotBeDeleted) {
+  Machine machine = CleanMachine();
+  machine.store.updateError = platform::ERROR_ACCESS_DENIED;
+  // The journal is the first file that is deleted.
+  ExpectRun(
+      Install(machine, {.faults = {FailingCall("SetFileInformationByHandle", 31)}}),
+      kExitFreshBindFailed,
+      {kPersisted, Err("vorn_devnode: UpdateDriverForPlugAndPlayDevices failed (error 0x00000005)"),
+       Err("vorn_devnode: delete handle(activation state) failed (error 0x0000001F)")});
+}
+
 // ------------------------------------------------------------------------------------------------
 // Restarts.
+
+TEST(FreshInstall, ProvesNothingBeforeTheRestartThatWindowsAskedFor) {
+  for (const bool rollback : {false, true}) {
+    SCOPED_TRACE(rollback ? "rollback" : "install");
+    Machine machine = CleanMachine();
+    machine.store.updateNeedsRestart = true;
+    const RunResult run = rollback ? InstallRollback(machine) : Install(machine);
+    EXPECT_FALSE(run.Called("OpenSCManagerW")) << "the engine starts the audio services first";
+  }
+}
 
 TEST(FreshInstall, CallsForARollbackWhenWindowsAsksForARestart) {
   Machine machine = CleanMachine();

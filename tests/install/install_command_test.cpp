@@ -9,15 +9,17 @@
 #include "tests/install/install_run.h"
 #include "tests/support/activation.h"
 #include "tests/support/console_lines.h"
+#include "tests/support/device_world.h"
 #include "tests/support/machine_view.h"
 #include "tests/support/run_command.h"
 
 #include <gtest/gtest.h>
+#include <string>
+#include <vector>
 
 namespace vorn {
 namespace {
 
-using platform::simulated::AddRoot;
 using platform::simulated::CleanMachine;
 using platform::simulated::DuplicatesMachine;
 using platform::simulated::Fault;
@@ -26,9 +28,11 @@ using platform::simulated::Machine;
 using platform::simulated::Process;
 using platform::simulated::PutFile;
 using platform::simulated::WritePackage;
+using tests::ChangeBefore;
 using tests::Console;
 using tests::Err;
 using tests::ExpectRun;
+using tests::FailingCall;
 using tests::Install;
 using tests::InstalledRootIds;
 using tests::JournalIn;
@@ -38,7 +42,6 @@ using tests::kSampleInf;
 using tests::kSampleJournal;
 using tests::Out;
 using tests::ProvenLine;
-using tests::RootOf;
 using tests::RunResult;
 
 const auto kRootsRefused =
@@ -122,6 +125,27 @@ TEST(InstallPreparation, RefusesATargetThatCannotBeHashed) {
   ExpectRun(Install(machine, {.faults = {fault}}), kExitInputRefused, {kUnreadableTarget});
 }
 
+TEST(InstallPreparation, ReadsTheTargetBeforeItLooksForARetainedJournal) {
+  struct Case {
+    const char* name;
+    std::vector<Fault> faults;
+    Console console;
+  };
+  const Case cases[] = {
+      {"no identity",
+       {FailingCall("SetupOpenInfFileW", 5)},
+       {Err("vorn_devnode: SetupOpenInfFile(expected DriverVer) failed (error 0x00000005)"),
+        kUnreadableTarget}},
+      {"no hash", {FailingCall("BCryptOpenAlgorithmProvider", 31)}, {kUnreadableTarget}},
+  };
+  for (const Case& row : cases) {
+    SCOPED_TRACE(row.name);
+    Machine machine = CleanMachine();
+    PutFile(machine.files, kSampleJournal, "planted");  // blocks every install that gets there
+    ExpectRun(Install(machine, {.faults = row.faults}), kExitInputRefused, row.console);
+  }
+}
+
 // ------------------------------------------------------------------------------------------------
 // The roots.
 
@@ -133,6 +157,36 @@ TEST(InstallRoots, AreNotPrunedWhenTheyCannotBeCounted) {
   ExpectRun(run, kExitBindRefused, {kRootsRefused});
   EXPECT_EQ(run.CallsOf("SetupDiGetClassDevsW").size(), 1U);
   EXPECT_EQ(JournalIn(machine, kSampleJournal), std::nullopt);
+}
+
+TEST(InstallRoots, ArePrunedThoughNoneWasCounted) {
+  Machine machine = CleanMachine();
+  // The roots are listed once to count them and once to prune them.
+  const Fault fault = ChangeBefore("SetupDiGetClassDevsW", 2, [](Machine& world) {
+    tests::AddGhostRoot(world, u"ROOT\\MEDIA\\0007");
+  });
+  const RunResult run = Install(machine, {.faults = {fault}});
+  ExpectRun(run, kExitOk,
+            {Out("vorn_devnode: removed 1 duplicate/ghost Root\\VornAudio devnode(s)"), kPersisted,
+             Out("vorn_devnode: Root\\VornAudio installed"), ProvenLine(machine)});
+}
+
+TEST(InstallRoots, RefuseTheBindWhenNoneWasCountedAndPruningFails) {
+  Machine machine = CleanMachine();
+  ExpectRun(
+      Install(machine, {.faults = {FailingCall("SetupDiGetClassDevsW", 31, 2)}}), kExitBindRefused,
+      {Err("vorn_devnode: SetupDiGetClassDevs(prune) failed (error 0x0000001F)"), kRootsRefused});
+}
+
+TEST(InstallRoots, RefuseTheBindWhenALoneGhostCannotBeRemoved) {
+  Machine machine = CleanMachine();
+  tests::AddGhostRoot(machine, kRootId).temper.removeError = 5;
+  ExpectRun(
+      Install(machine), kExitBindRefused,
+      {Err("vorn_devnode: SetupDiCallClassInstaller(DIF_REMOVE duplicate) failed (error "
+           "0x00000005)"),
+       Err("vorn_devnode: duplicate-root cleanup could not prove the selected live generation"),
+       kRootsRefused});
 }
 
 TEST(InstallRoots, ArePrunedToTheOneThatRuns) {
@@ -179,13 +233,18 @@ TEST(InstallRoots, RefuseTheBindWhenARestartIsPendingThoughOneRootRemains) {
              kRootsRefused});
 }
 
+TEST(InstallRoots, RefuseTheBindWhenTheRemovalOfTheSecondOfTwoWaitsForARestart) {
+  Machine machine = InstalledMachine();
+  tests::AddGhostRoot(machine, u"ROOT\\MEDIA\\0007").temper.removeNeedsRestart = true;
+  ExpectRun(Install(machine), kExitBindRefused,
+            {Out("vorn_devnode: removed 1 duplicate/ghost Root\\VornAudio devnode(s) (restart "
+                 "pending)"),
+             kRootsRefused});
+}
+
 TEST(InstallRoots, GoOnAfterALoneGhostWhoseRemovalWaitsForARestart) {
   Machine machine = CleanMachine();
-  AddRoot(machine, kRootId);
-  auto& ghost = RootOf(machine);
-  ghost.present = false;
-  ghost.status = 0;
-  ghost.temper.removeNeedsRestart = true;
+  tests::AddGhostRoot(machine, kRootId).temper.removeNeedsRestart = true;
   const RunResult run = Install(machine);
   ExpectRun(run, kExitOk,
             {Out("vorn_devnode: removed 1 duplicate/ghost Root\\VornAudio devnode(s) (restart "

@@ -1,5 +1,6 @@
 // The install command when Windows defers the switch of the driver to a restart.
 
+#include "platform/simulated/file_tree.h"
 #include "tests/install/install_run.h"
 #include "tests/support/activation.h"
 #include "tests/support/console_lines.h"
@@ -127,6 +128,18 @@ TEST(DeferredSwitch, SaysWhyThePreviousPackageCouldNotBeSelected) {
                  "0xE0000203)"),
              Deferred("HOT_SWAP_FAILED", false)});
   EXPECT_EQ(VisibleEndpoints(machine), 20U);
+}
+
+TEST(DeferredSwitch, HoldsThePreviousInfOpenWhileItIsBound) {
+  Machine machine = OutdatedMachine();
+  MakeSampleDefer(machine);
+  bool held = false;
+  const Fault fault =
+      ChangeBefore("UpdateDriverForPlugAndPlayDevicesW", 2, [&held](Machine& world) {
+        held = IsOpen(world.files, *FindNode(world.files, u"C:\\Windows\\INF\\oem3.inf"));
+      });
+  Install(machine, {.faults = {fault}});
+  EXPECT_TRUE(held);
 }
 
 TEST(DeferredSwitch, CannotSelectAPreviousPackageThatDoesNotOpenAgain) {

@@ -126,6 +126,25 @@ TEST(RejectedBind, DropsTheJournalAndShowsTheEndpointsAgain) {
   EXPECT_EQ(tests::ResidentVersion(machine), "26.8.9.4");
 }
 
+TEST(RejectedBind, OfARollbackIsRefusedAlike) {
+  Machine machine = OutdatedMachine();
+  machine.store.updateError = 5;
+  ExpectRun(tests::InstallRollback(machine), kExitBindRefused,
+            {kPersisted, kBindFailed, kRejected});
+  EXPECT_EQ(JournalIn(machine, kSampleJournal), std::nullopt);
+  EXPECT_EQ(VisibleEndpoints(machine), 20U);
+}
+
+TEST(RejectedBind, KeepsItsStatusWhenTheJournalCannotBeDeleted) {
+  Machine machine = OutdatedMachine();
+  machine.store.updateError = 5;
+  // The journal is the first file that is deleted.
+  ExpectRun(Install(machine, {.faults = {FailingCall("SetFileInformationByHandle", 31)}}),
+            kExitBindRefused,
+            {kPersisted, kBindFailed, kRejected,
+             Err("vorn_devnode: delete handle(activation state) failed (error 0x0000001F)")});
+}
+
 TEST(RejectedBind, ShowsTheEndpointsLastOfAll) {
   Machine machine = OutdatedMachine();
   machine.store.updateError = 5;

@@ -4,6 +4,7 @@
 
 #include "platform/files.h"
 #include "platform/security.h"
+#include "platform/simulated/endpoint_builder.h"
 #include "platform/simulated/file_values.h"
 #include "platform/simulated/process.h"
 #include "tests/install/install_run.h"
@@ -11,6 +12,7 @@
 #include "tests/support/console_lines.h"
 #include "tests/support/machine_view.h"
 #include "tests/support/run_command.h"
+#include "tests/support/world.h"
 
 #include <gtest/gtest.h>
 
@@ -18,16 +20,20 @@ namespace vorn {
 namespace {
 
 using platform::simulated::AddHardLink;
+using platform::simulated::CleanMachine;
 using platform::simulated::Fault;
 using platform::simulated::InstalledMachine;
 using platform::simulated::Machine;
 using platform::simulated::NodeAt;
 using platform::simulated::OutdatedMachine;
 using platform::simulated::ParseSddl;
+using platform::simulated::PublishEndpoints;
 using platform::simulated::PutFile;
+using platform::simulated::WithdrawEndpoints;
 using platform::simulated::WritePackage;
 using tests::Err;
 using tests::ExpectRun;
+using tests::FailingCall;
 using tests::Install;
 using tests::JournalIn;
 using tests::kPersisted;
@@ -63,6 +69,33 @@ TEST(RetainedJournal, IsRetiredWhenTheLiveDriverMatchesIt) {
                  "untouched"),
              proven});
   EXPECT_TRUE(JournalIn(machine, kSampleJournal).has_value());
+}
+
+TEST(RetainedJournal, IsNamedByItsOwnVersionWhenAnotherPackageIsInstalled) {
+  Machine machine = InstalledMachine();
+  PutJournal(machine, UpdateTarget(machine));
+  const std::u16string newInf = tests::AddNewPackage(machine);
+  const RunResult run = RunCommand(machine, {u"install", newInf, kSampleJournal});
+  EXPECT_EQ(run.status, kExitOk);
+  const tests::Console console = tests::ConsoleOf(run);
+  ASSERT_GE(console.size(), 2U);
+  EXPECT_EQ(console[1],
+            Out("vorn_devnode: retained activation state matches the live driver (26.8.10.5); "
+                "retiring it and continuing"));
+  EXPECT_EQ(JournalIn(machine, kSampleJournal)->target.version, tests::kNewVersion);
+}
+
+TEST(RetainedJournal, IsRetiredThoughItsBindGaveTheEndpointsNewIds) {
+  Machine machine = InstalledMachine();
+  tests::DisableEveryEndpoint(machine);
+  PutJournal(machine, UpdateTarget(machine));
+  // As a bind does: nobody presumes that the package of the journal was not a new one.
+  WithdrawEndpoints(machine, kRootId);
+  machine.audio.remintNext = 20;
+  PublishEndpoints(machine, kRootId);
+  const RunResult run = Install(machine);
+  EXPECT_EQ(run.status, kExitOk);
+  EXPECT_EQ(tests::ConsoleOf(run).front(), ProvenLine(machine, 0, 0));
 }
 
 TEST(RetainedJournal, BlocksWhenTheLiveDriverIsAnother) {
@@ -179,13 +212,25 @@ TEST(RetainedJournal, IsNotEvenReadWhenItIsUnsafe) {
   }
 }
 
+TEST(RetainedJournal, IsMissingOnlyWhenWindowsSaysThatTheFileIsNotFound) {
+  std::uint32_t nth = 1;  // of the opens, the journal's
+  {
+    Machine probe = CleanMachine();
+    for (const auto& open : Install(probe).CallsOf("NtCreateFile")) {
+      if (open.Argument("ObjectName") == ".vorn-driver-activation-state") break;
+      ++nth;
+    }
+  }
+  Machine machine = CleanMachine();
+  ExpectRun(Install(machine, {.faults = {FailingCall("NtCreateFile", 3, nth)}}),
+            kExitActivationStateBlocks, {kNotInspected});
+}
+
 TEST(RetainedJournal, StaysInTheWayWhenItCannotBeDeleted) {
   Machine machine = InstalledMachine();
   PutJournal(machine, UpdateTarget(machine));
   // The snapshot's own removal comes later; the journal's is the first deletion.
-  Fault fault;
-  fault.call = "SetFileInformationByHandle";
-  fault.error = 5;
+  const Fault fault = FailingCall("SetFileInformationByHandle", 5);
   const auto proven = ProvenLine(machine);
   ExpectRun(Install(machine, {.faults = {fault}}), kExitActivationStateBlocks,
             {proven,

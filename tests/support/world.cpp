@@ -45,6 +45,13 @@ void DisableEndpoint(Machine& machine, CableFlow cable) {
   SetEndpointDisabled(machine, std::u16string(endpoint->id), true);
 }
 
+void DisableEveryEndpoint(Machine& machine) {
+  for (std::uint32_t cable = 0; cable < 10; ++cable) {
+    DisableEndpoint(machine, {cable, 0});
+    DisableEndpoint(machine, {cable, 1});
+  }
+}
+
 void StopRoot(Machine& machine, std::uint32_t problem) {
   StopDevice(machine, kRootId);
   Device& root = RootOf(machine);

@@ -29,6 +29,9 @@ std::u16string AddPackage(
 /// The user disables an endpoint of the root device.
 void DisableEndpoint(platform::simulated::Machine& machine, platform::simulated::CableFlow cable);
 
+/// The user disables all endpoints of the root device.
+void DisableEveryEndpoint(platform::simulated::Machine& machine);
+
 /// Stops the root device: it stays present, with that problem code.
 void StopRoot(platform::simulated::Machine& machine, std::uint32_t problem);
 

@@ -1,0 +1,48 @@
+#include "install/driver_binding.h"
+
+#include "platform/last_error.h"
+#include "platform/simulated/machine.h"
+#include "platform/simulated/process.h"
+#include "tests/support/machine_view.h"
+#include "tests/support/planned_faults.h"
+#include "tests/support/sample.h"
+
+#include <gtest/gtest.h>
+
+namespace vorn {
+namespace {
+
+using platform::simulated::Machine;
+using platform::simulated::OutdatedMachine;
+using platform::simulated::Process;
+using tests::kSampleInf;
+
+TEST(DriverBinding, ForcesThePackageOnEveryDeviceWithTheHardwareId) {
+  Machine machine = OutdatedMachine();
+  Process process(machine);
+  process.logCalls = true;
+  EXPECT_EQ(BindDriver(kSampleInf), BindOutcome::Bound);
+  const auto binds = tests::CallsOf(process, "UpdateDriverForPlugAndPlayDevicesW");
+  ASSERT_EQ(binds.size(), 1U);
+  EXPECT_EQ(binds[0].Argument("HardwareId"), "Root\\VornAudio");
+  EXPECT_EQ(binds[0].Argument("FullInfPath"), "C:\\pkg\\driver\\vorn_audio.inf");
+  EXPECT_EQ(binds[0].Argument("InstallFlags"), "0x1");
+}
+
+TEST(DriverBinding, PassesOnThatWindowsWantsARestart) {
+  Machine machine = OutdatedMachine();
+  machine.store.updateNeedsRestart = true;
+  Process process(machine);
+  EXPECT_EQ(BindDriver(kSampleInf), BindOutcome::WaitsForRestart);
+}
+
+TEST(DriverBinding, LeavesTheReasonOfARejectionInTheLastError) {
+  Machine machine = OutdatedMachine();
+  Process process(machine);
+  process.faults = {tests::FailingCall("UpdateDriverForPlugAndPlayDevicesW", 0xE0000203)};
+  EXPECT_EQ(BindDriver(kSampleInf), BindOutcome::Rejected);
+  EXPECT_EQ(platform::GetLastError(), 0xE0000203U);
+}
+
+}  // namespace
+}  // namespace vorn
