@@ -25,6 +25,13 @@ TEST_F(DefaultStatePath, IsNotCutWhenThePathGrowsBetweenItsLengthAndItself) {
   EXPECT_EQ(StatePathForInf(u"driver\\vorn_audio.inf"), u"");
 }
 
+TEST_F(DefaultStatePath, HasRoomForAPathThatGrowsByOneUnit) {
+  machine.files.currentFolder = u"C:\\pkg";
+  process.faults = {tests::ChangeBefore(
+      "GetFullPathNameW", 2, [](Machine& world) { world.files.currentFolder = u"C:\\pkgs"; })};
+  EXPECT_EQ(StatePathForInf(u"driver\\vorn_audio.inf"), u"C:\\pkgs\\.vorn-driver-activation-state");
+}
+
 TEST_F(DefaultStatePath, MayShrinkBetweenItsLengthAndItself) {
   machine.files.currentFolder = u"C:\\package\\of\\many\\folders";
   process.faults = {tests::ChangeBefore(

@@ -15,6 +15,7 @@ namespace {
 
 using platform::simulated::CleanMachine;
 using platform::simulated::DisabledMachine;
+using platform::simulated::Fault;
 using platform::simulated::InstalledMachine;
 using platform::simulated::Machine;
 using platform::simulated::Process;
@@ -60,6 +61,14 @@ void ExpectInstalled(const RunResult& run, Machine& machine) {
              Out("vorn_devnode: Root\\VornAudio installed"), tests::ProvenLine(machine)});
 }
 
+/// The run read the INF of a private snapshot first.
+void ExpectSnapshotRead(const RunResult& run) {
+  const auto reads = run.CallsOf("SetupOpenInfFileW");
+  ASSERT_FALSE(reads.empty());
+  EXPECT_NE(reads[0].Argument("FileName").find("\\VORN-input-"), std::string::npos)
+      << reads[0].Argument("FileName");
+}
+
 TEST(Dispatch, PrintsTheUsageWhenNoCommandFits) {
   const Arguments commandLines[] = {
       {},
@@ -97,14 +106,31 @@ TEST(Dispatch, PrintsTheUsageWithoutEvenAProgramName) {
 }
 
 TEST(Dispatch, TakesCommandWordsInAnyCase) {
-  for (const char16_t* const word : {u"audit-catalog", u"AUDIT-CATALOG", u"Audit-Catalog"}) {
-    Machine machine = InstalledMachine();
-    ExpectRun(RunCommand(machine, {word}), kExitOk, kCatalogAudited);
-  }
-  for (const char16_t* const word : {u"install", u"INSTALL", u"Install", u"iNsTaLl"}) {
-    Machine machine = CleanMachine();
-    SCOPED_TRACE(ToUtf8(word));
-    ExpectInstalled(RunCommand(machine, {word, kSampleInf}), machine);
+  const Arguments commandLines[] = {
+      {u"install", kSampleInf, kSampleJournal},
+      {u"remove", kSampleInf},
+      {u"verify", u"26.8.10.5", u"08/10/2026", kSampleJournal},
+      {u"hot-activate", u"26.8.10.5", u"08/10/2026", kSampleJournal},
+      {u"audit-current", kSampleInf},
+      {u"audit-catalog"},
+      {u"resume-endpoints"},
+  };
+  for (const Arguments& arguments : commandLines) {
+    Machine start = InstalledMachine();
+    tests::PutJournal(start, UpdateTarget(start));
+    Machine expectedMachine = start;
+    const RunResult expected = RunCommand(expectedMachine, arguments);
+    EXPECT_EQ(expected.status, kExitOk);
+
+    Arguments upper = arguments;
+    upper[0] = ToUpperAscii(arguments[0]);
+    Arguments mixed = arguments;
+    mixed[0][1] = ToUpperAscii(arguments[0])[1];
+    for (const Arguments& variant : {upper, mixed}) {
+      SCOPED_TRACE(Joined(variant));
+      Machine machine = start;
+      ExpectRun(RunCommand(machine, variant), expected.status, ConsoleOf(expected));
+    }
   }
 }
 
@@ -155,6 +181,11 @@ TEST(DispatchInstall, RefusesAnInfPathThatIsNotAbsoluteWithoutAWord) {
     ExpectRun(run, kExitInputRefused, {});
     EXPECT_EQ(run.callCount, 0U);
   }
+}
+
+TEST(DispatchInstall, ChecksTheInfPathBeforeItDerivesAStatePath) {
+  Machine machine = CleanMachine();
+  EXPECT_EQ(RunCommand(machine, {u"install", u"relative\\vorn_audio.inf"}).callCount, 0U);
 }
 
 TEST(DispatchInstall, RefusesAStatePathThatIsNotAbsoluteBeforeAnySnapshot) {
@@ -247,6 +278,20 @@ TEST(DispatchVerify, DoesNotAskForTheProgramsPathWhenAStatePathIsGiven) {
   EXPECT_FALSE(run.Called("GetModuleFileNameW"));
 }
 
+TEST(DispatchVerify, LeavesAnUnusableStatePathToTheCommand) {
+  for (const char16_t* const path : {u"", u"state", u"C:state", u"\\\\server\\share\\state"}) {
+    SCOPED_TRACE(ToUtf8(path));
+    Machine machine = InstalledMachine();
+    tests::PutJournal(machine, UpdateTarget(machine),
+                      u"C:\\Program Files\\VORN\\.vorn-driver-activation-state");
+    const RunResult run = RunCommand(machine, {u"verify", u"26.8.10.5", u"08/10/2026", path});
+    ExpectRun(run, kExitEndpointsMissing,
+              {Err("vorn_devnode: activation state missing or unsafe"),
+               Err("vorn_devnode: RESULT=ENDPOINTS_MISSING - protected activation state is missing "
+                   "or malformed")});
+  }
+}
+
 TEST(DispatchVerify, HasNoDefaultWhenTheProgramsFolderHasNoParent) {
   const Console missing = {
       Err("vorn_devnode: activation state missing or unsafe"),
@@ -285,6 +330,41 @@ TEST(DispatchVerify, AsksForTheProgramsPathWithTheWholeBuffer) {
   const RunResult run = RunCommand(machine, {u"verify", u"1", u"2"});
   ASSERT_EQ(run.CallsOf("GetModuleFileNameW").size(), 1U);
   EXPECT_EQ(run.CallsOf("GetModuleFileNameW")[0].Argument("nSize"), "32768");
+}
+
+TEST(DispatchVerify, TakesAProgramsPathThatJustFitsTheBuffer) {
+  struct Case {
+    std::size_t length;
+    ExitStatus status;
+  };
+  for (const Case& row : {Case{32767, kExitOk}, Case{32768, kExitEndpointsMissing}}) {
+    SCOPED_TRACE(row.length);
+    Machine machine = InstalledMachine();
+    platform::simulated::MakeFolder(machine.files, u"C:\\a");
+    tests::PutJournal(machine, UpdateTarget(machine), u"C:\\a\\.vorn-driver-activation-state");
+    machine.files.modulePath = u"C:\\a\\bin\\";
+    machine.files.modulePath.resize(row.length, u'p');
+    EXPECT_EQ(RunCommand(machine, {u"verify", u"26.8.10.5", u"08/10/2026"}).status, row.status);
+  }
+}
+
+TEST(DispatchRemove, LogsBesideTheFolderOfTheInfAsTyped) {
+  Machine machine = InstalledMachine();
+  const auto logs =
+      RunCommand(machine, {u"remove", u"c:\\PKG\\Driver\\vorn_audio.inf"}).CallsOf("_wfsopen");
+  ASSERT_FALSE(logs.empty());
+  const std::string log = logs[0].Argument("filename");
+  EXPECT_TRUE(log.ends_with("\\PKG\\logs\\vorn_devnode.log")) << log;
+}
+
+TEST(DispatchRemove, ReadsTheSnapshotsCopyOfTheInf) {
+  Machine machine = InstalledMachine();
+  ExpectSnapshotRead(RunCommand(machine, {u"remove", kSampleInf}));
+}
+
+TEST(DispatchAuditCurrent, ReadsTheSnapshotsCopyOfTheInf) {
+  Machine machine = InstalledMachine();
+  ExpectSnapshotRead(RunCommand(machine, {u"audit-current", kSampleInf}));
 }
 
 TEST(DispatchRemove, HasAStatusOfItsOwnForARefusedSnapshot) {
@@ -341,6 +421,17 @@ TEST(Dispatch, StartsEachRunWithoutTheStateOfTheOneBefore) {
       {Err("vorn_devnode: activation state missing or unsafe"),
        Err("vorn_devnode: RESULT=ENDPOINTS_MISSING - protected activation state is missing or "
            "malformed")});
+}
+
+TEST(Dispatch, EndsWithTheSameStatusWhenNothingCanBeWritten) {
+  const Fault unwritable = tests::AlwaysFailingCall("fputws", 112);
+  Machine healthy = CleanMachine();
+  EXPECT_EQ(RunCommand(healthy, {u"install", kSampleInf}, {.faults = {unwritable}}).status,
+            kExitOk);
+  Machine disabled = DisabledMachine();
+  EXPECT_EQ(RunCommand(disabled, {u"install", kSampleInf}, {.faults = {unwritable}}).status,
+            kExitBindRefused);
+  EXPECT_EQ(RunCommand(disabled, {u"help"}, {.faults = {unwritable}}).status, kExitUsage);
 }
 
 TEST(Dispatch, RunsACommandToItsEndWithAClosedStandardOutput) {

@@ -103,6 +103,14 @@ TEST(QuiesceBeforeTheBind, NamesAllTwentyWhenNoneCanBeHidden) {
   ExpectRun(Install(machine), kExitOk, console);
 }
 
+TEST(QuiesceBeforeTheBind, IsNotUndoneOnADriverThatTheBindRestarted) {
+  Machine machine = OutdatedMachine();
+  machine.audio.neverPublished.insert({5, 1});
+  const RunResult run = Install(machine);
+  EXPECT_EQ(run.status, kExitEndpointsMissing);
+  EXPECT_EQ(CountOf(ControlCodes(run), kVisibility), 20U) << "hidden, and not shown again";
+}
+
 // ------------------------------------------------------------------------------------------------
 // Windows rejects the bind.
 

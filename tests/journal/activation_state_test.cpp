@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 #include <iterator>
 #include <optional>
+#include <ostream>
 #include <random>
 
 namespace vorn {
@@ -304,6 +305,10 @@ struct LineCase {
   bool accepted;
 };
 
+void PrintTo(const LineCase& row, std::ostream* stream) {
+  *stream << row.name;
+}
+
 class JournalLine : public testing::TestWithParam<LineCase> {};
 
 TEST_P(JournalLine, IsAcceptedOrRefused) {
@@ -361,6 +366,8 @@ INSTANTIATE_TEST_SUITE_P(
         LineCase{"beyond the text", kCatalogCountLine, u"catalogCount=20", false},
         LineCase{"leading zeros", kCatalogCountLine, u"catalogCount=003", true},
         LineCase{"leading blanks", kCatalogCountLine, u"catalogCount= \t\v\f\r3", true},
+        LineCase{"what comes before the blanks", kCatalogCountLine, u"catalogCount=\b3", false},
+        LineCase{"what comes after the blanks", kCatalogCountLine, u"catalogCount=\u000E3", false},
         LineCase{"a plus sign", kCatalogCountLine, u"catalogCount=+3", true},
         LineCase{"blanks and a plus sign", kCatalogCountLine, u"catalogCount=  +3", true},
         LineCase{"3 below zero, modulo 2^32", kCatalogCountLine, u"catalogCount=-4294967293", true},
@@ -401,6 +408,11 @@ INSTANTIATE_TEST_SUITE_P(
                  false},
         LineCase{"an empty index reads as 0", kFirstCatalogLine, u"catalog=R||1|x", true},
         LineCase{"a negated index", kFirstCatalogLine, u"catalog=R|-4294967295|1|x", true},
+        LineCase{"an index with a plus sign", kFirstCatalogLine, u"catalog=R|+1|1|x", true},
+        LineCase{"a negated zero", kFirstCatalogLine, u"catalog=R|-0|1|x", true},
+        LineCase{"2^32 saturates", kFirstCatalogLine, u"catalog=R|4294967296|1|x", false},
+        LineCase{"2^32 below zero saturates", kFirstCatalogLine, u"catalog=R|-4294967296|1|x",
+                 false},
         LineCase{"a negative index", kFirstCatalogLine, u"catalog=R|-1|1|x", false},
         LineCase{"a blank before the index", kFirstCatalogLine, u"catalog=R| 1|1|x", true},
         LineCase{"a blank after the index", kFirstCatalogLine, u"catalog=R|1 |1|x", false},

@@ -11,7 +11,9 @@
 #include "tests/support/console_calls.h"
 #include "tests/support/sample.h"
 
+#include <algorithm>
 #include <functional>
+#include <iterator>
 
 namespace vorn {
 namespace {
@@ -101,6 +103,28 @@ TEST_F(JournalStorage, WritesTheTextInCodeUnitsWithoutMarkOrTerminator) {
             ToBytes(SerializeActivationState(UpdateState())));
   EXPECT_EQ(process.Output(), kPersisted);
   EXPECT_EQ(process.ErrorOutput(), u"");
+}
+
+/// A state with an endpoint id whose last units fill both bytes, and how they stand in the file.
+ActivationState StateWithAWideId() {
+  ActivationState state = UpdateState();
+  state.catalog[0].endpointId = u"\u97F3\U0001F50A";
+  return state;
+}
+constexpr std::uint8_t kWideIdInTheFile[] = {0xF3, 0x97, 0x3D, 0xD8, 0x0A, 0xDD, '\n', 0};
+
+TEST_F(JournalStorage, WritesTheLowByteOfEachUnitFirst) {
+  ASSERT_TRUE(journal_.Write(StateWithAWideId()));
+  const sim::Bytes content = *sim::ReadWholeFile(Files(), kSampleJournal);
+  const auto found = std::search(content.begin(), content.end(), std::begin(kWideIdInTheFile),
+                                 std::end(kWideIdInTheFile));
+  EXPECT_NE(found, content.end());
+}
+
+TEST_F(JournalStorage, ReadsBothBytesOfEachUnit) {
+  sim::Bytes content = ToBytes(SerializeActivationState(StateWithAWideId()));
+  PutProtectedFile(kSampleJournal, content);
+  EXPECT_EQ(journal_.Read(), StateWithAWideId());
 }
 
 TEST_F(JournalStorage, IsReadBackInTheSameRunAndInTheNext) {
@@ -330,6 +354,30 @@ TEST_F(JournalStorage, DeletesAJournalThatCouldNotBeWrittenWhole) {
   EXPECT_TRUE(journal_.Write(FreshState()));
 }
 
+TEST_F(JournalStorage, ReportsTheFirstFailureWhenTheDeletionFailsToo) {
+  FailCall("WriteFile", platform::ERROR_DISK_FULL);
+  FailCall("SetFileInformationByHandle", platform::ERROR_GEN_FAILURE);
+  EXPECT_FALSE(journal_.Write(FreshState()));
+  ExpectErrorLine(u"vorn_devnode: WriteFile(activation state) failed (error 0x00000070)\n");
+
+  Journal other = JournalAt(u"C:\\other");
+  FailCall("GetSecurityInfo", platform::ERROR_ACCESS_DENIED);
+  FailCall("SetFileInformationByHandle", platform::ERROR_GEN_FAILURE);
+  EXPECT_FALSE(other.Write(FreshState()));
+  ExpectErrorLine(u"vorn_devnode: safe create(activation state) failed (error 0x00000005)\n");
+}
+
+TEST_F(JournalStorage, DeletesAJournalThatGrewOverTheLimitWhileItWasWritten) {
+  // Its size is taken when it is created and again when it is written.
+  ChangeBefore("GetFileInformationByHandle", 2, [](sim::Machine& changed) {
+    sim::Node& journal = sim::NodeAt(changed.files, kSampleJournal);
+    journal.zeroTail = 65537 - sim::ReadWholeFile(changed.files, kSampleJournal)->size();
+  });
+  EXPECT_FALSE(journal_.Write(FreshState()));
+  ExpectErrorLine(u"vorn_devnode: WriteFile(activation state) failed (error 0x000003EE)\n");
+  EXPECT_FALSE(Exists(kSampleJournal));
+}
+
 TEST_F(JournalStorage, ReportsAFullDisk) {
   Files().volumes[0].freeBytes = 20;
   EXPECT_FALSE(journal_.Write(FreshState()));
@@ -397,6 +445,12 @@ TEST_F(JournalStorage, IsUnknownToALookThatIsNotSafe) {
   EXPECT_EQ(journal_.Look(), JournalPresence::Unknown);
   EXPECT_EQ(JournalAt(u"state").Look(), JournalPresence::Unknown) << "no absolute path";
   EXPECT_EQ(process.ErrorOutput() + process.Output(), u"");
+}
+
+TEST_F(JournalStorage, IsAbsentToALookOnlyWhenTheFileIsNotFound) {
+  // The volume's root is opened first.
+  FailCall("NtCreateFile", platform::ERROR_PATH_NOT_FOUND, 3);
+  EXPECT_EQ(journal_.Look(), JournalPresence::Unknown);
 }
 
 // ------------------------------------------------------------------------------------------------
@@ -528,6 +582,13 @@ TEST_F(JournalStorage, DeletesNothingSilentlyWhenThereIsNone) {
   journal_.Delete();
   JournalAt(u"C:\\none\\state").Delete();
   EXPECT_EQ(process.ErrorOutput() + process.Output(), u"");
+}
+
+TEST_F(JournalStorage, ReportsADeletionForWhichAFolderIsNotFound) {
+  FailCall("NtCreateFile", platform::ERROR_PATH_NOT_FOUND, 3);
+  journal_.Delete();
+  ExpectErrorLine(
+      u"vorn_devnode: safe open for delete(activation state) failed (error 0x00000003)\n");
 }
 
 TEST_F(JournalStorage, ReportsAJournalThatIsNotSafeToDelete) {

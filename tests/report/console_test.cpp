@@ -4,7 +4,9 @@
 #include "platform/last_error.h"
 #include "platform/simulated/process.h"
 
+#include <cstdint>
 #include <gtest/gtest.h>
+#include <limits>
 
 namespace vorn {
 namespace {
@@ -21,6 +23,7 @@ TEST(Console, ReportsAFailedCallWithItsErrorInEightDigits) {
   const Case cases[] = {
       {5, u"vorn_devnode: SetupDiCreateDeviceInfo failed (error 0x00000005)\n"},
       {0, u"vorn_devnode: SetupDiCreateDeviceInfo failed (error 0x00000000)\n"},
+      {0xFFFFFFFF, u"vorn_devnode: SetupDiCreateDeviceInfo failed (error 0xFFFFFFFF)\n"},
       {0xE000020B, u"vorn_devnode: SetupDiCreateDeviceInfo failed (error 0xE000020B)\n"},
   };
   for (const Case& row : cases) {
@@ -41,6 +44,13 @@ TEST(Console, SendsOutputAndErrorsToTheirStreams) {
   PrintError(u"vorn_devnode: %zu left\n", std::size_t{3});
   EXPECT_EQ(process.Output(), u"vorn_devnode: done\n");
   EXPECT_EQ(process.ErrorOutput(), u"vorn_devnode: 3 left\n");
+}
+
+TEST(Console, ShowsNumbersBelowZeroWithTheirSign) {
+  Machine machine;
+  Process process(machine);
+  Print(u"%d %d\n", std::int32_t{-1}, std::numeric_limits<std::int32_t>::min());
+  EXPECT_EQ(process.Output(), u"-1 -2147483648\n");
 }
 
 TEST(Console, WritesEachLineWithOneCallAndFlushesIt) {
