@@ -263,11 +263,13 @@ TEST(DispatchInstall, KnowsRollbackByItsExactSpellingOnly) {
 // The other commands' inputs.
 
 TEST(DispatchVerify, TakesTheStatePathOfTheProgramsFolderByDefault) {
-  Machine machine = InstalledMachine();
-  const auto state = UpdateTarget(machine);
-  tests::PutJournal(machine, state, u"C:\\Program Files\\VORN\\.vorn-driver-activation-state");
-  const RunResult run = RunCommand(machine, {u"verify", u"26.8.10.5", u"08/10/2026"});
-  ExpectRun(run, kExitOk, {tests::ProvenLine(machine)});
+  for (const char16_t* const command : {u"verify", u"hot-activate"}) {
+    SCOPED_TRACE(ToUtf8(command));
+    Machine machine = InstalledMachine();
+    tests::PutJournal(machine, UpdateTarget(machine),
+                      u"C:\\Program Files\\VORN\\.vorn-driver-activation-state");
+    EXPECT_EQ(RunCommand(machine, {command, u"26.8.10.5", u"08/10/2026"}).status, kExitOk);
+  }
 }
 
 TEST(DispatchVerify, DoesNotAskForTheProgramsPathWhenAStatePathIsGiven) {

@@ -180,6 +180,8 @@ TEST(DeferredSwitch, SelectsNoPreviousPackageThatIsNotProvablyTheProgramsOwn) {
       {"a name of no published package",
        [](Machine& m) {
          SetStringProperty(RootOf(m), platform::simulated::kDriverInfPathKey, u"machine.inf");
+         PutFile(m.files, u"C:\\Windows\\INF\\machine.inf",
+                 tests::TextOf(m, u"C:\\Windows\\INF\\oem3.inf"));
        },
        "machine.inf"},
       {"a name with a path",
@@ -232,10 +234,20 @@ TEST(DeferredSwitch, SelectsNoPreviousPackageThatIsNotProvablyTheProgramsOwn) {
   }
 }
 
-TEST(DeferredSwitch, ComparesServiceAndVersionWithoutRegardToCase) {
+TEST(DeferredSwitch, ComparesTheServiceWithoutRegardToCase) {
   Machine machine = OutdatedMachine();
   MakeSampleDefer(machine);
   SetStringProperty(RootOf(machine), platform::simulated::kServiceKey, u"VORNAUDIO");
+  ExpectRun(Install(machine), kExitHotSwapFailed, {kPersisted, Deferred("HOT_SWAP_FAILED", true)});
+}
+
+TEST(DeferredSwitch, ComparesTheVersionWithoutRegardToCase) {
+  Machine machine = OutdatedMachine();
+  MakeSampleDefer(machine);
+  std::string inf = tests::TextOf(machine, u"C:\\Windows\\INF\\oem3.inf");
+  inf.replace(inf.find("26.8.9.4"), 8, "26.8.9.4b");
+  PutFile(machine.files, u"C:\\Windows\\INF\\oem3.inf", inf);
+  SetStringProperty(RootOf(machine), platform::simulated::kDriverVersionKey, u"26.8.9.4B");
   ExpectRun(Install(machine), kExitHotSwapFailed, {kPersisted, Deferred("HOT_SWAP_FAILED", true)});
 }
 

@@ -496,6 +496,15 @@ TEST_F(JournalStorage, RefusesAnOddAnEmptyOrAMalformedJournalSilently) {
   }
 }
 
+TEST_F(JournalStorage, ReadsNothingOfAJournalOfAnImpossibleSize) {
+  for (const std::size_t size : {std::size_t{0}, std::size_t{1}}) {
+    PutProtectedFile(kSampleJournal, sim::Bytes(size));
+    EXPECT_FALSE(Reads());
+    EXPECT_TRUE(CallsOf("SetFilePointerEx").empty()) << size;
+    EndRun();
+  }
+}
+
 TEST_F(JournalStorage, RefusesANulAnywhere) {
   const std::u16string text = SerializeActivationState(FreshState());
   const std::size_t inVersion = text.find(u"26.8") + 2;  // where the parser takes anything
