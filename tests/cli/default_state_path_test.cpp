@@ -17,7 +17,7 @@ TEST_F(DefaultStatePath, LiesAboveTheFolderOfTheInfAsTyped) {
   EXPECT_EQ(StatePathForInf(u"driver\\vorn_audio.inf"), u"C:\\pkg\\.vorn-driver-activation-state");
 }
 
-TEST_F(DefaultStatePath, IsNotCutWhenThePathGrowsBetweenItsLengthAndItself) {
+TEST_F(DefaultStatePath, IsEmptyRatherThanCutWhenThePathGrowsBetweenTheTwoCalls) {
   machine.files.currentFolder = u"C:\\pkg";
   process.faults = {tests::ChangeBefore("GetFullPathNameW", 2, [](Machine& world) {
     world.files.currentFolder = u"C:\\package\\of\\many\\folders";
@@ -32,7 +32,7 @@ TEST_F(DefaultStatePath, HasRoomForAPathThatGrowsByOneUnit) {
   EXPECT_EQ(StatePathForInf(u"driver\\vorn_audio.inf"), u"C:\\pkgs\\.vorn-driver-activation-state");
 }
 
-TEST_F(DefaultStatePath, MayShrinkBetweenItsLengthAndItself) {
+TEST_F(DefaultStatePath, FollowsAPathThatShrinksBetweenTheTwoCalls) {
   machine.files.currentFolder = u"C:\\package\\of\\many\\folders";
   process.faults = {tests::ChangeBefore(
       "GetFullPathNameW", 2, [](Machine& world) { world.files.currentFolder = u"C:\\pkg"; })};

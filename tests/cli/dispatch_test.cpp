@@ -54,14 +54,14 @@ std::string Joined(const Arguments& arguments) {
   return text;
 }
 
-/// A fresh install of the sample package, proven.
+/// The run was a fresh install of the sample package and proved it.
 void ExpectInstalled(const RunResult& run, Machine& machine) {
   ExpectRun(run, kExitOk,
             {Out("vorn_devnode: persisted protected pre-bind activation state"),
              Out("vorn_devnode: Root\\VornAudio installed"), tests::ProvenLine(machine)});
 }
 
-/// The run read the INF of a private snapshot first.
+/// The first INF that the run read is that of a private snapshot.
 void ExpectSnapshotRead(const RunResult& run) {
   const auto reads = run.CallsOf("SetupOpenInfFileW");
   ASSERT_FALSE(reads.empty());
@@ -97,7 +97,7 @@ TEST(Dispatch, PrintsTheUsageWhenNoCommandFits) {
   }
 }
 
-TEST(Dispatch, PrintsTheUsageWithoutEvenAProgramName) {
+TEST(Dispatch, PrintsTheUsageWhenEvenTheProgramsNameIsMissing) {
   Machine machine = CleanMachine();
   Process process(machine);
   EXPECT_EQ(cli::Run({}), kExitUsage);
@@ -105,7 +105,7 @@ TEST(Dispatch, PrintsTheUsageWithoutEvenAProgramName) {
   EXPECT_EQ(process.ErrorOutput(), u"");
 }
 
-TEST(Dispatch, TakesCommandWordsInAnyCase) {
+TEST(Dispatch, AcceptsCommandWordsInAnyCase) {
   const Arguments commandLines[] = {
       {u"install", kSampleInf, kSampleJournal},
       {u"remove", kSampleInf},
@@ -136,18 +136,18 @@ TEST(Dispatch, TakesCommandWordsInAnyCase) {
 
 TEST(Dispatch, DoesNotFoldLettersOutsideAscii) {
   Machine machine = InstalledMachine();
-  // U+0130 is a capital I with a dot, which some locales take for the I of the word.
+  // U+0130 is a capital I with a dot, which some locales fold to the i of the word.
   ExpectRun(RunCommand(machine, {u"aud\u0130t-catalog"}), kExitUsage, kUsage);
 }
 
-TEST(Dispatch, IgnoresFurtherWordsBehindCommandsWithoutArguments) {
+TEST(Dispatch, IgnoresFurtherWordsAfterCommandsWithoutArguments) {
   Machine machine = InstalledMachine();
   ExpectRun(RunCommand(machine, {u"audit-catalog", u"and", u"more"}), kExitOk, kCatalogAudited);
   ExpectRun(RunCommand(machine, {u"resume-endpoints", u"remove", kSampleInf}), kExitOk,
             {Out("vorn_devnode: resume-endpoints: 20 shown, 0 failed")});
 }
 
-TEST(Dispatch, IgnoresArgumentsBehindTheInfOfTheCurrentAudit) {
+TEST(Dispatch, IgnoresFurtherWordsAfterTheInfOfTheCurrentAudit) {
   Machine machine = InstalledMachine();
   const RunResult run = RunCommand(machine, {u"audit-current", kSampleInf, u"x", u"y"});
   ExpectRun(run, kExitOk, {tests::ProvenLine(machine)});
@@ -156,7 +156,7 @@ TEST(Dispatch, IgnoresArgumentsBehindTheInfOfTheCurrentAudit) {
 // ------------------------------------------------------------------------------------------------
 // Paths of install.
 
-TEST(DispatchInstall, RefusesAnInfPathThatIsNotAbsoluteWithoutAWord) {
+TEST(DispatchInstall, RefusesAnInfPathThatIsNotAbsoluteInSilence) {
   const std::u16string paths[] = {
       u"",
       u"relative\\vorn_audio.inf",
@@ -206,7 +206,7 @@ TEST(DispatchInstall, HasNoDefaultStatePathForAnInfInADriveRoot) {
   EXPECT_FALSE(run.Called("NtCreateFile"));
 }
 
-TEST(DispatchInstall, HasTheDriveRootForTheStateOfAnInfOneFolderDeep) {
+TEST(DispatchInstall, PutsTheStateOfAnInfOneFolderDeepIntoTheDriveRoot) {
   Machine machine = CleanMachine();
   platform::simulated::WritePackage(machine.files, u"C:\\driver", {});
   ExpectInstalled(RunCommand(machine, {u"install", u"C:\\driver\\vorn_audio.inf"}), machine);
@@ -220,7 +220,7 @@ TEST(DispatchInstall, DerivesTheDefaultStatePathFromTheInfAsTyped) {
 }
 
 TEST(DispatchInstall, IsRefusedWhenTheInfPathCannotBeMadeAbsolute) {
-  for (const std::uint32_t nth : {1U, 2U}) {  // the question for the length, and the path
+  for (const std::uint32_t nth : {1U, 2U}) {  // the call for the length, and the one for the path
     Machine machine = CleanMachine();
     const RunResult run = RunCommand(machine, {u"install", kSampleInf},
                                      {.faults = {FailingCall("GetFullPathNameW", 31, nth)}});
@@ -242,7 +242,7 @@ TEST(DispatchInstall, EndsWhenTheSnapshotIsRefused) {
             {Err("vorn_devnode: protected local package snapshot refused (error 0x00000002)")});
 }
 
-TEST(DispatchInstall, KnowsRollbackByItsExactSpellingOnly) {
+TEST(DispatchInstall, AcceptsRollbackInItsExactSpellingOnly) {
   const Console disabled = {
       Err("vorn_devnode: RESULT=BIND_REFUSED - the VORN device is disabled; enable it in Device "
           "Manager before updating its driver")};
@@ -260,9 +260,9 @@ TEST(DispatchInstall, KnowsRollbackByItsExactSpellingOnly) {
 }
 
 // ------------------------------------------------------------------------------------------------
-// The other commands' inputs.
+// The inputs of the other commands.
 
-TEST(DispatchVerify, TakesTheStatePathOfTheProgramsFolderByDefault) {
+TEST(DispatchVerify, UsesTheStatePathAboveTheProgramsFolderByDefault) {
   for (const char16_t* const command : {u"verify", u"hot-activate"}) {
     SCOPED_TRACE(ToUtf8(command));
     Machine machine = InstalledMachine();
@@ -316,7 +316,7 @@ TEST(DispatchVerify, HasNoDefaultWhenTheProgramsFolderHasNoParent) {
   }
 }
 
-TEST(DispatchVerify, HasNoDefaultWhenThePlatformDoesNotTellTheProgramsPath) {
+TEST(DispatchVerify, HasNoDefaultWhenTheProgramsPathCannotBeRead) {
   Machine machine = InstalledMachine();
   const RunResult run = RunCommand(machine, {u"hot-activate", u"26.8.10.5", u"08/10/2026"},
                                    {.faults = {FailingCall("GetModuleFileNameW", 31)}});
@@ -334,7 +334,7 @@ TEST(DispatchVerify, AsksForTheProgramsPathWithTheWholeBuffer) {
   EXPECT_EQ(run.CallsOf("GetModuleFileNameW")[0].Argument("nSize"), "32768");
 }
 
-TEST(DispatchVerify, TakesAProgramsPathThatJustFitsTheBuffer) {
+TEST(DispatchVerify, AcceptsAProgramsPathThatJustFitsTheBuffer) {
   struct Case {
     std::size_t length;
     ExitStatus status;
@@ -369,7 +369,7 @@ TEST(DispatchAuditCurrent, ReadsTheSnapshotsCopyOfTheInf) {
   ExpectSnapshotRead(RunCommand(machine, {u"audit-current", kSampleInf}));
 }
 
-TEST(DispatchRemove, HasAStatusOfItsOwnForARefusedSnapshot) {
+TEST(DispatchRemove, HasItsOwnStatusForARefusedSnapshot) {
   const Console refused = {
       Err("vorn_devnode: protected local package snapshot refused (error 0x0000007B)")};
   Machine machine = InstalledMachine();
@@ -412,10 +412,10 @@ TEST(Dispatch, KeepsTheSnapshotUntilTheCommandIsOver) {
   EXPECT_TRUE(tests::SnapshotFolders(machine).empty());
 }
 
-TEST(Dispatch, StartsEachRunWithoutTheStateOfTheOneBefore) {
+TEST(Dispatch, StartsEachRunWithoutTheStateOfThePreviousOne) {
   Machine first = CleanMachine();
   EXPECT_EQ(RunCommand(first, {u"install", kSampleInf}).status, kExitOk);
-  // Another machine, another journal at the same path: nothing may be remembered.
+  // Another machine has no journal at that path, and nothing may be remembered.
   Machine second = CleanMachine();
   ExpectRun(
       RunCommand(second, {u"verify", u"26.8.10.5", u"08/10/2026", kSampleJournal}),

@@ -26,9 +26,9 @@ Fault NoteWhetherOpen(std::string_view call, const char16_t* path, bool& open) {
   });
 }
 
-// Neither command deletes a file but those of the snapshot.
+// Neither of these commands deletes any file but those of the snapshot.
 
-TEST(RunState, LetsGoOfTheLogsFolderBeforeTheSnapshotIsDeleted) {
+TEST(RunState, ReleasesTheLogsFolderBeforeTheSnapshotIsDeleted) {
   Machine machine = InstalledMachine();
   bool openDuringTheRun = false;
   bool openAtTheEnd = true;
@@ -40,7 +40,7 @@ TEST(RunState, LetsGoOfTheLogsFolderBeforeTheSnapshotIsDeleted) {
   EXPECT_FALSE(openAtTheEnd);
 }
 
-TEST(RunState, LetsGoOfTheJournalBeforeTheSnapshotIsDeleted) {
+TEST(RunState, ReleasesTheJournalBeforeTheSnapshotIsDeleted) {
   Machine machine = CleanMachine();
   bool openDuringTheRun = false;
   bool openAtTheEnd = true;

@@ -1,5 +1,5 @@
-// A package whose INF is in the system's code page, with text that is not ASCII: from its
-// installation to its removal.
+// The life of a package whose INF is written in the system's code page and holds text outside
+// ASCII.
 
 #include "base/text.h"
 #include "platform/simulated/driver_package.h"
@@ -33,7 +33,7 @@ using tests::TextOf;
 constexpr char16_t kImage[] = u"C:\\pkg\\driver\\vorn_audio.sys";
 constexpr char16_t kCatalog[] = u"C:\\pkg\\driver\\vorn_audio.cat";
 
-/// The sample package with `from` in its INF replaced, signed again.
+/// Replaces `from` in the INF of the sample package and signs the package again.
 void ReplaceInInf(Machine& machine, std::string_view from, std::string_view to) {
   std::string inf = TextOf(machine, kSampleInf);
   const std::size_t place = inf.find(from);
@@ -72,7 +72,7 @@ TEST(AnsiInf, IsInstalledAndPublishedByteForByte) {
   EXPECT_EQ(tests::VisibleEndpoints(machine), 20U);
 }
 
-TEST(AnsiInf, IsProvenAgainAndRemovedAgain) {
+TEST(AnsiInf, IsAuditedAndRemovedLikeAnyOther) {
   Machine machine = MachineWithAnsiInf();
   Install(machine);
   ExpectRun(tests::RunCommand(machine, {u"audit-current", kSampleInf}), kExitOk,
@@ -87,8 +87,9 @@ TEST(AnsiInf, IsProvenAgainAndRemovedAgain) {
   EXPECT_FALSE(tests::HasFile(machine, u"C:\\Windows\\INF\\oem3.inf"));
 }
 
-/// The same letter in another encoding is another file, and other bytes are another package.
-TEST(AnsiInf, IsNoOtherPackagesInf) {
+/// The same letter in another encoding is written in other bytes, and other bytes are another
+/// package.
+TEST(AnsiInf, IsNotTakenForTheSameTextInAnotherEncoding) {
   Machine machine = MachineWithAnsiInf();
   Install(machine);
   ReplaceInInf(machine,
@@ -104,8 +105,9 @@ TEST(AnsiInf, IsNoOtherPackagesInf) {
       << ToUtf8(audit.errorOutput);
 }
 
-/// A provider of other letters is another provider, however they are encoded: nothing is removed.
-TEST(AnsiInf, OfAnotherProviderIsNotTheProducts) {
+/// A provider spelled with other letters is another provider, whatever the encoding, so nothing is
+/// removed.
+TEST(AnsiInf, IsNotTheProductsWhenItsProviderIsSpelledDifferently) {
   for (const std::string_view provider : {"VORN \xC4udio", "VORN Audio\x80",
                                           "VORN\xA0"
                                           "Audio"}) {

@@ -29,7 +29,7 @@ TEST(DriverBinding, ForcesThePackageOnEveryDeviceWithTheHardwareId) {
   EXPECT_EQ(binds[0].Argument("InstallFlags"), "0x1");
 }
 
-TEST(DriverBinding, PassesOnThatWindowsWantsARestart) {
+TEST(DriverBinding, ReportsThatWindowsNeedsARestart) {
   Machine machine = OutdatedMachine();
   machine.store.updateNeedsRestart = true;
   Process process(machine);

@@ -56,7 +56,7 @@ using tests::RunResult;
 using tests::VisibleEndpoints;
 
 // ------------------------------------------------------------------------------------------------
-// The update that works.
+// A successful update.
 
 TEST(ExistingRootUpdate, BindsTheNewPackageAndProvesIt) {
   Machine machine = OutdatedMachine();
@@ -75,7 +75,7 @@ TEST(ExistingRootUpdate, HidesTheEndpointsUnderALeaseBeforeTheBind) {
   Machine machine = OutdatedMachine();
   const RunResult run = Install(machine);
   EXPECT_EQ(run.status, kExitOk);
-  std::vector<std::string> steps;  // of hiding and binding
+  std::vector<std::string> steps;  // that hide the endpoints or bind
   for (const CallRecord& call : run.calls) {
     if (call.name == "UpdateDriverForPlugAndPlayDevicesW") steps.push_back("bind");
     if (call.name != "DeviceIoControl") continue;
@@ -86,7 +86,7 @@ TEST(ExistingRootUpdate, HidesTheEndpointsUnderALeaseBeforeTheBind) {
   expected[0] = kAcquire;
   expected[21] = kRelease;
   expected[22] = "bind";
-  EXPECT_EQ(steps, expected);  // and no showing: the driver is a new one
+  EXPECT_EQ(steps, expected);  // and nothing is shown again: the driver is a new one
 }
 
 TEST(ExistingRootUpdate, HidesTheEndpointsForTheBindOfARollbackToo) {
@@ -104,7 +104,7 @@ TEST(ExistingRootUpdate, BindsTheSnapshotsCopyOfTheInf) {
       << binds[0].Argument("FullInfPath");
 }
 
-TEST(ExistingRootUpdate, LooksWhatRunsOnlyOnceTheJournalIsWritten) {
+TEST(ExistingRootUpdate, ChecksWhatRunsOnlyAfterTheJournalIsWritten) {
   Machine machine = OutdatedMachine();
   const RunResult run = Install(machine, {.faults = {FailingCall("FlushFileBuffers", 112, 4)}});
   EXPECT_EQ(run.status, kExitActivationStateBlocks);
@@ -123,7 +123,7 @@ TEST(ExistingRootUpdate, RecordsWhatTheUserHadDisabled) {
   EXPECT_EQ(VisibleEndpoints(machine), 19U);
 }
 
-TEST(ExistingRootUpdate, GoesOnInARollbackWithoutLookingWhatRuns) {
+TEST(ExistingRootUpdate, BindsARollbackWithoutCheckingWhatAlreadyRuns) {
   Machine machine = InstalledMachine();
   const RunResult run = InstallRollback(machine);
   ExpectRun(run, kExitOk, {kPersisted, kUpdated, Proven("08/10/2026", "26.8.10.5", "oem3.inf")});
@@ -132,7 +132,7 @@ TEST(ExistingRootUpdate, GoesOnInARollbackWithoutLookingWhatRuns) {
 }
 
 // ------------------------------------------------------------------------------------------------
-// The package runs already.
+// The target package already runs.
 
 TEST(UnchangedPackage, LeavesTheDeviceUntouched) {
   Machine machine = InstalledMachine();
@@ -160,7 +160,7 @@ TEST(UnchangedPackage, DropsTheJournalWhenTheProofFailsAfterTheQuickLook) {
   EXPECT_EQ(JournalIn(machine, kSampleJournal), std::nullopt);
 }
 
-TEST(UnchangedPackage, NoticesEndpointsThatGotNewIdsMeanwhile) {
+TEST(UnchangedPackage, NoticesEndpointsThatGotNewIdsInTheMeantime) {
   Machine machine = InstalledMachine();
   // Only the proof, not the quick look, knows that the package is unchanged.
   const Fault fault = ChangeBefore("OpenSCManagerW", 2, [](Machine& world) {
@@ -196,7 +196,7 @@ TEST(UnchangedPackage, IsNotPresumedByTheQuickLook) {
                  "MMDevice cable identities; present= (catalog=20, active=0, present-pnp=0)")});
 }
 
-TEST(UnchangedPackage, IsFoundByOneLookWithoutWaiting) {
+TEST(UnchangedPackage, IsLookedForOnceWithoutWaiting) {
   Machine machine = OutdatedMachine();
   const std::uint64_t start = machine.clock.tick;
   std::uint64_t bound = 0;
@@ -211,7 +211,7 @@ TEST(UnchangedPackage, IsFoundByOneLookWithoutWaiting) {
 
 TEST(ExistingRootUpdate, NeedsTheInstanceIdOfTheRoot) {
   Machine machine = OutdatedMachine();
-  // Pruning and its proof read the id first, each by a question for its size and a read.
+  // Pruning and its proof read the id before, each with one call for its size and one for the text.
   const RunResult run =
       Install(machine, {.faults = {FailingCall("SetupDiGetDeviceInstanceIdW", 13, 5)}});
   ExpectRun(run, kExitNotStarted,
@@ -222,9 +222,10 @@ TEST(ExistingRootUpdate, NeedsTheInstanceIdOfTheRoot) {
   EXPECT_FALSE(tests::HasFile(machine, kSampleJournal));
 }
 
-TEST(ExistingRootUpdate, IsRefusedWhenTheDeviceWentAfterTheCleanUp) {
+TEST(ExistingRootUpdate, IsRefusedWhenTheDeviceVanishesAfterThePruning) {
   Machine machine = OutdatedMachine();
-  // Counting, pruning and its proof list the devices before the live root is looked for.
+  // The devices are listed to count them, to prune them and to prove the pruning; the fourth list
+  // is the live root's.
   const Fault fault = ChangeBefore("SetupDiGetClassDevsW", 4,
                                    [](Machine& world) { RemoveDeviceNode(world, kRootId); });
   ExpectRun(Install(machine, {.faults = {fault}}), kExitNotStarted,
@@ -233,7 +234,7 @@ TEST(ExistingRootUpdate, IsRefusedWhenTheDeviceWentAfterTheCleanUp) {
   EXPECT_EQ(JournalIn(machine, kSampleJournal), std::nullopt);
 }
 
-TEST(ExistingRootUpdate, IsRefusedWhenASecondDeviceCameAfterTheCleanUp) {
+TEST(ExistingRootUpdate, IsRefusedWhenASecondDeviceAppearsAfterThePruning) {
   Machine machine = OutdatedMachine();
   const Fault fault = ChangeBefore("SetupDiGetClassDevsW", 4,
                                    [](Machine& world) { AddRoot(world, u"ROOT\\MEDIA\\0007"); });
@@ -279,9 +280,10 @@ TEST(ExistingRootUpdate, IsRefusedWithoutACompleteCatalogBaseline) {
   EXPECT_FALSE(tests::HasFile(machine, kSampleJournal));
 }
 
-TEST(ExistingRootUpdate, TakesABaselineThatPlugAndPlayDoesNotConfirm) {
+TEST(ExistingRootUpdate, AcceptsABaselineThatPlugAndPlayDoesNotConfirm) {
   Machine machine = OutdatedMachine();
-  // An active endpoint without its child: the comparison with Plug and Play is the engine's.
+  // An active endpoint has lost its child device. Only the engine compares the catalog with Plug
+  // and Play.
   const std::u16string id = FindEndpoint(machine, kRootId, {6, 1})->id;
   std::erase_if(machine.devices.devices,
                 [&id](const Device& device) { return device.instanceId.ends_with(id); });
@@ -291,7 +293,7 @@ TEST(ExistingRootUpdate, TakesABaselineThatPlugAndPlayDoesNotConfirm) {
 
 TEST(ExistingRootUpdate, IsRefusedForAnAmbiguousEndpointBaseline) {
   Machine machine = OutdatedMachine();
-  // The device tree gives the same child twice.
+  // The device tree returns the same child twice.
   Fault fault = FailingCall("CM_Get_Sibling", 0, 1);
   fault.kind = FaultKind::SucceedWithoutEffect;
   ExpectRun(Install(machine, {.faults = {fault}}), kExitEndpointsMissing,
@@ -313,8 +315,8 @@ TEST(ExistingRootUpdate, TouchesNoDeviceWhenTheJournalCannotBeWritten) {
 // ------------------------------------------------------------------------------------------------
 // A device that is not started.
 
-// A stopped device shows no endpoints, so the baseline that is to be kept has none present. The
-// started driver's endpoints then differ from it, and the caller is told to roll back.
+// A stopped device has no endpoints in use, so its baseline holds none. The endpoints of the
+// started driver then differ from the baseline, and the caller is told to roll back.
 TEST(StoppedRoot, IsBoundWithoutHotSwap) {
   Machine machine = OutdatedMachine();
   tests::StopRoot(machine, 10);
@@ -335,7 +337,7 @@ TEST(StoppedRoot, IsBoundWithoutHotSwap) {
   EXPECT_EQ(JournalIn(machine, kSampleJournal), std::nullopt);
 }
 
-TEST(ExistingRootUpdate, WaitsForEndpointsThatComeLate) {
+TEST(ExistingRootUpdate, WaitsForEndpointsThatAppearLate) {
   Machine machine = OutdatedMachine();
   machine.audio.late = {{0, 0}, {9, 1}};
   machine.audio.lateDelay = 70'000;
@@ -347,7 +349,7 @@ TEST(ExistingRootUpdate, ReportsADeviceThatVanishesDuringTheBind) {
   const Fault fault = ChangeBefore("UpdateDriverForPlugAndPlayDevicesW", 1,
                                    [](Machine& world) { RemoveDeviceNode(world, kRootId); });
   const RunResult run = Install(machine, {.faults = {fault}});
-  // What was hidden cannot be shown on a device that is gone, and that is said.
+  // Hidden endpoints cannot be shown on a device that is gone, and the run says so.
   ExpectRun(run, kExitBindRefused,
             {kPersisted,
              Err("vorn_devnode: UpdateDriverForPlugAndPlayDevices(existing) failed (error "

@@ -1,4 +1,4 @@
-// The install command when the new package is bound and does not prove sound.
+// The install command when the new package is bound but cannot be proven.
 
 #include "tests/install/install_run.h"
 #include "tests/support/activation.h"
@@ -26,12 +26,12 @@ using tests::RootOf;
 
 struct FailingCandidate {
   const char* name;
-  void (*shape)(Machine& machine);  // before the run
+  void (*shape)(Machine& machine);
   ExitStatus status;
   std::string line;
 };
 
-TEST(FailingCandidate, IsNamedByTheObservationAndLosesItsJournal) {
+TEST(FailingCandidate, IsReportedByTheFailedObservationAndLosesItsJournal) {
   const std::string missing = "vorn_devnode: RESULT=ENDPOINTS_MISSING - root=healthy; ";
   const FailingCandidate cases[] = {
       {"an image that stays", [](Machine& m) { RootOf(m).resident->refusesUnload = true; },

@@ -46,7 +46,7 @@ using tests::RunResult;
 
 const auto kInstalled = Out("vorn_devnode: Root\\VornAudio installed");
 
-/// Where the first call of that name stands in the log, which must have one.
+/// The index of the first call of that name in the log; there must be one.
 std::size_t PlaceOf(const RunResult& run, std::string_view name) {
   const auto found = std::find_if(run.calls.begin(), run.calls.end(),
                                   [name](const CallRecord& call) { return call.name == name; });
@@ -54,7 +54,7 @@ std::size_t PlaceOf(const RunResult& run, std::string_view name) {
   return static_cast<std::size_t>(found - run.calls.begin());
 }
 
-/// As above, of the last one.
+/// The index of the last one.
 std::size_t LastPlaceOf(const RunResult& run, std::string_view name) {
   const auto found = std::find_if(run.calls.rbegin(), run.calls.rend(),
                                   [name](const CallRecord& call) { return call.name == name; });
@@ -114,7 +114,7 @@ TEST(FreshInstall, WritesTheJournalBeforeItTouchesTheDevice) {
   Machine machine = CleanMachine();
   const RunResult run = Install(machine);
   EXPECT_EQ(run.status, kExitOk);
-  // Three files of the snapshot are flushed before the journal is.
+  // The three files of the snapshot are flushed before the journal is.
   EXPECT_EQ(run.CallsOf("FlushFileBuffers").size(), 4U);
   EXPECT_LT(LastPlaceOf(run, "FlushFileBuffers"), PlaceOf(run, "SetupDiCreateDeviceInfoList"));
   EXPECT_LT(PlaceOf(run, "SetupDiSetDeviceRegistryPropertyW"),
@@ -175,7 +175,7 @@ TEST(FreshInstall, KeepsTheStatusOfTheBindWhenTheDeviceCannotBeRemoved) {
   EXPECT_EQ(JournalIn(machine, kSampleJournal), std::nullopt);
 }
 
-TEST(FreshInstall, HandsOutAPackageThatDoesNotMatchItsCatalog) {
+TEST(FreshInstall, LeavesItToWindowsToRejectAPackageThatDoesNotMatchItsCatalog) {
   Machine machine = CleanMachine();
   platform::simulated::WritePackage(machine.files, u"C:\\pkg\\driver", {.brokenCatalog = true});
   ExpectRun(Install(machine), kExitFreshBindFailed,
@@ -185,7 +185,7 @@ TEST(FreshInstall, HandsOutAPackageThatDoesNotMatchItsCatalog) {
 }
 
 /// What a run did from the creation of the device list to the first deletion of a file, which is
-/// the journal's when the journal does not stay. Lines on the console are "say".
+/// the journal's when the journal does not stay. A line on the console is "say".
 std::vector<std::string> StepsOfTheDevice(const RunResult& run) {
   std::vector<std::string> steps;
   std::string list;
@@ -272,7 +272,7 @@ TEST(FreshInstall, KeepsTheStatusOfTheBindWhenTheJournalCannotBeDeleted) {
 // ------------------------------------------------------------------------------------------------
 // Restarts.
 
-TEST(FreshInstall, ProvesNothingBeforeTheRestartThatWindowsAskedFor) {
+TEST(FreshInstall, ProvesNothingBeforeTheRestartThatWindowsNeeds) {
   for (const bool rollback : {false, true}) {
     SCOPED_TRACE(rollback ? "rollback" : "install");
     Machine machine = CleanMachine();
@@ -282,7 +282,7 @@ TEST(FreshInstall, ProvesNothingBeforeTheRestartThatWindowsAskedFor) {
   }
 }
 
-TEST(FreshInstall, CallsForARollbackWhenWindowsAsksForARestart) {
+TEST(FreshInstall, AsksForARollbackWhenWindowsNeedsARestart) {
   Machine machine = CleanMachine();
   machine.store.updateNeedsRestart = true;
   ExpectRun(
@@ -294,7 +294,7 @@ TEST(FreshInstall, CallsForARollbackWhenWindowsAsksForARestart) {
   EXPECT_EQ(InstalledRootIds(machine).size(), 1U);
 }
 
-TEST(FreshInstall, LeavesARollbackForTheRestartWithItsJournal) {
+TEST(FreshInstall, KeepsTheJournalOfARollbackThatWaitsForTheRestart) {
   Machine machine = CleanMachine();
   machine.store.updateNeedsRestart = true;
   ExpectRun(InstallRollback(machine), kExitRebootRequired,
@@ -311,7 +311,7 @@ TEST(FreshInstall, ProvesARollbackThatNeedsNoRestart) {
 }
 
 // ------------------------------------------------------------------------------------------------
-// What the engine finds.
+// The engine's verdict.
 
 TEST(FreshInstall, DropsTheJournalOfADeviceThatDoesNotStart) {
   Machine machine = CleanMachine();
@@ -338,7 +338,7 @@ TEST(FreshInstall, DropsTheJournalWhenAnObservationFails) {
   EXPECT_EQ(InstalledRootIds(machine).size(), 1U);
 }
 
-TEST(FreshInstall, WaitsForEndpointsThatComeLate) {
+TEST(FreshInstall, WaitsForEndpointsThatAppearLate) {
   Machine machine = CleanMachine();
   machine.audio.buildDelay = 60'000;
   const std::uint64_t start = machine.clock.tick;
@@ -368,12 +368,12 @@ struct BadJournalPlace {
   std::string line;
 };
 
-/// Leaves room for the snapshot of the package, and hardly more.
+/// Leaves room for the snapshot of the package and for little else.
 void FillVolume(Machine& machine) {
   std::uint64_t size = 0;
   for (const std::u16string& name : ListFolder(machine.files, u"C:\\pkg\\driver"))
     size += ReadWholeFile(machine.files, u"C:\\pkg\\driver\\" + name)->size();
-  machine.files.volumes[0].freeBytes = size + 1;  // a name needs a little
+  machine.files.volumes[0].freeBytes = size + 1;  // so that the journal can be created
 }
 
 void AddReadOnlyVolume(Machine& machine) {
@@ -386,7 +386,7 @@ TEST(FreshInstall, TouchesNoDeviceWhenTheJournalCannotBeWritten) {
   const auto nothing = [](Machine&) {};
   const std::string create = "vorn_devnode: safe create(activation state) failed (error ";
   const std::string write = "vorn_devnode: WriteFile(activation state) failed (error ";
-  // Three files of the snapshot are cut to their size and flushed before the journal.
+  // The three files of the snapshot are truncated and flushed before the journal is.
   const BadJournalPlace cases[] = {
       {"missing folder", nothing, u"C:\\missing\\state", {}, create + "0x00000002)"},
       {"read-only volume", AddReadOnlyVolume, u"D:\\state", {}, create + "0x00000013)"},
@@ -417,9 +417,9 @@ TEST(FreshInstall, TouchesNoDeviceWhenTheJournalCannotBeWritten) {
   }
 }
 
-TEST(FreshInstall, TouchesNoDeviceWhenSomebodyTakesTheJournalsName) {
+TEST(FreshInstall, TouchesNoDeviceWhenAnotherProcessTakesTheJournalsName) {
   Machine machine = CleanMachine();
-  // The name is free when the journal is looked for, and taken when it is created.
+  // The name is free when the journal is looked for and taken when it is created.
   const auto take = [](Machine& world) { PutFile(world.files, kSampleJournal, "mine"); };
   Fault fault =
       tests::ChangeBefore("ConvertStringSecurityDescriptorToSecurityDescriptorW", 2, take);

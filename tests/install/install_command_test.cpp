@@ -1,4 +1,4 @@
-// What the install command does before it looks at a device: the INF and the roots.
+// The install command before it changes a device: the INF and the roots.
 
 #include "install/install_command.h"
 
@@ -51,14 +51,14 @@ const auto kUnreadableTarget = Err("vorn_devnode: target INF identity could not 
 // ------------------------------------------------------------------------------------------------
 // The INF.
 
-/// Installs from an INF that is not open, as nobody does who has a snapshot.
+/// Installs from an INF that is not open. An INF from a snapshot always is.
 ExitStatus InstallClosedInf(const std::u16string& path) {
   privileged_input::ProtectedFiles files;
   Journal journal(files, privileged_input::AbsolutePath::Parse(kSampleJournal));
   return vorn::Install({.inf = {.path = path, .file = {}}, .journal = journal});
 }
 
-TEST(InstallPreparation, NamesAnInfThatIsNotOpen) {
+TEST(InstallPreparation, ReportsThePathOfAnInfThatIsNotOpen) {
   Machine machine = CleanMachine();
   Process process(machine);
   EXPECT_EQ(InstallClosedInf(u"C:\\pkg\\driver\\missing.inf"), kExitInputRefused);
@@ -66,14 +66,14 @@ TEST(InstallPreparation, NamesAnInfThatIsNotOpen) {
             "vorn_devnode: INF not found: C:\\pkg\\driver\\missing.inf\n");
 }
 
-TEST(InstallPreparation, NamesAnEmptyPathWhenTheSnapshotHasNoHandle) {
+TEST(InstallPreparation, ReportsAnEmptyPathWhenTheSnapshotHasNoHandle) {
   Machine machine = CleanMachine();
   Process process(machine);
   EXPECT_EQ(InstallClosedInf(u""), kExitInputRefused);
   EXPECT_EQ(ToUtf8(process.ErrorOutput()), "vorn_devnode: INF not found: \n");
 }
 
-TEST(InstallPreparation, RefusesAnInfThatIsNotReadableAsOne) {
+TEST(InstallPreparation, RefusesAnInfWithoutAReadableIdentity) {
   struct Case {
     const char* name;
     const char* content;
@@ -105,7 +105,7 @@ TEST(InstallPreparation, RefusesAnInfThatIsNotReadableAsOne) {
   }
 }
 
-TEST(InstallPreparation, TakesAUtf16InfAndADateOf32Characters) {
+TEST(InstallPreparation, AcceptsAUtf16InfAndADateOf32Characters) {
   Machine machine = CleanMachine();
   WritePackage(machine.files, u"C:\\pkg\\driver",
                {.date = u"00000000000000000000000008102026", .utf16 = true});
@@ -159,7 +159,7 @@ TEST(InstallRoots, AreNotPrunedWhenTheyCannotBeCounted) {
   EXPECT_EQ(JournalIn(machine, kSampleJournal), std::nullopt);
 }
 
-TEST(InstallRoots, ArePrunedThoughNoneWasCounted) {
+TEST(InstallRoots, ArePrunedEvenWhenNoneWasCounted) {
   Machine machine = CleanMachine();
   // The roots are listed once to count them and once to prune them.
   const Fault fault = ChangeBefore("SetupDiGetClassDevsW", 2, [](Machine& world) {
@@ -189,7 +189,7 @@ TEST(InstallRoots, RefuseTheBindWhenALoneGhostCannotBeRemoved) {
        kRootsRefused});
 }
 
-TEST(InstallRoots, ArePrunedToTheOneThatRuns) {
+TEST(InstallRoots, ArePrunedDownToTheOneThatRuns) {
   Machine machine = DuplicatesMachine();
   const RunResult run = Install(machine);
   ExpectRun(run, kExitOk,
@@ -224,7 +224,7 @@ TEST(InstallRoots, RefuseTheBindWhenTheRemovalOfDuplicatesIsDeferred) {
              kRootsRefused});
 }
 
-TEST(InstallRoots, RefuseTheBindWhenARestartIsPendingThoughOneRootRemains) {
+TEST(InstallRoots, RefuseTheBindWhenARestartIsPendingEvenIfOneRootRemains) {
   Machine machine = DuplicatesMachine();
   machine.devices.Find(u"ROOT\\MEDIA\\0002")->temper.removeNeedsRestart = true;
   ExpectRun(Install(machine), kExitBindRefused,
@@ -242,7 +242,7 @@ TEST(InstallRoots, RefuseTheBindWhenTheRemovalOfTheSecondOfTwoWaitsForARestart) 
              kRootsRefused});
 }
 
-TEST(InstallRoots, GoOnAfterALoneGhostWhoseRemovalWaitsForARestart) {
+TEST(InstallRoots, AllowTheBindAfterALoneGhostWhoseRemovalWaitsForARestart) {
   Machine machine = CleanMachine();
   tests::AddGhostRoot(machine, kRootId).temper.removeNeedsRestart = true;
   const RunResult run = Install(machine);

@@ -1,6 +1,6 @@
 #pragma once
 
-// Installs of the sample package, what they say, and what their device control calls were.
+// Installs of the sample package, their lines on the console, and their device control calls.
 
 #include "base/text.h"
 #include "platform/simulated/calls.h"
@@ -75,7 +75,7 @@ inline constexpr const char* kAcquire = "0x226000";
 inline constexpr const char* kRelease = "0x22A004";
 inline constexpr const char* kVisibility = "0x22A01C";
 
-/// The sample package asks for a restart when it is bound; the package before it does not.
+/// Makes a bind of the sample package need a restart; a bind of the previous package needs none.
 inline void MakeSampleDefer(platform::simulated::Machine& machine) {
   AddPackage(machine, u"C:\\pkg\\driver", u"26.8.10.5", u"08/10/2026",
              [](platform::simulated::DriverImage& image) { image.needsRestart = true; });

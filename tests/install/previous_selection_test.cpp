@@ -1,4 +1,4 @@
-// The install command when Windows defers the switch of the driver to a restart.
+// The install command when Windows defers the driver switch to a restart.
 
 #include "platform/simulated/file_tree.h"
 #include "tests/install/install_run.h"
@@ -60,7 +60,7 @@ TEST(DeferredSwitch, IsTakenBackWhenThePreviousPackageIsKnown) {
 
 TEST(DeferredSwitch, ShowsTheEndpointsWhenTheOldDriverStaysInMemory) {
   Machine machine = OutdatedMachine();
-  machine.store.updateNeedsRestart = true;  // of both binds
+  machine.store.updateNeedsRestart = true;  // for both binds
   const RunResult run = Install(machine);
   ExpectRun(run, kExitHotSwapFailed, {kPersisted, Deferred("HOT_SWAP_FAILED", true)});
   EXPECT_EQ(CountOf(ControlCodes(run), kVisibility), 40U);
@@ -73,11 +73,11 @@ TEST(DeferredSwitch, ForgetsWhatWasHiddenWhenTheSecondBindRestartedTheDriver) {
   const RunResult run = Install(machine);
   ExpectRun(run, kExitHotSwapFailed, {kPersisted, Deferred("HOT_SWAP_FAILED", true)});
   EXPECT_EQ(CountOf(ControlCodes(run), kVisibility), 20U);
-  Advance(machine, 60'000);  // the driver that was restarted shows them itself
+  Advance(machine, 60'000);  // the restarted driver shows them itself
   EXPECT_EQ(VisibleEndpoints(machine), 20U);
 }
 
-TEST(DeferredSwitch, OfARollbackKeepsTheJournalForTheRestart) {
+TEST(DeferredSwitch, KeepsTheJournalOfARollbackForTheRestart) {
   Machine machine = OutdatedMachine();
   MakeSampleDefer(machine);
   const RunResult run = InstallRollback(machine);
@@ -89,7 +89,7 @@ TEST(DeferredSwitch, OfARollbackKeepsTheJournalForTheRestart) {
   EXPECT_EQ(tests::PendingPackage(machine), "oem4.inf");
 }
 
-TEST(DeferredSwitch, PairsItsStatusWithWhatItCouldRestore) {
+TEST(DeferredSwitch, HasTheStatusThatGoesWithWhatWasRestored) {
   struct Case {
     bool started;
     bool restored;
@@ -142,16 +142,17 @@ TEST(DeferredSwitch, HoldsThePreviousInfOpenWhileItIsBound) {
   EXPECT_TRUE(held);
 }
 
-TEST(DeferredSwitch, CannotSelectAPreviousPackageThatDoesNotOpenAgain) {
+TEST(DeferredSwitch, DoesNotSelectAPreviousPackageThatCannotBeReopened) {
   Machine machine = OutdatedMachine();
   MakeSampleDefer(machine);
-  // Somebody deletes the INF after it was authenticated, just before it is opened for the bind.
+  // Another process deletes the INF after it was authenticated and before it is opened for the
+  // bind.
   std::uint32_t opens = 0;
   {
     Machine probe = machine;
     opens = static_cast<std::uint32_t>(Install(probe).CallsOf("QueryDosDeviceW").size());
   }
-  // The last drive look-ups are those of the opens by path: the re-selection's, then none.
+  // Each open by path looks the drive up once, and the last open is the one for the bind.
   const Fault fault = ChangeBefore("QueryDosDeviceW", opens, [](Machine& world) {
     RemovePath(world.files, u"C:\\Windows\\INF\\oem3.inf");
   });
@@ -165,11 +166,11 @@ TEST(DeferredSwitch, CannotSelectAPreviousPackageThatDoesNotOpenAgain) {
 struct UnknownPrevious {
   const char* name;
   void (*shape)(Machine& machine);
-  std::string shown;  // of the package's name
-  Console said = {};  // by the INF's reader, before
+  std::string shown;  // as the package's name
+  Console said = {};  // by the reader of the INF, before that
 };
 
-TEST(DeferredSwitch, SelectsNoPreviousPackageThatIsNotProvablyTheProgramsOwn) {
+TEST(DeferredSwitch, DoesNotSelectAPreviousPackageThatIsNotProvablyTheProgramsOwn) {
   const auto reader = Err("vorn_devnode: INF has no valid DriverVer date/version");
   const UnknownPrevious cases[] = {
       {"no name",
@@ -262,7 +263,7 @@ TEST(DeferredSwitch, LooksForThePreviousPackageOnlyWhenItIsNeeded) {
   EXPECT_TRUE(folders.empty());
 }
 
-TEST(DeferredSwitch, SelectsNoPreviousPackageWhenTheWindowsFolderIsUnknown) {
+TEST(DeferredSwitch, DoesNotSelectAPreviousPackageWhenTheWindowsFolderIsUnknown) {
   Machine machine = OutdatedMachine();
   MakeSampleDefer(machine);
   const RunResult run = Install(machine, {.faults = {FailingCall("GetWindowsDirectoryW", 5)}});

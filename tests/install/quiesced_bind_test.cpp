@@ -1,4 +1,4 @@
-// The install command hides the endpoints for the bind, and shows them when the bind is rejected.
+// The install command hides the endpoints for the bind and shows them again when it is rejected.
 
 #include "platform/config_manager.h"
 #include "platform/simulated/device_io.h"
@@ -39,9 +39,9 @@ using tests::RunResult;
 using tests::VisibleEndpoints;
 
 // ------------------------------------------------------------------------------------------------
-// Quiesce fails, the bind goes on.
+// The endpoints cannot be quiesced, and the bind goes ahead.
 
-TEST(QuiesceBeforeTheBind, FailingAtTheOpenBindsDirectly) {
+TEST(QuiesceBeforeTheBind, FallsBackToADirectBindWhenTheDeviceDoesNotOpen) {
   Machine machine = OutdatedMachine();
   // The quick look opens the device twice, for the pool and for the status.
   const RunResult run = Install(
@@ -53,7 +53,7 @@ TEST(QuiesceBeforeTheBind, FailingAtTheOpenBindsDirectly) {
              kNotQuiesced, kUpdated, kSampleProven});
 }
 
-TEST(QuiesceBeforeTheBind, FailingAtTheLeaseBindsDirectly) {
+TEST(QuiesceBeforeTheBind, FallsBackToADirectBindWhenTheLeaseIsRefused) {
   Machine machine = OutdatedMachine();
   RootOf(machine).resident->failures[platform::simulated::kAcquireLease] = 170;
   ExpectRun(Install(machine), kExitOk,
@@ -63,14 +63,14 @@ TEST(QuiesceBeforeTheBind, FailingAtTheLeaseBindsDirectly) {
              kNotQuiesced, kUpdated, kSampleProven});
 }
 
-TEST(QuiesceBeforeTheBind, WantsTheWholeLeaseReply) {
+TEST(QuiesceBeforeTheBind, NeedsTheWholeLeaseReply) {
   Machine machine = OutdatedMachine();
   RootOf(machine).resident->leaseBytes = 8;
   const RunResult run = Install(machine);
   EXPECT_EQ(run.status, kExitOk);
   const Console console = ConsoleOf(run);
   ASSERT_EQ(console.size(), 5U);
-  // No call failed, so the number is that of an earlier one.
+  // The call did not fail, so the error is that of an earlier one.
   EXPECT_TRUE(console[1].text.starts_with(
       "vorn_devnode: driver quiesce could not acquire the controller lease (error 0x"))
       << console[1];
@@ -79,7 +79,7 @@ TEST(QuiesceBeforeTheBind, WantsTheWholeLeaseReply) {
   EXPECT_EQ(CountOf(ControlCodes(run), kVisibility), 0U);
 }
 
-TEST(QuiesceBeforeTheBind, GoesOnBehindOneCableThatRefuses) {
+TEST(QuiesceBeforeTheBind, ContinuesAfterACableThatRefuses) {
   Machine machine = OutdatedMachine();
   RootOf(machine).resident->refusesToHide[{4, 0}] = 31;
   const RunResult run = Install(machine);
@@ -89,7 +89,7 @@ TEST(QuiesceBeforeTheBind, GoesOnBehindOneCableThatRefuses) {
   EXPECT_EQ(CountOf(ControlCodes(run), kVisibility), 20U);
 }
 
-TEST(QuiesceBeforeTheBind, NamesAllTwentyWhenNoneCanBeHidden) {
+TEST(QuiesceBeforeTheBind, ReportsAllTwentyWhenNoneCanBeHidden) {
   Machine machine = OutdatedMachine();
   RootOf(machine).resident->failures[platform::simulated::kSetCableVisibility] = 31;
   Console console = {kPersisted};
@@ -134,7 +134,7 @@ TEST(RejectedBind, DropsTheJournalAndShowsTheEndpointsAgain) {
   EXPECT_EQ(tests::ResidentVersion(machine), "26.8.9.4");
 }
 
-TEST(RejectedBind, OfARollbackIsRefusedAlike) {
+TEST(RejectedBind, IsReportedForARollbackInTheSameWay) {
   Machine machine = OutdatedMachine();
   machine.store.updateError = 5;
   ExpectRun(tests::InstallRollback(machine), kExitBindRefused,

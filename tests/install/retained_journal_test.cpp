@@ -85,11 +85,11 @@ TEST(RetainedJournal, IsNamedByItsOwnVersionWhenAnotherPackageIsInstalled) {
   EXPECT_EQ(JournalIn(machine, kSampleJournal)->target.version, tests::kNewVersion);
 }
 
-TEST(RetainedJournal, IsRetiredThoughItsBindGaveTheEndpointsNewIds) {
+TEST(RetainedJournal, IsRetiredEvenIfItsBindGaveTheEndpointsNewIds) {
   Machine machine = InstalledMachine();
   tests::DisableEveryEndpoint(machine);
   PutJournal(machine, UpdateTarget(machine));
-  // As a bind does: nobody presumes that the package of the journal was not a new one.
+  // A bind of a new package may do this, and the journal does not say whether its package was new.
   WithdrawEndpoints(machine, kRootId);
   machine.audio.remintNext = 20;
   PublishEndpoints(machine, kRootId);
@@ -98,9 +98,9 @@ TEST(RetainedJournal, IsRetiredThoughItsBindGaveTheEndpointsNewIds) {
   EXPECT_EQ(tests::ConsoleOf(run).front(), ProvenLine(machine, 0, 0));
 }
 
-TEST(RetainedJournal, BlocksWhenTheLiveDriverIsAnother) {
+TEST(RetainedJournal, BlocksWhenAnotherDriverIsLive) {
   Machine machine = OutdatedMachine();
-  PutJournal(machine, UpdateTarget(machine));  // of the sample package, which does not run
+  PutJournal(machine, UpdateTarget(machine));  // for the sample package, which does not run
   const Machine before = machine;
   const RunResult run = Install(machine);
   ExpectRun(
@@ -115,7 +115,7 @@ TEST(RetainedJournal, BlocksWhenTheLiveDriverIsAnother) {
   EXPECT_EQ(JournalIn(machine, kSampleJournal), JournalIn(before, kSampleJournal));
 }
 
-TEST(RetainedJournal, BlocksARollbackAsWell) {
+TEST(RetainedJournal, BlocksARollbackToo) {
   Machine machine = OutdatedMachine();
   PutJournal(machine, UpdateTarget(machine));
   const RunResult run = tests::InstallRollback(machine);
@@ -124,7 +124,7 @@ TEST(RetainedJournal, BlocksARollbackAsWell) {
   EXPECT_FALSE(run.Called("UpdateDriverForPlugAndPlayDevicesW"));
 }
 
-TEST(RetainedJournal, BlocksWhenNoDeviceStarted) {
+TEST(RetainedJournal, BlocksWhenNoDeviceIsStarted) {
   Machine machine = InstalledMachine();
   PutJournal(machine, UpdateTarget(machine));
   platform::simulated::RemoveDeviceNode(machine, kRootId);
@@ -133,7 +133,7 @@ TEST(RetainedJournal, BlocksWhenNoDeviceStarted) {
              Mismatch(1, 12)});
 }
 
-TEST(RetainedJournal, BlocksUnreadWhenItDoesNotParse) {
+TEST(RetainedJournal, BlocksWithoutAVerificationWhenItDoesNotParse) {
   struct Case {
     const char* name;
     std::string content;
@@ -142,7 +142,7 @@ TEST(RetainedJournal, BlocksUnreadWhenItDoesNotParse) {
       {"empty", ""},
       {"odd length", "abc"},
       {"a NUL inside", std::string("V\0\0\0", 4)},
-      {"another text", "x\0y\0"},
+      {"another text", std::string("x\0y\0", 4)},
   };
   for (const Case& row : cases) {
     SCOPED_TRACE(row.name);
@@ -154,7 +154,7 @@ TEST(RetainedJournal, BlocksUnreadWhenItDoesNotParse) {
   }
 }
 
-TEST(RetainedJournal, IsNotEvenReadWhenItIsUnsafe) {
+TEST(RetainedJournal, BlocksUnreadWhenItIsUnsafe) {
   struct Case {
     const char* name;
     void (*shape)(Machine& machine);
@@ -168,9 +168,9 @@ TEST(RetainedJournal, IsNotEvenReadWhenItIsUnsafe) {
        [](Machine& m) {
          secured(m, u"O:S-1-5-21-1000000000-2000000000-3000000000-1002D:P(A;;FA;;;SY)(A;;FA;;;BA)");
        }},
-      {"without protection of its list",
+      {"with an unprotected access list",
        [](Machine& m) { secured(m, u"O:BAD:(A;;FA;;;SY)(A;;FA;;;BA)"); }},
-      {"written by users", [](Machine& m) { secured(m, u"O:BAD:P(A;;FA;;;SY)(A;;FW;;;BU)"); }},
+      {"writable by users", [](Machine& m) { secured(m, u"O:BAD:P(A;;FA;;;SY)(A;;FW;;;BU)"); }},
       {"without an access list", [](Machine& m) { secured(m, u"O:BA"); }},
       {"with a second name",
        [](Machine& m) { AddHardLink(m.files, kSampleJournal, u"C:\\pkg\\other"); }},
@@ -212,8 +212,8 @@ TEST(RetainedJournal, IsNotEvenReadWhenItIsUnsafe) {
   }
 }
 
-TEST(RetainedJournal, IsMissingOnlyWhenWindowsSaysThatTheFileIsNotFound) {
-  std::uint32_t nth = 1;  // of the opens, the journal's
+TEST(RetainedJournal, CountsAsMissingOnlyWhenTheFileIsNotFound) {
+  std::uint32_t nth = 1;  // which open is the journal's
   {
     Machine probe = CleanMachine();
     for (const auto& open : Install(probe).CallsOf("NtCreateFile")) {
@@ -226,10 +226,10 @@ TEST(RetainedJournal, IsMissingOnlyWhenWindowsSaysThatTheFileIsNotFound) {
             kExitActivationStateBlocks, {kNotInspected});
 }
 
-TEST(RetainedJournal, StaysInTheWayWhenItCannotBeDeleted) {
+TEST(RetainedJournal, StillBlocksWhenItCannotBeDeleted) {
   Machine machine = InstalledMachine();
   PutJournal(machine, UpdateTarget(machine));
-  // The snapshot's own removal comes later; the journal's is the first deletion.
+  // The journal is the first file that is deleted; the snapshot follows later.
   const Fault fault = FailingCall("SetFileInformationByHandle", 5);
   const auto proven = ProvenLine(machine);
   ExpectRun(Install(machine, {.faults = {fault}}), kExitActivationStateBlocks,

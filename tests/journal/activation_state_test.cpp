@@ -145,7 +145,7 @@ TEST(ActivationStateText, ParsesBackToAnEqualRecordForEveryNumberOfEntries) {
 }
 
 TEST(ActivationStateText, ParsesBackToAnEqualRecordWhateverTheEntriesHold) {
-  // Bars, blanks, and code units that are no characters by themselves.
+  // Bars, blanks, and code units that are not characters on their own.
   constexpr char16_t kUnits[] = {u'|', u'=', u' ', u'\t', u'\u00FC', 0xD83D, 0xDE00};
   std::mt19937 random(20260810);
   for (int round = 0; round < 300; ++round) {
@@ -200,7 +200,7 @@ TEST(ActivationStateParser, AcceptsEveryLineEnd) {
 }
 
 TEST(ActivationStateParser, StripsOnlyOneCarriageReturn) {
-  // The second one is part of the value, where none may stand.
+  // The second one is part of the value, which must not contain any.
   EXPECT_FALSE(Parses(With(kVersionLine, u"version=26.8.10.5\r\r")));
   EXPECT_FALSE(Parses(With(kDateLine, u"date=08/10/2026\r\r")));
   EXPECT_FALSE(Parses(With(kVersionLine, u"version=26\r.8.10.5")));
@@ -216,13 +216,13 @@ TEST(ActivationStateParser, RefusesTextsOfFewerThanEightLines) {
   const std::u16string text = SerializeActivationState(fresh);
   ASSERT_TRUE(Parses(text));
   for (std::size_t end = 0; end + 1 < text.size(); ++end) {
-    // Every cut but that of the last line feed: presentCount= without its 0 reads as 0 too.
+    // presentCount= without its 0 reads as 0 too.
     if (text.substr(0, end).ends_with(u"presentCount=")) continue;
     EXPECT_FALSE(Parses(text.substr(0, end))) << end;
   }
 }
 
-TEST(ActivationStateParser, RefusesAJournalOfWhichAnyLineIsMissing) {
+TEST(ActivationStateParser, RefusesAJournalWithAnyLineMissing) {
   for (std::size_t i = 0; i < SoundLines().size(); ++i) {
     Lines lines = SoundLines();
     lines.erase(lines.begin() + static_cast<std::ptrdiff_t>(i));
@@ -230,7 +230,7 @@ TEST(ActivationStateParser, RefusesAJournalOfWhichAnyLineIsMissing) {
   }
 }
 
-TEST(ActivationStateParser, RefusesAJournalOfWhichAnyLineStandsTwice) {
+TEST(ActivationStateParser, RefusesAJournalWithAnyLineTwice) {
   for (std::size_t i = 0; i < SoundLines().size(); ++i) {
     Lines lines = SoundLines();
     const std::u16string twice = lines[i];
@@ -239,7 +239,7 @@ TEST(ActivationStateParser, RefusesAJournalOfWhichAnyLineStandsTwice) {
   }
 }
 
-TEST(ActivationStateParser, RefusesAJournalOfWhichAnyTwoLinesOfAnotherKindAreSwapped) {
+TEST(ActivationStateParser, RefusesAJournalWithAnyTwoLinesOfDifferentKindsSwapped) {
   const auto kind = [](const std::u16string& line) { return line.substr(0, line.find(u'=')); };
   for (std::size_t i = 0; i < SoundLines().size(); ++i) {
     for (std::size_t j = i + 1; j < SoundLines().size(); ++j) {
@@ -251,7 +251,7 @@ TEST(ActivationStateParser, RefusesAJournalOfWhichAnyTwoLinesOfAnotherKindAreSwa
   }
 }
 
-TEST(ActivationStateParser, RefusesAJournalOfWhichAnyLinesKeyIsDamaged) {
+TEST(ActivationStateParser, RefusesAJournalWithADamagedKeyInAnyLine) {
   for (std::size_t i = 0; i < SoundLines().size(); ++i) {
     const std::u16string line = SoundLines()[i];
     const std::size_t keyLength = std::min(line.find(u'='), line.size() - 1) + 1;
@@ -270,14 +270,14 @@ TEST(ActivationStateParser, RefusesAJournalOfWhichAnyLinesKeyIsDamaged) {
       if ((i == kVersionLine || i == kDateLine) && damaged.ends_with(u"==")) continue;
       EXPECT_FALSE(Parses(With(i, damaged))) << i << ": " << name;
     }
-    // Keys are case-sensitive; each letter is turned over in turn.
+    // Keys are case-sensitive. Each letter changes its case in turn.
     for (std::size_t k = 0; k < keyLength; ++k) {
       std::u16string turned = line;
       turned[k] = ToUpperAscii(line[k]) != line[k] ? ToUpperAscii(line[k]) : ToLowerAscii(line[k]);
       if (turned == line) continue;
       EXPECT_FALSE(Parses(With(i, turned))) << i << ": letter " << k;
     }
-    // Each unit is replaced in turn by one that no key holds.
+    // Each unit is replaced in turn by one that no key contains.
     for (std::size_t k = 0; k < keyLength; ++k) {
       std::u16string replaced = line;
       replaced[k] = u'~';
@@ -286,8 +286,8 @@ TEST(ActivationStateParser, RefusesAJournalOfWhichAnyLinesKeyIsDamaged) {
   }
 }
 
-TEST(ActivationStateParser, RefusesWhateverOfItsChecksFindsTheDamage) {
-  // Damages that are found at the first, a middle and the last check.
+TEST(ActivationStateParser, RefusesADamageWhicheverCheckFindsIt) {
+  // Damage that the first check finds, one in the middle, and the last.
   for (const std::u16string& text :
        {With(0, u"VORN_DRIVER_ACTIVATION_STATE_V1"),
         With(kFirstCatalogLine + 2, u"catalog=C|0|2|c"),
@@ -453,7 +453,7 @@ TEST(ActivationStateParser, KeepsTheServiceAndTheHashAsWritten) {
             ToUpperAscii(kHash));
 }
 
-TEST(ActivationStateParser, TakesEverythingAfterTheThirdBarForTheEndpointId) {
+TEST(ActivationStateParser, ReadsEverythingAfterTheThirdBarAsTheEndpointId) {
   const ActivationState state = Parsed(With(kFirstCatalogLine, u"catalog=C|1|1|a|b"));
   ASSERT_FALSE(state.catalog.empty());
   EXPECT_EQ(state.catalog[0], (CatalogEndpoint{1, true, true, u"a|b"}));
@@ -507,8 +507,8 @@ TEST(ActivationStateParser, RefusesANulWhereANumberIsRead) {
   EXPECT_FALSE(Parses(With(kCatalogCountLine, u"catalogCount=\0"s)));
 }
 
-TEST(ActivationStateParser, SurvivesEveryDamageOfASingleUnit) {
-  // Whatever one unit is replaced by: an accepted text is a record that the serializer can write.
+TEST(ActivationStateParser, AcceptsADamagedUnitOnlyWhereTheResultIsWritable) {
+  // Whatever replaces a unit, a text that is accepted is a record that the serializer can write.
   const std::u16string text = Joined(SoundLines());
   for (std::size_t i = 0; i < text.size(); ++i) {
     for (const char16_t unit : {u'\0', u'\n', u'\r', u' ', u'|', u'=', u'0', u'1', u'9', u'-', u'C',

@@ -60,10 +60,10 @@ class JournalStorage : public tests::InputTest {
  protected:
   JournalStorage() { sim::MakeFolder(Files(), u"C:\\pkg"); }
 
-  /// What another run would find: the same machine, none of this run's handles.
+  /// Releases this run's handles, so that what follows finds the file as another run would.
   void EndRun() { protectedFiles_ = {}; }
 
-  /// The journal of this run at some other place.
+  /// A journal of this run in another place.
   Journal JournalAt(std::u16string_view path) {
     return Journal(protectedFiles_, AbsolutePath::Parse(path));
   }
@@ -105,7 +105,7 @@ TEST_F(JournalStorage, WritesTheTextInCodeUnitsWithoutMarkOrTerminator) {
   EXPECT_EQ(process.ErrorOutput(), u"");
 }
 
-/// A state with an endpoint id whose last units fill both bytes, and how they stand in the file.
+/// A state with an endpoint id whose units need both bytes, and those units in the file.
 ActivationState StateWithAWideId() {
   ActivationState state = UpdateState();
   state.catalog[0].endpointId = u"\u97F3\U0001F50A";
@@ -205,7 +205,7 @@ TEST_F(JournalStorage, RefusesAMalformedTarget) {
   }
 }
 
-TEST_F(JournalStorage, TakesTheLongestTargetAndAnyCaseOfTheService) {
+TEST_F(JournalStorage, AcceptsTheLongestTargetAndAnyCaseOfTheService) {
   ActivationState state = FreshState();
   state.target.version = Repeat(u'1', 64);
   state.target.date = Repeat(u'2', 32);
@@ -251,7 +251,7 @@ TEST_F(JournalStorage, RefusesPresentIdsThatCouldBeReadOtherwise) {
   }
 }
 
-TEST_F(JournalStorage, TakesTheLongestIdsAndABarInAPresentId) {
+TEST_F(JournalStorage, AcceptsTheLongestIdsAndABarInAPresentId) {
   ActivationState state = UpdateState();
   state.catalog[0].endpointId = Repeat(u'a', 1024);
   state.present[0] = Repeat(u'a', 1024);
@@ -261,7 +261,7 @@ TEST_F(JournalStorage, TakesTheLongestIdsAndABarInAPresentId) {
   EXPECT_TRUE(Reads());
 }
 
-TEST_F(JournalStorage, TakesATextOf65536BytesAndNoMore) {
+TEST_F(JournalStorage, AcceptsATextOf65536BytesAndNoMore) {
   ActivationState state = UpdateState();
   for (std::size_t i = 0; i < 20; ++i) {
     state.catalog[i].endpointId += Repeat(u'e', 1024 - state.catalog[i].endpointId.size());
@@ -326,7 +326,7 @@ TEST_F(JournalStorage, NeverWritesThroughALink) {
   EXPECT_EQ(sim::ReadWholeFile(Files(), u"C:\\victim")->size(), 8U);
 }
 
-TEST_F(JournalStorage, DeletesAJournalThatIsNotProtectedIndeed) {
+TEST_F(JournalStorage, DeletesAJournalThatDidNotGetItsProtection) {
   ChangeBefore("GetSecurityInfo", 1, [](sim::Machine& changed) {
     sim::NodeAt(changed.files, kSampleJournal).security.owner = sim::kOtherUser;
   });
@@ -439,7 +439,7 @@ TEST_F(JournalStorage, CanBeDeletedAfterALook) {
   EXPECT_EQ(journal_.Look(), JournalPresence::Absent);
 }
 
-TEST_F(JournalStorage, IsUnknownToALookThatIsNotSafe) {
+TEST_F(JournalStorage, IsUnknownToALookWhenItCannotBeInspectedSafely) {
   PutJournal(u"planted");
   SetSecurity(kSampleJournal, u"O:BUD:(A;;FA;;;WD)");
   EXPECT_EQ(journal_.Look(), JournalPresence::Unknown);
@@ -448,7 +448,7 @@ TEST_F(JournalStorage, IsUnknownToALookThatIsNotSafe) {
 }
 
 TEST_F(JournalStorage, IsAbsentToALookOnlyWhenTheFileIsNotFound) {
-  // The volume's root is opened first.
+  // The volume's root and the folder are opened first.
   FailCall("NtCreateFile", platform::ERROR_PATH_NOT_FOUND, 3);
   EXPECT_EQ(journal_.Look(), JournalPresence::Unknown);
 }
@@ -456,7 +456,7 @@ TEST_F(JournalStorage, IsAbsentToALookOnlyWhenTheFileIsNotFound) {
 // ------------------------------------------------------------------------------------------------
 // Reading.
 
-TEST_F(JournalStorage, SaysSoWhenThereIsNoSafeJournal) {
+TEST_F(JournalStorage, ReportsAMissingOrUnsafeJournal) {
   const std::u16string_view line = u"vorn_devnode: activation state missing or unsafe\n";
   EXPECT_FALSE(Reads());
   ExpectErrorLine(line);
@@ -496,7 +496,7 @@ TEST_F(JournalStorage, RefusesAnOddAnEmptyOrAMalformedJournalSilently) {
   }
 }
 
-TEST_F(JournalStorage, ReadsNothingOfAJournalOfAnImpossibleSize) {
+TEST_F(JournalStorage, DoesNotReadAJournalOfAnImpossibleSize) {
   for (const std::size_t size : {std::size_t{0}, std::size_t{1}}) {
     PutProtectedFile(kSampleJournal, sim::Bytes(size));
     EXPECT_FALSE(Reads());
@@ -507,7 +507,7 @@ TEST_F(JournalStorage, ReadsNothingOfAJournalOfAnImpossibleSize) {
 
 TEST_F(JournalStorage, RefusesANulAnywhere) {
   const std::u16string text = SerializeActivationState(FreshState());
-  const std::size_t inVersion = text.find(u"26.8") + 2;  // where the parser takes anything
+  const std::size_t inVersion = text.find(u"26.8") + 2;  // where the parser accepts anything
   for (const std::size_t position : {std::size_t{0}, inVersion, text.size() / 2, text.size()}) {
     std::u16string damaged = text;
     damaged.insert(position, 1, u'\0');
@@ -519,7 +519,7 @@ TEST_F(JournalStorage, RefusesANulAnywhere) {
   EXPECT_TRUE(Reads());
 }
 
-TEST_F(JournalStorage, TakesNoOtherEncoding) {
+TEST_F(JournalStorage, AcceptsNoOtherEncoding) {
   std::string utf8 = ToUtf8(SerializeActivationState(FreshState()));
   if (utf8.size() % 2 != 0) utf8 += '\n';
   PutProtectedFile(kSampleJournal, sim::Bytes(utf8.begin(), utf8.end()));
@@ -552,7 +552,7 @@ TEST_F(JournalStorage, RefusesAShortOrFailedRead) {
 // ------------------------------------------------------------------------------------------------
 // Deleting.
 
-TEST_F(JournalStorage, DeletesTheJournalOfThisRunAtOnceAndMayBeWrittenAgain) {
+TEST_F(JournalStorage, IsDeletedAtOnceAndMayThenBeWrittenAgain) {
   ASSERT_TRUE(journal_.Write(FreshState()));
   journal_.Delete();
   EXPECT_FALSE(Exists(kSampleJournal));
@@ -567,7 +567,7 @@ TEST_F(JournalStorage, DeletesTheJournalOfAnEarlierRun) {
   EXPECT_EQ(process.ErrorOutput() + process.Output(), u"");
 }
 
-TEST_F(JournalStorage, DeletesAJournalThatSomebodyHereStillRefersTo) {
+TEST_F(JournalStorage, DeletesAJournalThatThisRunStillRefersTo) {
   PutJournal(SerializeActivationState(FreshState()));
   const privileged_input::File kept = protectedFiles_.OpenProtectedFile(PathOf(kSampleJournal));
   ASSERT_TRUE(Reads());
@@ -587,7 +587,7 @@ TEST_F(JournalStorage, IsLookedUpAnewAfterItWasDeleted) {
   EXPECT_EQ(journal_.Read(), UpdateState());
 }
 
-TEST_F(JournalStorage, DeletesNothingSilentlyWhenThereIsNone) {
+TEST_F(JournalStorage, DeletesNothingAndSaysNothingWhenThereIsNone) {
   journal_.Delete();
   JournalAt(u"C:\\none\\state").Delete();
   EXPECT_EQ(process.ErrorOutput() + process.Output(), u"");
@@ -609,7 +609,7 @@ TEST_F(JournalStorage, ReportsAJournalThatIsNotSafeToDelete) {
   EXPECT_TRUE(Exists(kSampleJournal));
 }
 
-TEST_F(JournalStorage, ReportsADeletionThatFailsAndLetsGo) {
+TEST_F(JournalStorage, ReportsAFailedDeletionAndReleasesTheFile) {
   ASSERT_TRUE(journal_.Write(FreshState()));
   FailCall("SetFileInformationByHandle", platform::ERROR_GEN_FAILURE);
   journal_.Delete();
@@ -618,7 +618,7 @@ TEST_F(JournalStorage, ReportsADeletionThatFailsAndLetsGo) {
   EXPECT_EQ(OpenHandles(), 0U);
 }
 
-TEST_F(JournalStorage, LeavesAReadOnlyJournalWithAReport) {
+TEST_F(JournalStorage, ReportsAReadOnlyJournalAndLeavesIt) {
   PutJournal(u"read-only");
   sim::NodeAt(Files(), kSampleJournal).attributes = platform::FILE_ATTRIBUTE_READONLY;
   journal_.Delete();

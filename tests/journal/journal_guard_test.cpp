@@ -19,7 +19,7 @@ class GuardedJournal : public tests::InputTest {
   Journal journal_{protectedFiles_, PathOf(kSampleJournal)};
 };
 
-TEST_F(GuardedJournal, StaysWhileItsGuardDoesAndGoesWithIt) {
+TEST_F(GuardedJournal, LivesAsLongAsItsGuard) {
   {
     const JournalGuard guard(journal_);
     EXPECT_TRUE(Exists(kSampleJournal));

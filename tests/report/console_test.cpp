@@ -46,7 +46,7 @@ TEST(Console, SendsOutputAndErrorsToTheirStreams) {
   EXPECT_EQ(process.ErrorOutput(), u"vorn_devnode: 3 left\n");
 }
 
-TEST(Console, ShowsNumbersBelowZeroWithTheirSign) {
+TEST(Console, PrintsNegativeNumbersWithTheirSign) {
   Machine machine;
   Process process(machine);
   Print(u"%d %d\n", std::int32_t{-1}, std::numeric_limits<std::int32_t>::min());

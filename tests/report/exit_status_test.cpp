@@ -7,7 +7,7 @@
 namespace vorn {
 namespace {
 
-// Installers and scripts know the numbers, not the names.
+// Installers and scripts rely on the numbers.
 TEST(ExitStatuses, AreTheseNumbers) {
   const std::vector<std::pair<ExitStatus, ExitStatus>> rows = {
       {kExitOk, 0},

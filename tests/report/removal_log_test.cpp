@@ -88,7 +88,7 @@ TEST_F(RemovalLogTest, OpensAndClosesTheFileForEachMessage) {
   EXPECT_EQ(CountOf("fclose"), 2U);
 }
 
-TEST_F(RemovalLogTest, LosesTheLineOfAFileThatCannotBeOpened) {
+TEST_F(RemovalLogTest, DropsTheLineWhenTheFileCannotBeOpened) {
   log->SetRemovalLogPath(kSampleLog);
   process.faults = {FailingCall("_wfsopen", 5)};
   log->LogRemoval(u"first");
@@ -99,7 +99,7 @@ TEST_F(RemovalLogTest, LosesTheLineOfAFileThatCannotBeOpened) {
   EXPECT_EQ(CountOf("fclose"), 1U);
 }
 
-TEST_F(RemovalLogTest, LosesTheLineOfAReadOnlyFile) {
+TEST_F(RemovalLogTest, DropsTheLineWhenTheFileIsReadOnly) {
   platform::simulated::PutFile(machine.files, kSampleLog, std::string_view("old\r\n"));
   platform::simulated::NodeAt(machine.files, kSampleLog).attributes |=
       platform::FILE_ATTRIBUTE_READONLY;
@@ -109,7 +109,7 @@ TEST_F(RemovalLogTest, LosesTheLineOfAReadOnlyFile) {
   EXPECT_EQ(LogText(), "old\r\n");
 }
 
-TEST_F(RemovalLogTest, LosesTheLineOfALockedFile) {
+TEST_F(RemovalLogTest, DropsTheLineWhenTheFileIsLocked) {
   platform::simulated::PutFile(machine.files, kSampleLog, std::string_view("old\r\n"));
   platform::simulated::HoldOpen(machine.files, kSampleLog, platform::FILE_READ_DATA, 0);
   log->SetRemovalLogPath(kSampleLog);
@@ -136,7 +136,7 @@ TEST_F(RemovalLogTest, DoesNotFailWhenTheLineCannotBeWritten) {
   EXPECT_EQ(CountOf("fclose"), 1U);
 }
 
-TEST_F(RemovalLogTest, KnowsNoFileOfAnotherLog) {
+TEST_F(RemovalLogTest, DoesNotWriteToTheFileOfAnotherLog) {
   log->SetRemovalLogPath(kSampleLog);
   RemovalLog().LogRemoval(u"meanwhile");
   log.emplace();
@@ -144,7 +144,7 @@ TEST_F(RemovalLogTest, KnowsNoFileOfAnotherLog) {
   EXPECT_EQ(LogText(), "no file");
 }
 
-/// A guard that owns `owned` and finds the file sound as long as `*sound` says so.
+/// A guard that holds `owned` and approves the file while `*sound` is true.
 LogFileGuard Guard(std::shared_ptr<int> owned, const bool* sound) {
   return [owned, sound]() -> std::shared_ptr<const void> {
     return *sound ? std::make_shared<int>(0) : nullptr;
