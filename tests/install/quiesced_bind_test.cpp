@@ -10,11 +10,14 @@
 #include "tests/support/run_command.h"
 
 #include <gtest/gtest.h>
+#include <string>
+#include <vector>
 
 namespace vorn {
 namespace {
 
 using platform::simulated::CallRecord;
+using platform::simulated::Fault;
 using platform::simulated::Machine;
 using platform::simulated::OutdatedMachine;
 using tests::Console;
@@ -153,27 +156,6 @@ TEST(RejectedBind, KeepsItsStatusWhenTheJournalCannotBeDeleted) {
              Err("vorn_devnode: delete handle(activation state) failed (error 0x0000001F)")});
 }
 
-TEST(RejectedBind, ShowsTheEndpointsLastOfAll) {
-  Machine machine = OutdatedMachine();
-  machine.store.updateError = 5;
-  const RunResult run = Install(machine);
-  ExpectRun(run, kExitBindRefused, {kPersisted, kBindFailed, kRejected});
-  std::size_t lastLine = 0;
-  std::size_t deletion = 0;
-  std::size_t firstShow = 0;
-  std::size_t visibilities = 0;
-  for (std::size_t i = 0; i < run.calls.size(); ++i) {
-    const CallRecord& call = run.calls[i];
-    if (call.name == "fputws") lastLine = i;
-    if (call.name == "SetFileInformationByHandle" && deletion == 0) deletion = i;
-    const bool visibility =
-        call.name == "DeviceIoControl" && call.Argument("controlCode") == kVisibility;
-    if (visibility && ++visibilities == 21) firstShow = i;
-  }
-  EXPECT_LT(lastLine, deletion);
-  EXPECT_LT(deletion, firstShow);
-}
-
 TEST(RejectedBind, SaysWhichEndpointsItCouldNotShowAgain) {
   Machine machine = OutdatedMachine();
   machine.store.updateError = 5;
@@ -194,6 +176,60 @@ TEST(RejectedBind, ShowsOnlyWhatItHid) {
              kNotQuiesced, kBindFailed, kRejected});
   EXPECT_EQ(CountOf(ControlCodes(run), kVisibility), 39U);
   EXPECT_EQ(VisibleEndpoints(machine), 20U);
+}
+
+// ------------------------------------------------------------------------------------------------
+// Every way out on which the endpoints are still hidden.
+
+/// The lines on the console, the first deletion of a file and the first showing of an endpoint, in
+/// order.
+std::vector<std::string> LastSteps(const RunResult& run) {
+  std::vector<std::string> steps;
+  std::size_t visibilities = 0;
+  std::size_t deletions = 0;
+  for (const CallRecord& call : run.calls) {
+    if (call.name == "fputws") steps.emplace_back("say");
+    if (call.name == "SetFileInformationByHandle" && ++deletions == 1) steps.emplace_back("delete");
+    const bool visibility =
+        call.name == "DeviceIoControl" && call.Argument("controlCode") == kVisibility;
+    if (visibility && ++visibilities == 21) steps.emplace_back("show");
+  }
+  return steps;
+}
+
+struct WayOut {
+  const char* name;
+  bool rollback;
+  void (*shape)(Machine& machine);
+  std::vector<Fault> faults;
+  std::vector<std::string> steps;
+};
+
+TEST(QuiescedBind, ShowsTheEndpointsAfterTheFinalLineAndTheDeletionOfTheJournal) {
+  const auto reject = [](Machine& machine) { machine.store.updateError = 5; };
+  const auto defer = [](Machine& machine) { machine.store.updateNeedsRestart = true; };
+  // Where the journal stays, the first file that is deleted is one of the snapshot, at the end.
+  const WayOut cases[] = {
+      {"rejected", false, reject, {}, {"say", "say", "say", "delete", "show"}},
+      {"rejected rollback", true, reject, {}, {"say", "say", "say", "delete", "show"}},
+      {"deferred rollback", true, defer, {}, {"say", "say", "show", "delete"}},
+      {"deferred and taken back", false, defer, {}, {"say", "say", "delete", "show"}},
+      {"deferred and not taken back",
+       false,
+       defer,
+       {FailingCall("UpdateDriverForPlugAndPlayDevicesW", 5, 2)},
+       {"say", "say", "say", "delete", "show"}},
+  };
+  for (const WayOut& row : cases) {
+    SCOPED_TRACE(row.name);
+    Machine machine = OutdatedMachine();
+    row.shape(machine);
+    const tests::RunOptions options = {.faults = row.faults};
+    const RunResult run =
+        row.rollback ? tests::InstallRollback(machine, options) : Install(machine, options);
+    EXPECT_EQ(LastSteps(run), row.steps);
+    EXPECT_EQ(VisibleEndpoints(machine), 20U);
+  }
 }
 
 }  // namespace

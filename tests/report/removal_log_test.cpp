@@ -167,6 +167,28 @@ TEST_F(RemovalLogTest, HoldsWhatItsGuardOwnsUntilThePathIsReplacedOrTheLogEnds) 
   EXPECT_TRUE(secondHeld.expired());
 }
 
+TEST_F(RemovalLogTest, KeepsTheProofOfItsGuardUntilTheLineIsWritten) {
+  std::weak_ptr<const void> proof;
+  log->SetRemovalLogPath(kSampleLog, [&proof] {
+    const auto made = std::make_shared<const int>(0);
+    proof = made;
+    return made;
+  });
+  bool held = false;
+  process.faults = {tests::ChangeBefore("fclose", 1, [&](auto&) { held = !proof.expired(); })};
+  log->LogRemoval(u"first");
+  EXPECT_TRUE(held);
+  EXPECT_TRUE(proof.expired());
+}
+
+TEST_F(RemovalLogTest, NeedsNoGuardAfterAPathWithoutOne) {
+  const bool sound = false;
+  log->SetRemovalLogPath(kSampleLog, Guard(nullptr, &sound));
+  log->SetRemovalLogPath(kSampleLog);
+  log->LogRemoval(u"first");
+  EXPECT_EQ(LogText(), kByteOrderMark + std::string("[2026-03-04 05:06:07.089] remove: first\r\n"));
+}
+
 TEST_F(RemovalLogTest, AsksItsGuardBeforeEachMessage) {
   bool sound = false;
   log->SetRemovalLogPath(kSampleLog, Guard(nullptr, &sound));
