@@ -41,15 +41,4 @@ std::vector<CallRecord> CallsOf(const Process& process, std::string_view name) {
   return found;
 }
 
-std::vector<std::string> OrderOf(const std::vector<CallRecord>& calls,
-                                 std::initializer_list<std::string_view> names) {
-  std::vector<std::string> order;
-  for (const CallRecord& call : calls) {
-    if (std::find(names.begin(), names.end(), call.name) != names.end()) {
-      order.push_back(call.name);
-    }
-  }
-  return order;
-}
-
 }  // namespace vorn::tests

@@ -1,6 +1,6 @@
 #pragma once
 
-// Faults in one line, and the calls that a run made.
+// Faults in one line, and the calls of a process.
 
 #include "platform/simulated/calls.h"
 #include "platform/simulated/machine.h"
@@ -8,8 +8,6 @@
 
 #include <cstdint>
 #include <functional>
-#include <initializer_list>
-#include <string>
 #include <string_view>
 #include <vector>
 
@@ -29,9 +27,5 @@ platform::simulated::Fault ChangeBefore(std::string_view name, std::uint32_t nth
 /// The calls of that name, in order.
 std::vector<platform::simulated::CallRecord> CallsOf(const platform::simulated::Process& process,
                                                      std::string_view name);
-
-/// The names of those calls that have one of `names`, in the order they were made.
-std::vector<std::string> OrderOf(const std::vector<platform::simulated::CallRecord>& calls,
-                                 std::initializer_list<std::string_view> names);
 
 }  // namespace vorn::tests
