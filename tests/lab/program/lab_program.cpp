@@ -1,4 +1,5 @@
-// Compiled into each kind of the lab's test program by itself: it alone knows which lab belongs to it.
+// Compiled into each kind of the lab's test program by itself: it alone knows which lab belongs to
+// it.
 
 #include "tests/lab/lab_process.h"
 
