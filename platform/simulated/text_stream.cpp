@@ -100,7 +100,8 @@ bool TextStream::Flush() {
 }
 
 bool TextStream::WriteText(std::u16string_view text) {
-  return WriteBytes(Encoded(WithCarriageReturns(text), utf16_));
+  const std::string bytes = Encoded(WithCarriageReturns(text), utf16_);
+  return WriteBytes(bytes);
 }
 
 bool TextStream::WriteBytes(std::string_view bytes) {
