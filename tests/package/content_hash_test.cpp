@@ -180,6 +180,36 @@ TEST(HashFileSha256, FailsWithoutADigestWhenAnyCallFails) {
   });
 }
 
+TEST(HashFileSha256, BelievesNoAnswerOfACallThatFailed) {
+  FailEachCallAfterItsEffect(MachineWithInf("abc"), [](Process&, const std::string& failing) {
+    const std::optional<std::u16string> digest = HashInf();
+    EXPECT_EQ(digest.has_value(), failing.empty() || IsRelease(failing));
+  });
+}
+
+TEST(HashFileSha256, TakesEveryStatusButZeroForAFailure) {
+  struct {
+    const char* call;
+    std::uint32_t nth;
+  } const rows[] = {{"BCryptOpenAlgorithmProvider", 1},
+                    {"BCryptGetProperty", 1},
+                    {"BCryptGetProperty", 2},
+                    {"BCryptCreateHash", 1},
+                    {"BCryptHashData", 1},
+                    {"BCryptFinishHash", 1}};
+  for (const auto& row : rows) {
+    for (const std::uint32_t status : {0xC0000001U, 0x80000005U, 0x40000000U, 1U}) {
+      SCOPED_TRACE(std::string(row.call) + " " + std::to_string(status));
+      Machine machine = MachineWithInf("abc");
+      Process process(machine);
+      Fault fault = FailingCall(row.call, status, row.nth);
+      fault.kind = FaultKind::FailAfterEffect;
+      process.faults = {fault};
+      EXPECT_FALSE(HashInf());
+    }
+  }
+}
+
 TEST(HashFileSha256, RefusesADigestOfAnotherLength) {
   Machine machine = MachineWithInf("abc");
   Process process(machine);

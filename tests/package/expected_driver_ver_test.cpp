@@ -158,6 +158,19 @@ TEST(ReadExpectedDriverVer, FailsWhenAnyCallFails) {
   });
 }
 
+TEST(ReadExpectedDriverVer, BelievesNoAnswerOfACallThatFailed) {
+  FailEachCallAfterItsEffect(MachineWithInf(), [](Process&, const std::string& failing) {
+    const std::optional<DriverVer> read = ReadExpectedDriverVer(OpenInputFile(kSampleInf));
+    EXPECT_EQ(read.has_value(), failing.empty() || IsRelease(failing));
+  });
+}
+
+TEST(ReadExpectedDriverVer, ReadsAVersionOfOneUnit) {
+  const Reading reading = ReadDriverVer("DriverVer=d,1");
+  ASSERT_TRUE(reading.driverVer);
+  EXPECT_EQ(reading.driverVer->version, u"1");
+}
+
 TEST(ReadExpectedDriverVer, RefusesAVersionThatTheReadDoesNotBringBack) {
   for (const FaultKind kind : {FaultKind::SucceedWithoutEffect, FaultKind::Short}) {
     Fault fault;

@@ -48,10 +48,51 @@ TEST_F(InfFields, OfAKeyAreReadUpToTheirLongestLength) {
   EXPECT_FALSE(ReadKeyedField(inf.Get(), u"Version", u"NoSuchKey", 1, 10));
 }
 
-TEST_F(InfFields, OfAKeyAreNotReadWhenTheirSizeIsOutOfBounds) {
+TEST_F(InfFields, OfAKeyAreNotReadWhenTheyAreLongerThanAllowed) {
   process.logCalls = true;
   EXPECT_FALSE(ReadKeyedField(inf.Get(), u"Version", u"DriverVer", 1, 9));
   EXPECT_EQ(tests::CallsOf(process, "SetupGetStringFieldW").size(), 1U);
+}
+
+TEST_F(InfFields, OfAKeyAreNotReadWhenTheirSizeHasRoomForATerminatorOnly) {
+  process.logCalls = true;
+  Fault empty;
+  empty.call = "SetupGetStringFieldW";
+  empty.kind = FaultKind::Short;
+  process.faults = {empty};
+  EXPECT_FALSE(ReadKeyedField(inf.Get(), u"Version", u"DriverVer", 1, 10));
+  EXPECT_EQ(tests::CallsOf(process, "SetupGetStringFieldW").size(), 1U);
+}
+
+TEST_F(InfFields, OfAKeyMayHaveOneUnit) {
+  Fault cut;
+  cut.call = "SetupGetStringFieldW";
+  cut.last = 2;
+  cut.kind = FaultKind::Short;
+  cut.amount = sizeof(char16_t);
+  process.faults = {cut};
+  EXPECT_EQ(ReadKeyedField(inf.Get(), u"Version", u"DriverVer", 1, 10), u"0");
+}
+
+TEST_F(InfFields, AreNotBelievedWhenTheirReadFails) {
+  process.faults = {tests::FailingCall("SetupGetStringFieldW", 5)};
+  process.faults[0].kind = FaultKind::FailAfterEffect;
+  EXPECT_FALSE(ReadField(line, 1, 64));
+}
+
+TEST_F(InfFields, OfAKeyAreNotBelievedWhenAnyCallFails) {
+  struct {
+    const char* call;
+    std::uint32_t nth;
+  } const rows[] = {
+      {"SetupFindFirstLineW", 1}, {"SetupGetStringFieldW", 1}, {"SetupGetStringFieldW", 2}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(std::string(row.call) + " " + std::to_string(row.nth));
+    process.callCounts.clear();
+    process.faults = {tests::FailingCall(row.call, 5, row.nth)};
+    process.faults[0].kind = FaultKind::FailAfterEffect;
+    EXPECT_FALSE(ReadKeyedField(inf.Get(), u"Version", u"DriverVer", 1, 10));
+  }
 }
 
 }  // namespace

@@ -148,6 +148,23 @@ TEST(ReadInfIdentity, FailsWhenAnyCallFails) {
   });
 }
 
+TEST(ReadInfIdentity, BelievesNoAnswerOfACallThatFailed) {
+  FailEachCallAfterItsEffect(MachineWithInf(), [](Process&, const std::string& failing) {
+    const std::optional<InfIdentity> identity = OpenAndRead();
+    // A model or service that cannot be read is one that is not there.
+    EXPECT_EQ(identity && HasExactPackageContract(*identity),
+              failing.empty() || IsRelease(failing));
+  });
+}
+
+TEST(ReadInfIdentity, TakesTheCatalogOfASourceInfForItsOriginalCatalog) {
+  const std::optional<InfIdentity> identity =
+      ReadText(InfWith("CatalogFile=vorn_audio.cat", "CatalogFile=other.cat"));
+  ASSERT_TRUE(identity);
+  EXPECT_EQ(identity->catalogFile, u"other.cat");
+  EXPECT_EQ(identity->originalCatalogName, u"other.cat");
+}
+
 TEST(ReadInfIdentity, RefusesAValueThatTheReadDoesNotBringBack) {
   for (std::uint32_t nth = 1; nth <= 14; ++nth) {
     SCOPED_TRACE(nth);

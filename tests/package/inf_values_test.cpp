@@ -135,6 +135,16 @@ TEST(ReadInfIdentity, StopsWalkingAtTheFirstExactModel) {
   EXPECT_EQ(CallsOf(process, "SetupFindNextLine").size(), 1U);
 }
 
+TEST(ReadInfIdentity, DoesNotBelieveANextLineThatCouldNotBeRead) {
+  Machine machine = MachineWithInf(InfWith(kModelLine, "a=X,Root\\X\n" + std::string(kModelLine)));
+  Process process(machine);
+  process.faults = {FailingCall("SetupFindNextLine", 5)};
+  process.faults[0].kind = FaultKind::FailAfterEffect;
+  const std::optional<InfIdentity> identity = OpenAndRead();
+  ASSERT_TRUE(identity);
+  EXPECT_FALSE(identity->hasExactModel);
+}
+
 constexpr char kServiceLine[] = "AddService=VornAudio,0x00000002,VornAudio_Service\n";
 
 TEST(ReadInfIdentity, CountsOnlyTheFirstServiceLine) {

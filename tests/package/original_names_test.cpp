@@ -34,6 +34,46 @@ TEST(OriginalNames, AreNotKnownWhenEitherCallFails) {
   }
 }
 
+TEST(OriginalNames, AreNotBelievedWhenTheCallThatGivesThemFails) {
+  struct {
+    const char* call;
+    std::uint32_t nth;
+  } const rows[] = {{"SetupGetInfInformationW", 1},
+                    {"SetupGetInfInformationW", 2},
+                    {"SetupQueryInfOriginalFileInformationW", 1}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(std::string(row.call) + " " + std::to_string(row.nth));
+    Machine machine = tests::BareMachine();
+    tests::Publish(machine, u"oem3.inf", tests::SoundInf());
+    Process process(machine);
+    process.faults = {tests::FailingCall(row.call, 5, row.nth)};
+    process.faults[0].kind = FaultKind::FailAfterEffect;
+    EXPECT_FALSE(QueryOriginalNames(u"C:\\Windows\\INF\\oem3.inf"));
+  }
+}
+
+TEST(OriginalNames, AreAskedForInARecordOf12BytesOrMore) {
+  struct {
+    std::uint64_t bytes;
+    std::size_t reads;
+  } const rows[] = {{0, 1}, {11, 1}, {12, 2}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.bytes);
+    Machine machine = tests::BareMachine();
+    tests::Publish(machine, u"oem3.inf", tests::SoundInf());
+    Process process(machine);
+    process.logCalls = true;
+    Fault cut;
+    cut.call = "SetupGetInfInformationW";
+    cut.last = kEveryLaterCall;
+    cut.kind = FaultKind::Short;
+    cut.amount = row.bytes;
+    process.faults = {cut};
+    QueryOriginalNames(u"C:\\Windows\\INF\\oem3.inf");
+    EXPECT_EQ(tests::CallsOf(process, "SetupGetInfInformationW").size(), row.reads);
+  }
+}
+
 TEST(OriginalNames, AreNotAskedForWithoutARecordThatCanHoldThem) {
   Machine machine = tests::BareMachine();
   tests::Publish(machine, u"oem3.inf", tests::SoundInf());

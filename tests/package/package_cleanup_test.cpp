@@ -1,9 +1,13 @@
 #include "package/package_cleanup.h"
 
+#include "base/format.h"
+#include "base/text.h"
 #include "package_world.h"
 #include "platform/files.h"
+#include "platform/simulated/crypto_model.h"
 #include "platform/simulated/driver_store.h"
 #include "platform/simulated/error_values.h"
+#include "platform/simulated/file_values.h"
 #include "tests/support/console_calls.h"
 
 #include <gtest/gtest.h>
@@ -101,6 +105,27 @@ TEST(SelectExactPackages, KeepsTheNameAsTheFolderHasIt) {
   EXPECT_EQ(Select(machine).names, Names{u"OEM7.Inf"});
 }
 
+TEST(SelectExactPackages, SortsByCodeUnitsWhateverTheOrderOfTheListing) {
+  Machine machine = BareMachine();
+  for (const auto name : {u"oem12.inf", u"OEM7.Inf", u"oem5.inf"})
+    Publish(machine, name, SoundInf());
+  ASSERT_EQ(ListFolder(machine.files, u"C:\\Windows\\INF"),
+            (Names{u"oem12.inf", u"oem5.inf", u"OEM7.Inf", u"usb.inf"}));
+  EXPECT_EQ(Select(machine).names, (Names{u"OEM7.Inf", u"oem12.inf", u"oem5.inf"}));
+}
+
+TEST(SelectExactPackages, TakesHiddenAndReadOnlyPackages) {
+  for (const std::uint32_t attribute :
+       {platform::FILE_ATTRIBUTE_READONLY, platform::FILE_ATTRIBUTE_HIDDEN,
+        platform::FILE_ATTRIBUTE_SYSTEM, platform::FILE_ATTRIBUTE_ARCHIVE}) {
+    SCOPED_TRACE(attribute);
+    Machine machine = BareMachine();
+    Publish(machine, u"oem3.inf", SoundInf());
+    NodeAt(machine.files, u"C:\\Windows\\INF\\oem3.inf").attributes |= attribute;
+    EXPECT_EQ(Select(machine).names, Names{u"oem3.inf"});
+  }
+}
+
 TEST(SelectExactPackages, IgnoresTheCaseOfTheExpectedHash) {
   InfIdentity expected = SoundIdentity();
   for (char16_t& unit : expected.infSha256) {
@@ -176,10 +201,19 @@ TEST(SelectExactPackages, SkipsAPackageThatCannotBeOpened) {
   EXPECT_EQ(answer.names, Names{u"oem12.inf"});
 }
 
-TEST(SelectExactPackages, SkipsAPackageOverTheSizeLimit) {
-  Machine machine = StockedMachine();
-  PutEmptyFile(machine.files, u"C:\\Windows\\INF\\oem5.inf", 4194305);
-  EXPECT_EQ(Select(machine).names, (Names{u"oem12.inf", u"oem3.inf"}));
+TEST(SelectExactPackages, TakesAPackageOf4MiBAndSkipsALargerOne) {
+  for (const std::size_t size : {std::size_t{4194304}, std::size_t{4194305}}) {
+    SCOPED_TRACE(size);
+    std::string text = SoundInf() + ";";
+    text.resize(size, 'x');
+    Machine machine = BareMachine();
+    Publish(machine, u"oem3.inf", text);
+    InfIdentity expected = SoundIdentity();
+    expected.infSha256 = ToUtf16(Sha256Hex(Bytes(text.begin(), text.end())));
+    const Answer answer = Select(machine, expected);
+    EXPECT_EQ(answer.names, size == 4194304 ? Names{u"oem3.inf"} : Names{});
+    EXPECT_EQ(answer.output + answer.errorOutput, u"");
+  }
 }
 
 TEST(SelectExactPackages, SkipsAPackageThatCannotBeHashed) {
@@ -198,6 +232,24 @@ TEST(SelectExactPackages, SelectsNothingBesideADoubtfulPackage) {
   const Answer answer = Select(machine);
   EXPECT_FALSE(answer.names);
   EXPECT_EQ(answer.errorOutput, Doubtful(u"oem9.inf"));
+}
+
+TEST(SelectExactPackages, EndsAtTheFirstDoubtfulPackageOfTheListing) {
+  Machine machine = StockedMachine();
+  Publish(machine, u"oem2.inf", SoundInf(), u"other.inf", u"vorn_audio.cat");
+  Publish(machine, u"oem9.inf", SoundInf(), u"vorn_audio.inf", u"other.cat");
+  EXPECT_EQ(Select(machine).errorOutput, Doubtful(u"oem2.inf"));
+}
+
+TEST(SelectExactPackages, ComparesDateAndVersionWithoutRegardToCase) {
+  const std::string text = InfWith("08/10/2026,26.8.10.5", "10.aug.2026,26.8.10.5b");
+  Machine machine = BareMachine();
+  Publish(machine, u"oem2.inf", text);
+  InfIdentity expected = SoundIdentity();
+  expected.driverDate = u"10.AUG.2026";
+  expected.driverVersion = u"26.8.10.5B";
+  expected.infSha256 = ToUtf16(Sha256Hex(Bytes(text.begin(), text.end())));
+  EXPECT_EQ(Select(machine, expected).names, Names{u"oem2.inf"});
 }
 
 TEST(SelectExactPackages, DoubtsEveryOtherIdentityOfTheSameBytes) {
@@ -265,6 +317,15 @@ TEST(SelectExactPackages, NeverSelectsWhenAnyCallFailsWhatItWouldNotSelectOtherw
     if (failing.empty()) {
       EXPECT_EQ(names.size(), 2U);
     }
+  });
+}
+
+TEST(SelectExactPackages, BelievesNoAnswerOfACallThatFailed) {
+  Machine machine = BareMachine();
+  Publish(machine, u"oem3.inf", SoundInf());
+  FailEachCallAfterItsEffect(machine, [](Process&, const std::string& failing) {
+    const Names names = SelectExactPackages(SoundIdentity()).value_or(Names());
+    EXPECT_EQ(names, failing.empty() || IsRelease(failing) ? Names{u"oem3.inf"} : Names{});
   });
 }
 
@@ -358,6 +419,21 @@ TEST(RemoveExactPackages, StopsAtThePackageThatCannotBeUninstalled) {
   EXPECT_NE(machine.store.Find(u"oem3.inf"), nullptr);
 }
 
+TEST(RemoveExactPackages, TakesOnlyFileNotFoundForAPackageThatVanished) {
+  for (const std::uint32_t error : {1U, 3U, 18U, 1168U, 0xE0000102U}) {
+    SCOPED_TRACE(error);
+    Machine machine = StockedMachine();
+    machine.store.Find(u"oem12.inf")->uninstallError = error;
+    const Answer answer = Remove(machine);
+    EXPECT_FALSE(answer.removed);
+    EXPECT_EQ(answer.errorOutput,
+              Format(u"vorn_devnode: SetupUninstallOEMInf(exact VORN package) failed (error "
+                     u"0x%08lX)\n",
+                     error));
+    EXPECT_EQ(Uninstalled(answer), Names{u"oem12.inf"});
+  }
+}
+
 TEST(RemoveExactPackages, SaysWhatWasRemovedBeforeAFailure) {
   Machine machine = StockedMachine();
   machine.store.Find(u"oem3.inf")->uninstallError = platform::ERROR_INF_IN_USE_BY_DEVICES;
@@ -403,6 +479,8 @@ TEST(RemoveExactPackages, FailsWhenTheSecondSelectionFails) {
   const Answer answer = Remove(machine, {fault});
   EXPECT_FALSE(answer.removed);
   EXPECT_EQ(answer.output, kBothRemoved);
+  EXPECT_EQ(answer.errorOutput,
+            u"vorn_devnode: GetWindowsDirectory(package cleanup) failed (error 0x0000001F)\n");
 }
 
 TEST(RemoveExactPackages, ClosesEveryCandidateBeforeItUninstalls) {

@@ -2,6 +2,7 @@
 
 #include "base/text.h"
 #include "platform/simulated/crypto_model.h"
+#include "platform/simulated/native_values.h"
 #include "tests/support/sample.h"
 
 #include <stdexcept>
@@ -9,6 +10,21 @@
 namespace vorn::tests {
 
 using namespace platform::simulated;
+
+namespace {
+
+/// Whether a call reports failure as an NTSTATUS.
+bool IsNative(std::string_view call) {
+  return call.starts_with("BCrypt") || call.starts_with("Nt");
+}
+
+/// Whether a call opens something that the caller closes.
+bool IsOpening(std::string_view call) {
+  return call == "NtCreateFile" || call == "SetupOpenInfFileW" ||
+         call == "BCryptOpenAlgorithmProvider" || call == "BCryptCreateHash";
+}
+
+}  // namespace
 
 Machine BareMachine() {
   Machine machine;
@@ -129,7 +145,8 @@ bool IsRelease(std::string_view call) {
 }
 
 void FailEachCall(const Machine& machine,
-                  const std::function<void(Process& process, const std::string& failing)>& body) {
+                  const std::function<void(Process& process, const std::string& failing)>& body,
+                  FaultKind kind) {
   std::vector<CallRecord> calls;
   {
     Machine copy = machine;
@@ -147,12 +164,22 @@ void FailEachCall(const Machine& machine,
     process.logCalls = true;
     Fault fault;
     fault.first = fault.last = nth;
+    fault.kind = kind;
+    if (IsNative(failing)) fault.error = static_cast<std::uint32_t>(platform::STATUS_UNSUCCESSFUL);
     process.faults.push_back(fault);
     body(process, failing);
-    if (!IsRelease(failing)) {
+    // What a call opens although it fails is nobody's to close.
+    const bool leaves = kind == FaultKind::FailAfterEffect && IsOpening(failing);
+    if (!IsRelease(failing) && !leaves) {
       EXPECT_TRUE(NothingIsOpen(process));
     }
   }
+}
+
+void FailEachCallAfterItsEffect(
+    const Machine& machine,
+    const std::function<void(Process& process, const std::string& failing)>& body) {
+  FailEachCall(machine, body, FaultKind::FailAfterEffect);
 }
 
 }  // namespace vorn::tests

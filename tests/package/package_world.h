@@ -57,10 +57,18 @@ bool IsRelease(std::string_view call);
 /// Whether nothing of the process is open; says what is.
 ::testing::AssertionResult NothingIsOpen(const platform::simulated::Process& process);
 
-/// Runs `body` once for each platform call that it makes on a copy of `machine`, each time with
-/// another call failing, and gives it that call's name; afterwards nothing may be open, unless that
-/// call was the one to close it.
+/// Runs `body` once on a copy of `machine` without a fault, then once for each platform call that
+/// it makes, with a fault of that kind at that call; `body` is given the name of the call, which is
+/// empty in the first run. Native functions fail with a negative status, as on Windows. Afterwards
+/// nothing may be open, unless the faulty call was the one to close it.
 void FailEachCall(
+    const platform::simulated::Machine& machine,
+    const std::function<void(platform::simulated::Process&, const std::string& failing)>& body,
+    platform::simulated::FaultKind kind = platform::simulated::FaultKind::Fail);
+
+/// As above, but each call takes effect and fails all the same: whatever it wrote, it is not to be
+/// believed.
+void FailEachCallAfterItsEffect(
     const platform::simulated::Machine& machine,
     const std::function<void(platform::simulated::Process&, const std::string& failing)>& body);
 

@@ -81,6 +81,14 @@ TEST(ReadInfIdentity, FailsWhenAnyCallAboutAPublishedInfFails) {
   });
 }
 
+TEST(ReadInfIdentity, BelievesNoAnswerAboutAPublishedInfOfACallThatFailed) {
+  FailEachCallAfterItsEffect(PublishedMachine(), [](Process&, const std::string& failing) {
+    const std::optional<InfIdentity> identity = OpenAndReadPublished();
+    EXPECT_EQ(identity && HasExactPackageContract(*identity),
+              failing.empty() || IsRelease(failing));
+  });
+}
+
 Fault InformationFault(FaultKind kind, std::uint32_t first, std::uint32_t last) {
   Fault fault;
   fault.call = "SetupGetInfInformationW";

@@ -1,8 +1,10 @@
 #include "package/published_package.h"
 
+#include "base/text.h"
 #include "devnode/root_discovery.h"
 #include "package_world.h"
 #include "platform/files.h"
+#include "platform/simulated/crypto_model.h"
 #include "product/product.h"
 
 #include <gtest/gtest.h>
@@ -178,6 +180,19 @@ TEST(AuthenticatePublishedPackage, RefusesAnotherDateOrVersion) {
   EXPECT_EQ(Authenticate(BoundMachine(), expected, root).result.reason, kDifferent);
 }
 
+TEST(AuthenticatePublishedPackage, IgnoresTheCaseOfDateAndVersion) {
+  Machine machine = BareMachine();
+  const std::string text = InfWith("08/10/2026,26.8.10.5", "10.aug.2026,26.8.10.5b");
+  Publish(machine, u"oem3.inf", text);
+  DriverIdentity expected = Expected();
+  expected.date = u"10.AUG.2026";
+  expected.version = u"26.8.10.5B";
+  expected.infSha256 = ToUtf16(Sha256Hex(Bytes(text.begin(), text.end())));
+  LiveRoot root = BoundRoot();
+  root.driverVersion = u"26.8.10.5b";
+  EXPECT_EQ(Authenticate(machine, expected, root).result.reason, u"");
+}
+
 TEST(AuthenticatePublishedPackage, IgnoresTheCaseOfTheHash) {
   DriverIdentity expected = Expected();
   for (char16_t& unit : expected.infSha256) {
@@ -244,6 +259,13 @@ TEST(AuthenticatePublishedPackage, WorksThroughOneHandleOfTheFile) {
   }
   EXPECT_EQ(opened, (std::vector<std::string>{"\\Device\\HarddiskVolume3\\", "Windows", "INF",
                                               "oem3.inf"}));
+}
+
+TEST(AuthenticatePublishedPackage, BelievesNoAnswerOfACallThatFailed) {
+  FailEachCallAfterItsEffect(BoundMachine(), [](Process&, const std::string& failing) {
+    const CheckResult result = AuthenticatePublishedPackage(Expected(), BoundRoot());
+    EXPECT_EQ(result.ok, failing.empty() || IsRelease(failing));
+  });
 }
 
 TEST(AuthenticatePublishedPackage, FailsWhenAnyCallFails) {

@@ -28,6 +28,13 @@ TEST(WindowsFolder, IsNothingWhenThePlatformDoesNotSay) {
   EXPECT_FALSE(ReadFolderOf(u"C:\\Windows", {fault}));
 }
 
+TEST(WindowsFolder, IsNotBelievedWhenTheCallFails) {
+  Fault fault;
+  fault.call = "GetWindowsDirectoryW";
+  fault.kind = FaultKind::FailAfterEffect;
+  EXPECT_FALSE(ReadFolderOf(u"C:\\Windows", {fault}));
+}
+
 TEST(WindowsFolder, HasUpTo32767Units) {
   const std::u16string longest = u"C:\\" + std::u16string(32764, u'w');
   EXPECT_EQ(ReadFolderOf(longest), longest);
