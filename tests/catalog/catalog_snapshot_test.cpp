@@ -481,6 +481,57 @@ TEST(CatalogSnapshotFaults, NeverPassForAWholeCatalogAndLeaveNothingBehind) {
   }
 }
 
+/// A call that takes effect and fails all the same, the first of its name.
+Fault FailingAfterItsEffect(const char* call) {
+  Fault fault;
+  fault.call = call;
+  fault.kind = FaultKind::FailAfterEffect;
+  fault.error = static_cast<std::uint32_t>(platform::E_FAIL);
+  return fault;
+}
+
+TEST(CatalogSnapshotFaults, OfACallThatRecognisesADeviceSkipItWhateverTheCallBroughtBack) {
+  for (const char* call :
+       {"IMMDevice::OpenPropertyStore", "IPropertyStore::GetValue", "IMMDevice::Activate",
+        "IDeviceTopology::GetConnector", "IConnector::GetDeviceIdConnectedTo"}) {
+    Machine machine = MachineWith(AllEndpoints());
+    const Taken taken = Snapshot(machine, {}, PnpComparison::None, {FailingAfterItsEffect(call)});
+    EXPECT_EQ(taken.CountOf(call), kEndpointCount) << call;
+    EXPECT_EQ(Utf8(taken.snapshot.reason), "") << call;
+    EXPECT_EQ(taken.snapshot.endpoints.size(), kEndpointCount - 1) << call;
+    ExpectNothingLeft(taken);
+  }
+}
+
+TEST(CatalogSnapshotFaults, OfACallThatReadsARecognisedDeviceMakeItIncompleteWhateverCameBack) {
+  for (const char* call : {"IMMDevice::GetId", "IMMDevice::GetState"}) {
+    Machine machine = MachineWith(AllEndpoints());
+    const Taken taken = Snapshot(machine, {}, PnpComparison::None, {FailingAfterItsEffect(call)});
+    EXPECT_EQ(Utf8(taken.snapshot.reason), kIncomplete) << call;
+    EXPECT_EQ(taken.snapshot.endpoints.size(), kEndpointCount - 1) << call;
+    ExpectNothingLeft(taken);
+  }
+}
+
+TEST(CatalogSnapshotFaults, OfACallThatListsMakeItIncompleteWhateverCameBack) {
+  for (const char* call : {"IMMDeviceEnumerator::EnumAudioEndpoints",
+                           "IMMDeviceCollection::GetCount", "IMMDeviceCollection::Item"}) {
+    Machine machine = MachineWith(AllEndpoints());
+    const Taken taken = Snapshot(machine, {}, PnpComparison::None, {FailingAfterItsEffect(call)});
+    EXPECT_EQ(Utf8(taken.snapshot.reason), kIncomplete) << call;
+    ExpectNothingLeft(taken);
+  }
+}
+
+TEST(CatalogSnapshotFaults, OfTheCreationLeaveNoEnumeratorWhateverCameBack) {
+  Machine machine = MachineWith(AllEndpoints());
+  const Taken taken =
+      Snapshot(machine, {}, PnpComparison::None, {FailingAfterItsEffect("CoCreateInstance")});
+  EXPECT_EQ(Utf8(taken.snapshot.reason), "MMDevice enumerator unavailable");
+  EXPECT_EQ(taken.CountOf("IMMDeviceEnumerator::EnumAudioEndpoints"), 0u);
+  ExpectNothingLeft(taken);
+}
+
 TEST(CatalogSnapshotFaults, OfTheListingMakeItIncompleteAndTheRestIsRecorded) {
   // The render flow fails to list; the capture flow is recorded all the same.
   for (const char* name : {"IMMDeviceEnumerator::EnumAudioEndpoints",
@@ -537,6 +588,32 @@ TEST(CatalogSnapshotCalls, AskForTheseFlowsStatesAndInterfaces) {
   }
   EXPECT_EQ(listings, (std::vector<std::string>{"0 0x3", "1 0x3"}));
   EXPECT_EQ(taken.CountOf("PropVariantClear"), kEndpointCount);
+}
+
+TEST(CatalogSnapshotCalls, AskADeviceWhoseItIsBeforeItsIdAndItsState) {
+  const Taken taken = Snapshot({Endpoint(4, false)});
+  const std::vector<std::string> asked = {"IMMDevice::OpenPropertyStore",
+                                          "IPropertyStore::GetValue",
+                                          "PropVariantClear",
+                                          "IMMDevice::Activate",
+                                          "IDeviceTopology::GetConnector",
+                                          "IConnector::GetDeviceIdConnectedTo",
+                                          "IMMDevice::GetId",
+                                          "IMMDevice::GetState"};
+  std::vector<std::string> calls;
+  for (const CallRecord& call : taken.calls) {
+    if (std::find(asked.begin(), asked.end(), call.name) != asked.end()) calls.push_back(call.name);
+  }
+  EXPECT_EQ(calls, asked);
+}
+
+TEST(CatalogSnapshotCalls, AskADeviceWithoutTheCablePropertyNothingMore) {
+  AudioEndpoint other = Endpoint(4, false);
+  other.cable.reset();
+  const Taken taken = Snapshot({other});
+  EXPECT_EQ(taken.CountOf("PropVariantClear"), 1u);
+  EXPECT_EQ(taken.CountOf("IMMDevice::Activate"), 0u);
+  EXPECT_EQ(taken.CountOf("IMMDevice::GetId"), 0u);
 }
 
 }  // namespace

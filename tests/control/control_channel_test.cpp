@@ -109,6 +109,48 @@ TEST_F(ControlInterfaces, AreSkippedOneByOneWhenACallFails) {
   }
 }
 
+TEST_F(ControlInterfaces, AreNotBelievedWhenTheCallThatDescribesThemFails) {
+  Root().interfaces = {ControlInterface(kControlPath), ControlInterface(kOtherControlPath)};
+  for (const auto& [call, nth] : {std::pair{"SetupDiGetDeviceInterfaceDetailW", 2U},
+                                  std::pair{"SetupDiGetDeviceRegistryPropertyW", 1U},
+                                  std::pair{"SetupDiGetDeviceInstanceIdW", 2U}}) {
+    process.callCounts.clear();
+    process.faults = {FailingCall(call, 5, nth)};
+    process.faults[0].kind = FaultKind::FailAfterEffect;
+    EXPECT_EQ(List(), Paths{kOtherControlPath}) << call << " " << nth;
+  }
+}
+
+TEST_F(ControlInterfaces, EndAtAnEnumerationThatFailsAfterItsAnswer) {
+  process.faults = {FailingCall("SetupDiEnumDeviceInterfaces", 5)};
+  process.faults[0].kind = FaultKind::FailAfterEffect;
+  EXPECT_EQ(List(), Paths{});
+  EXPECT_EQ(CountOf("SetupDiEnumDeviceInterfaces"), 1U);
+}
+
+TEST_F(ControlInterfaces, AreReadFromARecordOf8BytesOrMore) {
+  struct {
+    std::uint64_t bytes;
+    Paths paths;
+  } const rows[] = {{7, {}}, {8, {u"\\\\"}}, {10, {u"\\\\?"}}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.bytes);
+    process.callCounts.clear();
+    Fault cut;
+    cut.call = "SetupDiGetDeviceInterfaceDetailW";
+    cut.last = 2;
+    cut.kind = FaultKind::Short;
+    cut.amount = row.bytes;
+    process.faults = {cut};
+    EXPECT_EQ(List(), row.paths);
+  }
+}
+
+TEST_F(ControlInterfaces, MayHavePathsOfOneCharacter) {
+  Root().interfaces = {ControlInterface(u"x")};
+  EXPECT_EQ(List(), Paths{u"x"});
+}
+
 TEST_F(ControlInterfaces, AreSkippedWhenTheSizeQueryFailsForAnotherReason) {
   Fault fault = FailingCall("SetupDiGetDeviceInterfaceDetailW", platform::ERROR_ACCESS_DENIED);
   fault.kind = FaultKind::FailAfterEffect;
@@ -198,6 +240,8 @@ TEST_F(RootControlChannel, GoesThroughTheFirstAudioInterfaceThatOpens) {
   for (const auto& open : tests::CallsOf(process, "CreateFileW")) {
     EXPECT_EQ(open.Argument("desiredAccess"), "0xC0000000");
     EXPECT_EQ(open.Argument("shareMode"), "0x3");
+    EXPECT_EQ(open.Argument("creationDisposition"), "3");
+    EXPECT_EQ(open.Argument("flagsAndAttributes"), "0x80");
   }
 }
 

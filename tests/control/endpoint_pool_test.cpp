@@ -163,6 +163,13 @@ TEST_F(EndpointPoolQuery, SaysTheErrorOfAFailedRequest) {
   EXPECT_EQ(result.reason, u"live endpoint-pool IOCTL failed (error 0x0000001F)");
 }
 
+TEST_F(EndpointPoolQuery, DoesNotBelieveAReplyOfARequestThatFailed) {
+  process.faults = {FailingCall("DeviceIoControl", 0x1F)};
+  process.faults[0].kind = platform::simulated::FaultKind::FailAfterEffect;
+  EXPECT_EQ(QueryEndpointPool(kRootId).reason,
+            u"live endpoint-pool IOCTL failed (error 0x0000001F)");
+}
+
 TEST_F(EndpointPoolQuery, ReadsWhatTheDriverDidNotWriteAsZeros) {
   Image().poolBytes = 4;
   EXPECT_EQ(QueryEndpointPool(kRootId).reason,

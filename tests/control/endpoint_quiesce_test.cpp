@@ -1,5 +1,6 @@
 #include "control/endpoint_quiesce.h"
 
+#include "base/format.h"
 #include "platform/last_error.h"
 #include "tests/control/control_world.h"
 
@@ -112,12 +113,89 @@ TEST_F(Quiesce, SaysThatTheLeaseFailed) {
   EXPECT_EQ(Codes(), std::vector<std::string>{kLease});
 }
 
-TEST_F(Quiesce, RefusesALeaseReplyOf8Bytes) {
-  Image().leaseBytes = 8;
+TEST_F(Quiesce, RefusesALeaseReplyOfLessThan16Bytes) {
+  for (std::uint32_t bytes = 0; bytes < 16; ++bytes) {
+    SCOPED_TRACE(bytes);
+    ForgetCalls();
+    Image().leaseBytes = bytes;
+    EXPECT_FALSE(Hide());
+    EXPECT_TRUE(guard_->Hidden().empty());
+    // The call that gave too little succeeded: the error is whatever the last error is by then.
+    const std::uint32_t error = tests::CallsOf(process, "DeviceIoControl").at(0).lastError;
+    EXPECT_EQ(process.ErrorOutput(),
+              Format(u"vorn_devnode: driver quiesce could not acquire the controller lease (error "
+                     u"0x%08lX)\n",
+                     error));
+    EXPECT_EQ(Codes(), std::vector<std::string>{kLease});
+    EXPECT_FALSE(Root().leaseHeld) << "closing the handle gives the lease up";
+  }
+}
+
+TEST_F(Quiesce, SaysTheLastErrorOfALeaseReplyThatIsTooShort) {
+  Image().leaseBytes = 15;
+  // The last call before the lease leaves its error behind, although it succeeds.
+  process.faults = {tests::ChangeBefore(
+      "DeviceIoControl", 1, [](platform::simulated::Machine&) { platform::SetLastError(0x5A5); })};
   EXPECT_FALSE(Hide());
-  EXPECT_TRUE(guard_->Hidden().empty());
-  EXPECT_EQ(process.ErrorOutput().substr(0, 75),
-            u"vorn_devnode: driver quiesce could not acquire the controller lease (error ");
+  EXPECT_EQ(process.ErrorOutput(),
+            u"vorn_devnode: driver quiesce could not acquire the controller lease (error "
+            u"0x000005A5)\n");
+}
+
+TEST_F(Quiesce, KeepsTheListWhenTheLeaseToShowItFails) {
+  Hide();
+  Image().failures[kAcquireLeaseCode] = 170;
+  ForgetCalls();
+  EXPECT_FALSE(Show());
+  EXPECT_EQ(process.ErrorOutput(),
+            u"vorn_devnode: driver quiesce could not acquire the controller lease (error "
+            u"0x000000AA)\n");
+  EXPECT_EQ(guard_->Hidden().size(), 20U);
+  Image().failures.clear();
+  ForgetCalls();
+  guard_.reset();
+  EXPECT_EQ(CountOfCode(kVisibility), 20U);
+  EXPECT_TRUE(Root().hidden.empty());
+}
+
+TEST_F(Quiesce, KeepsTheListWhenTheLeaseReplyToShowItIsShort) {
+  Hide();
+  Image().leaseBytes = 8;
+  EXPECT_FALSE(Show());
+  EXPECT_EQ(guard_->Hidden().size(), 20U);
+  EXPECT_EQ(Root().hidden.size(), 20U);
+  Image().leaseBytes = 16;
+  EXPECT_TRUE(Show());
+}
+
+TEST_F(Quiesce, KeepsTheListWhenTheDeviceDoesNotOpenToShowIt) {
+  Hide();
+  Root().interfaces[0].openError = 32;
+  ForgetCalls();
+  EXPECT_FALSE(Show());
+  EXPECT_EQ(process.ErrorOutput(),
+            u"vorn_devnode: driver quiesce could not open the device: no openable VORN interface "
+            u"on this root (control and KS both failed, last error 0x00000020)\n");
+  EXPECT_EQ(guard_->Hidden().size(), 20U);
+  Root().interfaces[0].openError = 0;
+  EXPECT_TRUE(Show());
+  EXPECT_TRUE(Root().hidden.empty());
+}
+
+TEST_F(Quiesce, OpensTheDeviceAnewForEachExchange) {
+  Hide();
+  EXPECT_EQ(CountOf("CreateFileW"), 1U);
+  EXPECT_EQ(CountOf("CloseHandle"), 1U);
+  Show();
+  EXPECT_EQ(CountOf("CreateFileW"), 2U);
+  EXPECT_EQ(CountOf("CloseHandle"), 2U);
+}
+
+TEST_F(Quiesce, DoesNotBelieveALeaseThatFailsAfterItsReply) {
+  process.faults = {FailingCall("DeviceIoControl", 31)};
+  process.faults[0].kind = platform::simulated::FaultKind::FailAfterEffect;
+  EXPECT_FALSE(Hide());
+  EXPECT_TRUE(Root().hidden.empty());
   EXPECT_EQ(Codes(), std::vector<std::string>{kLease});
 }
 
@@ -222,6 +300,8 @@ TEST_F(Quiesce, ShowsInTheOrderHidden) {
 TEST_F(Quiesce, IgnoresAReleaseThatFails) {
   Image().failures[kReleaseLeaseCode] = 5;
   EXPECT_TRUE(Hide());
+  EXPECT_TRUE(Show());
+  EXPECT_TRUE(guard_->Hidden().empty());
   EXPECT_TRUE(process.console.empty());
   Image().failures.clear();
 }

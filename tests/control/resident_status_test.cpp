@@ -172,6 +172,14 @@ TEST_F(ResidentStatusQuery, SaysTheErrorOfAFailedRequest) {
             u"proven");
 }
 
+TEST_F(ResidentStatusQuery, DoesNotBelieveAReplyOfARequestThatFailed) {
+  process.faults = {FailingCall("DeviceIoControl", 0x1F)};
+  process.faults[0].kind = platform::simulated::FaultKind::FailAfterEffect;
+  EXPECT_EQ(QueryResidentStatus(kRootId, u"26.8.10.5").reason,
+            u"driver did not answer GET_STATUS (error 0x0000001F); resident image cannot be "
+            u"proven");
+}
+
 TEST_F(ResidentStatusQuery, HasNoErrorForAShortReply) {
   for (const std::uint32_t bytes : {0U, 3U}) {
     Image().statusBytes = bytes;

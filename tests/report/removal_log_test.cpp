@@ -88,6 +88,34 @@ TEST_F(RemovalLogTest, OpensAndClosesTheFileForEachMessage) {
   EXPECT_EQ(CountOf("fclose"), 2U);
 }
 
+TEST_F(RemovalLogTest, PrintsTheMessageBeforeItOpensTheFile) {
+  log->SetRemovalLogPath(kSampleLog);
+  log->LogRemoval(u"first");
+  ASSERT_GE(process.calls.size(), 3U);
+  EXPECT_EQ(process.calls[0].name, "fputws");
+  EXPECT_EQ(process.calls[1].name, "fflush");
+  EXPECT_EQ(process.calls[2].name, "_wfsopen");
+}
+
+TEST_F(RemovalLogTest, TakesTheTimeWhenTheFileIsOpen) {
+  log->SetRemovalLogPath(kSampleLog);
+  platform::simulated::Fault slow;
+  slow.call = "_wfsopen";
+  slow.kind = platform::simulated::FaultKind::TakeTime;
+  slow.amount = 2'000;
+  process.faults = {slow};
+  log->LogRemoval(u"first");
+  EXPECT_EQ(LogText(), kByteOrderMark + std::string("[2026-03-04 05:06:09.089] remove: first\r\n"));
+}
+
+TEST_F(RemovalLogTest, WritesEachFieldOfTheTimeInItsWidth) {
+  // 2031-12-09 23:04:05.006 UTC, the smallest and the largest fields that need filling or do not.
+  machine.clock.utcAtTickZero = 1'954'623'845'006 - machine.clock.tick;
+  log->SetRemovalLogPath(kSampleLog);
+  log->LogRemoval(u"first");
+  EXPECT_EQ(LogText(), kByteOrderMark + std::string("[2031-12-09 23:04:05.006] remove: first\r\n"));
+}
+
 TEST_F(RemovalLogTest, DropsTheLineWhenTheFileCannotBeOpened) {
   log->SetRemovalLogPath(kSampleLog);
   process.faults = {FailingCall("_wfsopen", 5)};

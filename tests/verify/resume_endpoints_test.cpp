@@ -68,11 +68,39 @@ TEST_F(ResumeCommand, NeedsTheLease) {
   EXPECT_EQ(process.Output(), u"");
 }
 
-TEST_F(ResumeCommand, AcceptsALeaseReplyOf8Bytes) {
+TEST_F(ResumeCommand, AcceptsALeaseReplyOfAnyLength) {
+  for (std::uint32_t bytes = 0; bytes <= 16; ++bytes) {
+    SCOPED_TRACE(bytes);
+    HideEverything();
+    Image().leaseBytes = bytes;
+    EXPECT_EQ(ResumeEndpoints(), kExitOk);
+    EXPECT_TRUE(Root().hidden.empty());
+  }
+  EXPECT_EQ(process.ErrorOutput(), u"");
+}
+
+TEST_F(ResumeCommand, ShowsRenderThenCaptureInTheOrderOfTheCables) {
+  ResumeEndpoints();
+  std::vector<std::string> shown;
+  for (const auto& call : tests::CallsOf(process, "DeviceIoControl")) {
+    if (call.Argument("controlCode") == "0x22A01C") shown.push_back(call.Argument("input"));
+  }
+  std::vector<std::string> expected;
+  for (const std::string flow : {"00000000", "01000000"}) {
+    for (char cable = '0'; cable <= '9'; ++cable)
+      expected.push_back(std::string("0") + cable + "000000" + flow + "01000000");
+  }
+  EXPECT_EQ(shown, expected);
+}
+
+TEST_F(ResumeCommand, ShowsNothingUnderALeaseThatFailsAfterItsReply) {
   HideEverything();
-  Image().leaseBytes = 8;
-  EXPECT_EQ(ResumeEndpoints(), kExitOk);
-  EXPECT_TRUE(Root().hidden.empty());
+  process.faults = {FailingCall("DeviceIoControl", 31)};
+  process.faults[0].kind = platform::simulated::FaultKind::FailAfterEffect;
+  EXPECT_EQ(ResumeEndpoints(), kExitHotSwapFailed);
+  EXPECT_EQ(process.ErrorOutput(),
+            u"vorn_devnode: resume-endpoints: controller lease unavailable (error 0x0000001F)\n");
+  EXPECT_EQ(Root().hidden.size(), 20U);
 }
 
 TEST_F(ResumeCommand, CountsWhatCannotBeShown) {
