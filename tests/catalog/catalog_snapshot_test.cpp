@@ -35,7 +35,7 @@ constexpr const char* kMismatch =
     "ACTIVE MMDevice catalog does not match the exact problem-free started present AudioEndpoint "
     "children";
 
-/// A text that a failure message shows readably.
+/// A text as a failure message can show it.
 std::string Utf8(std::u16string_view text) {
   return ToUtf8(text);
 }
@@ -155,7 +155,7 @@ TEST(CatalogSnapshotOf, AnEmptyCatalogIsOk) {
   ExpectNothingLeft(taken);
 }
 
-TEST(CatalogSnapshotOf, NineteenEndpointsIsOkForItsCallersToJudge) {
+TEST(CatalogSnapshotOf, NineteenEndpointsIsOkAndLeftForTheCallerToJudge) {
   auto endpoints = AllEndpoints();
   endpoints.pop_back();
   EXPECT_TRUE(Snapshot(endpoints).snapshot.ok);
@@ -169,7 +169,7 @@ TEST(CatalogSnapshotOf, TwentyOneEndpointsIsInconsistent) {
   EXPECT_EQ(taken.snapshot.endpoints.size(), 21u);
 }
 
-TEST(CatalogSnapshotOf, ADoubledIdentityIsInconsistentAlsoWhenOneIsDisabled) {
+TEST(CatalogSnapshotOf, ADuplicateIdentityIsInconsistentEvenIfOneOfThemIsDisabled) {
   AudioEndpoint second = Endpoint(4, false);
   second.id = u"{another}";
   second.state = platform::DEVICE_STATE_DISABLED;
@@ -207,7 +207,7 @@ TEST(CatalogSnapshotOf, ADisabledEndpointIsRecordedAsNotActive) {
   EXPECT_EQ(taken.snapshot.activeInstanceIds, Ids{u"SWD\\MMDEVAPI\\" + expected[0].endpointId});
 }
 
-TEST(CatalogSnapshotOf, AnEndpointThatIsNotPresentOrUnpluggedDoesNotHoldIt) {
+TEST(CatalogSnapshotOf, ACatalogLeavesOutEndpointsThatAreUnpluggedOrNotPresent) {
   AudioEndpoint notPresent = Endpoint(0, false);
   notPresent.state = platform::DEVICE_STATE_NOTPRESENT;
   AudioEndpoint unplugged = Endpoint(1, false);
@@ -226,7 +226,7 @@ struct Skipped {
 
 class SkippedEndpoint : public testing::TestWithParam<Skipped> {};
 
-TEST_P(SkippedEndpoint, IsNotTheProgramsAndNoFailure) {
+TEST_P(SkippedEndpoint, IsNotOursAndIsNoFailure) {
   AudioEndpoint skipped = Endpoint(5, false);
   GetParam().change(skipped);
   const Taken taken = Snapshot({Endpoint(4, false), skipped, Endpoint(6, false)});
@@ -275,7 +275,7 @@ INSTANTIATE_TEST_SUITE_P(
         Skipped{"connected to nothing that has a name",
                 [](auto& endpoint) { endpoint.connectedTo = u""; }}));
 
-TEST(CatalogSnapshotOf, OneRootsEndpointsLeavesOutThoseOfAnotherWithTheSameCables) {
+TEST(CatalogSnapshotOf, OneRootLeavesOutTheEndpointsOfAnotherRootWithTheSameCables) {
   auto endpoints = AllEndpoints();
   for (AudioEndpoint other : AllEndpoints()) {
     other.id += u"-other";
@@ -304,7 +304,7 @@ struct Broken {
 
 class UnreadableEndpoint : public testing::TestWithParam<Broken> {};
 
-TEST_P(UnreadableEndpoint, MakesTheSnapshotIncompleteAndTheOthersAreRecorded) {
+TEST_P(UnreadableEndpoint, MakesTheSnapshotIncompleteButTheOthersAreRecorded) {
   AudioEndpoint broken = Endpoint(5, false);
   GetParam().change(broken);
   const Taken taken = Snapshot({Endpoint(4, false), broken, Endpoint(6, false), Endpoint(6, true)});
@@ -324,7 +324,8 @@ INSTANTIATE_TEST_SUITE_P(
                            }}));
 
 TEST(CatalogSnapshotOf, AnIncompleteListingIsNotJudgedFurther) {
-  // Malformed and unlike the children too, but what is missing decides.
+  // The list is malformed and differs from the children as well, but that it is incomplete comes
+  // first.
   AudioEndpoint broken = Endpoint(5, false);
   broken.idError = platform::E_FAIL;
   Machine machine = MachineWith({Endpoint(12, false), broken});
@@ -371,7 +372,7 @@ TEST(CatalogSnapshotComparison, IgnoresLetterCaseAndOrder) {
   EXPECT_TRUE(Snapshot(machine, children, PnpComparison::Children).snapshot.ok);
 }
 
-TEST(CatalogSnapshotComparison, PassesWithoutActiveEndpointsWhateverTheChildren) {
+TEST(CatalogSnapshotComparison, PassesWithoutActiveEndpointsWhateverTheChildrenAre) {
   auto endpoints = AllEndpoints();
   for (AudioEndpoint& endpoint : endpoints)
     endpoint.state = platform::DEVICE_STATE_DISABLED;
@@ -435,7 +436,7 @@ TEST(CatalogSnapshotCom, EndsWithoutAnEnumerator) {
   ExpectNothingLeft(taken);
 }
 
-TEST(CatalogSnapshotCom, EndsWithANullEnumeratorOfASuccessfulCall) {
+TEST(CatalogSnapshotCom, EndsWhenASuccessfulCallReturnsANullEnumerator) {
   Machine machine = MachineWith(AllEndpoints());
   Fault lie;
   lie.call = "CoCreateInstance";
@@ -473,7 +474,7 @@ TEST(CatalogSnapshotFaults, NeverPassForAWholeCatalogAndLeaveNothingBehind) {
       if (taken.snapshot.ok) {
         EXPECT_EQ(taken.snapshot.endpoints, whole.snapshot.endpoints) << where;
       }
-      // What was itself made to fail to give something back is all that may be left.
+      // Only a call that gives something back may leave it behind when it is made to fail.
       if (name == "CoUninitialize" || name == "CoTaskMemFree" || name == "CoInitializeEx") continue;
       EXPECT_EQ(taken.apartments, 0) << where;
       EXPECT_TRUE(taken.open.empty()) << where;

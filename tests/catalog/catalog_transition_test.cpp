@@ -73,7 +73,7 @@ TEST(CatalogTransition, AcceptsACatalogThatIsAsBefore) {
   }
 }
 
-TEST(CatalogTransition, NeedsACompleteCatalogAlsoWhenFresh) {
+TEST(CatalogTransition, NeedsACompleteCatalogEvenWhenFresh) {
   const Endpoints nineteen = ConsistentEndpoints(19);
   const Endpoints badBaseline = {{10, false, true, u""}};
   for (const Kind kind : {Kind::Update, Kind::Unchanged, Kind::Fresh}) {
@@ -120,17 +120,17 @@ TEST(CatalogTransition, RefusesAnActivatedEndpointThatTheUserHadDisabled) {
     EXPECT_EQ(Transition(baseline, CompleteCatalog(), kind), kActivated);
     EXPECT_EQ(Transition({{3, true, false, u"{a}C3"}}, CompleteCatalog(), kind), kActivated);
   }
-  // Found before the ids are judged.
+  // This is found before the ids are judged.
   EXPECT_EQ(Transition(baseline, CompleteCatalog(u"{b}"), Kind::Unchanged), kActivated);
 }
 
 TEST(CatalogTransition, LetsAnUnclaimedEndpointOfTheCatalogBeActive) {
-  // Nothing is known of cables that the baseline does not hold.
+  // The baseline says nothing about the cables that it does not hold.
   EXPECT_EQ(Transition(OnlyActive({{0, false}}), OnlyActive({{0, false}})), "");
   EXPECT_EQ(Transition({{0, false, true, u"{a}R0"}}, CompleteCatalog()), "");
 }
 
-TEST(CatalogTransition, OfARealUpdateMayRemintAllIdsOrNone) {
+TEST(CatalogTransition, OfAnUpdateMayRemintAllIdsOrNone) {
   EXPECT_EQ(Transition(CompleteCatalog(), CompleteCatalog(u"{b}")), "");
   for (std::uint32_t reminted = 1; reminted < kEndpointCount; ++reminted) {
     Endpoints current = CompleteCatalog();
@@ -145,7 +145,7 @@ TEST(CatalogTransition, OfAnUnchangedPackageKeepsEveryId) {
   EXPECT_EQ(Transition(CompleteCatalog(), CompleteCatalog(u"{b}"), Kind::Unchanged), kReminted);
 }
 
-TEST(CatalogTransition, OfTenEndpointsFourKeepTheirIds) {
+TEST(CatalogTransition, RefusesThatFourOfTenEndpointsKeepTheirIds) {
   Endpoints baseline = ConsistentEndpoints(10);
   for (std::size_t i = 4; i < baseline.size(); ++i)
     baseline[i].endpointId += u"-old";

@@ -81,13 +81,13 @@ INSTANTIATE_TEST_SUITE_P(
         Connection{u"root#media#0001#{g}", u"ROOT\\MEDIA\\0000", false},
         // A later occurrence counts although an earlier one does not.
         Connection{u"root#media#00001#root#media#0000#", u"ROOT\\MEDIA\\0000", true},
-        // Also one that overlaps the earlier one.
+        // So does one that overlaps the earlier one.
         Connection{u"a#aa#aa#", u"a#a", false}, Connection{u"aaa#", u"aa", true},
         // Separators of the connected id are not folded into '#'.
         Connection{u"root\\media\\0000\\wave", u"ROOT\\MEDIA\\0000", false},
         Connection{u"", u"ROOT\\MEDIA\\0000", false},
         Connection{u"root#media#000", u"ROOT\\MEDIA\\0000", false},
-        // No id names no device.
+        // An empty id names no device.
         Connection{u"{2}.\\\\?\\root#media#0000#", u"", false}, Connection{u"", u"", false}));
 
 }  // namespace

@@ -55,7 +55,7 @@ TEST(CatalogEndpoints, RefusesAnEmptyEndpointId) {
             "MMDevice catalog contains a malformed VORN endpoint");
 }
 
-TEST(CatalogEndpoints, RefusesAnIdentityTwiceAlsoWhenOneOfThemIsDisabled) {
+TEST(CatalogEndpoints, RefusesADuplicateIdentityEvenIfOneOfThemIsDisabled) {
   for (const bool active : {true, false}) {
     EXPECT_EQ(ReasonOf(CheckCatalogEndpoints({{2, false, true, u"A"}, {2, false, active, u"B"}})),
               "MMDevice catalog duplicates a cable/flow identity");
@@ -79,14 +79,14 @@ TEST(CatalogEndpoints, FoldsOnlyAsciiLetters) {
 }
 
 TEST(CatalogEndpoints, NamesTheFirstFailureInListOrder) {
-  // The malformed endpoint stands before the duplicate and the other way round.
+  // The malformed endpoint comes before the duplicate, then after it.
   EXPECT_EQ(ReasonOf(CheckCatalogEndpoints(
                 {{0, false, true, u"A"}, {10, false, true, u"B"}, {0, false, true, u"C"}})),
             "MMDevice catalog contains a malformed VORN endpoint");
   EXPECT_EQ(ReasonOf(CheckCatalogEndpoints(
                 {{0, false, true, u"A"}, {0, false, true, u"C"}, {10, false, true, u"B"}})),
             "MMDevice catalog duplicates a cable/flow identity");
-  // Of one endpoint the identity is judged before the id.
+  // An endpoint's identity is judged before its id.
   EXPECT_EQ(ReasonOf(CheckCatalogEndpoints({{0, false, true, u"A"}, {0, false, true, u"A"}})),
             "MMDevice catalog duplicates a cable/flow identity");
 }
@@ -158,7 +158,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(ExpectedPresent, NeedsAPlaceForItsOutput) {
   EXPECT_EQ(ReasonOf(ComputeExpectedPresent({}, {}, nullptr)), "expected-present output is null");
-  // Judged before everything else.
+  // This is judged before everything else.
   EXPECT_EQ(ReasonOf(ComputeExpectedPresent({{10, false, true, u""}}, {u""}, nullptr)),
             "expected-present output is null");
 }

@@ -68,7 +68,7 @@ TEST_F(ControlInterfaces, OfAForeignDeviceAreIgnored) {
   EXPECT_EQ(List(), Paths{});
 }
 
-TEST_F(ControlInterfaces, AreFoundWhateverTheCaseOfIds) {
+TEST_F(ControlInterfaces, AreFoundWhateverTheCaseOfTheIds) {
   Root().hardwareIds = {u"ROOT\\VORNAUDIO"};
   EXPECT_EQ(List(u"root\\Media\\0000"), Paths{kControlPath});
 }
@@ -166,7 +166,7 @@ TEST_F(ControlInterfaces, AreSkippedWhenTheSizeQueryIsNotAnswered) {
         FailingCall("SetupDiGetDeviceInterfaceDetailW", platform::ERROR_INSUFFICIENT_BUFFER);
     fault.kind = kind;
     process.faults = {fault};
-    // The failing query has the right error, but leaves the required size at 0.
+    // The query that fails has the right error, but leaves the required size at 0.
     EXPECT_EQ(List(), Paths{}) << static_cast<int>(kind);
     EXPECT_EQ(CountOf("SetupDiGetDeviceRegistryPropertyW"), 0U);
   }
@@ -195,7 +195,7 @@ class RootControlChannel : public tests::ControlWorld {
     return paths;
   }
 
-  /// Why the root's channel does not open; a channel without reason must be open.
+  /// Why the root's channel does not open; empty when it does.
   static std::u16string ReasonOfFailure() {
     const ControlChannel channel = OpenRootControlChannel(kRootId);
     EXPECT_EQ(channel.handle.operator bool(), channel.reason.empty());
@@ -221,7 +221,7 @@ TEST_F(RootControlChannel, OpensTheControlInterface) {
   EXPECT_EQ(CountOf("SetupDiGetClassDevsW"), 1U);
 }
 
-TEST_F(RootControlChannel, IsRefusedByTwoControlInterfacesAlthoughBothWouldOpen) {
+TEST_F(RootControlChannel, IsRefusedWithTwoControlInterfacesAlthoughBothWouldOpen) {
   Root().interfaces = {ControlInterface(kControlPath), ControlInterface(kOtherControlPath),
                        AudioInterface(kAudioPath)};
   EXPECT_EQ(ReasonOfFailure(), u"current VORN root has duplicate live control interfaces");

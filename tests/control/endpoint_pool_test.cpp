@@ -95,7 +95,7 @@ TEST(EndpointPoolReply, NeedsTheCountAndAtMost20Entries) {
   EXPECT_TRUE(entries.empty());
 }
 
-TEST(EndpointPoolReply, TakesEveryFlowButZeroForCapture) {
+TEST(EndpointPoolReply, TreatsEveryFlowButZeroAsCapture) {
   EndpointPoolReply reply;
   reply.count = 4;
   const std::uint32_t flows[] = {0, 1, 7, 0x80000000};
@@ -111,7 +111,7 @@ TEST(EndpointPoolReply, TakesEveryFlowButZeroForCapture) {
   EXPECT_EQ(entries, expected);
 }
 
-TEST(EndpointPoolReply, AcceptsANameOf63CharactersAndNoneWithoutTerminator) {
+TEST(EndpointPoolReply, AcceptsANameOf63CharactersButNotOneWithoutTerminator) {
   EndpointPoolReply reply;
   reply.count = 2;
   std::fill_n(reply.entries[1].subdeviceName, 63, u'n');
@@ -156,7 +156,7 @@ TEST_F(EndpointPoolQuery, PassesTheReasonOfTheChannelOn) {
             u"0x00000002)");
 }
 
-TEST_F(EndpointPoolQuery, SaysTheErrorOfAFailedRequest) {
+TEST_F(EndpointPoolQuery, ReportsTheErrorOfAFailedRequest) {
   process.faults = {FailingCall("DeviceIoControl", 0x1F)};
   const CheckResult result = QueryEndpointPool(kRootId);
   EXPECT_FALSE(result.ok);

@@ -95,7 +95,7 @@ TEST_F(Quiesce, ShowsWhatWasHiddenAndEmptiesTheList) {
   EXPECT_TRUE(process.calls.empty());
 }
 
-TEST_F(Quiesce, SaysThatTheDeviceDoesNotOpen) {
+TEST_F(Quiesce, ReportsADeviceThatDoesNotOpen) {
   Root().interfaces[0].openError = 5;
   EXPECT_FALSE(Hide());
   EXPECT_TRUE(guard_->Hidden().empty());
@@ -104,7 +104,7 @@ TEST_F(Quiesce, SaysThatTheDeviceDoesNotOpen) {
             u"on this root (control and KS both failed, last error 0x00000005)\n");
 }
 
-TEST_F(Quiesce, SaysThatTheLeaseFailed) {
+TEST_F(Quiesce, ReportsALeaseThatFails) {
   Image().failures[kAcquireLeaseCode] = 170;
   EXPECT_FALSE(Hide());
   EXPECT_EQ(process.ErrorOutput(),
@@ -247,7 +247,7 @@ TEST_F(Quiesce, KeepsTheWholeListWhenOneEndpointCannotBeShown) {
   EXPECT_TRUE(process.console.empty());
 }
 
-TEST_F(Quiesce, SaysAgainAtTheEndWhatStillCannotBeShown) {
+TEST_F(Quiesce, ReportsAgainAtTheEndWhatStillCannotBeShown) {
   Hide();
   Image().refusesToShow[{0, 0}] = 31;
   guard_.reset();
@@ -256,7 +256,7 @@ TEST_F(Quiesce, SaysAgainAtTheEndWhatStillCannotBeShown) {
   EXPECT_EQ(Root().hidden.size(), 1U);
 }
 
-TEST_F(Quiesce, SaysAtTheEndThatTheDeviceIsGone) {
+TEST_F(Quiesce, ReportsAtTheEndThatTheDeviceIsGone) {
   Hide();
   machine.devices.devices.clear();
   guard_.reset();

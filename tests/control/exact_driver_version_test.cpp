@@ -25,7 +25,7 @@ TEST(ExactDriverVersion, PacksThreePartsAndKeepsTheFourth) {
   }
 }
 
-TEST(ExactDriverVersion, IsNothingButFourNumbersInRange) {
+TEST(ExactDriverVersion, HasFourNumbersInRangeAndNothingElse) {
   const std::vector<std::u16string> texts = {u"",
                                              u"1",
                                              u"1.2.3",

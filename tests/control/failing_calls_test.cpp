@@ -75,7 +75,7 @@ TEST(AFailingCall, NeverKeepsTheLease) {
                          });
 }
 
-TEST(AFailingCall, NeverMakesAnEndpointsPoolOfAnotherDriverSound) {
+TEST(AFailingCall, NeverMakesAnIncompletePoolSound) {
   Machine machine = MachineWithADriver();
   machine.devices.Find(kRootId)->resident->poolCount = 19;
   const auto query = [] { return QueryEndpointPool(kRootId); };
@@ -97,7 +97,7 @@ TEST(AFailingCall, NeverProvesAnotherImage) {
                          });
 }
 
-TEST(AFailingCall, MakesResumeSayWhatIsNotShown) {
+TEST(AFailingCall, MakesResumeReportWhatIsNotShown) {
   Machine machine = MachineWithADriver();
   for (const EndpointIdentity& endpoint : AllEndpointIdentities()) {
     machine.devices.Find(kRootId)->hidden.insert({endpoint.cableIndex, endpoint.capture ? 1U : 0U});

@@ -48,13 +48,15 @@ TEST(ResidentStatusJudgement, LooksAtBitZeroOfTheCapabilitiesAlone) {
 }
 
 TEST(ResidentStatusJudgement, NeedsEveryPartOfTheHandshake) {
+  for (const std::uint32_t abi : {0U, 2U, 4U, 0x10003U, 0x80000003U}) {
+    StatusReply lifecycle = SoundReply();
+    lifecycle.lifecycleAbi = abi;
+    EXPECT_EQ(Judge(lifecycle, 128, u"26.8.10.5").reason, kHandshakeMismatch) << abi;
+    StatusReply sharedMemory = SoundReply();
+    sharedMemory.sharedMemoryAbi = abi;
+    EXPECT_EQ(Judge(sharedMemory, 128, u"26.8.10.5").reason, kHandshakeMismatch) << abi;
+  }
   StatusReply reply = SoundReply();
-  reply.lifecycleAbi = 2;
-  EXPECT_EQ(Judge(reply, 128, u"26.8.10.5").reason, kHandshakeMismatch);
-  reply = SoundReply();
-  reply.sharedMemoryAbi = 4;
-  EXPECT_EQ(Judge(reply, 128, u"26.8.10.5").reason, kHandshakeMismatch);
-  reply = SoundReply();
   reply.capabilities = 0;
   EXPECT_EQ(Judge(reply, 128, u"26.8.10.5").reason, kHandshakeMismatch);
 }
@@ -66,6 +68,21 @@ TEST(ResidentStatusJudgement, NeedsTheRevision) {
             u"RESIDENT IMAGE/ABI MISMATCH: loaded DriverVer is 26.8.10.5 but the activated package "
             u"is 26.8.10.6; resident driver ABI/capability handshake does not match the activated "
             u"package");
+}
+
+TEST(ResidentStatusJudgement, RefusesAHigherRevision) {
+  EXPECT_EQ(Judge(SoundReply(), 128, u"26.8.10.4").reason,
+            u"RESIDENT IMAGE/ABI MISMATCH: loaded DriverVer is 26.8.10.5 but the activated package "
+            u"is 26.8.10.4; resident driver ABI/capability handshake does not match the activated "
+            u"package");
+}
+
+TEST(ResidentStatusJudgement, LooksAtNothingButItsFields) {
+  StatusReply reply = SoundReply();
+  for (std::uint8_t& byte : reply.unexamined)
+    byte = 0xFF;
+  reply.unexaminedToo = reply.unexaminedAtEnd = 0xFFFFFFFF;
+  EXPECT_TRUE(Judge(reply, 128, u"26.8.10.5").ok);
 }
 
 TEST(ResidentStatusJudgement, RefusesAnotherImage) {
@@ -148,7 +165,7 @@ TEST_F(ResidentStatusQuery, SendsOneRequestAndClosesTheHandle) {
   EXPECT_TRUE(process.console.empty());
 }
 
-TEST_F(ResidentStatusQuery, ReadsTheExpectedVersionBeforeItOpensTheDevice) {
+TEST_F(ResidentStatusQuery, ParsesTheExpectedVersionBeforeItOpensTheDevice) {
   for (const char16_t* version :
        {u"1.2.3", u"1.2.3.4.5", u"1..3.4", u"256.0.0.1", u"1.2.3.4 ", u"1.2.3.4294967296", u""}) {
     const CheckResult result = QueryResidentStatus(kRootId, version);
@@ -165,7 +182,7 @@ TEST_F(ResidentStatusQuery, PrefixesTheReasonOfTheChannel) {
             u"interfaces");
 }
 
-TEST_F(ResidentStatusQuery, SaysTheErrorOfAFailedRequest) {
+TEST_F(ResidentStatusQuery, ReportsTheErrorOfAFailedRequest) {
   process.faults = {FailingCall("DeviceIoControl", 0x1F)};
   EXPECT_EQ(QueryResidentStatus(kRootId, u"26.8.10.5").reason,
             u"driver did not answer GET_STATUS (error 0x0000001F); resident image cannot be "
@@ -180,7 +197,7 @@ TEST_F(ResidentStatusQuery, DoesNotBelieveAReplyOfARequestThatFailed) {
             u"proven");
 }
 
-TEST_F(ResidentStatusQuery, HasNoErrorForAShortReply) {
+TEST_F(ResidentStatusQuery, ReportsNoErrorForAShortReply) {
   for (const std::uint32_t bytes : {0U, 3U}) {
     Image().statusBytes = bytes;
     platform::SetLastError(platform::ERROR_GEN_FAILURE);

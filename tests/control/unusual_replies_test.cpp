@@ -25,14 +25,14 @@ constexpr char16_t kVersion[] = u"26.8.10.5";
 
 class UnusualReply : public tests::ControlWorld {
  protected:
-  /// The driver replies to `code` with that many bytes.
+  /// Makes the driver reply to `code` with that many bytes.
   void ReplyWith(std::uint32_t code, std::size_t bytes) {
     Image().replies[code] = platform::simulated::Bytes(bytes, 0x11);
   }
   void TakeTime(std::uint32_t code, std::uint64_t milliseconds) {
     Image().delays[code] = milliseconds;
   }
-  /// The device goes while the request waits for its reply.
+  /// Plans the removal of the device while the request waits for its reply.
   void LoseTheDeviceDuring(std::uint32_t code) {
     TakeTime(code, 5000);
     Plan(machine, 1000, EventKind::RemoveDevice, kRootId);
@@ -75,8 +75,8 @@ TEST_F(UnusualReply, ThatIsLongerThanTheLeaseHidesNothing) {
   EXPECT_TRUE(HasClosedTheChannel());
 }
 
-/// Whatever stands behind the last field that is known does not matter.
-TEST_F(UnusualReply, ThatIsPaddedToTheRoomForItIsReadAsFarAsItIsKnown) {
+/// What follows the last known field does not matter.
+TEST_F(UnusualReply, ThatFillsItsBufferIsReadUpToTheLastKnownField) {
   Image().statusBytes = 124;
   Fault padded;
   padded.call = "DeviceIoControl";
@@ -138,8 +138,8 @@ TEST_F(UnusualReply, ThatNeverComesLeavesNoLease) {
   EXPECT_TRUE(HasClosedTheChannel());
 }
 
-/// From the second endpoint on nothing is hidden any more, and each is said to be so.
-TEST_F(UnusualReply, ThatStopsComingIsSaidForEachEndpoint) {
+/// The second endpoint and all later ones are not hidden, and each of them is reported.
+TEST_F(UnusualReply, ThatStopsComingIsReportedForEachEndpoint) {
   TakeTime(kSetCableVisibilityCode, 600);
   Plan(machine, 1000, EventKind::RemoveDevice, kRootId);
   {
@@ -153,7 +153,7 @@ TEST_F(UnusualReply, ThatStopsComingIsSaidForEachEndpoint) {
         said.ends_with(u"vorn_devnode: could not hide cable 9 capture (error 0x000001B1)\n"));
     process.console.clear();
   }
-  // The one that was hidden cannot be shown again: its device is gone.
+  // The one endpoint that was hidden cannot be shown again: its device is gone.
   EXPECT_TRUE(
       process.ErrorOutput().starts_with(u"vorn_devnode: driver quiesce could not open the device"));
   EXPECT_TRUE(HasClosedTheChannel());

@@ -20,7 +20,7 @@ using namespace tests;
 using privileged_input::File;
 using privileged_input::OpenInputFile;
 
-// Digests of known contents, from the standard's own examples and another implementation.
+// Digests of known contents, from the examples in the standard and from another implementation.
 constexpr char16_t kDigestOfNothing[] =
     u"e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855";
 constexpr char16_t kDigestOfAbc[] =
@@ -59,7 +59,7 @@ TEST(HashFileSha256, EndsWithOneMoreEmptyReadAfterAMultipleOfTheBuffer) {
             (std::vector<std::string>{"65536", "65536"}));
 }
 
-TEST(HashFileSha256, HashesTheBytesActuallyRead) {
+TEST(HashFileSha256, HashesOnlyTheBytesThatWereRead) {
   Machine machine = MachineWithInf(std::string(65537, 'x'));
   Process process(machine);
   process.logCalls = true;
@@ -82,7 +82,7 @@ TEST(HashFileSha256, RefusesAReadThatEndsBeforeTheFile) {
   }
 }
 
-TEST(HashFileSha256, CoversTheWholeFileWhereverItsPositionStands) {
+TEST(HashFileSha256, CoversTheWholeFileWhereverItsPositionIs) {
   Machine machine = MachineWithInf("abc");
   Process process(machine);
   const File file = OpenInputFile(kSampleInf);
@@ -91,7 +91,7 @@ TEST(HashFileSha256, CoversTheWholeFileWhereverItsPositionStands) {
   EXPECT_EQ(HashFileSha256(file), kDigestOfAbc) << "the file can be hashed again";
 }
 
-TEST(HashFileSha256, KeepsToTheOpenFile) {
+TEST(HashFileSha256, ReadsTheOpenFileAndLeavesItOpen) {
   Machine machine = MachineWithInf("abc");
   Process process(machine);
   const File file = OpenInputFile(kSampleInf);
@@ -102,7 +102,7 @@ TEST(HashFileSha256, KeepsToTheOpenFile) {
   EXPECT_TRUE(file) << "the file stays open";
 }
 
-TEST(HashFileSha256, AsksNothingAboutAFileThatIsNotOpen) {
+TEST(HashFileSha256, MakesNoCallForAFileThatIsNotOpen) {
   Machine machine = MachineWithInf("abc");
   Process process(machine);
   process.logCalls = true;
@@ -110,7 +110,7 @@ TEST(HashFileSha256, AsksNothingAboutAFileThatIsNotOpen) {
   EXPECT_TRUE(process.calls.empty());
 }
 
-TEST(HashFileSha256, AsksNoProviderAboutAMissingFile) {
+TEST(HashFileSha256, OpensNoProviderForAMissingFile) {
   Machine machine = BareMachine();
   Process process(machine);
   process.logCalls = true;
@@ -118,7 +118,7 @@ TEST(HashFileSha256, AsksNoProviderAboutAMissingFile) {
   EXPECT_TRUE(CallsOf(process, "BCryptOpenAlgorithmProvider").empty());
 }
 
-TEST(HashFileSha256, AsksNothingOfAProviderThatDoesNotOpen) {
+TEST(HashFileSha256, StopsAtAProviderThatDoesNotOpen) {
   Machine machine = MachineWithInf("abc");
   Process process(machine);
   process.logCalls = true;
@@ -187,7 +187,7 @@ TEST(HashFileSha256, BelievesNoAnswerOfACallThatFailed) {
   });
 }
 
-TEST(HashFileSha256, TakesEveryStatusButZeroForAFailure) {
+TEST(HashFileSha256, TreatsEveryStatusButZeroAsAFailure) {
   struct {
     const char* call;
     std::uint32_t nth;
@@ -232,7 +232,7 @@ TEST(HashFileSha256, RefusesAFileOfMoreThan4MiB) {
   EXPECT_FALSE(HashInf());
 }
 
-TEST(HashFileSha256, TakesAFileOf4MiB) {
+TEST(HashFileSha256, AcceptsAFileOf4MiB) {
   Machine machine = BareMachine();
   PutEmptyFile(machine.files, kSampleInf, 4194304);
   Process process(machine);

@@ -87,7 +87,7 @@ TEST(ReadIdentity, SaysNothingAboutAHashThatFails) {
   EXPECT_EQ(process.Output() + process.ErrorOutput(), u"");
 }
 
-TEST(ReadIdentity, AsksNothingAboutAFileThatIsNotOpen) {
+TEST(ReadIdentity, MakesNoCallForAFileThatIsNotOpen) {
   Machine machine = MachineWithInf();
   Process process(machine);
   process.logCalls = true;

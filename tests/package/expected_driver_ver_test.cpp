@@ -102,7 +102,7 @@ TEST(ReadExpectedDriverVer, SaysNothingAboutAMissingFile) {
   EXPECT_EQ(reading.output + reading.errorOutput, u"");
 }
 
-TEST(ReadExpectedDriverVer, AsksNothingAboutAFileThatIsNotOpen) {
+TEST(ReadExpectedDriverVer, MakesNoCallForAFileThatIsNotOpen) {
   Machine machine = MachineWithInf();
   Process process(machine);
   process.logCalls = true;

@@ -68,7 +68,7 @@ TEST(ReadInfIdentity, UsesTheCallersOpenFile) {
   EXPECT_TRUE(file) << "the file stays open";
 }
 
-TEST(ReadInfIdentity, AsksNothingAboutAFileThatIsNotOpen) {
+TEST(ReadInfIdentity, MakesNoCallForAFileThatIsNotOpen) {
   Machine machine = MachineWithInf();
   Process process(machine);
   process.logCalls = true;
@@ -244,7 +244,7 @@ INSTANTIATE_TEST_SUITE_P(
                 [](Machine& machine) { PutEmptyFile(machine.files, kSampleInf, 1000); }}),
     [](const auto& row) { return std::string(row.param.name); });
 
-TEST(ReadInfIdentity, TakesAnInfOf4MiB) {
+TEST(ReadInfIdentity, AcceptsAnInfOf4MiB) {
   std::string text = SoundInf() + ";";
   text.resize(4194304, 'x');
   EXPECT_TRUE(ReadText(text));

@@ -1,4 +1,4 @@
-// The values, the model and the service that are read of an INF.
+// The values, the model and the service that are read from an INF.
 
 #include "inf_reading.h"
 
@@ -20,7 +20,7 @@ struct LengthCase {
 
 class ReadInfIdentityLengths : public ::testing::TestWithParam<LengthCase> {};
 
-TEST_P(ReadInfIdentityLengths, TakesTheLongestValueAndNoLonger) {
+TEST_P(ReadInfIdentityLengths, AcceptsTheLongestValueAndNoLonger) {
   const LengthCase& row = GetParam();
   const std::string old = std::string(row.line) + row.value;
   for (const std::size_t length : {std::size_t{1}, row.longest}) {
@@ -59,7 +59,7 @@ TEST(ReadInfIdentity, FailsOnALineBreakWithinAValue) {
 
 // ------------------------------------------------------------------------------------------------
 
-TEST(ReadInfIdentity, TakesTheProvidersNameOrTheTokenItself) {
+TEST(ReadInfIdentity, AcceptsTheProvidersNameOrTheTokenItself) {
   struct Row {
     const char* provider;
     bool ok;
@@ -76,7 +76,7 @@ TEST(ReadInfIdentity, TakesTheProvidersNameOrTheTokenItself) {
 }
 
 TEST(ReadInfIdentity, FoldsOnlyAsciiLettersOfTheProvider) {
-  // The two differ in the case of one letter beyond ASCII.
+  // The two differ in the case of a letter that is not ASCII.
   const std::string text = With(InfWith("Provider=%ProviderName%", "Provider=VORN \xC4"),
                                 "\"VORN Audio\"", "\"VORN \xE4\"");
   EXPECT_FALSE(ReadText(text));

@@ -76,7 +76,7 @@ Names Uninstalled(const Answer& answer) {
   return names;
 }
 
-/// The product published twice, beside packages of others.
+/// A machine with two copies of the product and with packages of other makers.
 Machine StockedMachine() {
   Machine machine = BareMachine();
   Publish(machine, u"oem1.inf", InfWith("VORN Audio", "Others Inc."), u"other.inf", u"other.cat");
@@ -114,7 +114,7 @@ TEST(SelectExactPackages, SortsByCodeUnitsWhateverTheOrderOfTheListing) {
   EXPECT_EQ(Select(machine).names, (Names{u"OEM7.Inf", u"oem12.inf", u"oem5.inf"}));
 }
 
-TEST(SelectExactPackages, TakesHiddenAndReadOnlyPackages) {
+TEST(SelectExactPackages, SelectsHiddenAndReadOnlyPackages) {
   for (const std::uint32_t attribute :
        {platform::FILE_ATTRIBUTE_READONLY, platform::FILE_ATTRIBUTE_HIDDEN,
         platform::FILE_ATTRIBUTE_SYSTEM, platform::FILE_ATTRIBUTE_ARCHIVE}) {
@@ -173,7 +173,7 @@ TEST(SelectExactPackages, DoesNotFollowALinkToTheInfFolder) {
   EXPECT_FALSE(Select(machine).names);
 }
 
-TEST(SelectExactPackages, NeverConsidersWhatIsNoPublishedInf) {
+TEST(SelectExactPackages, NeverOpensWhatIsNotAPublishedInf) {
   Machine machine = BareMachine();
   const std::u16string folder = kInfFolder;
   for (const char16_t* name :
@@ -201,7 +201,7 @@ TEST(SelectExactPackages, SkipsAPackageThatCannotBeOpened) {
   EXPECT_EQ(answer.names, Names{u"oem12.inf"});
 }
 
-TEST(SelectExactPackages, TakesAPackageOf4MiBAndSkipsALargerOne) {
+TEST(SelectExactPackages, SelectsAPackageOf4MiBAndSkipsALargerOne) {
   for (const std::size_t size : {std::size_t{4194304}, std::size_t{4194305}}) {
     SCOPED_TRACE(size);
     std::string text = SoundInf() + ";";
@@ -275,7 +275,7 @@ TEST(SelectExactPackages, ComparesOriginalNamesWithoutRegardToCase) {
 }
 
 TEST(SelectExactPackages, DoubtsWhatDiffersFromTheExpectedIdentityInAnyField) {
-  // Identities that keep the contract, but not what the published INF says.
+  // These identities satisfy the contract, but differ from what the published INF says.
   std::vector<InfIdentity> others(2, SoundIdentity());
   others[0].driverDate = u"01/01/2020";
   others[1].driverVersion = u"1.2.3.4";
@@ -288,7 +288,7 @@ TEST(SelectExactPackages, DoubtsWhatDiffersFromTheExpectedIdentityInAnyField) {
 }
 
 TEST(SelectExactPackages, DoubtsAPackageThatChangesAfterItsHash) {
-  // The hash is taken, then the identity cannot be read any more.
+  // The file is hashed, but its identity can no longer be read.
   Fault fault;
   fault.call = "SetupOpenInfFileW";
   const Answer answer = Select(StockedMachine(), SoundIdentity(), {fault});
@@ -309,7 +309,7 @@ TEST(SelectExactPackages, HoldsAFileOpenWhileItIsJudgedAndNoLonger) {
   EXPECT_EQ(most, 4) << "the volume's root, two folders and one file";
 }
 
-TEST(SelectExactPackages, NeverSelectsWhenAnyCallFailsWhatItWouldNotSelectOtherwise) {
+TEST(SelectExactPackages, NeverSelectsAnotherPackageWhicheverCallFails) {
   FailEachCall(StockedMachine(), [](Process&, const std::string& failing) {
     const Names names = SelectExactPackages(SoundIdentity()).value_or(Names());
     for (const std::u16string& name : names)
@@ -331,7 +331,7 @@ TEST(SelectExactPackages, BelievesNoAnswerOfACallThatFailed) {
 
 // ------------------------------------------------------------------------------------------------
 
-/// Fills the INF folder up to `count` entries, all the further ones names of one file.
+/// Fills the INF folder up to `count` entries; those that are added are all names of one file.
 void Crowd(Machine& machine, std::size_t count) {
   const std::u16string first = std::u16string(kInfFolder) + u"crowd.pnf";
   PutFile(machine.files, first, "");
@@ -395,7 +395,7 @@ TEST(RemoveExactPackages, UninstallsNothingBesideADoubtfulPackage) {
   EXPECT_NE(machine.store.Find(u"oem3.inf"), nullptr);
 }
 
-TEST(RemoveExactPackages, TakesAPackageThatVanishesForGone) {
+TEST(RemoveExactPackages, TreatsAPackageThatVanishesAsGone) {
   Machine machine = StockedMachine();
   Fault fault;
   fault.call = "SetupUninstallOEMInfW";
@@ -419,7 +419,7 @@ TEST(RemoveExactPackages, StopsAtThePackageThatCannotBeUninstalled) {
   EXPECT_NE(machine.store.Find(u"oem3.inf"), nullptr);
 }
 
-TEST(RemoveExactPackages, TakesOnlyFileNotFoundForAPackageThatVanished) {
+TEST(RemoveExactPackages, TreatsOnlyFileNotFoundAsAPackageThatVanished) {
   for (const std::uint32_t error : {1U, 3U, 18U, 1168U, 0xE0000102U}) {
     SCOPED_TRACE(error);
     Machine machine = StockedMachine();
@@ -434,7 +434,7 @@ TEST(RemoveExactPackages, TakesOnlyFileNotFoundForAPackageThatVanished) {
   }
 }
 
-TEST(RemoveExactPackages, SaysWhatWasRemovedBeforeAFailure) {
+TEST(RemoveExactPackages, ReportsWhatWasRemovedBeforeAFailure) {
   Machine machine = StockedMachine();
   machine.store.Find(u"oem3.inf")->uninstallError = platform::ERROR_INF_IN_USE_BY_DEVICES;
   const Answer answer = Remove(machine);
@@ -498,7 +498,7 @@ TEST(RemoveExactPackages, ClosesEveryCandidateBeforeItUninstalls) {
   EXPECT_EQ(RemoveExactPackages(SoundIdentity()), 2U);
 }
 
-TEST(RemoveExactPackages, NeverUninstallsOthersWhateverFails) {
+TEST(RemoveExactPackages, NeverUninstallsAnotherPackageWhicheverCallFails) {
   FailEachCall(StockedMachine(), [](Process& process, const std::string& failing) {
     const std::optional<std::uint32_t> removed = RemoveExactPackages(SoundIdentity());
     const Machine& machine = process.TheMachine();

@@ -30,13 +30,13 @@ platform::simulated::Machine MachineWithInf(std::string_view text);
 /// The product's INF.
 std::string SoundInf();
 
-/// A text with its first `from`, which it must hold, replaced.
+/// A text with the first `from` in it replaced; there must be one.
 std::string With(std::string text, std::string_view from, std::string_view to);
 
 /// The product's INF with that one change.
 std::string InfWith(std::string_view from, std::string_view to);
 
-/// A text in UTF-16 with byte-order mark.
+/// The bytes of a text in UTF-16, with a byte-order mark.
 platform::simulated::Bytes ToUtf16Bytes(std::string_view ascii);
 
 /// Puts an INF into the Windows INF folder and the driver store.
@@ -54,7 +54,7 @@ std::vector<std::string> ArgumentsOf(const platform::simulated::Process& process
 /// Whether a call only gives something back, so that its failure changes no result.
 bool IsRelease(std::string_view call);
 
-/// Whether nothing of the process is open; says what is.
+/// Whether the process has nothing open; names what is.
 ::testing::AssertionResult NothingIsOpen(const platform::simulated::Process& process);
 
 /// Runs `body` once on a copy of `machine` without a fault, then once for each platform call that

@@ -1,4 +1,4 @@
-// What is read of a published INF: its original names, as the platform remembers them.
+// What is read from a published INF: its original names, as the platform remembers them.
 
 #include "inf_reading.h"
 #include "platform/inf.h"
@@ -60,7 +60,7 @@ TEST(ReadInfIdentity, DoesNotAskForTheOriginalNamesOfASourceInf) {
   EXPECT_TRUE(CallsOf(process, "SetupGetInfInformationW").empty());
 }
 
-TEST(ReadInfIdentity, RefusesOriginalNamesThatAreNoFileNames) {
+TEST(ReadInfIdentity, RefusesOriginalNamesThatAreNotFileNames) {
   const std::u16string longest(259, u'x');
   EXPECT_TRUE(ReadPublished(PublishedMachine(longest, longest)));
   EXPECT_FALSE(ReadPublished(PublishedMachine(u"", u"vorn_audio.cat")));
@@ -125,7 +125,7 @@ TEST(ReadInfIdentity, RefusesInformationThatIsTooShortOrNotBroughtBack) {
   EXPECT_FALSE(ReadsPublishedWith(fault)) << "no information";
 }
 
-TEST(ReadInfIdentity, TakesInformationOfUpTo1MiB) {
+TEST(ReadInfIdentity, AcceptsInformationOfUpTo1MiB) {
   // The information block holds the version section: grow that until the block is as large as it
   // may be, then by one character more.
   const auto published = [](std::size_t characters) {

@@ -18,7 +18,7 @@ using namespace tests;
 constexpr char16_t kNotAuthenticated[] = u"live published OEM INF could not be authenticated";
 constexpr char16_t kDifferent[] = u"live root is bound to a different signed INF package";
 
-TEST(IsPublishedOemInfName, TakesOemDigitsInf) {
+TEST(IsPublishedOemInfName, AcceptsOemDigitsInf) {
   for (const char16_t* name : {u"oem0.inf", u"OEM12.INF", u"Oem3.Inf", u"oem007.inf",
                                u"oem99999999999999999999999999.inf"}) {
     EXPECT_TRUE(IsPublishedOemInfName(name)) << std::string(name, name + 8);
@@ -70,7 +70,7 @@ TEST(CompareBoundIdentity, GivesTheFirstReasonThatApplies) {
 
 // ------------------------------------------------------------------------------------------------
 
-/// The package is published as oem3.inf and bound.
+/// A machine on which the package is published as oem3.inf.
 Machine BoundMachine() {
   Machine machine = BareMachine();
   Publish(machine, u"oem3.inf", SoundInf());
@@ -126,7 +126,7 @@ TEST(AuthenticatePublishedPackage, NeverTouchesTheInfFolderOfAWrongService) {
   EXPECT_TRUE(answer.calls.empty());
 }
 
-TEST(AuthenticatePublishedPackage, RefusesAnUnsafePublishedNameUntouched) {
+TEST(AuthenticatePublishedPackage, RefusesAnUnsafePublishedNameWithoutAnyCall) {
   for (const char16_t* name :
        {u"", u"vorn_audio.inf", u"..\\INF\\oem3.inf", u"C:\\Windows\\INF\\oem3.inf"}) {
     LiveRoot root = BoundRoot();
@@ -144,7 +144,7 @@ TEST(AuthenticatePublishedPackage, NeedsTheWindowsFolder) {
             u"Windows INF directory could not be resolved");
 }
 
-TEST(AuthenticatePublishedPackage, TakesAWindowsFolderOfUpTo32767Units) {
+TEST(AuthenticatePublishedPackage, AcceptsAWindowsFolderOfUpTo32767Units) {
   constexpr char16_t kUnresolved[] = u"Windows INF directory could not be resolved";
   Machine machine = BoundMachine();
   machine.files.windowsFolder = u"C:\\" + std::u16string(32764, u'x');
@@ -172,7 +172,7 @@ TEST(AuthenticatePublishedPackage, RefusesAnotherDateOrVersion) {
   DriverIdentity expected = Expected();
   expected.date = u"08/11/2026";
   EXPECT_EQ(Authenticate(BoundMachine(), expected).result.reason, kDifferent);
-  // The platform's word for the version and the INF's own can differ.
+  // The version that the platform reports can differ from the one in the INF.
   expected = Expected();
   expected.version = u"26.8.10.6";
   LiveRoot root = BoundRoot();
@@ -215,7 +215,7 @@ TEST(AuthenticatePublishedPackage, FailsWhenThePublishedInfIsGone) {
   EXPECT_EQ(answer.errorOutput, u"");
 }
 
-TEST(AuthenticatePublishedPackage, LetsTheReaderSayWhyAnInfIsNone) {
+TEST(AuthenticatePublishedPackage, LeavesItToTheReaderToReportAnInfWithoutDriverVer) {
   Machine machine = BoundMachine();
   PutFile(machine.files, u"C:\\Windows\\INF\\oem3.inf", InfWith("DriverVer", "DriverVersion"));
   const Answer answer = Authenticate(machine);

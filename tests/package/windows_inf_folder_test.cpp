@@ -22,7 +22,7 @@ TEST(WindowsFolder, IsAsThePlatformNamesIt) {
   EXPECT_EQ(ReadFolderOf(u"C:\\Windows"), u"C:\\Windows");
 }
 
-TEST(WindowsFolder, IsNothingWhenThePlatformDoesNotSay) {
+TEST(WindowsFolder, IsNothingWhenTheCallFails) {
   Fault fault;
   fault.call = "GetWindowsDirectoryW";
   EXPECT_FALSE(ReadFolderOf(u"C:\\Windows", {fault}));

@@ -169,6 +169,20 @@ TEST_F(EndpointRecords, WhoseMarkerReadsWithAnErrorAreUnknownUnlessItIsMissingOr
   }
 }
 
+TEST_F(EndpointRecords, WhoseMarkerIsReadWithAnErrorAreNotOursWhateverWasRead) {
+  AddRecord(kOurs);
+  for (const std::uint32_t error : {2U, 5U, 234U}) {
+    SCOPED_TRACE(error);
+    process.callCounts.clear();
+    process.faults = {FailingCall("RegGetValueW", error)};
+    process.faults[0].kind = FaultKind::FailAfterEffect;
+    const auto result = Clean();
+    EXPECT_EQ(result.removed, Paths{});
+    EXPECT_EQ(result.unreadable, error == 5 ? Paths{kOurs} : Paths{});
+    EXPECT_TRUE(Exists(kOurs));
+  }
+}
+
 // ------------------------------------------------------------------------------------------------
 // Listing.
 
@@ -201,7 +215,7 @@ TEST_F(EndpointRecords, AreAllListedWhenAFlowIsMissing) {
 }
 
 TEST_F(EndpointRecords, AreNotAllListedWhenAFlowCannotBeOpened) {
-  for (const std::uint32_t error : {5U, 6U, 161U, 1009U, 1018U, 1450U}) {
+  for (const std::uint32_t error : {3U, 5U, 6U, 161U, 1009U, 1018U, 1450U}) {
     SCOPED_TRACE(error);
     AddRecord(kOurs);
     AddRecord(u"Capture\\{b}");
@@ -256,9 +270,10 @@ TEST_F(EndpointRecords, MayHaveNamesAsLongAsKeysCan) {
 TEST_F(EndpointRecords, ThatAreNotPresentAreNotWaitedFor) {
   AddRecord(u"Render\\{a}");
   AddRecord(u"Render\\{b}", 1, 0x1000'0004);
-  EXPECT_EQ(Clean().removed.size(), 2U);
+  AddRecord(u"Render\\{c}", 2, 0x14);
+  EXPECT_EQ(Clean().removed.size(), 3U);
   EXPECT_EQ(CountOf("Sleep"), 0U);
-  EXPECT_EQ(StateReads(), 2U);
+  EXPECT_EQ(StateReads(), 3U);
 }
 
 TEST_F(EndpointRecords, AreNotWaitedForWhenThereAreNone) {
@@ -270,7 +285,7 @@ TEST_F(EndpointRecords, AreNotWaitedForWhenThereAreNone) {
 }
 
 TEST_F(EndpointRecords, ThatStayActiveAreDeletedAfterTheBudget) {
-  for (const std::uint32_t state : {1U, 2U, 8U, 0U, 5U, 0x1000'0001U}) {
+  for (const std::uint32_t state : {1U, 2U, 8U, 0U, 5U, 12U, 0x1000'0001U}) {
     SCOPED_TRACE(state);
     AddRecord(kOurs, 0, state);
     EXPECT_EQ(Clean().removed, Paths{kOurs});
@@ -280,7 +295,7 @@ TEST_F(EndpointRecords, ThatStayActiveAreDeletedAfterTheBudget) {
   for (const auto& sleep : tests::CallsOf(process, "Sleep")) {
     EXPECT_EQ(sleep.Argument("milliseconds"), "250");
   }
-  EXPECT_EQ(CountOf("Sleep"), 6 * 40U);
+  EXPECT_EQ(CountOf("Sleep"), 7 * 40U);
 }
 
 TEST_F(EndpointRecords, AreDeletedAsSoonAsTheyAreIdle) {
@@ -322,6 +337,54 @@ TEST_F(EndpointRecords, WhoseStateCannotBeReadAreNotWaitedFor) {
   EXPECT_EQ(CountOf("Sleep"), 0U);
 }
 
+TEST_F(EndpointRecords, WhoseStateIsReadWithAnErrorAreNotWaitedForWhateverWasRead) {
+  AddRecord(kOurs, 0, 1);
+  for (const std::uint32_t error : {2U, 5U, 1630U}) {
+    SCOPED_TRACE(error);
+    AddRecord(kOurs, 0, 1);
+    process.callCounts.clear();
+    process.faults = {FailingCall("RegGetValueW", error, 2)};
+    process.faults[0].kind = FaultKind::FailAfterEffect;
+    EXPECT_EQ(Clean().removed, Paths{kOurs});
+    EXPECT_EQ(CountOf("Sleep"), 0U);
+  }
+}
+
+TEST_F(EndpointRecords, AreWaitedForFromTheEndOfTheirListing) {
+  AddRecord(kOurs, 0, 1);
+  Fault slow;
+  slow.call = "RegGetValueW";  // the marker's
+  slow.kind = FaultKind::TakeTime;
+  slow.amount = 9'000;
+  process.faults = {slow};
+  EXPECT_EQ(Clean().removed, Paths{kOurs});
+  EXPECT_EQ(Waited(), 19'000U);
+}
+
+TEST_F(EndpointRecords, AreWaitedForNoLongerWhenReadingTheirStateTookTheBudget) {
+  AddRecord(kOurs, 0, 1);
+  Fault slow;
+  slow.call = "RegGetValueW";
+  slow.first = slow.last = 2;  // the state's
+  slow.kind = FaultKind::TakeTime;
+  slow.amount = kBudgetMs;
+  process.faults = {slow};
+  EXPECT_EQ(Clean().removed, Paths{kOurs});
+  EXPECT_EQ(CountOf("Sleep"), 0U);
+}
+
+TEST_F(EndpointRecords, AreWaitedForAsLongHoweverLongTheMachineIsUp) {
+  for (const std::uint64_t start :
+       {(std::uint64_t{1} << 32) - kBudgetMs, (std::uint64_t{1} << 32) - 4'000,
+        (std::uint64_t{1} << 32) - 1, std::uint64_t{1} << 32, (std::uint64_t{1} << 63) - 4'000}) {
+    SCOPED_TRACE(start);
+    AddRecord(kOurs, 0, 1);
+    machine.clock.tick = start;
+    EXPECT_EQ(Clean().removed, Paths{kOurs});
+    EXPECT_EQ(Waited(), kBudgetMs);
+  }
+}
+
 TEST_F(EndpointRecords, AreAskedForTheirStateAsANumberOnly) {
   AddRecord(kOurs);
   Clean();
@@ -351,7 +414,7 @@ TEST_F(EndpointRecords, ThatCannotBeDeletedAreRetainedWithTheError) {
   AddRecord(u"Render\\{c}", 2);
   KeyAt(u"Render\\{a}").openError = 1450;
   KeyAt(u"Render\\{c}").deleteStatus = platform::STATUS_ACCESS_DENIED;
-  // The marker is read below the key, which must still open for that.
+  // Reading the marker goes through the key, which must still open for that.
   process.faults = {
       ChangeBefore("RegGetValueW", 1, [this](Machine&) { KeyAt(u"Render\\{a}").openError = 0; }),
       ChangeBefore("RegOpenKeyExW", 3,
@@ -386,7 +449,7 @@ TEST_F(EndpointRecords, PrintNothing) {
   EXPECT_TRUE(process.console.empty());
 }
 
-TEST_F(EndpointRecords, OfOthersStayWhateverCallFails) {
+TEST_F(EndpointRecords, OfOthersStayWhicheverCallFails) {
   AddRecord(u"Render\\{a}", 0, 1);
   AddRecord(u"Capture\\{b}", 9);
   AddRecord(u"Render\\{tenth}", 10);
@@ -414,7 +477,7 @@ TEST_F(EndpointRecords, OfOthersStayWhateverCallFails) {
     for (std::uint32_t nth = 1; nth <= calls.size(); ++nth) {
       const std::string& name = calls[nth - 1].name;
       if (name == "RegCloseKey" || name == "CloseHandle") continue;
-      // A call that fails although it has opened something keeps it to itself.
+      // A call that fails after it has opened something does not give it away.
       if (kind == FaultKind::FailAfterEffect && name == "OpenProcessToken") continue;
       SCOPED_TRACE(std::to_string(nth) + ": " + name);
       machine = start;

@@ -14,8 +14,8 @@ namespace {
 using namespace platform::simulated;
 using namespace tests;
 
-/// The machine with fewer records than it has, so that the runs are short; a copy of the package
-/// and an earlier version beside it.
+/// The machine with one record only, so that the runs are short, and with a copy of the package and
+/// another build of it.
 Machine Prepared(Machine machine) {
   std::size_t kept = 0;
   for (const std::u16string& record : OwnedRecords(machine)) {
@@ -29,8 +29,8 @@ Machine Prepared(Machine machine) {
   return machine;
 }
 
-/// Whether a call only gives something back, so that what it leaves open is not the program's
-/// doing.
+/// Whether a call only gives something back: what stays open when it fails is not the program's
+/// fault.
 bool GivesBack(const std::string& call) {
   for (const auto name :
        {"CloseHandle", "RegCloseKey", "SetupCloseInfFile", "fclose", "SetupDiDestroyDeviceInfoList",

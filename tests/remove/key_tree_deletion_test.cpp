@@ -40,7 +40,7 @@ class KeyTreeDeletion : public tests::RegistryWorld {
   Texts Opened() const { return ArgumentsOf("RegOpenKeyExW", "subkey"); }
 };
 
-TEST_F(KeyTreeDeletion, TakesAKeyWithEverythingBelowIt) {
+TEST_F(KeyTreeDeletion, RemovesAKeyWithEverythingBelowIt) {
   Make(u"tree\\a\\b");
   Make(u"tree\\c");
   Make(u"beside");
@@ -51,7 +51,7 @@ TEST_F(KeyTreeDeletion, TakesAKeyWithEverythingBelowIt) {
   EXPECT_EQ(CountOf("NtDeleteKey"), 4U);
 }
 
-TEST_F(KeyTreeDeletion, TakesADeepTree) {
+TEST_F(KeyTreeDeletion, RemovesADeepTree) {
   std::u16string path = u"tree";
   for (int level = 0; level < 200; ++level)
     path += u"\\k";
@@ -60,7 +60,7 @@ TEST_F(KeyTreeDeletion, TakesADeepTree) {
   EXPECT_FALSE(Exists(u"tree"));
 }
 
-TEST_F(KeyTreeDeletion, TakesABroadTree) {
+TEST_F(KeyTreeDeletion, RemovesABroadTree) {
   for (int i = 0; i < 300; ++i)
     Make(u"tree\\" + std::u16string(1, static_cast<char16_t>(0x4E00 + i)));
   EXPECT_EQ(Delete(), 0U);
@@ -75,7 +75,7 @@ TEST_F(KeyTreeDeletion, OpensKeysForListingAndDeletionInThe64BitView) {
   EXPECT_EQ(CountOf("OpenProcessToken"), 0U) << "no privilege is used that is not needed";
 }
 
-TEST_F(KeyTreeDeletion, OfAMissingKeyIsDone) {
+TEST_F(KeyTreeDeletion, OfAMissingKeySucceeds) {
   EXPECT_EQ(Delete(), 0U);
   EXPECT_EQ(CountOf("NtDeleteKey"), 0U);
 }
@@ -83,21 +83,21 @@ TEST_F(KeyTreeDeletion, OfAMissingKeyIsDone) {
 // ------------------------------------------------------------------------------------------------
 // Order.
 
-TEST_F(KeyTreeDeletion, TakesPropertiesLast) {
+TEST_F(KeyTreeDeletion, RemovesPropertiesLast) {
   for (const auto name : {u"Alpha", u"Properties", u"Queue", u"Zeta"})
     Make(u"tree\\" + std::u16string(name));
   Delete();
   EXPECT_EQ(Opened(), (Texts{"tree", "Alpha", "Queue", "Zeta", "Properties"}));
 }
 
-TEST_F(KeyTreeDeletion, TakesPropertiesLastWhateverTheirCase) {
+TEST_F(KeyTreeDeletion, RemovesPropertiesLastWhateverTheirCase) {
   for (const auto name : {u"a", u"pROPERTIES", u"q", u"Properties2"})
     Make(u"tree\\" + std::u16string(name));
   Delete();
   EXPECT_EQ(Opened(), (Texts{"tree", "a", "Properties2", "q", "pROPERTIES"}));
 }
 
-TEST_F(KeyTreeDeletion, TakesPropertiesLastAtEachLevel) {
+TEST_F(KeyTreeDeletion, RemovesPropertiesLastAtEachLevel) {
   Make(u"tree\\Properties\\Properties");
   Make(u"tree\\Properties\\x");
   Make(u"tree\\x\\Properties");
@@ -127,7 +127,17 @@ TEST_F(KeyTreeDeletion, DeletesNothingOfAKeyThatCannotAllBeListed) {
   EXPECT_TRUE(Exists(u"tree\\a"));
 }
 
-TEST_F(KeyTreeDeletion, PassesOnThatALowerKeyCouldNotBeListed) {
+TEST_F(KeyTreeDeletion, DeletesNothingOfAKeyWhoseListingEndsWithAnotherError) {
+  Make(u"tree\\a");
+  for (const std::uint32_t error : {2U, 3U, 5U, 234U, 1018U}) {
+    SCOPED_TRACE(error);
+    process.faults = {FailingCall("RegEnumKeyExW", error, 2)};
+    EXPECT_EQ(Delete(), 1012U);
+    EXPECT_TRUE(Exists(u"tree\\a"));
+  }
+}
+
+TEST_F(KeyTreeDeletion, ReturnsTheErrorOfALowerKeyThatCannotBeListed) {
   Make(u"tree\\a");
   KeyAt(u"tree\\a").listError = 5;
   EXPECT_EQ(Delete(), 1012U);
@@ -137,9 +147,9 @@ TEST_F(KeyTreeDeletion, PassesOnThatALowerKeyCouldNotBeListed) {
 // ------------------------------------------------------------------------------------------------
 // Opening.
 
-TEST_F(KeyTreeDeletion, PassesOnWhyAKeyCannotBeOpened) {
+TEST_F(KeyTreeDeletion, ReturnsTheErrorOfAKeyThatCannotBeOpened) {
   Make(u"tree");
-  for (const std::uint32_t error : {6U, 87U, 161U, 1009U, 1018U, 1450U}) {
+  for (const std::uint32_t error : {3U, 6U, 19U, 32U, 87U, 161U, 1009U, 1018U, 1450U}) {
     SCOPED_TRACE(error);
     process.faults = {FailingCall("RegOpenKeyExW", error)};
     EXPECT_EQ(Delete(), error);
@@ -228,7 +238,7 @@ TEST_F(KeyTreeDeletion, EnablesEachPrivilegeOnItsOwn) {
   }
 }
 
-TEST_F(KeyTreeDeletion, OfAKeyThatVanishesBetweenBothOpensIsDone) {
+TEST_F(KeyTreeDeletion, OfAKeyThatVanishesBetweenTheTwoOpensSucceeds) {
   Make(u"tree");
   Secure(u"tree", kReadOnlySddl);
   process.faults = {ChangeBefore(
@@ -271,7 +281,7 @@ TEST_F(KeyTreeDeletion, TurnsTheStatusIntoAnErrorCode) {
   }
 }
 
-TEST_F(KeyTreeDeletion, KeepsAKeyThatGotASubkeyMeanwhile) {
+TEST_F(KeyTreeDeletion, KeepsAKeyThatHasGainedASubkey) {
   Make(u"tree");
   process.faults = {ChangeBefore("NtDeleteKey", 1, [this](Machine&) { Make(u"tree\\new"); })};
   EXPECT_EQ(Delete(), 5U);
@@ -283,7 +293,7 @@ TEST_F(KeyTreeDeletion, ClosesEachKeyThatItOpened) {
   Make(u"tree\\b");
   KeyAt(u"tree\\b").deleteStatus = platform::STATUS_ACCESS_DENIED;
   Delete();
-  // The parent's own handle is the test's.
+  // One more than was opened: the parent's handle is the test's own.
   EXPECT_EQ(CountOf("RegCloseKey"), CountOf("RegOpenKeyExW") + 1);
 }
 

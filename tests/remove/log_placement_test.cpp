@@ -35,7 +35,8 @@ class LogPlacement : public tests::DeviceWorld {
     PutFile(machine.files, kTarget, "theirs\r\n");
   }
 
-  // The log holds its folders; the fixture's check of what is left open comes before members go.
+  // The log holds its folders, and the fixture checks what is left open before members are
+  // destroyed.
   void TearDown() override {
     log.reset();
     DeviceWorld::TearDown();
@@ -122,7 +123,7 @@ TEST_F(LogPlacement, CanBeInTheRootOfADrive) {
             "\xEF\xBB\xBF[2026-03-04 05:06:07.089] remove: message\r\n");
 }
 
-TEST_F(LogPlacement, DoesNotKnowThePlaceOfAnEarlierRun) {
+TEST_F(LogPlacement, IsNotThatOfAnEarlierRun) {
   Place(kSampleInf);
   Place(u"vorn_audio.inf");
   EXPECT_FALSE(LogsAMessage());
@@ -209,7 +210,7 @@ TEST_F(LogPlacement, DoesNotWriteToAFileThatHasASecondName) {
   EXPECT_EQ(TextOf(kTarget), "theirs\r\n");
 }
 
-TEST_F(LogPlacement, DoesNotWriteToWhatIsNoFileOnADisk) {
+TEST_F(LogPlacement, DoesNotWriteToWhatIsNotAFileOnADisk) {
   PutFile(machine.files, kSampleLog, "");
   NodeAt(machine.files, kSampleLog).reportedType = platform::FILE_TYPE_DISK + 1;
   Place(kSampleInf);
@@ -265,6 +266,18 @@ TEST_F(LogPlacement, IsGivenUpWhereTheFolderCannotBeMade) {
   }
 }
 
+TEST_F(LogPlacement, IsGivenUpInAFolderThatExistsButDoesNotSaySo) {
+  MakeFolder(machine.files, kSampleLogFolder);
+  for (const std::uint32_t error : {2U, 3U, 5U, 19U, 32U, 80U, 112U}) {
+    SCOPED_TRACE(error);
+    process.callCounts.clear();
+    process.faults = {FailingCall("CreateDirectoryW", error)};
+    Place(kSampleInf);
+    EXPECT_FALSE(LogsAMessage());
+    EXPECT_TRUE(ListFolder(machine.files, kSampleLogFolder).empty());
+  }
+}
+
 TEST_F(LogPlacement, IsGivenUpInAFolderThatDeniesNewFiles) {
   MakeFolder(machine.files, kSampleLogFolder);
   NodeAt(machine.files, kSampleLogFolder).security =
@@ -283,7 +296,7 @@ TEST_F(LogPlacement, IsGivenUpOnADriveThatIsNoDisk) {
 }
 
 // ------------------------------------------------------------------------------------------------
-// The place stays what it was found to be.
+// The place cannot change afterwards.
 
 TEST_F(LogPlacement, HoldsItsFoldersUntilTheLogEnds) {
   Place(kSampleInf);
@@ -344,7 +357,7 @@ TEST_F(LogPlacement, ProvesTheFileAnewForEachMessage) {
   EXPECT_TRUE(LogsAMessage());
 }
 
-TEST_F(LogPlacement, NeverWritesElsewhereWhateverCallFails) {
+TEST_F(LogPlacement, NeverWritesElsewhereWhicheverCallFails) {
   const Machine start = machine;
   Place(kSampleInf);
   log->LogRemoval(u"message");
@@ -352,7 +365,7 @@ TEST_F(LogPlacement, NeverWritesElsewhereWhateverCallFails) {
   const std::vector<CallRecord> calls = process.calls;
   for (std::uint32_t nth = 1; nth <= calls.size(); ++nth) {
     const std::string& name = calls[nth - 1].name;
-    // What cannot be closed stays open; what the console does is not looked at here.
+    // What cannot be closed stays open; the console is of no interest here.
     if (name == "CloseHandle" || tests::IsPrinting(name) || name == "fclose") continue;
     SCOPED_TRACE(std::to_string(nth) + ": " + name);
     machine = start;

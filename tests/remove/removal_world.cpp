@@ -19,7 +19,7 @@ std::u16string FullPath(const std::u16string& record) {
   return kEndpointRecordsPath + (u"\\" + record);
 }
 
-/// The keys of a record, as they are but for the state, which Windows keeps up to date.
+/// The keys of a record, without its state, which Windows keeps up to date.
 std::vector<Key> KeysOf(const Registry& registry, KeyId id) {
   std::vector<Key> keys = {registry.keys.at(id)};
   std::erase_if(keys.front().values,

@@ -32,8 +32,8 @@ std::string RemovalLogText(const platform::simulated::Machine& machine);
 void CopyPackage(platform::simulated::Machine& machine, std::u16string_view published,
                  std::u16string_view copy);
 
-/// What is wrong with a machine after a run that started from `before`, whatever became of the run;
-/// nothing when all is as it must be.
+/// What is wrong with a machine after a run that started from `before`, however the run ended;
+/// empty when nothing is.
 std::vector<std::string> BrokenPromises(const platform::simulated::Machine& before,
                                         const platform::simulated::Machine& after);
 

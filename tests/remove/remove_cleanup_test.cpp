@@ -24,7 +24,7 @@ TEST_F(RemoveCommand, RemovesEveryCopyInTheOrderOfItsName) {
   EXPECT_EQ(lines.back(), OkLine(1, 2, 20));
 }
 
-TEST_F(RemoveCommand, KeepsEveryCopyForOneThatIsDoubtful) {
+TEST_F(RemoveCommand, KeepsEveryCopyBecauseOfOneThatIsDoubtful) {
   CopyPackage(machine, u"oem3.inf", u"oem12.inf");
   machine.store.Find(u"oem3.inf")->originalCatalog = u"other.cat";
   const RunResult result = Run();
@@ -127,6 +127,10 @@ TEST_F(RemoveCommandRecords, AreReportedInTheirOrderAndChangeNoResult) {
           "endpoint history may remain"));
   expected.push_back(OkLine(1, 1, 6, 2));
   EXPECT_EQ(ConsoleOf(result), expected);
+  EXPECT_EQ(RemovalLogText(machine),
+            "[2026-03-04 05:06:07.089] remove: quiesced all endpoints of ROOT\\MEDIA\\0000\r\n"
+            "[2026-03-04 05:06:07.089] remove: query-remove succeeded on attempt 1 after 0 ms\r\n")
+      << "warnings and the success are not logged";
 }
 
 TEST_F(RemoveCommandRecords, AreAllRetainedWithoutThePrivileges) {

@@ -1,7 +1,13 @@
 #include "base/text.h"
+#include "platform/simulated/endpoint_builder.h"
+#include "platform/simulated/native_values.h"
 #include "remove_run.h"
 #include "tests/support/machine_view.h"
 #include "tests/support/sample.h"
+
+#include <algorithm>
+#include <string>
+#include <vector>
 
 namespace vorn {
 namespace {
@@ -59,6 +65,59 @@ TEST_F(RemoveCommand, RemovesEveryRootOfAMachineWithSeveral) {
   EXPECT_FALSE(result.Called("CM_Query_And_Remove_SubTreeW"));
 }
 
+TEST_F(RemoveCommand, CountsRootsPackagesAndRecordsSeparately) {
+  machine = DuplicatesMachine();
+  CopyPackage(machine, u"oem3.inf", u"oem12.inf");
+  const std::u16string record = kEndpointRecordsPath + (u"\\" + OwnedRecords(machine)[4]);
+  machine.registry.keys.at(*FindKey(machine.registry, record)).deleteStatus =
+      platform::STATUS_ACCESS_DENIED;
+  const RunResult result = Run();
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(ConsoleOf(result).back(), OkLine(3, 2, 19, 1));
+}
+
+TEST_F(RemoveCommand, GoesThroughItsStepsInOrder) {
+  const RunResult result = Run();
+  // The first call of each step; the live root is found before the log gets its folder.
+  const std::vector<std::string> steps = {"SetupDiGetClassDevsW",
+                                          "CreateDirectoryW",
+                                          "DeviceIoControl",
+                                          "CM_Query_And_Remove_SubTreeW",
+                                          "SetupDiCallClassInstaller",
+                                          "SetupUninstallOEMInfW",
+                                          "NtDeleteKey"};
+  // The private copy of the INF has a folder, too: the steps begin with the live root.
+  auto from = std::find_if(result.calls.begin(), result.calls.end(), [](const CallRecord& call) {
+    return call.name == "SetupDiGetClassDevsW";
+  });
+  std::vector<std::string> order;
+  for (; from != result.calls.end(); ++from) {
+    const bool step = std::find(steps.begin(), steps.end(), from->name) != steps.end();
+    const bool known = std::find(order.begin(), order.end(), from->name) != order.end();
+    if (step && !known) order.push_back(from->name);
+  }
+  EXPECT_EQ(order, steps);
+}
+
+TEST_F(RemoveCommand, SkipsADeviceWhoseHardwareIdsCannotBeRead) {
+  machine = DuplicatesMachine();
+  // The second list is the one that is removed by: the first read after it is the one to fail.
+  std::uint32_t reads = 0;
+  const RunResult dry = [this] {
+    Machine copy = machine;
+    return Remove(copy);
+  }();
+  std::size_t lists = 0;
+  for (const CallRecord& call : dry.calls) {
+    if (call.name == "SetupDiGetClassDevsW") ++lists;
+    if (call.name == "SetupDiGetDeviceRegistryPropertyW" && lists < 2) ++reads;
+  }
+  const RunResult result = Run({FailingCall("SetupDiGetDeviceRegistryPropertyW", 13, reads + 1)});
+  EXPECT_EQ(result.status, 13);
+  EXPECT_EQ(ConsoleOf(result), Console{Remain("REMOVE_FAILED", 1)});
+  EXPECT_EQ(InstalledRootIds(machine), std::vector<std::u16string>{kRootId});
+}
+
 TEST_F(RemoveCommand, RemovesARootThatIsNotStartedWithoutAskingIt) {
   machine = DisabledMachine();
   const RunResult result = Run();
@@ -87,7 +146,7 @@ TEST_F(RemoveCommand, FindsItsRootsByAnyOfTheirHardwareIdsInAnyCase) {
   EXPECT_NE(machine.devices.Find(u"ROOT\\MEDIA\\0008"), nullptr);
 }
 
-TEST_F(RemoveCommand, TakesTheCommandInAnyCaseAndOneArgument) {
+TEST_F(RemoveCommand, AcceptsItsNameInAnyCaseAndOneArgument) {
   Machine first = machine;
   EXPECT_EQ(RunCommand(first, {u"REMOVE", kSampleInf}).status, 0);
   const RunResult extra = RunCommand(machine, {u"remove", kSampleInf, u"more"});
@@ -125,7 +184,7 @@ TEST_F(RemoveCommand, TouchesNothingWithoutADriverVersion) {
   EXPECT_FALSE(result.Called("CreateDirectoryW"));
 }
 
-TEST_F(RemoveCommand, TouchesNothingWithThePackageOfSomebodyElse) {
+TEST_F(RemoveCommand, TouchesNothingWhenGivenAnotherPackage) {
   PackageRecipe recipe;
   recipe.providerName = u"VORN Audio GmbH";
   WritePackage(machine.files, u"C:\\pkg\\driver", recipe);
@@ -189,7 +248,7 @@ TEST_F(RemoveCommand, HoldsTheFoldersOfItsLogWhileItRuns) {
   EXPECT_EQ(CountOwnOpens(machine.files), 0U);
 }
 
-TEST_F(RemoveCommand, DoesNotFailForItsLog) {
+TEST_F(RemoveCommand, DoesNotFailBecauseOfItsLog) {
   MakeFolder(machine.files, u"C:\\elsewhere");
   PutLink(machine.files, kSampleLogFolder, ReparseKind::Junction, u"C:\\elsewhere", true);
   const RunResult result = Run();

@@ -65,7 +65,7 @@ class RemoveCommand : public ::testing::Test {
     RunOptions options;
     options.faults = std::move(faults);
     options.token = token;
-    // The checkers know the log of the default place only.
+    // The checkers know only the log in its default place.
     RunResult result = infPath == kSampleInf
                            ? RunJudged(machine, Command::Remove, {u"remove", infPath}, options)
                            : Remove(machine, options, infPath);
@@ -79,7 +79,20 @@ class RemoveCommand : public ::testing::Test {
     return *machine.devices.Find(id);
   }
 
-  /// The records as well as the packages are what they were.
+  /// A fault that ends the nth list of devices of a run with another error than its end.
+  platform::simulated::Fault LastEnumerationFails(std::size_t nthList) const {
+    platform::simulated::Machine copy = machine;
+    std::uint32_t enumerated = 0;
+    std::size_t lists = 0;
+    for (const auto& call : Remove(copy).calls) {
+      if (call.name == "SetupDiGetClassDevsW") ++lists;
+      if (lists > nthList) break;
+      if (call.name == "SetupDiEnumDeviceInfo") ++enumerated;
+    }
+    return FailingCall("SetupDiEnumDeviceInfo", 13, enumerated);
+  }
+
+  /// Checks that records and packages are what they were.
   void ExpectNothingCleaned() const {
     EXPECT_EQ(machine.store, before.store);
     EXPECT_EQ(OwnedRecords(machine), OwnedRecords(before));

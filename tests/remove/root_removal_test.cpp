@@ -100,7 +100,7 @@ TEST_F(RemoveCommand, ShowsTheEndpointsAgainWithoutAListOfRoots) {
   EXPECT_TRUE(Root().hidden.empty());
 }
 
-TEST_F(RemoveCommand, SaysThatTheEndpointsOfADeviceThatLetGoCannotBeShown) {
+TEST_F(RemoveCommand, ReportsThatTheEndpointsOfADeviceThatLetGoCannotBeShown) {
   const RunResult result = Run({FailingCall("SetupDiGetClassDevsW", 8, 3)});
   EXPECT_EQ(result.status, 3);
   const Console lines = ConsoleOf(result);
@@ -173,19 +173,57 @@ TEST_F(RemoveCommand, ShowsTheEndpointsAgainAfterAFailedRemoval) {
   EXPECT_TRUE(Root().hidden.empty());
 }
 
+TEST_F(RemoveCommand, FailsAfterAFailedRemovalThatLeavesNoRootEvenIfARestartIsNeeded) {
+  machine = DuplicatesMachine();
+  Root(kRootId).temper.removeNeedsRestart = true;
+  Fault fault = FailingCall("SetupDiCallClassInstaller", 31, 2);
+  fault.kind = FaultKind::FailAfterEffect;
+  const RunResult result = Run({fault});
+  EXPECT_EQ(result.status, 13);
+  EXPECT_EQ(
+      ConsoleOf(result),
+      (Console{Err("vorn_devnode: SetupDiCallClassInstaller(DIF_REMOVE) failed (error 0x0000001F)"),
+               Partial(0)}));
+  EXPECT_TRUE(InstalledRootIds(machine).empty());
+  ExpectNothingCleaned();
+}
+
+TEST_F(RemoveCommand, FailsWhenTheRootsCannotAllBeSeenEvenIfARestartIsNeeded) {
+  machine = DuplicatesMachine();
+  Root(kRootId).temper.removeNeedsRestart = true;
+  const RunResult result = Run({LastEnumerationFails(2)});
+  EXPECT_EQ(result.status, 13);
+  EXPECT_EQ(ConsoleOf(result), Console{Partial(0)});
+  ExpectNothingCleaned();
+}
+
+TEST_F(RemoveCommand, ShowsTheEndpointsAgainWhenTheRootsCannotAllBeSeen) {
+  Root().temper.queryRemoveResult = platform::CR_ACCESS_DENIED;
+  Root().temper.removeKeepsNodeUntilRestart = true;
+  const RunResult result = Run({LastEnumerationFails(3)});
+  EXPECT_EQ(result.status, 13);
+  EXPECT_EQ(ConsoleOf(result).back(), Partial(1));
+  EXPECT_EQ(Shown(result), 20U);
+  EXPECT_TRUE(Root().hidden.empty());
+}
+
+TEST_F(RemoveCommand, ShowsTheEndpointsAgainWhenTheRootsCannotBeCounted) {
+  Root().temper.queryRemoveResult = platform::CR_ACCESS_DENIED;
+  Root().temper.removeNeedsRestart = true;
+  Root().temper.removeKeepsNodeUntilRestart = true;
+  // All 60 counts fail; the interfaces are listed again after them.
+  Fault fault = FailingCall("SetupDiGetClassDevsW", 8, 4);
+  fault.last = 63;
+  const RunResult result = Run({fault});
+  EXPECT_EQ(result.status, 13);
+  EXPECT_EQ(ConsoleOf(result).back(), Partial(-1));
+  EXPECT_EQ(Shown(result), 20U);
+  EXPECT_TRUE(Root().hidden.empty());
+}
+
 TEST_F(RemoveCommand, FailsWhenTheRootsCannotAllBeSeen) {
   machine = DuplicatesMachine();
-  // The second list of a run is the one that is removed by; its last enumeration is the one to
-  // fail.
-  Machine copy = machine;
-  std::uint32_t enumerated = 0;
-  std::size_t lists = 0;
-  for (const CallRecord& call : Remove(copy).calls) {
-    if (call.name == "SetupDiGetClassDevsW") ++lists;
-    if (lists > 2) break;
-    if (call.name == "SetupDiEnumDeviceInfo") ++enumerated;
-  }
-  const RunResult result = Run({FailingCall("SetupDiEnumDeviceInfo", 13, enumerated)});
+  const RunResult result = Run({LastEnumerationFails(2)});
   EXPECT_EQ(result.status, 13);
   EXPECT_EQ(ConsoleOf(result), Console{Partial(0)});
   EXPECT_TRUE(InstalledRootIds(machine).empty());
@@ -231,8 +269,49 @@ TEST_F(RemoveCommand, WaitsForADeviceThatTakesItsTime) {
     EXPECT_EQ(sleep.Argument("milliseconds"), "500");
 }
 
+TEST_F(RemoveCommand, WaitsFromTheLastRemovalOn) {
+  Root().temper.removeDelay = 20'000;
+  Fault slow;
+  slow.call = "SetupDiCallClassInstaller";
+  slow.kind = FaultKind::TakeTime;
+  slow.amount = 40'000;
+  const RunResult result = Run({slow});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(Took(), 60'000U);
+}
+
+TEST_F(RemoveCommand, CountsTheTimeOfACountAgainstItsWait) {
+  Root().temper.removeDelay = 40'000;
+  Fault slow;
+  slow.call = "SetupDiGetClassDevsW";
+  slow.first = slow.last = 4;
+  slow.kind = FaultKind::TakeTime;
+  slow.amount = 29'500;
+  const RunResult result = Run({slow});
+  EXPECT_EQ(result.status, 13);
+  EXPECT_EQ(Took(), 30'000U);
+  EXPECT_EQ(result.CallsOf("Sleep").size(), 1U);
+}
+
+TEST_F(RemoveCommand, WaitsAsLongHoweverLongTheMachineIsUp) {
+  const Machine installed = machine;
+  for (const std::uint64_t start :
+       {(std::uint64_t{1} << 32) - 30'001, (std::uint64_t{1} << 32) - 30'000,
+        (std::uint64_t{1} << 32) - 10'000, (std::uint64_t{1} << 32) - 1, std::uint64_t{1} << 32,
+        (std::uint64_t{1} << 63) - 10'000}) {
+    SCOPED_TRACE(start);
+    machine = installed;
+    machine.clock.tick = start;
+    Root().temper.removeDelay = 40'000;
+    const RunResult result = Run();
+    EXPECT_EQ(result.status, 13);
+    EXPECT_EQ(Took(), 30'000U);
+    EXPECT_EQ(result.CallsOf("Sleep").size(), 60U);
+  }
+}
+
 TEST_F(RemoveCommand, DoesNotLookAgainWhenTheTimeIsUp) {
-  // The device is gone with the last sleep, but the last count was before it.
+  // The device goes during the last sleep, after the last count.
   Root().temper.removeDelay = 30'000;
   const RunResult result = Run();
   EXPECT_EQ(result.status, 13);
@@ -250,6 +329,16 @@ TEST_F(RemoveCommand, FailsWhenARootRemains) {
             std::string::npos);
   EXPECT_EQ(Took(), 30'000U);
   ExpectNothingCleaned();
+}
+
+TEST_F(RemoveCommand, ShowsTheEndpointsAgainWhenARootRemains) {
+  Root().temper.queryRemoveResult = platform::CR_ACCESS_DENIED;
+  Root().temper.removeKeepsNodeUntilRestart = true;
+  const RunResult result = Run();
+  EXPECT_EQ(result.status, 13);
+  EXPECT_EQ(ConsoleOf(result).back(), Remain("REMOVE_FAILED", 1));
+  EXPECT_EQ(Shown(result), 20U);
+  EXPECT_TRUE(Root().hidden.empty());
 }
 
 TEST_F(RemoveCommand, AsksForARestartThatARemainingRootWaitsFor) {
@@ -276,7 +365,39 @@ TEST_F(RemoveCommand, LeavesPackageAndRecordsWhenARestartIsNeeded) {
   ExpectNothingCleaned();
 }
 
-TEST_F(RemoveCommand, TakesEitherFlagForTheNeedOfARestart) {
+/// Makes the count of the wait find no root, although the root is there and runs.
+std::vector<Fault> RootIsOverlookedByTheCount() {
+  const auto rename = [](std::u16string id) {
+    return [id](Machine& world) { world.devices.Find(kRootId)->hardwareIds = {id}; };
+  };
+  return {ChangeBefore("SetupDiGetClassDevsW", 4, rename(u"Root\\Other")),
+          ChangeBefore("SetupDiGetClassDevsW", 5, rename(kSampleHardwareId))};
+}
+
+TEST_F(RemoveCommand, ShowsTheEndpointsAgainWhenARestartIsNeeded) {
+  Root().temper.queryRemoveResult = platform::CR_ACCESS_DENIED;
+  Root().temper.removeNeedsRestart = true;
+  Root().temper.removeKeepsNodeUntilRestart = true;
+  const RunResult result = Run(RootIsOverlookedByTheCount());
+  EXPECT_EQ(result.status, 10);
+  EXPECT_EQ(ConsoleOf(result).back(), kPendingRestart);
+  EXPECT_EQ(Shown(result), 20U);
+  EXPECT_TRUE(Root().hidden.empty());
+  ExpectNothingCleaned();
+}
+
+TEST_F(RemoveCommand, ReportsThatTheEndpointsOfADeviceThatWaitsForARestartCannotBeShown) {
+  Root().temper.removeNeedsRestart = true;
+  const RunResult result = Run();
+  EXPECT_EQ(result.status, 10);
+  EXPECT_EQ(ConsoleOf(result),
+            (Console{kQuiesced, kLetGo, kPendingRestart,
+                     Err("vorn_devnode: driver quiesce could not open the device: no openable VORN "
+                         "interface on this root (control and KS both failed, last error "
+                         "0x00000002)")}));
+}
+
+TEST_F(RemoveCommand, AsksForARestartForEitherFlag) {
   for (const std::uint32_t flag : {platform::DI_NEEDRESTART, platform::DI_NEEDREBOOT}) {
     machine = DuplicatesMachine();
     Root(u"ROOT\\MEDIA\\0001").installFlags = flag;

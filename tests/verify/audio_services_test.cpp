@@ -51,7 +51,7 @@ TEST(LiveVerificationServices, AreStartedInEitherMode) {
   }
 }
 
-TEST(LiveVerificationServices, AreNoConcernWhenTheyCannotBeStarted) {
+TEST(LiveVerificationServices, MayFailToStart) {
   const std::pair<const char*, std::uint32_t> failures[] = {{"OpenSCManagerW", 1},
                                                             {"OpenServiceW", 1},
                                                             {"OpenServiceW", 2},
@@ -68,7 +68,7 @@ TEST(LiveVerificationServices, AreNoConcernWhenTheyCannotBeStarted) {
   }
 }
 
-TEST(LiveVerificationServices, AreTriedEachForItself) {
+TEST(LiveVerificationServices, AreTriedOneByOne) {
   Machine machine = InstalledMachine();
   const ActivationState state = FreshTarget(machine);
   machine.services.erase(u"AudioEndpointBuilder");

@@ -59,6 +59,12 @@ inline ConsoleLine NothingObservedLine(const std::string& rootReason, int presen
   return MissingLine(fields);
 }
 
+/// Disables every endpoint of the catalog, but none of the started children that stand for them.
+inline void DisableCatalogOnly(platform::simulated::Machine& machine) {
+  for (platform::simulated::AudioEndpoint& endpoint : machine.audio.endpoints)
+    endpoint.state = platform::DEVICE_STATE_DISABLED;
+}
+
 inline void ExpectNothingLeft(const EngineRun& run) {
   EXPECT_TRUE(run.openObjects.empty());
   EXPECT_EQ(run.apartments, 0);

@@ -18,7 +18,7 @@ using tests::EngineRun;
 using tests::RunEngine;
 using tests::UpdateTarget;
 
-/// An error that is a failure in every kind of code.
+/// An error that means failure in every kind of error code.
 constexpr auto kAnyError = static_cast<std::uint32_t>(platform::E_FAIL);
 
 Fault FailFrom(std::string call, std::uint32_t first, std::uint32_t last) {
@@ -69,7 +69,7 @@ TEST(LiveVerificationFaults, OfEveryLaterCallNeverEndInAFalseProof) {
   std::set<std::string> names;
   for (const auto& call : whole.calls)
     names.insert(call.name);
-  // Calls without which everything can be proven all the same.
+  // Everything can be proven without these calls.
   const std::set<std::string> needless = {"OpenSCManagerW", "OpenServiceW", "StartServiceW",
                                           "GetTickCount64"};
   for (const std::string& name : names) {

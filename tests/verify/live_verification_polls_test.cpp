@@ -58,6 +58,24 @@ TEST(LiveVerificationPolls, StopAtTheDeadline) {
   ExpectMissing(run, MissingLine(fields));
 }
 
+TEST(LiveVerificationPolls, StopAtTheDeadlineHoweverLongTheMachineIsUp) {
+  constexpr std::uint64_t k32Bits = std::uint64_t{1} << 32;
+  constexpr std::uint64_t k63Bits = std::uint64_t{1} << 63;
+  for (const std::uint64_t begin :
+       {k32Bits - kProofBudgetMs - 1, k32Bits - kProofBudgetMs, k32Bits - 45'000, k32Bits - 1,
+        k32Bits, k63Bits - 45'000, k63Bits}) {
+    SCOPED_TRACE(begin);
+    Machine machine = InstalledMachine();
+    machine.clock.tick = begin;
+    const ActivationState state = UpdateTarget(machine);
+    RootOf(machine).resident->revision = 9;
+    const EngineRun run = RunEngine(machine, state);
+    EXPECT_EQ(run.status, kExitEndpointsMissing);
+    EXPECT_EQ(run.duration, kProofBudgetMs);
+    EXPECT_EQ(run.CountOf("CoInitializeEx"), kPausesOfAFailedRun + 1);
+  }
+}
+
 TEST(LiveVerificationPolls, HappenAtTheseTicks) {
   Machine machine = InstalledMachine();
   const ActivationState state = UpdateTarget(machine);
@@ -74,7 +92,7 @@ TEST(LiveVerificationPolls, HappenAtTheseTicks) {
   }
 }
 
-TEST(LiveVerificationPolls, EndWithTheOneThatOutlastedTheDeadline) {
+TEST(LiveVerificationPolls, EndWithTheOneThatOutlastsTheDeadline) {
   Machine machine = InstalledMachine();
   const ActivationState state = UpdateTarget(machine);
   RootOf(machine).resident->revision = 9;
@@ -93,7 +111,7 @@ TEST(LiveVerificationPolls, EndWithTheOneThatOutlastedTheDeadline) {
   EXPECT_EQ(run.CountOf("CoInitializeEx"), 1u);
 }
 
-TEST(LiveVerificationPolls, AProofThatComesAfterTheDeadlineCounts) {
+TEST(LiveVerificationPolls, AcceptAProofThatComesAfterTheDeadline) {
   Machine machine = InstalledMachine();
   const ActivationState state = UpdateTarget(machine);
   Fault slow;
@@ -103,7 +121,7 @@ TEST(LiveVerificationPolls, AProofThatComesAfterTheDeadlineCounts) {
   ExpectProven(machine, RunEngine(machine, state, VerificationMode::Reporting, {slow}));
 }
 
-TEST(LiveVerificationPolls, AreOneInQuickModeAndSilent) {
+TEST(LiveVerificationPolls, AreASingleSilentOneInQuickMode) {
   Machine machine = InstalledMachine();
   const ActivationState state = UpdateTarget(machine);
   const EngineRun proven = RunEngine(machine, state, VerificationMode::Quick);

@@ -64,6 +64,15 @@ TEST(LiveVerification, CountsActiveAndPresentEndpoints) {
   EXPECT_EQ(run.console, Console{ProvenLine(machine, 17, 17)});
 }
 
+TEST(LiveVerification, TellsActiveEndpointsFromPresentChildren) {
+  Machine machine = InstalledMachine();
+  const ActivationState state = UpdateTarget(machine);
+  tests::DisableCatalogOnly(machine);
+  const EngineRun run = RunEngine(machine, state);
+  EXPECT_EQ(run.status, kExitOk);
+  EXPECT_EQ(run.console, Console{ProvenLine(machine, 0, 20)});
+}
+
 // ------------------------------------------------------------------------------------------------
 // The start wait.
 

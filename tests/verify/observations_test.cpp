@@ -39,7 +39,7 @@ using tests::RootOf;
 using tests::RunEngine;
 using tests::UpdateTarget;
 
-/// Removes the root while the run is at that look for it; the start wait's is the first.
+/// Removes the root just before that look for it; the first look is the start wait's.
 Fault RootVanishesAtLook(std::uint32_t look) {
   return ChangeBefore("SetupDiGetClassDevsW", look,
                       [](Machine& machine) { RemoveDeviceNode(machine, kRootId); });
@@ -49,6 +49,23 @@ Fault RootVanishesAtLook(std::uint32_t look) {
 Fault CatalogBreaksAtListing(std::uint32_t listing) {
   return ChangeBefore("CoInitializeEx", listing,
                       [](Machine& machine) { machine.audio.enumError = platform::E_FAIL; });
+}
+
+TEST(LiveVerificationObservations, AreMadeInTheirOrder) {
+  Machine machine = InstalledMachine();
+  const EngineRun run = RunEngine(machine, UpdateTarget(machine), VerificationMode::Quick);
+  std::vector<std::string> order;
+  for (const auto& call : run.calls) {
+    // The start wait looks for the root, too.
+    if (call.name == "SetupDiGetClassDevsW" && call.Argument("Enumerator") == "ROOT") {
+      order.emplace_back("root");
+    }
+    if (call.name == "GetWindowsDirectoryW") order.emplace_back("package");
+    if (call.name == "DeviceIoControl") order.push_back(call.Argument("controlCode"));
+    if (call.name == "CoInitializeEx") order.emplace_back("catalog");
+  }
+  EXPECT_EQ(order, (std::vector<std::string>{"root", "root", "package", "0x226020", "0x226010",
+                                             "catalog"}));
 }
 
 // ------------------------------------------------------------------------------------------------
@@ -89,7 +106,7 @@ TEST(LiveVerificationObservations, KeepTheirLastValuesWhenTheRootVanishes) {
   EXPECT_EQ(run.CountOf("CoInitializeEx"), 1u);
 }
 
-TEST(LiveVerificationObservations, KeepOfTheMappingItsStartingReasonWhileTheCatalogFails) {
+TEST(LiveVerificationObservations, KeepTheStartingReasonOfTheMappingWhileTheCatalogFails) {
   Machine machine = InstalledMachine();
   const ActivationState state = UpdateTarget(machine);
   machine.audio.enumError = platform::E_FAIL;
@@ -100,7 +117,7 @@ TEST(LiveVerificationObservations, KeepOfTheMappingItsStartingReasonWhileTheCata
   ExpectMissing(RunEngine(machine, state), MissingLine(fields));
 }
 
-TEST(LiveVerificationObservations, KeepOfTheMappingItsLastValueWhenTheCatalogFailsLater) {
+TEST(LiveVerificationObservations, KeepTheLastValueOfTheMappingWhenTheCatalogFailsLater) {
   Machine machine = InstalledMachine();
   ActivationState state = UpdateTarget(machine);
   EndpointAt(state.catalog, 3, true).active = false;
@@ -278,7 +295,7 @@ TEST(LiveVerificationFlags, LimitTheChildrenOfAFreshInstallToTwenty) {
   ExpectMissing(RunEngine(machine, state), MissingLine(WithCounts(fields, 20, 20, 21)));
 }
 
-TEST(LiveVerificationFlags, KeepAChildThatTheCatalogDoesNotKnowStrictlyExpected) {
+TEST(LiveVerificationFlags, DoNotExcuseAChildThatTheCatalogDoesNotKnow) {
   // The active catalog must be exactly the children, so a foreign child fails the catalog although
   // the present set is as it was.
   Machine machine = InstalledMachine();

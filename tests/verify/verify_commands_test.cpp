@@ -84,7 +84,7 @@ RunResult Perform(Machine& machine, const Arguments& line, const RunOptions& opt
                    options);
 }
 
-/// The installed package runs, and a journal of it lies at its place.
+/// A machine on which the installed package runs, with its journal in its place.
 Machine JournalledMachine() {
   Machine machine = InstalledMachine();
   PutJournal(machine, UpdateTarget(machine));
@@ -143,7 +143,7 @@ std::size_t ControlRequests(const RunResult& run, const std::string& code) {
 
 class IdentityGate : public testing::TestWithParam<const char16_t*> {
  protected:
-  /// The command's word for a journal that is missing or malformed, and for one of another package.
+  /// The command's line for a journal that is missing or malformed, and for one of another package.
   bool IsVerify() const { return std::u16string_view(GetParam()) == u"verify"; }
   ConsoleLine Missing() const { return IsVerify() ? kVerifyMissing : kActivateMismatch; }
   ConsoleLine Mismatch() const { return IsVerify() ? kVerifyMismatch : kActivateMismatch; }
@@ -167,7 +167,7 @@ TEST_P(IdentityGate, RefusesAMissingJournal) {
 }
 
 TEST_P(IdentityGate, RefusesAMalformedJournal) {
-  // A journal that the writer accepts and the parser refuses: a present id that stands twice.
+  // A journal that the writer accepts and the parser refuses: it holds a present id twice.
   Machine machine = InstalledMachine();
   ActivationState state = UpdateTarget(machine);
   state.present.back() = ToLowerAscii(state.present.front());
@@ -307,7 +307,7 @@ TEST(HotActivateCommand, LoadsTheSelectedDriverAndProvesIt) {
   // What was hidden is forgotten: the restarted driver shows it by itself.
   EXPECT_EQ(VisibilityRequests(run), AllRequests("hide"));
   EXPECT_EQ(ControlRequests(run, "0x22A004"), 1u);
-  // And verify agrees.
+  // The verify command agrees.
   ExpectRun(Perform(machine, Command(u"verify")), kExitOk, {ProvenLine(machine)});
 }
 
@@ -465,7 +465,7 @@ TEST(HotActivateCommand, ShowsTheEndpointsWhenARestartOfTheMachineIsWanted) {
   EXPECT_EQ(RootOf(machine).resident->loadedVersion, 0x1A0809u);
 }
 
-TEST(HotActivateCommand, ShowsAgainAtItsEndWhatCouldNotBeShown) {
+TEST(HotActivateCommand, TriesAgainAtItsEndToShowWhatCouldNotBeShown) {
   // Cable 2 cannot be shown: all 20 are tried once more when the command ends.
   Machine machine = SelectedMachine();
   RootOf(machine).temper.restartNeedsReboot = true;
@@ -508,7 +508,7 @@ TEST(HotActivateCommand, FailsWhenTheRootDoesNotComeBack) {
       errors.starts_with("vorn_devnode: VORN root did not restart during hot-swap "
                          "preflight (CM_PROB=10)\n"))
       << errors;
-  // The stopped driver cannot be told to show anything; that is tried and said twice.
+  // A stopped driver cannot be told to show anything; that is tried and reported twice.
   const std::string notOpened = "vorn_devnode: driver quiesce could not open the device: ";
   const std::size_t first = errors.find(notOpened);
   const std::size_t result = errors.find(kNeedsRestart.text);
@@ -549,7 +549,7 @@ TEST(HotActivateCommand, WaitsForEndpointsThatComeBackLate) {
             {kRestartPassed, ProvenLine(machine)});
 }
 
-TEST(HotActivateCommand, ReportsEndpointsThatComeBackWithOtherIdsInPart) {
+TEST(HotActivateCommand, ReportsThatSomeEndpointsComeBackWithOtherIds) {
   Machine machine = SelectedMachine();
   machine.audio.remintNext = 3;
   const RunResult run = Perform(machine, Command(u"hot-activate"));
@@ -563,7 +563,7 @@ TEST(HotActivateCommand, ReportsEndpointsThatComeBackWithOtherIdsInPart) {
 
 // ------------------------------------------------------------------------------------------------
 
-TEST(HotActivateFaults, OfASingleCallNeverHideAnEndpointUnsaid) {
+TEST(HotActivateFaults, OfASingleCallNeverHideAnEndpointSilently) {
   Machine sound = SelectedMachine();
   RunResult whole;
   {
