@@ -105,6 +105,65 @@ TEST_F(DuplicateRoots, KeepTheStartedRootBeforeAStoppedOneOfLowerId) {
   EXPECT_EQ(Installed(), Ids{kOtherRootId});
 }
 
+TEST_F(DuplicateRoots, KeepTheRootWithoutAProblemBeforeAStartedOneOfLowerIdWithAProblem) {
+  tests::AddStartedRoot(machine, kRootId).problem = 14;
+  tests::AddStartedRoot(machine, kOtherRootId);
+  EXPECT_TRUE(PruneDuplicateRoots().ok);
+  EXPECT_EQ(Installed(), Ids{kOtherRootId});
+}
+
+TEST_F(DuplicateRoots, KeepTheStartedRootBeforeAStoppedOneOfLowerIdWithoutAProblem) {
+  tests::AddStoppedRoot(machine, kRootId, 0);
+  tests::AddStartedRoot(machine, kOtherRootId);
+  EXPECT_TRUE(PruneDuplicateRoots().ok);
+  EXPECT_EQ(Installed(), Ids{kOtherRootId});
+}
+
+TEST_F(DuplicateRoots, AreLocatedByTheirIdsAmongTheLiveNodesOnly) {
+  tests::AddGhostRoot(machine, kRootId);
+  tests::AddStartedRoot(machine, kOtherRootId);
+  ASSERT_TRUE(PruneDuplicateRoots().ok);
+  const auto calls = tests::CallsOf(process, "CM_Locate_DevNodeW");
+  ASSERT_EQ(calls.size(), 2U);
+  EXPECT_EQ(calls[0].Argument("pDeviceID"), "ROOT\\MEDIA\\0000");
+  EXPECT_EQ(calls[1].Argument("pDeviceID"), "ROOT\\MEDIA\\0001");
+  for (const auto& call : calls)
+    EXPECT_EQ(call.Argument("ulFlags"), "0x0");
+}
+
+TEST_F(DuplicateRoots, AreAllReadBeforeAnyIsRemovedAndTheirListIsFreedBeforeTheNextLook) {
+  tests::AddGhostRoot(machine, kRootId);
+  tests::AddStartedRoot(machine, kOtherRootId);
+  ASSERT_TRUE(PruneDuplicateRoots().ok);
+  EXPECT_EQ(tests::CallNames(process),
+            (std::vector<std::string>{"SetupDiGetClassDevsW",
+                                      "SetupDiEnumDeviceInfo",
+                                      "SetupDiGetDeviceRegistryPropertyW",
+                                      "SetupDiGetDeviceInstanceIdW",
+                                      "SetupDiGetDeviceInstanceIdW",
+                                      "CM_Locate_DevNodeW",
+                                      "SetupDiEnumDeviceInfo",
+                                      "SetupDiGetDeviceRegistryPropertyW",
+                                      "SetupDiGetDeviceInstanceIdW",
+                                      "SetupDiGetDeviceInstanceIdW",
+                                      "CM_Locate_DevNodeW",
+                                      "CM_Get_DevNode_Status",
+                                      "SetupDiEnumDeviceInfo",
+                                      "SetupDiSetClassInstallParamsW",
+                                      "SetupDiCallClassInstaller",
+                                      "SetupDiGetDeviceInstallParamsW",
+                                      "SetupDiDestroyDeviceInfoList",
+                                      "GetTickCount64",
+                                      "SetupDiGetClassDevsW",
+                                      "SetupDiEnumDeviceInfo",
+                                      "SetupDiGetDeviceRegistryPropertyW",
+                                      "SetupDiGetDeviceInstanceIdW",
+                                      "SetupDiGetDeviceInstanceIdW",
+                                      "SetupDiEnumDeviceInfo",
+                                      "SetupDiDestroyDeviceInfoList",
+                                      "fputws"}));
+}
+
 TEST_F(DuplicateRoots, TakeARootOfUnknownStatusForStopped) {
   tests::AddStartedRoot(machine, kRootId).statusError = platform::CR_FAILURE;
   tests::AddStartedRoot(machine, kOtherRootId);
@@ -172,6 +231,7 @@ TEST_F(DuplicateRoots, AreNotRemovedWhenTheEnumerationBreaksOff) {
   EXPECT_EQ(process.Output(), u"");
   EXPECT_EQ(Installed().size(), 2U);
   EXPECT_EQ(CountOf("SetupDiSetClassInstallParamsW"), 0U);
+  EXPECT_EQ(Waited(), 0U) << "the started root was chosen all the same, and is the only present";
 }
 
 TEST_F(DuplicateRoots, AreNotRemovedWhenAnIdCannotBeRead) {
@@ -255,6 +315,35 @@ TEST_F(DuplicateRoots, ThatGoOnlyAtTheRestartAreDeferred) {
             u"pending)\n");
 }
 
+TEST_F(DuplicateRoots, AreDeferredAlsoWhenALaterCallFails) {
+  tests::AddGhostRoot(machine, kRootId).temper.removeNeedsRestart = true;
+  tests::AddGhostRoot(machine, kOtherRootId);
+  tests::AddStartedRoot(machine, kThirdRootId);
+  process.faults = {FailingCall("SetupDiCallClassInstaller", 5, 2)};
+  const PruneResult result = PruneDuplicateRoots();
+  EXPECT_FALSE(result.ok);
+  EXPECT_EQ(result.remaining, 1U);
+  EXPECT_TRUE(result.restartPending);
+  EXPECT_EQ(process.ErrorOutput(),
+            u"vorn_devnode: SetupDiCallClassInstaller(DIF_REMOVE duplicate) failed (error "
+            u"0x00000005)\n"
+            u"vorn_devnode: RESULT=DUPLICATE_CLEANUP_REBOOT - duplicate removal is deferred; 1 "
+            u"present roots remain\n");
+}
+
+TEST_F(DuplicateRoots, LeaveARestartPendingForEitherFlagAndNoOther) {
+  struct Row {
+    std::uint32_t flags;
+    bool pending;
+  };
+  for (const Row& row : {Row{platform::DI_NEEDRESTART, true}, Row{platform::DI_NEEDREBOOT, true},
+                         Row{0xFFFFFE7F, false}}) {
+    machine = {};
+    tests::AddGhostRoot(machine, kRootId).installFlags = row.flags;
+    EXPECT_EQ(PruneDuplicateRoots().restartPending, row.pending) << row.flags;
+  }
+}
+
 TEST_F(DuplicateRoots, ThatAreGoneAreProvenAlsoWithARestartPending) {
   tests::AddStartedRoot(machine, kRootId);
   tests::AddGhostRoot(machine, kOtherRootId).temper.removeNeedsRestart = true;
@@ -283,6 +372,47 @@ TEST_F(DuplicateRoots, ThatAreStillThereAfterHalfAMinuteAreUnproven) {
   const PruneResult result = PruneDuplicateRoots();
   EXPECT_FALSE(result.ok);
   EXPECT_EQ(result.remaining, 2U);
+  EXPECT_EQ(process.ErrorOutput(), kUnproven);
+}
+
+TEST_F(DuplicateRoots, AreWaitedForHalfAMinuteAfterASlowRemoval) {
+  tests::AddStartedRoot(machine, kRootId);
+  tests::AddStartedRoot(machine, kOtherRootId).temper.removeDelay = 29'800;
+  process.faults = {tests::SlowCall("SetupDiSetClassInstallParamsW", 60'000)};
+  EXPECT_TRUE(PruneDuplicateRoots().ok);
+  EXPECT_EQ(Waited(), 90'000U);
+}
+
+TEST_F(DuplicateRoots, AreWaitedForAsLongOnAMachineThatHasBeenUpForWeeksOrForEver) {
+  for (const std::uint64_t tick : tests::kTicksBeforeAnOverflow) {
+    machine = {};
+    machine.clock.tick = tick;
+    tests::AddStartedRoot(machine, kRootId);
+    tests::AddStartedRoot(machine, kOtherRootId).temper.removeDelay = 60'000;
+    EXPECT_FALSE(PruneDuplicateRoots().ok) << tick;
+    EXPECT_EQ(machine.clock.tick - tick, 30'000U) << tick;
+  }
+}
+
+TEST_F(DuplicateRoots, ThatWereOnlyGhostsAreUnprovenWhileAnyRootIsPresent) {
+  tests::AddGhostRoot(machine, kRootId);
+  process.faults = {tests::ChangeBefore("SetupDiGetClassDevsW", 2, [](Machine& changed) {
+    tests::AddStartedRoot(changed, kOtherRootId);
+  })};
+  const PruneResult result = PruneDuplicateRoots();
+  EXPECT_FALSE(result.ok);
+  EXPECT_EQ(result.remaining, 1U);
+  EXPECT_EQ(Waited(), 30'000U);
+}
+
+TEST_F(DuplicateRoots, AreUnprovenByALookThatBreaksOffThoughItSawOnlyTheKeptRoot) {
+  tests::AddStartedRoot(machine, kRootId);
+  // The second look fails after the root, where the list should end.
+  process.faults = {FailingCall("SetupDiEnumDeviceInfo", 13, 4)};
+  const PruneResult result = PruneDuplicateRoots();
+  EXPECT_FALSE(result.ok);
+  EXPECT_EQ(result.remaining, 1U) << "what the look saw before it broke off";
+  EXPECT_EQ(Waited(), 0U);
   EXPECT_EQ(process.ErrorOutput(), kUnproven);
 }
 

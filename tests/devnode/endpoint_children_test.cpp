@@ -5,13 +5,13 @@
 #include "platform/simulated/config_manager_values.h"
 #include "tests/support/device_world.h"
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
 namespace vorn {
 namespace {
 
-using platform::simulated::Machine;
 using tests::AlwaysFailingCall;
 using tests::FailingCall;
 using tests::kRootId;
@@ -49,11 +49,42 @@ TEST_F(EndpointChildren, ReadsAChildsClassIntoABufferOf128Bytes) {
   EXPECT_EQ(calls[0].Argument("ulLength"), "128");
 }
 
+TEST_F(EndpointChildren, ReadsAChildsClassThenItsStatusThenItsId) {
+  tests::AddStartedRoot(machine);
+  tests::AddEndpointChild(machine, kRootId, u"SWD\\OTHER\\1").classGuid =
+      platform::simulated::kMediaClass;
+  tests::AddEndpointChild(machine, kRootId, u"SWD\\MMDEVAPI\\2").status = 0;
+  tests::AddEndpointChild(machine, kRootId, u"SWD\\MMDEVAPI\\3");
+  DiscoverLiveRoot();
+  std::vector<std::string> names = tests::CallNames(process);
+  names.erase(names.begin(), std::find(names.begin(), names.end(), "CM_Get_Child"));
+  EXPECT_EQ(names, (std::vector<std::string>{
+                       "CM_Get_Child", "CM_Get_DevNode_Registry_PropertyW", "CM_Get_Sibling",
+                       "CM_Get_DevNode_Registry_PropertyW", "CM_Get_DevNode_Status",
+                       "CM_Get_Sibling", "CM_Get_DevNode_Registry_PropertyW",
+                       "CM_Get_DevNode_Status", "CM_Get_Device_ID_Size", "CM_Get_Device_IDW",
+                       "CM_Get_Sibling", "SetupDiEnumDeviceInfo", "SetupDiDestroyDeviceInfoList"}));
+}
+
+TEST_F(EndpointChildren, ReadsAnIdIntoABufferOfItsSizeAndTheTerminator) {
+  tests::AddStartedRoot(machine);
+  tests::AddEndpointChild(machine, kRootId, u"SWD\\MMDEVAPI\\1");
+  EXPECT_EQ(DiscoverLiveRoot().endpointChildren, Ids{u"SWD\\MMDEVAPI\\1"});
+  EXPECT_EQ(tests::CallsOf(process, "CM_Get_Device_IDW")[0].Argument("BufferLen"), "15");
+}
+
+TEST_F(EndpointChildren, LeavesOutAChildWithAnEmptyId) {
+  tests::AddStartedRoot(machine);
+  tests::AddEndpointChild(machine, kRootId, u"SWD\\MMDEVAPI\\1");
+  tests::AddEndpointChild(machine, kRootId, u"SWD\\MMDEVAPI\\2");
+  process.faults = {tests::LyingCall("CM_Get_Device_IDW")};
+  EXPECT_EQ(DiscoverLiveRoot().endpointChildren, Ids{u"SWD\\MMDEVAPI\\2"});
+}
+
 TEST_F(EndpointChildren, LeavesOutAChildOfWhichACallFails) {
   for (const char* call :
        {"CM_Get_DevNode_Registry_PropertyW", "CM_Get_Device_ID_Size", "CM_Get_Device_IDW"}) {
-    Machine fresh;
-    machine = fresh;
+    machine = {};
     process.callCounts.clear();
     tests::AddStartedRoot(machine);
     tests::AddEndpointChild(machine, kRootId, u"SWD\\MMDEVAPI\\1");

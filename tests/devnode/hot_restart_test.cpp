@@ -4,6 +4,7 @@
 #include "platform/last_error.h"
 #include "tests/support/device_world.h"
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -53,6 +54,54 @@ TEST_F(HotRestart, AsksForAPropertyChangeOfTheCurrentProfile) {
   EXPECT_EQ(parameters[0].Argument("Parameter2"), "2");
   EXPECT_EQ(parameters[0].Argument("Parameter3"), "0");
   EXPECT_EQ(parameters[0].Argument("DeviceInfoData"), "ROOT\\MEDIA\\0000");
+}
+
+TEST_F(HotRestart, RestartsTheRootAndNoOtherDevice) {
+  tests::AddGhostRoot(machine, kOtherRootId);
+  tests::AddStartedRoot(machine, u"ROOT\\AAA\\0000").hardwareIds = {u"Root\\Other"};
+  EXPECT_TRUE(RunHotRestartPreflight().passed);
+  for (const char* call : {"SetupDiSetClassInstallParamsW", "SetupDiCallClassInstaller",
+                           "SetupDiGetDeviceInstallParamsW"}) {
+    const auto calls = tests::CallsOf(process, call);
+    ASSERT_EQ(calls.size(), 1U) << call;
+    EXPECT_EQ(calls[0].Argument("DeviceInfoData"), "ROOT\\MEDIA\\0000") << call;
+  }
+}
+
+TEST_F(HotRestart, AsksForARestartOfTheMachineOnlyWhenItHasRestartedTheDevice) {
+  Root().temper.restartNeedsReboot = true;
+  EXPECT_TRUE(RunHotRestartPreflight().restartRequested);
+  const auto names = tests::CallNames(process);
+  const auto set = std::find(names.begin(), names.end(), "SetupDiSetClassInstallParamsW");
+  EXPECT_EQ(std::vector<std::string>(set, names.end()),
+            (std::vector<std::string>{"SetupDiSetClassInstallParamsW", "SetupDiCallClassInstaller",
+                                      "SetupDiGetDeviceInstallParamsW", "fputws",
+                                      "SetupDiDestroyDeviceInfoList"}));
+}
+
+TEST_F(HotRestart, PassesWhateverOtherInstallFlagsAreSet) {
+  Root().installFlags = 0xFFFFFE7F;
+  EXPECT_TRUE(RunHotRestartPreflight().passed);
+}
+
+TEST_F(HotRestart, PassesWhenTheRootComesBackWithinHalfAMinute) {
+  Root().temper.restartProblem = 10;
+  process.faults = {tests::ChangeBefore("SetupDiGetClassDevsW", 62, [](Machine& changed) {
+    Device* root = changed.devices.Find(kRootId);
+    root->status |= platform::DN_STARTED;
+    root->problem = 0;
+  })};
+  EXPECT_TRUE(RunHotRestartPreflight().passed);
+  EXPECT_EQ(Waited(), 30'000U);
+}
+
+TEST_F(HotRestart, WaitsAsLongOnAMachineThatHasBeenUpForWeeksOrForEver) {
+  Root().temper.restartProblem = 10;
+  for (const std::uint64_t tick : tests::kTicksBeforeAnOverflow) {
+    machine.clock.tick = tick;
+    EXPECT_FALSE(RunHotRestartPreflight().passed) << tick;
+    EXPECT_EQ(machine.clock.tick - tick, 30'000U) << tick;
+  }
 }
 
 TEST_F(HotRestart, CannotRunWithoutAList) {

@@ -31,14 +31,33 @@ class RootDiscovery : public tests::DeviceWorld {
     Device& stranger = tests::AddStartedRoot(machine, u"ROOT\\AAA\\0000");
     stranger.hardwareIds = {u"Root\\Other"};
   }
+  static void SetDriver(Device& root) {
+    SetStringProperty(root, platform::DEVPKEY_Device_DriverVersion, u"26.8.10.5");
+    SetStringProperty(root, platform::DEVPKEY_Device_Service, u"VornAudio");
+    SetStringProperty(root, platform::DEVPKEY_Device_DriverInfPath, u"oem3.inf");
+  }
+  static void ExpectDriver(const LiveRoot& live) {
+    EXPECT_EQ(live.driverVersion, u"26.8.10.5");
+    EXPECT_EQ(live.service, u"VornAudio");
+    EXPECT_EQ(live.driverInfPath, u"oem3.inf");
+  }
+  /// No root is described; the reason is judged elsewhere.
+  static void ExpectNoDetails(const LiveRoot& live) {
+    EXPECT_FALSE(live.ok);
+    EXPECT_FALSE(live.startedCleanly);
+    EXPECT_FALSE(live.disabled);
+    EXPECT_EQ(live.presentCount, 0U);
+    EXPECT_EQ(live.instanceId, u"");
+    EXPECT_EQ(live.driverVersion, u"");
+    EXPECT_EQ(live.service, u"");
+    EXPECT_EQ(live.driverInfPath, u"");
+    EXPECT_EQ(live.endpointChildren, Ids{});
+  }
 };
 
 TEST_F(RootDiscovery, FindsTheStartedRootWithItsDriverAndChildren) {
   AddStranger();
-  Device& root = tests::AddStartedRoot(machine);
-  SetStringProperty(root, platform::DEVPKEY_Device_DriverVersion, u"26.8.10.5");
-  SetStringProperty(root, platform::DEVPKEY_Device_Service, u"VornAudio");
-  SetStringProperty(root, platform::DEVPKEY_Device_DriverInfPath, u"oem3.inf");
+  SetDriver(tests::AddStartedRoot(machine));
   tests::AddEndpointChild(machine, kRootId, kChild);
   tests::AddEndpointChild(machine, kRootId, kEarlierChild);
 
@@ -48,9 +67,7 @@ TEST_F(RootDiscovery, FindsTheStartedRootWithItsDriverAndChildren) {
   EXPECT_FALSE(live.disabled);
   EXPECT_EQ(live.presentCount, 1U);
   EXPECT_EQ(live.instanceId, kRootId);
-  EXPECT_EQ(live.driverVersion, u"26.8.10.5");
-  EXPECT_EQ(live.service, u"VornAudio");
-  EXPECT_EQ(live.driverInfPath, u"oem3.inf");
+  ExpectDriver(live);
   EXPECT_EQ(live.endpointChildren, (Ids{kEarlierChild, kChild}));
   EXPECT_EQ(live.reason, u"");
 }
@@ -68,18 +85,15 @@ TEST_F(RootDiscovery, SaysThatThereIsNoList) {
   tests::AddStartedRoot(machine);
   process.faults = {FailingCall("SetupDiGetClassDevsW", 5)};
   const LiveRoot live = DiscoverLiveRoot();
-  EXPECT_FALSE(live.ok);
+  ExpectNoDetails(live);
   EXPECT_EQ(live.reason, u"SetupDiGetClassDevs(live root) failed");
-  EXPECT_EQ(live.presentCount, 0U);
 }
 
 TEST_F(RootDiscovery, SaysThatNoRootIsPresent) {
   AddStranger();
   tests::AddGhostRoot(machine, kRootId);
   const LiveRoot live = DiscoverLiveRoot();
-  EXPECT_FALSE(live.ok);
-  EXPECT_EQ(live.presentCount, 0U);
-  EXPECT_EQ(live.instanceId, u"");
+  ExpectNoDetails(live);
   EXPECT_EQ(live.reason, u"no present Root\\VornAudio devnode");
 }
 
@@ -96,6 +110,83 @@ TEST_F(RootDiscovery, DescribesTheFirstOfTwoPresentRoots) {
   EXPECT_FALSE(live.disabled);
   EXPECT_EQ(live.endpointChildren, Ids{kChild});
   EXPECT_EQ(live.reason, u"multiple present Root\\VornAudio devnodes");
+}
+
+TEST_F(RootDiscovery, CountsEveryPresentRootAndReadsTheFirst) {
+  SetDriver(tests::AddStartedRoot(machine, kRootId));
+  tests::AddStoppedRoot(machine, kOtherRootId, 28);
+  tests::AddGhostRoot(machine, u"ROOT\\MEDIA\\0002");
+  tests::AddStartedRoot(machine, u"ROOT\\MEDIA\\0003");
+  const LiveRoot live = DiscoverLiveRoot();
+  EXPECT_EQ(live.presentCount, 3U);
+  ExpectDriver(live);
+  EXPECT_EQ(CountOf("SetupDiGetDeviceInstanceIdW"), 2U);
+  EXPECT_EQ(CountOf("CM_Get_DevNode_Status"), 1U);
+  EXPECT_EQ(CountOf("CM_Get_Child"), 1U);
+}
+
+TEST_F(RootDiscovery, NamesTheCountBeforeTheIdAndTheIdBeforeTheStart) {
+  tests::AddStoppedRoot(machine, kRootId, 28);
+  process.faults = {AlwaysFailingCall("SetupDiGetDeviceInstanceIdW", 13)};
+  EXPECT_EQ(DiscoverLiveRoot().reason, u"present VORN root has no device instance id");
+  tests::AddStartedRoot(machine, kOtherRootId);
+  EXPECT_EQ(DiscoverLiveRoot().reason, u"multiple present Root\\VornAudio devnodes");
+  process.faults.clear();
+  EXPECT_EQ(DiscoverLiveRoot().reason, u"multiple present Root\\VornAudio devnodes");
+}
+
+TEST_F(RootDiscovery, ReadsTheIdThenTheDriverThenTheStatusThenTheChildren) {
+  tests::AddStartedRoot(machine);
+  DiscoverLiveRoot();
+  EXPECT_EQ(
+      tests::CallNames(process),
+      (std::vector<std::string>{
+          "SetupDiGetClassDevsW", "SetupDiEnumDeviceInfo", "SetupDiGetDeviceRegistryPropertyW",
+          "SetupDiGetDeviceInstanceIdW", "SetupDiGetDeviceInstanceIdW", "SetupDiGetDevicePropertyW",
+          "SetupDiGetDevicePropertyW", "SetupDiGetDevicePropertyW", "CM_Get_DevNode_Status",
+          "CM_Get_Child", "SetupDiEnumDeviceInfo", "SetupDiDestroyDeviceInfoList"}));
+  std::vector<std::string> keys;
+  for (const auto& call : tests::CallsOf(process, "SetupDiGetDevicePropertyW")) {
+    keys.push_back(call.Argument("PropertyKeyFmtid") + " " + call.Argument("PropertyKeyPid"));
+  }
+  EXPECT_EQ(keys, (std::vector<std::string>{"{A8B865DD-2E3D-4094-AD97-E593A70C75D6} 3",
+                                            "{A45C254E-DF1C-4EFD-8020-67D146A850E0} 6",
+                                            "{A8B865DD-2E3D-4094-AD97-E593A70C75D6} 5"}));
+}
+
+TEST_F(RootDiscovery, DescribesARootWhateverItsStatus) {
+  struct Row {
+    std::uint32_t problem;
+    std::uint32_t statusError;
+  };
+  for (const Row& row : {Row{28, 0}, Row{0, platform::CR_FAILURE}}) {
+    machine = {};
+    Device& root = tests::AddStoppedRoot(machine, kRootId, row.problem);
+    root.statusError = row.statusError;
+    SetDriver(root);
+    tests::AddEndpointChild(machine, kRootId, kChild);
+    const LiveRoot live = DiscoverLiveRoot();
+    EXPECT_FALSE(live.ok) << row.problem;
+    EXPECT_EQ(live.instanceId, kRootId) << row.problem;
+    ExpectDriver(live);
+    EXPECT_EQ(live.endpointChildren, Ids{kChild}) << row.problem;
+  }
+}
+
+TEST_F(RootDiscovery, SortsTheChildrenOfALiveRootByCodeUnits) {
+  tests::AddStartedRoot(machine);
+  for (const char16_t* id : {u"SWD\\MMDEVAPI\\b", u"SWD\\MMDEVAPI\\A", u"SWD\\MMDEVAPI\\C"}) {
+    tests::AddEndpointChild(machine, kRootId, id);
+  }
+  EXPECT_EQ(DiscoverLiveRoot().endpointChildren,
+            (Ids{u"SWD\\MMDEVAPI\\A", u"SWD\\MMDEVAPI\\C", u"SWD\\MMDEVAPI\\b"}));
+}
+
+TEST_F(RootDiscovery, LeavesTheChildrenOfAnotherRootInTheirOrder) {
+  tests::AddStoppedRoot(machine, kRootId, 28);
+  tests::AddEndpointChild(machine, kRootId, kChild);
+  tests::AddEndpointChild(machine, kRootId, kEarlierChild);
+  EXPECT_EQ(DiscoverLiveRoot().endpointChildren, (Ids{kChild, kEarlierChild}));
 }
 
 TEST_F(RootDiscovery, SaysThatTheIdCannotBeRead) {
@@ -184,7 +275,7 @@ TEST_F(InstalledRootCount, CountsPresentAndAbsentRoots) {
   EXPECT_EQ(tests::CallsOf(process, "SetupDiGetClassDevsW").back().Argument("Flags"), "0x4");
 }
 
-TEST_F(InstalledRootCount, IsNegativeWithoutAList) {
+TEST_F(InstalledRootCount, IsUnknownWithoutAList) {
   process.faults = {FailingCall("SetupDiGetClassDevsW", 8)};
   EXPECT_EQ(CountInstalledRoots(), std::nullopt);
 }
@@ -194,6 +285,14 @@ TEST_F(InstalledRootCount, IsUnknownWhenTheEnumerationBreaksOff) {
   tests::AddGhostRoot(machine, kOtherRootId);
   process.faults = {FailingCall("SetupDiEnumDeviceInfo", 13, 2)};
   EXPECT_EQ(CountInstalledRoots(), std::nullopt);
+}
+
+TEST_F(InstalledRootCount, IsUnknownWhenTheEnumerationFailsAtTheFirstDevice) {
+  for (const std::uint32_t error : {std::uint32_t{13}, platform::ERROR_FILE_NOT_FOUND}) {
+    process.callCounts.clear();
+    process.faults = {FailingCall("SetupDiEnumDeviceInfo", error)};
+    EXPECT_EQ(CountInstalledRoots(), std::nullopt) << error;
+  }
 }
 
 TEST_F(InstalledRootCount, LeavesOutARootWhoseHardwareIdsCannotBeRead) {
@@ -240,6 +339,24 @@ TEST_F(PresentRootIds, FailWhenAnIdCannotBeRead) {
     process.faults = {FailingCall("SetupDiGetDeviceInstanceIdW", 5, nth)};
     EXPECT_FALSE(ListPresentRootIds().complete) << nth;
   }
+}
+
+TEST_F(PresentRootIds, EndAtTheFirstThatCannotBeReadAndAreSortedAllTheSame) {
+  for (const char16_t* id : {u"ROOT\\MEDIA\\0003", u"ROOT\\MEDIA\\0002", kOtherRootId, kRootId}) {
+    tests::AddStartedRoot(machine, id);
+  }
+  std::reverse(machine.devices.devices.begin(), machine.devices.devices.end());
+  process.faults = {FailingCall("SetupDiGetDeviceInstanceIdW", 5, 5)};
+  const RootListing listing = ListPresentRootIds();
+  EXPECT_FALSE(listing.complete);
+  EXPECT_EQ(listing.ids, (Ids{u"ROOT\\MEDIA\\0002", u"ROOT\\MEDIA\\0003"}));
+  EXPECT_EQ(CountOf("SetupDiEnumDeviceInfo"), 3U);
+}
+
+TEST_F(PresentRootIds, AreSortedByCodeUnits) {
+  tests::AddStartedRoot(machine, u"ROOT\\a\\0000");
+  tests::AddStartedRoot(machine, u"ROOT\\B\\0000");
+  EXPECT_EQ(ListPresentRootIds().ids, (Ids{u"ROOT\\B\\0000", u"ROOT\\a\\0000"}));
 }
 
 TEST_F(PresentRootIds, FailWhenTheEnumerationBreaksOffAndAreSortedAllTheSame) {
@@ -340,20 +457,79 @@ TEST_F(WaitForStart, LooksAgainAfterAListOrAStatusThatFailed) {
   EXPECT_EQ(wait.problem, 0U);
 }
 
-TEST_F(WaitForStart, HoldsNoListWhileItSleeps) {
+TEST_F(WaitForStart, LooksFreesTheListReadsTheTimeAndSleeps) {
   tests::AddStoppedRoot(machine, kRootId, 10);
   WaitForStartedRoot(500);
-  std::vector<std::string> order;
-  for (const auto& call : process.calls) {
-    if (call.name == "SetupDiGetClassDevsW" || call.name == "SetupDiDestroyDeviceInfoList" ||
-        call.name == "Sleep") {
-      order.push_back(call.name);
-    }
+  EXPECT_EQ(tests::CallNames(process),
+            (std::vector<std::string>{
+                "GetTickCount64", "SetupDiGetClassDevsW", "SetupDiEnumDeviceInfo",
+                "SetupDiGetDeviceRegistryPropertyW", "CM_Get_DevNode_Status",
+                "SetupDiDestroyDeviceInfoList", "GetTickCount64", "Sleep", "SetupDiGetClassDevsW",
+                "SetupDiEnumDeviceInfo", "SetupDiGetDeviceRegistryPropertyW",
+                "CM_Get_DevNode_Status", "SetupDiDestroyDeviceInfoList", "GetTickCount64"}));
+}
+
+TEST_F(WaitForStart, CountsTheTimeOfTheFirstLook) {
+  tests::AddStoppedRoot(machine, kRootId, 10);
+  process.faults = {tests::SlowCall("CM_Get_DevNode_Status", 500)};
+  EXPECT_FALSE(WaitForStartedRoot(500).started);
+  EXPECT_EQ(CountOf("Sleep"), 0U);
+}
+
+TEST_F(WaitForStart, LooksOnceMoreWhenASleepHasUsedUpTheTime) {
+  tests::AddStoppedRoot(machine, kRootId, 10);
+  process.faults = {tests::ChangeBefore("SetupDiGetClassDevsW", 2, [](Machine& changed) {
+    Device* root = changed.devices.Find(kRootId);
+    root->status = platform::DN_STARTED;
+    root->problem = 0;
+  })};
+  EXPECT_TRUE(WaitForStartedRoot(1).started);
+  EXPECT_EQ(Waited(), 500U);
+}
+
+TEST_F(WaitForStart, BelievesAStartThatALateLookFinds) {
+  tests::AddStartedRoot(machine);
+  process.faults = {tests::SlowCall("CM_Get_DevNode_Status", 30'000)};
+  EXPECT_TRUE(WaitForStartedRoot(500).started);
+}
+
+TEST_F(WaitForStart, NeedsBothTheStartAndNoProblem) {
+  struct Row {
+    std::uint32_t status;
+    std::uint32_t problem;
+  };
+  Device& root = tests::AddStartedRoot(machine);
+  for (const Row& row : {Row{platform::DN_STARTED, 14}, Row{0, 0}, Row{0, 10}}) {
+    root.status = row.status;
+    root.problem = row.problem;
+    const StartWait wait = WaitForStartedRoot(0);
+    EXPECT_FALSE(wait.started) << row.status << " " << row.problem;
+    EXPECT_EQ(wait.problem, row.problem) << row.status;
   }
-  const std::vector<std::string> expected = {"SetupDiGetClassDevsW", "SetupDiDestroyDeviceInfoList",
-                                             "Sleep", "SetupDiGetClassDevsW",
-                                             "SetupDiDestroyDeviceInfoList"};
-  EXPECT_EQ(order, expected);
+}
+
+TEST_F(WaitForStart, PassesOverAGhost) {
+  tests::AddGhostRoot(machine, kRootId);
+  tests::AddStartedRoot(machine, kOtherRootId);
+  EXPECT_TRUE(WaitForStartedRoot(0).started);
+}
+
+TEST_F(WaitForStart, KeepsTheLastProblemWhenTheStatusCannotBeRead) {
+  tests::AddStoppedRoot(machine, kRootId, 24);
+  process.faults = {FailingCall("CM_Get_DevNode_Status", platform::CR_FAILURE, 2)};
+  EXPECT_EQ(WaitForStartedRoot(500).problem, 24U);
+}
+
+TEST_F(WaitForStart, WaitsAsLongOnAMachineThatHasBeenUpForWeeksOrForEver) {
+  for (const std::uint64_t tick : tests::kTicksBeforeAnOverflow) {
+    machine = {};
+    machine.clock.tick = tick;
+    tests::AddStoppedRoot(machine, kRootId, 10);
+    process.calls.clear();
+    EXPECT_FALSE(WaitForStartedRoot(20'000).started) << tick;
+    EXPECT_EQ(machine.clock.tick - tick, 20'000U) << tick;
+    EXPECT_EQ(CountOf("SetupDiGetClassDevsW"), 41U) << tick;
+  }
 }
 
 }  // namespace

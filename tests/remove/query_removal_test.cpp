@@ -8,12 +8,12 @@
 
 #include <algorithm>
 #include <string>
+#include <vector>
 
 namespace vorn {
 namespace {
 
 using platform::simulated::Device;
-using platform::simulated::Fault;
 using platform::simulated::FaultKind;
 using platform::simulated::Machine;
 using platform::simulated::Process;
@@ -96,23 +96,80 @@ TEST_F(QueryRemove, CountsTheTimeOfTheCallItself) {
   Device& root = tests::AddStartedRoot(machine);
   root.temper.vetoUntil = machine.clock.tick + 60'000;
   root.temper.vetoName = u"x";
-  Fault slow = FailingCall("CM_Query_And_Remove_SubTreeW", 0, 2);
-  slow.kind = FaultKind::TakeTime;
-  slow.amount = 9'750;
-  process.faults = {slow};
+  process.faults = {tests::SlowCall("CM_Query_And_Remove_SubTreeW", 9'750, 2)};
   EXPECT_FALSE(Run());
   EXPECT_EQ(CountOf("CM_Query_And_Remove_SubTreeW"), 2U);
 }
 
 TEST_F(QueryRemove, SaysTheTimeOfASlowSuccess) {
   tests::AddStartedRoot(machine);
-  Fault slow = FailingCall("CM_Query_And_Remove_SubTreeW", 0);
-  slow.kind = FaultKind::TakeTime;
-  slow.amount = 12'345;
-  process.faults = {slow};
+  process.faults = {tests::SlowCall("CM_Query_And_Remove_SubTreeW", 12'345)};
   EXPECT_TRUE(Run());
   EXPECT_EQ(process.ErrorOutput(),
             u"vorn_devnode: query-remove succeeded on attempt 1 after 12345 ms\n");
+}
+
+TEST_F(QueryRemove, SaysATimeOfMoreThan32Bits) {
+  tests::AddStartedRoot(machine);
+  process.faults = {tests::SlowCall("CM_Query_And_Remove_SubTreeW", 5'000'000'000)};
+  EXPECT_TRUE(Run());
+  EXPECT_EQ(process.ErrorOutput(),
+            u"vorn_devnode: query-remove succeeded on attempt 1 after 5000000000 ms\n");
+}
+
+TEST_F(QueryRemove, CountsFromWhenTheNodeWasLocated) {
+  tests::AddStartedRoot(machine);
+  process.faults = {tests::SlowCall("CM_Locate_DevNodeW", 60'000)};
+  EXPECT_TRUE(Run());
+  EXPECT_EQ(process.ErrorOutput(),
+            u"vorn_devnode: query-remove succeeded on attempt 1 after 0 ms\n");
+}
+
+TEST_F(QueryRemove, GoesAheadWithASuccessAfterTheBudget) {
+  tests::AddStartedRoot(machine).temper.vetoes = 1;
+  process.faults = {tests::SlowCall("CM_Query_And_Remove_SubTreeW", 40'000, 2)};
+  EXPECT_TRUE(Run());
+  EXPECT_TRUE(process.ErrorOutput().ends_with(
+      u"vorn_devnode: query-remove succeeded on attempt 2 after 40250 ms\n"));
+}
+
+TEST_F(QueryRemove, GoesAheadWithAnotherRefusalAfterTheBudget) {
+  tests::AddStartedRoot(machine).temper.queryRemoveResult = platform::CR_ACCESS_DENIED;
+  process.faults = {tests::SlowCall("CM_Query_And_Remove_SubTreeW", 40'000)};
+  EXPECT_TRUE(Run());
+  EXPECT_EQ(process.ErrorOutput(),
+            u"vorn_devnode: query-remove attempt 1: CONFIGRET 51, veto type 0 by ''\n");
+}
+
+TEST_F(QueryRemove, TriesOnceMoreWhenASleepHasUsedUpTheBudget) {
+  tests::AddStartedRoot(machine).temper.vetoes = 2;
+  EXPECT_TRUE(Run(251));
+  EXPECT_EQ(CountOf("CM_Query_And_Remove_SubTreeW"), 3U);
+}
+
+TEST_F(QueryRemove, LocatesTheNodeOnceAndReadsTheTimeAfterEachAttempt) {
+  tests::AddStartedRoot(machine, tests::kOtherRootId).temper.vetoes = 1;
+  EXPECT_TRUE(QueryRemoveWithRetries(tests::kOtherRootId, kBudgetMs, log));
+  EXPECT_EQ(tests::CallsOf(process, "CM_Locate_DevNodeW")[0].Argument("pDeviceID"),
+            "ROOT\\MEDIA\\0001");
+  std::vector<std::string> names = tests::CallNames(process);
+  std::erase(names, "fputws");
+  EXPECT_EQ(names,
+            (std::vector<std::string>{"CM_Locate_DevNodeW", "GetTickCount64",
+                                      "CM_Query_And_Remove_SubTreeW", "GetTickCount64", "Sleep",
+                                      "CM_Query_And_Remove_SubTreeW", "GetTickCount64"}));
+}
+
+TEST_F(QueryRemove, TriesAsLongOnAMachineThatHasBeenUpForWeeksOrForEver) {
+  for (const std::uint64_t tick : tests::kTicksBeforeAnOverflow) {
+    machine = {};
+    machine.clock.tick = tick;
+    process.calls.clear();
+    tests::AddStartedRoot(machine).temper.vetoUntil = tick + 60'000;
+    EXPECT_FALSE(Run()) << tick;
+    EXPECT_EQ(machine.clock.tick - tick, 10'000U) << tick;
+    EXPECT_EQ(CountOf("CM_Query_And_Remove_SubTreeW"), 41U) << tick;
+  }
 }
 
 TEST_F(QueryRemove, LeavesOtherRefusalsToTheRemoval) {

@@ -18,6 +18,11 @@
 
 namespace vorn::tests {
 
+/// Times to start a wait at: 0.7 s before the milliseconds since the machine started no longer fit
+/// into 32 bits, and 0.7 s before they no longer fit into a signed 64-bit number.
+inline constexpr std::uint64_t kTicksBeforeAnOverflow[] = {(std::uint64_t{1} << 32) - 700,
+                                                           (std::uint64_t{1} << 63) - 700};
+
 inline constexpr char16_t kOtherRootId[] = u"ROOT\\MEDIA\\0001";
 
 /// Adds a present root that is started without a problem. Adding another device invalidates the

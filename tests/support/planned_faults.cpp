@@ -34,11 +34,31 @@ Fault ChangeBefore(std::string_view name, std::uint32_t nth, std::function<void(
   return fault;
 }
 
+Fault SlowCall(std::string_view name, std::uint64_t milliseconds, std::uint32_t nth) {
+  Fault fault = FailingCall(name, 0, nth);
+  fault.kind = FaultKind::TakeTime;
+  fault.amount = milliseconds;
+  return fault;
+}
+
+Fault LyingCall(std::string_view name, std::uint32_t nth) {
+  Fault fault = FailingCall(name, 0, nth);
+  fault.kind = FaultKind::SucceedWithoutEffect;
+  return fault;
+}
+
 std::vector<CallRecord> CallsOf(const Process& process, std::string_view name) {
   std::vector<CallRecord> found;
   std::copy_if(process.calls.begin(), process.calls.end(), std::back_inserter(found),
                [name](const CallRecord& call) { return call.name == name; });
   return found;
+}
+
+std::vector<std::string> CallNames(const Process& process) {
+  std::vector<std::string> names;
+  for (const CallRecord& call : process.calls)
+    names.push_back(call.name);
+  return names;
 }
 
 }  // namespace vorn::tests

@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -24,8 +25,18 @@ platform::simulated::Fault AlwaysFailingCall(std::string_view name, std::uint32_
 platform::simulated::Fault ChangeBefore(std::string_view name, std::uint32_t nth,
                                         std::function<void(platform::simulated::Machine&)> change);
 
+/// Makes the `nth` call of that name take that long.
+platform::simulated::Fault SlowCall(std::string_view name, std::uint64_t milliseconds,
+                                    std::uint32_t nth = 1);
+
+/// Makes the `nth` call of that name claim success, with no effect and no output.
+platform::simulated::Fault LyingCall(std::string_view name, std::uint32_t nth = 1);
+
 /// The calls of that name, in order.
 std::vector<platform::simulated::CallRecord> CallsOf(const platform::simulated::Process& process,
                                                      std::string_view name);
+
+/// The names of all calls, in order.
+std::vector<std::string> CallNames(const platform::simulated::Process& process);
 
 }  // namespace vorn::tests
