@@ -212,6 +212,8 @@ TEST_F(DeviceReads, TakeAStringPropertyWithoutTerminatorOrWithAnOddByte) {
   tests::AddStartedRoot(machine);
   SetVersion(platform::DEVPROP_TYPE_STRING, BytesOf(u"26.8"));
   EXPECT_EQ(ReadVersion(), u"26.8");
+  SetVersion(platform::DEVPROP_TYPE_STRING, BytesOf(u"2"));
+  EXPECT_EQ(ReadVersion(), u"2");
   Bytes odd = BytesOf(u"26.8");
   odd.push_back(0);
   SetVersion(platform::DEVPROP_TYPE_STRING, odd);

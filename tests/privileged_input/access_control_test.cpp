@@ -96,6 +96,50 @@ TEST_F(ProtectedOwnerAndDacl, RefusesAnyOtherOwner) {
       u"O:S-1-5-21-1000000000-2000000000-3000000000-1002D:P(A;;FA;;;SY)(A;;FA;;;BA)"));
 }
 
+TEST_F(ProtectedOwnerAndDacl, TrustsLocalSystemAndAdministratorsAndNobodyElse) {
+  for (const std::u16string_view sid :
+       {u"S-1-1-0", u"S-1-3-0", u"S-1-5-6", u"S-1-5-11", u"S-1-5-19", u"S-1-5-20", u"S-1-5-32",
+        u"S-1-5-32-545", u"S-1-5-32-546", u"S-1-5-32-547", u"S-1-5-32-549", u"S-1-5-32-551",
+        u"S-1-5-21-1000000000-2000000000-3000000000-500",
+        u"S-1-5-21-1000000000-2000000000-3000000000-512",
+        u"S-1-5-80-956008885-3418522649-1831038044-1853292631-2271478464"}) {
+    const std::u16string owner(sid);
+    EXPECT_FALSE(IsProtectedAs(u"O:" + owner + u"D:P(A;;FA;;;SY)(A;;FA;;;BA)"))
+        << testing::PrintToString(owner);
+    EXPECT_FALSE(IsProtectedAs(u"O:BAD:P(A;;FA;;;SY)(A;;FA;;;BA)(A;;FW;;;" + owner + u")"))
+        << testing::PrintToString(owner);
+  }
+}
+
+TEST_F(ProtectedOwnerAndDacl, AcceptsAListWithoutEntries) {
+  sim::PutFile(Files(), u"C:\\f", "x");
+  // Nobody could open the file any more once it has this list.
+  ChangeBefore("GetSecurityInfo", 1, [](sim::Machine& changed) {
+    sim::NodeAt(changed.files, u"C:\\f").security = *sim::ParseSddl(u"O:BAD:P");
+  });
+  EXPECT_TRUE(CheckFile());
+}
+
+TEST_F(ProtectedOwnerAndDacl, JudgesAnEntryWhateverItsInheritance) {
+  for (const std::u16string flags : {u"", u"OI", u"CI", u"NP", u"IO", u"ID", u"OICIIO"}) {
+    EXPECT_TRUE(
+        IsProtectedAs(u"O:BAD:P(A;;FA;;;BA)(A;" + flags + u";FA;;;SY)(A;" + flags + u";FR;;;BU)"))
+        << testing::PrintToString(flags);
+    EXPECT_FALSE(IsProtectedAs(u"O:BAD:P(A;;FA;;;BA)(A;" + flags + u";FW;;;BU)"))
+        << testing::PrintToString(flags);
+  }
+}
+
+TEST_F(ProtectedOwnerAndDacl, RefusesEntriesOfUnknownKindsThatNameTheTrusted) {
+  for (std::uint8_t type = 3; type < 32; ++type) {
+    sim::PutFile(Files(), u"C:\\f", "x");
+    sim::SecurityRecord& security = sim::NodeAt(Files(), u"C:\\f").security;
+    security = *sim::ParseSddl(tests::kProtectedSddl);
+    security.entries.push_back({type, 0, platform::FILE_READ_DATA, sim::kLocalSystem});
+    EXPECT_FALSE(CheckFile()) << int{type};
+  }
+}
+
 TEST_F(ProtectedOwnerAndDacl, RefusesAListThatIsNotProtected) {
   EXPECT_FALSE(IsProtectedAs(u"O:BAD:(A;;FA;;;SY)(A;;FA;;;BA)"));
 }
@@ -130,6 +174,10 @@ TEST_F(ProtectedOwnerAndDacl, RefusesWhateverCouldNotBeRead) {
   }
   FailCall("GetAce", platform::ERROR_GEN_FAILURE, 2);
   EXPECT_FALSE(IsProtectedAs(tests::kProtectedSddl));
+  for (const std::uint32_t entry : {2U, 3U}) {
+    FailCall("IsValidSid", platform::ERROR_GEN_FAILURE, entry);
+    EXPECT_FALSE(IsProtectedAs(tests::kProtectedSddl)) << entry;
+  }
   EXPECT_TRUE(IsProtectedAs(tests::kProtectedSddl));
 }
 

@@ -5,6 +5,9 @@
 #include "privileged_input/file.h"
 #include "tests/privileged_input/input_test.h"
 
+#include <string>
+#include <vector>
+
 namespace vorn::privileged_input {
 namespace {
 
@@ -66,6 +69,37 @@ TEST_F(Deletion, ClearsTheReadOnlyAttributeWhenItIsTheOnlyOne) {
   EXPECT_TRUE(DeleteByHandle(file.Handle()));
   file.Close();
   EXPECT_FALSE(Exists(u"C:\\dir\\file"));
+}
+
+TEST_F(Deletion, LeavesTheOtherAttributesAndTheTimesOfAReadOnlyFileAsTheyWere) {
+  constexpr std::uint32_t kOthers = platform::FILE_ATTRIBUTE_HIDDEN |
+                                    platform::FILE_ATTRIBUTE_SYSTEM |
+                                    platform::FILE_ATTRIBUTE_ARCHIVE;
+  SetAttributes(platform::FILE_ATTRIBUTE_READONLY | kOthers);
+  sim::NodeAt(Files(), u"C:\\dir\\file").times = {11, 22, 33, 44};
+  const File file = Open();
+  EXPECT_TRUE(DeleteByHandle(file.Handle()));
+  const sim::Node& node = sim::NodeAt(Files(), u"C:\\dir\\file");
+  EXPECT_EQ(node.attributes, kOthers);
+  EXPECT_EQ(node.times.creation, 11);
+  EXPECT_EQ(node.times.lastAccess, 22);
+  EXPECT_EQ(node.times.lastWrite, 33);
+  EXPECT_EQ(node.times.change, 44);
+}
+
+TEST_F(Deletion, GivesAFileThatWasOnlyReadOnlyNoOtherAttribute) {
+  SetAttributes(platform::FILE_ATTRIBUTE_READONLY);
+  const File file = Open();
+  EXPECT_TRUE(DeleteByHandle(file.Handle()));
+  EXPECT_EQ(sim::NodeAt(Files(), u"C:\\dir\\file").attributes, 0U);
+}
+
+TEST_F(Deletion, WritesNoAttributesOfAFileThatIsNotReadOnly) {
+  const File file = Open();
+  process.calls.clear();
+  EXPECT_TRUE(DeleteByHandle(file.Handle()));
+  EXPECT_EQ(CallNames(), (std::vector<std::string>{"GetFileInformationByHandleEx",
+                                                   "SetFileInformationByHandle"}));
 }
 
 TEST_F(Deletion, GivesUpOnAFileThatStaysReadOnly) {

@@ -163,6 +163,25 @@ TEST_F(VerifiedDirectory, SaysInvalidFileForAVolumeRootThatIsNoPlainFolder) {
   ExpectRefused(u"C:\\a", platform::ERROR_FILE_INVALID);
 }
 
+TEST_F(VerifiedDirectory, IsOpenedStepByStepEachCheckedBeforeTheNext) {
+  process.calls.clear();
+  ASSERT_TRUE(Open(u"C:\\a\\b"));
+  std::vector<std::string> names = CallNames();
+  std::erase(names, "CloseHandle");
+  EXPECT_EQ(names, (std::vector<std::string>{
+                       "QueryDosDeviceW", "NtCreateFile", "GetFileType",
+                       "GetFileInformationByHandleEx", "GetFinalPathNameByHandleW", "NtCreateFile",
+                       "GetFileType", "GetFileInformationByHandleEx", "NtCreateFile", "GetFileType",
+                       "GetFileInformationByHandleEx"}));
+}
+
+TEST_F(VerifiedDirectory, ChecksTheTypeOfAVolumeRootBeforeItsGuidPath) {
+  sim::NodeAt(Files(), u"C:\\").reportedType = platform::FILE_TYPE_CHAR;
+  Files().volumes[0].reportedRoot = u"C:\\";
+  ExpectRefused(u"C:\\a", platform::ERROR_FILE_INVALID);
+  EXPECT_TRUE(CallsOf("GetFinalPathNameByHandleW").empty());
+}
+
 TEST_F(VerifiedDirectory, KeepsTheErrorOfAFailedTypeQueryOnTheRootOnly) {
   FailCall("GetFileInformationByHandleEx", platform::ERROR_NOT_READY);
   ExpectRefused(u"C:\\a", platform::ERROR_NOT_READY);
@@ -213,6 +232,18 @@ TEST_F(VerifiedDirectory, RefusesABadRelativePathBeforeAnyOpen) {
   EXPECT_TRUE(process.calls.empty());
 }
 
+TEST_F(VerifiedDirectory, TakesRelativePathsOf32760UnitsAndNoMore) {
+  const Directory root = Open(u"C:\\");
+  std::u16string path = Repeat(u'a', 160);  // and 163 names of 199 units
+  while (path.size() < 32760)
+    path += u"\\" + Repeat(u'a', 199);
+  ASSERT_EQ(path.size(), 32760U);
+  EXPECT_FALSE(Directory::OpenRelative(root, path));
+  EXPECT_LAST_ERROR(ERROR_FILE_NOT_FOUND);
+  EXPECT_FALSE(Directory::OpenRelative(root, path + u"a"));
+  EXPECT_LAST_ERROR(ERROR_INVALID_NAME);
+}
+
 TEST_F(VerifiedDirectory, LeavesTheErrorOfAParentThatDidNotOpen) {
   std::vector<DirectoryEntry> entries;
   platform::SetLastError(4711);
@@ -261,6 +292,16 @@ TEST_F(VerifiedDirectory, LeavesNothingOfAChildThatFailsItsCheck) {
   FailCall("GetFileInformationByHandleEx", platform::ERROR_NOT_READY);
   EXPECT_FALSE(Directory::CreateChild(folder, u"new", descriptor.Get()));
   EXPECT_LAST_ERROR(ERROR_NOT_READY);
+  EXPECT_FALSE(Exists(u"C:\\a\\new"));
+}
+
+TEST_F(VerifiedDirectory, SaysInvalidFileForAChildThatIsNoPlainFolder) {
+  const Directory folder = Open(u"C:\\a");
+  ChangeBefore("GetFileType", 1, [](sim::Machine& changed) {
+    sim::NodeAt(changed.files, u"C:\\a\\new").reparse = sim::ReparseKind::Other;
+  });
+  EXPECT_FALSE(Directory::CreateChild(folder, u"new", descriptor.Get()));
+  EXPECT_LAST_ERROR(ERROR_FILE_INVALID);
   EXPECT_FALSE(Exists(u"C:\\a\\new"));
 }
 
@@ -343,6 +384,36 @@ TEST_F(VerifiedDirectory, RefusesAMalformedListing) {
   sim::NodeAt(Files(), u"C:\\a\\b").reportedPages = {sim::Bytes(65536, 0xFF)};
   std::vector<DirectoryEntry> entries;
   EXPECT_FALSE(Directory::Enumerate(Open(u"C:\\a\\b"), entries, 10));
+  EXPECT_LAST_ERROR(ERROR_FILE_INVALID);
+}
+
+TEST_F(VerifiedDirectory, EndsAListingWhereThereAreNoMoreFilesAndNowhereElse) {
+  const Directory folder = Open(u"C:\\a\\b");
+  std::vector<DirectoryEntry> entries;
+  FailCall("GetFileInformationByHandleEx", platform::ERROR_NO_MORE_FILES);
+  EXPECT_TRUE(Directory::Enumerate(folder, entries, 10));
+  EXPECT_TRUE(entries.empty());
+  constexpr std::uint32_t kErrorHandleEof = 38;
+  for (const std::uint32_t error :
+       {platform::ERROR_FILE_NOT_FOUND, platform::ERROR_NO_MORE_ITEMS, kErrorHandleEof}) {
+    FailCall("GetFileInformationByHandleEx", error);
+    EXPECT_FALSE(Directory::Enumerate(folder, entries, 10)) << error;
+    EXPECT_EQ(platform::GetLastError(), error);
+  }
+}
+
+TEST_F(VerifiedDirectory, LimitsAListingOfSeveralPagesAsAWhole) {
+  for (int i = 0; i < 600; ++i) {
+    const std::string digits = std::to_string(10000 + i);
+    sim::PutFile(Files(),
+                 u"C:\\many\\" + Repeat(u'n', 100) + std::u16string(digits.begin(), digits.end()),
+                 "");
+  }
+  const Directory folder = Open(u"C:\\many");
+  std::vector<DirectoryEntry> entries;
+  EXPECT_TRUE(Directory::Enumerate(folder, entries, 600));
+  ASSERT_GT(CallsOf("GetFileInformationByHandleEx").size(), 3U);
+  EXPECT_FALSE(Directory::Enumerate(folder, entries, 599));
   EXPECT_LAST_ERROR(ERROR_FILE_INVALID);
 }
 

@@ -97,6 +97,55 @@ TEST_F(VerifiedFile, IsOpenedBelowAFolderByARelativePath) {
   EXPECT_EQ(file.Size(), 5U);
 }
 
+TEST_F(VerifiedFile, IsOpenedByARelativePathOfTwoNames) {
+  const Directory root = Directory::OpenAbsolute(u"C:\\", api);
+  const File file = File::Open(root, u"dir\\file", 100, FileMode::ReadOnly);
+  EXPECT_EQ(file.Path(), std::u16string(kGuidRoot) + u"dir\\file");
+  EXPECT_EQ(file.Size(), 7U);
+}
+
+TEST_F(VerifiedFile, IsOpenedByARelativePathOf32760UnitsAndNoMore) {
+  const Directory root = Directory::OpenAbsolute(u"C:\\", api);
+  std::u16string path = Repeat(u'a', 160);  // and 163 names of 199 units
+  while (path.size() < 32760)
+    path += u"\\" + Repeat(u'a', 199);
+  ASSERT_EQ(path.size(), 32760U);
+  EXPECT_FALSE(File::Open(root, path, 100, FileMode::ReadOnly));
+  EXPECT_LAST_ERROR(ERROR_FILE_NOT_FOUND);
+  EXPECT_FALSE(File::Open(root, path + u"a", 100, FileMode::ReadOnly));
+  EXPECT_LAST_ERROR(ERROR_INVALID_NAME);
+}
+
+TEST_F(VerifiedFile, IsOpenedAfterItsFolderAndThenCheckedAndCaptured) {
+  process.calls.clear();
+  const File file = Open(u"C:\\dir\\file");
+  ASSERT_TRUE(file);
+  EXPECT_EQ(CallNames(),
+            (std::vector<std::string>{"QueryDosDeviceW", "NtCreateFile", "GetFileType",
+                                      "GetFileInformationByHandleEx", "GetFinalPathNameByHandleW",
+                                      "NtCreateFile", "GetFileType", "GetFileInformationByHandleEx",
+                                      "NtCreateFile", "GetFileType", "GetFileInformationByHandleEx",
+                                      "GetFileInformationByHandle"}));
+}
+
+TEST_F(VerifiedFile, TellsTheSerialOfItsOwnVolume) {
+  sim::AddVolume(Files(), u'D', u"\\Device\\HarddiskVolume4",
+                 u"89abcdef-89ab-cdef-0123-456789abcdef");
+  Files().volumes[1].serial = 0xFEDCBA98;
+  sim::PutFile(Files(), u"D:\\file", "x");
+  EXPECT_EQ(Open(u"D:\\file").VolumeSerial(), 0xFEDCBA98U);
+}
+
+TEST_F(VerifiedFile, KeepsTheLastErrorWhenItCloses) {
+  File file = Open(u"C:\\dir\\file");
+  const platform::HANDLE handle = file.Handle();
+  FailCall("CloseHandle", platform::ERROR_INVALID_HANDLE);
+  platform::SetLastError(4711);
+  file = File();
+  EXPECT_EQ(platform::GetLastError(), 4711U);
+  platform::CloseHandle(handle);  // which the failure left open
+}
+
 TEST_F(VerifiedFile, RefusesABadRelativePathBeforeAnyOpen) {
   const Directory root = Directory::OpenAbsolute(u"C:\\", api);
   process.calls.clear();
@@ -273,6 +322,7 @@ TEST_F(VerifiedFile, CapturesAChangedSizeWithinItsLimit) {
   ASSERT_TRUE(platform::WriteFile(file.Handle(), "e", 1, &written));
   EXPECT_FALSE(file.CaptureIdentity());
   EXPECT_LAST_ERROR(ERROR_FILE_INVALID);
+  EXPECT_EQ(file.Size(), 4U) << "what was captured last";
   file.Close();
   EXPECT_FALSE(file.CaptureIdentity());
 }
@@ -392,6 +442,26 @@ TEST_F(FileCopy, FailsOnAShortReadOrWrite) {
     EXPECT_FALSE(File::CopyFrom(target, source)) << call;
     EXPECT_LAST_ERROR(ERROR_FILE_INVALID) << call;
   }
+}
+
+TEST_F(FileCopy, RewindsTheTargetAndThenTheSource) {
+  const File source = OpenSource(Pattern(10));
+  File target = CreateTarget(10);
+  ASSERT_TRUE(File::CopyFrom(target, source));
+  const auto calls = CallsOf("SetFilePointerEx");
+  ASSERT_EQ(calls.size(), 2U);
+  EXPECT_EQ(calls[0].Argument("hFile"), sim::RenderArgument(target.Handle()));
+  EXPECT_EQ(calls[1].Argument("hFile"), sim::RenderArgument(source.Handle()));
+}
+
+TEST_F(FileCopy, FailsWhenTheTargetTurnsOutLongerThanItsLimit) {
+  const File source = OpenSource(Pattern(10));
+  File target = CreateTarget(10);
+  ChangeBefore("FlushFileBuffers", 1, [](sim::Machine& changed) {
+    sim::PutFile(changed.files, u"C:\\dir\\copy", Pattern(11));
+  });
+  EXPECT_FALSE(File::CopyFrom(target, source));
+  EXPECT_LAST_ERROR(ERROR_FILE_INVALID);
 }
 
 TEST_F(FileCopy, FailsWithTheErrorOfTheCallThatFailed) {

@@ -86,6 +86,13 @@ class InputTest : public ::testing::Test {
     return found;
   }
 
+  std::vector<std::string> CallNames() const {
+    std::vector<std::string> names;
+    for (const sim::CallRecord& call : process.calls)
+      names.push_back(call.name);
+    return names;
+  }
+
   /// The next call of that name (or the `first`-th from now) fails.
   void FailCall(std::string call, std::uint32_t error, std::uint32_t first = 1) {
     AddFault(std::move(call), sim::FaultKind::Fail, first).error = error;

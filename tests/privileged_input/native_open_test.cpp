@@ -146,6 +146,16 @@ TEST_F(NativeOpen, TranslatesANegativeStatus) {
   EXPECT_LAST_ERROR(ERROR_SHARING_VIOLATION);
 }
 
+TEST_F(NativeOpen, TakesAStatusThatIsNotNegativeForASuccess) {
+  platform::KernelHandle root =
+      OpenNative(api, nullptr, u"\\Device\\HarddiskVolume3\\", kOpenDirectory);
+  constexpr platform::NTSTATUS kStatusReparse = 0x104;
+  recorder.answer = {kStatusReparse, root.Get()};
+  platform::KernelHandle same = OpenNative(api, nullptr, u"x", kOpenFile);
+  EXPECT_EQ(same.Get(), root.Get());
+  same.Receive();
+}
+
 TEST_F(NativeOpen, DoesNotBelieveASuccessWithoutAHandle) {
   for (const platform::HANDLE nothing :
        {platform::HANDLE{nullptr}, platform::INVALID_HANDLE_VALUE}) {

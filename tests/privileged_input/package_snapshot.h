@@ -10,9 +10,11 @@
 #include <cstddef>
 #include <gtest/gtest.h>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 namespace vorn::privileged_input {
 
@@ -44,6 +46,28 @@ class PackageSnapshotTest : public tests::InputTest {
                                       const char16_t* sddl = kPackageSddl,
                                       ProtectionCheck protection = ProtectionCheck::Verify) {
     return PrivatePackage::Create(PathOf(kSampleInf), std::move(tempBase), sddl, protection);
+  }
+
+  /// What was opened, created, drawn and checked, in order: "NtCreateFile name access disposition",
+  /// and the names of some other calls. The digits of the snapshot's folder are left out.
+  std::vector<std::string> Steps() const {
+    static const std::set<std::string> others = {
+        "QueryDosDeviceW",
+        "GetTempPathW",
+        "ConvertStringSecurityDescriptorToSecurityDescriptorW",
+        "BCryptGenRandom",
+        "GetSecurityInfo",
+        "FlushFileBuffers"};
+    std::vector<std::string> steps;
+    for (const sim::CallRecord& call : process.calls) {
+      if (others.contains(call.name)) steps.push_back(call.name);
+      if (call.name != "NtCreateFile") continue;
+      std::string name = call.Argument("ObjectName");
+      if (name.starts_with("VORN-input-")) name = "VORN-input";
+      steps.push_back("NtCreateFile " + name + " " + call.Argument("DesiredAccess") + " " +
+                      call.Argument("CreateDisposition"));
+    }
+    return steps;
   }
 
   /// The folder of the only snapshot.

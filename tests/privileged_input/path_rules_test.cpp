@@ -6,12 +6,36 @@
 #include "tests/privileged_input/input_test.h"
 
 #include <algorithm>
+#include <numeric>
+#include <string>
+#include <vector>
 
 namespace vorn::privileged_input {
 namespace {
 
 using tests::kGuidRoot;
 using tests::Repeat;
+
+/// Names of 200 units behind `start`, up to that length.
+std::u16string PathOfLength(std::u16string start, std::size_t length) {
+  while (start.size() < length) {
+    if (!start.empty()) start += u'\\';
+    start += Repeat(u'a', std::min<std::size_t>(200, length - start.size()));
+  }
+  return start;
+}
+
+bool IsForbidden(char16_t unit) {
+  return unit < 0x20 || unit == 0x7F ||
+         std::u16string_view(u"\\/:<>\"|?*").find(unit) != std::u16string_view::npos;
+}
+
+/// Every UTF-16 code unit.
+std::vector<char16_t> EveryUnit() {
+  std::vector<char16_t> units(0x10000);
+  std::iota(units.begin(), units.end(), char16_t{0});
+  return units;
+}
 
 class PathComponent : public tests::InputTest {
  protected:
@@ -57,6 +81,18 @@ TEST_F(PathComponent, HoldsNoSeparatorStreamOrWildcardCharacter) {
   ExpectSafe(u"a';=+[]{}()!@#$%^&,~`-_b");
 }
 
+// The characters beyond ASCII that other rules single out are ordinary here: the control characters
+// from U+0080, unpaired surrogates, noncharacters, and every other blank.
+TEST_F(PathComponent, HoldsEveryOtherUnitAndEndsInAny) {
+  for (const char16_t unit : EveryUnit()) {
+    const bool forbidden = IsForbidden(unit);
+    ASSERT_EQ(IsSafeComponentName(std::u16string{u'a', unit, u'b'}), !forbidden) << int{unit};
+    ASSERT_EQ(IsSafeComponentName(std::u16string{u'a', unit}),
+              !forbidden && unit != u'.' && unit != u' ')
+        << int{unit};
+  }
+}
+
 TEST_F(PathComponent, IsNoDeviceNameWithAnyExtension) {
   for (const char16_t* name :
        {u"CON", u"con", u"PRN", u"AUX", u"NUL", u"Nul.txt", u"aux.inf", u"Aux.Cat.Old", u"CONIN$",
@@ -84,6 +120,17 @@ TEST_F(PathComponent, RefusesASuperscriptPort) {
   }
 }
 
+TEST_F(PathComponent, RefusesThePortsOfTenDigitsAndThreeSuperscriptsAndNoOther) {
+  for (const std::u16string port : {u"COM", u"LPT"}) {
+    std::u16string refused;
+    for (const char16_t unit : EveryUnit()) {
+      const bool refusedAnywhere = IsForbidden(unit) || unit == u'.' || unit == u' ';
+      if (!refusedAnywhere && !IsSafeComponentName(port + unit)) refused += unit;
+    }
+    EXPECT_EQ(refused, u"0123456789\u00B2\u00B3\u00B9");
+  }
+}
+
 TEST_F(PathComponent, AcceptsWhatOnlyResemblesAPort) {
   for (const char16_t* name : {u"COM", u"LPT", u"COM10", u"LPTA", u"COMA", u"xCOM1", u"COM\u2074",
                                u"COM\u00B4", u"COM .1", u"LPT-"}) {
@@ -97,6 +144,23 @@ TEST_F(PathComponent, FoldsAsciiLettersOnlyBeforeComparing) {
   ExpectSafe(u"\u212Aon");            // a Kelvin sign is no K
 }
 
+TEST_F(PathComponent, IsADeviceNameInAsciiLettersOfEitherCaseOnly) {
+  for (const std::u16string_view device :
+       {u"CON", u"PRN", u"AUX", u"NUL", u"CONIN$", u"CONOUT$", u"CLOCK$"}) {
+    for (std::size_t i = 0; i < device.size(); ++i) {
+      for (const char16_t unit : EveryUnit()) {
+        // Whatever any alphabet would fold to an ASCII letter lies outside this range.
+        if (unit >= 0x2200 && unit < 0xFF00) continue;
+        if (IsForbidden(unit) || unit == u'.' || unit == u' ') continue;
+        std::u16string name(device);
+        name[i] = unit;
+        const bool same = unit == device[i] || (device[i] != u'$' && unit == device[i] + 0x20);
+        ASSERT_EQ(IsSafeComponentName(name), !same) << testing::PrintToString(name);
+      }
+    }
+  }
+}
+
 class AbsolutePathRule : public tests::InputTest {
  protected:
   void ExpectRefused(std::u16string_view path) {
@@ -104,13 +168,6 @@ class AbsolutePathRule : public tests::InputTest {
     platform::SetLastError(0);
     EXPECT_FALSE(ParseAbsolutePath(path, components)) << testing::PrintToString(path);
     EXPECT_LAST_ERROR(ERROR_INVALID_NAME) << testing::PrintToString(path);
-  }
-  static std::u16string PathOfLength(std::size_t length) {
-    std::u16string path = u"C:";
-    while (path.size() < length) {
-      path += u"\\" + Repeat(u'a', std::min<std::size_t>(200, length - path.size() - 1));
-    }
-    return path;
   }
 };
 
@@ -179,8 +236,8 @@ TEST_F(AbsolutePathRule, AcceptsEveryDriveLetter) {
 
 TEST_F(AbsolutePathRule, Accepts32760UnitsAndNoMore) {
   std::vector<std::u16string> components;
-  EXPECT_TRUE(ParseAbsolutePath(PathOfLength(32760), components));
-  ExpectRefused(PathOfLength(32761));
+  EXPECT_TRUE(ParseAbsolutePath(PathOfLength(u"C:", 32760), components));
+  ExpectRefused(PathOfLength(u"C:", 32761));
 }
 
 class RelativePathRule : public tests::InputTest {};
@@ -189,6 +246,14 @@ TEST_F(RelativePathRule, SplitsFromTheFirstUnit) {
   std::vector<std::u16string> components;
   EXPECT_TRUE(ParseRelativePath(u"a\\b\\c", components));
   EXPECT_EQ(components, (std::vector<std::u16string>{u"a", u"b", u"c"}));
+}
+
+TEST_F(RelativePathRule, Accepts32760UnitsAndNoMore) {
+  std::vector<std::u16string> components;
+  EXPECT_TRUE(ParseRelativePath(PathOfLength({}, 32760), components));
+  platform::SetLastError(0);
+  EXPECT_FALSE(ParseRelativePath(PathOfLength({}, 32761), components));
+  EXPECT_LAST_ERROR(ERROR_INVALID_NAME);
 }
 
 TEST_F(RelativePathRule, RefusesAnEmptyOneALongOneAndATrailingBackslash) {
@@ -258,6 +323,33 @@ TEST_F(DriveRule, RefusesAnAnswerThatFillsTheWholeBuffer) {
   };
   EXPECT_FALSE(IsHardDiskVolumeDrive(api, u'C'));
   EXPECT_LAST_ERROR(ERROR_MORE_DATA);
+}
+
+TEST_F(DriveRule, RefusesAnAnswerThatWouldExceedTheBuffer) {
+  NativeApi api;
+  api.queryDosDevice = [](const char16_t*, char16_t* targets, std::uint32_t size) {
+    std::copy_n(u"\\Device\\HarddiskVolume7", 24, targets);
+    platform::SetLastError(platform::ERROR_MORE_DATA);
+    return size + 1;
+  };
+  EXPECT_FALSE(IsHardDiskVolumeDrive(api, u'C'));
+  EXPECT_LAST_ERROR(ERROR_MORE_DATA);
+}
+
+TEST_F(DriveRule, TakesAnAnswerThatJustFits) {
+  NativeApi api;
+  api.queryDosDevice = [](const char16_t*, char16_t* targets, std::uint32_t size) {
+    std::copy_n(u"\\Device\\HarddiskVolume7", 24, targets);
+    return size - 1;
+  };
+  EXPECT_TRUE(IsHardDiskVolumeDrive(api, u'C'));
+}
+
+TEST_F(DriveRule, TakesAnAnswerThatWasNotGivenForNoHardDisk) {
+  NativeApi api;
+  api.queryDosDevice = [](const char16_t*, char16_t*, std::uint32_t) { return std::uint32_t{24}; };
+  EXPECT_FALSE(IsHardDiskVolumeDrive(api, u'C'));
+  EXPECT_LAST_ERROR(ERROR_BAD_DEVICE);
 }
 
 TEST_F(DriveRule, TakesTheFirstTargetOfSeveral) {

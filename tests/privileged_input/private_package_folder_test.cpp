@@ -21,9 +21,11 @@ TEST_F(PackageSnapshotTest, CutsBackslashesButNotADriveRoots) {
     machine.files.tempFolder = base;
     EXPECT_TRUE(Acquire()) << testing::PrintToString(base);
   }
-  machine.files.tempFolder = u"C:\\";
-  ASSERT_TRUE(Acquire());
-  EXPECT_TRUE(snapshot->Input().path.starts_with(std::u16string(kGuidRoot) + u"VORN-input-"));
+  for (const char16_t* base : {u"C:\\", u"C:\\\\", u"C:\\\\\\"}) {
+    machine.files.tempFolder = base;
+    ASSERT_TRUE(Acquire()) << testing::PrintToString(base);
+    EXPECT_TRUE(snapshot->Input().path.starts_with(std::u16string(kGuidRoot) + u"VORN-input-"));
+  }
 }
 
 TEST_F(PackageSnapshotTest, TakesAnotherBaseWhenOneIsGiven) {
@@ -70,6 +72,8 @@ TEST_F(PackageSnapshotTest, RefusesATemporaryFolderThatIsMissingOrUnknown) {
   ExpectRefused("00000002");
   machine.files.tempFolder = u"C:\\" + Repeat(u'a', 33000) + u"\\";
   ExpectRefused("000003EE");
+  machine.files.tempFolder = u"C:\\" + Repeat(u'a', 32764);  // fits, and is no path to be opened
+  ExpectRefused("0000007B");
   machine.files.tempFolder = u"C:\\Temp\\";
   FailCall("GetTempPathW", platform::ERROR_NOT_ENOUGH_MEMORY);
   ExpectRefused("00000008");
@@ -131,6 +135,12 @@ TEST_F(PackageSnapshotTest, ReportsAMalformedDescriptor) {
 TEST_F(PackageSnapshotTest, ReportsAFailedRandomSourceInTheDialectOfTheRest) {
   FailCall("BCryptGenRandom", static_cast<std::uint32_t>(platform::STATUS_UNSUCCESSFUL));
   ExpectRefused("0000001F");
+}
+
+TEST_F(PackageSnapshotTest, TakesOnlyANegativeStatusOfTheRandomSourceForAFailure) {
+  constexpr std::uint32_t kStatusPending = 0x103;
+  FailCall("BCryptGenRandom", kStatusPending);
+  EXPECT_TRUE(Acquire());
 }
 
 }  // namespace

@@ -63,20 +63,60 @@ TEST_F(PackageSnapshotTest, RefusesACopyThatWasReplacedBeforeItWasReopened) {
             u"vorn_devnode: protected local package snapshot refused (error 0x00000005)\n");
 }
 
-TEST_F(PackageSnapshotTest, RemovesACopyThatCouldNotBeReopened) {
-  // Opens before the first copy's reopening: two folder walks, the snapshot's folder, the copy.
-  ASSERT_TRUE(Acquire());
-  std::uint32_t reopening = 0;
-  const auto opens = CallsOf("NtCreateFile");
-  for (std::uint32_t i = 0; i < opens.size() && reopening == 0; ++i) {
-    const bool ours = opens[i].Argument("ObjectName") == "vorn_audio.cat";
-    if (ours && i > 0 && opens[i - 1].Argument("CreateDisposition") == "2") reopening = i + 1;
+TEST_F(PackageSnapshotTest, RefusesACopyThatGrewBeforeItWasCaptured) {
+  ChangeBefore("FlushFileBuffers", 1, [](sim::Machine& changed) {
+    const std::u16string copy = u"C:\\Temp\\" + sim::ListFolder(changed.files, u"C:\\Temp").at(0);
+    sim::PutFile(changed.files, copy + u"\\vorn_audio.cat", "the catalog!");
+  });
+  ExpectRefused("000003EE");
+}
+
+TEST_F(PackageSnapshotTest, RefusesACopyThatGrewBeforeItWasReopened) {
+  ChangeBefore("CloseHandle", 1, [](sim::Machine& changed) {
+    const std::u16string copy = u"C:\\Temp\\" + sim::ListFolder(changed.files, u"C:\\Temp").at(0);
+    sim::PutFile(changed.files, copy + u"\\vorn_audio.cat", "the catalog!");
+  });
+  EXPECT_FALSE(Acquire());
+  EXPECT_EQ(process.ErrorOutput(),
+            u"vorn_devnode: protected local package snapshot refused (error 0x000003EE)\n");
+}
+
+TEST_F(PackageSnapshotTest, IsNotTakenFromAFolderBelowWhenTheInfIsGone) {
+  sim::PutFile(Files(), u"C:\\pkg\\driver\\x64\\vorn_audio.inf", "another inf");
+  ChangeBefore("BCryptGenRandom", 1,
+               [](sim::Machine& changed) { sim::RemovePath(changed.files, kSampleInf); });
+  ExpectRefused("000003EE");
+}
+
+/// A snapshot in which the first copy, the catalog's, can be written but not opened again.
+class UnopenableCopy : public PackageSnapshotTest {
+ protected:
+  UnopenableCopy() {
+    EXPECT_TRUE(Acquire());
+    const auto opens = CallsOf("NtCreateFile");
+    std::uint32_t reopening = 0;
+    for (std::uint32_t i = 1; i < opens.size() && reopening == 0; ++i) {
+      const bool written = opens[i - 1].Argument("ObjectName") == "vorn_audio.cat" &&
+                           opens[i - 1].Argument("CreateDisposition") == "2";
+      if (written && opens[i].Argument("ObjectName") == "vorn_audio.cat") reopening = i + 1;
+    }
+    EXPECT_NE(reopening, 0U);
+    Release();
+    process.calls.clear();
+    FailCall("NtCreateFile", static_cast<std::uint32_t>(platform::STATUS_INSUFFICIENT_RESOURCES),
+             reopening);
   }
-  ASSERT_NE(reopening, 0U);
-  Release();
-  FailCall("NtCreateFile", static_cast<std::uint32_t>(platform::STATUS_INSUFFICIENT_RESOURCES),
-           reopening);
+};
+
+TEST_F(UnopenableCopy, EndsTheSnapshotAndGoesWithIt) {
   ExpectRefused("000005AA");
+  EXPECT_EQ(CallsOf("FlushFileBuffers").size(), 1U) << "nothing is copied after it";
+}
+
+TEST_F(UnopenableCopy, EndsASnapshotWhoseProtectionIsNotVerified) {
+  EXPECT_FALSE(CreatePackage({}, kPackageSddl, ProtectionCheck::Skip));
+  EXPECT_LAST_ERROR(ERROR_NO_SYSTEM_RESOURCES);
+  ExpectNothingLeft();
 }
 
 }  // namespace

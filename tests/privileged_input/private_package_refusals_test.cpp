@@ -68,6 +68,8 @@ TEST_F(PackageSnapshotTest, RefusesALinkAnywhereInTheFolder) {
   sim::PutLink(Files(), u"C:\\pkg\\driver\\x64\\link", sim::ReparseKind::Junction, u"C:\\pkg",
                true);
   ExpectRefused("00001129");
+  for (const auto& call : CallsOf("NtCreateFile"))
+    EXPECT_NE(call.Argument("ObjectName"), "link") << "it is known for a link by the listing";
 }
 
 TEST_F(PackageSnapshotTest, RefusesAReservedNameInTheFolder) {

@@ -60,6 +60,44 @@ TEST_F(PackageSnapshotTest, WritesEachRandomByteHighDigitFirst) {
   EXPECT_EQ(name, expected);
 }
 
+TEST_F(PackageSnapshotTest, IsTakenStepByStepEachCheckedBeforeTheNext) {
+  sim::RemovePath(Files(), u"C:\\pkg\\driver\\x64\\deep");
+  process.calls.clear();
+  ASSERT_TRUE(Acquire());
+  EXPECT_EQ(Steps(), (std::vector<std::string>{
+                         "QueryDosDeviceW",
+                         "NtCreateFile \\Device\\HarddiskVolume3\\ 0x1200A1 1",
+                         "NtCreateFile pkg 0x1200A1 1",
+                         "NtCreateFile driver 0x1200A1 1",
+                         "NtCreateFile vorn_audio.inf 0x80120000 1",
+                         "GetTempPathW",
+                         "QueryDosDeviceW",
+                         "NtCreateFile \\Device\\HarddiskVolume3\\ 0x1200A1 1",
+                         "NtCreateFile Temp 0x1200A1 1",
+                         "ConvertStringSecurityDescriptorToSecurityDescriptorW",
+                         "BCryptGenRandom",
+                         "NtCreateFile VORN-input 0x1300A1 2",
+                         "GetSecurityInfo",
+                         "NtCreateFile vorn_audio.cat 0x80120000 1",
+                         "NtCreateFile vorn_audio.cat 0xC0130000 2",
+                         "FlushFileBuffers",
+                         "NtCreateFile vorn_audio.cat 0x80120000 1",
+                         "GetSecurityInfo",
+                         "NtCreateFile vorn_audio.inf 0x80120000 1",
+                         "NtCreateFile vorn_audio.inf 0xC0130000 2",
+                         "FlushFileBuffers",
+                         "NtCreateFile vorn_audio.inf 0x80120000 1",
+                         "GetSecurityInfo",
+                         "NtCreateFile x64 0x1200A1 1",
+                         "NtCreateFile x64 0x1300A1 2",
+                         "NtCreateFile vorn_audio.sys 0x80120000 1",
+                         "NtCreateFile vorn_audio.sys 0xC0130000 2",
+                         "FlushFileBuffers",
+                         "NtCreateFile vorn_audio.sys 0x80120000 1",
+                         "GetSecurityInfo",
+                     }));
+}
+
 TEST_F(PackageSnapshotTest, GivesTheInfByItsGuidPath) {
   ASSERT_TRUE(Acquire());
   EXPECT_EQ(snapshot->Input().path, kGuidRoot + CopyFolder().substr(3) + u"\\vorn_audio.inf");
@@ -282,6 +320,22 @@ TEST_F(PackageSnapshotTest, LeavesACopyOfAnotherSizeAlone) {
   sim::PutFile(Files(), copy, "short");
   Release();
   EXPECT_EQ(Content(copy), "short");
+}
+
+TEST_F(PackageSnapshotTest, LeavesACopyThatGrewAlone) {
+  ASSERT_TRUE(Acquire());
+  const std::u16string copy = CopyFolder() + u"\\vorn_audio.inf";
+  sim::PutFile(Files(), copy, "the inf!");
+  Release();
+  EXPECT_EQ(Content(copy), "the inf!");
+}
+
+TEST_F(PackageSnapshotTest, LeavesFilesOfAnotherVolumeAlone) {
+  ASSERT_TRUE(Acquire());
+  Files().volumes[0].serial += 1;
+  Release();
+  EXPECT_EQ(sim::ListFolder(Files(), CopyFolder()),
+            (std::vector<std::u16string>{u"vorn_audio.cat", u"vorn_audio.inf", u"x64"}));
 }
 
 TEST_F(PackageSnapshotTest, GoesOnAfterACopyThatCannotBeRemoved) {

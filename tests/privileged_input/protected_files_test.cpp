@@ -117,6 +117,21 @@ TEST_F(ProtectedFile, IsKeptUnderItsExactPath) {
   EXPECT_LAST_ERROR(ERROR_SHARING_VIOLATION);
 }
 
+TEST_F(ProtectedFile, IsComparedWithThePathsOfOthersUnitByUnit) {
+  const std::u16string paths[] = {u"C:\\state\\journal\u00E4", u"C:\\state\\journal\u00C4",
+                                  u"C:\\state\\journala\u0308", u"C:\\state\\journalx",
+                                  u"C:\\state\\journaly"};
+  for (const std::u16string& path : paths) {
+    process.calls.clear();
+    Open(path);
+    EXPECT_FALSE(CallsOf("NtCreateFile").empty()) << testing::PrintToString(path);
+    PutProtectedFile(path, {1});
+    const File file = Open(path);
+    ASSERT_TRUE(file) << testing::PrintToString(path);
+    EXPECT_EQ(file.Path(), tests::kGuidRoot + path.substr(3));
+  }
+}
+
 TEST_F(ProtectedFile, IsNotKeptWhenRefused) {
   SetSecurity(kPath, u"O:BUD:(A;;FA;;;WD)");
   ExpectRefused(kPath, platform::ERROR_ACCESS_DENIED);
