@@ -98,7 +98,7 @@ class Connector final : public ComObjectOf<IConnector> {
                             const AudioEndpoint* endpoint = endpoint_.Find();
                             const HRESULT error = Check(endpoint, &AudioEndpoint::connectedError);
                             if (error != S_OK) return error;
-                            // Documented result for a connector that leads nowhere.
+                            // Documented: asking a connector that leads nowhere gives E_NOTFOUND.
                             if (endpoint->connectedTo.empty()) return E_NOTFOUND;
                             made = AllocateTaskString(endpoint->connectedTo);
                             return S_OK;
@@ -120,7 +120,7 @@ class Topology final : public ComObjectOf<IDeviceTopology> {
         connector, [&](IConnector*& made) {
           const HRESULT error = Check(endpoint_.Find(), &AudioEndpoint::connectorError);
           if (error != S_OK) return error;
-          // An endpoint has one connector.
+          // Documented (device topologies): an endpoint device has one connector, number 0.
           if (index > 0) return E_INVALIDARG;
           made = new Connector(endpoint_);
           return S_OK;
@@ -208,7 +208,7 @@ class EndpointDevice final : public ComObjectOf<IMMDevice> {
   Listed endpoint_;
 };
 
-/// The endpoints at the time of the listing. Documented: later changes do not show in it.
+/// The endpoints at the time of the listing. Documented: later changes do not show in a collection.
 class EndpointCollection final : public ComObjectOf<IMMDeviceCollection> {
  public:
   explicit EndpointCollection(std::vector<Listed> endpoints) : endpoints_(std::move(endpoints)) {}
@@ -262,7 +262,8 @@ class DeviceEnumerator final : public ComObjectOf<IMMDeviceEnumerator> {
   static HRESULT List(std::int32_t flow, std::uint32_t stateMask, IMMDeviceCollection*& made) {
     if (flow < eRender || flow > kAllFlows) return E_INVALIDARG;
     if (stateMask == 0 || (stateMask & ~kAllStates) != 0) return E_INVALIDARG;
-    // Assumed: the catalog reports that its services are not running.
+    // Assumed: the catalog reports that its services are not running. Question: what does
+    // EnumAudioEndpoints return while AudioEndpointBuilder and Audiosrv are stopped?
     if (!AudioServicesRun(Process::Current().TheMachine())) return AUDCLNT_E_SERVICE_NOT_RUNNING;
     const AudioCatalog& catalog = TheCatalog();
     if (catalog.enumError != S_OK) return catalog.enumError;

@@ -46,7 +46,8 @@ std::string RenderArgument(const Hex& value) {
 
 namespace {
 
-/// Every call of a dead process fails with this, whatever it is.
+/// Ours: every call of a killed process fails, so that the program unwinds and nothing of it
+/// reaches the machine.
 constexpr std::uint32_t kDeadProcessError = ERROR_INVALID_HANDLE;
 
 Verdict DeadVerdict() {

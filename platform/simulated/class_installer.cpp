@@ -41,7 +41,7 @@ bool IsTaken(const DeviceList& list, std::u16string_view instanceId) {
   const auto has = [instanceId](const DeviceElement& element) {
     return IsSameDevice(element.instanceId, instanceId);
   };
-  // An absent device also keeps its id.
+  // Documented: an installed device keeps its id while it is absent.
   return Process::Current().TheMachine().devices.Find(instanceId) != nullptr ||
          std::any_of(list.devices.begin(), list.devices.end(), has);
 }
@@ -118,14 +118,17 @@ std::optional<ClassInstallParameters> ReadParameters(const SP_CLASSINSTALL_HEADE
 // What the class installer does.
 
 bool Register(DeviceElement& element) {
-  if (!element.unregistered) return true;  // already registered: nothing to do (documented)
+  // Documented: a device that is already registered stays as it is.
+  if (!element.unregistered) return true;
   Machine& machine = Process::Current().TheMachine();
   if (machine.devices.Find(element.instanceId) != nullptr) {
     return FailWith(ERROR_DEVINST_ALREADY_EXISTS);
   }
   Device device = std::move(*element.unregistered);
   element.unregistered.reset();
-  // A root-enumerated device is present at once, and has no driver yet.
+  // Assumed: a root-enumerated device is present as soon as it is registered, with the problem of a
+  // device without a driver. Question: which status and problem does a device report between
+  // DIF_REGISTERDEVICE and the bind?
   device.present = true;
   device.status = DN_ROOT_ENUMERATED | DN_NT_ENUMERATOR | DN_HAS_PROBLEM;
   device.problem = CM_PROB_FAILED_INSTALL;
@@ -134,7 +137,7 @@ bool Register(DeviceElement& element) {
 }
 
 /// Removes a device from the machine. There is only one hardware profile, so both scopes do the
-/// same.
+/// same. Documented: a removal that only a restart completes sets DI_NEEDREBOOT.
 bool Remove(DeviceElement& element, const CallFaults& faults) {
   if (element.unregistered) {
     element.unregistered.reset();
@@ -167,7 +170,7 @@ bool ChangeState(DeviceElement& element, const CallFaults& faults) {
   const DeviceTemper temper = device->temper;
   if (temper.restartError != 0) return FailWith(temper.restartError);
   if (temper.restartNeedsReboot || faults.askRestart) {
-    // Somebody holds the device open: the change waits for the restart (documented).
+    // Documented: while somebody holds a device open, a change of its state waits for the restart.
     element.installFlags |= DI_NEEDRESTART;
     return true;
   }

@@ -12,7 +12,7 @@ namespace simulated {
 
 namespace {
 
-/// Time passes in a dead process until it ends; only its own clock runs.
+/// Ours: time passes in a killed process until it ends; only its own clock runs.
 constexpr std::uint64_t kDeadProcessTick = 3'600'000;
 
 void Happen(Machine& machine, const Event& event) {

@@ -116,7 +116,8 @@ HRESULT CoInitializeEx(std::uint32_t concurrencyModel) {
                   [&](const CallFaults&) { return JoinApartment(joined); });
   Process& process = Process::Current();
   if (result < S_OK && joined) --process.comInitialized;
-  // Documented: this result means that the thread is already in an apartment of the other kind.
+  // Documented: RPC_E_CHANGED_MODE means that the thread is already in an apartment of the other
+  // kind.
   if (result == RPC_E_CHANGED_MODE) process.inOtherApartment = true;
   return result;
 }

@@ -85,8 +85,8 @@ inline void TakeBack(IUnknown* object) {
 }
 void TakeBack(char16_t* text);
 
-/// A call that hands out an object or a string. Documented: the caller gets null when the call
-/// fails. `body` returns the HRESULT and what it made, which is destroyed when a planned failure
+/// A call that hands out an object or a string. Documented: a call that fails gives the caller
+/// null. `body` returns the HRESULT and what it made, which is destroyed when a planned failure
 /// hits the call after all.
 template <class Made, class ArgumentList, class Body>
 HRESULT SimulateGiving(std::string_view name, const ArgumentList& arguments, Made** output,

@@ -33,7 +33,7 @@ NodeSearch FindInstalledNode(DEVINST node) {
   return {device, device == nullptr ? CR_NO_SUCH_DEVNODE : CR_SUCCESS};
 }
 
-/// The same for calls that need the live node, which an absent device does not have.
+/// The same for calls that need the live node. Documented: an absent device has no live node.
 NodeSearch FindLiveNode(DEVINST node) {
   const NodeSearch search = FindInstalledNode(node);
   if (search.device != nullptr && !search.device->present) return {nullptr, CR_NO_SUCH_DEVNODE};
@@ -147,8 +147,8 @@ CONFIGRET CM_Get_Device_IDW(DEVINST node, char16_t* instanceId, std::uint32_t si
                                    if (search.device == nullptr) return search.result;
                                    std::u16string id = search.device->instanceId;
                                    SpoilLength(id, faults);
-                                   // A buffer that is too small gets as much as fits, without a
-                                   // terminator (documented).
+                                   // Documented: a buffer that is too small gets as much as fits,
+                                   // without a terminator.
                                    const std::size_t fits = std::min<std::size_t>(id.size(), size);
                                    char16_t* end = std::copy_n(id.begin(), fits, instanceId);
                                    if (size <= id.size()) return CR_BUFFER_SMALL;

@@ -70,7 +70,8 @@ std::u16string WithoutBlanks(std::u16string_view text) {
   return dense;
 }
 
-/// The only mode the model supports is appending text in UTF-8.
+/// The only mode the model supports is appending text in UTF-8. Documented (samples): a
+/// blank may follow the comma of the mode.
 bool IsUtf8Append(const char16_t* mode) {
   const std::u16string dense = WithoutBlanks(mode);
   return EqualsIgnoringCase(dense, u"a,ccs=UTF-8") || EqualsIgnoringCase(dense, u"at,ccs=UTF-8");

@@ -17,8 +17,11 @@ namespace simulated {
 
 namespace {
 
-constexpr std::uint32_t kHashObjectBytes = 326;  // assumed; callers must ask
-constexpr std::uint32_t kSha256Bytes = 32;       // documented
+// Assumed: a hash object has 326 bytes. Question: what does BCryptGetProperty report for
+// ObjectLength?
+constexpr std::uint32_t kHashObjectBytes = 326;
+// Documented: a SHA-256 digest has 32 bytes.
+constexpr std::uint32_t kSha256Bytes = 32;
 
 class AlgorithmObject : public Object {};
 
@@ -61,8 +64,8 @@ NTSTATUS CloseObject(bool known, std::uintptr_t value) {
   return STATUS_SUCCESS;
 }
 
-/// The next number of the machine's generator (SplitMix64): random enough, and identical on every
-/// run from the same machine.
+/// The next number of the machine's generator (SplitMix64). Ours: random bytes are identical on
+/// every run from the same machine.
 std::uint64_t NextRandom(std::uint64_t& state) {
   state += 0x9E3779B97F4A7C15;
   std::uint64_t value = state;
@@ -144,8 +147,10 @@ NTSTATUS BCryptCreateHash(BCRYPT_ALG_HANDLE algorithm, BCRYPT_HASH_HANDLE* hash,
       [&](const CallFaults&) -> NTSTATUS {
         if (!IsAlgorithm(algorithm)) return STATUS_INVALID_HANDLE;
         if (hash == nullptr) return STATUS_INVALID_PARAMETER;
-        if (object == nullptr && objectSize != 0) return STATUS_INVALID_PARAMETER;  // assumed
-        // Windows 7 and later allocate the object themselves when none is passed (documented).
+        // Assumed: a size without a hash object is refused. Question: what does BCryptCreateHash
+        // return for a null object with a size?
+        if (object == nullptr && objectSize != 0) return STATUS_INVALID_PARAMETER;
+        // Documented: Windows 7 and later allocate the hash object themselves when none is passed.
         const bool ownObject = object == nullptr && objectSize == 0;
         if (!ownObject && objectSize < kHashObjectBytes) return STATUS_BUFFER_TOO_SMALL;
         *hash = reinterpret_cast<BCRYPT_HASH_HANDLE>(
@@ -158,7 +163,7 @@ NTSTATUS BCryptHashData(BCRYPT_HASH_HANDLE hash, const std::uint8_t* input, std:
   return SimulateCode<NTSTATUS>("BCryptHashData", Arguments("Hash", hash, "Size", size),
                                 [&](const CallFaults&) -> NTSTATUS {
                                   const auto found = FindHash(hash);
-                                  // A finished hash accepts no more data (documented).
+                                  // Documented: a finished hash accepts no more data.
                                   if (!found || found->IsFinished()) return STATUS_INVALID_HANDLE;
                                   if (input == nullptr && size != 0)
                                     return STATUS_INVALID_PARAMETER;
@@ -172,7 +177,7 @@ NTSTATUS BCryptFinishHash(BCRYPT_HASH_HANDLE hash, std::uint8_t* output, std::ui
                                 [&](const CallFaults&) -> NTSTATUS {
                                   const auto found = FindHash(hash);
                                   if (!found || found->IsFinished()) return STATUS_INVALID_HANDLE;
-                                  // The size must be exactly the digest's (documented).
+                                  // Documented: BCryptFinishHash takes exactly the digest's size.
                                   if (output == nullptr || size != kSha256Bytes) {
                                     return STATUS_INVALID_PARAMETER;
                                   }
@@ -193,7 +198,8 @@ NTSTATUS BCryptGenRandom(BCRYPT_ALG_HANDLE algorithm, std::uint8_t* buffer, std:
   return SimulateCode<NTSTATUS>(
       "BCryptGenRandom", Arguments("Algorithm", algorithm, "Size", size, "Flags", Hex{flags}),
       [&](const CallFaults&) -> NTSTATUS {
-        // Without an algorithm the flag must ask for the system's own generator (documented).
+        // Documented: without an algorithm, BCryptGenRandom needs the flag for the system's own
+        // generator.
         if (algorithm != nullptr || flags != BCRYPT_USE_SYSTEM_PREFERRED_RNG) {
           return STATUS_INVALID_HANDLE;
         }

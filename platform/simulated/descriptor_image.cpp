@@ -11,7 +11,7 @@ namespace {
 
 using Image = std::vector<std::uint8_t>;
 
-/// Everything in a descriptor is aligned to this.
+/// Documented: everything in a self-relative descriptor is aligned to 4 bytes.
 constexpr std::size_t kAlignment = 4;
 
 /// The mask, and in object entries also the flags that say which of two GUIDs follow.

@@ -72,8 +72,8 @@ bool SetupDiEnumDeviceInterfaces(HDEVINFO list, const GUID* interfaceClass, std:
       [&](const CallFaults&) {
         const auto found = FindList(list);
         if (found == nullptr) return false;
-        // A record of another size is an invalid parameter here (observed), not an invalid user
-        // buffer.
+        // Observed: an interface record of another size is an invalid parameter, not an invalid
+        // user buffer.
         if (interfaceClass == nullptr || interfaceData == nullptr ||
             interfaceData->cbSize != sizeof(SP_DEVICE_INTERFACE_DATA)) {
           return FailWith(ERROR_INVALID_PARAMETER);
@@ -102,8 +102,8 @@ bool SetupDiGetDeviceInterfaceDetailW(HDEVINFO list, const SP_DEVICE_INTERFACE_D
         const InterfaceElement* element =
             found == nullptr ? nullptr : FindElement(*found, interfaceData);
         if (element == nullptr) return false;
-        // Without a buffer there is no size to check. A buffer states the size of the record
-        // itself, 8 on x64, not that of the buffer (documented).
+        // Without a buffer there is no size to check. Documented: a buffer for a path states the
+        // size of the record itself, 8 on x64, not that of the buffer.
         const bool wrongBuffer =
             detail == nullptr ? size != 0
                               : size < sizeof(SP_DEVICE_INTERFACE_DETAIL_DATA_W) ||

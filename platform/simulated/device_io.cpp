@@ -110,7 +110,7 @@ HANDLE Refuse(std::uint32_t error) {
   return INVALID_HANDLE_VALUE;
 }
 
-/// A path that does not name a device interface names a file (documented).
+/// Documented: a path outside the device name space names a file.
 HANDLE OpenFile(std::u16string_view path, std::uint32_t desiredAccess, std::uint32_t shareMode) {
   Process& process = Process::Current();
   const FileSystem& files = process.TheMachine().files;
@@ -208,7 +208,7 @@ bool AcquireLease(DeviceHandle& handle, Device& device, const Request& request,
 bool ReleaseLease(DeviceHandle& handle, Device& device, const Request& request,
                   const CallFaults& faults) {
   if (request.inputSize != kLeaseInputSize) return FailWith(ERROR_INVALID_PARAMETER);
-  // Assumed: only the lease holder may release the lease, as with every request that needs it.
+  // Ours: only the lease holder may release the lease, as with every request that needs it.
   if (!handle.holdsLease) return FailWith(ERROR_ACCESS_DENIED);
   handle.holdsLease = false;
   device.leaseHeld = false;
@@ -224,11 +224,11 @@ bool HasCable(const DriverImage& image, CableFlow cable) {
 bool SetCableVisibility(DeviceHandle& handle, Device& device, const Request& request,
                         const CallFaults& faults) {
   if (request.inputSize != kVisibilityInputSize) return FailWith(ERROR_INVALID_PARAMETER);
-  // Assumed: only the lease holder may change visibility.
+  // Ours: only the lease holder may change visibility.
   if (!handle.holdsLease) return FailWith(ERROR_ACCESS_DENIED);
   const CableFlow cable = {request.Word(0), request.Word(4)};
   const std::uint32_t visible = request.Word(8);
-  // Assumed: words out of range are refused.
+  // Ours: the driver refuses words out of range.
   if (cable.second > 1 || visible > 1 || !HasCable(*device.resident, cable)) {
     return FailWith(ERROR_INVALID_PARAMETER);
   }
@@ -280,7 +280,8 @@ bool Control(HANDLE deviceHandle, const Request& request, const CallFaults& faul
   if (const Device* waiting = handle->LiveDevice()) TakeTime(*waiting, request.code);
   Device* device = handle->LiveDevice();
   if (device == nullptr) return FailWith(ERROR_NO_SUCH_DEVICE);
-  // Assumed: a device that is present but not started fails its requests.
+  // Assumed: a device that is present but not started fails its requests. Question: which error
+  // does DeviceIoControl give after the device of an open handle was disabled?
   if (!IsStarted(*device)) return FailWith(ERROR_GEN_FAILURE);
   if (!device->resident) return FailWith(ERROR_INVALID_FUNCTION);  // another driver
   const auto failure = device->resident->failures.find(request.code);

@@ -7,6 +7,8 @@
 namespace vorn::platform::simulated {
 
 DeviceElement* DeviceList::Find(const SP_DEVINFO_DATA* data) {
+  // Assumed: a device record of another size is an invalid user buffer. Question: which error does
+  // SetupDiGetDeviceInstanceIdW set for an SP_DEVINFO_DATA of another size?
   if (data == nullptr || data->cbSize != sizeof(SP_DEVINFO_DATA)) {
     SetLastError(data == nullptr ? ERROR_INVALID_PARAMETER : ERROR_INVALID_USER_BUFFER);
     return nullptr;
@@ -15,6 +17,8 @@ DeviceElement* DeviceList::Find(const SP_DEVINFO_DATA* data) {
       std::find_if(devices.begin(), devices.end(),
                    [data](const DeviceElement& element) { return element.node == data->DevInst; });
   if (found == devices.end()) {
+    // Assumed: an element of another list is an invalid parameter. Question: which error does
+    // SetupDiGetDeviceInstanceIdW set for an element of another list?
     SetLastError(ERROR_INVALID_PARAMETER);
     return nullptr;
   }

@@ -46,7 +46,7 @@ class DeviceList : public Object {
   std::vector<InterfaceElement> interfaces;
 
   /// The element that `data` identifies. Null, with the last error, when its size is wrong
-  /// (ERROR_INVALID_USER_BUFFER) or it is not in this list (ERROR_INVALID_PARAMETER; assumed).
+  /// (ERROR_INVALID_USER_BUFFER) or it is not in this list (ERROR_INVALID_PARAMETER).
   DeviceElement* Find(const SP_DEVINFO_DATA* data);
 
   /// Adds an element for a device of the tree; returns its index.

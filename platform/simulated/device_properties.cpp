@@ -30,8 +30,9 @@ Bytes HardwareIdValue(const Device& device) {
 }
 
 /// The strings of a multi-string value. Nothing when the value is not one: its size is odd, it has
-/// no string, or it lacks the two terminators. (Documented as the caller's duty; that it is refused
-/// is assumed.)
+/// no string, or it lacks the two terminators. Documented: the two terminators are the caller's
+/// duty when hardware ids are set. Assumed: hardware ids without them are refused. Question: does
+/// SetupDiSetDeviceRegistryPropertyW store hardware ids without the second terminator?
 std::optional<std::vector<std::u16string>> ParseMultiString(const void* data, std::uint32_t size) {
   if (data == nullptr || size % sizeof(char16_t) != 0) return std::nullopt;
   std::u16string text(size / sizeof(char16_t), u'\0');
@@ -64,7 +65,9 @@ bool SetupDiGetDeviceInstanceIdW(HDEVINFO list, const SP_DEVINFO_DATA* device, c
                                 "DeviceInstanceIdSize", size),
                       [&](const CallFaults& faults) {
                         const auto found = FindList(list);
-                        // The list itself knows the id, even when the device is gone (assumed).
+                        // Assumed: the list itself knows the id, even when the device is gone.
+                        // Question: does SetupDiGetDeviceInstanceIdW succeed after the device was
+                        // removed?
                         const DeviceElement* element =
                             found == nullptr ? nullptr : found->Find(device);
                         if (element == nullptr) return false;
@@ -140,7 +143,8 @@ bool SetupDiGetDevicePropertyW(HDEVINFO list, const SP_DEVINFO_DATA* device, con
         if (property == record->properties.end()) return FailWith(ERROR_NOT_FOUND);
         Bytes data = property->data;
         SpoilLength(data, faults);
-        // The type is returned with the size, even when the buffer is too small (documented).
+        // Documented: the type of a property is returned with the size, even when the buffer is too
+        // small.
         *type = property->type;
         return ReturnData(data, buffer, size, required);
       });

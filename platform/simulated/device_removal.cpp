@@ -16,7 +16,8 @@ bool IsVetoed(const Machine& machine, const DeviceTemper& temper) {
   return temper.vetoes > 0 || machine.clock.tick < temper.vetoUntil;
 }
 
-/// The present devices at and below `instanceId`, lowest first.
+/// The present devices at and below `instanceId`, lowest first. Documented: a query-removal asks a
+/// device after everything below it.
 void CollectSubtree(const DeviceTree& tree, std::u16string_view instanceId,
                     std::vector<std::u16string>& ids) {
   for (const Device& device : tree.devices) {
@@ -37,8 +38,8 @@ QueryRemoval AskToLetGo(Machine& machine, Device& device) {
   return {CR_REMOVE_VETOED, temper.vetoType, temper.vetoName};
 }
 
-/// Otherwise the plans for a removed device would hit the next device of that name. Its endpoints'
-/// records still go idle: that is the endpoint builder's business.
+/// Ours: what was planned for a removed device is dropped, or it would hit the next device of that
+/// name. Its endpoints' records still go idle: that is the endpoint builder's business.
 void ForgetPlansOf(Machine& machine, std::u16string_view instanceId) {
   std::erase_if(machine.clock.events, [&](const Event& event) {
     const bool ofTheNode = event.kind == EventKind::StartDevice ||

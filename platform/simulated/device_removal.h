@@ -21,7 +21,7 @@ struct QueryRemoval {
 
 /// Asks a present device and everything below it to let go, lowest first; the first objection
 /// decides. Without one the device stops and is absent, but stays installed, until the machine
-/// restarts (documented; that the root itself is no longer found is assumed).
+/// restarts.
 QueryRemoval QueryRemove(Machine& machine, std::u16string_view instanceId);
 
 /// Removes an installed device in the way its temper sets: at once; after a delay in which it is

@@ -22,8 +22,8 @@ struct ListRequest {
   bool Wants(std::uint32_t flag) const { return (flags & flag) != 0; }
 };
 
-/// The interfaces of a device that a request covers. With DIGCF_PRESENT only those that the driver
-/// has enabled are listed (documented).
+/// The interfaces of a device that a request covers. Documented: with DIGCF_PRESENT only interfaces
+/// that the driver has enabled are listed.
 bool IsWanted(const DeviceInterface& candidate, const Device& owner, const ListRequest& request) {
   if (!request.Wants(DIGCF_ALLCLASSES) && candidate.interfaceClass != *request.classGuid) {
     return false;
@@ -41,8 +41,8 @@ void AppendInterfaces(DeviceList& list, const Device& owner, const ListRequest& 
   }
 }
 
-/// Whether a device matches the enumerator's text: an enumerator's name, or one device's instance
-/// id when interfaces are listed (documented).
+/// Whether a device matches the enumerator's text. Documented: SetupDiGetClassDevsW takes an
+/// enumerator's name, or one device's instance id when interfaces are listed.
 bool IsOfEnumerator(const Device& device, const ListRequest& request) {
   if (request.enumerator == nullptr) return true;
   return request.Wants(DIGCF_DEVICEINTERFACE)

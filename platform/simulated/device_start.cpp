@@ -36,7 +36,7 @@ void CancelStart(Machine& machine, std::u16string_view instanceId) {
   });
 }
 
-/// \\?\root#media#0000#{class}, in lower case as Windows creates them (observed).
+/// \\?\root#media#0000#{class}. Observed: interface paths are in lower case.
 std::u16string InterfacePath(const Device& device, const GUID& interfaceClass,
                              std::u16string_view reference) {
   std::u16string id = ToLowerAscii(device.instanceId);
@@ -73,7 +73,9 @@ bool LoadImage(const Machine& machine, Device& device) {
   }
   const PublishedPackage* package = SelectedPackage(machine, device);
   if (package == nullptr && IsPublishedName(device.publishedInf)) {
-    // The driver runs from the store, so it went with its package (the problem code is assumed).
+    // Assumed: a driver runs from the store, so it goes with its package, and loading it fails.
+    // Question: which problem does a device report when its package was force-deleted and it is
+    // restarted?
     FailStart(device, CM_PROB_DRIVER_FAILED_LOAD);
     return false;
   }
@@ -106,7 +108,7 @@ void StartDevice(Machine& machine, std::u16string_view instanceId) {
   Device* device = machine.devices.Find(instanceId);
   if (device == nullptr || !MayStart(*device) || !LoadImage(machine, *device)) return;
   if (device->resident && device->resident->startProblem != 0) {
-    // A driver whose start fails is unloaded again (documented).
+    // Documented: a driver whose start fails is unloaded again.
     const std::uint32_t problem = device->resident->startProblem;
     device->resident.reset();
     FailStart(*device, problem);
@@ -155,6 +157,7 @@ void RestartDevice(Machine& machine, std::u16string_view instanceId) {
   StartSoon(machine, *device);
 }
 
+// Documented: a device that an administrator disables stops with CM_PROB_DISABLED.
 void DisableDevice(Machine& machine, std::u16string_view instanceId) {
   const std::u16string id(instanceId);
   StopDevice(machine, id);

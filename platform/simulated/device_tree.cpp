@@ -45,8 +45,8 @@ const Device* DeviceTree::Find(std::u16string_view instanceId) const {
 }
 
 Device& DeviceTree::Insert(Device device) {
-  // Windows lists an enumerator's devices in the order of their registry keys (observed in its
-  // device lists).
+  // Observed (device lists of Windows): an enumerator's devices come in the order of their registry
+  // keys.
   const auto higher = std::find_if(devices.begin(), devices.end(), [&](const Device& other) {
     return EqualsIgnoringCase(other.enumerator, device.enumerator) &&
            CompareIgnoringCase(other.instanceId, device.instanceId) > 0;

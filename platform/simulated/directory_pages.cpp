@@ -43,7 +43,8 @@ FILE_ID_BOTH_DIR_INFO Record(const FileSystem& files, const Item& item) {
   record.AllocationSize = static_cast<std::int64_t>(AllocationSize(node));
   record.FileAttributes = ReportedAttributes(node);
   record.FileNameLength = static_cast<std::uint32_t>(item.name.size() * sizeof(char16_t));
-  record.EaSize = ReparseTag(node);  // for links this is the reparse tag (documented)
+  // Documented: EaSize of a listed link is its reparse tag.
+  record.EaSize = ReparseTag(node);
   const std::size_t units = std::min(item.shortName.size(), std::size(record.ShortName));
   record.ShortNameLength = static_cast<std::int8_t>(units * sizeof(char16_t));
   std::copy_n(item.shortName.begin(), units, record.ShortName);
@@ -159,7 +160,8 @@ NTSTATUS FillDirectoryPage(FileObject& folder, bool restart, void* page, std::ui
   if (!complete) return records.IsEmpty() ? STATUS_BUFFER_OVERFLOW : STATUS_SUCCESS;
   if (!records.IsEmpty()) return STATUS_SUCCESS;
   folder.listing = FileObject::Listing::Ended;
-  // An empty listing reports that (documented); only an empty root can have one.
+  // Documented: a listing without any name ends with STATUS_NO_SUCH_FILE. Only an empty root has
+  // one.
   return first ? STATUS_NO_SUCH_FILE : STATUS_NO_MORE_FILES;
 }
 

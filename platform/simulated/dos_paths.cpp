@@ -69,7 +69,8 @@ Cut CutRoot(const FileSystem& files, std::u16string_view path) {
   const std::u16string root = {path[0], u':', u'\\'};
   const std::u16string_view rest = path.substr(2);
   if (!rest.empty() && IsSeparator(rest.front())) return {root, WithoutSeparators(rest), {}};
-  // Only the current drive has a current folder here; the others are at their root (assumed).
+  // Assumed: only the current drive has a current folder; the others are at their root. Question:
+  // where does "D:name" lead in a process that inherited no current folder for D:?
   const bool sameDrive = ToUpperAscii(path[0]) == ToUpperAscii(current.front());
   return {root, rest, sameDrive ? currentNames : std::u16string()};
 }
@@ -80,7 +81,7 @@ void Step(std::vector<std::u16string>& names, std::u16string_view name) {
     if (!names.empty()) names.pop_back();
     return;
   }
-  // A single dot at the end of a name is dropped (documented).
+  // Documented: a single dot at the end of a name is dropped.
   const bool dotted = name.back() == u'.' && name[name.size() - 2] != u'.';
   if (dotted) name.remove_suffix(1);
   names.emplace_back(name);

@@ -8,6 +8,8 @@
 #include <limits>
 #include <optional>
 
+// Ours: the .sys of the model is a text that says what the driver reports and does.
+
 namespace vorn::platform::simulated {
 
 namespace {

@@ -77,8 +77,9 @@ GUID ParseGuid(std::u16string_view text) {
 }
 
 /// The system version that a models section's decoration requires; nothing when the section is not
-/// for this system. NT<architecture>.<major>.<minor>.<product type>.<suite>.<build> (documented);
-/// on x64 the architecture is mandatory.
+/// for this system. Documented: the decoration of a models section is
+/// NT[architecture].[major].[minor].[product type].[suite].[build], and on x64 the architecture is
+/// mandatory.
 using SystemVersion = std::array<std::uint64_t, 3>;
 std::optional<SystemVersion> ParseDecoration(std::u16string_view decoration) {
   const auto parts = Split(decoration, u'.');
@@ -120,7 +121,7 @@ class PackageReader {
     return inf_.Value(section, key, field).value_or(std::u16string());
   }
 
-  /// CatalogFile, with the decorated keys taking precedence over the plain one (documented).
+  /// CatalogFile. Documented: the decorated keys of a catalog take precedence over the plain one.
   std::u16string CatalogFile() const {
     for (const std::u16string_view key : {u"CatalogFile.NTamd64", u"CatalogFile.NT"}) {
       if (auto catalog = inf_.Value(u"Version", key)) return *catalog;

@@ -15,7 +15,8 @@
 
 namespace vorn::platform::simulated {
 
-/// DriverVer in comparable form: first the date, then the version (documented ranking).
+/// DriverVer in comparable form. Documented: drivers of equal rank compare by date, then by
+/// version.
 struct DriverRank {
   std::uint32_t year = 0;
   std::uint32_t month = 0;

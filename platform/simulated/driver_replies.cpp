@@ -18,7 +18,7 @@ constexpr std::size_t kStatusSharedMemoryAbi = 108;
 constexpr std::size_t kStatusCapabilities = 112;
 constexpr std::size_t kStatusRevision = 120;
 
-/// The value of words that are undefined for callers; not zero, so that none relies on it by
+/// Ours: words that the protocol leaves undefined are not zero, so that no caller relies on that by
 /// accident.
 constexpr std::uint8_t kFiller = 0xA5;
 

@@ -32,7 +32,8 @@ std::u16string LastNameOf(std::u16string_view path) {
   return std::u16string(path.substr(path.find_last_of(u"\\/") + 1));
 }
 
-/// The package whose published INF has these bytes; null when there is none.
+/// The package whose published INF has these bytes; null when there is none. Documented: a package
+/// that is already in the store is not imported again.
 const PublishedPackage* FindSameInf(const Machine& machine, const Bytes& inf) {
   for (const PublishedPackage& package : machine.store.packages) {
     if (ReadWholeFile(machine.files, PublishedInfPath(machine, package.publishedInf)) == inf) {
@@ -133,8 +134,10 @@ std::optional<std::u16string> PublishPackage(Machine& machine, std::u16string_vi
   const auto package = ReadDriverPackage(*inf, hardwareId, &reason);
   if (!package) return refuse(reason);
   if (!package->hasModel) return refuse(ERROR_NO_MORE_ITEMS);
-  // A published INF stands for its package, which the store has already checked (documented: this
-  // is how an installed driver is selected again).
+  // A published INF stands for its package, which the store has already checked. Assumed: a bind
+  // accepts an INF of the Windows INF folder, which the documentation calls unsupported and
+  // installation logs show working. Question (inf-folder-bind): does the bind of a published INF
+  // select its package again?
   if (const PublishedPackage* own = FindPublishedAt(machine, infPath)) return own->publishedInf;
   const std::u16string folder = FolderPrefixOf(infPath);
   if ((reason = CheckFiles(machine, folder, *inf, *package)) != 0) return refuse(reason);
@@ -176,6 +179,10 @@ void BindPackage(Machine& machine, std::u16string_view instanceId,
   SetStringProperty(*device, kServiceKey, package->service);
 }
 
+// Documented: without SUOI_FORCEDELETE a package that a device has selected, present or not, is in
+// use. Assumed: an INF that somebody holds open against deletion stays, with a sharing violation.
+// Question: what does SetupUninstallOEMInfW do while the published INF is held without delete
+// sharing?
 std::uint32_t UninstallPackage(Machine& machine, std::u16string_view publishedInf,
                                std::uint32_t flags) {
   if (!IsPublishedName(publishedInf)) return ERROR_NOT_AN_INSTALLED_OEM_INF;

@@ -50,8 +50,9 @@ struct UpdateResult {
   bool needsRestart = false;
 };
 
-/// The devices that take a package of that rank: all devices with the hardware id, or without force
-/// only those whose own package ranks lower. Empty when none of them is present.
+/// The devices that take a package of that rank. Documented: with INSTALLFLAG_FORCE all devices
+/// with the hardware id take a package, otherwise only those whose own package ranks lower. Empty
+/// when none of them is present.
 std::vector<std::u16string> FindTakers(const Machine& machine, const UpdateRequest& request,
                                        const DriverRank& rank) {
   std::vector<std::u16string> takers;
@@ -68,7 +69,9 @@ std::vector<std::u16string> FindTakers(const Machine& machine, const UpdateReque
   return takers;
 }
 
-/// The device keeps running what it runs; a device that runs nothing reports that it waits.
+/// Assumed: after an update that asks for a restart a device keeps running what it runs, and one
+/// that runs nothing reports that it waits. Question: which image and which problem has a device
+/// after a bind that asked for a restart?
 void WaitForRestart(Device& device) {
   device.pendingInf = device.publishedInf;
   if (IsStarted(device)) return;
@@ -80,7 +83,8 @@ void GivePackage(Machine& machine, const std::u16string& instanceId,
                  std::u16string_view publishedInf, bool needsRestart) {
   BindPackage(machine, instanceId, publishedInf);
   Device& device = *machine.devices.Find(instanceId);
-  // An absent or disabled device only gets the selection.
+  // Assumed: an absent or disabled device only gets the selection of a package. Question: which
+  // package do the INF path and version of an absent device name after a bind?
   if (!device.present || device.problem == CM_PROB_DISABLED) return;
   if (needsRestart) {
     WaitForRestart(device);

@@ -101,7 +101,8 @@ void WriteRecord(Machine& machine, const AudioEndpoint& endpoint, std::u16string
   if (endpoint.cable) WriteCableMarker(properties, *endpoint.cable);
 }
 
-/// A record's state follows the catalog; a deleted record stays deleted.
+/// A record's state follows the catalog. Assumed: a deleted record stays deleted. Question: does
+/// the endpoint builder write a record again that was deleted while its device was gone?
 void UpdateRecord(Machine& machine, const AudioEndpoint& endpoint) {
   const auto record = FindKey(machine.registry, EndpointRecordPath(endpoint));
   if (record) PutDword(machine.registry.keys.at(*record), u"DeviceState", endpoint.state);
@@ -110,7 +111,9 @@ void UpdateRecord(Machine& machine, const AudioEndpoint& endpoint) {
 // ------------------------------------------------------------------------------------------------
 // PnP children.
 
-/// Assumed: a disabled endpoint's child is present, and also disabled.
+/// Assumed: a disabled endpoint's child is present, and also disabled. Question
+/// (disabled-endpoint): which status and problem has the child of an endpoint that the user
+/// disabled?
 void SetChildState(Device& child, std::uint32_t endpointState) {
   const bool started = endpointState == DEVICE_STATE_ACTIVE;
   child.status = started ? DN_STARTED : DN_HAS_PROBLEM;
@@ -131,6 +134,7 @@ void AddChildDevice(Machine& machine, const AudioEndpoint& endpoint) {
 }
 
 /// Assumed: the child of an endpoint that is not present leaves no trace in the device tree.
+/// Question: are the children of a removed or disabled device still listed without DIGCF_PRESENT?
 void EraseChild(Machine& machine, const AudioEndpoint& endpoint) {
   const std::u16string id = ChildId(endpoint);
   std::erase_if(machine.devices.devices,
@@ -183,6 +187,8 @@ std::vector<CableFlow> WantedCables(const Machine& machine, const Device& device
 }
 
 /// The id for a cable's endpoint: its previous one, unless its record is gone or new ids are due.
+/// Documented: an endpoint keeps its id across restarts, and may get another one when its driver is
+/// updated.
 std::u16string IdOfCable(Machine& machine, CableFlow cable, RememberedEndpoint& memory) {
   const bool capture = cable.second != 0;
   AudioEndpoint former;
@@ -286,6 +292,9 @@ std::u16string EndpointRecordPath(const AudioEndpoint& endpoint) {
          (guid == std::u16string::npos ? endpoint.id : endpoint.id.substr(guid));
 }
 
+// Assumed: administrators may only read the endpoint records, and delete them only by privilege.
+// Question (endpoint-record): which owner and access list has an endpoint record, and do both opens
+// of the program succeed?
 void MakeEndpointRecordKeys(Machine& machine) {
   Registry& registry = machine.registry;
   if (FindKey(registry, kEndpointRecordsPath)) return;

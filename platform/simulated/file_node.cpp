@@ -7,8 +7,8 @@ namespace vorn::platform::simulated {
 
 namespace {
 
-/// NTFS keeps the sequence number of a table record in the index's high word (documented). Nodes
-/// are never reused here, so it is always the first.
+/// Documented: NTFS keeps the sequence number of a table record in the index's high word. Nodes are
+/// never reused here, so it is always the first.
 constexpr std::uint64_t kFirstSequence = std::uint64_t{1} << 48;
 
 bool IsZeroFrom(const Bytes& bytes, std::size_t from) {

@@ -25,7 +25,8 @@ constexpr std::uint32_t kChangingRights = kWritingRights | FILE_WRITE_EA | FILE_
 constexpr std::uint32_t kSettableAttributes = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN |
                                               FILE_ATTRIBUTE_SYSTEM | FILE_ATTRIBUTE_ARCHIVE;
 
-/// The file rights that SeBackupPrivilege and SeRestorePrivilege grant (documented).
+/// Documented: an open for backup intent gets the file rights of SeBackupPrivilege and
+/// SeRestorePrivilege.
 constexpr PrivilegedRights kBackupIntentRights = {
     FILE_GENERIC_READ | FILE_TRAVERSE | ACCESS_SYSTEM_SECURITY,
     FILE_GENERIC_WRITE | DELETE | WRITE_DAC | WRITE_OWNER | ACCESS_SYSTEM_SECURITY};
@@ -76,8 +77,7 @@ class Opener {
     return Walk(files_, request_.root->Id(), request_.root->OpenedAs(), request_.name, options);
   }
 
-  /// The program never opens a volume device; the model returns something that is not a folder
-  /// (observed).
+  /// The program never opens a volume device. Observed: a volume device is not a folder.
   NTSTATUS OpenRawVolume() const {
     return Wants(request_, FILE_DIRECTORY_FILE) ? STATUS_NOT_A_DIRECTORY : STATUS_ACCESS_DENIED;
   }
@@ -89,7 +89,8 @@ class Opener {
     if (entry != nullptr && entry->deletePending) {
       status = STATUS_DELETE_PENDING;
     } else if (request_.disposition == FILE_CREATE) {
-      // A root cannot be created (assumed).
+      // Assumed: creating a root is denied, not a collision. Question: what does NtCreateFile
+      // return for FILE_CREATE of a volume's root?
       status = walked.place.folder == 0 ? STATUS_ACCESS_DENIED : STATUS_OBJECT_NAME_COLLISION;
     } else if (Wants(request_, FILE_DIRECTORY_FILE) && !node.directory) {
       status = STATUS_NOT_A_DIRECTORY;
@@ -107,8 +108,8 @@ class Opener {
     return {STATUS_SUCCESS, Opened(walked.node, walked.place), false};
   }
 
-  /// The rights of the node's own list and those that its folder's list adds (documented): whoever
-  /// may list the folder may read attributes, whoever may delete its children may delete.
+  /// The rights of the node's own list and those that its folder's list adds. Documented: whoever
+  /// may list the folder may read attributes, and whoever may delete its children may delete.
   NTSTATUS CheckAccess(const Node& node, const Place& place) {
     const bool everything = (wanted_ & MAXIMUM_ALLOWED) != 0;
     const std::uint32_t named = wanted_ & ~MAXIMUM_ALLOWED;
@@ -152,11 +153,13 @@ class Opener {
     const std::int64_t now = FileTimeNow(process_.TheMachine());
     Node& node = files_.nodes.at(id);
     node.attributes = request_.attributes & kSettableAttributes;
-    if (!directory) node.attributes |= FILE_ATTRIBUTE_ARCHIVE;  // as on NTFS (documented)
+    // Documented: NTFS sets the archive attribute on every new file.
+    if (!directory) node.attributes |= FILE_ATTRIBUTE_ARCHIVE;
     node.times = {now, now, now, now};
     AddEntry(files_, walked.place.folder, walked.name, id);
     files_.nodes.at(walked.place.folder).times.lastWrite = now;
-    // The creator gets all rights it asked for, whatever the new object's list says (documented).
+    // Documented: the creator of a file gets all rights it asked for, whatever the new object's
+    // list says.
     granted_ =
         (wanted_ & MAXIMUM_ALLOWED) != 0 ? FILE_ALL_ACCESS | (wanted_ & ~MAXIMUM_ALLOWED) : wanted_;
     return {STATUS_SUCCESS, Opened(id, walked.place), true};
@@ -242,7 +245,7 @@ OpenResult OpenByName(Process& process, const OpenRequest& request) {
 
 bool SharesWithOthers(const FileSystem& files, NodeId node, std::uint32_t access,
                       std::uint32_t share) {
-  // Opens without read, write or delete access take no part in sharing (documented).
+  // Documented: opens without read, write or delete access take no part in sharing.
   if ((access & kSharedRights) == 0) return true;
   const auto allows = [](std::uint32_t sharing, std::uint32_t rights) {
     return ((rights & kReadingRights) == 0 || (sharing & FILE_SHARE_READ) != 0) &&

@@ -46,7 +46,8 @@ std::uint32_t QueryDevices(const char16_t* name, char16_t* targets, std::uint32_
   return static_cast<std::uint32_t>(texts->size());
 }
 
-/// A truncated path is still terminated, and the result `size` reports the truncation (documented).
+/// Documented: a truncated module path is still terminated, and the result `size` reports the
+/// truncation.
 std::uint32_t CopyModulePath(std::u16string_view text, char16_t* path, std::uint32_t size) {
   if (text.size() < size) return CopyOut(text, path, size);
   SetLastError(ERROR_INSUFFICIENT_BUFFER);
@@ -70,7 +71,7 @@ std::uint32_t FullPathOf(const char16_t* fileName, std::uint32_t size, char16_t*
 }
 
 bool CreateFolder(const char16_t* path) {
-  // The path of a new folder must leave room for a name in 8.3 form (documented).
+  // Documented: the path of a new folder must leave room for a name in 8.3 form.
   constexpr std::size_t kLongestFolder = MAX_PATH - 12;
   Process& process = Process::Current();
   if (path == nullptr) return FailWith(ERROR_PATH_NOT_FOUND);
@@ -85,8 +86,8 @@ bool CreateFolder(const char16_t* path) {
   request.attributes = FILE_ATTRIBUTE_NORMAL;
   request.share = FILE_SHARE_READ | FILE_SHARE_WRITE;
   request.disposition = FILE_CREATE;
-  // An existing link of that name means that the name is taken; links above it are followed
-  // (observed).
+  // Observed: CreateDirectoryW takes a link of that name for a taken name, and follows links above
+  // it.
   request.options = FILE_DIRECTORY_FILE | FILE_SYNCHRONOUS_IO_NONALERT | FILE_OPEN_REPARSE_POINT;
   const OpenResult result = OpenByName(process, request);
   return result.status == STATUS_SUCCESS || FailWith(ToDosError(result.status));

@@ -18,8 +18,8 @@ namespace {
 constexpr std::u16string_view kLongPathPrefix = u"\\\\?\\";
 constexpr std::u16string_view kVolumePrefix = u"Volume{";
 
-/// The rights on a freshly formatted system volume: full access for administrators and the system,
-/// reading for users, and for authenticated users whatever they create (documented).
+/// Documented: on a freshly formatted system volume administrators and the system have
+/// full access, users may read, and authenticated users have what they create.
 SecurityRecord RootSecurity() {
   constexpr std::uint8_t kInherit = OBJECT_INHERIT_ACE | CONTAINER_INHERIT_ACE;
   constexpr std::uint8_t kInheritOnly = kInherit | INHERIT_ONLY_ACE;

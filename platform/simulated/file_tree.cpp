@@ -9,7 +9,8 @@ namespace vorn::platform::simulated {
 
 namespace {
 
-/// An alias always contains the tilde before its number, so other names need no search by alias.
+/// Documented: an 8.3 alias contains a tilde before its number. So other names need no search by
+/// alias.
 constexpr char16_t kAliasMark = u'~';
 
 void ReturnSpace(FileSystem& files, const Node& node) {
@@ -123,6 +124,7 @@ void ReleaseOpen(FileSystem& files, const OpenKey& key) {
   const Place place = std::move(open->second.place);
   files.opens.erase(open);
   const Entry* entry = FindEntry(files, place);
+  // Documented: a name marked for deletion goes when the last handle opened by it closes.
   const bool pending = entry != nullptr && entry->node == key.node && entry->deletePending;
   if (pending && !OpenByName(files, key.node, place)) {
     RemoveEntry(files, place);

@@ -92,8 +92,8 @@ NTSTATUS QueryFile(FileObject& file, std::uint32_t informationClass, void* infor
                            size);
 }
 
-/// 0 leaves a time unchanged; -1 and -2 turn its automatic update off and on for the handle
-/// (documented).
+/// Documented: setting a file time to 0 leaves it unchanged; -1 and -2 turn its automatic update
+/// off and on for the handle.
 void SetTime(std::int64_t& time, std::int64_t wanted) {
   if (wanted > 0) time = wanted;
 }
@@ -156,7 +156,7 @@ std::uint32_t Limited(std::uint32_t size, const CallFaults& faults) {
 }
 
 bool WriteAt(FileObject& file, const void* buffer, std::uint32_t size, std::uint32_t* written) {
-  // A handle that may only append always writes at the end, whatever its position (documented).
+  // Documented: a handle that may only append always writes at the end, whatever its position.
   const bool appends = !file.MayAny(FILE_WRITE_DATA);
   const std::uint64_t position = appends ? FileSize(file.Read()) : file.position;
   if (!WriteContent(file.Files(), file.Id(), position, buffer, size)) {
@@ -205,7 +205,8 @@ using namespace simulated;
 
 bool CloseHandle(HANDLE handle) {
   return SimulateBool("CloseHandle", Arguments("hObject", handle), [&](const CallFaults&) {
-    // The calling process's pseudo handle has the same value; closing it does nothing (documented).
+    // Documented: the calling process's pseudo handle has the same value, and closing it does
+    // nothing.
     if (handle == INVALID_HANDLE_VALUE) return true;
     const auto value = reinterpret_cast<std::uintptr_t>(handle);
     return Process::Current().Remove(ObjectKind::Handle, value) || FailWith(ERROR_INVALID_HANDLE);

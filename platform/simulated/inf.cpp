@@ -24,7 +24,7 @@ namespace simulated {
 
 namespace {
 
-/// An open INF. The file itself is closed again as soon as it has been read (observed).
+/// An open INF. Observed: the file of an open INF is closed as soon as it has been read.
 class OpenInf : public Object {
  public:
   explicit OpenInf(ParsedInf text) : text_(std::move(text)) {}
@@ -47,7 +47,7 @@ std::u16string InfFolder() {
   return Process::Current().TheMachine().files.windowsFolder + u"\\INF\\";
 }
 
-/// A bare name means a file of the Windows INF folder (documented).
+/// Documented: a bare name means a file of the Windows INF folder.
 std::u16string FullInfPath(std::u16string_view path) {
   const bool nameOnly = path.find_first_of(u"\\/:") == std::u16string_view::npos;
   return nameOnly ? InfFolder() + std::u16string(path)
@@ -92,8 +92,8 @@ std::optional<ParsedInf> ReadInf(std::u16string_view path, InfError& error) {
 }
 
 // ------------------------------------------------------------------------------------------------
-// The information block, which only these calls interpret: the INF's path with its terminator, then
-// the keys and values of [Version] (assumed; on Windows it is just as opaque).
+// Ours: the information block, which on Windows is opaque and only these calls interpret, is the
+// INF's path with its terminator, then the keys and values of [Version].
 
 std::u16string InformationText(std::u16string_view path, const ParsedInf& inf) {
   std::u16string text(path);
@@ -134,8 +134,8 @@ struct OriginalNames {
   std::u16string catalog;
 };
 
-/// A published package remembers its original names; any other INF has its own name and its own
-/// CatalogFile (documented).
+/// Documented: a published package remembers its original names; any other INF has its own name and
+/// its own CatalogFile.
 std::optional<OriginalNames> FindOriginalNames(const std::u16string& path, InfError& error) {
   const std::u16string folder = InfFolder();
   const bool inInfFolder =
@@ -213,7 +213,7 @@ bool SetupFindFirstLineW(HINF inf, const char16_t* section, const char16_t* key,
         const auto open = FindInf(inf);
         if (!open) return FailWith(ERROR_INVALID_HANDLE);
         if (section == nullptr || context == nullptr) return FailWith(ERROR_INVALID_PARAMETER);
-        // A missing section is reported as a missing line (observed).
+        // Observed: SetupFindFirstLineW reports a missing section as a missing line.
         const ParsedInf& text = open->Text();
         const auto found = text.FindSection(section);
         if (!found) return FailWith(ERROR_LINE_NOT_FOUND);
@@ -248,7 +248,8 @@ bool SetupGetStringFieldW(const INFCONTEXT* context, std::uint32_t field, char16
                         const auto open = FindLine(context);
                         if (!open) return FailWith(ERROR_INVALID_PARAMETER);
                         auto text = open->Text().Field(context->Section, context->Line, field);
-                        if (!text) return FailWith(ERROR_SUCCESS);  // observed: false, and no error
+                        // Observed: reading a missing field fails with the last error 0.
+                        if (!text) return FailWith(ERROR_SUCCESS);
                         SpoilLength(*text, faults);
                         const auto needed = static_cast<std::uint32_t>(text->size() + 1);
                         if (required != nullptr) *required = needed;
@@ -278,7 +279,9 @@ bool SetupGetInfInformationW(const char16_t* path, std::uint32_t searchControl,
                         const auto needed = static_cast<std::uint32_t>(
                             std::min<std::uint64_t>(bytes, faults.shortTo.value_or(bytes)));
                         if (required != nullptr) *required = needed;
-                        if (buffer == nullptr) return true;  // observed
+                        // Observed: SetupGetInfInformationW succeeds when it is asked for the size
+                        // only.
+                        if (buffer == nullptr) return true;
                         if (size < needed) return FailWith(ERROR_INSUFFICIENT_BUFFER);
                         FillInformation(text, needed, buffer);
                         return true;

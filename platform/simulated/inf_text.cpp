@@ -61,7 +61,7 @@ std::u16string DecodeToEnd(const Bytes& content) {
   return text;
 }
 
-/// White space of any script, except the line feed (observed).
+/// Observed: white space of any script is blank, except the line feed.
 bool IsBlank(char16_t unit) {
   constexpr std::u16string_view kBlanks =
       u" \t\v\f\r\u0085\u00A0\u1680\u2000\u2001\u2002\u2003\u2004\u2005\u2006\u2007\u2008\u2009"
@@ -83,10 +83,10 @@ class InfParser {
     while (!AtEnd()) {
       if (const auto error = ParseLine()) return *error;
     }
-    // A NUL is part of its field, and reads as a blank (observed).
+    // Observed: a NUL in an INF is part of its field, and reads as a blank.
     std::replace(inf_.text_.begin(), inf_.text_.end(), u'\0', u' ');
     CollectStrings();
-    // Text before the first section is ignored when there is [Strings] (observed).
+    // Text before the first section is ignored when there is [Strings].
     if (lineOutsideSections_ != 0 && !inf_.FindSection(u"Strings")) {
       return InfError{ERROR_EXPECTED_SECTION_NAME, lineOutsideSections_};
     }
@@ -125,15 +125,15 @@ class InfParser {
     return std::nullopt;
   }
 
-  // Before the first section, a section name may start anywhere in its line (observed).
+  // Observed: before the first section, a section name may start anywhere in its line.
   void SkipToSectionName() {
     if (AtLineEnd() || Here() == u'[' || Here() == u';') return;
     if (lineOutsideSections_ == 0) lineOutsideSections_ = line_;
     position_ = std::min(source_.find_first_of(u"[;\n", position_), source_.size());
   }
 
-  // The rest of the line after the bracket is ignored (observed), and the name keeps its blanks
-  // (observed).
+  // Observed: the rest of the line after a section's name is ignored, and the name keeps its
+  // blanks.
   std::optional<InfError> ParseSectionName() {
     const std::size_t start = ++position_;
     SkipToLineEnd();
@@ -207,8 +207,8 @@ class InfParser {
     }
   }
 
-  // Backslashes that are followed only by blanks or a comment join the next line; otherwise the
-  // whole run is text, including its blanks (observed).
+  // Observed: backslashes that are followed only by blanks or a comment join the next line;
+  // otherwise the whole run is text, including its blanks.
   void ParseBackslashes(std::size_t endOfField) {
     const std::size_t start = position_;
     while (!AtEnd() && (Here() == u'\\' || IsBlank(Here())))
@@ -223,7 +223,7 @@ class InfParser {
     SkipBlanks();
   }
 
-  // Of two entries with the same key the first one counts (observed).
+  // Observed: of two entries of [Strings] with the same key the first one counts.
   void CollectStrings() {
     const auto section = inf_.FindSection(u"Strings");
     if (!section) return;
@@ -234,7 +234,7 @@ class InfParser {
     }
   }
 
-  // Strings are not substituted here (observed).
+  // Observed: strings are not substituted in the signature.
   bool HasKnownSignature() const {
     const auto section = inf_.FindSection(u"Version");
     const auto line = section ? inf_.FindLine(*section, u"Signature") : std::nullopt;
@@ -254,7 +254,8 @@ class InfParser {
 
 std::variant<ParsedInf, InfError> ParseInf(const Bytes& content) {
   std::u16string text = DecodeToEnd(content);
-  if (content.empty()) return InfError{ERROR_FILE_INVALID, 0};  // observed
+  // Observed: an empty file is an invalid file, not an INF without sections.
+  if (content.empty()) return InfError{ERROR_FILE_INVALID, 0};
   if (text.size() > std::numeric_limits<std::uint32_t>::max()) {
     return InfError{ERROR_NOT_ENOUGH_MEMORY, 0};
   }

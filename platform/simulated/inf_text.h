@@ -4,28 +4,35 @@
 // returns the sections, lines and fields, or reports what is wrong and where, using time and memory
 // proportional to the file's size.
 //
-// The rules:
-// - Encoding: UTF-16 little endian or UTF-8 with a byte-order mark (documented), else Windows-1252
-//   (assumed; Windows takes the system's code page, and guesses at UTF-16 without a mark).
-// - Lines end with a line feed; a carriage return elsewhere is white space, kept within a field
-//   (observed). Ctrl-Z ends the text; a NUL reads as a blank (observed).
-// - A semicolon starts a comment, a backslash before a line's end joins the next line (documented).
-// - A line is `key = field, field` or `field, field`; white space around fields is dropped
-// (documented).
-//   Only an equals sign before the first comma makes a key, and a line of one field is its own key
-//   (observed).
-// - A section name is enclosed in brackets and includes its blanks; the rest of its line is ignored
-//   (observed). Text before the first section is an error, or ignored if there is [Strings]
-//   (observed).
-// - Double quotes keep white space, commas, semicolons and equals signs; two of them inside quotes
-//   are one; quotes end with their line (documented, the last observed).
-// - Sections with the same name are one section; names ignore case (documented).
-// - %key% is the first field of that key in [Strings], %% is a percent sign, and an unknown key
-//   stays as it is (documented; the last observed). Language-specific lists ([Strings.0409]) and
-//   directory numbers (%12%) are not supported: no field that is read here depends on them.
-// - A field is truncated at 511 units before substitution (documented, observed) and at 4095 after
-// it
-//   (documented; the truncation assumed).
+// The rules, those of the parser itself aside:
+// - Documented: the encoding is UTF-16 little endian or UTF-8 after a byte-order mark.
+// - Assumed: any other text is Windows-1252. Question: which letters does an INF without a mark
+// have
+//   on a system with another code page?
+// - Observed: lines end with a line feed; a carriage return elsewhere is white space, kept within a
+//   field.
+// - Observed: Ctrl-Z ends the text.
+// - Documented: a semicolon starts a comment, and a backslash before a line's end joins the next
+// line.
+// - Documented: a line is `key = field, field` or `field, field`, and white space around fields is
+//   dropped.
+// - Observed: only an equals sign before the first comma makes a key, and a line of one field is
+// its
+//   own key.
+// - Observed: text before the first section is an error, unless there is [Strings].
+// - Documented: double quotes keep white space, commas, semicolons and equals signs, and two of
+// them
+//   inside quotes are one.
+// - Observed: quotes end with their line.
+// - Documented: sections with the same name are one section, and names ignore case.
+// - Documented: %key% is the first field of that key in [Strings], and %% is a percent sign.
+// - Observed: an unknown key stays as it is.
+// - Observed: a field is truncated at 511 units before substitution.
+// - Assumed: a field is truncated at 4095 units after substitution. Question: how much of a longer
+//   field does SetupGetStringFieldW return?
+//
+// Language-specific lists ([Strings.0409]) and directory numbers (%12%) are not supported: no field
+// that is read here depends on them.
 
 #include "platform/simulated/file_system.h"
 

@@ -2,6 +2,8 @@
 
 #include "platform/simulated/process.h"
 
+// Documented: each thread has its own last error. The program has one thread.
+
 namespace vorn::platform {
 
 std::uint32_t GetLastError() {

@@ -127,7 +127,7 @@ const Export kNtdllExports[] = {
     {"RtlNtStatusToDosError", reinterpret_cast<FARPROC>(&RtlNtStatusToDosError)},
 };
 
-/// A name without an extension means a DLL (documented).
+/// Documented: GetModuleHandleW takes a name without an extension for that of a DLL.
 bool NamesNtdll(std::u16string_view name) {
   return EqualsIgnoringCase(name, u"ntdll.dll") || EqualsIgnoringCase(name, u"ntdll");
 }

@@ -13,7 +13,7 @@ struct Translation {
   std::uint32_t error;
 };
 
-// From the platform's documented list of statuses and their Win32 codes.
+// Documented: each of these statuses has its Win32 code.
 constexpr Translation kTranslations[] = {
     {STATUS_BUFFER_OVERFLOW, ERROR_MORE_DATA},
     {STATUS_NO_MORE_FILES, ERROR_NO_MORE_FILES},
@@ -74,12 +74,12 @@ constexpr std::uint32_t kWin32Facility = 0x80070000;
 
 std::uint32_t ToDosError(NTSTATUS status) {
   const auto value = static_cast<std::uint32_t>(status);
-  // Statuses of other vendors pass unchanged (documented).
+  // Documented: statuses of other vendors pass unchanged.
   if (value == 0 || (value & kCustomerBit) != 0) return value;
   for (const Translation& translation : kTranslations) {
     if (translation.status == status) return translation.error;
   }
-  // A status that wraps a Win32 code yields that code (documented).
+  // Documented: a status that wraps a Win32 code yields that code.
   const std::uint32_t facility = value & kFacilityMask;
   const bool wraps =
       facility == kNtWin32Facility || facility == kRpcFacility || facility == kWin32Facility;

@@ -9,6 +9,9 @@
 
 #include <algorithm>
 
+// Ours: the devices, packages and endpoints of other makers are invented. Nothing that the program
+// does may change them.
+
 namespace vorn::platform::simulated {
 
 namespace {

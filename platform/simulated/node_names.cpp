@@ -2,6 +2,9 @@
 
 #include "base/text.h"
 
+// Documented: a device node number that was once handed out is no proof that the device exists; a
+// node that has gone gives CR_NO_SUCH_DEVNODE.
+
 namespace vorn::platform::simulated {
 
 DEVINST NodeNames::NumberOf(std::u16string_view instanceId) {

@@ -2,8 +2,7 @@
 
 // What a process's device node numbers mean. As in the configuration manager's client, a number
 // stands for an instance id for the life of the process, and does not tell whether the device
-// exists: every call looks that up in the tree (documented: a node that has gone gives
-// CR_NO_SUCH_DEVNODE).
+// exists: every call looks that up in the tree.
 
 #include "platform/types.h"
 

@@ -4,6 +4,9 @@
 #include "platform/simulated/driver_package.h"
 #include "platform/simulated/driver_store.h"
 
+// Ours: a package has the sections of the product's INF, and its catalog lists hashes without a
+// signature.
+
 namespace vorn::platform::simulated {
 
 namespace {

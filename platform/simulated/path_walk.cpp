@@ -11,7 +11,7 @@ namespace vorn::platform::simulated {
 
 namespace {
 
-/// A name that passes more links than this counts as a loop (documented: 63 reparse points).
+/// Documented: a name that passes more reparse points than this counts as a loop.
 constexpr int kMostLinks = 63;
 
 constexpr std::u16string_view kDosDevices[] = {u"\\??\\", u"\\DosDevices\\", u"\\GLOBAL??\\"};
@@ -170,7 +170,8 @@ class Walker {
       const bool passes = node.reparse != ReparseKind::None && !(last && options_.openLastLink);
       if (passes) return Through(node, folder, Join(names, i + 1));
     }
-    // NTFS accepts a trailing separator only after a folder's name (assumed).
+    // Assumed: NTFS accepts a trailing separator only after a folder's name. Question: what does
+    // NtCreateFile return for the name of a file with a separator after it?
     const bool file = !files_.nodes.at(walked.node).directory;
     if (trailing && file) return Failed(STATUS_OBJECT_NAME_INVALID);
     return walked;
@@ -186,7 +187,7 @@ class Walker {
 
   Walked Through(const Node& link, NodeId folder, const std::u16string& rest) {
     if (link.reparse == ReparseKind::Other && !options_.dontReparse) {
-      // No filter of the machine handles other tags (documented).
+      // Documented: a tag that no filter of the machine handles fails the open.
       return Failed(STATUS_IO_REPARSE_TAG_NOT_HANDLED);
     }
     next_ = LinkTarget(files_, link, folder) + rest;

@@ -22,8 +22,7 @@ constexpr char16_t kSampleFolder[] = u"C:\\pkg\\driver";
 constexpr char16_t kStagingFolder[] = u"C:\\pkg\\staging";
 constexpr std::uint64_t kSettleMs = 60'000;
 
-// Windows' own folders belong to the system; the operator's temporary folder belongs to the
-// operator.
+// Documented: Windows' own folders belong to the system, and a user's temporary folder to the user.
 constexpr char16_t kWindowsSecurity[] =
     u"O:S-1-5-80-956008885-3418522649-1831038044-1853292631-2271478464"
     u"D:PAI(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;0x1200a9;;;BU)";

@@ -63,7 +63,8 @@ void Process::Kill() {
 }
 
 void Process::CloseHandles() {
-  // Newest first. Closing an object may access the machine, but never other objects.
+  // Documented: the handles of a process are closed when it ends. Newest first: closing an object
+  // may access the machine, but never other objects.
   for (auto next = objects_.end(); next != objects_.begin();) {
     --next;
     if (!IsMemory(next->second.first)) next = objects_.erase(next);

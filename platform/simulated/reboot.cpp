@@ -11,7 +11,7 @@ namespace vorn::platform::simulated {
 
 namespace {
 
-/// From the shutdown until the machine can be used again.
+/// Ours: a restart takes 45 s until the machine can be used again.
 constexpr std::uint64_t kBootMs = 45'000;
 
 bool WaitsToGo(const Machine& machine, const Device& device) {
@@ -37,7 +37,9 @@ bool HasPlayedDriver(const Device& device) {
   return device.present && !device.foreign && (device.resident || !device.publishedInf.empty());
 }
 
-/// All plans are dropped except the registry writes that the endpoint builder still owes.
+/// All plans are dropped except the registry writes that the endpoint builder still owes. Assumed:
+/// the records of endpoints whose device went before a restart still change to "not present".
+/// Question: which state has such a record after the restart?
 void ForgetPlans(Machine& machine) {
   std::erase_if(machine.clock.events,
                 [](const Event& event) { return event.kind != EventKind::IdleEndpointRecords; });
@@ -72,7 +74,7 @@ void PowerOn(Machine& machine) {
   }
 }
 
-/// Files stay; opens end, and names that only waited for that are deleted.
+/// Documented: at a restart files stay, opens end, and names that only waited for that are deleted.
 void CloseAllFiles(FileSystem& files) {
   while (!files.opens.empty())
     ReleaseHold(files, files.opens.begin()->first.number);

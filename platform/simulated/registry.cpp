@@ -71,9 +71,9 @@ std::optional<std::uint32_t> GrantAccess(KeyId key, std::uint32_t desired) {
   return granted | access;
 }
 
-/// Documented: with this option the requested access is ignored. The backup privilege grants what
-/// reading takes, the restore privilege what writing and deleting take; without either the open
-/// fails.
+/// Documented: with REG_OPTION_BACKUP_RESTORE the requested access is ignored. The backup privilege
+/// grants what reading takes, the restore privilege what writing and deleting take; without either
+/// the open fails.
 std::optional<std::uint32_t> GrantBackupRestore() {
   const Token& token = Process::Current().token;
   std::uint32_t granted = 0;
@@ -121,7 +121,7 @@ std::optional<KeyId> FollowLinks(const Registry& registry, KeyId key) {
 }
 
 /// The key at a path below `key`. Links on the way are followed; the last one is followed unless
-/// the link itself is wanted. Documented: rights on the keys on the way are not checked.
+/// the link itself is wanted. Documented: rights on the keys above the opened one are not checked.
 std::optional<KeyId> FindBelow(const Registry& registry, KeyId key, std::u16string_view path,
                                bool openLink) {
   std::optional<KeyId> found = key;
@@ -173,7 +173,8 @@ LSTATUS Enumerate(HKEY handle, std::uint32_t index, char16_t* name, std::uint32_
   if (index >= children.size()) return Code(ERROR_NO_MORE_ITEMS);
   std::u16string text = registry.keys.at(children[index]).name;
   SpoilLength(text, faults);
-  // Assumed: the size is left unchanged when the buffer is too small.
+  // Assumed: RegEnumKeyExW leaves the size unchanged when the buffer is too small. Question: what
+  // is in it after RegEnumKeyExW returned ERROR_MORE_DATA?
   if (text.size() >= *nameSize) return Code(ERROR_MORE_DATA);
   std::copy(text.begin(), text.end(), name);
   name[text.size()] = u'\0';
@@ -206,8 +207,8 @@ std::uint32_t RestrictionOf(std::uint32_t type) {
   }
 }
 
-/// Documented: a value of a type that was not asked for is refused, and so is a number of the wrong
-/// length.
+/// Documented: RegGetValueW refuses a value of a type that was not asked for, and a number of the
+/// wrong length.
 std::uint32_t CheckType(const RegistryValue& value, std::uint32_t restrictions) {
   if (restrictions == RRF_RT_ANY) return ERROR_SUCCESS;
   if ((RestrictionOf(value.type) & restrictions) == 0) return ERROR_UNSUPPORTED_TYPE;
@@ -218,8 +219,8 @@ std::uint32_t CheckType(const RegistryValue& value, std::uint32_t restrictions) 
   return ERROR_SUCCESS;
 }
 
-/// Documented: texts are returned with a terminator even when stored without one; lists of texts
-/// with two.
+/// Documented: RegGetValueW returns texts with a terminator even when stored without one, and lists
+/// of texts with two.
 Bytes DataOf(const RegistryValue& value) {
   Bytes data = value.data;
   if (!IsText(value.type)) return data;
@@ -283,7 +284,8 @@ NTSTATUS Delete(HKEY handle) {
   Registry& registry = TheRegistry();
   const Key& key = registry.keys.at(target.key);
   if (key.deleteStatus != STATUS_SUCCESS) return key.deleteStatus;
-  // Documented; Wine returns STATUS_ACCESS_DENIED here (observed).
+  // Documented: a key with subkeys cannot be deleted. Observed: Wine refuses to delete a key with
+  // subkeys as STATUS_ACCESS_DENIED.
   if (!key.children.empty()) return STATUS_CANNOT_DELETE;
   RemoveKey(registry, target.key);
   return STATUS_SUCCESS;

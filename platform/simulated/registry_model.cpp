@@ -12,7 +12,8 @@ namespace {
 
 constexpr std::uint8_t kInheritedByKeys = 0x2;  // CONTAINER_INHERIT_ACE
 
-/// The default protection of HKEY_LOCAL_MACHINE.
+/// Assumed: the system and administrators have full access to a key without a list of its own, and
+/// users may read it. Question: which access list has HKEY_LOCAL_MACHINE\SOFTWARE?
 const SecurityRecord& DefaultSecurity() {
   static const SecurityRecord record = [] {
     SecurityRecord made;

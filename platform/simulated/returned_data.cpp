@@ -22,6 +22,7 @@ void SpoilLength(std::u16string& text, const CallFaults& faults) {
   text.append(faults.longBy / sizeof(char16_t), u'A');
 }
 
+// Documented: SetupAPI reports the required size whether or not the buffer suffices.
 bool ReturnData(const Bytes& data, void* buffer, std::uint32_t size, std::uint32_t* required) {
   if (required != nullptr) *required = static_cast<std::uint32_t>(data.size());
   if (buffer == nullptr || size < data.size()) return FailWith(ERROR_INSUFFICIENT_BUFFER);

@@ -1,5 +1,6 @@
 // The text form of security descriptors: what ConvertStringSecurityDescriptorToSecurityDescriptorW
-// reads (documented grammar, with the trustee names and rights that files and keys use).
+// reads. Documented: the text has the grammar of the security descriptor definition language. The
+// model knows the trustee names and rights that files and keys use.
 
 #include "base/text.h"
 #include "platform/files.h"

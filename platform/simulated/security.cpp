@@ -80,7 +80,7 @@ struct WellKnown {
   std::u16string_view sid;
 };
 
-// Documented numbers of WELL_KNOWN_SID_TYPE.
+// Documented: WELL_KNOWN_SID_TYPE numbers the well-known SIDs.
 constexpr WellKnown kWellKnownSids[] = {
     {0, u"S-1-0-0"},
     {1, kEveryone},

@@ -42,8 +42,8 @@ std::uint32_t GrantedByList(const SecurityRecord& record, const Token& token, bo
   return granted & desired;
 }
 
-/// An owner may always read and write the list, unless the list has an entry for owner rights
-/// (documented).
+/// Documented: an owner may always read and write the access list, unless it has an entry for owner
+/// rights.
 std::uint32_t GrantedByOwnership(const SecurityRecord& record, bool owns) {
   const bool restricted =
       std::any_of(record.entries.begin(), record.entries.end(),
@@ -90,8 +90,8 @@ void AppendInherited(const AccessEntry& entry, bool directory, const std::u16str
   entries.push_back(further);
 }
 
-/// What a token grants on a new object when nothing is inherited: full access for its owner and the
-/// system (documented default of an elevated administrator).
+/// What a token grants on a new object when nothing is inherited. Documented: an elevated
+/// administrator's default list gives full access to its owner and the system.
 std::vector<AccessEntry> DefaultEntries(const std::u16string& owner) {
   return {{ACCESS_ALLOWED_ACE_TYPE, 0, FILE_ALL_ACCESS, owner},
           {ACCESS_ALLOWED_ACE_TYPE, 0, FILE_ALL_ACCESS, kLocalSystem}};

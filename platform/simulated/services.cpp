@@ -53,7 +53,7 @@ SC_HANDLE OpenService(SC_HANDLE manager, const char16_t* name, std::uint32_t des
   return Add(name, desiredAccess);
 }
 
-/// Documented: the manager first starts the services that a service depends on; the audio service
+/// Documented: the manager first starts the services that a service depends on. The audio service
 /// depends on the endpoint builder.
 bool StartDependencies(Machine& machine, std::u16string_view name) {
   if (!EqualsIgnoringCase(name, kAudioService)) return true;
@@ -121,6 +121,8 @@ void RunService(Machine& machine, std::u16string_view name) {
   if (AudioServicesRun(machine)) BuildForStartedDevices(machine);
 }
 
+// Assumed: endpoints and their children stay as they are while the services are stopped. Question:
+// are the AudioEndpoint children still present after Audiosrv was stopped?
 void StopService(Machine& machine, std::u16string_view name) {
   if (Service* service = FindService(machine, name)) service->running = false;
 }
@@ -143,7 +145,8 @@ SC_HANDLE OpenSCManagerW(std::uint32_t desiredAccess) {
       Arguments("desiredAccess", Hex{desiredAccess}), [&](const CallFaults&) {
         const std::uint32_t error = Process::Current().TheMachine().serviceManagerError;
         if (error != 0) return RefuseHandle(error);
-        // Documented: connecting is part of every access, and is all that opening a service takes.
+        // Documented: connecting is part of every access to the service manager, and all that
+        // opening a service takes.
         return created = Add(std::nullopt, desiredAccess | SC_MANAGER_CONNECT);
       });
   return KeepOnSuccess<SC_HANDLE>(ObjectKind::Service, result, created, nullptr);

@@ -19,6 +19,8 @@ NTSTATUS CheckReadable(const FileSystem& files, const Walked& walked) {
   const Entry* entry = FindEntry(files, walked.place);
   if (entry != nullptr && entry->deletePending) return STATUS_DELETE_PENDING;
   if (walked.rawVolume || files.nodes.Get(walked.node).directory) return STATUS_FILE_IS_A_DIRECTORY;
+  // Assumed: Windows' own readers share reading and deletion. Question (held-folders): does the
+  // bind read a package that is held without write sharing?
   const bool shared =
       SharesWithOthers(files, walked.node, FILE_GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE);
   return shared ? STATUS_SUCCESS : STATUS_SHARING_VIOLATION;

@@ -63,7 +63,8 @@ std::shared_ptr<TextStream> TextStream::Append(std::u16string_view path, std::ui
     return nullptr;
   }
   const std::u16string name = ToNtPath(files, path);
-  // The runtime tries to read an existing file's mark, and carries on without it (documented).
+  // Documented: a stream that appends tries to read an existing file's mark, and carries on without
+  // it.
   OpenResult opened = OpenToAppend(name, GENERIC_READ | GENERIC_WRITE, share);
   if (opened.file == nullptr) opened = OpenToAppend(name, GENERIC_WRITE, share);
   if (opened.file == nullptr) {

@@ -36,7 +36,7 @@ constexpr std::uint32_t kBackup = 17;
 constexpr std::uint32_t kRestore = 18;
 constexpr std::uint32_t kChangeNotify = 23;
 
-// Documented numbers, the same on every machine.
+// Documented: privileges have the same numbers on every machine.
 constexpr Privilege kPrivileges[] = {
     {u"SeCreateTokenPrivilege", 2},
     {u"SeAssignPrimaryTokenPrivilege", 3},
@@ -102,7 +102,8 @@ LUID_AND_ATTRIBUTES EntryAt(const TOKEN_PRIVILEGES* privileges, std::uint32_t in
 using namespace simulated;
 
 HANDLE GetCurrentProcess() {
-  return INVALID_HANDLE_VALUE;  // the pseudo handle has this value (documented)
+  // Documented: the pseudo handle of the process is -1.
+  return INVALID_HANDLE_VALUE;
 }
 
 bool OpenProcessToken(HANDLE process, std::uint32_t desiredAccess, HANDLE* token) {
@@ -149,7 +150,8 @@ bool AdjustTokenPrivileges(HANDLE token, bool disableAll, const TOKEN_PRIVILEGES
         bool all = true;
         for (std::uint32_t i = 0; i < newState->PrivilegeCount; ++i)
           all = Adjust(process.token, EntryAt(newState, i)) && all;
-        // The call succeeds; only the last error tells that a privilege was not held (documented).
+        // Documented: AdjustTokenPrivileges succeeds; only the last error tells that a privilege
+        // was not held.
         SetLastError(all ? ERROR_SUCCESS : ERROR_NOT_ALL_ASSIGNED);
         return true;
       });
