@@ -77,8 +77,10 @@ QueryRemoval QueryRemove(Machine& machine, std::u16string_view instanceId) {
     if (device == nullptr) continue;
     device->queryRemoved = true;
     if (IsSameDevice(id, root)) {
-      // The node stays, stopped, until it is set up again or removed (documented: porting from
-      // SetupAPI to CfgMgr32). Which problem it has is assumed.
+      // Documented (porting from SetupAPI to CfgMgr32): the node of a query-removed device stays,
+      // stopped, until it is set up again or removed. Assumed: until then its problem is
+      // CM_PROB_WILL_BE_REMOVED. Question (query-removed): which status and problem has the node
+      // after CM_Query_And_Remove_SubTreeW, and does DIF_REMOVE then work?
       device->status |= DN_HAS_PROBLEM;
       device->problem = CM_PROB_WILL_BE_REMOVED;
     } else {

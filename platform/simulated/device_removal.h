@@ -20,8 +20,8 @@ struct QueryRemoval {
 };
 
 /// Asks a present device and everything below it to let go, lowest first; the first objection
-/// decides. Without one the device stops and is absent, but stays installed, until the machine
-/// restarts.
+/// decides. Without one the device stops. Its node stays, dead, until the device is set up again or
+/// removed, or the machine restarts.
 QueryRemoval QueryRemove(Machine& machine, std::u16string_view instanceId);
 
 /// Removes an installed device in the way its temper sets: at once; after a delay in which it is

@@ -25,6 +25,9 @@ void FailStart(Device& device, std::uint32_t problem) {
   device.problem = problem;
 }
 
+/// Assumed: a restart through the class installer, or a bind, sets a query-removed device up again.
+/// Question (query-removed): does the device start when it is bound or restarted after
+/// CM_Query_And_Remove_SubTreeW with CM_REMOVE_NO_RESTART?
 bool MayStart(const Device& device) {
   const bool leaves = device.problem == CM_PROB_WILL_BE_REMOVED && !device.queryRemoved;
   return device.present && device.problem != CM_PROB_DISABLED && !leaves;
