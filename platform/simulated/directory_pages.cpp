@@ -141,8 +141,8 @@ std::uint32_t ReparseTag(const Node& node) {
 }
 
 NTSTATUS FillDirectoryPage(FileObject& folder, bool restart, void* page, std::uint32_t size) {
-  // A page has room for a whole record, with one unit of a name and what aligns it, or it is
-  // refused with 24 (documented: the length check of the native query; observed on Wine).
+  // Documented (length check of the native query): a page without room for a whole record, with one
+  // unit of a name and its alignment, is refused with error 24.
   constexpr std::uint32_t kSmallestPage = 112;
   if (size < kSmallestPage) return STATUS_INFO_LENGTH_MISMATCH;
   if (restart) {

@@ -87,7 +87,7 @@ void Process::Return() {
 }
 
 void Process::PutOut(bool error, std::u16string_view text) {
-  // Each write is encoded by itself, so a pair that a full buffer parts is lost (observed).
+  // Observed (Wine): each write is encoded by itself, so a pair that a full buffer parts is lost.
   const std::u16string written = redirected ? ToUtf16(ToUtf8(text)) : std::u16string(text);
   for (std::size_t start = 0; start < written.size();) {
     const std::size_t end = std::min(written.find(u'\n', start), written.size() - 1) + 1;

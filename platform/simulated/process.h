@@ -73,15 +73,17 @@ class Process {
   /// Memory stays until the Process ends, because the program's destructors still use it.
   void Kill();
 
-  /// Gives text to standard error, or else standard output. A stream that leads to a console writes
-  /// at once, a redirected one when its buffer is full (documented).
+  /// Gives text to standard error, or else standard output.
+  /// Documented: a stream that leads to a console writes at once, a redirected one when its buffer
+  /// is full.
   void Print(bool error, std::u16string_view text);
 
   /// Writes what that stream buffers.
   void FlushConsole(bool error);
 
-  /// The program returns: the runtime writes what standard output still buffers, and then what
-  /// standard error does (observed). A killed process gets no further and loses both.
+  /// The program returns.
+  /// Observed (Wine): the runtime then writes what standard output still buffers, and after it what
+  /// standard error does; a killed process loses both.
   void Return();
 
   // Open objects. Handle values are opaque numbers, never reused within a process.

@@ -1,8 +1,9 @@
 #pragma once
 
-// What a buffered wide stream of the C runtime has taken and not yet written. The buffer has 4,096
-// bytes and holds UTF-16, so 2,048 units, line feeds without their carriage returns; it is written
-// when it is full and another unit comes (documented: the size; observed: the rest).
+// What a buffered wide stream of the C runtime has taken and not yet written.
+// Documented: the buffer has 4,096 bytes.
+// Observed (Wine): it holds UTF-16, so 2,048 units, line feeds without their carriage returns, and
+// is written when it is full and another unit comes.
 
 #include <cstddef>
 #include <string>

@@ -90,6 +90,14 @@ Machine WithStoppedServices() {
   return Settled(std::move(machine));
 }
 
+/// A removal that died after the device let go of its driver.
+Machine LetGo() {
+  Fault kill;
+  kill.call = "SetupDiCallClassInstaller";
+  kill.kind = FaultKind::KillBefore;
+  return AfterInstall(model::InstalledMachine(), {kill}, Command::Remove);
+}
+
 Machine HeldOpen() {
   Machine machine = model::InstalledMachine();
   RootOf(machine).temper.vetoes = 1'000'000;
@@ -159,6 +167,7 @@ std::vector<StartingMachine> BuildMachines() {
       {"hidden-by-crash", HiddenByCrash()},
       {"services-stopped", WithStoppedServices()},
       {"held-open", HeldOpen()},
+      {"let-go", LetGo()},
       {"old-image", WithOldImage()},
       {"user-choices", WithUserChoices()},
       {"two-packages", WithTwoPackages()},

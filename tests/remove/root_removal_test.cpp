@@ -221,6 +221,35 @@ TEST_F(RemoveCommand, ShowsTheEndpointsAgainWhenTheRootsCannotBeCounted) {
   EXPECT_TRUE(Root().hidden.empty());
 }
 
+TEST_F(RemoveCommand, LeavesADeadDeviceThatLetGoAndCannotBeRemoved) {
+  Root().temper.removeError = 5;
+  const RunResult result = Run();
+  EXPECT_EQ(result.status, 13);
+  const Console lines = ConsoleOf(result);
+  ASSERT_GE(lines.size(), 5U);
+  EXPECT_EQ(lines[1], kLetGo);
+  EXPECT_EQ(lines[2],
+            Err("vorn_devnode: SetupDiCallClassInstaller(DIF_REMOVE) failed (error 0x00000005)"));
+  EXPECT_EQ(lines[3], Partial(1));
+  // The endpoints went with the driver, so there is nothing to show again.
+  EXPECT_TRUE(
+      lines[4].text.starts_with("vorn_devnode: driver quiesce could not open the device: "));
+  Advance(machine, 60'000);
+  EXPECT_TRUE(Root().present);
+  EXPECT_FALSE(IsStarted(Root()));
+  ExpectNothingCleaned();
+  Reboot(machine);
+  EXPECT_TRUE(IsStarted(Root()));
+}
+
+TEST_F(RemoveCommand, RemovesADeviceThatAFailedRemovalLeftDead) {
+  Root().temper.removeError = 5;
+  Run();
+  Root().temper.removeError = 0;
+  EXPECT_EQ(Run().status, 0);
+  EXPECT_TRUE(InstalledRootIds(machine).empty());
+}
+
 TEST_F(RemoveCommand, FailsWhenTheRootsCannotAllBeSeen) {
   machine = DuplicatesMachine();
   const RunResult result = Run({LastEnumerationFails(2)});
