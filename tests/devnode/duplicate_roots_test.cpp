@@ -161,7 +161,8 @@ TEST_F(DuplicateRoots, AreAllReadBeforeAnyIsRemovedAndTheirListIsFreedBeforeTheN
                                       "SetupDiGetDeviceInstanceIdW",
                                       "SetupDiEnumDeviceInfo",
                                       "SetupDiDestroyDeviceInfoList",
-                                      "fputws"}));
+                                      "fputws",
+                                      "fflush"}));
 }
 
 TEST_F(DuplicateRoots, TakeARootOfUnknownStatusForStopped) {

@@ -75,7 +75,7 @@ TEST_F(HotRestart, AsksForARestartOfTheMachineOnlyWhenItHasRestartedTheDevice) {
   const auto set = std::find(names.begin(), names.end(), "SetupDiSetClassInstallParamsW");
   EXPECT_EQ(std::vector<std::string>(set, names.end()),
             (std::vector<std::string>{"SetupDiSetClassInstallParamsW", "SetupDiCallClassInstaller",
-                                      "SetupDiGetDeviceInstallParamsW", "fputws",
+                                      "SetupDiGetDeviceInstallParamsW", "fputws", "fflush",
                                       "SetupDiDestroyDeviceInfoList"}));
 }
 

@@ -133,7 +133,7 @@ TEST_F(VerifiedFile, TellsTheSerialOfItsOwnVolume) {
                  u"89abcdef-89ab-cdef-0123-456789abcdef");
   Files().volumes[1].serial = 0xFEDCBA98;
   sim::PutFile(Files(), u"D:\\file", "x");
-  EXPECT_EQ(Open(u"D:\\file").VolumeSerial(), 0xFEDCBA98U);
+  EXPECT_EQ(Open(u"D:\\file").Identity().volumeSerial, 0xFEDCBA98U);
 }
 
 TEST_F(VerifiedFile, KeepsTheLastErrorWhenItCloses) {
