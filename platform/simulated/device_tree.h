@@ -98,8 +98,8 @@ struct Device {
   std::set<CableFlow> hidden;    // endpoints that the driver was told to hide
   std::uint32_t statusError = 0;  // not 0: the CONFIGRET of every status query
   bool removalPending = false;    // removed, but its node stays until the restart
-  bool queryRemoved = false;      // let go by a query-removal, until it is set up again or the restart
-  bool foreign = false;           // not the product's: the program must not change it
+  bool queryRemoved = false;  // let go by a query-removal, until it is set up again or the restart
+  bool foreign = false;       // not the product's: the program must not change it
   DeviceTemper temper;
 
   friend bool operator==(const Device&, const Device&) = default;
