@@ -85,7 +85,7 @@ bool TextStream::Prepare() {
     return WriteBytes(kUtf8Mark);
   }
   if (!file_->MayAny(FILE_READ_DATA)) return true;
-  char bytes[3];
+  char bytes[3] = {};
   const std::string_view start = FirstBytes(*file_, bytes);
   utf16_ = start.starts_with(kUtf16Mark);
   return !start.starts_with(kUtf16BigEndianMark);
@@ -108,6 +108,7 @@ bool TextStream::WriteText(std::u16string_view text) {
 bool TextStream::WriteBytes(std::string_view bytes) {
   FileSystem& files = file_->Files();
   const std::uint64_t end = FileSize(file_->Read());
+  // cppcheck-suppress invalidLifetime ; the text lives until the call returns
   if (!WriteContent(files, file_->Id(), end, bytes.data(), bytes.size())) {
     SetLastError(ERROR_DISK_FULL);
     return false;
