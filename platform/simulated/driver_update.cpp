@@ -100,11 +100,18 @@ bool HasPresentDevice(const Machine& machine, std::u16string_view hardwareId) {
   });
 }
 
+// Documented (porting from SetupAPI to CfgMgr32; UpdateDriverForPlugAndPlayDevices): the bind first
+// looks for a device with the hardware id, and reads the INF only for a device that matches.
+// Documented: without such a device it fails with ERROR_NO_SUCH_DEVINST, without the INF with
+// ERROR_FILE_NOT_FOUND, and where no device takes the package with ERROR_NO_MORE_ITEMS. Documented:
+// a publisher that is not trusted is a question to the user. Assumed: in a session where nobody
+// answers it, the bind does not return. Question (untrusted-publisher): does a bind in session 0 of
+// a package whose publisher is not trusted return, and with which error?
 UpdateResult Update(Machine& machine, const UpdateRequest& request) {
+  if (!HasPresentDevice(machine, request.hardwareId)) return {ERROR_NO_SUCH_DEVINST};
   std::uint32_t error = 0;
   const auto inf = ReadAsSystem(machine.files, request.infPath, &error);
   if (!inf) return {error == ERROR_PATH_NOT_FOUND ? ERROR_FILE_NOT_FOUND : error};
-  if (!HasPresentDevice(machine, request.hardwareId)) return {ERROR_NO_SUCH_DEVINST};
   if (machine.store.updateError != 0) return {machine.store.updateError};
   const auto package = ReadDriverPackage(*inf, request.hardwareId, &error);
   if (!package) return {error};

@@ -214,6 +214,13 @@ TEST(StoreUpdate, FailsWhenTheImageIsMissingOrWasExchanged) {
   EXPECT_EQ(UpdateError(inf), ERROR_FILE_NOT_FOUND);
 }
 
+TEST(StoreUpdate, LooksForADeviceBeforeItReadsTheInf) {
+  World world(CleanMachine());
+  EXPECT_EQ(UpdateError(u"C:\\pkg\\nowhere.inf"), ERROR_NO_SUCH_DEVINST);
+  AddRoot(world.machine, kRootId);
+  EXPECT_EQ(UpdateError(u"C:\\pkg\\nowhere.inf"), ERROR_FILE_NOT_FOUND);
+}
+
 TEST(StoreUpdate, FailsWithoutAPresentDevice) {
   World world(CleanMachine());
   EXPECT_EQ(UpdateError(kSampleInf), ERROR_NO_SUCH_DEVINST);
