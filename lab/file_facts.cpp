@@ -70,6 +70,7 @@ void DescribeVolume(Facts& facts, VolumeFacts& record) {
   facts.Fact("guid", volume.guid);
   facts.Fact("serial", Coded{volume.serial});
   facts.Fact("readOnly", volume.readOnly);
+  facts.Unusual("scattersListings", volume.scattersListings);
   facts.Fact("freeBytes", volume.freeBytes);
   facts.Unusual("reportedRoot", volume.reportedRoot);
   facts.Fact("files", record.files);

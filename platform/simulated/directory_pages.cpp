@@ -6,6 +6,10 @@
 #include <algorithm>
 #include <cstring>
 
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
 namespace vorn::platform::simulated {
 
 namespace {
@@ -98,18 +102,49 @@ bool AddDots(FileObject& folder, Page& page) {
   return true;
 }
 
-/// Adds the names after the last one listed; false when the page is full.
-bool AddNames(FileObject& folder, Page& page) {
-  const auto& entries = folder.Read().entries;
-  for (auto entry = entries.upper_bound(folder.lastListed); entry != entries.end(); ++entry) {
-    const Item item = {entry->second.name, entry->second.shortName, entry->second.node};
-    if (!page.Add(item)) return false;
-    folder.lastListed = entry->first;
-  }
+bool AddName(FileObject& folder, Page& page, const std::u16string& key, const Entry& entry) {
+  if (!page.Add({entry.name, entry.shortName, entry.node})) return false;
+  folder.lastListed = key;
   return true;
 }
 
 NTSTATUS FillReportedPage(FileObject& folder, void* page, std::uint32_t size) {
+/// The place of a name in a scattered listing (FNV-1a).
+std::pair<std::uint64_t, std::u16string_view> ScatteredPlace(std::u16string_view key) {
+  std::uint64_t hash = 14695981039346656037ULL;
+  for (const char16_t unit : key)
+    hash = (hash ^ unit) * 1099511628211ULL;
+  return {hash, key};
+}
+
+bool AddScatteredNames(FileObject& folder, Page& page) {
+  using Named = std::pair<const std::u16string, Entry>;
+  std::vector<const Named*> rest;
+  for (const Named& named : folder.Read().entries) {
+    const bool isListed = !folder.lastListed.empty() &&
+                          ScatteredPlace(named.first) <= ScatteredPlace(folder.lastListed);
+    if (!isListed) rest.push_back(&named);
+  }
+  std::sort(rest.begin(), rest.end(), [](const Named* left, const Named* right) {
+    return ScatteredPlace(left->first) < ScatteredPlace(right->first);
+  });
+  return std::all_of(rest.begin(), rest.end(), [&](const Named* named) {
+    return AddName(folder, page, named->first, named->second);
+  });
+}
+
+/// Adds the names after the last one listed; false when the page is full. Documented: the order of
+/// a listing is the file system's. Documented: NTFS lists by name without regard to case, and FAT
+/// does not.
+bool AddNames(FileObject& folder, Page& page) {
+  const Node& node = folder.Read();
+  if (VolumeOf(folder.Files(), node).scattersListings) return AddScatteredNames(folder, page);
+  auto entry = node.entries.upper_bound(folder.lastListed);
+  while (entry != node.entries.end() && AddName(folder, page, entry->first, entry->second))
+    ++entry;
+  return entry == node.entries.end();
+}
+
   const std::vector<Bytes>& pages = folder.Read().reportedPages;
   if (folder.nextPage >= pages.size()) return STATUS_NO_MORE_FILES;
   const Bytes& bytes = pages[folder.nextPage++];

@@ -22,6 +22,7 @@ struct Volume {
   std::u16string guid;     // 01234567-89ab-cdef-0123-456789abcdef; empty when it has none
   std::uint32_t serial = 0x5A17C0DE;
   bool readOnly = false;
+  bool scattersListings = false;  // folders list their names in an order that no sort gives
   std::uint64_t freeBytes = std::uint64_t{64} << 30;
   NodeId root = 0;
   std::optional<std::u16string> reportedRoot;  // reported instead of \\?\Volume{guid}\, for tests

@@ -94,6 +94,16 @@ TEST(SelectExactPackages, SelectsByBytesInOrdinalOrder) {
   EXPECT_EQ(answer.output + answer.errorOutput, u"");
 }
 
+TEST(SelectExactPackages, SortsWhatAVolumeListsInItsOwnOrder) {
+  Machine machine = BareMachine();
+  machine.files.volumes.front().scattersListings = true;
+  const Names ordinal = {u"OEM9.inf",  u"oem10.INF", u"oem2.inf",
+                         u"oem21.inf", u"oem3.inf",  u"oem31.inf"};
+  for (const std::u16string& name : ordinal)
+    Publish(machine, name, SoundInf());
+  EXPECT_EQ(Select(machine).names, ordinal);
+}
+
 TEST(SelectExactPackages, FindsNothingInAnEmptyStore) {
   const Answer answer = Select(BareMachine());
   EXPECT_EQ(answer.names, Names{});

@@ -2,6 +2,7 @@
 #include "platform/simulated/file_values.h"
 #include "tests/simulated/file_world.h"
 
+#include <algorithm>
 #include <vector>
 
 namespace vorn::platform::simulated {
@@ -47,6 +48,25 @@ class FileListing : public FileWorld {
 };
 
 using TextList = std::vector<std::u16string>;
+
+TEST_F(FileListing, HasTheOrderOfTheVolumeAndEachNameOnce) {
+  TextList names;
+  for (char16_t letter = u'a'; letter <= u'j'; ++letter)
+    names.push_back(u"name " + std::u16string(1, letter));
+  for (const std::u16string& name : names)
+    PutFile(Files(), u"C:\\list\\" + name, std::string_view(""));
+  Files().volumes[0].scattersListings = true;
+  const HANDLE folder = OpenPath(u"C:\\list", Folder());
+  TextList listed = Names(Page(folder, FileIdBothDirectoryRestartInfo, 300));
+  ASSERT_LT(listed.size(), names.size());
+  for (TextList next; !(next = Names(Page(folder, FileIdBothDirectoryInfo, 300))).empty();)
+    listed.insert(listed.end(), next.begin(), next.end());
+  ASSERT_EQ(listed.size(), names.size() + 2);
+  listed.erase(listed.begin(), listed.begin() + 2);
+  EXPECT_FALSE(std::is_sorted(listed.begin(), listed.end()));
+  EXPECT_FALSE(std::is_sorted(listed.rbegin(), listed.rend()));
+  EXPECT_TRUE(std::is_permutation(listed.begin(), listed.end(), names.begin(), names.end()));
+}
 
 TEST_F(FileListing, StartsWithTheDotEntriesAndContinuesInUpperCaseOrder) {
   PutFile(Files(), u"C:\\list\\b", std::string_view(""));
