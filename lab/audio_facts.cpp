@@ -97,6 +97,7 @@ void DescribeCatalog(Facts& facts, AudioCatalog& audio) {
   facts.Fact("recordDelay", audio.recordDelay);
   facts.Fact("recordsStayActive", audio.recordsStayActive);
   facts.Fact("nextGuid", audio.nextGuid);
+  facts.Unusual("redirected", audio.redirected);
   facts.Unusual("coInitializeResult", Coded{audio.coInitializeResult});
   facts.Unusual("createError", Coded{audio.createError});
   facts.Unusual("enumError", Coded{audio.enumError});

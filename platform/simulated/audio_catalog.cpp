@@ -268,7 +268,10 @@ class DeviceEnumerator final : public ComObjectOf<IMMDeviceEnumerator> {
     const AudioCatalog& catalog = TheCatalog();
     if (catalog.enumError != S_OK) return catalog.enumError;
     std::vector<Listed> listed;
-    for (std::size_t i = 0; i < catalog.endpoints.size(); ++i) {
+    // Documented (remote desktop audio): a session whose sound is redirected lists none of the
+    // machine's endpoints. Assumed: the listing succeeds and is empty. Question
+    // (redirected-session): what does EnumAudioEndpoints list in a session with redirected audio?
+    for (std::size_t i = 0; i < catalog.endpoints.size() && !catalog.redirected; ++i) {
       const AudioEndpoint& endpoint = catalog.endpoints[i];
       const bool wanted = flow == kAllFlows || endpoint.capture == (flow == eCapture);
       if (wanted && (endpoint.state & stateMask) != 0) listed.push_back({i, endpoint.id});

@@ -72,6 +72,8 @@ struct AudioCatalog {
   std::uint64_t recordDelay = 0;   // milliseconds until the records of withdrawn endpoints say so
   bool recordsStayActive = false;  // the records of withdrawn endpoints never say so
   std::uint32_t nextGuid = 1;      // of the next endpoint id
+  bool redirected =
+      false;  // the session's sound goes to another machine, which hides these endpoints
 
   // How COM answers; each nonzero value is the HRESULT of that call.
   std::int32_t coInitializeResult = 0;  // RPC_E_CHANGED_MODE: the thread is in another apartment

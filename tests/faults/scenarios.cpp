@@ -196,6 +196,8 @@ const std::vector<CommandLine>& CommandLines() {
       {"hot-activate",
        Command::HotActivate,
        {u"hot-activate", kSampleVersion, kSampleDate, kSampleJournal}},
+      {"scanned", Scanned()},
+      {"redirected-audio", WithRedirectedAudio()},
       {"audit-current", Command::AuditCurrent, {u"audit-current", kSampleInf}},
       {"audit-catalog", Command::AuditCatalog, {u"audit-catalog"}},
       {"resume-endpoints", Command::ResumeEndpoints, {u"resume-endpoints"}},

@@ -123,6 +123,7 @@ AudioCatalog UnusualCatalog() {
   audio.recordDelay = 5;
   audio.recordsStayActive = true;
   audio.nextGuid = 6;
+  audio.redirected = true;
   audio.coInitializeResult = platform::RPC_E_CHANGED_MODE;
   audio.createError = platform::REGDB_E_CLASSNOTREG;
   audio.enumError = platform::E_FAIL;

@@ -80,6 +80,14 @@ TEST_F(AudioCatalogCalls, CountApartmentsUntilEachIsLeft) {
   EXPECT_EQ(process.comInitialized, 0);
 }
 
+TEST_F(AudioCatalogCalls, ListNoneOfTheMachinesEndpointsInASessionWithRedirectedAudio) {
+  ASSERT_EQ(Count(eRender), 10U);
+  machine.audio.redirected = true;
+  EXPECT_EQ(Count(eRender), 0U);
+  EXPECT_EQ(Count(eCapture), 0U);
+  EXPECT_EQ(result, S_OK);
+}
+
 TEST_F(AudioCatalogCalls, CreateNothingOutsideAnApartment) {
   CoUninitialize();
   EXPECT_FALSE(CreateEnumerator());
