@@ -38,6 +38,7 @@ constexpr Action kActions[] = {
     {"time", FaultKind::TakeTime, Value::Needed, kLargestAmount},
     {"kill", FaultKind::KillBefore},
     {"kill-after", FaultKind::KillAfter},
+    {"hang", FaultKind::Hang},
 };
 
 /// A number from 1 to 4294967295.

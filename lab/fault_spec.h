@@ -11,6 +11,7 @@
 //          | "restart"                   the call asks for a restart of the machine
 //          | "time=" MILLISECONDS        the call takes that long
 //          | "kill" | "kill-after"       the process dies before, or after, the effect
+//          | "hang"                      the call does not return; somebody ends the process
 //          | CHANGE                      somebody else changes the machine first
 //
 // Numbers are decimal or 0x.... FIRST counts from 1; "#3-" means from the third call on.

@@ -50,6 +50,9 @@ namespace {
 /// reaches the machine.
 constexpr std::uint32_t kDeadProcessError = ERROR_INVALID_HANDLE;
 
+/// Ours: somebody waits this long for a call that does not return.
+constexpr std::uint64_t kHangMs = 3'600'000;
+
 Verdict DeadVerdict() {
   Verdict verdict;
   verdict.run = false;
@@ -105,6 +108,11 @@ void Apply(const Fault& fault, Process& process, Verdict& verdict) {
       break;
     case FaultKind::KillAfter:
       verdict.killAfter = true;
+      break;
+    case FaultKind::Hang:
+      Advance(process.TheMachine(), kHangMs);
+      process.Kill();
+      verdict = DeadVerdict();
       break;
   }
 }

@@ -49,6 +49,7 @@ enum class FaultKind {
   AnswerFromPast,        // devices, packages, registry and endpoints are those of `past`
   KillBefore,            // the process dies before the call takes effect
   KillAfter,             // the process dies after the call has taken effect
+  Hang,                  // the call does not return; after an hour somebody ends the process
 };
 
 /// A fault, and the calls it hits.

@@ -265,8 +265,8 @@ TEST(ReplayText, SurvivesARoundTrip) {
         "UpdateDriverForPlugAndPlayDevicesW#1:restart", "ReadFile#7:change=swap-inf",
         "IMMDevice::GetId#2:fail=0x8007000E", "Sleep#1:kill-before", "WriteFile#1+:lie",
         "NtDeleteKey#5:effect-then-fail=0xC0000022", "NtCreateFile#1:take=3000",
-        "CloseHandle#9:kill-after", "RegGetValueW#3:long=4096", "CM_Get_Child#4+:stale",
-        "CloseHandle#2:kill-before=rollback",
+        "CloseHandle#9:kill-after", "CloseHandle#9:hang=resume", "RegGetValueW#3:long=4096",
+        "CM_Get_Child#4+:stale", "CloseHandle#2:kill-before=rollback",
         "SetupDiCallClassInstaller#1:change-after=vanishes"}) {
     EXPECT_EQ(ToText(ParsePlannedFault(text)), text);
   }

@@ -77,7 +77,14 @@ std::vector<std::string> NextActs(Command command) {
   return {"again", "resume", "rollback"};
 }
 
-/// A crash in each state of the machine that the command passes through.
+/// Whether the platform may ask the user before it does what the call wants: whether to trust the
+/// publisher of a package.
+bool MayHang(std::string_view call) {
+  return call == "UpdateDriverForPlugAndPlayDevicesW";
+}
+
+/// A crash in each state of the machine that the command passes through, and a call that does not
+/// return until somebody ends the process.
 std::vector<Plan> EachCrash(const Scenario& scenario, const Undisturbed& undisturbed) {
   std::vector<Plan> plans;
   const auto add = [&plans](const CallPlace& place, FaultKind kind, const std::string& next) {
@@ -91,6 +98,11 @@ std::vector<Plan> EachCrash(const Scenario& scenario, const Undisturbed& undistu
       add(places[i], FaultKind::KillBefore, next);
   }
   if (!places.empty()) add(places.back(), FaultKind::KillAfter, "again");
+  for (const CallPlace& place : places) {
+    if (!MayHang(place.call)) continue;
+    for (const std::string& next : NextActs(scenario.line->command))
+      add(place, FaultKind::Hang, next);
+  }
   return plans;
 }
 

@@ -14,7 +14,8 @@ using model::Machine;
 namespace {
 
 bool IsKill(const PlannedFault& fault) {
-  return fault.way.kind == FaultKind::KillBefore || fault.way.kind == FaultKind::KillAfter;
+  return fault.way.kind == FaultKind::KillBefore || fault.way.kind == FaultKind::KillAfter ||
+         fault.way.kind == FaultKind::Hang;
 }
 
 RunResult RunWith(const Scenario& scenario, Machine& machine,

@@ -32,6 +32,7 @@ constexpr KindName kKindNames[] = {
     {FaultKind::AnswerFromPast, "stale"},
     {FaultKind::KillBefore, "kill-before"},
     {FaultKind::KillAfter, "kill-after"},
+    {FaultKind::Hang, "hang"},
 };
 
 std::string_view NameOf(FaultKind kind) {

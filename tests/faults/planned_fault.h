@@ -5,7 +5,7 @@
 //   NtCreateFile#12:fail=0xC0000022      the 12th NtCreateFile fails with that code
 //   Sleep#3+:take=3000                   the 3rd Sleep and all after it take 3 s longer
 // The kinds are fail, effect-then-fail, lie, short, long, restart, take, change, change-after,
-// stale, kill-before, kill-after; the last two may say what the operator does next:
+// stale, kill-before, kill-after, hang; the last three may say what the operator does next:
 // kill-after=rollback.
 
 #include "tests/faults/failure_table.h"

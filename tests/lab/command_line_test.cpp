@@ -136,6 +136,20 @@ TEST_F(Lab, AKilledRunPrintsWhatItHadFlushed) {
   }
 }
 
+TEST_F(Lab, ARunThatHangsIsEndedAfterAnHour) {
+  const std::string machine = Machine();
+  const auto tick = [&machine] {
+    const Json document = ParseJson(ReadHostFile(fs::path(machine) / "machine.json"));
+    return std::get<std::uint64_t>(document["clock"]["tick"].Get());
+  };
+  const std::uint64_t start = tick();
+  const LabProcess ended = RunLabProcess(
+      {"run", machine, "--fault", "UpdateDriverForPlugAndPlayDevicesW:hang", "install", kInf});
+  EXPECT_EQ(ended.status, 137);
+  EXPECT_EQ(ended.output, "vorn_devnode: persisted protected pre-bind activation state\n");
+  EXPECT_GE(tick() - start, 3'600'000U);
+}
+
 TEST_F(Lab, WritesTheTraceOfARun) {
   const std::string machine = Machine();
   const std::string trace = temporary_.Name("trace");
@@ -318,6 +332,7 @@ TEST_F(Lab, RefusesMalformedFaults) {
       {"WriteFile:short", "short needs a number: short=..."},
       {"WriteFile:lie=1", "lie takes no value"},
       {"WriteFile:kill=1", "kill takes no value"},
+      {"WriteFile:hang=1", "hang takes no value"},
       {"WriteFile#0:fail", "\"0\" must be a number from 1 to 4294967295"},
       {"WriteFile#:fail", "\"\" must be a number from 1 to 4294967295"},
       {"WriteFile#x:fail", "\"x\" must be a number from 1 to 4294967295"},

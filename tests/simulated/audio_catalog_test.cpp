@@ -178,6 +178,17 @@ TEST_F(AudioCatalogCalls, ShowALeakedObjectAndALeakedString) {
   EXPECT_EQ(Open(ObjectKind::Memory), 1u);
 }
 
+TEST_F(AudioCatalogCalls, MayHangUntilSomebodyEndsTheProcess) {
+  const auto device = Item(0);
+  process.faults.push_back({"IMMDevice::GetState", 1, 1, FaultKind::Hang, 0, 0, {}});
+  const std::uint64_t start = machine.clock.tick;
+  std::uint32_t state = 7;
+  EXPECT_LT(device.Get()->GetState(&state), S_OK);
+  EXPECT_TRUE(process.killed);
+  EXPECT_EQ(state, 7u);
+  EXPECT_EQ(machine.clock.tick - start, 3'600'000u);
+}
+
 TEST_F(AudioCatalogCalls, LetAKilledProcessReleaseWhatItStillHolds) {
   const auto device = Item(0);
   ComObject<IPropertyStore> store;
