@@ -81,6 +81,7 @@ void DescribeHeld(Facts& facts, HeldFile& held) {
   facts.Required("path", held.path);
   facts.Fact("access", Coded{held.access});
   facts.Fact("share", Coded{held.share});
+  facts.Unusual("until", held.until);
   facts.Fact("description", held.description);
 }
 

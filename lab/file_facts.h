@@ -58,6 +58,7 @@ struct HeldFile {
   std::u16string path;
   std::uint32_t access = 0;
   std::uint32_t share = 0;
+  std::uint64_t until = 0;
   std::u16string description;
 };
 

@@ -125,6 +125,7 @@ void DescribeDocument(Facts& facts, MachineDocument& document) {
   facts.Fact("audio", machine.audio);
   facts.template List<DosDevice>("dosDevices", machine.files.dosDevices);
   facts.Fact("heldFiles", document.heldFiles);
+  facts.Unusual("scanMs", machine.files.scanMs);
   facts.Fact("registry", RegistryFact{machine.registry});
   facts.Fact("volumes", document.volumes);
 }

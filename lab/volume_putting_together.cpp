@@ -249,7 +249,7 @@ void HoldFiles(const std::vector<HeldFile>& heldFiles, FileSystem& files) {
     if (!FindNode(files, held.path)) {
       throw BadInput(PathOfElement("heldFiles", i) + ".path", "is not a file of the machine");
     }
-    const std::uint64_t number = HoldOpen(files, held.path, held.access, held.share);
+    const std::uint64_t number = HoldOpen(files, held.path, held.access, held.share, held.until);
     for (auto& [key, open] : files.opens) {
       if (key.number == number) open.description = held.description;
     }

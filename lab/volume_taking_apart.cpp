@@ -127,8 +127,8 @@ std::vector<HeldFile> ListHeldFiles(const FileSystem& files) {
     const std::u16string below = PathBelowRoot(files, open.place);
     const bool isRoot = key.node == volume.root;
     if (below.empty() && !isRoot) continue;  // its name is gone
-    heldFiles.push_back(
-        {RootPathOf(volume) + (isRoot ? u"\\" : below), open.access, open.share, open.description});
+    heldFiles.push_back({RootPathOf(volume) + (isRoot ? u"\\" : below), open.access, open.share,
+                         open.until, open.description});
   }
   return heldFiles;
 }

@@ -53,6 +53,7 @@ void Plan(Machine& machine, std::uint64_t delay, EventKind kind, std::u16string 
 
 void RunDueEvents(Machine& machine) {
   auto& clock = machine.clock;
+  ReleaseHoldsUntil(machine.files, clock.tick);
   while (!clock.events.empty() && clock.events.front().due <= clock.tick) {
     const Event event = clock.events.front();
     clock.events.erase(clock.events.begin());
@@ -69,6 +70,7 @@ void Advance(Machine& machine, std::uint64_t milliseconds) {
     RunDueEvents(machine);
   }
   clock.tick = end;
+  ReleaseHoldsUntil(machine.files, end);
 }
 
 }  // namespace simulated

@@ -1,15 +1,16 @@
 #include "platform/simulated/directory_pages.h"
 
 #include "platform/files.h"
+#include "platform/simulated/file_tree.h"
 #include "platform/simulated/native_values.h"
 
 #include <algorithm>
 #include <cstring>
-
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
+
 namespace vorn::platform::simulated {
 
 namespace {
@@ -108,7 +109,6 @@ bool AddName(FileObject& folder, Page& page, const std::u16string& key, const En
   return true;
 }
 
-NTSTATUS FillReportedPage(FileObject& folder, void* page, std::uint32_t size) {
 /// The place of a name in a scattered listing (FNV-1a).
 std::pair<std::uint64_t, std::u16string_view> ScatteredPlace(std::u16string_view key) {
   std::uint64_t hash = 14695981039346656037ULL;
@@ -145,6 +145,7 @@ bool AddNames(FileObject& folder, Page& page) {
   return entry == node.entries.end();
 }
 
+NTSTATUS FillReportedPage(FileObject& folder, void* page, std::uint32_t size) {
   const std::vector<Bytes>& pages = folder.Read().reportedPages;
   if (folder.nextPage >= pages.size()) return STATUS_NO_MORE_FILES;
   const Bytes& bytes = pages[folder.nextPage++];

@@ -5,6 +5,7 @@
 #include "platform/simulated/file_values.h"
 #include "platform/simulated/native_values.h"
 #include "platform/simulated/path_walk.h"
+#include "platform/simulated/scanner.h"
 #include "platform/simulated/security_values.h"
 
 #include <algorithm>
@@ -162,7 +163,9 @@ class Opener {
     // list says.
     granted_ =
         (wanted_ & MAXIMUM_ALLOWED) != 0 ? FILE_ALL_ACCESS | (wanted_ & ~MAXIMUM_ALLOWED) : wanted_;
-    return {STATUS_SUCCESS, Opened(id, walked.place), true};
+    std::shared_ptr<FileObject> file = Opened(id, walked.place);
+    file->written = !directory;
+    return {STATUS_SUCCESS, std::move(file), true};
   }
 
   NTSTATUS CheckCreation(NodeId folderId, bool directory) {
@@ -222,7 +225,7 @@ class Opener {
     if (Wants(request_, FILE_DELETE_ON_CLOSE)) {
       files_.nodes.at(place.folder).entries.at(place.key).deletePending = true;
     }
-    return std::make_shared<FileObject>(files_, key, granted_);
+    return std::make_shared<FileObject>(process_.TheMachine(), key, granted_);
   }
 
   Process& process_;
@@ -235,8 +238,13 @@ class Opener {
 
 }  // namespace
 
+FileObject::FileObject(Machine& machine, const OpenKey& key, std::uint32_t access)
+    : machine_(machine), files_(machine.files), key_(key), access_(access) {}
+
 FileObject::~FileObject() {
+  const Place place = OpenedAs();
   ReleaseOpen(files_, key_);
+  if (written) ScanWritten(machine_, key_.node, place);
 }
 
 OpenResult OpenByName(Process& process, const OpenRequest& request) {

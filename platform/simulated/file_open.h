@@ -19,8 +19,7 @@ namespace vorn::platform::simulated {
 /// An open file or folder of the process. Its open is part of the machine until it is destroyed.
 class FileObject : public Object {
  public:
-  FileObject(FileSystem& files, const OpenKey& key, std::uint32_t access)
-      : files_(files), key_(key), access_(access) {}
+  FileObject(Machine& machine, const OpenKey& key, std::uint32_t access);
   ~FileObject() override;
 
   NodeId Id() const { return key_.node; }
@@ -36,6 +35,7 @@ class FileObject : public Object {
   bool MayAny(std::uint32_t rights) const { return (access_ & rights) != 0; }
 
   std::uint64_t position = 0;  // of the next read or write
+  bool written = false;        // a file that it created, or whose content it changed
 
   // The state of a folder's listing: not started, past ".", past "..", past a name, or at the end.
   enum class Listing { NotBegun, Names, Ended };
@@ -45,6 +45,7 @@ class FileObject : public Object {
   std::size_t nextPage = 0;   // of the pages that the volume reports instead
 
  private:
+  Machine& machine_;
   FileSystem& files_;
   OpenKey key_;
   std::uint32_t access_;

@@ -44,7 +44,8 @@ struct Open {
   Place place;  // the name it was opened by
   std::uint32_t access = 0;
   std::uint32_t share = 0;
-  bool foreign = false;  // held by another process
+  bool foreign = false;     // held by another process
+  std::uint64_t until = 0;  // the tick at which that process closes it; 0: it keeps it open
   std::u16string description;
 
   friend bool operator==(const Open&, const Open&) = default;
@@ -57,6 +58,7 @@ struct FileSystem {
   NodeId nextNode = 5;  // as on NTFS, whose volumes use the first numbers for their own files
   std::map<OpenKey, Open> opens;
   std::uint64_t nextOpen = 1;
+  std::uint64_t scanMs = 0;  // how long a scanner holds what was just written; 0: there is none
   std::u16string windowsFolder = u"C:\\Windows";
   std::u16string tempFolder = u"C:\\Users\\operator\\AppData\\Local\\Temp\\";
   std::u16string modulePath = u"C:\\Program Files\\VORN\\bin\\vorn_devnode.exe";
@@ -120,12 +122,20 @@ std::optional<Bytes> ReadWholeFile(const FileSystem& files, std::u16string_view 
 /// The names in a folder in listing order; empty when there is no such folder.
 std::vector<std::u16string> ListFolder(const FileSystem& files, std::u16string_view path);
 
-/// Another process opens a node and keeps it open; returns the number of the open.
+/// Another process opens a node and keeps it open, until that tick unless it is 0; returns the
+/// number of the open.
 std::uint64_t HoldOpen(FileSystem& files, std::u16string_view path, std::uint32_t access,
-                       std::uint32_t share);
+                       std::uint32_t share, std::uint64_t until = 0);
+
+/// Another process renames a file into a folder, or links one there, until that tick: for that it
+/// opens the folder. False when a present open of the folder does not allow it.
+bool BeginRenameInto(FileSystem& files, std::u16string_view folder, std::uint64_t until);
 
 /// The other process closes it.
 void ReleaseHold(FileSystem& files, std::uint64_t number);
+
+/// Other processes close what they held until this tick.
+void ReleaseHoldsUntil(FileSystem& files, std::uint64_t tick);
 
 /// Opens of this machine's current process, which are not foreign.
 std::size_t CountOwnOpens(const FileSystem& files);

@@ -163,6 +163,7 @@ bool WriteAt(FileObject& file, const void* buffer, std::uint32_t size, std::uint
     return FailWithStatus(STATUS_DISK_FULL);
   }
   file.Write().times.lastWrite = Now();
+  file.written = true;
   file.position = position + size;
   *written = size;
   return true;
@@ -339,6 +340,7 @@ bool SetEndOfFile(HANDLE file) {
     const bool fits = ResizeContent(object->Files(), object->Id(), object->position);
     if (!fits) return FailWithStatus(STATUS_DISK_FULL);
     object->Write().times.lastWrite = Now();
+    object->written = true;
     return true;
   });
 }

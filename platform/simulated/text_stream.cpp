@@ -113,7 +113,10 @@ bool TextStream::WriteBytes(std::string_view bytes) {
     SetLastError(ERROR_DISK_FULL);
     return false;
   }
-  if (!bytes.empty()) file_->Write().times.lastWrite = FileTimeNow(Process::Current().TheMachine());
+  if (!bytes.empty()) {
+    file_->Write().times.lastWrite = FileTimeNow(Process::Current().TheMachine());
+    file_->written = true;
+  }
   return true;
 }
 

@@ -183,6 +183,12 @@ bool Attacker::TryCreateHardLink(std::u16string_view existing, std::u16string_vi
   return true;
 }
 
+bool Attacker::TryKeepRenamingInto(std::u16string_view folder) {
+  constexpr std::uint32_t kShare = platform::FILE_SHARE_READ | platform::FILE_SHARE_WRITE;
+  return MayOpen(Find(folder), platform::FILE_WRITE_DATA, kShare) &&
+         BeginRenameInto(files_, folder, 0);
+}
+
 bool Attacker::TryTurnIntoJunction(std::u16string_view path, std::u16string_view target) {
   const Named named = Find(path);
   if (!MayOpen(named, platform::FILE_WRITE_ATTRIBUTES, kShareAll)) return false;

@@ -178,6 +178,14 @@ std::vector<Attack> FolderAttacks() {
           "INF's folder held open for deletion", u"00000020",
           "folders are opened with read sharing only",
           [](Attacker& user) { return user.TryHold(kSampleFolder, platform::DELETE, kShareAll); }),
+      Refused("files renamed into the INF's folder without end, before Windows 11 22H2",
+              u"00000020",
+              "each rename opens the folder for writing; it is opened with read sharing only, and "
+              "while it is held no rename into it begins",
+              [](Attacker& user) { return user.TryKeepRenamingInto(kSampleFolder); }),
+      Refused("files renamed into the temporary folder without end, before Windows 11 22H2",
+              u"00000020", "as into the INF's folder",
+              [](Attacker& user) { return user.TryKeepRenamingInto(kTempFolder); }),
       Harmless("INF's folder closed to everybody by its access list",
                "handles stay good; an administrator who may not read is refused",
                [](Attacker& user) {

@@ -107,6 +107,17 @@ TEST(KnownLimits, AFeignedShowIsBelieved) {
   EXPECT_EQ(OnlyPresentRoot(hidden)->hidden.size(), before);
 }
 
+TEST(KnownLimits, AScannedPrivateCopyLeavesItsFolder) {
+  Machine machine = model::InstalledMachine();
+  machine.files.scanMs = 3'000;
+  EXPECT_EQ(RunCommand(machine, LineOf(Command::AuditCurrent).arguments).status, 0);
+  const auto folders = SnapshotFolders(machine);
+  ASSERT_EQ(folders.size(), 1U);
+  model::Advance(machine, 3'000);
+  EXPECT_EQ(SnapshotFolders(machine), folders);
+  EXPECT_TRUE(model::ListFolder(machine.files, machine.files.tempFolder + folders.front()).empty());
+}
+
 TEST(KnownLimits, AKilledProcessLeavesItsPrivateCopy) {
   Machine machine = model::OutdatedMachine();
   RunWith(machine, Command::Install, "UpdateDriverForPlugAndPlayDevicesW#1:kill-before");

@@ -89,6 +89,19 @@ void HoldInf(Machine& machine) {
                   0);
 }
 
+/// While somebody renames a file into a folder, or links one there, the folder cannot be held.
+void RenameIntoInfFolder(Machine& machine) {
+  model::BeginRenameInto(machine.files, kSampleFolder, machine.clock.tick + 1);
+}
+
+void RenameIntoTemporaryFolder(Machine& machine) {
+  model::BeginRenameInto(machine.files, machine.files.tempFolder, machine.clock.tick + 1);
+}
+
+void RenameBesideJournal(Machine& machine) {
+  model::BeginRenameInto(machine.files, u"C:\\pkg", machine.clock.tick + 1);
+}
+
 /// Applies a change to each present device of the product whose driver is in memory.
 template <class Act>
 void WithRunningRoots(Machine& machine, Act act) {
@@ -169,6 +182,9 @@ const std::vector<OtherProcess>& OtherProcesses() {
       {"plant-journal", PlantJournal},
       {"delete-journal", DeleteJournal},
       {"hold-inf", HoldInf},
+      {"rename-into-inf-folder", RenameIntoInfFolder},
+      {"rename-into-temporary-folder", RenameIntoTemporaryFolder},
+      {"rename-beside-journal", RenameBesideJournal},
   };
   return processes;
 }

@@ -1,7 +1,9 @@
 #include "tests/faults/scenarios.h"
 
 #include "platform/config_manager.h"
+#include "platform/files.h"
 #include "platform/simulated/endpoint_builder.h"
+#include "platform/simulated/file_values.h"
 #include "platform/simulated/registry_values.h"
 #include "tests/support/activation.h"
 #include "tests/support/machine_view.h"
@@ -144,12 +146,31 @@ Machine WithOddRecords() {
   return machine;
 }
 
+/// The volume lists its folders in an order that no sort gives.
 Machine WithTwoPackages() {
   Machine machine = AfterInstall(model::OutdatedMachine());
-/// The volume lists its folders in an order that no sort gives.
+  machine.files.volumes.front().scattersListings = true;
   model::RemovePath(machine.files, kSampleJournal);
   return machine;
-  machine.files.volumes.front().scattersListings = true;
+}
+
+/// A scanner holds for a while what was just written, and is looking at the journal at this moment.
+Machine Scanned() {
+  constexpr std::uint64_t kScanMs = 3'000;
+  Machine machine = AfterInstall(model::OutdatedMachine());
+  machine.files.scanMs = kScanMs;
+  constexpr std::uint32_t kShareAll =
+      platform::FILE_SHARE_READ | platform::FILE_SHARE_WRITE | platform::FILE_SHARE_DELETE;
+  model::HoldOpen(machine.files, kSampleJournal, platform::FILE_GENERIC_READ, kShareAll,
+                  machine.clock.tick + kScanMs);
+  return machine;
+}
+
+/// A remote session: the sound of the machine is out of its sight.
+Machine WithRedirectedAudio() {
+  Machine machine = model::OutdatedMachine();
+  machine.audio.redirected = true;
+  return machine;
 }
 
 std::vector<StartingMachine> BuildMachines() {
@@ -175,6 +196,8 @@ std::vector<StartingMachine> BuildMachines() {
       {"two-packages", WithTwoPackages()},
       {"slow", Slow()},
       {"odd-records", WithOddRecords()},
+      {"scanned", Scanned()},
+      {"redirected-audio", WithRedirectedAudio()},
   };
 }
 
@@ -196,8 +219,6 @@ const std::vector<CommandLine>& CommandLines() {
       {"hot-activate",
        Command::HotActivate,
        {u"hot-activate", kSampleVersion, kSampleDate, kSampleJournal}},
-      {"scanned", Scanned()},
-      {"redirected-audio", WithRedirectedAudio()},
       {"audit-current", Command::AuditCurrent, {u"audit-current", kSampleInf}},
       {"audit-catalog", Command::AuditCatalog, {u"audit-catalog"}},
       {"resume-endpoints", Command::ResumeEndpoints, {u"resume-endpoints"}},

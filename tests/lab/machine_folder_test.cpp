@@ -117,11 +117,11 @@ constexpr std::size_t CountFields() {
 TEST(MachineDocument, KnowsEveryFieldOfTheModel) {
   using namespace platform::simulated;
   EXPECT_EQ((CountFields<Machine>()), 10U);
-  EXPECT_EQ((CountFields<FileSystem>()), 10U);
-  EXPECT_EQ((CountFields<Volume>()), 8U);
+  EXPECT_EQ((CountFields<FileSystem>()), 11U);
+  EXPECT_EQ((CountFields<Volume>()), 9U);
   EXPECT_EQ((CountFields<Entry>()), 4U);
   EXPECT_EQ((CountFields<Node>()), 16U);
-  EXPECT_EQ((CountFields<Open>()), 5U);
+  EXPECT_EQ((CountFields<Open>()), 6U);
   EXPECT_EQ((CountFields<SecurityRecord>()), 7U);
   EXPECT_EQ((CountFields<AccessEntry>()), 4U);
   EXPECT_EQ((CountFields<Key>()), 9U);
@@ -134,7 +134,7 @@ TEST(MachineDocument, KnowsEveryFieldOfTheModel) {
   EXPECT_EQ((CountFields<PoolEntry>()), 3U);
   EXPECT_EQ((CountFields<DriverStore>()), 4U);
   EXPECT_EQ((CountFields<PublishedPackage>()), 7U);
-  EXPECT_EQ((CountFields<AudioCatalog>()), 20U);
+  EXPECT_EQ((CountFields<AudioCatalog>()), 21U);
   EXPECT_EQ((CountFields<AudioEndpoint>()), 15U);
   EXPECT_EQ((CountFields<RememberedEndpoint>()), 2U);
   EXPECT_EQ((CountFields<Service>()), 3U);

@@ -165,11 +165,12 @@ void FillFiles(FileSystem& files) {
   AddVolume(files, 0, u"\\Device\\HarddiskVolume9", u"00000000-0000-0000-0000-000000000009");
   files.volumes[1].serial = 0xDEADBEEF;
   files.volumes[1].readOnly = true;
-  files.volumes[1].freeBytes = 3;
   files.volumes[1].scattersListings = true;
+  files.volumes[1].freeBytes = 3;
   files.volumes[1].reportedRoot = u"\\\\?\\Volume{short}\\";
   files.dosDevices[u"Z:"] = u"\\Device\\Mup\\server\\share";
   files.windowsFolder = u"D:\\Win";
+  files.scanMs = 7;
   files.tempFolder = u"D:\\Temp";
   files.modulePath = u"D:\\prog.exe";
   files.currentFolder = u"D:\\here";
@@ -199,7 +200,7 @@ void FillFiles(FileSystem& files) {
   Node& folder = NodeAt(files, u"C:\\empty");
   folder.reportedPages = {SomeBytes(), {}};
   folder.security = ParseSddl(u"O:SYD:P(A;OICI;FA;;;SY)").value();
-  HoldOpen(files, u"C:\\a\\large.bin", platform::FILE_GENERIC_WRITE, 0);
+  HoldOpen(files, u"C:\\a\\large.bin", platform::FILE_GENERIC_WRITE, 0, 9'000'000);
   HoldOpen(files, u"C:\\", platform::FILE_GENERIC_READ, platform::FILE_SHARE_READ);
 }
 
