@@ -21,12 +21,12 @@ TEST(Format, PadsDecimalFieldsOfTimeStamps) {
             u"2026-03.004");
 }
 
-TEST(Format, WritesAPercentSignForTwo) {
+TEST(Format, WritesOnePercentSignForTwo) {
   EXPECT_EQ(Format(u"100%%"), u"100%");
   EXPECT_EQ(Format(u"%u%% of %ls", std::uint32_t{5}, u"all"), u"5% of all");
 }
 
-TEST(Format, WritesTheSmallestNumberWhole) {
+TEST(Format, WritesTheSmallestNumber) {
   EXPECT_EQ(Format(u"%d", std::int32_t{-2147483647 - 1}), u"-2147483648");
 }
 
@@ -38,7 +38,7 @@ TEST(FormatBounded, KeepsATextThatJustFits) {
   EXPECT_EQ(FormatBounded(4, u"%ls", u"abc"), u"abc");
 }
 
-TEST(Conversion, IsReadWithItsWidthAndWhatItTakes) {
+TEST(Conversion, IsParsedWithItsKindAndWidth) {
   using format_internal::Conversion;
   using format_internal::Kind;
   using format_internal::ParseConversion;
@@ -69,7 +69,7 @@ TEST(Conversion, IsReadWithItsWidthAndWhatItTakes) {
   }
 }
 
-TEST(Conversion, HasNoLengthWhenItIsUnknown) {
+TEST(Conversion, HasNoLengthIfItIsUnknown) {
   for (const char16_t* pattern :
        {u"%", u"%0", u"%08", u"%0/u", u"%0:u", u"%q", u"%l", u"%8u", u"% d", u"%ld", u"%D"}) {
     EXPECT_EQ(format_internal::ParseConversion(pattern).length, 0U)
@@ -77,7 +77,7 @@ TEST(Conversion, HasNoLengthWhenItIsUnknown) {
   }
 }
 
-TEST(Format, TakesEachTypeForItsOwnConversionOnly) {
+TEST(Format, AcceptsEachTypeForItsOwnConversionOnly) {
   using format_internal::Kind;
   using format_internal::kKindOf;
   EXPECT_EQ(kKindOf<std::u16string>, Kind::Text);
@@ -95,7 +95,7 @@ TEST(Format, WritesNumbersAboveZeroWithoutASign) {
   EXPECT_EQ(Format(u"%d %d", std::int32_t{0}, std::int32_t{2147483647}), u"0 2147483647");
 }
 
-TEST(Format, KeepsTheTextBehindTheLastConversion) {
+TEST(Format, KeepsTheTextAfterTheLastConversion) {
   EXPECT_EQ(Format(u"%u of %u.", std::uint32_t{1}, std::uint32_t{2}), u"1 of 2.");
   EXPECT_EQ(Format(u"plain"), u"plain");
   EXPECT_EQ(Format(u""), u"");

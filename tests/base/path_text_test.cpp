@@ -5,7 +5,7 @@
 namespace vorn {
 namespace {
 
-TEST(CutLastComponent, KeepsWhatStandsBeforeTheLastSeparatorOfEitherKind) {
+TEST(CutLastComponent, KeepsWhatPrecedesTheLastSeparatorOfEitherKind) {
   EXPECT_EQ(CutLastComponent(u"C:\\pkg\\driver\\vorn_audio.inf"), u"C:\\pkg\\driver");
   EXPECT_EQ(CutLastComponent(u"C:\\pkg\\driver"), u"C:\\pkg");
   EXPECT_EQ(CutLastComponent(u"C:/pkg/vorn_audio.inf"), u"C:/pkg");
@@ -15,7 +15,7 @@ TEST(CutLastComponent, KeepsWhatStandsBeforeTheLastSeparatorOfEitherKind) {
   EXPECT_EQ(CutLastComponent(u"C:\\vorn_audio.inf"), u"C:");
 }
 
-TEST(CutLastComponent, LeavesNothingWithoutASeparator) {
+TEST(CutLastComponent, ReturnsNothingWithoutASeparator) {
   EXPECT_EQ(CutLastComponent(u"C:"), u"");
   EXPECT_EQ(CutLastComponent(u"vorn_audio.inf"), u"");
   EXPECT_EQ(CutLastComponent(u""), u"");

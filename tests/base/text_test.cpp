@@ -16,14 +16,14 @@ TEST(IgnoringCase, FoldsOnlyAsciiLetters) {
 TEST(IgnoringCase, OrdersByLowerCasedUnits) {
   EXPECT_LT(CompareIgnoringCase(u"ROOT\\MEDIA\\0000", u"root\\media\\0001"), 0);
   EXPECT_GT(CompareIgnoringCase(u"b", u"A"), 0);
-  EXPECT_LT(CompareIgnoringCase(u"_", u"A"), 0);  // before "a", though behind "A"
+  EXPECT_LT(CompareIgnoringCase(u"_", u"A"), 0);  // between "A" and "a"
   EXPECT_LT(CompareIgnoringCase(u"a", u"A1"), 0);
   EXPECT_GT(CompareIgnoringCase(u"A1", u"a"), 0);
   EXPECT_EQ(CompareIgnoringCase(u"aBc", u"AbC"), 0);
   EXPECT_EQ(CompareIgnoringCase(std::u16string_view(u"ab", 1), std::u16string_view(u"Ac", 1)), 0);
 }
 
-TEST(AsciiUnits, AreDigitsAndLettersFromTheFirstToTheLast) {
+TEST(AsciiUnits, AreDigitsAndLettersOnlyWithinAscii) {
   for (char16_t unit = 0; unit < 0x180; ++unit) {
     const bool digit = std::u16string_view(u"0123456789").find(unit) != std::u16string_view::npos;
     const bool letter =
@@ -34,12 +34,12 @@ TEST(AsciiUnits, AreDigitsAndLettersFromTheFirstToTheLast) {
   }
 }
 
-TEST(AsciiUnits, ChangeTheirCaseAndNoOthersDo) {
+TEST(AsciiUnits, AreTheOnlyOnesWhoseCaseChanges) {
   EXPECT_EQ(ToLowerAscii(std::u16string(u"AZaz@[`{\u00C4")), u"azaz@[`{\u00C4");
   EXPECT_EQ(ToUpperAscii(std::u16string(u"AZaz@[`{\u00E4")), u"AZAZ@[`{\u00E4");
 }
 
-TEST(SingleLine, HasOneToItsMostUnitsAndNoLineBreak) {
+TEST(SingleLine, HasAtLeastOneUnitAndNoMoreThanItsLimitAndNoLineBreak) {
   EXPECT_TRUE(IsSingleLine(u"a", 1));
   EXPECT_TRUE(IsSingleLine(u"ab\tc", 4));
   EXPECT_TRUE(IsSingleLine(u" ~\u2028", 4));
@@ -49,13 +49,13 @@ TEST(SingleLine, HasOneToItsMostUnitsAndNoLineBreak) {
   EXPECT_FALSE(IsSingleLine(u"ab\n", 4));
 }
 
-TEST(Utf8, CarriesEveryCharacterThereAndBack) {
+TEST(Utf8, ConvertsEveryCharacterThereAndBack) {
   const std::u16string text = u"A\u00E9\u20AC\U0001F3B5\uFFFF";
   EXPECT_EQ(ToUtf8(text), "A\xC3\xA9\xE2\x82\xAC\xF0\x9F\x8E\xB5\xEF\xBF\xBF");
   EXPECT_EQ(ToUtf16(ToUtf8(text)), text);
 }
 
-TEST(Utf8, HasASequenceLongerAtEachOfItsBounds) {
+TEST(Utf8, LengthensItsSequencesAtTheRightCharacters) {
   const std::pair<std::u16string_view, std::string_view> rows[] = {
       {u"\u007F", "\x7F"},
       {u"\u0080", "\xC2\x80"},
@@ -83,7 +83,7 @@ TEST(Utf8, ReplacesAnUnpairedSurrogate) {
             "a");
 }
 
-TEST(Utf8, PairsNothingWithTheNeighboursOfSurrogates) {
+TEST(Utf8, PairsSurrogatesOnlyWithSurrogatesOfTheOtherKind) {
   const std::string replaced = "\xEF\xBF\xBD";
   EXPECT_EQ(ToUtf8(std::u16string{0xD7FF, 0xDC00}), "\xED\x9F\xBF" + replaced);
   EXPECT_EQ(ToUtf8(std::u16string{0xDC00, 0xDC00}), replaced + replaced);

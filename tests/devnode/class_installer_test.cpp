@@ -14,7 +14,7 @@ namespace {
 using tests::FailingCall;
 using tests::kRootId;
 
-/// A list of the only device, as the callers hold it.
+/// A list of one device.
 class ClassInstaller : public tests::DeviceWorld {
  protected:
   ClassInstaller() {
@@ -27,7 +27,7 @@ class ClassInstaller : public tests::DeviceWorld {
     tests::DeviceWorld::TearDown();
   }
 
-  /// Lists the device anew, with what it has become.
+  /// Lists the device again, as it is now.
   void Open() {
     list = platform::DeviceInfoList(
         platform::SetupDiGetClassDevsW(nullptr, u"ROOT", platform::DIGCF_ALLCLASSES));
@@ -35,7 +35,7 @@ class ClassInstaller : public tests::DeviceWorld {
     EXPECT_TRUE(platform::SetupDiEnumDeviceInfo(list.Get(), 0, &device));
   }
 
-  /// The words of the parameters that were set last, and their size.
+  /// The device, size and fields of the parameters that were set last.
   std::vector<std::string> Parameters() const {
     const auto calls = tests::CallsOf(process, "SetupDiSetClassInstallParamsW");
     std::vector<std::string> words;
@@ -62,13 +62,13 @@ TEST_F(ClassInstaller, IsAskedToRestartADeviceInTheCurrentHardwareProfile) {
             (std::vector<std::string>{"ROOT\\MEDIA\\0000", "20", "8", "0x12", "3", "2", "0"}));
 }
 
-TEST_F(ClassInstaller, DoesNothingByItsParametersAlone) {
+TEST_F(ClassInstaller, IsNotCalledByPreparingItsParameters) {
   SetRemoveParameters(list.Get(), device);
   EXPECT_EQ(CountOf("SetupDiCallClassInstaller"), 0U);
   EXPECT_NE(machine.devices.Find(kRootId), nullptr);
 }
 
-TEST_F(ClassInstaller, LeavesTheErrorOfParametersThatCouldNotBeSet) {
+TEST_F(ClassInstaller, LeavesTheErrorOfParametersThatCannotBeSet) {
   for (const auto set : {SetRemoveParameters, SetRestartParameters}) {
     process.callCounts.clear();
     process.faults = {FailingCall("SetupDiSetClassInstallParamsW", 0xE000020B)};
@@ -77,7 +77,7 @@ TEST_F(ClassInstaller, LeavesTheErrorOfParametersThatCouldNotBeSet) {
   }
 }
 
-TEST_F(ClassInstaller, AsksForARestartByEitherFlagAndNoOther) {
+TEST_F(ClassInstaller, NeedsARestartForEitherFlagAndNoOther) {
   struct Row {
     std::uint32_t flags;
     bool needed;
@@ -91,7 +91,7 @@ TEST_F(ClassInstaller, AsksForARestartByEitherFlagAndNoOther) {
   EXPECT_EQ(tests::CallsOf(process, "SetupDiGetDeviceInstallParamsW")[0].Argument("cbSize"), "584");
 }
 
-TEST_F(ClassInstaller, LeavesUnknownWhetherARestartIsNeededWhenItCannotBeRead) {
+TEST_F(ClassInstaller, GivesNoAnswerWhenTheFlagsCannotBeRead) {
   process.faults = {FailingCall("SetupDiGetDeviceInstallParamsW", 87)};
   EXPECT_EQ(ReadRestartNeeded(list.Get(), device), std::nullopt);
   EXPECT_EQ(platform::GetLastError(), 87U);

@@ -13,8 +13,6 @@ namespace {
 using platform::simulated::Bytes;
 using platform::simulated::Device;
 using platform::simulated::DeviceProperty;
-using platform::simulated::Fault;
-using platform::simulated::FaultKind;
 using tests::FailingCall;
 
 constexpr char16_t kLongTail[] = u"PCI\\VEN_1234&DEV_5678";
@@ -30,7 +28,7 @@ Bytes BytesOf(std::u16string_view text) {
 
 class DeviceReads : public tests::DeviceWorld {
  protected:
-  /// Reads with `read(list, device)` of the only device.
+  /// The result of `read(list, device)` for the only device.
   template <class Read>
   auto OfTheDevice(Read read) {
     const platform::DeviceInfoList list(
@@ -52,7 +50,7 @@ class DeviceReads : public tests::DeviceWorld {
       return ReadStringProperty(list, device, platform::DEVPKEY_Device_DriverVersion);
     });
   }
-  /// Gives the device that version property, byte by byte.
+  /// Sets the type and the bytes of the device's version property.
   void SetVersion(std::uint32_t type, Bytes data) {
     Device& root = machine.devices.devices.front();
     root.properties = {DeviceProperty{platform::DEVPKEY_Device_DriverVersion, type, data}};
@@ -82,7 +80,7 @@ TEST_F(DeviceReads, MatchAHardwareIdAnywhereInTheListWhateverItsCase) {
   }
 }
 
-TEST_F(DeviceReads, EndTheHardwareIdsAtTheFirstEmptyOne) {
+TEST_F(DeviceReads, StopAtTheFirstEmptyHardwareId) {
   using namespace std::string_view_literals;
   Device& root = tests::AddStartedRoot(machine);
   root.hardwareIdData = BytesOf(u"\0Root\\VornAudio\0\0"sv);
@@ -93,7 +91,7 @@ TEST_F(DeviceReads, EndTheHardwareIdsAtTheFirstEmptyOne) {
   EXPECT_FALSE(Matches());
 }
 
-TEST_F(DeviceReads, TakeAHardwareIdWithoutTerminatorAsItIs) {
+TEST_F(DeviceReads, AcceptAHardwareIdWithoutATerminator) {
   Device& root = tests::AddStartedRoot(machine);
   root.hardwareIdData = BytesOf(u"Root\\VornAudio");
   EXPECT_TRUE(Matches());
@@ -102,7 +100,7 @@ TEST_F(DeviceReads, TakeAHardwareIdWithoutTerminatorAsItIs) {
 TEST_F(DeviceReads, DoNotMatchHardwareIdsThatExceed1024Bytes) {
   Device& root = tests::AddStartedRoot(machine);
   const std::u16string ours = u"Root\\VornAudio";
-  // The list's bytes: each string with its terminator, and the last terminator.
+  // The list is its strings, each with its terminator, and one more terminator.
   const std::size_t units = 512 - (ours.size() + 1) - 1 - 1;
   root.hardwareIds = {std::u16string(units, u'x'), ours};
   EXPECT_TRUE(Matches());
@@ -119,7 +117,7 @@ TEST_F(DeviceReads, StayInsideAHardwareIdBufferThatIsFullToTheEnd) {
   EXPECT_TRUE(Matches());
 }
 
-TEST_F(DeviceReads, DoNotMatchWhatCannotBeRead) {
+TEST_F(DeviceReads, DoNotMatchHardwareIdsThatCannotBeRead) {
   tests::AddStartedRoot(machine);
   process.faults = {FailingCall("SetupDiGetDeviceRegistryPropertyW", 13)};
   EXPECT_FALSE(Matches());
@@ -134,7 +132,7 @@ TEST_F(DeviceReads, AskForTheHardwareIdsOnceWith1024Bytes) {
   EXPECT_EQ(calls[0].Argument("PropertyBufferSize"), "1024");
 }
 
-TEST_F(DeviceReads, GiveTheInstanceIdByASizeQueryAndARead) {
+TEST_F(DeviceReads, ReturnTheInstanceIdAfterASizeQueryAndARead) {
   tests::AddStartedRoot(machine);
   EXPECT_EQ(ReadId(), tests::kRootId);
   const auto calls = tests::CallsOf(process, "SetupDiGetDeviceInstanceIdW");
@@ -143,7 +141,7 @@ TEST_F(DeviceReads, GiveTheInstanceIdByASizeQueryAndARead) {
   EXPECT_EQ(calls[1].Argument("DeviceInstanceIdSize"), "16");
 }
 
-TEST_F(DeviceReads, GiveNoInstanceIdWhenEitherCallFails) {
+TEST_F(DeviceReads, ReturnNoInstanceIdWhenEitherCallFails) {
   tests::AddStartedRoot(machine);
   for (const std::uint32_t nth : {1U, 2U}) {
     process.callCounts.clear();
@@ -152,47 +150,54 @@ TEST_F(DeviceReads, GiveNoInstanceIdWhenEitherCallFails) {
   }
 }
 
-TEST_F(DeviceReads, GiveNothingWhenTheSizeQueryFailsForAnotherReason) {
+TEST_F(DeviceReads, ReturnNothingWhenASizeQueryFailsForAnotherReason) {
   tests::AddStartedRoot(machine);
-  Fault fault = FailingCall("SetupDiGetDeviceInstanceIdW", platform::ERROR_ACCESS_DENIED);
-  fault.kind = FaultKind::FailAfterEffect;
-  process.faults = {fault};
+  process.faults = {
+      tests::FailingAfterEffect("SetupDiGetDeviceInstanceIdW", platform::ERROR_ACCESS_DENIED)};
   EXPECT_EQ(ReadId(), std::nullopt);
   SetVersion(platform::DEVPROP_TYPE_STRING, BytesOf(u"26.8.10.5"));
   EXPECT_EQ(ReadVersion(), u"26.8.10.5");
   process.callCounts.clear();
-  process.faults[0].call = "SetupDiGetDevicePropertyW";
+  process.faults = {
+      tests::FailingAfterEffect("SetupDiGetDevicePropertyW", platform::ERROR_ACCESS_DENIED)};
   EXPECT_EQ(ReadVersion(), u"");
 }
 
-TEST_F(DeviceReads, GiveNoInstanceIdWhenTheSizeQueryClaimsSuccess) {
+TEST_F(DeviceReads, IgnoreTheOutputOfACallThatFailed) {
   tests::AddStartedRoot(machine);
-  Fault lie = FailingCall("SetupDiGetDeviceInstanceIdW", 0);
-  lie.kind = FaultKind::SucceedWithoutEffect;
-  process.faults = {lie};
+  SetVersion(platform::DEVPROP_TYPE_STRING, BytesOf(u"26.8.10.5"));
+  process.faults = {tests::FailingAfterEffect("SetupDiGetDeviceRegistryPropertyW", 13),
+                    tests::FailingAfterEffect("SetupDiGetDeviceInstanceIdW", 13, 2),
+                    tests::FailingAfterEffect("SetupDiGetDevicePropertyW", 13, 2)};
+  EXPECT_FALSE(Matches());
+  EXPECT_EQ(ReadId(), std::nullopt);
+  EXPECT_EQ(ReadVersion(), u"");
+}
+
+TEST_F(DeviceReads, ReturnNoInstanceIdWhenTheSizeQueryClaimsSuccess) {
+  tests::AddStartedRoot(machine);
+  process.faults = {tests::LyingCall("SetupDiGetDeviceInstanceIdW")};
   EXPECT_EQ(ReadId(), std::nullopt);
 }
 
-TEST_F(DeviceReads, TakeAnEmptyInstanceIdForNone) {
+TEST_F(DeviceReads, TreatAnEmptyInstanceIdAsNone) {
   tests::AddStartedRoot(machine);
-  Fault lie = FailingCall("SetupDiGetDeviceInstanceIdW", 0, 2);
-  lie.kind = FaultKind::SucceedWithoutEffect;
-  process.faults = {lie};
+  process.faults = {tests::LyingCall("SetupDiGetDeviceInstanceIdW", 2)};
   EXPECT_EQ(ReadId(), std::nullopt);
 }
 
-TEST_F(DeviceReads, GiveAStringProperty) {
+TEST_F(DeviceReads, ReturnAStringProperty) {
   Device& root = tests::AddStartedRoot(machine);
   SetStringProperty(root, platform::DEVPKEY_Device_DriverVersion, u"26.8.10.5");
   EXPECT_EQ(ReadVersion(), u"26.8.10.5");
 }
 
-TEST_F(DeviceReads, GiveNothingForAPropertyThatIsNotThere) {
+TEST_F(DeviceReads, ReturnNothingForAMissingProperty) {
   tests::AddStartedRoot(machine);
   EXPECT_EQ(ReadVersion(), u"");
 }
 
-TEST_F(DeviceReads, GiveNothingForAPropertyOfAnotherType) {
+TEST_F(DeviceReads, ReturnNothingForAPropertyOfAnotherType) {
   tests::AddStartedRoot(machine);
   SetVersion(0x07, BytesOf(u"26.8.10.5"));
   EXPECT_EQ(ReadVersion(), u"");
@@ -200,7 +205,7 @@ TEST_F(DeviceReads, GiveNothingForAPropertyOfAnotherType) {
   EXPECT_EQ(ReadVersion(), u"");
 }
 
-TEST_F(DeviceReads, GiveNothingForAStringPropertyOfLessThanTwoBytes) {
+TEST_F(DeviceReads, ReturnNothingForAStringPropertyOfLessThanTwoBytes) {
   tests::AddStartedRoot(machine);
   SetVersion(platform::DEVPROP_TYPE_STRING, {});
   EXPECT_EQ(ReadVersion(), u"");
@@ -208,7 +213,7 @@ TEST_F(DeviceReads, GiveNothingForAStringPropertyOfLessThanTwoBytes) {
   EXPECT_EQ(ReadVersion(), u"");
 }
 
-TEST_F(DeviceReads, TakeAStringPropertyWithoutTerminatorOrWithAnOddByte) {
+TEST_F(DeviceReads, AcceptAStringPropertyWithoutATerminatorOrWithAnOddByte) {
   tests::AddStartedRoot(machine);
   SetVersion(platform::DEVPROP_TYPE_STRING, BytesOf(u"26.8"));
   EXPECT_EQ(ReadVersion(), u"26.8");
@@ -220,7 +225,7 @@ TEST_F(DeviceReads, TakeAStringPropertyWithoutTerminatorOrWithAnOddByte) {
   EXPECT_EQ(ReadVersion(), u"26.8");
 }
 
-TEST_F(DeviceReads, GiveNothingWhenEitherCallForAPropertyFails) {
+TEST_F(DeviceReads, ReturnNothingWhenEitherCallForAPropertyFails) {
   Device& root = tests::AddStartedRoot(machine);
   SetStringProperty(root, platform::DEVPKEY_Device_DriverVersion, u"26.8.10.5");
   for (const std::uint32_t nth : {1U, 2U}) {
@@ -230,7 +235,7 @@ TEST_F(DeviceReads, GiveNothingWhenEitherCallForAPropertyFails) {
   }
 }
 
-TEST_F(DeviceReads, GiveNothingWhenThePropertyChangesItsTypeBetweenTheCalls) {
+TEST_F(DeviceReads, ReturnNothingWhenThePropertyChangesItsTypeBetweenTheCalls) {
   Device& root = tests::AddStartedRoot(machine);
   SetStringProperty(root, platform::DEVPKEY_Device_DriverVersion, u"26.8.10.5");
   process.faults = {tests::ChangeBefore(
@@ -240,7 +245,7 @@ TEST_F(DeviceReads, GiveNothingWhenThePropertyChangesItsTypeBetweenTheCalls) {
   EXPECT_EQ(ReadVersion(), u"");
 }
 
-TEST_F(DeviceReads, GiveNothingWhenThePropertyGrowsBetweenTheCalls) {
+TEST_F(DeviceReads, ReturnNothingWhenThePropertyGrowsBetweenTheCalls) {
   Device& root = tests::AddStartedRoot(machine);
   SetStringProperty(root, platform::DEVPKEY_Device_DriverVersion, u"26.8.10.5");
   process.faults = {tests::ChangeBefore(
@@ -251,7 +256,7 @@ TEST_F(DeviceReads, GiveNothingWhenThePropertyGrowsBetweenTheCalls) {
   EXPECT_EQ(ReadVersion(), u"");
 }
 
-TEST_F(DeviceReads, GiveNoInstanceIdWhenTheSizeQueryFailsWithoutASize) {
+TEST_F(DeviceReads, ReturnNoInstanceIdWhenTheSizeQueryFailsWithoutASize) {
   tests::AddStartedRoot(machine);
   process.faults = {
       FailingCall("SetupDiGetDeviceInstanceIdW", platform::ERROR_INSUFFICIENT_BUFFER)};
@@ -259,12 +264,10 @@ TEST_F(DeviceReads, GiveNoInstanceIdWhenTheSizeQueryFailsWithoutASize) {
   EXPECT_EQ(CountOf("SetupDiGetDeviceInstanceIdW"), 1U);
 }
 
-TEST_F(DeviceReads, GiveNothingWhenTheSizeQueryForAPropertyClaimsSuccess) {
+TEST_F(DeviceReads, ReturnNothingWhenTheSizeQueryForAPropertyClaimsSuccess) {
   Device& root = tests::AddStartedRoot(machine);
   SetStringProperty(root, platform::DEVPKEY_Device_DriverVersion, u"26.8.10.5");
-  Fault lie = FailingCall("SetupDiGetDevicePropertyW", 0);
-  lie.kind = FaultKind::SucceedWithoutEffect;
-  process.faults = {lie};
+  process.faults = {tests::LyingCall("SetupDiGetDevicePropertyW")};
   EXPECT_EQ(ReadVersion(), u"");
   EXPECT_EQ(CountOf("SetupDiGetDevicePropertyW"), 1U);
 }

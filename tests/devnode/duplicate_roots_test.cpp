@@ -24,7 +24,7 @@ constexpr char16_t kThirdRootId[] = u"ROOT\\MEDIA\\0002";
 constexpr char16_t kUnproven[] =
     u"vorn_devnode: duplicate-root cleanup could not prove the selected live generation\n";
 
-class DuplicateRoots : public tests::DeviceWorld {
+class Pruning : public tests::DeviceWorld {
  protected:
   std::vector<std::u16string> Installed() const {
     std::vector<std::u16string> ids;
@@ -40,7 +40,7 @@ class DuplicateRoots : public tests::DeviceWorld {
 
 using Ids = std::vector<std::u16string>;
 
-TEST_F(DuplicateRoots, AreNoneOnACleanMachine) {
+TEST_F(Pruning, RemovesNothingFromACleanMachine) {
   const PruneResult result = PruneDuplicateRoots();
   EXPECT_TRUE(result.ok);
   EXPECT_EQ(result.remaining, 0U);
@@ -50,7 +50,7 @@ TEST_F(DuplicateRoots, AreNoneOnACleanMachine) {
   EXPECT_EQ(CountOf("SetupDiCallClassInstaller"), 0U);
 }
 
-TEST_F(DuplicateRoots, LeaveALoneRootAlone) {
+TEST_F(Pruning, RemovesNothingWhenThereIsOneRoot) {
   tests::AddStoppedRoot(machine, kRootId, platform::CM_PROB_DISABLED);
   const PruneResult result = PruneDuplicateRoots();
   EXPECT_TRUE(result.ok);
@@ -59,7 +59,7 @@ TEST_F(DuplicateRoots, LeaveALoneRootAlone) {
   EXPECT_EQ(CountOf("SetupDiCallClassInstaller"), 0U);
 }
 
-TEST_F(DuplicateRoots, LoseTheGhostBesideTheStartedRoot) {
+TEST_F(Pruning, RemovesAGhostBesideAStartedRoot) {
   tests::AddGhostRoot(machine, kRootId);
   tests::AddStartedRoot(machine, kOtherRootId);
   const PruneResult result = PruneDuplicateRoots();
@@ -72,7 +72,7 @@ TEST_F(DuplicateRoots, LoseTheGhostBesideTheStartedRoot) {
   EXPECT_EQ(process.ErrorOutput(), u"");
 }
 
-TEST_F(DuplicateRoots, LoseALoneGhost) {
+TEST_F(Pruning, RemovesAGhostThatIsAlone) {
   tests::AddGhostRoot(machine, kRootId);
   const PruneResult result = PruneDuplicateRoots();
   EXPECT_TRUE(result.ok);
@@ -82,7 +82,7 @@ TEST_F(DuplicateRoots, LoseALoneGhost) {
             u"vorn_devnode: removed 1 duplicate/ghost Root\\VornAudio devnode(s)\n");
 }
 
-TEST_F(DuplicateRoots, LoseEveryGhostWhenThereAreOnlyGhosts) {
+TEST_F(Pruning, RemovesEveryGhostWhenThereAreOnlyGhosts) {
   tests::AddGhostRoot(machine, kRootId);
   tests::AddGhostRoot(machine, kOtherRootId);
   EXPECT_TRUE(PruneDuplicateRoots().ok);
@@ -91,35 +91,35 @@ TEST_F(DuplicateRoots, LoseEveryGhostWhenThereAreOnlyGhosts) {
             u"vorn_devnode: removed 2 duplicate/ghost Root\\VornAudio devnode(s)\n");
 }
 
-TEST_F(DuplicateRoots, KeepTheLowerIdOfTwoStartedRoots) {
+TEST_F(Pruning, KeepsTheLowerIdOfTwoStartedRoots) {
   tests::AddStartedRoot(machine, u"root\\media\\0001");
   tests::AddStartedRoot(machine, u"ROOT\\MEDIA\\0000");
   EXPECT_TRUE(PruneDuplicateRoots().ok);
   EXPECT_EQ(Installed(), Ids{u"ROOT\\MEDIA\\0000"});
 }
 
-TEST_F(DuplicateRoots, KeepTheStartedRootBeforeAStoppedOneOfLowerId) {
+TEST_F(Pruning, PrefersAStartedRootToAStoppedOneWithALowerId) {
   tests::AddStoppedRoot(machine, kRootId, 28);
   tests::AddStartedRoot(machine, kOtherRootId);
   EXPECT_TRUE(PruneDuplicateRoots().ok);
   EXPECT_EQ(Installed(), Ids{kOtherRootId});
 }
 
-TEST_F(DuplicateRoots, KeepTheRootWithoutAProblemBeforeAStartedOneOfLowerIdWithAProblem) {
+TEST_F(Pruning, PrefersARootWithoutAProblemToAStartedOneWithAProblemAndALowerId) {
   tests::AddStartedRoot(machine, kRootId).problem = 14;
   tests::AddStartedRoot(machine, kOtherRootId);
   EXPECT_TRUE(PruneDuplicateRoots().ok);
   EXPECT_EQ(Installed(), Ids{kOtherRootId});
 }
 
-TEST_F(DuplicateRoots, KeepTheStartedRootBeforeAStoppedOneOfLowerIdWithoutAProblem) {
+TEST_F(Pruning, PrefersAStartedRootToAStoppedOneWithoutAProblemAndWithALowerId) {
   tests::AddStoppedRoot(machine, kRootId, 0);
   tests::AddStartedRoot(machine, kOtherRootId);
   EXPECT_TRUE(PruneDuplicateRoots().ok);
   EXPECT_EQ(Installed(), Ids{kOtherRootId});
 }
 
-TEST_F(DuplicateRoots, AreLocatedByTheirIdsAmongTheLiveNodesOnly) {
+TEST_F(Pruning, LocatesEachRootByItsIdAmongTheLiveNodesOnly) {
   tests::AddGhostRoot(machine, kRootId);
   tests::AddStartedRoot(machine, kOtherRootId);
   ASSERT_TRUE(PruneDuplicateRoots().ok);
@@ -131,7 +131,7 @@ TEST_F(DuplicateRoots, AreLocatedByTheirIdsAmongTheLiveNodesOnly) {
     EXPECT_EQ(call.Argument("ulFlags"), "0x0");
 }
 
-TEST_F(DuplicateRoots, AreAllReadBeforeAnyIsRemovedAndTheirListIsFreedBeforeTheNextLook) {
+TEST_F(Pruning, ReadsEveryRootThenRemovesThenFreesTheListThenLooksAgain) {
   tests::AddGhostRoot(machine, kRootId);
   tests::AddStartedRoot(machine, kOtherRootId);
   ASSERT_TRUE(PruneDuplicateRoots().ok);
@@ -165,14 +165,22 @@ TEST_F(DuplicateRoots, AreAllReadBeforeAnyIsRemovedAndTheirListIsFreedBeforeTheN
                                       "fflush"}));
 }
 
-TEST_F(DuplicateRoots, TakeARootOfUnknownStatusForStopped) {
+TEST_F(Pruning, TreatsARootOfUnknownStatusAsStopped) {
   tests::AddStartedRoot(machine, kRootId).statusError = platform::CR_FAILURE;
   tests::AddStartedRoot(machine, kOtherRootId);
   EXPECT_TRUE(PruneDuplicateRoots().ok);
   EXPECT_EQ(Installed(), Ids{kOtherRootId});
 }
 
-TEST_F(DuplicateRoots, TakeARootThatCannotBeLocatedForAGhost) {
+TEST_F(Pruning, TreatsARootThatWasLocatedWithAnErrorAsAGhost) {
+  tests::AddStartedRoot(machine, kRootId);
+  tests::AddStoppedRoot(machine, kOtherRootId, 28);
+  process.faults = {tests::FailingAfterEffect("CM_Locate_DevNodeW", platform::CR_FAILURE)};
+  EXPECT_TRUE(PruneDuplicateRoots().ok);
+  EXPECT_EQ(Installed(), Ids{kOtherRootId});
+}
+
+TEST_F(Pruning, TreatsARootThatCannotBeLocatedAsAGhost) {
   tests::AddStartedRoot(machine, kRootId);
   tests::AddStoppedRoot(machine, kOtherRootId, 28);
   process.faults = {FailingCall("CM_Locate_DevNodeW", platform::CR_FAILURE)};
@@ -180,7 +188,7 @@ TEST_F(DuplicateRoots, TakeARootThatCannotBeLocatedForAGhost) {
   EXPECT_EQ(Installed(), Ids{kOtherRootId});
 }
 
-TEST_F(DuplicateRoots, TouchNoForeignDevice) {
+TEST_F(Pruning, NeverTouchesAnotherDevice) {
   Device& stranger = tests::AddStartedRoot(machine, u"ROOT\\AAA\\0000");
   stranger.hardwareIds = {u"Root\\Other"};
   tests::AddGhostRoot(machine, kRootId);
@@ -188,7 +196,7 @@ TEST_F(DuplicateRoots, TouchNoForeignDevice) {
   EXPECT_EQ(Installed(), Ids{u"ROOT\\AAA\\0000"});
 }
 
-TEST_F(DuplicateRoots, AreRemovedWithAGlobalRemoveInListOrder) {
+TEST_F(Pruning, RemovesFromEveryHardwareProfileInListOrder) {
   tests::AddGhostRoot(machine, kRootId);
   tests::AddGhostRoot(machine, kOtherRootId);
   tests::AddStartedRoot(machine, kThirdRootId);
@@ -209,7 +217,7 @@ TEST_F(DuplicateRoots, AreRemovedWithAGlobalRemoveInListOrder) {
   EXPECT_EQ(CountOf("SetupDiGetDeviceInstallParamsW"), 2U);
 }
 
-TEST_F(DuplicateRoots, AreNotTouchedWithoutAList) {
+TEST_F(Pruning, RemovesNothingWithoutAList) {
   tests::AddGhostRoot(machine, kRootId);
   process.faults = {FailingCall("SetupDiGetClassDevsW", 8)};
   const PruneResult result = PruneDuplicateRoots();
@@ -221,7 +229,7 @@ TEST_F(DuplicateRoots, AreNotTouchedWithoutAList) {
   EXPECT_EQ(Installed(), Ids{kRootId});
 }
 
-TEST_F(DuplicateRoots, AreNotRemovedWhenTheEnumerationBreaksOff) {
+TEST_F(Pruning, RemovesNothingWhenTheEnumerationBreaksOff) {
   tests::AddStartedRoot(machine, kRootId);
   tests::AddGhostRoot(machine, kOtherRootId);
   process.faults = {FailingCall("SetupDiEnumDeviceInfo", 13, 3)};
@@ -235,7 +243,7 @@ TEST_F(DuplicateRoots, AreNotRemovedWhenTheEnumerationBreaksOff) {
   EXPECT_EQ(Waited(), 0U) << "the started root was chosen all the same, and is the only present";
 }
 
-TEST_F(DuplicateRoots, AreNotRemovedWhenAnIdCannotBeRead) {
+TEST_F(Pruning, RemovesNothingWhenAnIdCannotBeRead) {
   tests::AddStartedRoot(machine, kRootId);
   tests::AddGhostRoot(machine, kOtherRootId);
   process.faults = {FailingCall("SetupDiGetDeviceInstanceIdW", 13, 3)};
@@ -245,7 +253,7 @@ TEST_F(DuplicateRoots, AreNotRemovedWhenAnIdCannotBeRead) {
   EXPECT_EQ(Installed().size(), 2U);
 }
 
-TEST_F(DuplicateRoots, AreLookedForAgainAlsoAfterAFailure) {
+TEST_F(Pruning, WaitsForDuplicatesToGoEvenAfterAFailure) {
   tests::AddStartedRoot(machine, kRootId);
   tests::AddStartedRoot(machine, kOtherRootId);
   process.faults = {FailingCall("SetupDiEnumDeviceInfo", 13, 3)};
@@ -255,7 +263,7 @@ TEST_F(DuplicateRoots, AreLookedForAgainAlsoAfterAFailure) {
   EXPECT_EQ(Waited(), 30'000U);
 }
 
-TEST_F(DuplicateRoots, StopAtTheFirstFailingCallAndSayWhichItWas) {
+TEST_F(Pruning, StopsAtTheFirstFailingCallAndReportsIt) {
   struct Row {
     const char* call;
     std::u16string label;
@@ -287,7 +295,7 @@ TEST_F(DuplicateRoots, StopAtTheFirstFailingCallAndSayWhichItWas) {
   }
 }
 
-TEST_F(DuplicateRoots, SayHowManyWereRemovedAfterTheFailureLine) {
+TEST_F(Pruning, PrintsTheCountAfterTheFailureLine) {
   tests::AddGhostRoot(machine, kRootId);
   tests::AddStartedRoot(machine, kOtherRootId);
   process.faults = {FailingCall("SetupDiGetDeviceInstallParamsW", 5)};
@@ -298,7 +306,7 @@ TEST_F(DuplicateRoots, SayHowManyWereRemovedAfterTheFailureLine) {
             u"vorn_devnode: removed 1 duplicate/ghost Root\\VornAudio devnode(s)\n");
 }
 
-TEST_F(DuplicateRoots, ThatGoOnlyAtTheRestartAreDeferred) {
+TEST_F(Pruning, IsDeferredWhileARemovalNeedsARestart) {
   tests::AddStartedRoot(machine, kRootId);
   Device& second = tests::AddStartedRoot(machine, kOtherRootId);
   second.temper.removeNeedsRestart = true;
@@ -316,7 +324,7 @@ TEST_F(DuplicateRoots, ThatGoOnlyAtTheRestartAreDeferred) {
             u"pending)\n");
 }
 
-TEST_F(DuplicateRoots, AreDeferredAlsoWhenALaterCallFails) {
+TEST_F(Pruning, IsDeferredEvenWhenALaterCallFails) {
   tests::AddGhostRoot(machine, kRootId).temper.removeNeedsRestart = true;
   tests::AddGhostRoot(machine, kOtherRootId);
   tests::AddStartedRoot(machine, kThirdRootId);
@@ -332,7 +340,7 @@ TEST_F(DuplicateRoots, AreDeferredAlsoWhenALaterCallFails) {
             u"present roots remain\n");
 }
 
-TEST_F(DuplicateRoots, LeaveARestartPendingForEitherFlagAndNoOther) {
+TEST_F(Pruning, LeavesARestartPendingForEitherFlagAndNoOther) {
   struct Row {
     std::uint32_t flags;
     bool pending;
@@ -345,7 +353,7 @@ TEST_F(DuplicateRoots, LeaveARestartPendingForEitherFlagAndNoOther) {
   }
 }
 
-TEST_F(DuplicateRoots, ThatAreGoneAreProvenAlsoWithARestartPending) {
+TEST_F(Pruning, SucceedsWithARestartPendingWhenTheDuplicateIsGone) {
   tests::AddStartedRoot(machine, kRootId);
   tests::AddGhostRoot(machine, kOtherRootId).temper.removeNeedsRestart = true;
   const PruneResult result = PruneDuplicateRoots();
@@ -357,7 +365,7 @@ TEST_F(DuplicateRoots, ThatAreGoneAreProvenAlsoWithARestartPending) {
             u"pending)\n");
 }
 
-TEST_F(DuplicateRoots, AreWaitedForInHalfSecondRounds) {
+TEST_F(Pruning, LooksEveryHalfSecondUntilTheDuplicateIsGone) {
   tests::AddStartedRoot(machine, kRootId);
   tests::AddStartedRoot(machine, kOtherRootId).temper.removeDelay = 1200;
   EXPECT_TRUE(PruneDuplicateRoots().ok);
@@ -367,7 +375,7 @@ TEST_F(DuplicateRoots, AreWaitedForInHalfSecondRounds) {
   }
 }
 
-TEST_F(DuplicateRoots, ThatAreStillThereAfterHalfAMinuteAreUnproven) {
+TEST_F(Pruning, FailsWhenTheDuplicateIsStillThereAfterHalfAMinute) {
   tests::AddStartedRoot(machine, kRootId);
   tests::AddStartedRoot(machine, kOtherRootId).temper.removeDelay = 60'000;
   const PruneResult result = PruneDuplicateRoots();
@@ -376,7 +384,7 @@ TEST_F(DuplicateRoots, ThatAreStillThereAfterHalfAMinuteAreUnproven) {
   EXPECT_EQ(process.ErrorOutput(), kUnproven);
 }
 
-TEST_F(DuplicateRoots, AreWaitedForHalfAMinuteAfterASlowRemoval) {
+TEST_F(Pruning, StartsItsHalfMinuteAfterTheRemovals) {
   tests::AddStartedRoot(machine, kRootId);
   tests::AddStartedRoot(machine, kOtherRootId).temper.removeDelay = 29'800;
   process.faults = {tests::SlowCall("SetupDiSetClassInstallParamsW", 60'000)};
@@ -384,7 +392,7 @@ TEST_F(DuplicateRoots, AreWaitedForHalfAMinuteAfterASlowRemoval) {
   EXPECT_EQ(Waited(), 90'000U);
 }
 
-TEST_F(DuplicateRoots, AreWaitedForAsLongOnAMachineThatHasBeenUpForWeeksOrForEver) {
+TEST_F(Pruning, WaitsJustAsLongWhereTheTickExceeds32Or63Bits) {
   for (const std::uint64_t tick : tests::kTicksBeforeAnOverflow) {
     machine = {};
     machine.clock.tick = tick;
@@ -395,7 +403,7 @@ TEST_F(DuplicateRoots, AreWaitedForAsLongOnAMachineThatHasBeenUpForWeeksOrForEve
   }
 }
 
-TEST_F(DuplicateRoots, ThatWereOnlyGhostsAreUnprovenWhileAnyRootIsPresent) {
+TEST_F(Pruning, FailsWhenARootAppearsWhereThereWereOnlyGhosts) {
   tests::AddGhostRoot(machine, kRootId);
   process.faults = {tests::ChangeBefore("SetupDiGetClassDevsW", 2, [](Machine& changed) {
     tests::AddStartedRoot(changed, kOtherRootId);
@@ -406,9 +414,9 @@ TEST_F(DuplicateRoots, ThatWereOnlyGhostsAreUnprovenWhileAnyRootIsPresent) {
   EXPECT_EQ(Waited(), 30'000U);
 }
 
-TEST_F(DuplicateRoots, AreUnprovenByALookThatBreaksOffThoughItSawOnlyTheKeptRoot) {
+TEST_F(Pruning, FailsWhenTheLookBreaksOffEvenIfItSawOnlyTheKeptRoot) {
   tests::AddStartedRoot(machine, kRootId);
-  // The second look fails after the root, where the list should end.
+  // The look after the removals fails where its list should end.
   process.faults = {FailingCall("SetupDiEnumDeviceInfo", 13, 4)};
   const PruneResult result = PruneDuplicateRoots();
   EXPECT_FALSE(result.ok);
@@ -417,7 +425,7 @@ TEST_F(DuplicateRoots, AreUnprovenByALookThatBreaksOffThoughItSawOnlyTheKeptRoot
   EXPECT_EQ(process.ErrorOutput(), kUnproven);
 }
 
-TEST_F(DuplicateRoots, AreUnprovenAtOnceWhenTheLookFails) {
+TEST_F(Pruning, FailsAtOnceWhenTheLookFails) {
   tests::AddStartedRoot(machine, kRootId);
   process.faults = {FailingCall("SetupDiGetClassDevsW", 5, 2)};
   const PruneResult result = PruneDuplicateRoots();
@@ -427,7 +435,7 @@ TEST_F(DuplicateRoots, AreUnprovenAtOnceWhenTheLookFails) {
   EXPECT_EQ(process.ErrorOutput(), kUnproven);
 }
 
-TEST_F(DuplicateRoots, AreUnprovenWhenAnotherRootIsPresentInsteadOfTheKept) {
+TEST_F(Pruning, FailsWhenAnotherRootIsPresentInsteadOfTheKeptOne) {
   tests::AddStartedRoot(machine, kRootId);
   process.faults = {tests::ChangeBefore("SetupDiGetClassDevsW", 2, [](Machine& changed) {
     changed.devices.devices.clear();
@@ -438,7 +446,7 @@ TEST_F(DuplicateRoots, AreUnprovenWhenAnotherRootIsPresentInsteadOfTheKept) {
   EXPECT_EQ(result.remaining, 1U);
 }
 
-TEST_F(DuplicateRoots, AreProvenByAnIdThatDiffersInCaseOnly) {
+TEST_F(Pruning, RecognisesTheKeptRootByAnIdInAnotherCase) {
   tests::AddStartedRoot(machine, kRootId);
   process.faults = {tests::ChangeBefore("SetupDiGetClassDevsW", 2, [](Machine& changed) {
     changed.devices.devices.front().instanceId = u"root\\media\\0000";
@@ -446,7 +454,7 @@ TEST_F(DuplicateRoots, AreProvenByAnIdThatDiffersInCaseOnly) {
   EXPECT_TRUE(PruneDuplicateRoots().ok);
 }
 
-TEST_F(DuplicateRoots, AreNotHeldInAListDuringTheWait) {
+TEST_F(Pruning, HoldsNoListWhileItSleeps) {
   tests::AddStartedRoot(machine, kRootId);
   tests::AddStartedRoot(machine, kOtherRootId).temper.removeDelay = 400;
   ASSERT_TRUE(PruneDuplicateRoots().ok);
@@ -460,7 +468,7 @@ TEST_F(DuplicateRoots, AreNotHeldInAListDuringTheWait) {
   }
 }
 
-TEST_F(DuplicateRoots, LeaveARestartPendingThatAnyOfThemAskedFor) {
+TEST_F(Pruning, LeavesARestartPendingWhicheverRemovalAskedForIt) {
   for (const std::size_t asking : {1U, 2U}) {
     machine = {};
     tests::AddStartedRoot(machine, kRootId);

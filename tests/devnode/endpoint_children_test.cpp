@@ -66,7 +66,7 @@ TEST_F(EndpointChildren, ReadsAChildsClassThenItsStatusThenItsId) {
                        "CM_Get_Sibling", "SetupDiEnumDeviceInfo", "SetupDiDestroyDeviceInfoList"}));
 }
 
-TEST_F(EndpointChildren, ReadsAnIdIntoABufferOfItsSizeAndTheTerminator) {
+TEST_F(EndpointChildren, ReadsAnIdIntoABufferWithRoomForItsTerminator) {
   tests::AddStartedRoot(machine);
   tests::AddEndpointChild(machine, kRootId, u"SWD\\MMDEVAPI\\1");
   EXPECT_EQ(DiscoverLiveRoot().endpointChildren, Ids{u"SWD\\MMDEVAPI\\1"});
@@ -81,7 +81,7 @@ TEST_F(EndpointChildren, LeavesOutAChildWithAnEmptyId) {
   EXPECT_EQ(DiscoverLiveRoot().endpointChildren, Ids{u"SWD\\MMDEVAPI\\2"});
 }
 
-TEST_F(EndpointChildren, LeavesOutAChildOfWhichACallFails) {
+TEST_F(EndpointChildren, LeavesOutAChildThatCannotBeRead) {
   for (const char* call :
        {"CM_Get_DevNode_Registry_PropertyW", "CM_Get_Device_ID_Size", "CM_Get_Device_IDW"}) {
     machine = {};
@@ -96,7 +96,19 @@ TEST_F(EndpointChildren, LeavesOutAChildOfWhichACallFails) {
   }
 }
 
-TEST_F(EndpointChildren, EndsTheChildrenWhereTheTreeCannotBeWalkedOn) {
+TEST_F(EndpointChildren, IgnoresTheOutputOfACallThatFailed) {
+  for (const char* call : {"CM_Get_Child", "CM_Get_DevNode_Registry_PropertyW",
+                           "CM_Get_Device_ID_Size", "CM_Get_Device_IDW"}) {
+    machine = {};
+    process.callCounts.clear();
+    tests::AddStartedRoot(machine);
+    tests::AddEndpointChild(machine, kRootId, u"SWD\\MMDEVAPI\\1");
+    process.faults = {tests::FailingAfterEffect(call, platform::CR_FAILURE)};
+    EXPECT_EQ(DiscoverLiveRoot().endpointChildren, Ids{}) << call;
+  }
+}
+
+TEST_F(EndpointChildren, StopsWhereTheTreeCannotBeWalkedFurther) {
   tests::AddStartedRoot(machine);
   tests::AddEndpointChild(machine, kRootId, u"SWD\\MMDEVAPI\\1");
   tests::AddEndpointChild(machine, kRootId, u"SWD\\MMDEVAPI\\2");

@@ -1,4 +1,4 @@
-// Device nodes when any one platform call fails, or when the process dies there.
+// Each platform call that discovery, pruning and the restart make fails in turn.
 
 #include "devnode/duplicate_roots.h"
 #include "devnode/hot_restart.h"
@@ -45,12 +45,12 @@ TEST(AFailingCall, NeverMakesDiscoveryTakeAnotherDeviceForTheRoot) {
                          });
 }
 
-TEST(AFailingCall, NeverMakesPruningTouchTheRootItKeepsOrAStranger) {
+TEST(AFailingCall, NeverMakesPruningTouchTheKeptRootOrAStranger) {
   WithEachCallGoingWrong(
       MachineWithAGhost(), FaultKind::Fail, PruneDuplicateRoots,
       [](const Process& process, const Machine& machine, const PruneResult& result) {
         EXPECT_NE(machine.devices.Find(kStrangerId), nullptr);
-        // A root without a live node, whatever the reason, counts as a ghost.
+        // A root that cannot be located counts as a ghost, whatever the reason.
         const auto locates = tests::CallsOf(process, "CM_Locate_DevNodeW");
         if (locates.size() == 2 && locates[1].result != "0") return;
         if (result.ok) {

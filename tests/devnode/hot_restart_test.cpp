@@ -17,7 +17,7 @@ using tests::FailingCall;
 using tests::kOtherRootId;
 using tests::kRootId;
 
-/// The device is a whole installed one, so that its driver can stop and start.
+/// The whole product is installed, so that the driver can stop and start.
 class HotRestart : public tests::DeviceWorld {
  protected:
   HotRestart() : tests::DeviceWorld(platform::simulated::InstalledMachine()) {}
@@ -68,7 +68,7 @@ TEST_F(HotRestart, RestartsTheRootAndNoOtherDevice) {
   }
 }
 
-TEST_F(HotRestart, AsksForARestartOfTheMachineOnlyWhenItHasRestartedTheDevice) {
+TEST_F(HotRestart, ReadsWhetherAMachineRestartIsNeededAfterTheDeviceRestart) {
   Root().temper.restartNeedsReboot = true;
   EXPECT_TRUE(RunHotRestartPreflight().restartRequested);
   const auto names = tests::CallNames(process);
@@ -79,7 +79,7 @@ TEST_F(HotRestart, AsksForARestartOfTheMachineOnlyWhenItHasRestartedTheDevice) {
                                       "SetupDiDestroyDeviceInfoList"}));
 }
 
-TEST_F(HotRestart, PassesWhateverOtherInstallFlagsAreSet) {
+TEST_F(HotRestart, IgnoresOtherInstallFlags) {
   Root().installFlags = 0xFFFFFE7F;
   EXPECT_TRUE(RunHotRestartPreflight().passed);
 }
@@ -95,7 +95,7 @@ TEST_F(HotRestart, PassesWhenTheRootComesBackWithinHalfAMinute) {
   EXPECT_EQ(Waited(), 30'000U);
 }
 
-TEST_F(HotRestart, WaitsAsLongOnAMachineThatHasBeenUpForWeeksOrForEver) {
+TEST_F(HotRestart, WaitsJustAsLongWhereTheTickExceeds32Or63Bits) {
   Root().temper.restartProblem = 10;
   for (const std::uint64_t tick : tests::kTicksBeforeAnOverflow) {
     machine.clock.tick = tick;
@@ -104,7 +104,7 @@ TEST_F(HotRestart, WaitsAsLongOnAMachineThatHasBeenUpForWeeksOrForEver) {
   }
 }
 
-TEST_F(HotRestart, CannotRunWithoutAList) {
+TEST_F(HotRestart, FailsWithoutAList) {
   process.faults = {FailingCall("SetupDiGetClassDevsW", 8)};
   const HotRestartResult result = RunHotRestartPreflight();
   EXPECT_FALSE(result.passed);
@@ -140,7 +140,7 @@ TEST_F(HotRestart, RefusesAnEnumerationThatBreaksOff) {
   ExpectNothingRestarted();
 }
 
-TEST_F(HotRestart, NamesBothCallsOfTheRestartAlike) {
+TEST_F(HotRestart, ReportsBothCallsOfTheRestartUnderOneName) {
   for (const char* call : {"SetupDiSetClassInstallParamsW", "SetupDiCallClassInstaller"}) {
     process.console.clear();
     process.callCounts.clear();
@@ -156,7 +156,7 @@ TEST_F(HotRestart, NamesBothCallsOfTheRestartAlike) {
   }
 }
 
-TEST_F(HotRestart, NeedsToKnowWhetherARestartIsWanted) {
+TEST_F(HotRestart, FailsWhenTheInstallFlagsCannotBeRead) {
   process.faults = {FailingCall("SetupDiGetDeviceInstallParamsW", 87)};
   const HotRestartResult result = RunHotRestartPreflight();
   EXPECT_FALSE(result.passed);
@@ -167,7 +167,7 @@ TEST_F(HotRestart, NeedsToKnowWhetherARestartIsWanted) {
   EXPECT_EQ(Waited(), 0U);
 }
 
-TEST_F(HotRestart, RefusesADeviceThatWantsTheMachineRestartedWithoutWaiting) {
+TEST_F(HotRestart, RefusesADeviceThatNeedsAMachineRestartAndDoesNotWait) {
   for (const std::uint32_t flag : {platform::DI_NEEDRESTART, platform::DI_NEEDREBOOT}) {
     process.console.clear();
     Root().installFlags = flag;

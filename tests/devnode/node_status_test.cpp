@@ -51,12 +51,8 @@ TEST_F(StatusOfANode, IsUnknownWhenItCannotBeRead) {
   }
 }
 
-// A call that fails may have filled what it was given.
-TEST_F(StatusOfANode, IsNotTakenFromACallThatFailed) {
-  platform::simulated::Fault fault =
-      tests::FailingCall("CM_Get_DevNode_Status", platform::CR_FAILURE);
-  fault.kind = platform::simulated::FaultKind::FailAfterEffect;
-  process.faults = {fault};
+TEST_F(StatusOfANode, IsUnknownWhenTheCallFailsAfterFillingItsOutput) {
+  process.faults = {tests::FailingAfterEffect("CM_Get_DevNode_Status", platform::CR_FAILURE)};
   EXPECT_FALSE(Read());
 }
 

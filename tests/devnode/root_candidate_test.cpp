@@ -22,11 +22,11 @@ std::u16string KeptOf(const std::vector<RootCandidate>& candidates) {
   return kept ? candidates[*kept].instanceId : u"none";
 }
 
-TEST(RootToKeep, IsNoneOfNone) {
+TEST(RootToKeep, IsNoneWithoutCandidates) {
   EXPECT_EQ(KeptOf({}), u"none");
 }
 
-TEST(RootToKeep, IsNoneOfGhosts) {
+TEST(RootToKeep, IsNoneWhenThereAreOnlyGhosts) {
   EXPECT_EQ(KeptOf({Ghost(u"A"), Ghost(u"B")}), u"none");
 }
 
@@ -34,18 +34,18 @@ TEST(RootToKeep, IsTheLocatedOneAmongGhosts) {
   EXPECT_EQ(KeptOf({Ghost(u"A"), Stopped(u"B", 28), Ghost(u"C")}), u"B");
 }
 
-TEST(RootToKeep, IsTheStartedOneAmongLocated) {
+TEST(RootToKeep, IsTheStartedOneAmongLocatedOnes) {
   EXPECT_EQ(KeptOf({Stopped(u"A", 22), Started(u"B")}), u"B");
   EXPECT_EQ(KeptOf({Started(u"B"), Stopped(u"A", 22)}), u"B");
 }
 
-TEST(RootToKeep, IsNotPreferredForBeingStartedWithAProblem) {
+TEST(RootToKeep, IsNotPreferredForBeingStartedIfItHasAProblem) {
   RootCandidate troubled = Started(u"B");
   troubled.problem = 14;
   EXPECT_EQ(KeptOf({Stopped(u"A", 28), troubled}), u"A");
 }
 
-TEST(RootToKeep, IsNotPreferredForHavingNoProblemWhileStopped) {
+TEST(RootToKeep, IsNotPreferredForHavingNoProblemIfItIsStopped) {
   EXPECT_EQ(KeptOf({Stopped(u"A", 28), Stopped(u"B", 0)}), u"A");
 }
 

@@ -26,7 +26,7 @@ constexpr char16_t kEarlierChild[] = u"SWD\\MMDEVAPI\\{0.0.0.00000000}.{A}";
 
 class RootDiscovery : public tests::DeviceWorld {
  protected:
-  /// A device of the enumerator ROOT that is somebody else's, listed before the roots.
+  /// Adds a foreign device of the enumerator ROOT that is listed before the roots.
   void AddStranger() {
     Device& stranger = tests::AddStartedRoot(machine, u"ROOT\\AAA\\0000");
     stranger.hardwareIds = {u"Root\\Other"};
@@ -41,7 +41,7 @@ class RootDiscovery : public tests::DeviceWorld {
     EXPECT_EQ(live.service, u"VornAudio");
     EXPECT_EQ(live.driverInfPath, u"oem3.inf");
   }
-  /// No root is described; the reason is judged elsewhere.
+  /// Expects every field but the reason to be empty.
   static void ExpectNoDetails(const LiveRoot& live) {
     EXPECT_FALSE(live.ok);
     EXPECT_FALSE(live.startedCleanly);
@@ -81,7 +81,7 @@ TEST_F(RootDiscovery, LooksAtPresentRootEnumeratedDevicesOfEveryClass) {
   EXPECT_EQ(calls[0].Argument("Flags"), "0x6");
 }
 
-TEST_F(RootDiscovery, SaysThatThereIsNoList) {
+TEST_F(RootDiscovery, ReportsAListThatCannotBeMade) {
   tests::AddStartedRoot(machine);
   process.faults = {FailingCall("SetupDiGetClassDevsW", 5)};
   const LiveRoot live = DiscoverLiveRoot();
@@ -89,7 +89,7 @@ TEST_F(RootDiscovery, SaysThatThereIsNoList) {
   EXPECT_EQ(live.reason, u"SetupDiGetClassDevs(live root) failed");
 }
 
-TEST_F(RootDiscovery, SaysThatNoRootIsPresent) {
+TEST_F(RootDiscovery, ReportsThatNoRootIsPresent) {
   AddStranger();
   tests::AddGhostRoot(machine, kRootId);
   const LiveRoot live = DiscoverLiveRoot();
@@ -125,7 +125,7 @@ TEST_F(RootDiscovery, CountsEveryPresentRootAndReadsTheFirst) {
   EXPECT_EQ(CountOf("CM_Get_Child"), 1U);
 }
 
-TEST_F(RootDiscovery, NamesTheCountBeforeTheIdAndTheIdBeforeTheStart) {
+TEST_F(RootDiscovery, ReportsAWrongCountBeforeAMissingIdAndThatBeforeAStoppedRoot) {
   tests::AddStoppedRoot(machine, kRootId, 28);
   process.faults = {AlwaysFailingCall("SetupDiGetDeviceInstanceIdW", 13)};
   EXPECT_EQ(DiscoverLiveRoot().reason, u"present VORN root has no device instance id");
@@ -182,14 +182,14 @@ TEST_F(RootDiscovery, SortsTheChildrenOfALiveRootByCodeUnits) {
             (Ids{u"SWD\\MMDEVAPI\\A", u"SWD\\MMDEVAPI\\C", u"SWD\\MMDEVAPI\\b"}));
 }
 
-TEST_F(RootDiscovery, LeavesTheChildrenOfAnotherRootInTheirOrder) {
+TEST_F(RootDiscovery, LeavesTheChildrenOfARootThatIsNotLiveUnsorted) {
   tests::AddStoppedRoot(machine, kRootId, 28);
   tests::AddEndpointChild(machine, kRootId, kChild);
   tests::AddEndpointChild(machine, kRootId, kEarlierChild);
   EXPECT_EQ(DiscoverLiveRoot().endpointChildren, (Ids{kChild, kEarlierChild}));
 }
 
-TEST_F(RootDiscovery, SaysThatTheIdCannotBeRead) {
+TEST_F(RootDiscovery, ReportsAnIdThatCannotBeRead) {
   tests::AddStartedRoot(machine);
   process.faults = {FailingCall("SetupDiGetDeviceInstanceIdW", 13)};
   const LiveRoot live = DiscoverLiveRoot();
@@ -199,7 +199,7 @@ TEST_F(RootDiscovery, SaysThatTheIdCannotBeRead) {
   EXPECT_EQ(live.reason, u"present VORN root has no device instance id");
 }
 
-TEST_F(RootDiscovery, TellsADisabledRoot) {
+TEST_F(RootDiscovery, RecognisesADisabledRoot) {
   tests::AddStoppedRoot(machine, kRootId, platform::CM_PROB_DISABLED);
   const LiveRoot live = DiscoverLiveRoot();
   EXPECT_FALSE(live.ok);
@@ -226,7 +226,7 @@ TEST_F(RootDiscovery, NeedsBothTheStartAndNoProblem) {
   }
 }
 
-TEST_F(RootDiscovery, TakesAnUnknownStatusForNotStarted) {
+TEST_F(RootDiscovery, TreatsAnUnknownStatusAsNotStarted) {
   Device& root = tests::AddStoppedRoot(machine, kRootId, platform::CM_PROB_DISABLED);
   root.statusError = platform::CR_NO_SUCH_DEVNODE;
   const LiveRoot live = DiscoverLiveRoot();
@@ -235,7 +235,7 @@ TEST_F(RootDiscovery, TakesAnUnknownStatusForNotStarted) {
   EXPECT_EQ(live.reason, u"present VORN root is not started cleanly");
 }
 
-TEST_F(RootDiscovery, GoesOnWithWhatTheDriverPropertiesLack) {
+TEST_F(RootDiscovery, AcceptsARootWithoutDriverProperties) {
   tests::AddStartedRoot(machine);
   process.faults = {AlwaysFailingCall("SetupDiGetDevicePropertyW", 5)};
   const LiveRoot live = DiscoverLiveRoot();
@@ -306,7 +306,7 @@ TEST_F(InstalledRootCount, LeavesOutARootWhoseHardwareIdsCannotBeRead) {
 
 class PresentRootIds : public RootDiscovery {};
 
-TEST_F(PresentRootIds, AreSortedAndOnlyOfPresentRoots) {
+TEST_F(PresentRootIds, AreSortedAndLeaveOutGhosts) {
   AddStranger();
   tests::AddGhostRoot(machine, u"ROOT\\MEDIA\\0002");
   tests::AddStartedRoot(machine, kOtherRootId);
@@ -341,7 +341,7 @@ TEST_F(PresentRootIds, FailWhenAnIdCannotBeRead) {
   }
 }
 
-TEST_F(PresentRootIds, EndAtTheFirstThatCannotBeReadAndAreSortedAllTheSame) {
+TEST_F(PresentRootIds, StopAtTheFirstThatCannotBeReadAndAreStillSorted) {
   for (const char16_t* id : {u"ROOT\\MEDIA\\0003", u"ROOT\\MEDIA\\0002", kOtherRootId, kRootId}) {
     tests::AddStartedRoot(machine, id);
   }
@@ -359,7 +359,7 @@ TEST_F(PresentRootIds, AreSortedByCodeUnits) {
   EXPECT_EQ(ListPresentRootIds().ids, (Ids{u"ROOT\\B\\0000", u"ROOT\\a\\0000"}));
 }
 
-TEST_F(PresentRootIds, FailWhenTheEnumerationBreaksOffAndAreSortedAllTheSame) {
+TEST_F(PresentRootIds, FailWhenTheEnumerationBreaksOffAndAreStillSorted) {
   tests::AddStartedRoot(machine, kRootId);
   tests::AddStartedRoot(machine, kOtherRootId);
   std::reverse(machine.devices.devices.begin(), machine.devices.devices.end());
@@ -378,7 +378,7 @@ class WaitForStart : public RootDiscovery {
   std::uint64_t startTick_ = machine.clock.tick;
 };
 
-TEST_F(WaitForStart, LooksOnceWithoutTimeToWait) {
+TEST_F(WaitForStart, LooksOnceWithATimeoutOfZero) {
   tests::AddStoppedRoot(machine, kRootId, platform::CM_PROB_DISABLED);
   const StartWait wait = WaitForStartedRoot(0);
   EXPECT_FALSE(wait.started);
@@ -431,7 +431,7 @@ TEST_F(WaitForStart, KeepsTheLastProblemWhenTheRootVanishes) {
   EXPECT_EQ(wait.problem, 24U);
 }
 
-TEST_F(WaitForStart, HasSeenNoProblemWithoutARoot) {
+TEST_F(WaitForStart, ReportsNoProblemWithoutARoot) {
   AddStranger();
   const StartWait wait = WaitForStartedRoot(1200);
   EXPECT_FALSE(wait.started);
@@ -447,7 +447,7 @@ TEST_F(WaitForStart, LooksAtTheFirstRootOnly) {
   EXPECT_EQ(wait.problem, 10U);
 }
 
-TEST_F(WaitForStart, LooksAgainAfterAListOrAStatusThatFailed) {
+TEST_F(WaitForStart, LooksAgainAfterAListOrAStatusFails) {
   tests::AddStartedRoot(machine);
   process.faults = {FailingCall("SetupDiGetClassDevsW", 5),
                     FailingCall("CM_Get_DevNode_Status", platform::CR_FAILURE)};
@@ -469,14 +469,14 @@ TEST_F(WaitForStart, LooksFreesTheListReadsTheTimeAndSleeps) {
                 "CM_Get_DevNode_Status", "SetupDiDestroyDeviceInfoList", "GetTickCount64"}));
 }
 
-TEST_F(WaitForStart, CountsTheTimeOfTheFirstLook) {
+TEST_F(WaitForStart, IncludesTheFirstLookInTheTimeout) {
   tests::AddStoppedRoot(machine, kRootId, 10);
   process.faults = {tests::SlowCall("CM_Get_DevNode_Status", 500)};
   EXPECT_FALSE(WaitForStartedRoot(500).started);
   EXPECT_EQ(CountOf("Sleep"), 0U);
 }
 
-TEST_F(WaitForStart, LooksOnceMoreWhenASleepHasUsedUpTheTime) {
+TEST_F(WaitForStart, LooksOnceMoreAfterASleepPastTheDeadline) {
   tests::AddStoppedRoot(machine, kRootId, 10);
   process.faults = {tests::ChangeBefore("SetupDiGetClassDevsW", 2, [](Machine& changed) {
     Device* root = changed.devices.Find(kRootId);
@@ -487,7 +487,7 @@ TEST_F(WaitForStart, LooksOnceMoreWhenASleepHasUsedUpTheTime) {
   EXPECT_EQ(Waited(), 500U);
 }
 
-TEST_F(WaitForStart, BelievesAStartThatALateLookFinds) {
+TEST_F(WaitForStart, AcceptsAStartedRootThatIsFoundPastTheDeadline) {
   tests::AddStartedRoot(machine);
   process.faults = {tests::SlowCall("CM_Get_DevNode_Status", 30'000)};
   EXPECT_TRUE(WaitForStartedRoot(500).started);
@@ -520,7 +520,7 @@ TEST_F(WaitForStart, KeepsTheLastProblemWhenTheStatusCannotBeRead) {
   EXPECT_EQ(WaitForStartedRoot(500).problem, 24U);
 }
 
-TEST_F(WaitForStart, WaitsAsLongOnAMachineThatHasBeenUpForWeeksOrForEver) {
+TEST_F(WaitForStart, WaitsJustAsLongWhereTheTickExceeds32Or63Bits) {
   for (const std::uint64_t tick : tests::kTicksBeforeAnOverflow) {
     machine = {};
     machine.clock.tick = tick;

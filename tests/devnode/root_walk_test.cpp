@@ -14,9 +14,9 @@ using tests::FailingCall;
 using tests::kOtherRootId;
 using tests::kRootId;
 
-class WalkOverRoots : public tests::DeviceWorld {
+class WalkOverTheRoots : public tests::DeviceWorld {
  protected:
-  /// The ids of the devices that a walk stops at; `sawEveryDevice` is its word about its end.
+  /// The ids of the devices at which a walk stops; sets `sawEveryDevice`.
   std::vector<std::string> Walk(RootScope scope) {
     const platform::DeviceInfoList list = OpenRootDevices(scope);
     RootWalk walk(list.Get());
@@ -33,7 +33,7 @@ class WalkOverRoots : public tests::DeviceWorld {
   bool sawEveryDevice = false;
 };
 
-TEST_F(WalkOverRoots, ListsTheEnumeratorRootWhateverTheClass) {
+TEST_F(WalkOverTheRoots, ListsTheEnumeratorRootWhateverTheClass) {
   OpenRootDevices(RootScope::Present);
   OpenRootDevices(RootScope::Installed);
   const auto calls = tests::CallsOf(process, "SetupDiGetClassDevsW");
@@ -44,13 +44,13 @@ TEST_F(WalkOverRoots, ListsTheEnumeratorRootWhateverTheClass) {
   EXPECT_EQ(calls[1].Argument("Flags"), "0x4");
 }
 
-TEST_F(WalkOverRoots, HasNoListWhereTheCallFailsAndLeavesItsError) {
+TEST_F(WalkOverTheRoots, LeavesTheErrorOfAListThatCannotBeMade) {
   process.faults = {FailingCall("SetupDiGetClassDevsW", 1234)};
   EXPECT_FALSE(OpenRootDevices(RootScope::Present));
   EXPECT_EQ(platform::GetLastError(), 1234U);
 }
 
-TEST_F(WalkOverRoots, StopsAtEveryRootAndPassesOverStrangers) {
+TEST_F(WalkOverTheRoots, StopsAtEveryRootAndPassesOverStrangers) {
   tests::AddStartedRoot(machine, u"ROOT\\AAA\\0000").hardwareIds = {u"Root\\Other"};
   tests::AddGhostRoot(machine, kRootId);
   tests::AddStartedRoot(machine, u"ROOT\\MEDIA\\0000A").hardwareIds = {u"Root\\Other"};
@@ -63,7 +63,7 @@ TEST_F(WalkOverRoots, StopsAtEveryRootAndPassesOverStrangers) {
   EXPECT_TRUE(sawEveryDevice);
 }
 
-TEST_F(WalkOverRoots, AsksForEachIndexFromZeroOnce) {
+TEST_F(WalkOverTheRoots, AsksForEachIndexFromZeroOnce) {
   tests::AddGhostRoot(machine, kRootId);
   tests::AddStartedRoot(machine, kOtherRootId);
   Walk(RootScope::Installed);
@@ -73,7 +73,7 @@ TEST_F(WalkOverRoots, AsksForEachIndexFromZeroOnce) {
   EXPECT_EQ(indexes, (std::vector<std::string>{"0", "1", "2"}));
 }
 
-TEST_F(WalkOverRoots, SawEveryDeviceOnlyWhereThereAreNoMoreItems) {
+TEST_F(WalkOverTheRoots, IsCompleteOnlyIfItEndsForLackOfItems) {
   tests::AddStartedRoot(machine, kRootId);
   for (const std::uint32_t error :
        {std::uint32_t{0}, platform::ERROR_FILE_NOT_FOUND, platform::ERROR_NO_MORE_FILES}) {

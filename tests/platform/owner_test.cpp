@@ -13,7 +13,7 @@ namespace {
 
 std::vector<int> closed;
 
-/// Objects that are numbers; giving one back is written down, and disturbs the last error.
+/// Objects that are numbers. Closing one is recorded and changes the last error.
 struct NumberTraits {
   using Type = int;
   static Type Invalid() { return 0; }
@@ -35,7 +35,7 @@ class AnOwner : public ::testing::Test {
   platform::simulated::Process process{machine};
 };
 
-TEST_F(AnOwner, GivesItsObjectBackOnceAndKeepsTheLastError) {
+TEST_F(AnOwner, ClosesItsObjectOnceAndKeepsTheLastError) {
   platform::SetLastError(platform::ERROR_ACCESS_DENIED);
   {
     const Number number(1);
@@ -47,7 +47,7 @@ TEST_F(AnOwner, GivesItsObjectBackOnceAndKeepsTheLastError) {
   EXPECT_EQ(platform::GetLastError(), platform::ERROR_ACCESS_DENIED);
 }
 
-TEST_F(AnOwner, GivesUpWhatItHeldForWhatItIsMovedInto) {
+TEST_F(AnOwner, ClosesItsObjectWhenAnotherIsMovedIn) {
   Number first(1);
   Number second(2);
   first = std::move(second);
@@ -57,7 +57,7 @@ TEST_F(AnOwner, GivesUpWhatItHeldForWhatItIsMovedInto) {
   EXPECT_EQ(closed, (Closed{1, 2}));
 }
 
-TEST_F(AnOwner, KeepsItsObjectWhenItIsMovedIntoItself) {
+TEST_F(AnOwner, KeepsItsObjectWhenMovedIntoItself) {
   Number number(1);
   Number& same = number;
   number = std::move(same);
@@ -65,7 +65,7 @@ TEST_F(AnOwner, KeepsItsObjectWhenItIsMovedIntoItself) {
   EXPECT_EQ(closed, Closed{});
 }
 
-TEST_F(AnOwner, GivesItsObjectBackBeforeItReceivesAnother) {
+TEST_F(AnOwner, ClosesItsObjectBeforeItReceivesAnother) {
   Number number(1);
   *number.Receive() = 2;
   EXPECT_EQ(closed, Closed{1});

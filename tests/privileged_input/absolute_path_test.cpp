@@ -30,7 +30,7 @@ TEST_F(AbsolutePathTest, IsADriveLetterAndSafeNamesJoinedByBackslashes) {
   }
 }
 
-TEST_F(AbsolutePathTest, IsTakenApartIntoItsLetterAndItsNamesAsTheyWereTyped) {
+TEST_F(AbsolutePathTest, IsSplitIntoItsDriveLetterAndItsNamesAsTyped) {
   const std::optional<AbsolutePath> path = AbsolutePath::Parse(u"c:\\Pkg\\driver\\VORN_audio.inf");
   ASSERT_TRUE(path);
   EXPECT_EQ(path->DriveLetter(), u'c');

@@ -26,11 +26,11 @@ TEST(Protection, NeedsATrustedOwnerAndAValidProtectedList) {
   EXPECT_FALSE(IsProtected({true, true, false, {}}));
 }
 
-TEST(Protection, LetsTheTrustedDoEverything) {
+TEST(Protection, AllowsTheTrustedEverything) {
   EXPECT_TRUE(IsProtected(Guarded({{kAllow, 0xFFFFFFFF, true}, {kAllow, 0x1F01FF, true}})));
 }
 
-TEST(Protection, LetsNobodyElseChangeAnything) {
+TEST(Protection, AllowsNobodyElseAnyChange) {
   for (std::uint32_t bit = 0; bit < 32; ++bit) {
     const std::uint32_t right = 1U << bit;
     const bool changes = (0x520D0156U & right) != 0;
@@ -38,7 +38,7 @@ TEST(Protection, LetsNobodyElseChangeAnything) {
   }
 }
 
-TEST(Protection, LetsAnybodyRead) {
+TEST(Protection, AllowsAnybodyToRead) {
   EXPECT_TRUE(IsProtected(Guarded({{kAllow, platform::FILE_GENERIC_READ, false},
                                    {kAllow, platform::FILE_GENERIC_EXECUTE, false},
                                    {kAllow, platform::GENERIC_READ, false}})));
@@ -55,7 +55,7 @@ TEST(Protection, RefusesEntriesOfUnknownKinds) {
   }
 }
 
-TEST(Protection, LooksAtEveryEntry) {
+TEST(Protection, JudgesEveryEntry) {
   EXPECT_FALSE(IsProtected(
       Guarded({{kAllow, 0x1F01FF, true}, {kDeny, 0, false}, {kAllow, platform::DELETE, false}})));
 }
@@ -158,7 +158,15 @@ TEST_F(ProtectedOwnerAndDacl, RefusesWritersOtherThanTheTrusted) {
   EXPECT_FALSE(IsProtectedAs(u"O:BAD:P(A;;FA;;;SY)(A;;FA;;;BA)(A;;0x10000;;;BU)"));
 }
 
-TEST_F(ProtectedOwnerAndDacl, AsksForOwnerAndListOfAFileObject) {
+TEST_F(ProtectedOwnerAndDacl, FindsAWriterBehindManyReaders) {
+  std::u16string sddl = u"O:BAD:P(A;;FA;;;BA)";
+  for (int i = 0; i < 100; ++i)
+    sddl += u"(A;;FR;;;BU)";
+  EXPECT_TRUE(IsProtectedAs(sddl));
+  EXPECT_FALSE(IsProtectedAs(sddl + u"(A;;FW;;;BU)"));
+}
+
+TEST_F(ProtectedOwnerAndDacl, QueriesTheOwnerAndTheListOfAFileObject) {
   EXPECT_TRUE(IsProtectedAs(tests::kProtectedSddl));
   const auto calls = CallsOf("GetSecurityInfo");
   ASSERT_EQ(calls.size(), 1U);
@@ -166,7 +174,7 @@ TEST_F(ProtectedOwnerAndDacl, AsksForOwnerAndListOfAFileObject) {
   EXPECT_EQ(calls[0].Argument("SecurityInfo"), "0x5");
 }
 
-TEST_F(ProtectedOwnerAndDacl, RefusesWhateverCouldNotBeRead) {
+TEST_F(ProtectedOwnerAndDacl, RefusesWhatCannotBeRead) {
   for (const char* call :
        {"GetSecurityInfo", "GetSecurityDescriptorControl", "IsValidSid", "IsValidAcl", "GetAce"}) {
     FailCall(call, platform::ERROR_GEN_FAILURE);
@@ -181,7 +189,7 @@ TEST_F(ProtectedOwnerAndDacl, RefusesWhateverCouldNotBeRead) {
   EXPECT_TRUE(IsProtectedAs(tests::kProtectedSddl));
 }
 
-TEST_F(ProtectedOwnerAndDacl, BelievesNoAnswerThatCameWithAnError) {
+TEST_F(ProtectedOwnerAndDacl, IgnoresTheOutputOfACallThatFailed) {
   for (const char* call : {"GetSecurityInfo", "GetAce"}) {
     AddFault(call, sim::FaultKind::FailAfterEffect);
     EXPECT_FALSE(IsProtectedAs(tests::kProtectedSddl)) << call;
@@ -199,7 +207,7 @@ TEST_F(ProtectedOwnerAndDacl, FreesTheDescriptorWhateverTheAnswer) {
   EXPECT_EQ(CallsOf("LocalFree").size(), 2U);
 }
 
-TEST_F(ProtectedOwnerAndDacl, RefusesAnEntryThatIsReadButNotGiven) {
+TEST_F(ProtectedOwnerAndDacl, RefusesAnEntryThatIsNotReturned) {
   sim::Fault lie;
   lie.call = "GetAce";
   lie.kind = sim::FaultKind::SucceedWithoutEffect;

@@ -71,7 +71,7 @@ TEST_F(Deletion, ClearsTheReadOnlyAttributeWhenItIsTheOnlyOne) {
   EXPECT_FALSE(Exists(u"C:\\dir\\file"));
 }
 
-TEST_F(Deletion, LeavesTheOtherAttributesAndTheTimesOfAReadOnlyFileAsTheyWere) {
+TEST_F(Deletion, KeepsTheOtherAttributesAndTheTimesOfAReadOnlyFile) {
   constexpr std::uint32_t kOthers = platform::FILE_ATTRIBUTE_HIDDEN |
                                     platform::FILE_ATTRIBUTE_SYSTEM |
                                     platform::FILE_ATTRIBUTE_ARCHIVE;
@@ -87,14 +87,14 @@ TEST_F(Deletion, LeavesTheOtherAttributesAndTheTimesOfAReadOnlyFileAsTheyWere) {
   EXPECT_EQ(node.times.change, 44);
 }
 
-TEST_F(Deletion, GivesAFileThatWasOnlyReadOnlyNoOtherAttribute) {
+TEST_F(Deletion, AddsNoAttributeToAFileThatWasOnlyReadOnly) {
   SetAttributes(platform::FILE_ATTRIBUTE_READONLY);
   const File file = Open();
   EXPECT_TRUE(DeleteByHandle(file.Handle()));
   EXPECT_EQ(sim::NodeAt(Files(), u"C:\\dir\\file").attributes, 0U);
 }
 
-TEST_F(Deletion, WritesNoAttributesOfAFileThatIsNotReadOnly) {
+TEST_F(Deletion, DoesNotWriteTheAttributesOfAFileThatIsNotReadOnly) {
   const File file = Open();
   process.calls.clear();
   EXPECT_TRUE(DeleteByHandle(file.Handle()));
@@ -113,7 +113,7 @@ TEST_F(Deletion, GivesUpOnAFileThatStaysReadOnly) {
   EXPECT_TRUE(Exists(u"C:\\dir\\file"));
 }
 
-TEST_F(Deletion, IsTriedWhenTheAttributesCouldNotBeRead) {
+TEST_F(Deletion, IsTriedEvenWhenTheAttributesCannotBeRead) {
   File file = Open();
   FailCall("GetFileInformationByHandleEx", platform::ERROR_GEN_FAILURE);
   EXPECT_TRUE(DeleteByHandle(file.Handle()));
@@ -121,7 +121,7 @@ TEST_F(Deletion, IsTriedWhenTheAttributesCouldNotBeRead) {
   EXPECT_FALSE(Exists(u"C:\\dir\\file"));
 }
 
-TEST_F(Deletion, LeavesAReadOnlyFileAloneWhenOnlyMarked) {
+TEST_F(Deletion, FailsForAReadOnlyFileThatIsOnlyMarked) {
   SetAttributes(platform::FILE_ATTRIBUTE_READONLY);
   const File file = Open();
   EXPECT_FALSE(MarkForDeletion(file.Handle()));

@@ -22,7 +22,7 @@ class DirectoryRecords : public tests::InputTest {
   void PutWord(std::size_t offset, std::uint32_t value) {
     std::memcpy(buffer.data() + offset, &value, sizeof value);
   }
-  /// A record at `offset` with the words at its documented places.
+  /// Writes a record at `offset`, its fields at their documented places.
   void PutRecord(std::size_t offset, std::uint32_t next, std::u16string_view name,
                  std::uint32_t attributes = platform::FILE_ATTRIBUTE_ARCHIVE) {
     PutWord(offset, next);
@@ -73,7 +73,7 @@ TEST_F(DirectoryRecords, StartNoLaterThanAWholeRecordBeforeTheEnd) {
   ExpectMalformed();
 }
 
-TEST_F(DirectoryRecords, HaveNamesOfWholeUnits) {
+TEST_F(DirectoryRecords, HaveNamesOfWholeCodeUnits) {
   PutRecord(0, 0, u"abc");
   PutWord(60, 5);
   ExpectMalformed();
@@ -89,12 +89,12 @@ TEST_F(DirectoryRecords, KeepTheirNamesInsideTheBuffer) {
   }
 }
 
-TEST_F(DirectoryRecords, PointForwardBeyondTheirFixedPartOrNowhere) {
+TEST_F(DirectoryRecords, PointBeyondTheirFixedPartOrNowhere) {
   for (const std::uint32_t next : {1U, 8U, 103U}) {
     PutRecord(0, next, u"a");
     ExpectMalformed();
   }
-  // The name of the first is then the offset in the second.
+  // The first record's name is also the offset field of the second.
   PutRecord(0, 104, u"?");
   PutRecord(104, 0x161, u"b");
   PutRecord(104 + 0x161, 0, u"c");
@@ -103,7 +103,7 @@ TEST_F(DirectoryRecords, PointForwardBeyondTheirFixedPartOrNowhere) {
   EXPECT_EQ(Names(), (std::vector<std::u16string>{u"\u0161", u"b", u"c"}));
 }
 
-TEST_F(DirectoryRecords, PointNowhereBeyondTheBuffer) {
+TEST_F(DirectoryRecords, DoNotPointBeyondTheBuffer) {
   for (const std::uint32_t next : {65537U, 0x80000000U, 0xFFFFFFFFU}) {
     PutRecord(0, next, u"a");
     ExpectMalformed();
@@ -118,14 +118,14 @@ TEST_F(DirectoryRecords, PointNowhereBeyondTheBuffer) {
   }
 }
 
-TEST_F(DirectoryRecords, MayStandOnOddOffsets) {
+TEST_F(DirectoryRecords, MayStartAtOddOffsets) {
   PutRecord(0, 107, u"a");
   PutRecord(107, 0, u"b");
   EXPECT_TRUE(AppendDirectoryRecords(buffer, kNoLimit, entries));
   EXPECT_EQ(Names(), (std::vector<std::u16string>{u"a", u"b"}));
 }
 
-TEST_F(DirectoryRecords, HoldOnlySafeNames) {
+TEST_F(DirectoryRecords, AreRefusedForAnUnsafeName) {
   for (const char16_t* name : {u"", u"aux", u"a:b", u"trailing.", u"...", u"a\\b", u"a/b"}) {
     PutRecord(0, 0, name);
     platform::SetLastError(0);
@@ -134,7 +134,7 @@ TEST_F(DirectoryRecords, HoldOnlySafeNames) {
   }
 }
 
-TEST_F(DirectoryRecords, FillTheListUpToItsLimit) {
+TEST_F(DirectoryRecords, AreRefusedBeyondTheLimitOfTheList) {
   PutRecord(0, 112, u"a");
   PutRecord(112, 0, u"b");
   EXPECT_TRUE(AppendDirectoryRecords(buffer, 2, entries));
@@ -152,8 +152,8 @@ TEST_F(DirectoryRecords, AreRefusedInABufferTooSmallForOne) {
   }
 }
 
-TEST_F(DirectoryRecords, NeverLeadOutsideTheBufferWhateverTheyHold) {
-  // A small generator of its own, so that a failing seed can be named.
+TEST_F(DirectoryRecords, NeverLeadOutsideTheBuffer) {
+  // A generator of the test's own, so that a failing seed can be reported.
   for (std::uint32_t seed = 1; seed <= 2000; ++seed) {
     std::uint32_t state = seed;
     const auto draw = [&state] {

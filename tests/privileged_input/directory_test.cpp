@@ -44,7 +44,7 @@ class VerifiedDirectory : public tests::InputTest {
   platform::SecurityDescriptor descriptor;
 };
 
-TEST_F(VerifiedDirectory, IsNotOpenByItself) {
+TEST_F(VerifiedDirectory, IsNotOpenByDefault) {
   const Directory none;
   EXPECT_FALSE(none);
   EXPECT_EQ(none.Handle(), nullptr);
@@ -52,7 +52,7 @@ TEST_F(VerifiedDirectory, IsNotOpenByItself) {
   EXPECT_FALSE(none.WasCreated());
 }
 
-TEST_F(VerifiedDirectory, IsNamedFromItsVolumesGuidRoot) {
+TEST_F(VerifiedDirectory, HasAPathFromItsVolumeGuidRoot) {
   EXPECT_EQ(Open(u"C:\\").Path(), kGuidRoot);
   EXPECT_EQ(Open(u"c:\\A\\b").Path(), std::u16string(kGuidRoot) + u"A\\b");
   EXPECT_FALSE(Open(u"C:\\a").WasCreated());
@@ -92,7 +92,7 @@ TEST_F(VerifiedDirectory, KeepsTheLastErrorWhenItCloses) {
   folder = Directory();
   EXPECT_EQ(platform::GetLastError(), 4711U);
   process.faults.clear();
-  // The fault left one handle open, as a real failure would.
+  // The fault left one handle open, as a real failure to close would.
   EXPECT_EQ(OpenHandles(), 1U);
   for (const auto& call : CallsOf("GetFileType")) {
     platform::CloseHandle(
@@ -137,7 +137,7 @@ TEST_F(VerifiedDirectory, RefusesAVolumeWithoutAProperGuidPath) {
   ExpectRefused(u"C:\\a", platform::ERROR_BAD_DEVICE);
 }
 
-TEST_F(VerifiedDirectory, SaysFileNotFoundForEveryMissingPart) {
+TEST_F(VerifiedDirectory, ReportsFileNotFoundForAnyMissingPart) {
   ExpectRefused(u"C:\\missing", platform::ERROR_FILE_NOT_FOUND);
   ExpectRefused(u"C:\\missing\\b", platform::ERROR_FILE_NOT_FOUND);
   ExpectRefused(u"C:\\a\\missing\\c", platform::ERROR_FILE_NOT_FOUND);
@@ -158,12 +158,12 @@ TEST_F(VerifiedDirectory, NeverFollowsALink) {
   ExpectRefused(u"C:\\other", platform::ERROR_REPARSE_TAG_INVALID);
 }
 
-TEST_F(VerifiedDirectory, SaysInvalidFileForAVolumeRootThatIsNoPlainFolder) {
+TEST_F(VerifiedDirectory, ReportsAnInvalidFileForAVolumeRootThatIsNotAPlainFolder) {
   sim::NodeAt(Files(), u"C:\\").reportedType = platform::FILE_TYPE_CHAR;
   ExpectRefused(u"C:\\a", platform::ERROR_FILE_INVALID);
 }
 
-TEST_F(VerifiedDirectory, IsOpenedStepByStepEachCheckedBeforeTheNext) {
+TEST_F(VerifiedDirectory, ChecksEachFolderBeforeItOpensTheNext) {
   process.calls.clear();
   ASSERT_TRUE(Open(u"C:\\a\\b"));
   std::vector<std::string> names = CallNames();
@@ -182,14 +182,27 @@ TEST_F(VerifiedDirectory, ChecksTheTypeOfAVolumeRootBeforeItsGuidPath) {
   EXPECT_TRUE(CallsOf("GetFinalPathNameByHandleW").empty());
 }
 
-TEST_F(VerifiedDirectory, KeepsTheErrorOfAFailedTypeQueryOnTheRootOnly) {
+TEST_F(VerifiedDirectory, KeepsTheErrorOfAFailedTypeQueryForTheRootOnly) {
   FailCall("GetFileInformationByHandleEx", platform::ERROR_NOT_READY);
   ExpectRefused(u"C:\\a", platform::ERROR_NOT_READY);
   FailCall("GetFileInformationByHandleEx", platform::ERROR_NOT_READY, 2);
   ExpectRefused(u"C:\\a", platform::ERROR_REPARSE_TAG_INVALID);
 }
 
-TEST_F(VerifiedDirectory, AsksForTypeAttributesAndTag) {
+TEST_F(VerifiedDirectory, IgnoresTheOutputOfACallThatFailed) {
+  AddFault("QueryDosDeviceW", sim::FaultKind::FailAfterEffect).error = platform::ERROR_NOT_READY;
+  ExpectRefused(u"C:\\a", platform::ERROR_NOT_READY);
+  AddFault("GetFileInformationByHandleEx", sim::FaultKind::FailAfterEffect).error =
+      platform::ERROR_NOT_READY;
+  ExpectRefused(u"C:\\a", platform::ERROR_NOT_READY);
+  AddFault("GetFinalPathNameByHandleW", sim::FaultKind::FailAfterEffect);
+  ExpectRefused(u"C:\\a", platform::ERROR_BAD_DEVICE);
+  AddFault("NtCreateFile", sim::FaultKind::FailAfterEffect, 2).error =
+      static_cast<std::uint32_t>(platform::STATUS_ACCESS_DENIED);
+  ExpectRefused(u"C:\\a", platform::ERROR_ACCESS_DENIED);
+}
+
+TEST_F(VerifiedDirectory, QueriesTheTypeTheAttributesAndTheTag) {
   Open(u"C:\\a");
   EXPECT_EQ(CallsOf("GetFileType").size(), 2U);
   const auto calls = CallsOf("GetFileInformationByHandleEx");
@@ -232,7 +245,7 @@ TEST_F(VerifiedDirectory, RefusesABadRelativePathBeforeAnyOpen) {
   EXPECT_TRUE(process.calls.empty());
 }
 
-TEST_F(VerifiedDirectory, TakesRelativePathsOf32760UnitsAndNoMore) {
+TEST_F(VerifiedDirectory, AcceptsRelativePathsOf32760UnitsAndNoMore) {
   const Directory root = Open(u"C:\\");
   std::u16string path = Repeat(u'a', 160);  // and 163 names of 199 units
   while (path.size() < 32760)
@@ -295,7 +308,7 @@ TEST_F(VerifiedDirectory, LeavesNothingOfAChildThatFailsItsCheck) {
   EXPECT_FALSE(Exists(u"C:\\a\\new"));
 }
 
-TEST_F(VerifiedDirectory, SaysInvalidFileForAChildThatIsNoPlainFolder) {
+TEST_F(VerifiedDirectory, ReportsAnInvalidFileForANewChildThatIsNotAPlainFolder) {
   const Directory folder = Open(u"C:\\a");
   ChangeBefore("GetFileType", 1, [](sim::Machine& changed) {
     sim::NodeAt(changed.files, u"C:\\a\\new").reparse = sim::ReparseKind::Other;
@@ -305,7 +318,7 @@ TEST_F(VerifiedDirectory, SaysInvalidFileForAChildThatIsNoPlainFolder) {
   EXPECT_FALSE(Exists(u"C:\\a\\new"));
 }
 
-TEST_F(VerifiedDirectory, SaysWhyAChildFailedWhenItCannotBeTakenBackEither) {
+TEST_F(VerifiedDirectory, ReportsWhyAChildFailedEvenIfItCannotBeDeleted) {
   const Directory folder = Open(u"C:\\a");
   FailCall("GetFileInformationByHandleEx", platform::ERROR_NOT_READY);
   FailCall("SetFileInformationByHandle", platform::ERROR_GEN_FAILURE);
@@ -313,7 +326,7 @@ TEST_F(VerifiedDirectory, SaysWhyAChildFailedWhenItCannotBeTakenBackEither) {
   EXPECT_LAST_ERROR(ERROR_NOT_READY);
 }
 
-TEST_F(VerifiedDirectory, ListsNamesAndAttributesAsTheFolderHasThem) {
+TEST_F(VerifiedDirectory, ListsNamesAndAttributes) {
   sim::PutFile(Files(), u"C:\\list\\One.inf", "1");
   sim::MakeFolder(Files(), u"C:\\list\\two");
   sim::PutLink(Files(), u"C:\\list\\three", sim::ReparseKind::SymbolicLink, u"C:\\a", false);
@@ -387,7 +400,7 @@ TEST_F(VerifiedDirectory, RefusesAMalformedListing) {
   EXPECT_LAST_ERROR(ERROR_FILE_INVALID);
 }
 
-TEST_F(VerifiedDirectory, EndsAListingWhereThereAreNoMoreFilesAndNowhereElse) {
+TEST_F(VerifiedDirectory, EndsAListingOnlyForLackOfFiles) {
   const Directory folder = Open(u"C:\\a\\b");
   std::vector<DirectoryEntry> entries;
   FailCall("GetFileInformationByHandleEx", platform::ERROR_NO_MORE_FILES);

@@ -41,7 +41,7 @@ class VerifiedFile : public tests::InputTest {
   platform::SecurityDescriptor descriptor;
 };
 
-TEST_F(VerifiedFile, IsNotOpenByItself) {
+TEST_F(VerifiedFile, IsNotOpenByDefault) {
   const File none;
   EXPECT_FALSE(none);
   EXPECT_EQ(none.Handle(), nullptr);
@@ -116,7 +116,7 @@ TEST_F(VerifiedFile, IsOpenedByARelativePathOf32760UnitsAndNoMore) {
   EXPECT_LAST_ERROR(ERROR_INVALID_NAME);
 }
 
-TEST_F(VerifiedFile, IsOpenedAfterItsFolderAndThenCheckedAndCaptured) {
+TEST_F(VerifiedFile, IsOpenedAfterItsFolderThenCheckedThenCaptured) {
   process.calls.clear();
   const File file = Open(u"C:\\dir\\file");
   ASSERT_TRUE(file);
@@ -128,7 +128,7 @@ TEST_F(VerifiedFile, IsOpenedAfterItsFolderAndThenCheckedAndCaptured) {
                                       "GetFileInformationByHandle"}));
 }
 
-TEST_F(VerifiedFile, TellsTheSerialOfItsOwnVolume) {
+TEST_F(VerifiedFile, KnowsTheSerialOfItsOwnVolume) {
   sim::AddVolume(Files(), u'D', u"\\Device\\HarddiskVolume4",
                  u"89abcdef-89ab-cdef-0123-456789abcdef");
   Files().volumes[1].serial = 0xFEDCBA98;
@@ -177,7 +177,7 @@ TEST_F(VerifiedFile, MayLieInADriveRoot) {
   EXPECT_EQ(Open(u"C:\\file").Path(), std::u16string(kGuidRoot) + u"file");
 }
 
-TEST_F(VerifiedFile, SaysFileNotFoundForEveryMissingPart) {
+TEST_F(VerifiedFile, ReportsFileNotFoundForAnyMissingPart) {
   ExpectRefused(u"C:\\dir\\missing", platform::ERROR_FILE_NOT_FOUND);
   ExpectRefused(u"C:\\missing\\file", platform::ERROR_FILE_NOT_FOUND);
 }
@@ -199,7 +199,7 @@ TEST_F(VerifiedFile, RefusesAFileBehindALink) {
   ExpectRefused(u"C:\\junction\\file", platform::ERROR_REPARSE_TAG_INVALID);
 }
 
-TEST_F(VerifiedFile, RefusesASecondName) {
+TEST_F(VerifiedFile, IsRefusedWithASecondHardLink) {
   sim::AddHardLink(Files(), u"C:\\dir\\file", u"C:\\alias");
   ExpectRefused(u"C:\\dir\\file", platform::ERROR_FILE_INVALID);
   sim::RemovePath(Files(), u"C:\\alias");
@@ -234,7 +234,20 @@ TEST_F(VerifiedFile, KeepsTheErrorOfAFailedQuery) {
   ExpectRefused(u"C:\\dir\\file", platform::ERROR_GEN_FAILURE);
 }
 
-TEST_F(VerifiedFile, IsRefusedWhileSomebodyElseMayWriteIt) {
+TEST_F(VerifiedFile, IgnoresTheOutputOfACallThatFailed) {
+  struct Row {
+    const char* call;
+    std::uint32_t number;  // the file's own
+  };
+  for (const Row& row :
+       {Row{"GetFileInformationByHandle", 1}, Row{"GetFileInformationByHandleEx", 3}}) {
+    AddFault(row.call, sim::FaultKind::FailAfterEffect, row.number).error =
+        platform::ERROR_NOT_READY;
+    ExpectRefused(u"C:\\dir\\file", platform::ERROR_NOT_READY);
+  }
+}
+
+TEST_F(VerifiedFile, IsRefusedWhileSomebodyElseCanWriteToIt) {
   const auto hold = sim::HoldOpen(Files(), u"C:\\dir\\file", platform::FILE_WRITE_DATA,
                                   platform::FILE_SHARE_READ | platform::FILE_SHARE_WRITE);
   ExpectRefused(u"C:\\dir\\file", platform::ERROR_SHARING_VIOLATION);
@@ -242,7 +255,7 @@ TEST_F(VerifiedFile, IsRefusedWhileSomebodyElseMayWriteIt) {
   EXPECT_TRUE(Open(u"C:\\dir\\file"));
 }
 
-TEST_F(VerifiedFile, MayBeReadByOthersAndNothingMoreWhileHeld) {
+TEST_F(VerifiedFile, CanOnlyBeReadByOthersWhileItIsHeld) {
   const File file = Open(u"C:\\dir\\file");
   const Directory folder = Directory::OpenAbsolute(u"C:\\dir", api);
   const auto openAs = [&](std::uint32_t access) {
@@ -303,7 +316,7 @@ TEST_F(VerifiedFile, LeavesNothingOfACreationThatFailsItsCheck) {
   EXPECT_FALSE(Exists(u"C:\\dir\\new"));
 }
 
-TEST_F(VerifiedFile, SaysWhyItsCreationFailedWhenItCannotBeTakenBackEither) {
+TEST_F(VerifiedFile, ReportsWhyItsCreationFailedEvenIfItCannotBeDeleted) {
   const Directory folder = Directory::OpenAbsolute(u"C:\\dir", api);
   FailCall("GetFileInformationByHandle", platform::ERROR_NOT_READY);
   FailCall("SetFileInformationByHandle", platform::ERROR_GEN_FAILURE);
@@ -362,14 +375,14 @@ class FileCopy : public VerifiedFile {
   }
 };
 
-TEST_F(FileCopy, MovesPiecesOfAMebibyte) {
+TEST_F(FileCopy, CopiesInPiecesOfAMebibyte) {
   EXPECT_EQ(CopyBytes(0), std::vector<std::string>{});
   EXPECT_EQ(CopyBytes(1), std::vector<std::string>{"1"});
   EXPECT_EQ(CopyBytes(kMebibyte), std::vector<std::string>{"1048576"});
   EXPECT_EQ(CopyBytes(2 * kMebibyte + 3), (std::vector<std::string>{"1048576", "1048576", "3"}));
 }
 
-TEST_F(FileCopy, EndsWithTheEndOfFileAFlushAndANewCapture) {
+TEST_F(FileCopy, SetsTheEndOfTheFileThenFlushesThenCaptures) {
   CopyBytes(5);
   std::vector<std::string> names;
   for (const auto& call : process.calls) {
@@ -381,7 +394,7 @@ TEST_F(FileCopy, EndsWithTheEndOfFileAFlushAndANewCapture) {
                                              "GetFileInformationByHandle"}));
 }
 
-TEST_F(FileCopy, StartsAtTheBeginningOfBoth) {
+TEST_F(FileCopy, StartsAtTheBeginningOfBothFiles) {
   const File source = OpenSource(Pattern(10));
   File target = CreateTarget(10);
   std::uint32_t moved = 0;
@@ -392,7 +405,7 @@ TEST_F(FileCopy, StartsAtTheBeginningOfBoth) {
   EXPECT_EQ(*sim::ReadWholeFile(Files(), u"C:\\dir\\copy"), Pattern(10));
 }
 
-TEST_F(FileCopy, CutsWhatTheTargetHeldBefore) {
+TEST_F(FileCopy, TruncatesTheTarget) {
   File target = CreateTarget(100);
   std::uint32_t written = 0;
   ASSERT_TRUE(platform::WriteFile(target.Handle(), Pattern(50).data(), 50, &written));
@@ -424,7 +437,7 @@ TEST_F(FileCopy, FailsWhenTheSourceTurnsOutShorter) {
   EXPECT_LAST_ERROR(ERROR_FILE_INVALID);
 }
 
-TEST_F(FileCopy, TakesNoMoreThanWasCaptured) {
+TEST_F(FileCopy, CopiesNoMoreThanWasCaptured) {
   const File source = OpenSource(Pattern(10));
   File target = CreateTarget(10);
   sim::PutFile(Files(), u"C:\\source", Pattern(40));

@@ -52,8 +52,8 @@ TEST_F(InputFile, MustBeAPlainFileWithOneNameOnAPathWithoutLinks) {
   ExpectRefused(u"C:\\dir\\a.inf", platform::ERROR_FILE_INVALID);
 }
 
-// The copy is known by its open handle; nobody opens it again by its path, nor gets it in place of
-// the file that it was copied from.
+// The copy is known by its open handle. Its path cannot be opened as an input file, and opening the
+// original does not return the copy.
 TEST_F(PackageSnapshotTest, IsNoInputFileByItsPath) {
   ASSERT_TRUE(Acquire());
   const std::u16string path = snapshot->Input().path;

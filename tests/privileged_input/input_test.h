@@ -37,7 +37,7 @@ inline sim::Machine SmallMachine() {
   return machine;
 }
 
-/// Several units of one kind.
+/// One code unit, repeated.
 inline std::u16string Repeat(char16_t unit, std::size_t count) {
   return std::u16string(count, unit);
 }
@@ -46,7 +46,7 @@ class InputTest : public ::testing::Test {
  protected:
   InputTest() { process.logCalls = true; }
 
-  // Not in TearDown: what the members of a derived fixture hold has been released only by now.
+  // Not in TearDown, where the members of a derived fixture still hold handles.
   ~InputTest() override {
     for (const auto& [kind, count] : process.OpenObjects()) {
       EXPECT_EQ(count, 0U) << "objects of kind " << static_cast<int>(kind) << " were left open";
@@ -55,7 +55,7 @@ class InputTest : public ::testing::Test {
 
   sim::FileSystem& Files() { return machine.files; }
 
-  /// An absolute path that must be sound.
+  /// Parses an absolute path, which must be valid.
   static privileged_input::AbsolutePath PathOf(std::u16string_view path) {
     return privileged_input::AbsolutePath::Parse(path).value();
   }
@@ -98,7 +98,7 @@ class InputTest : public ::testing::Test {
     AddFault(std::move(call), sim::FaultKind::Fail, first).error = error;
   }
 
-  /// Somebody else changes the world right before the `first`-th call of that name from now.
+  /// Another process makes a change right before the `first`-th call of that name from now.
   void ChangeBefore(std::string call, std::uint32_t first,
                     std::function<void(sim::Machine&)> change) {
     AddFault(std::move(call), sim::FaultKind::Change, first).change = std::move(change);
@@ -119,7 +119,7 @@ class InputTest : public ::testing::Test {
   sim::Process process{machine};
 };
 
-/// The failing row of a table is named by its text.
+/// Expects the last error to be one of the platform's constants.
 #define EXPECT_LAST_ERROR(code) EXPECT_EQ(platform::GetLastError(), platform::code)
 
 }  // namespace vorn::tests

@@ -10,7 +10,7 @@ namespace {
 
 class NativeTable : public tests::InputTest {
  protected:
-  /// The exports that were looked up, in order; the module must be ntdll.dll, asked for once.
+  /// The exports that were looked up, in order. Expects ntdll.dll to have been asked for once.
   std::vector<std::string> LookedUp() const {
     const auto modules = CallsOf("GetModuleHandleW");
     EXPECT_EQ(modules.size(), 1U);
@@ -40,14 +40,14 @@ TEST_F(NativeTable, LacksWhatIsNotExported) {
   EXPECT_NE(LoadNativeApi().queryDosDevice, nullptr);
 }
 
-TEST_F(NativeTable, OfKeyDeletionComesFromNtdll) {
+TEST_F(NativeTable, ForKeyDeletionComesFromNtdll) {
   const KeyDeletionApi api = LoadKeyDeletionApi();
   EXPECT_NE(api.ntDeleteKey, nullptr);
   EXPECT_NE(api.rtlNtStatusToDosError, nullptr);
   EXPECT_EQ(LookedUp(), (std::vector<std::string>{"NtDeleteKey", "RtlNtStatusToDosError"}));
 }
 
-TEST_F(NativeTable, OfKeyDeletionLacksWhatIsNotExported) {
+TEST_F(NativeTable, ForKeyDeletionLacksWhatIsNotExported) {
   process.missingExports = {"NtDeleteKey"};
   EXPECT_EQ(LoadKeyDeletionApi().ntDeleteKey, nullptr);
   EXPECT_NE(LoadKeyDeletionApi().rtlNtStatusToDosError, nullptr);

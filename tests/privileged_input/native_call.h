@@ -1,7 +1,7 @@
 #pragma once
 
-// A stand-in for NtCreateFile that keeps what it was asked, to the last field, before it passes the
-// call on or answers it as it was told.
+// A stand-in for NtCreateFile. It records every field of a call, then passes the call on or gives a
+// prepared answer.
 
 #include "base/text.h"
 #include "platform/native.h"
@@ -31,7 +31,7 @@ struct NativeCall {
   bool extendedAttributesGiven = false;
 };
 
-/// What the stand-in says instead of passing the call on.
+/// A prepared answer, given instead of passing the call on.
 struct NativeAnswer {
   platform::NTSTATUS status = 0;
   platform::HANDLE handle = nullptr;

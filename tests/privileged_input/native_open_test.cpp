@@ -66,7 +66,7 @@ TEST_F(NativeOpen, OpensAFolderRelativeToItsParentsHandle) {
   EXPECT_EQ(call.securityDescriptor, nullptr);
 }
 
-TEST_F(NativeOpen, CreatesAFolderThatItMayDelete) {
+TEST_F(NativeOpen, CreatesAFolderWithTheRightToDeleteIt) {
   const Directory root = Directory::OpenAbsolute(u"C:\\", api);
   const Directory folder = Directory::CreateChild(root, u"new", descriptor.Get());
   ASSERT_EQ(recorder.calls.size(), 2U);
@@ -103,7 +103,7 @@ TEST_F(NativeOpen, OpensAFileForDeletion) {
   EXPECT_EQ(call.options, 0x200060U);
 }
 
-TEST_F(NativeOpen, CreatesAFileThatItMayWriteAndDelete) {
+TEST_F(NativeOpen, CreatesAFileWithTheRightsToWriteAndDeleteIt) {
   const Directory folder = Directory::OpenAbsolute(u"C:\\dir", api);
   const File file = File::Create(folder, u"new", descriptor.Get(), 100);
   const NativeCall& call = recorder.calls.back();
@@ -129,7 +129,7 @@ TEST_F(NativeOpen, NeedsBothNativeFunctions) {
   EXPECT_TRUE(recorder.calls.empty());
 }
 
-TEST_F(NativeOpen, TakesNamesOfUpTo32760Units) {
+TEST_F(NativeOpen, AcceptsNamesOfUpTo32760Units) {
   EXPECT_FALSE(OpenNative(api, nullptr, Repeat(u'a', 32761), kOpenFile));
   EXPECT_LAST_ERROR(ERROR_PROC_NOT_FOUND);
   EXPECT_TRUE(recorder.calls.empty());
@@ -146,7 +146,7 @@ TEST_F(NativeOpen, TranslatesANegativeStatus) {
   EXPECT_LAST_ERROR(ERROR_SHARING_VIOLATION);
 }
 
-TEST_F(NativeOpen, TakesAStatusThatIsNotNegativeForASuccess) {
+TEST_F(NativeOpen, TreatsAnyStatusThatIsNotNegativeAsSuccess) {
   platform::KernelHandle root =
       OpenNative(api, nullptr, u"\\Device\\HarddiskVolume3\\", kOpenDirectory);
   constexpr platform::NTSTATUS kStatusReparse = 0x104;
@@ -166,7 +166,7 @@ TEST_F(NativeOpen, DoesNotBelieveASuccessWithoutAHandle) {
   }
 }
 
-TEST_F(NativeOpen, ClosesAHandleThatAFailureGave) {
+TEST_F(NativeOpen, ClosesAHandleThatCameWithAFailure) {
   platform::KernelHandle stray =
       OpenNative(api, nullptr, u"\\Device\\HarddiskVolume3\\", kOpenDirectory);
   ASSERT_TRUE(stray);
@@ -177,7 +177,7 @@ TEST_F(NativeOpen, ClosesAHandleThatAFailureGave) {
   stray.Receive();
 }
 
-TEST_F(NativeOpen, TakesAFolderForAFolderAndAFileForAFile) {
+TEST_F(NativeOpen, TellsAFolderFromAFile) {
   const Directory folder = Directory::OpenAbsolute(u"C:\\dir", api);
   const File file = File::Open(folder, u"file", 100, FileMode::ReadOnly);
   EXPECT_TRUE(IsPlainFolder(folder.Handle()));

@@ -1,6 +1,6 @@
 #pragma once
 
-// A package on the small machine, and looks at the snapshot that is taken of it.
+// A package on the small machine, and what takes and examines its snapshot.
 
 #include "base/text.h"
 #include "privileged_input/private_package.h"
@@ -41,7 +41,7 @@ class PackageSnapshotTest : public tests::InputTest {
   /// Destroys the snapshot, as the end of its run does; the next run starts with none.
   void Release() { snapshot.emplace(); }
 
-  /// A package of kSampleInf that belongs to no run.
+  /// A private package of kSampleInf that is not a run's snapshot.
   static PrivatePackage CreatePackage(std::u16string tempBase = {},
                                       const char16_t* sddl = kPackageSddl,
                                       ProtectionCheck protection = ProtectionCheck::Verify) {

@@ -16,7 +16,7 @@ namespace {
 using tests::kGuidRoot;
 using tests::Repeat;
 
-/// Names of 200 units behind `start`, up to that length.
+/// `start`, extended to `length` units by names of up to 200 units.
 std::u16string PathOfLength(std::u16string start, std::size_t length) {
   while (start.size() < length) {
     if (!start.empty()) start += u'\\';
@@ -65,7 +65,7 @@ TEST_F(PathComponent, DoesNotEndInADotOrABlank) {
   }
 }
 
-TEST_F(PathComponent, HoldsNoControlCharacter) {
+TEST_F(PathComponent, ContainsNoControlCharacter) {
   for (char16_t unit = 0; unit < 0x20; ++unit) {
     ExpectRefused(std::u16string{u'a', unit, u'b'});
   }
@@ -74,16 +74,16 @@ TEST_F(PathComponent, HoldsNoControlCharacter) {
   ExpectSafe(u"a\u0020b");
 }
 
-TEST_F(PathComponent, HoldsNoSeparatorStreamOrWildcardCharacter) {
+TEST_F(PathComponent, ContainsNoSeparatorStreamOrWildcardCharacter) {
   for (const char16_t unit : std::u16string_view(u"\\/:<>\"|?*")) {
     ExpectRefused(std::u16string{u'a', unit, u'b'});
   }
   ExpectSafe(u"a';=+[]{}()!@#$%^&,~`-_b");
 }
 
-// The characters beyond ASCII that other rules single out are ordinary here: the control characters
-// from U+0080, unpaired surrogates, noncharacters, and every other blank.
-TEST_F(PathComponent, HoldsEveryOtherUnitAndEndsInAny) {
+// Nothing beyond ASCII is special: neither the control characters from U+0080, nor unpaired
+// surrogates, nor noncharacters, nor other blanks at the end.
+TEST_F(PathComponent, MayContainAndEndInAnyOtherCodeUnit) {
   for (const char16_t unit : EveryUnit()) {
     const bool forbidden = IsForbidden(unit);
     ASSERT_EQ(IsSafeComponentName(std::u16string{u'a', unit, u'b'}), !forbidden) << int{unit};
@@ -93,7 +93,7 @@ TEST_F(PathComponent, HoldsEveryOtherUnitAndEndsInAny) {
   }
 }
 
-TEST_F(PathComponent, IsNoDeviceNameWithAnyExtension) {
+TEST_F(PathComponent, IsNotADeviceNameWhateverItsExtension) {
   for (const char16_t* name :
        {u"CON", u"con", u"PRN", u"AUX", u"NUL", u"Nul.txt", u"aux.inf", u"Aux.Cat.Old", u"CONIN$",
         u"conout$", u"CLOCK$.cat", u"clock$", u"nul..x"}) {
@@ -120,7 +120,7 @@ TEST_F(PathComponent, RefusesASuperscriptPort) {
   }
 }
 
-TEST_F(PathComponent, RefusesThePortsOfTenDigitsAndThreeSuperscriptsAndNoOther) {
+TEST_F(PathComponent, RefusesPortsOfTenDigitsAndThreeSuperscriptsOnly) {
   for (const std::u16string port : {u"COM", u"LPT"}) {
     std::u16string refused;
     for (const char16_t unit : EveryUnit()) {
@@ -144,12 +144,12 @@ TEST_F(PathComponent, FoldsAsciiLettersOnlyBeforeComparing) {
   ExpectSafe(u"\u212Aon");            // a Kelvin sign is no K
 }
 
-TEST_F(PathComponent, IsADeviceNameInAsciiLettersOfEitherCaseOnly) {
+TEST_F(PathComponent, IsADeviceNameInEitherCaseOfAsciiLettersOnly) {
   for (const std::u16string_view device :
        {u"CON", u"PRN", u"AUX", u"NUL", u"CONIN$", u"CONOUT$", u"CLOCK$"}) {
     for (std::size_t i = 0; i < device.size(); ++i) {
       for (const char16_t unit : EveryUnit()) {
-        // Whatever any alphabet would fold to an ASCII letter lies outside this range.
+        // No character in this range has an ASCII letter as its other case.
         if (unit >= 0x2200 && unit < 0xFF00) continue;
         if (IsForbidden(unit) || unit == u'.' || unit == u' ') continue;
         std::u16string name(device);
@@ -183,7 +183,7 @@ TEST_F(AbsolutePathRule, AppendsToTheList) {
   EXPECT_EQ(components, (std::vector<std::u16string>{u"before", u"a"}));
 }
 
-TEST_F(AbsolutePathRule, GivesNoNameForADriveRoot) {
+TEST_F(AbsolutePathRule, ReturnsNoNamesForADriveRoot) {
   std::vector<std::u16string> components;
   EXPECT_TRUE(ParseAbsolutePath(u"C:\\", components));
   EXPECT_TRUE(components.empty());
@@ -242,7 +242,7 @@ TEST_F(AbsolutePathRule, Accepts32760UnitsAndNoMore) {
 
 class RelativePathRule : public tests::InputTest {};
 
-TEST_F(RelativePathRule, SplitsFromTheFirstUnit) {
+TEST_F(RelativePathRule, SplitsFromTheFirstCodeUnit) {
   std::vector<std::u16string> components;
   EXPECT_TRUE(ParseRelativePath(u"a\\b\\c", components));
   EXPECT_EQ(components, (std::vector<std::u16string>{u"a", u"b", u"c"}));
@@ -256,7 +256,7 @@ TEST_F(RelativePathRule, Accepts32760UnitsAndNoMore) {
   EXPECT_LAST_ERROR(ERROR_INVALID_NAME);
 }
 
-TEST_F(RelativePathRule, RefusesAnEmptyOneALongOneAndATrailingBackslash) {
+TEST_F(RelativePathRule, RefusesEmptyNamesUnsafeNamesAndALongPath) {
   for (const std::u16string& path : {std::u16string(), Repeat(u'a', 32761), std::u16string(u"a\\"),
                                      std::u16string(u"\\a"), std::u16string(u"a\\..\\b")}) {
     std::vector<std::u16string> components;
@@ -266,7 +266,7 @@ TEST_F(RelativePathRule, RefusesAnEmptyOneALongOneAndATrailingBackslash) {
   }
 }
 
-TEST(HardDiskVolumeDevice, IsThePrefixAndDigitsExactly) {
+TEST(HardDiskVolumeDevice, IsThePrefixFollowedByDigits) {
   EXPECT_TRUE(IsHardDiskVolumeDevice(u"\\Device\\HarddiskVolume1"));
   EXPECT_TRUE(IsHardDiskVolumeDevice(u"\\Device\\HarddiskVolume12"));
   EXPECT_TRUE(IsHardDiskVolumeDevice(u"\\Device\\HarddiskVolume0123456789"));
@@ -282,7 +282,7 @@ TEST(HardDiskVolumeDevice, IsThePrefixAndDigitsExactly) {
 
 class DriveRule : public tests::InputTest {};
 
-TEST_F(DriveRule, AsksForTheLetterAsTypedWithAWholeBuffer) {
+TEST_F(DriveRule, QueriesTheLetterAsTypedIntoALargeBuffer) {
   std::u16string device;
   EXPECT_TRUE(IsHardDiskVolumeDrive(LoadNativeApi(), u'c', &device));
   EXPECT_EQ(device, u"\\Device\\HarddiskVolume3");
@@ -292,7 +292,7 @@ TEST_F(DriveRule, AsksForTheLetterAsTypedWithAWholeBuffer) {
   EXPECT_EQ(calls[0].Argument("ucchMax"), "32768");
 }
 
-TEST_F(DriveRule, RefusesWithoutTheEntryPoint) {
+TEST_F(DriveRule, NeedsTheEntryPoint) {
   EXPECT_FALSE(IsHardDiskVolumeDrive({}, u'C'));
   EXPECT_LAST_ERROR(ERROR_PROC_NOT_FOUND);
 }
@@ -305,7 +305,7 @@ TEST_F(DriveRule, KeepsTheErrorOfAFailedQuery) {
   EXPECT_LAST_ERROR(ERROR_NOT_ENOUGH_MEMORY);
 }
 
-TEST_F(DriveRule, RefusesAMappingThatIsNoHardDiskVolume) {
+TEST_F(DriveRule, RefusesATargetThatIsNotAHardDiskVolume) {
   for (const char16_t* target : {u"\\??\\C:\\folder", u"\\Device\\Mup\\server\\share",
                                  u"\\Device\\CdRom0", u"\\Device\\HarddiskVolume"}) {
     Files().dosDevices[u"D:"] = target;
@@ -325,7 +325,7 @@ TEST_F(DriveRule, RefusesAnAnswerThatFillsTheWholeBuffer) {
   EXPECT_LAST_ERROR(ERROR_MORE_DATA);
 }
 
-TEST_F(DriveRule, RefusesAnAnswerThatWouldExceedTheBuffer) {
+TEST_F(DriveRule, RefusesAnAnswerThatExceedsTheBuffer) {
   NativeApi api;
   api.queryDosDevice = [](const char16_t*, char16_t* targets, std::uint32_t size) {
     std::copy_n(u"\\Device\\HarddiskVolume7", 24, targets);
@@ -336,7 +336,7 @@ TEST_F(DriveRule, RefusesAnAnswerThatWouldExceedTheBuffer) {
   EXPECT_LAST_ERROR(ERROR_MORE_DATA);
 }
 
-TEST_F(DriveRule, TakesAnAnswerThatJustFits) {
+TEST_F(DriveRule, AcceptsAnAnswerThatJustFits) {
   NativeApi api;
   api.queryDosDevice = [](const char16_t*, char16_t* targets, std::uint32_t size) {
     std::copy_n(u"\\Device\\HarddiskVolume7", 24, targets);
@@ -345,14 +345,14 @@ TEST_F(DriveRule, TakesAnAnswerThatJustFits) {
   EXPECT_TRUE(IsHardDiskVolumeDrive(api, u'C'));
 }
 
-TEST_F(DriveRule, TakesAnAnswerThatWasNotGivenForNoHardDisk) {
+TEST_F(DriveRule, RefusesAnAnswerThatWasNotWritten) {
   NativeApi api;
   api.queryDosDevice = [](const char16_t*, char16_t*, std::uint32_t) { return std::uint32_t{24}; };
   EXPECT_FALSE(IsHardDiskVolumeDrive(api, u'C'));
   EXPECT_LAST_ERROR(ERROR_BAD_DEVICE);
 }
 
-TEST_F(DriveRule, TakesTheFirstTargetOfSeveral) {
+TEST_F(DriveRule, JudgesTheFirstTargetOfSeveral) {
   NativeApi api;
   api.queryDosDevice = [](const char16_t*, char16_t* targets, std::uint32_t) {
     constexpr std::u16string_view two(u"\\Device\\HarddiskVolume7\0\\Device\\Old\0\0", 37);
@@ -364,7 +364,7 @@ TEST_F(DriveRule, TakesTheFirstTargetOfSeveral) {
   EXPECT_EQ(device, u"\\Device\\HarddiskVolume7");
 }
 
-TEST(VolumeGuidRoot, HasItsBeginningItsEndAndItsLength) {
+TEST(VolumeGuidRoot, HasAFixedPrefixSuffixAndLength) {
   EXPECT_TRUE(IsVolumeGuidRoot(kGuidRoot));
   EXPECT_TRUE(IsVolumeGuidRoot(u"\\\\?\\Volume{" + Repeat(u'?', 36) + u"}\\"));
   for (const std::u16string& path :
@@ -400,7 +400,7 @@ TEST_F(VolumeRootQuery, IsEmptyWhenThePlatformFails) {
   EXPECT_EQ(QueryVolumeGuidRoot(root.Handle()), u"");
 }
 
-TEST_F(DriveRule, CanBeAskedWithoutTheDevice) {
+TEST_F(DriveRule, NeedNotReturnTheDevice) {
   EXPECT_TRUE(IsHardDiskVolumeDrive(LoadNativeApi(), u'C', nullptr));
   Files().dosDevices[u"D:"] = u"\\Device\\CdRom0";
   EXPECT_FALSE(IsHardDiskVolumeDrive(LoadNativeApi(), u'D', nullptr));

@@ -1,5 +1,4 @@
-// Every platform call that a snapshot makes is made to fail, return short, or be the last of its
-// process, one after the other.
+// Each platform call that a snapshot makes fails, returns short data or kills the process in turn.
 
 #include "platform/simulated/native_values.h"
 #include "privileged_input/private_package.h"
@@ -25,7 +24,7 @@ sim::Machine PackageMachine() {
 struct SnapshotRun {
   sim::Machine machine = PackageMachine();
   bool acquired = false;
-  bool faithful = true;  // what was acquired is the package
+  bool faithful = true;  // what was acquired equals the package
   std::uint64_t acquireCalls = 0;
   std::uint64_t allCalls = 0;
   std::string faultedCall;
@@ -82,7 +81,7 @@ bool IsCleanUp(std::string_view call) {
 
 class SnapshotFaults : public ::testing::TestWithParam<sim::FaultKind> {};
 
-TEST_P(SnapshotFaults, NeverLeaveAFolderBehindOrPassForThePackage) {
+TEST_P(SnapshotFaults, NeitherLeaveAFolderBehindNorAWrongPackage) {
   const SnapshotRun whole({});
   ASSERT_TRUE(whole.acquired);
   ASSERT_FALSE(whole.LeftSomething());
@@ -93,7 +92,7 @@ TEST_P(SnapshotFaults, NeverLeaveAFolderBehindOrPassForThePackage) {
     SCOPED_TRACE(std::to_string(number) + ": " + run.faultedCall);
     EXPECT_TRUE(run.faithful);
     EXPECT_EQ(run.errorOutput.empty(), run.acquired);
-    // A clean-up call that fails can do no better than leave what it was to clean up.
+    // A clean-up call that fails leaves behind what it should have cleaned up.
     if (IsCleanUp(run.faultedCall) || number > run.acquireCalls) continue;
     EXPECT_FALSE(run.LeftSomething());
     EXPECT_EQ(run.openHandles, 0U);
@@ -126,8 +125,8 @@ TEST(SnapshotFaultsOfCleanUp, LeaveNoHandleOpen) {
   }
 }
 
-TEST(SnapshotLies, NeverPassForThePackage) {
-  // Success without effect, of the calls whose effect the copy depends on.
+TEST(SnapshotLies, NeverYieldAWrongPackage) {
+  // The calls whose effect the copy depends on claim success and do nothing.
   const SnapshotRun whole({});
   for (const char* call : {"ReadFile", "WriteFile", "SetFilePointerEx", "SetEndOfFile",
                            "GetFileInformationByHandle", "GetSecurityInfo", "BCryptGenRandom"}) {
@@ -145,7 +144,7 @@ TEST(SnapshotLies, NeverPassForThePackage) {
 
 class SnapshotDeaths : public ::testing::TestWithParam<sim::FaultKind> {};
 
-TEST_P(SnapshotDeaths, LeaveThePackageAsItWas) {
+TEST_P(SnapshotDeaths, LeaveThePackageUnchanged) {
   const SnapshotRun whole({});
   for (std::uint64_t number = 1; number <= whole.allCalls; ++number) {
     const SnapshotRun run({AnyCall(number, GetParam())});

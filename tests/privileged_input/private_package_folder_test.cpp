@@ -10,13 +10,13 @@ namespace {
 using tests::kGuidRoot;
 using tests::Repeat;
 
-TEST_F(PackageSnapshotTest, AsksForTheTemporaryFolderWithAWholeBuffer) {
+TEST_F(PackageSnapshotTest, QueriesTheTemporaryFolderIntoALargeBuffer) {
   ASSERT_TRUE(Acquire());
   ASSERT_EQ(CallsOf("GetTempPathW").size(), 1U);
   EXPECT_EQ(CallsOf("GetTempPathW")[0].Argument("nBufferLength"), "32768");
 }
 
-TEST_F(PackageSnapshotTest, CutsBackslashesButNotADriveRoots) {
+TEST_F(PackageSnapshotTest, TrimsTrailingBackslashesExceptADriveRoots) {
   for (const char16_t* base : {u"C:\\Temp\\\\\\", u"C:\\Temp"}) {
     machine.files.tempFolder = base;
     EXPECT_TRUE(Acquire()) << testing::PrintToString(base);
@@ -28,7 +28,7 @@ TEST_F(PackageSnapshotTest, CutsBackslashesButNotADriveRoots) {
   }
 }
 
-TEST_F(PackageSnapshotTest, TakesAnotherBaseWhenOneIsGiven) {
+TEST_F(PackageSnapshotTest, UsesAnotherBaseIfOneIsGiven) {
   sim::MakeFolder(Files(), u"C:\\base");
   const PrivatePackage package = CreatePackage(u"C:\\base\\");
   EXPECT_TRUE(package);
@@ -72,14 +72,15 @@ TEST_F(PackageSnapshotTest, RefusesATemporaryFolderThatIsMissingOrUnknown) {
   ExpectRefused("00000002");
   machine.files.tempFolder = u"C:\\" + Repeat(u'a', 33000) + u"\\";
   ExpectRefused("000003EE");
-  machine.files.tempFolder = u"C:\\" + Repeat(u'a', 32764);  // fits, and is no path to be opened
+  machine.files.tempFolder =
+      u"C:\\" + Repeat(u'a', 32764);  // fits the buffer, and is too long a path
   ExpectRefused("0000007B");
   machine.files.tempFolder = u"C:\\Temp\\";
   FailCall("GetTempPathW", platform::ERROR_NOT_ENOUGH_MEMORY);
   ExpectRefused("00000008");
 }
 
-TEST_F(PackageSnapshotTest, GoesBeforeTheNextIsMade) {
+TEST_F(PackageSnapshotTest, IsRemovedBeforeTheNextIsMade) {
   ASSERT_TRUE(Acquire());
   std::vector<std::u16string> left = {u"never listed"};
   ChangeBefore("BCryptGenRandom", 1,
@@ -88,7 +89,7 @@ TEST_F(PackageSnapshotTest, GoesBeforeTheNextIsMade) {
   EXPECT_EQ(left, std::vector<std::u16string>{});
 }
 
-TEST_F(PackageSnapshotTest, NeverTakesAnExistingFolder) {
+TEST_F(PackageSnapshotTest, NeverUsesAnExistingFolder) {
   const std::uint64_t random = machine.randomState;
   ASSERT_TRUE(Acquire());
   const std::u16string name = CopyFolder();
@@ -101,7 +102,7 @@ TEST_F(PackageSnapshotTest, NeverTakesAnExistingFolder) {
   EXPECT_EQ(sim::ListFolder(Files(), name), std::vector<std::u16string>{u"planted"});
 }
 
-TEST_F(PackageSnapshotTest, MustBeProtectedIndeed) {
+TEST_F(PackageSnapshotTest, IsRefusedIfItIsNotProtected) {
   const auto loosen = [](sim::Machine& changed) {
     const std::u16string name = sim::ListFolder(changed.files, u"C:\\Temp").at(0);
     sim::NodeAt(changed.files, u"C:\\Temp\\" + name).security.daclProtected = false;
@@ -117,7 +118,7 @@ TEST_F(PackageSnapshotTest, MustBeProtectedIndeed) {
   ExpectRefused("00000005");
 }
 
-TEST_F(PackageSnapshotTest, IsNotCheckedWhenNotAsked) {
+TEST_F(PackageSnapshotTest, IsNotCheckedWhereVerificationIsSkipped) {
   constexpr char16_t kOpenToAllSddl[] = u"O:BAD:(A;OICI;FA;;;BA)(A;OICI;FA;;;WD)";
   const PrivatePackage package = CreatePackage({}, kOpenToAllSddl, ProtectionCheck::Skip);
   EXPECT_TRUE(package);
@@ -132,12 +133,12 @@ TEST_F(PackageSnapshotTest, ReportsAMalformedDescriptor) {
   ExpectNothingLeft();
 }
 
-TEST_F(PackageSnapshotTest, ReportsAFailedRandomSourceInTheDialectOfTheRest) {
+TEST_F(PackageSnapshotTest, ReportsAFailedRandomSourceAsAWin32Error) {
   FailCall("BCryptGenRandom", static_cast<std::uint32_t>(platform::STATUS_UNSUCCESSFUL));
   ExpectRefused("0000001F");
 }
 
-TEST_F(PackageSnapshotTest, TakesOnlyANegativeStatusOfTheRandomSourceForAFailure) {
+TEST_F(PackageSnapshotTest, TreatsOnlyANegativeStatusOfTheRandomSourceAsFailure) {
   constexpr std::uint32_t kStatusPending = 0x103;
   FailCall("BCryptGenRandom", kStatusPending);
   EXPECT_TRUE(Acquire());

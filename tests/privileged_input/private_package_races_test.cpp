@@ -1,4 +1,4 @@
-// The package snapshot while others change the world under it.
+// Snapshots of a package while other processes change files.
 
 #include "platform/simulated/native_values.h"
 #include "tests/privileged_input/package_snapshot.h"
@@ -23,7 +23,7 @@ TEST_F(PackageSnapshotTest, RefusesAShrinkingFile) {
   ExpectRefused("000003EE");
 }
 
-TEST_F(PackageSnapshotTest, CopiesTheFileThatItCheckedWhenTheNameIsTakenOver) {
+TEST_F(PackageSnapshotTest, CopiesTheCheckedFileEvenIfAnotherTakesItsName) {
   ChangeBefore("ReadFile", 2, [](sim::Machine& changed) {
     sim::MovePath(changed.files, kSampleInf, u"C:\\moved.inf");
     sim::PutFile(changed.files, kSampleInf, "planted");
@@ -39,7 +39,7 @@ TEST_F(PackageSnapshotTest, RefusesAnInfThatIsGoneWhenTheFolderIsListed) {
 }
 
 TEST_F(PackageSnapshotTest, RefusesAFolderThatBecameALink) {
-  // The folder was listed as one; by the time it is opened a junction has its name.
+  // It is a folder when it is listed and a junction when it is opened.
   ChangeBefore("SetFilePointerEx", 1, [](sim::Machine& changed) {
     sim::RemovePath(changed.files, u"C:\\pkg\\driver\\x64");
     sim::PutLink(changed.files, u"C:\\pkg\\driver\\x64", sim::ReparseKind::Junction, u"C:\\pkg",
@@ -81,14 +81,14 @@ TEST_F(PackageSnapshotTest, RefusesACopyThatGrewBeforeItWasReopened) {
             u"vorn_devnode: protected local package snapshot refused (error 0x000003EE)\n");
 }
 
-TEST_F(PackageSnapshotTest, IsNotTakenFromAFolderBelowWhenTheInfIsGone) {
+TEST_F(PackageSnapshotTest, DoesNotTakeAnInfOfASubfolderForAMissingOne) {
   sim::PutFile(Files(), u"C:\\pkg\\driver\\x64\\vorn_audio.inf", "another inf");
   ChangeBefore("BCryptGenRandom", 1,
                [](sim::Machine& changed) { sim::RemovePath(changed.files, kSampleInf); });
   ExpectRefused("000003EE");
 }
 
-/// A snapshot in which the first copy, the catalog's, can be written but not opened again.
+/// The first copy, that of the catalog, can be written but not reopened.
 class UnopenableCopy : public PackageSnapshotTest {
  protected:
   UnopenableCopy() {
@@ -108,7 +108,7 @@ class UnopenableCopy : public PackageSnapshotTest {
   }
 };
 
-TEST_F(UnopenableCopy, EndsTheSnapshotAndGoesWithIt) {
+TEST_F(UnopenableCopy, EndsTheSnapshotAndIsRemoved) {
   ExpectRefused("000005AA");
   EXPECT_EQ(CallsOf("FlushFileBuffers").size(), 1U) << "nothing is copied after it";
 }

@@ -1,4 +1,4 @@
-// Inputs of which no package snapshot is taken, and how large one may be.
+// Packages of which no snapshot is taken, and the limits of a snapshot.
 
 #include "tests/privileged_input/package_snapshot.h"
 #include "tests/support/sample.h"
@@ -38,7 +38,7 @@ TEST_F(PackageSnapshotTest, RefusesAnInfOfMoreThanFourMebibytes) {
   EXPECT_TRUE(Acquire());
 }
 
-TEST_F(PackageSnapshotTest, TakesAnEmptyInf) {
+TEST_F(PackageSnapshotTest, AcceptsAnEmptyInf) {
   sim::PutFile(Files(), kSampleInf, "");
   EXPECT_TRUE(Acquire());
   EXPECT_EQ(snapshot->Input().file.Size(), 0U);
@@ -69,7 +69,7 @@ TEST_F(PackageSnapshotTest, RefusesALinkAnywhereInTheFolder) {
                true);
   ExpectRefused("00001129");
   for (const auto& call : CallsOf("NtCreateFile"))
-    EXPECT_NE(call.Argument("ObjectName"), "link") << "it is known for a link by the listing";
+    EXPECT_NE(call.Argument("ObjectName"), "link") << "the listing already shows that it is a link";
 }
 
 TEST_F(PackageSnapshotTest, RefusesAReservedNameInTheFolder) {
@@ -101,7 +101,7 @@ TEST_F(PackageSnapshotTest, NeedsTheNativeFunctions) {
 // ------------------------------------------------------------------------------------------------
 // Limits.
 
-TEST_F(PackageSnapshotTest, TakesAFolderOf4096EntriesAndNoMore) {
+TEST_F(PackageSnapshotTest, AcceptsAFolderOf4096EntriesAndNoMore) {
   process.logCalls = false;
   PutMany(u"C:\\many\\", 4095);
   sim::PutFile(Files(), u"C:\\many\\x.inf", "");
@@ -123,7 +123,7 @@ TEST_F(PackageSnapshotTest, CountsTheEntriesOfTheWholeTree) {
   ExpectRefused(u"C:\\many\\x.inf", "000003EE");
 }
 
-TEST_F(PackageSnapshotTest, TakesSixteenLevelsOfFoldersAndNoMore) {
+TEST_F(PackageSnapshotTest, AcceptsSixteenLevelsOfFoldersAndNoMore) {
   sim::PutFile(Files(), NestedFolder(16) + u"deepest", "deep");
   ASSERT_TRUE(Acquire());
   EXPECT_EQ(Content(CopyFolder() + NestedFolder(16).substr(13) + u"deepest"), "deep");
@@ -133,20 +133,25 @@ TEST_F(PackageSnapshotTest, TakesSixteenLevelsOfFoldersAndNoMore) {
   ExpectRefused("000003EE");
 }
 
+TEST_F(PackageSnapshotTest, RefusesTheSeventeenthLevelWithoutListingIt) {
+  sim::PutFile(Files(), NestedFolder(17) + u"aux.txt", "");
+  ExpectRefused("000003EE");
+}
+
 TEST_F(PackageSnapshotTest, RefusesAFileOfMoreThanHalfAGibibyte) {
   sim::PutEmptyFile(Files(), u"C:\\pkg\\driver\\big", 536870913);
   ExpectRefused("000003EE");
 }
 
 TEST_F(PackageSnapshotTest, RefusesFilesOfMoreThanHalfAGibibyteTogether) {
-  // The package holds 28 bytes besides; the big file comes last in the listing.
+  // The other files have 18 bytes; the large file is copied last.
   sim::PutEmptyFile(Files(), u"C:\\pkg\\driver\\x64\\vorn_audio.sys", 0);
   sim::PutEmptyFile(Files(), u"C:\\pkg\\driver\\x64\\zz", 536870912 - 18 + 1);
   ExpectRefused("000003EE");
   EXPECT_EQ(CallsOf("ReadFile").size(), 2U);
 }
 
-TEST_F(PackageSnapshotTest, TakesFilesOfExactlyHalfAGibibyteTogether) {
+TEST_F(PackageSnapshotTest, AcceptsFilesOfExactlyHalfAGibibyteTogether) {
   process.logCalls = false;
   sim::PutEmptyFile(Files(), u"C:\\pkg\\driver\\x64\\vorn_audio.sys", 0);
   sim::PutEmptyFile(Files(), u"C:\\pkg\\driver\\x64\\zz", 536870912 - 18);

@@ -42,7 +42,7 @@ TEST_F(PackageSnapshotTest, IsNamedByRandomDigits) {
   EXPECT_NE(CopyFolder(), first);
 }
 
-TEST_F(PackageSnapshotTest, WritesEachRandomByteHighDigitFirst) {
+TEST_F(PackageSnapshotTest, WritesTheHighDigitOfEachRandomByteFirst) {
   machine.randomState = 42;
   ASSERT_TRUE(Acquire());
   const std::u16string name = CopyFolder();
@@ -60,7 +60,7 @@ TEST_F(PackageSnapshotTest, WritesEachRandomByteHighDigitFirst) {
   EXPECT_EQ(name, expected);
 }
 
-TEST_F(PackageSnapshotTest, IsTakenStepByStepEachCheckedBeforeTheNext) {
+TEST_F(PackageSnapshotTest, ChecksEachStepBeforeItTakesTheNext) {
   sim::RemovePath(Files(), u"C:\\pkg\\driver\\x64\\deep");
   process.calls.clear();
   ASSERT_TRUE(Acquire());
@@ -98,7 +98,7 @@ TEST_F(PackageSnapshotTest, IsTakenStepByStepEachCheckedBeforeTheNext) {
                      }));
 }
 
-TEST_F(PackageSnapshotTest, GivesTheInfByItsGuidPath) {
+TEST_F(PackageSnapshotTest, ReturnsTheVolumeGuidPathOfItsInf) {
   ASSERT_TRUE(Acquire());
   EXPECT_EQ(snapshot->Input().path, kGuidRoot + CopyFolder().substr(3) + u"\\vorn_audio.inf");
   EXPECT_EQ(snapshot->Input().file.Path(), snapshot->Input().path);
@@ -107,7 +107,7 @@ TEST_F(PackageSnapshotTest, GivesTheInfByItsGuidPath) {
   EXPECT_FALSE(snapshot->Input().file.IsDeletable());
 }
 
-TEST_F(PackageSnapshotTest, GivesItsInfWithoutAPlatformCall) {
+TEST_F(PackageSnapshotTest, ReturnsItsInfWithoutAPlatformCall) {
   ASSERT_TRUE(Acquire());
   process.calls.clear();
   const InputInf inf = snapshot->Input();
@@ -116,12 +116,12 @@ TEST_F(PackageSnapshotTest, GivesItsInfWithoutAPlatformCall) {
   EXPECT_TRUE(process.calls.empty());
 }
 
-TEST_F(PackageSnapshotTest, FindsTheInfWhateverItsCaseUnderTheFoldersName) {
+TEST_F(PackageSnapshotTest, FindsTheInfInAnyCaseAndKeepsTheNameOnDisk) {
   ASSERT_TRUE(Acquire(u"c:\\PKG\\Driver\\VORN_AUDIO.INF"));
   EXPECT_TRUE(snapshot->Input().path.ends_with(u"\\vorn_audio.inf"));
 }
 
-TEST_F(PackageSnapshotTest, TakesAnInfFromADriveRoot) {
+TEST_F(PackageSnapshotTest, AcceptsAnInfInADriveRoot) {
   sim::AddVolume(Files(), u'D', u"\\Device\\HarddiskVolume4",
                  u"89abcdef-89ab-cdef-0123-456789abcdef");
   sim::PutFile(Files(), u"D:\\vorn_audio.inf", "root inf");
@@ -129,7 +129,7 @@ TEST_F(PackageSnapshotTest, TakesAnInfFromADriveRoot) {
   EXPECT_EQ(Content(CopyFolder() + u"\\vorn_audio.inf"), "root inf");
 }
 
-TEST_F(PackageSnapshotTest, GuardsItsFolderAndFiles) {
+TEST_F(PackageSnapshotTest, ProtectsItsFolderAndFiles) {
   ASSERT_TRUE(Acquire());
   for (const char16_t* name : {u"", u"\\vorn_audio.inf", u"\\x64", u"\\x64\\vorn_audio.sys"}) {
     const sim::SecurityRecord& security = sim::NodeAt(Files(), CopyFolder() + name).security;
@@ -146,12 +146,12 @@ TEST_F(PackageSnapshotTest, GuardsItsFolderAndFiles) {
   EXPECT_EQ(calls[0].Argument("StringSDRevision"), "1");
 }
 
-TEST_F(PackageSnapshotTest, ChecksItsFolderAndEveryFile) {
+TEST_F(PackageSnapshotTest, VerifiesTheProtectionOfItsFolderAndEveryFile) {
   ASSERT_TRUE(Acquire());
   EXPECT_EQ(CallsOf("GetSecurityInfo").size(), 5U);
 }
 
-TEST_F(PackageSnapshotTest, DoesNotCarryTheSourcesAttributesOver) {
+TEST_F(PackageSnapshotTest, DoesNotCopyAttributes) {
   sim::NodeAt(Files(), kSampleInf).attributes =
       platform::FILE_ATTRIBUTE_READONLY | platform::FILE_ATTRIBUTE_HIDDEN;
   ASSERT_TRUE(Acquire());
@@ -160,7 +160,7 @@ TEST_F(PackageSnapshotTest, DoesNotCarryTheSourcesAttributesOver) {
   EXPECT_EQ(attributes & (platform::FILE_ATTRIBUTE_READONLY | platform::FILE_ATTRIBUTE_HIDDEN), 0U);
 }
 
-TEST_F(PackageSnapshotTest, CannotBeWrittenOrDeletedByOthersWhileItLives) {
+TEST_F(PackageSnapshotTest, CannotBeWrittenOrDeletedByOthersWhileItIsHeld) {
   ASSERT_TRUE(Acquire());
   const NativeApi api = LoadNativeApi();
   const auto openAs = [&](std::u16string path, std::uint32_t access, std::uint32_t kind) {
@@ -243,7 +243,7 @@ TEST_F(PackageSnapshotTest, LeavesNothingWhenItIsReleased) {
   EXPECT_TRUE(Files() == before);
 }
 
-TEST_F(PackageSnapshotTest, LeavesNothingEvenIfAFileOfItIsStillReferredTo) {
+TEST_F(PackageSnapshotTest, LeavesNothingEvenIfOneOfItsFilesIsStillReferredTo) {
   ASSERT_TRUE(Acquire());
   const File kept = snapshot->Input().file;
   Release();
@@ -263,12 +263,12 @@ TEST_F(PackageSnapshotTest, ReplacesAnEarlierOne) {
   EXPECT_EQ(snapshot->Input().path, u"");
 }
 
-TEST_F(PackageSnapshotTest, GoesEvenIfThereIsNoPathForTheNext) {
+TEST_F(PackageSnapshotTest, IsRemovedEvenIfTheNextHasNoValidPath) {
   ASSERT_TRUE(Acquire());
   ExpectRefused(u"vorn_audio.inf", "0000007B");
 }
 
-TEST_F(PackageSnapshotTest, GoesWithItsOwnRunOnly) {
+TEST_F(PackageSnapshotTest, IsRemovedWithItsOwnRunOnly) {
   ASSERT_TRUE(Acquire());
   const std::u16string first = CopyFolder();
   {

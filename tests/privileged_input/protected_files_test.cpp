@@ -28,7 +28,8 @@ class ProtectedFile : public tests::InputTest {
 
   static constexpr char16_t kPath[] = u"C:\\state\\journal";
 
-  std::optional<ProtectedFiles> protectedFiles{std::in_place};  // emptied by the tests of its end
+  std::optional<ProtectedFiles> protectedFiles{
+      std::in_place};  // reset by the tests of its destruction
 };
 
 TEST_F(ProtectedFile, IsOpenedForDeletionWithinItsLimit) {
@@ -40,12 +41,12 @@ TEST_F(ProtectedFile, IsOpenedForDeletionWithinItsLimit) {
   EXPECT_EQ(CallsOf("NtCreateFile").back().Argument("DesiredAccess"), "0x80130100");
 }
 
-TEST_F(ProtectedFile, IsMissingWithErrorTwo) {
+TEST_F(ProtectedFile, ReportsFileNotFoundIfItIsMissing) {
   ExpectRefused(u"C:\\state\\none", platform::ERROR_FILE_NOT_FOUND);
   ExpectRefused(u"C:\\none\\journal", platform::ERROR_FILE_NOT_FOUND);
 }
 
-TEST_F(ProtectedFile, IsRefusedWithAnyOtherErrorWhenUnsafe) {
+TEST_F(ProtectedFile, ReportsAnotherErrorIfItIsUnsafe) {
   sim::MakeFolder(Files(), u"C:\\state\\folder");
   sim::PutLink(Files(), u"C:\\state\\link", sim::ReparseKind::SymbolicLink, kPath, false);
   sim::PutLink(Files(), u"C:\\linked", sim::ReparseKind::Junction, u"C:\\state", true);
@@ -57,7 +58,7 @@ TEST_F(ProtectedFile, IsRefusedWithAnyOtherErrorWhenUnsafe) {
   ExpectRefused(kPath, platform::ERROR_FILE_INVALID);
 }
 
-TEST_F(ProtectedFile, HasAnInvalidNameWithoutAnAbsolutePath) {
+TEST_F(ProtectedFile, NeedsAnAbsolutePath) {
   ExpectRefused(u"journal", platform::ERROR_INVALID_NAME);
   ExpectRefused(u"C:\\", platform::ERROR_INVALID_NAME);
   platform::SetLastError(0);
@@ -85,7 +86,7 @@ TEST_F(ProtectedFile, MayHave65536BytesAndNoMore) {
   EXPECT_EQ(Open().Size(), 65536U);
 }
 
-TEST_F(ProtectedFile, IsGivenAgainWithoutAnotherLook) {
+TEST_F(ProtectedFile, IsReturnedAgainUnchecked) {
   const File first = Open();
   SetSecurity(kPath, u"O:BUD:(A;;FA;;;WD)");
   process.calls.clear();
@@ -112,12 +113,12 @@ TEST_F(ProtectedFile, IsNotKnownToTheNextRun) {
 
 TEST_F(ProtectedFile, IsKeptUnderItsExactPath) {
   const File first = Open();
-  // Another spelling is looked up anew, and meets the handle that is kept.
+  // Another spelling is opened anew and collides with the handle that is kept.
   EXPECT_FALSE(Open(u"c:\\state\\journal"));
   EXPECT_LAST_ERROR(ERROR_SHARING_VIOLATION);
 }
 
-TEST_F(ProtectedFile, IsComparedWithThePathsOfOthersUnitByUnit) {
+TEST_F(ProtectedFile, IsKeptApartFromFilesOfAlmostTheSamePath) {
   const std::u16string paths[] = {u"C:\\state\\journal\u00E4", u"C:\\state\\journal\u00C4",
                                   u"C:\\state\\journala\u0308", u"C:\\state\\journalx",
                                   u"C:\\state\\journaly"};
@@ -139,7 +140,7 @@ TEST_F(ProtectedFile, IsNotKeptWhenRefused) {
   EXPECT_TRUE(Open());
 }
 
-TEST_F(ProtectedFile, CanBeKeptUnderAnyPathAndForgotten) {
+TEST_F(ProtectedFile, CanBeKeptUnderAnotherPathAndForgotten) {
   const std::u16string text = u"C:\\state\\any path";
   const AbsolutePath path = PathOf(text);
   File file = File::OpenAbsolute(kPath, LoadNativeApi(), 100, FileMode::ReadOnly);
@@ -152,7 +153,7 @@ TEST_F(ProtectedFile, CanBeKeptUnderAnyPathAndForgotten) {
   EXPECT_LAST_ERROR(ERROR_FILE_NOT_FOUND);
 }
 
-TEST_F(ProtectedFile, TakesThePlaceOfTheOneThatWasKeptBefore) {
+TEST_F(ProtectedFile, ReplacesTheOneThatWasKeptBefore) {
   PutProtectedFile(u"C:\\state\\newer", {4, 5});
   Open();
   const File newer =

@@ -1,4 +1,4 @@
-// The product's names: where one fact has two spellings, they agree.
+// The product's names. Where a name is spelled in two forms, both agree.
 
 #include "product/product.h"
 
@@ -17,11 +17,19 @@ std::u16string TextOf(const platform::GUID& guid) {
                              std::uint32_t{guid.Data3}, tail.substr(0, 4), tail.substr(4)));
 }
 
-TEST(Product, SpellsItsSetupClassAsItsGuid) {
+TEST(Product, IsKnownByTheseNames) {
+  EXPECT_EQ(std::u16string(kRootHardwareId), u"Root\\VornAudio");
+  EXPECT_EQ(std::u16string(kDriverServiceName), u"VornAudio");
+  EXPECT_EQ(std::u16string(kSetupClassName), u"MEDIA");
+  EXPECT_EQ(std::u16string(kSetupClassText), u"{4d36e96c-e325-11ce-bfc1-08002be10318}");
+  EXPECT_EQ(std::u16string(kCableIndexValueName), u"{4b7a2e8f-3c5d-4e91-8a67-2f9b1e3d5c7a},2");
+}
+
+TEST(Product, SpellsItsSetupClassTheSameInBothForms) {
   EXPECT_EQ(TextOf(kSetupClass), kSetupClassText);
 }
 
-TEST(Product, NamesTheCableValueAfterItsPropertyKey) {
+TEST(Product, NamesTheCableIndexValueAfterItsPropertyKey) {
   EXPECT_EQ(TextOf(kCableIndexKey.fmtid) + Format(u",%u", kCableIndexKey.pid),
             kCableIndexValueName);
 }

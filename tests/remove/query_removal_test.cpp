@@ -47,7 +47,7 @@ TEST_F(QueryRemove, SucceedsAtOnceWhenNobodyHoldsTheDevice) {
   EXPECT_EQ(CountOf("Sleep"), 0U);
 }
 
-TEST_F(QueryRemove, AsksWithoutDialogueAndWithoutRestart) {
+TEST_F(QueryRemove, AsksForNoDialogAndNoRestart) {
   tests::AddStartedRoot(machine);
   Run();
   EXPECT_EQ(tests::CallsOf(process, "CM_Locate_DevNodeW")[0].Argument("ulFlags"), "0x0");
@@ -62,6 +62,13 @@ TEST_F(QueryRemove, GoesAheadWithoutANode) {
   EXPECT_TRUE(Run());
   EXPECT_TRUE(QueryRemoveWithRetries(u"no instance id", kBudgetMs, log));
   EXPECT_TRUE(process.console.empty());
+  EXPECT_EQ(CountOf("CM_Query_And_Remove_SubTreeW"), 0U);
+}
+
+TEST_F(QueryRemove, GoesAheadWithoutANodeThatWasLocatedWithAnError) {
+  tests::AddStartedRoot(machine).temper.vetoUntil = machine.clock.tick + 60'000;
+  process.faults = {tests::FailingAfterEffect("CM_Locate_DevNodeW", platform::CR_FAILURE)};
+  EXPECT_TRUE(Run());
   EXPECT_EQ(CountOf("CM_Query_And_Remove_SubTreeW"), 0U);
 }
 
@@ -80,7 +87,7 @@ TEST_F(QueryRemove, LogsTheFirstVetoAndTheSuccess) {
   }
 }
 
-TEST_F(QueryRemove, GivesUpAfterTheBudgetWithTwoLines) {
+TEST_F(QueryRemove, GivesUpAfterTheBudgetAndLogsTwoLines) {
   Device& root = tests::AddStartedRoot(machine);
   root.temper.vetoUntil = machine.clock.tick + 60'000;
   root.temper.vetoType = 5;
@@ -93,7 +100,7 @@ TEST_F(QueryRemove, GivesUpAfterTheBudgetWithTwoLines) {
   EXPECT_EQ(CountOf("CM_Query_And_Remove_SubTreeW"), 41U);
 }
 
-TEST_F(QueryRemove, CountsTheTimeOfTheCallItself) {
+TEST_F(QueryRemove, CountsTheCallItselfAgainstTheBudget) {
   Device& root = tests::AddStartedRoot(machine);
   root.temper.vetoUntil = machine.clock.tick + 60'000;
   root.temper.vetoName = u"x";
@@ -102,7 +109,7 @@ TEST_F(QueryRemove, CountsTheTimeOfTheCallItself) {
   EXPECT_EQ(CountOf("CM_Query_And_Remove_SubTreeW"), 2U);
 }
 
-TEST_F(QueryRemove, SaysTheTimeOfASlowSuccess) {
+TEST_F(QueryRemove, LogsHowLongASlowSuccessTook) {
   tests::AddStartedRoot(machine);
   process.faults = {tests::SlowCall("CM_Query_And_Remove_SubTreeW", 12'345)};
   EXPECT_TRUE(Run());
@@ -110,7 +117,7 @@ TEST_F(QueryRemove, SaysTheTimeOfASlowSuccess) {
             u"vorn_devnode: query-remove succeeded on attempt 1 after 12345 ms\n");
 }
 
-TEST_F(QueryRemove, SaysATimeOfMoreThan32Bits) {
+TEST_F(QueryRemove, LogsATimeThatExceeds32Bits) {
   tests::AddStartedRoot(machine);
   process.faults = {tests::SlowCall("CM_Query_And_Remove_SubTreeW", 5'000'000'000)};
   EXPECT_TRUE(Run());
@@ -118,7 +125,7 @@ TEST_F(QueryRemove, SaysATimeOfMoreThan32Bits) {
             u"vorn_devnode: query-remove succeeded on attempt 1 after 5000000000 ms\n");
 }
 
-TEST_F(QueryRemove, CountsFromWhenTheNodeWasLocated) {
+TEST_F(QueryRemove, StartsTheBudgetWhenTheNodeIsLocated) {
   tests::AddStartedRoot(machine);
   process.faults = {tests::SlowCall("CM_Locate_DevNodeW", 60'000)};
   EXPECT_TRUE(Run());
@@ -142,7 +149,7 @@ TEST_F(QueryRemove, GoesAheadWithAnotherRefusalAfterTheBudget) {
             u"vorn_devnode: query-remove attempt 1: CONFIGRET 51, veto type 0 by ''\n");
 }
 
-TEST_F(QueryRemove, TriesOnceMoreWhenASleepHasUsedUpTheBudget) {
+TEST_F(QueryRemove, TriesOnceMoreAfterASleepPastTheBudget) {
   tests::AddStartedRoot(machine).temper.vetoes = 2;
   EXPECT_TRUE(Run(251));
   EXPECT_EQ(CountOf("CM_Query_And_Remove_SubTreeW"), 3U);
@@ -161,7 +168,7 @@ TEST_F(QueryRemove, LocatesTheNodeOnceAndReadsTheTimeAfterEachAttempt) {
                                       "CM_Query_And_Remove_SubTreeW", "GetTickCount64"}));
 }
 
-TEST_F(QueryRemove, TriesAsLongOnAMachineThatHasBeenUpForWeeksOrForEver) {
+TEST_F(QueryRemove, TriesJustAsLongWhereTheTickExceeds32Or63Bits) {
   for (const std::uint64_t tick : tests::kTicksBeforeAnOverflow) {
     machine = {};
     machine.clock.tick = tick;
@@ -192,7 +199,7 @@ TEST_F(QueryRemove, ForgetsTheVetoOfAnEarlierAttempt) {
             u"vorn_devnode: query-remove attempt 2: CONFIGRET 19, veto type 0 by ''\n");
 }
 
-TEST_F(QueryRemove, LogsAVetoOnceWhenThereIsNoTimeToWait) {
+TEST_F(QueryRemove, LogsAVetoOnceWithABudgetOfZero) {
   tests::AddStartedRoot(machine).temper.vetoes = 5;
   EXPECT_FALSE(Run(0));
   EXPECT_EQ(process.console.size(), 1U);

@@ -34,6 +34,12 @@ Fault ChangeBefore(std::string_view name, std::uint32_t nth, std::function<void(
   return fault;
 }
 
+Fault FailingAfterEffect(std::string_view name, std::uint32_t error, std::uint32_t nth) {
+  Fault fault = FailingCall(name, error, nth);
+  fault.kind = FaultKind::FailAfterEffect;
+  return fault;
+}
+
 Fault SlowCall(std::string_view name, std::uint64_t milliseconds, std::uint32_t nth) {
   Fault fault = FailingCall(name, 0, nth);
   fault.kind = FaultKind::TakeTime;

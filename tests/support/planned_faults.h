@@ -25,6 +25,11 @@ platform::simulated::Fault AlwaysFailingCall(std::string_view name, std::uint32_
 platform::simulated::Fault ChangeBefore(std::string_view name, std::uint32_t nth,
                                         std::function<void(platform::simulated::Machine&)> change);
 
+/// Makes the `nth` call of that name take effect, output included, and fail with `error` all the
+/// same.
+platform::simulated::Fault FailingAfterEffect(std::string_view name, std::uint32_t error,
+                                              std::uint32_t nth = 1);
+
 /// Makes the `nth` call of that name take that long.
 platform::simulated::Fault SlowCall(std::string_view name, std::uint64_t milliseconds,
                                     std::uint32_t nth = 1);
