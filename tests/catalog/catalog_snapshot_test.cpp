@@ -207,6 +207,14 @@ TEST(CatalogSnapshotOf, ADisabledEndpointIsRecordedAsNotActive) {
   EXPECT_EQ(taken.snapshot.activeInstanceIds, Ids{u"SWD\\MMDEVAPI\\" + expected[0].endpointId});
 }
 
+TEST(CatalogSnapshotOf, AnEndpointIsActiveInExactlyOneState) {
+  AudioEndpoint mixed = Endpoint(3, true);
+  mixed.state = platform::DEVICE_STATE_ACTIVE | platform::DEVICE_STATE_DISABLED;
+  const Taken taken = Snapshot({mixed});
+  ASSERT_EQ(taken.snapshot.endpoints.size(), 1u);
+  EXPECT_FALSE(taken.snapshot.endpoints[0].active);
+}
+
 TEST(CatalogSnapshotOf, ACatalogLeavesOutEndpointsThatAreUnpluggedOrNotPresent) {
   AudioEndpoint notPresent = Endpoint(0, false);
   notPresent.state = platform::DEVICE_STATE_NOTPRESENT;

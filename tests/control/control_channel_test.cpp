@@ -132,7 +132,8 @@ TEST_F(ControlInterfaces, AreReadFromARecordOf8BytesOrMore) {
   struct {
     std::uint64_t bytes;
     Paths paths;
-  } const rows[] = {{7, {}}, {8, {u"\\\\"}}, {10, {u"\\\\?"}}};
+    std::uint32_t calls;
+  } const rows[] = {{7, {}, 1}, {8, {u"\\\\"}, 2}, {10, {u"\\\\?"}, 2}};
   for (const auto& row : rows) {
     SCOPED_TRACE(row.bytes);
     process.callCounts.clear();
@@ -143,6 +144,7 @@ TEST_F(ControlInterfaces, AreReadFromARecordOf8BytesOrMore) {
     cut.amount = row.bytes;
     process.faults = {cut};
     EXPECT_EQ(List(), row.paths);
+    EXPECT_EQ(process.callCounts.find("SetupDiGetDeviceInterfaceDetailW")->second, row.calls);
   }
 }
 

@@ -82,6 +82,14 @@ TEST(HashFileSha256, RefusesAReadThatEndsBeforeTheFile) {
   }
 }
 
+TEST(HashFileSha256, RefusesAFileThatHasGrownSinceItWasOpened) {
+  Machine machine = MachineWithInf("abc");
+  Process process(machine);
+  process.faults = {ChangeBefore("ReadFile", 1,
+                                 [](Machine& world) { PutFile(world.files, kSampleInf, "abcd"); })};
+  EXPECT_FALSE(HashInf());
+}
+
 TEST(HashFileSha256, CoversTheWholeFileWhereverItsPositionIs) {
   Machine machine = MachineWithInf("abc");
   Process process(machine);

@@ -4,6 +4,7 @@
 #include "platform/last_error.h"
 #include "platform/simulated/error_values.h"
 #include "platform/simulated/file_values.h"
+#include "platform/simulated/native_values.h"
 #include "privileged_input/native_api.h"
 #include "privileged_input/native_open.h"
 #include "report/removal_log.h"
@@ -274,6 +275,21 @@ TEST_F(LogPlacement, IsGivenUpInAFolderThatExistsButDoesNotSaySo) {
     process.faults = {FailingCall("CreateDirectoryW", error)};
     Place(kSampleInf);
     EXPECT_FALSE(LogsAMessage());
+    EXPECT_TRUE(ListFolder(machine.files, kSampleLogFolder).empty());
+  }
+}
+
+TEST_F(LogPlacement, IsNotCreatedWhenItCannotBeOpenedForAnotherReasonThanItsAbsence) {
+  Place(kSampleInf);
+  for (const platform::NTSTATUS status :
+       {platform::STATUS_OBJECT_PATH_NOT_FOUND, platform::STATUS_ACCESS_DENIED,
+        platform::STATUS_SHARING_VIOLATION, platform::STATUS_OBJECT_NAME_INVALID}) {
+    SCOPED_TRACE(status);
+    process.calls.clear();
+    process.callCounts.clear();
+    process.faults = {FailingCall("NtCreateFile", static_cast<std::uint32_t>(status))};
+    EXPECT_FALSE(LogsAMessage());
+    EXPECT_EQ(CountOf("NtCreateFile"), 1U);
     EXPECT_TRUE(ListFolder(machine.files, kSampleLogFolder).empty());
   }
 }

@@ -92,6 +92,20 @@ TEST(LiveVerificationPolls, HappenAtTheseTicks) {
   }
 }
 
+TEST(LiveVerificationPolls, EndWithTheFirstOneThatIsPastTheDeadline) {
+  Machine machine = InstalledMachine();
+  const ActivationState state = UpdateTarget(machine);
+  RootOf(machine).resident->revision = 9;
+  // The first poll takes 1 ms: the others come 1 ms late, and the last of them at 90,001 ms.
+  Fault slow;
+  slow.call = "CoCreateInstance";
+  slow.kind = FaultKind::TakeTime;
+  slow.amount = 1;
+  const EngineRun run = RunEngine(machine, state, VerificationMode::Reporting, {slow});
+  EXPECT_EQ(run.duration, kProofBudgetMs + 1);
+  EXPECT_EQ(run.CountOf("CoInitializeEx"), kPausesOfAFailedRun + 1);
+}
+
 TEST(LiveVerificationPolls, EndWithTheOneThatOutlastsTheDeadline) {
   Machine machine = InstalledMachine();
   const ActivationState state = UpdateTarget(machine);
