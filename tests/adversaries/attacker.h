@@ -50,8 +50,8 @@ class Attacker {
   /// (documented).
   bool TryCreateHardLink(std::u16string_view existing, std::u16string_view name);
 
-  /// Renames files into a folder again and again, as on Windows before 11 22H2: there each rename opens
-  /// the folder for writing. The other acts are those of later versions, which allow more.
+  /// Renames files into a folder again and again, as on Windows before 11 22H2: there each rename
+  /// opens the folder for writing. The other acts are those of later versions, which allow more.
   bool TryKeepRenamingInto(std::u16string_view folder);
 
   /// Turns an existing empty folder into a junction. That takes only FILE_WRITE_ATTRIBUTES, which
