@@ -2,6 +2,7 @@
 
 #include "platform/files.h"
 #include "platform/simulated/file_tree.h"
+#include "platform/simulated/file_values.h"
 #include "platform/simulated/machine.h"
 
 #include <utility>
