@@ -77,9 +77,9 @@ Json ToJson(const std::string& value) {
 Json ToJson(const std::u16string& value) {
   const std::string text = ToUtf8(value);
   if (ToUtf16(text) == value) return Json(text);
-  Json units = Json::List();
+  Json::List units;
   for (const char16_t unit : value)
-    units.push_back(static_cast<unsigned>(unit));
+    units.emplace_back(static_cast<unsigned>(unit));
   return Json{{"units", units}};
 }
 
