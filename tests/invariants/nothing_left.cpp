@@ -108,13 +108,24 @@ bool IsSnapshotExcused(const Observation& run) {
   });
 }
 
-/// Whether a scanner is all that keeps the snapshots: every file in them is deleted and goes when
-/// it closes. The program deletes each once and does not wait.
-bool IsSnapshotScanned(const model::Machine& machine) {
-  if (machine.files.scanMs == 0) return false;
-  const auto folders = SnapshotFolders(machine);
+/// The private snapshots that are there now and were not before the run.
+std::vector<std::u16string> NewSnapshots(const Observation& run) {
+  const auto before = SnapshotFolders(run.before);
+  auto folders = SnapshotFolders(run.after);
+  std::erase_if(folders, [&](const std::u16string& folder) {
+    return std::find(before.begin(), before.end(), folder) != before.end();
+  });
+  return folders;
+}
+
+/// Whether a scanner is all that keeps the new snapshots: every file in them is deleted and goes
+/// when it closes. The program deletes each once and does not wait.
+bool IsSnapshotScanned(const Observation& run) {
+  const model::FileSystem& files = run.after.files;
+  if (files.scanMs == 0) return false;
+  const auto folders = NewSnapshots(run);
   return std::all_of(folders.begin(), folders.end(), [&](const std::u16string& folder) {
-    const auto& entries = model::NodeAt(machine.files, machine.files.tempFolder + folder).entries;
+    const auto& entries = model::NodeAt(files, files.tempFolder + folder).entries;
     return std::all_of(entries.begin(), entries.end(),
                        [](const auto& entry) { return entry.second.deletePending; });
   });
@@ -131,8 +142,7 @@ Violations CheckNothingLeft(const Observation& run) {
                       std::to_string(static_cast<int>(kind)) + " stay open");
     }
   }
-  if (SnapshotFolders(run.after).size() > SnapshotFolders(run.before).size() &&
-      !IsSnapshotScanned(run.after) && !IsSnapshotExcused(run)) {
+  if (!NewSnapshots(run).empty() && !IsSnapshotScanned(run) && !IsSnapshotExcused(run)) {
     found.push_back("a private snapshot is left");
   }
   return found;
