@@ -27,6 +27,7 @@ function(vorn_host_libraries kind)
   add_library(vorn_lab_library${kind} STATIC ${VORN_LAB_SOURCES})
   target_link_libraries(vorn_lab_library${kind} PUBLIC vorn_logic${kind}
                                                 PRIVATE nlohmann_json::nlohmann_json)
+  target_compile_definitions(vorn_lab_library${kind} PRIVATE VORN_VERSION="${PROJECT_VERSION}")
   add_executable(vorn_lab${kind} lab/main.cpp)
   target_link_libraries(vorn_lab${kind} PRIVATE vorn_lab_library${kind})
 

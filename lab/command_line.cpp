@@ -2,50 +2,28 @@
 
 #include "base/text.h"
 #include "lab/bad_input.h"
+#include "lab/command_words.h"
 #include "lab/fault_spec.h"
 #include "lab/json_text.h"
 #include "lab/machine_folder.h"
 #include "lab/machine_report.h"
+#include "lab/near_word.h"
 #include "lab/package_command.h"
+#include "lab/presets.h"
 #include "lab/run_program.h"
 
-#include <algorithm>
 #include <fstream>
 #include <new>
-#include <optional>
 #include <system_error>
 
 namespace vorn::lab {
 
-using platform::simulated::Fault;
-using platform::simulated::Machine;
-
 namespace {
 
-using Words = std::vector<std::string>;
-
-constexpr char kUsage[] =
-    "Usage:\n"
-    "  vorn_lab new DIR [--preset clean|installed|outdated|duplicates|disabled]\n"
-    "  vorn_lab run DIR [--trace FILE] [--fault SPEC]... [--] [COMMAND ARGUMENTS...]\n"
-    "  vorn_lab show DIR [--json]\n"
-    "  vorn_lab package DIR PATH [--version V] [--date D] [--utf16] [--broken-catalog]\n"
-    "                   [--no-catalog] [--image JSON] [--extra TEXT] [--inf-name N]\n"
-    "                   [--catalog-name N] [--provider P] [--provider-name N] [--class N]\n"
-    "                   [--class-guid G] [--hardware-id H] [--service S]\n"
-    "  vorn_lab reboot DIR\n";
-
-struct Preset {
-  std::string_view name;
-  Machine (*make)();
-};
-constexpr Preset kPresets[] = {
-    {"clean", platform::simulated::CleanMachine},
-    {"installed", [] { return platform::simulated::InstalledMachine(); }},
-    {"outdated", platform::simulated::OutdatedMachine},
-    {"duplicates", platform::simulated::DuplicatesMachine},
-    {"disabled", platform::simulated::DisabledMachine},
-};
+#ifndef VORN_VERSION
+#error "the build defines VORN_VERSION, the version of the project"
+#endif
+constexpr char kVersionLine[] = "vorn_lab " VORN_VERSION "\n";
 
 LabResult Success(std::string output = {}) {
   LabResult result;
@@ -53,76 +31,50 @@ LabResult Success(std::string output = {}) {
   return result;
 }
 
-const std::string& DemandFolder(const Words& words) {
-  if (words.size() < 2) throw BadInput(words[0], "needs the folder of a machine");
-  return words[1];
-}
+constexpr Operand kMachine[] = {{"DIR", "the folder of a machine"}};
 
-[[noreturn]] void RefuseOption(const Words& words, std::size_t index) {
-  throw BadInput(words[index], "is not an option of " + words[0]);
-}
-
-Machine MakePreset(const std::string& name) {
-  const auto preset = std::find_if(std::begin(kPresets), std::end(kPresets),
-                                   [&name](const Preset& known) { return known.name == name; });
-  if (preset == std::end(kPresets)) {
-    throw BadInput("--preset", "must be clean, installed, outdated, duplicates or disabled");
-  }
-  return preset->make();
-}
-
-LabResult New(const Words& words) {
-  const std::string& folder = DemandFolder(words);
-  std::string preset = "clean";
-  if (words.size() > 2 && words[2] != "--preset") RefuseOption(words, 2);
-  if (words.size() == 3) throw BadInput("--preset", "needs a name");
-  if (words.size() > 4) RefuseOption(words, 4);
-  if (words.size() == 4) preset = words[3];
-  LabMachine lab;
-  lab.machine = MakePreset(preset);
-  CreateMachineFolder(folder, lab);
+LabResult New(const CommandWords& words) {
+  if (words.Has("--list")) return Success(PresetList());
+  const std::string& folder = words.OperandAt(0);
+  const std::string* const preset = words.Last("--preset");
+  CreateMachineFolder(folder, MakePreset(preset == nullptr ? Presets()[0].name : *preset));
   return Success();
 }
 
-struct RunRequest {
-  std::optional<std::string> trace;
-  std::vector<Fault> faults;
-  Words program;
+constexpr Option kNewOptions[] = {
+    {"--preset", "NAME", "what the machine is to begin with"},
+    {"--list", "", "lists the presets, and makes no machine"},
 };
 
-/// The lab's own options come before the program's command.
-RunRequest ParseRun(const Words& words) {
-  RunRequest request;
-  std::size_t i = 2;
-  for (; i < words.size() && words[i].starts_with("--"); i += 2) {
-    if (words[i] == "--") {
-      ++i;
-      break;
-    }
-    if (words[i] != "--trace" && words[i] != "--fault") RefuseOption(words, i);
-    if (i + 1 == words.size()) throw BadInput(words[i], "needs a value");
-    if (words[i] == "--trace") {
-      request.trace = words[i + 1];
-    } else {
-      request.faults.push_back(ParseFault(words[i + 1]));
-    }
-  }
-  request.program.assign(words.begin() + static_cast<std::ptrdiff_t>(std::min(i, words.size())),
-                         words.end());
-  return request;
+constexpr Option kRunOptions[] = {
+    {"--fault", "SPEC", "makes something go wrong; \"vorn_lab help faults\" lists what there is",
+     true},
+    {"--strict", "", "ends with status 65 when a fault was never reached or had no effect"},
+    {"--trace", "FILE", "writes a line for each platform call"},
+};
+
+std::vector<StagedFault> FaultsOf(const CommandWords& words) {
+  std::vector<StagedFault> faults;
+  for (const std::string& spec : words.All("--fault"))
+    faults.push_back(ParseFault(spec));
+  return faults;
 }
 
-LabResult Run(const Words& words) {
-  const MachineFolder folder(DemandFolder(words));
-  const RunRequest request = ParseRun(words);
+LabResult Run(const CommandWords& words) {
+  const MachineFolder folder(words.OperandAt(0));
+  const std::vector<StagedFault> faults = FaultsOf(words);
   LabMachine lab = folder.Load();
   std::ofstream trace;
-  if (request.trace) {
-    trace.open(*request.trace, std::ios::binary | std::ios::trunc);
-    if (!trace) throw BadInput("--trace " + *request.trace, "cannot be written");
+  const std::string* const traceFile = words.Last("--trace");
+  if (traceFile != nullptr) {
+    trace.open(*traceFile, std::ios::binary | std::ios::trunc);
+    if (!trace) throw BadInput("--trace " + *traceFile, "cannot be written");
   }
-  ProgramRun run = RunProgram(lab, request.program, request.faults, request.trace.has_value());
+  ProgramRun run = RunProgram(lab, words.Tail(), faults, traceFile != nullptr);
   trace << run.trace;
+  for (const std::string& remark : run.remarks)
+    run.result.console.push_back({true, "vorn_lab: " + remark + "\n"});
+  if (words.Has("--strict") && !run.remarks.empty()) run.result.status = kExitFaultInVain;
   try {
     folder.Save(lab);
   } catch (const std::exception& failed) {
@@ -133,52 +85,113 @@ LabResult Run(const Words& words) {
   return run.result;
 }
 
-LabResult Show(const Words& words) {
-  const MachineFolder folder(DemandFolder(words));
-  const bool json = words.size() > 2 && words[2] == "--json";
-  if (words.size() > 2 && !json) RefuseOption(words, 2);
-  if (words.size() > 3) RefuseOption(words, 3);
+constexpr Option kShowOptions[] = {{"--json", "", "prints the same facts as JSON"}};
+
+LabResult Show(const CommandWords& words) {
+  const MachineFolder folder(words.OperandAt(0));
   const MachineReport report = Examine(folder.Load().machine);
-  return Success(json ? ToReadableText(ReportJson(report)) : ReportText(report));
+  return Success(words.Has("--json") ? ToReadableText(ReportJson(report)) : ReportText(report));
 }
 
-LabResult Package(const Words& words) {
-  const MachineFolder folder(DemandFolder(words));
-  if (words.size() < 3) throw BadInput("package", "needs a folder of the machine to write to");
+constexpr Operand kPackageOperands[] = {kMachine[0],
+                                        {"PATH", "a folder of the machine to write to"}};
+
+LabResult Package(const CommandWords& words) {
+  const MachineFolder folder(words.OperandAt(0));
   LabMachine lab = folder.Load();
-  const std::u16string inf =
-      WritePackageFromOptions(lab, words[2], Words(words.begin() + 3, words.end()));
+  const std::u16string inf = WritePackageFromOptions(lab, words.OperandAt(1), words);
   folder.Save(lab);
   return Success(ToUtf8(inf) + "\n");
 }
 
-LabResult RebootMachine(const Words& words) {
-  const MachineFolder folder(DemandFolder(words));
-  if (words.size() > 2) RefuseOption(words, 2);
+LabResult RebootMachine(const CommandWords& words) {
+  const MachineFolder folder(words.OperandAt(0));
   LabMachine lab = folder.Load();
   Reboot(lab.machine);
   folder.Save(lab);
   return Success();
 }
 
+// ------------------------------------------------------------------------------------------------
+// The commands, and help with them.
+
 struct Command {
-  std::string_view name;
-  LabResult (*run)(const Words& words);
-};
-constexpr Command kCommands[] = {
-    {"new", New}, {"run", Run}, {"show", Show}, {"package", Package}, {"reboot", RebootMachine},
+  CommandForm form;
+  LabResult (*run)(const CommandWords& words);
 };
 
+const std::vector<Command>& Commands() {
+  static const std::vector<Command> commands = {
+      {{"new", kMachine, kNewOptions, {}, "Makes a machine in the folder DIR, which must be free."},
+       New},
+      {{"run", kMachine, kRunOptions, "[COMMAND ARGUMENTS...]",
+        "Runs one vorn_devnode command as one process on the machine. Words after -- are never "
+        "options of the lab."},
+       Run},
+      {{"show", kMachine, kShowOptions, {}, "Prints the state of the machine."}, Show},
+      {{"package",
+        kPackageOperands,
+        PackageOptions(),
+        {},
+        "Writes a driver package into the folder PATH of the machine, and prints its INF."},
+       Package},
+      {{"reboot", kMachine, {}, {}, "Restarts the machine."}, RebootMachine},
+  };
+  return commands;
+}
+
+/// What there is to get help with, besides the commands.
+constexpr std::string_view kFaultsTopic = "faults";
+
+std::string Usage() {
+  std::string text = "Usage:\n";
+  for (const Command& command : Commands())
+    text += Synopsis(command.form);
+  return text +
+         "  vorn_lab help [COMMAND|faults]\n"
+         "  vorn_lab --version\n";
+}
+
+const Command& FindCommand(const std::string& word) {
+  std::vector<std::string_view> names;
+  for (const Command& command : Commands()) {
+    if (command.form.name == word) return command;
+    names.push_back(command.form.name);
+  }
+  names.emplace_back("help");
+  throw BadInput(word, "is not a command of vorn_lab" + Suggestion(word, "they are", names));
+}
+
+LabResult HelpWith(const Command& command) {
+  const std::string more = command.run == New ? "\nPresets:\n" + PresetList() : "";
+  return Success(HelpText(command.form) + more);
+}
+
+/// "help", "help COMMAND", "help faults".
+LabResult Help(const Words& words) {
+  if (words.size() == 1) return Success(Usage());
+  if (words.size() > 2) throw BadInput(words[2], "is one word too many for help");
+  if (words[1] == kFaultsTopic) return Success(FaultHelp());
+  return HelpWith(FindCommand(words[1]));
+}
+
 LabResult Dispatch(const Words& words) {
-  if (words.size() == 1 && words[0] == "--help") return Success(kUsage);
-  const auto command = std::find_if(
-      std::begin(kCommands), std::end(kCommands),
-      [&words](const Command& known) { return !words.empty() && known.name == words[0]; });
-  if (command != std::end(kCommands)) return command->run(words);
-  LabResult usage;
-  usage.status = kExitBadInput;
-  usage.console.push_back({true, kUsage});
-  return usage;
+  if (words.empty()) {
+    LabResult usage;
+    usage.status = kExitBadInput;
+    usage.console.push_back({true, Usage()});
+    return usage;
+  }
+  const std::string& first = words[0];
+  if (first == "help" || IsHelpOption(first)) return Help(words);
+  if (first == "version" || first == "--version") return Success(kVersionLine);
+  const Command& command = FindCommand(first);
+  const bool helpAlone = words.size() == 2 && words[1] == "help";
+  const CommandWords rest(command.form,
+                          helpAlone ? Words{"--help"} : Words(words.begin() + 1, words.end()));
+  if (rest.AsksForHelp()) return HelpWith(command);
+  if (rest.AsksForVersion()) return Success(kVersionLine);
+  return command.run(rest);
 }
 
 LabResult Failure(int status, const std::string& what) {

@@ -10,6 +10,10 @@ namespace vorn::lab {
 /// The lab was given something wrong; the machine is unchanged.
 inline constexpr int kExitBadInput = 64;
 
+/// With --strict: a fault was never reached, or a change had nothing to change. The program has
+/// run.
+inline constexpr int kExitFaultInVain = 65;
+
 /// The host failed: a file could not be read or written.
 inline constexpr int kExitHostFailed = 74;
 

@@ -1,7 +1,9 @@
 #include "lab/fault_spec.h"
 
 #include "lab/call_names.h"
+#include "lab/command_words.h"
 #include "lab/fact_values.h"
+#include "lab/near_word.h"
 #include "lab/world_change.h"
 
 #include <algorithm>
@@ -22,6 +24,8 @@ enum class Value { None, Optional, Needed };
 struct Action {
   std::string_view name;
   FaultKind kind;
+  std::string_view about;
+  std::string_view shown = {};  // its value
   Value value = Value::None;
   std::uint64_t largest = 0;  // the largest value allowed
 };
@@ -30,16 +34,61 @@ constexpr std::uint64_t kLargestCode = std::numeric_limits<std::uint32_t>::max()
 constexpr std::uint64_t kLargestAmount = std::numeric_limits<std::uint32_t>::max();
 
 constexpr Action kActions[] = {
-    {"fail", FaultKind::Fail, Value::Optional, kLargestCode},
-    {"fail-after", FaultKind::FailAfterEffect, Value::Optional, kLargestCode},
-    {"lie", FaultKind::SucceedWithoutEffect},
-    {"short", FaultKind::Short, Value::Needed, kLargestAmount},
-    {"restart", FaultKind::AskRestart},
-    {"time", FaultKind::TakeTime, Value::Needed, kLargestAmount},
-    {"kill", FaultKind::KillBefore},
-    {"kill-after", FaultKind::KillAfter},
-    {"hang", FaultKind::Hang},
+    {"fail", FaultKind::Fail, "the call has no effect and fails with ERROR, 31 by default",
+     "[=ERROR]", Value::Optional, kLargestCode},
+    {"fail-after", FaultKind::FailAfterEffect, "the call has its effect but fails", "[=ERROR]",
+     Value::Optional, kLargestCode},
+    {"lie", FaultKind::SucceedWithoutEffect, "the call reports success but has no effect"},
+    {"short", FaultKind::Short, "the returned data is truncated", "=BYTES", Value::Needed,
+     kLargestAmount},
+    {"restart", FaultKind::AskRestart, "the call asks for a restart of the machine"},
+    {"time", FaultKind::TakeTime, "the call takes that long", "=MILLISECONDS", Value::Needed,
+     kLargestAmount},
+    {"kill", FaultKind::KillBefore, "the process dies before the call takes effect"},
+    {"kill-after", FaultKind::KillAfter, "the process dies after the call has taken effect"},
+    {"hang", FaultKind::Hang, "the call does not return; after an hour somebody ends the process"},
 };
+
+/// "\"WritFile\" is not a platform call; did you mean WriteFile?", and below it what there is.
+[[noreturn]] void RefuseName(const std::string& name, const std::string& what,
+                             const std::string& list, std::span<const std::string_view> known) {
+  const std::string_view near = NearWord(name, known);
+  const std::string_view lines = std::string_view(list).substr(0, list.find_last_not_of('\n') + 1);
+  throw BadInput("\"" + name + "\" is not " + what +
+                 (near.empty() ? "" : "; did you mean " + std::string(near) + "?") + "\n" +
+                 std::string(lines));
+}
+
+std::string CallList() {
+  const auto names = CallNames();
+  return "The calls:\n" + Wrapped(Words(names.begin(), names.end()), "  ");
+}
+
+std::string ActionList() {
+  std::vector<std::pair<std::string, std::string_view>> rows;
+  for (const Action& action : kActions)
+    rows.emplace_back(std::string(action.name) + std::string(action.shown), action.about);
+  std::string text = "What can happen at a call:\n";
+  const auto add = [&text](std::string line, std::string_view about) {
+    line.resize(std::max<std::size_t>(line.size() + 1, 32), ' ');
+    text += "  " + line + std::string(about) + "\n";
+  };
+  for (const auto& [line, about] : rows)
+    add(line, about);
+  text += "What another process can do just before it:\n";
+  for (const ChangeName& change : ChangeNames())
+    add(std::string(change.name) + "=" + std::string(change.arguments), change.about);
+  return text;
+}
+
+std::vector<std::string_view> ActionNames() {
+  std::vector<std::string_view> names;
+  for (const Action& action : kActions)
+    names.push_back(action.name);
+  for (const ChangeName& change : ChangeNames())
+    names.push_back(change.name);
+  return names;
+}
 
 /// A number from 1 to 4294967295.
 std::uint32_t ParseOrdinal(const std::string& text) {
@@ -64,7 +113,7 @@ void ParseCall(const std::string& text, Fault& fault) {
   const std::size_t hash = text.find('#');
   fault.call = text.substr(0, hash);
   if (fault.call != "*" && !IsCallName(fault.call)) {
-    throw BadInput("\"" + fault.call + "\" is not a platform call of the program");
+    RefuseName(fault.call, "a platform call of the program", CallList(), CallNames());
   }
   if (hash == std::string::npos) return;
   const std::string range = text.substr(hash + 1);
@@ -96,7 +145,7 @@ void ParseValue(const Action& action, const std::optional<std::string>& text, Fa
   }
 }
 
-void ParseAction(const std::string& text, Fault& fault) {
+void ParseAction(const std::string& text, StagedFault& staged) {
   const std::size_t equals = text.find('=');
   const std::string name = text.substr(0, equals);
   const auto value =
@@ -104,29 +153,41 @@ void ParseAction(const std::string& text, Fault& fault) {
   const auto action = std::find_if(std::begin(kActions), std::end(kActions),
                                    [&name](const Action& known) { return known.name == name; });
   if (action != std::end(kActions)) {
-    fault.kind = action->kind;
-    ParseValue(*action, value, fault);
+    staged.fault.kind = action->kind;
+    ParseValue(*action, value, staged.fault);
     return;
   }
   const auto change = ParseWorldChange(name, value.value_or(""));
-  if (!change) throw BadInput("\"" + name + "\" is not a known fault");
-  fault.kind = FaultKind::Change;
-  fault.change = *change;
+  if (!change) RefuseName(name, "a known fault", ActionList(), ActionNames());
+  staged.fault.kind = FaultKind::Change;
+  staged.fault.change = [make = *change, refusals = staged.refusals](auto& machine) {
+    const std::string refusal = make(machine);
+    if (!refusal.empty()) refusals->push_back(refusal);
+  };
 }
 
 }  // namespace
 
-Fault ParseFault(const std::string& spec) {
+StagedFault ParseFault(const std::string& spec) {
   try {
     const std::size_t colon = FindColon(spec);
     if (colon == std::string::npos) throw BadInput("must be a call, a colon and a fault");
-    Fault fault;
-    ParseCall(spec.substr(0, colon), fault);
-    ParseAction(spec.substr(colon + 1), fault);
-    return fault;
+    StagedFault staged;
+    staged.spec = spec;
+    staged.refusals = std::make_shared<std::vector<std::string>>();
+    ParseCall(spec.substr(0, colon), staged.fault);
+    ParseAction(spec.substr(colon + 1), staged);
+    return staged;
   } catch (const BadInput& bad) {
     throw BadInput("--fault " + spec, bad.what());
   }
+}
+
+std::string FaultHelp() {
+  return "A fault is CALL[#FIRST[-[LAST]]]:WHAT. \"*\" is any call, \"#3-5\" the third to the "
+         "fifth "
+         "of it.\n\n" +
+         ActionList() + "\n" + CallList();
 }
 
 }  // namespace vorn::lab

@@ -19,11 +19,26 @@
 
 #include "platform/simulated/calls.h"
 
+#include <memory>
 #include <string>
+#include <vector>
 
 namespace vorn::lab {
 
-/// The fault that a text describes. Throws BadInput when it does not describe one.
-platform::simulated::Fault ParseFault(const std::string& spec);
+/// A fault as it was asked for.
+struct StagedFault {
+  std::string spec;
+  platform::simulated::Fault fault;
+
+  /// Filled by the run: why a change changed nothing, each time that it did not.
+  std::shared_ptr<std::vector<std::string>> refusals;
+};
+
+/// The fault that a text describes. Throws BadInput when it does not describe one; for an unknown
+/// call or action the text says which there are.
+StagedFault ParseFault(const std::string& spec);
+
+/// Calls, actions and changes, for people.
+std::string FaultHelp();
 
 }  // namespace vorn::lab

@@ -16,6 +16,24 @@ using platform::simulated::SoundImage;
 
 namespace {
 
+constexpr Option kOptions[] = {
+    {"--version", "V", "the version, 26.8.10.5 by default"},
+    {"--date", "D", "the date, 08/10/2026 by default"},
+    {"--utf16", "", "the INF is UTF-16 with a byte-order mark"},
+    {"--broken-catalog", "", "the catalog does not list the INF"},
+    {"--no-catalog", "", "there is no catalog"},
+    {"--image", "JSON", "what the image reports and does, with the keys of an image"},
+    {"--extra", "TEXT", "appended to the INF, so that two packages of one version differ"},
+    {"--inf-name", "N", "vorn_audio.inf by default"},
+    {"--catalog-name", "N", "vorn_audio.cat by default"},
+    {"--provider", "P", "%ProviderName% by default"},
+    {"--provider-name", "N", "VORN Audio by default"},
+    {"--class", "N", "MEDIA by default"},
+    {"--class-guid", "G", "that of MEDIA by default"},
+    {"--hardware-id", "H", "Root\\VornAudio by default"},
+    {"--service", "S", "VornAudio by default"},
+};
+
 struct TextOption {
   std::string_view name;
   std::u16string PackageRecipe::*member;
@@ -43,13 +61,6 @@ constexpr SwitchOption kSwitches[] = {
     {"--no-catalog", &PackageRecipe::withoutCatalog},
 };
 
-template <class Option, std::size_t N>
-const Option* FindOption(const Option (&options)[N], const std::string& name) {
-  const auto found = std::find_if(std::begin(options), std::end(options),
-                                  [&name](const Option& option) { return option.name == name; });
-  return found == std::end(options) ? nullptr : found;
-}
-
 /// The image that a JSON object describes, based on the sound image of the package's version.
 DriverImage ParseImageOption(const std::string& text, const std::u16string& version) {
   try {
@@ -64,29 +75,19 @@ DriverImage ParseImageOption(const std::string& text, const std::u16string& vers
   }
 }
 
-PackageRecipe ParseRecipe(const std::vector<std::string>& options) {
+PackageRecipe ParseRecipe(const CommandWords& words) {
   PackageRecipe recipe;
-  std::optional<std::string> image;
-  for (std::size_t i = 0; i < options.size(); ++i) {
-    const std::string& name = options[i];
-    if (const SwitchOption* option = FindOption(kSwitches, name)) {
-      recipe.*option->member = true;
-      continue;
-    }
-    const TextOption* const text = FindOption(kTexts, name);
-    if (text == nullptr && name != "--extra" && name != "--image") {
-      throw BadInput(name, "is not an option of package");
-    }
-    if (++i == options.size()) throw BadInput(name, "needs a value");
-    if (text != nullptr) {
-      recipe.*text->member = ToUtf16(options[i]);
-    } else if (name == "--extra") {
-      recipe.extraInfText = options[i];
-    } else {
-      image = options[i];
+  for (const SwitchOption& option : kSwitches)
+    recipe.*option.member = words.Has(option.name);
+  for (const TextOption& option : kTexts) {
+    if (const std::string* const text = words.Last(option.name)) {
+      recipe.*option.member = ToUtf16(*text);
     }
   }
-  if (image) recipe.image = ParseImageOption(*image, recipe.version);
+  if (const std::string* const extra = words.Last("--extra")) recipe.extraInfText = *extra;
+  if (const std::string* const image = words.Last("--image")) {
+    recipe.image = ParseImageOption(*image, recipe.version);
+  }
   return recipe;
 }
 
@@ -104,9 +105,13 @@ std::u16string MachinePath(const std::string& path) {
 
 }  // namespace
 
+std::span<const Option> PackageOptions() {
+  return kOptions;
+}
+
 std::u16string WritePackageFromOptions(LabMachine& lab, const std::string& path,
-                                       const std::vector<std::string>& options) {
-  const PackageRecipe recipe = ParseRecipe(options);
+                                       const CommandWords& words) {
+  const PackageRecipe recipe = ParseRecipe(words);
   try {
     return WritePackage(lab.machine.files, MachinePath(path), recipe);
   } catch (const std::invalid_argument& refused) {

@@ -22,16 +22,40 @@ std::vector<std::u16string> CommandLine(const std::vector<std::string>& argument
   return words;
 }
 
+/// Why faults had no effect, now that the process has ended.
+std::vector<std::string> RemarksOn(const std::vector<StagedFault>& faults, const Process& process) {
+  std::vector<std::string> remarks;
+  for (std::size_t i = 0; i < faults.size(); ++i) {
+    const Fault& fault = process.faults[i];
+    const std::string about = "--fault " + faults[i].spec + ": ";
+    if (fault.hits == 0) {
+      const bool any = fault.call == "*";
+      const auto count = process.callCounts.find(fault.call);
+      const std::uint64_t calls = any                                 ? process.callCount
+                                  : count == process.callCounts.end() ? 0
+                                                                      : count->second;
+      remarks.push_back(about + "was never reached: the run made " + std::to_string(calls) +
+                        " such call(s)");
+    }
+    const std::vector<std::string>& refusals = *faults[i].refusals;
+    if (!refusals.empty() && refusals.size() == fault.hits) {
+      remarks.push_back(about + "changed nothing: " + refusals[0]);
+    }
+  }
+  return remarks;
+}
+
 }  // namespace
 
 ProgramRun RunProgram(LabMachine& lab, const std::vector<std::string>& arguments,
-                      const std::vector<Fault>& faults, bool trace) {
+                      const std::vector<StagedFault>& faults, bool trace) {
   Process process(lab.machine);
   process.token = lab.process.token;
   process.standardOutputClosed = lab.process.standardOutputClosed;
   process.ntdllMissing = lab.process.ntdllMissing;
   process.missingExports = lab.process.missingExports;
-  process.faults = faults;
+  for (const StagedFault& staged : faults)
+    process.faults.push_back(staged.fault);
   process.logCalls = trace;
 
   ProgramRun run;
@@ -41,6 +65,7 @@ ProgramRun RunProgram(LabMachine& lab, const std::vector<std::string>& arguments
   for (const ConsoleWrite& write : process.console)
     run.result.console.push_back({write.error, ToUtf8(write.text)});
   run.trace = TraceText(process.calls);
+  run.remarks = RemarksOn(faults, process);
   return run;
 }
 

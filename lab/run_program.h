@@ -3,8 +3,8 @@
 // One run of the program as one process on a machine.
 
 #include "lab/command_line.h"
+#include "lab/fault_spec.h"
 #include "lab/machine_folder.h"
-#include "platform/simulated/calls.h"
 
 #include <string>
 #include <vector>
@@ -14,11 +14,14 @@ namespace vorn::lab {
 struct ProgramRun {
   LabResult result;   // the program's own bytes and status
   std::string trace;  // one line for each call, when requested
+
+  // Why faults had no effect: one was never reached, a change found nothing to change.
+  std::vector<std::string> remarks;
 };
 
 /// Runs the program with these arguments (without its name). Afterwards the machine is as the run
 /// left it.
 ProgramRun RunProgram(LabMachine& lab, const std::vector<std::string>& arguments,
-                      const std::vector<platform::simulated::Fault>& faults, bool trace);
+                      const std::vector<StagedFault>& faults, bool trace);
 
 }  // namespace vorn::lab

@@ -27,73 +27,137 @@ using ChangeWords = std::vector<std::u16string>;
 
 constexpr char kSeparator = '|';  // no path contains one
 
+/// The other process fails: there is nothing of that name.
+class NothingToChange : public std::invalid_argument {
+ public:
+  NothingToChange(const char* what, const std::u16string& name)
+      : std::invalid_argument(std::string(what) + " " + ToUtf8(name)) {}
+};
+
+const std::u16string& DemandFile(const Machine& machine, const std::u16string& path) {
+  if (!FindNode(machine.files, path)) throw NothingToChange("there is no file or folder", path);
+  return path;
+}
+
+void DeletePath(Machine& machine, const ChangeWords& words) {
+  RemovePath(machine.files, DemandFile(machine, words[0]));
+}
+
 void WriteText(Machine& machine, const ChangeWords& words) {
   PutFile(machine.files, words[0], ToUtf8(words[1]));
 }
 
 void CopyFile(Machine& machine, const ChangeWords& words) {
-  if (const auto content = ReadWholeFile(machine.files, words[0])) {
-    PutFile(machine.files, words[1], *content);
-  }
+  const auto content = ReadWholeFile(machine.files, words[0]);
+  if (!content) throw NothingToChange("there is no file", words[0]);
+  PutFile(machine.files, words[1], *content);
 }
 
 void GrowFile(Machine& machine, const ChangeWords& words) {
   std::uint64_t count = 0;
   ParseNumber(ToUtf8(words[1]), count);
-  NodeAt(machine.files, words[0]).zeroTail += count;
+  NodeAt(machine.files, DemandFile(machine, words[0])).zeroTail += count;
 }
 
 void HoldForWriting(Machine& machine, const ChangeWords& words) {
-  HoldOpen(machine.files, words[0], FILE_GENERIC_WRITE,
+  HoldOpen(machine.files, DemandFile(machine, words[0]), FILE_GENERIC_WRITE,
            FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE);
 }
 
+void MakeReadOnly(Machine& machine, const ChangeWords& words) {
+  NodeAt(machine.files, DemandFile(machine, words[0])).attributes |= FILE_ATTRIBUTE_READONLY;
+}
+
 void Secure(Machine& machine, const ChangeWords& words) {
-  NodeAt(machine.files, words[0]).security = ParseSddl(words[1]).value();
+  NodeAt(machine.files, DemandFile(machine, words[0])).security = ParseSddl(words[1]).value();
+}
+
+/// The letter of "C" and "C:", in upper case; 0 for another text.
+char16_t DriveLetter(const std::u16string& text) {
+  const bool isDrive = !text.empty() && IsAsciiLetter(text[0]) &&
+                       (text.size() == 1 || (text.size() == 2 && text[1] == u':'));
+  return isDrive ? ToUpperAscii(text[0]) : u'\0';
 }
 
 void FillVolume(Machine& machine, const ChangeWords& words) {
   for (Volume& volume : machine.files.volumes) {
-    if (words[0] == std::u16string{volume.letter, u':'}) volume.freeBytes = 0;
+    if (ToUpperAscii(volume.letter) != DriveLetter(words[0])) continue;
+    volume.freeBytes = 0;
+    return;
   }
+  throw NothingToChange("there is no volume", words[0]);
+}
+
+void Remap(Machine& machine, const ChangeWords& words) {
+  machine.files.dosDevices[{DriveLetter(words[0]), u':'}] = words[1];
+}
+
+/// A change to one device.
+template <void (*Make)(Machine&, std::u16string_view)>
+void ChangeDevice(Machine& machine, const ChangeWords& words) {
+  if (machine.devices.Find(words[0]) == nullptr) {
+    throw NothingToChange("there is no device", words[0]);
+  }
+  Make(machine, words[0]);
+}
+
+void StopNamedService(Machine& machine, const ChangeWords& words) {
+  const auto service = std::find_if(
+      machine.services.begin(), machine.services.end(),
+      [&words](const auto& named) { return EqualsIgnoringCase(named.first, words[0]); });
+  if (service == machine.services.end()) throw NothingToChange("there is no service", words[0]);
+  StopService(machine, service->first);
+}
+
+void LoseNamedEndpoint(Machine& machine, const ChangeWords& words) {
+  if (FindEndpoint(machine, words[0]) == nullptr) {
+    throw NothingToChange("there is no endpoint", words[0]);
+  }
+  LoseEndpoint(machine, words[0]);
 }
 
 struct ChangeKind {
-  std::string_view name;
+  ChangeName name;
   std::size_t words;
   void (*make)(Machine& machine, const ChangeWords& words);
 };
 
 constexpr ChangeKind kKinds[] = {
-    {"delete", 1, [](Machine& m, const ChangeWords& w) { RemovePath(m.files, w[0]); }},
-    {"write", 2, WriteText},
-    {"copy", 2, CopyFile},
-    {"move", 2, [](Machine& m, const ChangeWords& w) { MovePath(m.files, w[0], w[1]); }},
-    {"grow", 2, GrowFile},
-    {"folder", 1, [](Machine& m, const ChangeWords& w) { MakeFolder(m.files, w[0]); }},
-    {"hardlink", 2, [](Machine& m, const ChangeWords& w) { AddHardLink(m.files, w[0], w[1]); }},
-    {"junction", 2,
+    {{"delete", "PATH", "removes a file or a tree"}, 1, DeletePath},
+    {{"folder", "PATH", "makes a folder"},
+     1,
+     [](Machine& m, const ChangeWords& w) { MakeFolder(m.files, w[0]); }},
+    {{"write", "PATH|TEXT", "writes a file"}, 2, WriteText},
+    {{"grow", "PATH|BYTES", "appends zeros"}, 2, GrowFile},
+    {{"copy", "FROM|TO", "copies a file"}, 2, CopyFile},
+    {{"move", "FROM|TO", "moves a name"},
+     2,
+     [](Machine& m, const ChangeWords& w) { MovePath(m.files, w[0], w[1]); }},
+    {{"hardlink", "EXISTING|NAME", "gives a file a second name"},
+     2,
+     [](Machine& m, const ChangeWords& w) { AddHardLink(m.files, w[0], w[1]); }},
+    {{"junction", "PATH|TARGET", "replaces what is there with a junction"},
+     2,
      [](Machine& m, const ChangeWords& w) {
        PutLink(m.files, w[0], ReparseKind::Junction, w[1], /*directory=*/true);
      }},
-    {"symlink", 2,
+    {{"symlink", "PATH|TARGET", "replaces what is there with a symbolic link"},
+     2,
      [](Machine& m, const ChangeWords& w) {
        PutLink(m.files, w[0], ReparseKind::SymbolicLink, w[1], /*directory=*/false);
      }},
-    {"hold", 1, HoldForWriting},
-    {"readonly", 1,
-     [](Machine& m, const ChangeWords& w) {
-       NodeAt(m.files, w[0]).attributes |= FILE_ATTRIBUTE_READONLY;
-     }},
-    {"security", 2, Secure},
-    {"fill", 1, FillVolume},
-    {"remap", 2,
-     [](Machine& m, const ChangeWords& w) { m.files.dosDevices[ToUpperAscii(w[0])] = w[1]; }},
-    {"vanish", 1, [](Machine& m, const ChangeWords& w) { RemoveDeviceNode(m, w[0]); }},
-    {"disable", 1, [](Machine& m, const ChangeWords& w) { DisableDevice(m, w[0]); }},
-    {"enable", 1, [](Machine& m, const ChangeWords& w) { EnableDevice(m, w[0]); }},
-    {"stop-service", 1, [](Machine& m, const ChangeWords& w) { StopService(m, w[0]); }},
-    {"lose-endpoint", 1, [](Machine& m, const ChangeWords& w) { LoseEndpoint(m, w[0]); }},
+    {{"hold", "PATH", "opens the file for writing and keeps it open"}, 1, HoldForWriting},
+    {{"readonly", "PATH", "sets the attribute"}, 1, MakeReadOnly},
+    {{"security", "PATH|SDDL", "changes owner and access list"}, 2, Secure},
+    {{"fill", "LETTER", "leaves no free byte on the volume"}, 1, FillVolume},
+    {{"remap", "LETTER|TARGET", "makes the drive letter lead elsewhere"}, 2, Remap},
+    {{"vanish", "DEVICE", "removes a device, by its instance id"},
+     1,
+     ChangeDevice<RemoveDeviceNode>},
+    {{"disable", "DEVICE", "disables it"}, 1, ChangeDevice<DisableDevice>},
+    {{"enable", "DEVICE", "enables it"}, 1, ChangeDevice<EnableDevice>},
+    {{"stop-service", "NAME", "a service stops"}, 1, StopNamedService},
+    {{"lose-endpoint", "ID", "an endpoint leaves the catalog"}, 1, LoseNamedEndpoint},
 };
 
 ChangeWords SplitWords(const std::string& text) {
@@ -108,17 +172,19 @@ ChangeWords SplitWords(const std::string& text) {
 
 /// What can be checked before the machine is known.
 void Check(const ChangeKind& kind, const ChangeWords& words) {
-  const std::string name(kind.name);
+  const std::string name(kind.name.name);
   const bool complete =
       words.size() == kind.words && std::none_of(words.begin(), words.end() - (name == "write"),
                                                  [](const auto& word) { return word.empty(); });
   if (!complete) {
-    throw BadInput(name + " needs " + std::to_string(kind.words) + " value(s), separated by |");
+    throw BadInput("must be " + name + "=" + std::string(kind.name.arguments));
   }
   std::uint64_t number = 0;
   if (name == "grow" && !ParseNumber(ToUtf8(words[1]), number)) {
     throw BadInput("grow needs a path and a number of bytes");
   }
+  const bool hasLetter = name == "fill" || name == "remap";
+  if (hasLetter && DriveLetter(words[0]) == 0) throw BadInput(name + " needs a drive letter");
   if (name == "security" && !ParseSddl(words[1])) {
     throw BadInput("security needs a path and a descriptor in SDDL");
   }
@@ -126,18 +192,30 @@ void Check(const ChangeKind& kind, const ChangeWords& words) {
 
 }  // namespace
 
+std::span<const ChangeName> ChangeNames() {
+  static const std::vector<ChangeName> names = [] {
+    std::vector<ChangeName> list;
+    for (const ChangeKind& kind : kKinds)
+      list.push_back(kind.name);
+    return list;
+  }();
+  return names;
+}
+
 std::optional<WorldChange> ParseWorldChange(std::string_view name, const std::string& arguments) {
-  const auto kind = std::find_if(std::begin(kKinds), std::end(kKinds),
-                                 [name](const ChangeKind& known) { return known.name == name; });
+  const auto kind =
+      std::find_if(std::begin(kKinds), std::end(kKinds),
+                   [name](const ChangeKind& known) { return known.name.name == name; });
   if (kind == std::end(kKinds)) return std::nullopt;
   ChangeWords words = SplitWords(arguments);
   Check(*kind, words);
-  return [make = kind->make, words = std::move(words)](Machine& machine) {
+  return [make = kind->make, words = std::move(words)](Machine& machine) -> std::string {
     try {
       make(machine, words);
-    } catch (const std::invalid_argument&) {
-      // The object to change no longer exists: the other process fails, not this one.
+    } catch (const std::invalid_argument& failed) {
+      return failed.what();
     }
+    return {};
   };
 }
 

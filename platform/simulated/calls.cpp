@@ -140,9 +140,11 @@ Verdict EnterCall(std::string_view name) {
   }
   const std::uint32_t nthOfName = ++count->second;
   Verdict verdict;
-  for (const Fault& fault : process.faults) {
+  for (Fault& fault : process.faults) {
     if (process.killed) break;
-    if (Hits(fault, name, nthOfName, nth)) Apply(fault, process, verdict);
+    if (!Hits(fault, name, nthOfName, nth)) continue;
+    ++fault.hits;
+    Apply(fault, process, verdict);
   }
   if (process.killed) return verdict;
   RunDueEvents(process.TheMachine());

@@ -63,6 +63,7 @@ struct Fault {
   std::function<void(Machine&)> change = {};
   std::string changeName = {};               // for whoever judges the run
   std::shared_ptr<const Machine> past = {};  // whatever the call does to it is lost
+  std::uint32_t hits = 0;                    // the calls that it has hit
 };
 
 inline constexpr std::uint32_t kEveryLaterCall = std::numeric_limits<std::uint32_t>::max();

@@ -3,12 +3,14 @@
 #include "base/text.h"
 #include "lab/call_names.h"
 #include "lab/json_text.h"
+#include "lab/presets.h"
 #include "tests/lab/lab_process.h"
 #include "tests/lab/temporary_folder.h"
 #include "tests/support/sample.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>
+#include <regex>
 #include <set>
 
 namespace vorn::lab {
@@ -50,6 +52,18 @@ class Lab : public testing::Test {
     EXPECT_EQ(result.Output(), "");
     EXPECT_EQ(result.ErrorOutput(), "vorn_lab: " + line + "\n");
     EXPECT_EQ(ContentOf(temporary_ / ""), before);
+  }
+
+  /// The first line of what refuses a fault; the lines below it list what there is.
+  std::string RefusalOf(const std::string& fault, std::string* list) {
+    const auto before = ContentOf(temporary_ / "");
+    const LabResult result = RunLab({"run", temporary_.Name("m"), "--fault", fault, "verify"});
+    EXPECT_EQ(result.status, kExitBadInput);
+    EXPECT_EQ(ContentOf(temporary_ / ""), before);
+    const std::string text = result.ErrorOutput();
+    const std::size_t end = text.find('\n');
+    *list = text.substr(end + 1);
+    return text.substr(0, end);
   }
 
   static Json Shown(const std::string& folder) {
@@ -241,6 +255,10 @@ TEST_F(Lab, LetsAnotherProcessChangeTheMachine) {
   static const auto has = [](const std::string& machine, const char* path) {
     return fs::exists(fs::path(machine) / path);
   };
+  static const auto isFull = [](const std::string& machine) {
+    return ParseJson(ReadHostFile(fs::path(machine) / "machine.json"))["volumes"][0]["freeBytes"] ==
+           0;
+  };
   const Case cases[] = {
       {"delete=C:\\pkg\\driver\\vorn_audio.cat",
        [](const std::string& m) { return !has(m, "C/pkg/driver/vorn_audio.cat"); }},
@@ -282,11 +300,8 @@ TEST_F(Lab, LetsAnotherProcessChangeTheMachine) {
          return ReadHostFile(fs::path(m) / "machine.json").find("O:SYD:P(A;;FA;;;SY)") !=
                 std::string::npos;
        }},
-      {"fill=C:",
-       [](const std::string& m) {
-         return ParseJson(ReadHostFile(fs::path(m) / "machine.json"))["volumes"][0]["freeBytes"] ==
-                0;
-       }},
+      {"fill=C:", isFull},
+      {"fill=c", isFull},
       {"remap=C:|\\Device\\Mup\\server",
        [](const std::string& m) {
          return ReadHostFile(fs::path(m) / "machine.json").find("\\\\Device\\\\Mup\\\\server") !=
@@ -300,10 +315,8 @@ TEST_F(Lab, LetsAnotherProcessChangeTheMachine) {
        [](const std::string& m) { return Shown(m)["devices"][0]["state"] == "disabled"; }},
       {"enable=ROOT\\MEDIA\\0000",
        [](const std::string& m) { return Shown(m)["devices"][0]["state"] == "started"; }},
-      {"stop-service=Audiosrv",
+      {"stop-service=audiosrv",
        [](const std::string& m) { return Shown(m)["services"]["Audiosrv"] == "stopped"; }},
-      {"delete=X:\\no such volume", [](const std::string&) { return true; }},
-      {"grow=C:\\missing|1", [](const std::string& m) { return !has(m, "C/missing"); }},
   };
   for (const Case& row : cases) {
     SCOPED_TRACE(row.change);
@@ -321,10 +334,6 @@ TEST_F(Lab, RefusesMalformedFaults) {
       {"", "must be a call, a colon and a fault"},
       {"WriteFile", "must be a call, a colon and a fault"},
       {"IMMDevice::GetId", "must be a call, a colon and a fault"},
-      {"WritFile:fail", "\"WritFile\" is not a platform call of the program"},
-      {":fail", "\"\" is not a platform call of the program"},
-      {"WriteFile:", "\"\" is not a known fault"},
-      {"WriteFile:explode", "\"explode\" is not a known fault"},
       {"WriteFile:fail=x", "fail needs a number from 0 to 4294967295"},
       {"WriteFile:fail=", "fail needs a number from 0 to 4294967295"},
       {"WriteFile:fail=0x100000000", "fail needs a number from 0 to 4294967295"},
@@ -338,11 +347,13 @@ TEST_F(Lab, RefusesMalformedFaults) {
       {"WriteFile#x:fail", "\"x\" must be a number from 1 to 4294967295"},
       {"WriteFile#3-2:fail", "\"3-2\" ends before it begins"},
       {"WriteFile#1-x:fail", "\"x\" must be a number from 1 to 4294967295"},
-      {"WriteFile:delete", "delete needs 1 value(s), separated by |"},
-      {"WriteFile:delete=", "delete needs 1 value(s), separated by |"},
-      {"WriteFile:move=C:\\a", "move needs 2 value(s), separated by |"},
-      {"WriteFile:move=C:\\a|", "move needs 2 value(s), separated by |"},
-      {"WriteFile:move=C:\\a|C:\\b|C:\\c", "move needs 2 value(s), separated by |"},
+      {"WriteFile:delete", "must be delete=PATH"},
+      {"WriteFile:delete=", "must be delete=PATH"},
+      {"WriteFile:move=C:\\a", "must be move=FROM|TO"},
+      {"WriteFile:move=C:\\a|", "must be move=FROM|TO"},
+      {"WriteFile:move=C:\\a|C:\\b|C:\\c", "must be move=FROM|TO"},
+      {"WriteFile:fill=Disk", "fill needs a drive letter"},
+      {"WriteFile:remap=7:|C:", "remap needs a drive letter"},
       {"WriteFile:grow=C:\\a|many", "grow needs a path and a number of bytes"},
       {"WriteFile:security=C:\\a|nonsense", "security needs a path and a descriptor in SDDL"},
   };
@@ -350,6 +361,91 @@ TEST_F(Lab, RefusesMalformedFaults) {
     SCOPED_TRACE(fault);
     ExpectRefused({"run", machine, "--fault", fault, "audit-catalog"},
                   std::string("--fault ") + fault + ": " + why);
+  }
+}
+
+TEST_F(Lab, ListsWhatThereIsForAnUnknownFault) {
+  Machine();
+  std::string list;
+  const std::string noCall = " is not a platform call of the program";
+  EXPECT_EQ(RefusalOf("WritFile:fail", &list),
+            "vorn_lab: --fault WritFile:fail: \"WritFile\"" + noCall + "; did you mean WriteFile?");
+  for (const std::string_view name : CallNames())
+    EXPECT_NE(list.find(name), std::string::npos) << name;
+  EXPECT_EQ(RefusalOf("Nothing:fail", &list),
+            "vorn_lab: --fault Nothing:fail: \"Nothing\"" + noCall);
+  EXPECT_EQ(RefusalOf(":fail", &list), "vorn_lab: --fault :fail: \"\"" + noCall);
+
+  EXPECT_EQ(RefusalOf("WriteFile:", &list),
+            "vorn_lab: --fault WriteFile:: \"\" is not a known fault");
+  EXPECT_EQ(RefusalOf("WriteFile:explode", &list),
+            "vorn_lab: --fault WriteFile:explode: \"explode\" is not a known fault");
+  EXPECT_EQ(RefusalOf("WriteFile:vanich=x", &list),
+            "vorn_lab: --fault WriteFile:vanich=x: \"vanich\" is not a known fault; did you mean "
+            "vanish?");
+  for (const char* const action : {"  kill-after ", "  short=BYTES ", "  hardlink=EXISTING|NAME "})
+    EXPECT_NE(list.find(action), std::string::npos) << action;
+}
+
+TEST_F(Lab, SaysThatAFaultWasNeverReached) {
+  const std::string machine = Machine("installed");
+  const std::string remark =
+      "vorn_lab: --fault NtCreateFile#2:fail: was never reached: the run made 0 such call(s)\n";
+  const Words audit = {"--fault", "NtCreateFile#2:fail", "audit-catalog"};
+  Words words = {"run", machine};
+  words.insert(words.end(), audit.begin(), audit.end());
+  const LabResult result = RunLab(words);
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.ErrorOutput(), remark);
+
+  words.insert(words.begin() + 2, "--strict");
+  const LabResult strict = RunLab(words);
+  EXPECT_EQ(strict.status, kExitFaultInVain);
+  EXPECT_EQ(strict.ErrorOutput(), remark);
+
+  EXPECT_EQ(RunLab({"run", machine, "--fault", "*#5000:fail", "audit-catalog"})
+                .ErrorOutput()
+                .find("vorn_lab: --fault *#5000:fail: was never reached: the run made "),
+            0U);
+}
+
+TEST_F(Lab, AFaultThatWasReachedNeedsNoRemark) {
+  const std::string machine = Machine();
+  const LabResult result =
+      RunLab({"run", machine, "--strict", "--fault", "GetTempPathW:time=1", "--fault",
+              "SetupDiCreateDeviceInfoList:fail=5", "install", kInf});
+  EXPECT_EQ(result.status, 3);
+  EXPECT_EQ(result.ErrorOutput(),
+            "vorn_devnode: SetupDiCreateDeviceInfoList failed (error 0x00000005)\n");
+}
+
+TEST_F(Lab, SaysThatAChangeFoundNothing) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"delete=C:\\none", "there is no file or folder C:\\none"},
+      {"delete=X:\\none", "there is no file or folder X:\\none"},
+      {"write=X:\\none|text", "no such volume: X:\\"},
+      {"grow=C:\\none|1", "there is no file or folder C:\\none"},
+      {"copy=C:\\none|C:\\new", "there is no file C:\\none"},
+      {"move=C:\\none|C:\\new", "no such name: C:\\none"},
+      {"hardlink=C:\\none|C:\\new", "no such file: C:\\none"},
+      {"hold=C:\\none", "there is no file or folder C:\\none"},
+      {"readonly=C:\\none", "there is no file or folder C:\\none"},
+      {"security=C:\\none|O:SY", "there is no file or folder C:\\none"},
+      {"fill=X", "there is no volume X"},
+      {"vanish=ROOT\\NONE", "there is no device ROOT\\NONE"},
+      {"disable=ROOT\\NONE", "there is no device ROOT\\NONE"},
+      {"enable=ROOT\\NONE", "there is no device ROOT\\NONE"},
+      {"stop-service=Nobody", "there is no service Nobody"},
+      {"lose-endpoint={none}", "there is no endpoint {none}"},
+  };
+  const std::string machine = Machine();
+  for (const auto& [change, why] : cases) {
+    SCOPED_TRACE(change);
+    const std::string fault = "fputws#1-2:" + std::string(change);
+    const LabResult result = RunLab({"run", machine, "--strict", "--fault", fault});
+    EXPECT_EQ(result.status, kExitFaultInVain);
+    EXPECT_EQ(result.ErrorOutput(),
+              "vorn_lab: --fault " + fault + ": changed nothing: " + why + "\n");
   }
 }
 
@@ -367,9 +463,9 @@ TEST_F(Lab, CountsMethodCallsByTheirFullName) {
 // The other commands.
 
 TEST_F(Lab, MakesEveryPreset) {
-  for (const char* const preset : {"clean", "installed", "outdated", "duplicates", "disabled"}) {
-    SCOPED_TRACE(preset);
-    const std::string machine = Machine(preset);
+  for (const Preset& preset : Presets()) {
+    SCOPED_TRACE(preset.name);
+    const std::string machine = Machine(std::string(preset.name));
     EXPECT_TRUE(fs::exists(fs::path(machine) / "C/pkg/driver/vorn_audio.inf"));
     fs::remove_all(machine);
   }
@@ -492,8 +588,12 @@ TEST_F(Lab, RefusesMalformedPackageOptions) {
   ExpectRefused({"package", machine, "pkg\\driver"},
                 "pkg\\driver: must be a folder of the machine, like C:\\pkg\\driver");
   ExpectRefused({"package", machine, "C:\\x", "--colour", "red"},
-                "--colour: is not an option of package");
-  ExpectRefused({"package", machine, "C:\\x", "--version"}, "--version: needs a value");
+                "--colour: is not an option of package; its options are: --version, --date, "
+                "--utf16, --broken-catalog, --no-catalog, --image, --extra, --inf-name, "
+                "--catalog-name, --provider, --provider-name, --class, --class-guid, "
+                "--hardware-id, --service, --help");
+  ExpectRefused({"package", machine, "C:\\x", "--version"},
+                "--version: needs a value: --version V");
   ExpectRefused({"package", machine, "C:\\x", "--image", "{"},
                 "--image: invalid JSON at line 1, column 2");
   ExpectRefused({"package", machine, "C:\\x", "--image", R"({"colour": 1})"},
@@ -509,31 +609,99 @@ TEST_F(Lab, RefusesMalformedCommandLines) {
   const std::string missing = temporary_.Name("missing");
   ExpectRefused({"new"}, "new: needs the folder of a machine");
   ExpectRefused({"new", machine}, machine + ": already exists");
-  ExpectRefused({"new", missing, "--preset"}, "--preset: needs a name");
+  ExpectRefused({"new", missing, "--preset"}, "--preset: needs a value: --preset NAME");
   ExpectRefused({"new", missing, "--preset", "shiny"},
-                "--preset: must be clean, installed, outdated, duplicates or disabled");
-  ExpectRefused({"new", missing, "--other"}, "--other: is not an option of new");
-  ExpectRefused({"new", missing, "--preset", "clean", "more"}, "more: is not an option of new");
+                "--preset shiny: is not a preset; the presets are: clean, installed, outdated, "
+                "duplicates, disabled");
+  ExpectRefused({"new", missing, "--other"},
+                "--other: is not an option of new; its options are: --preset, --list, --help");
+  ExpectRefused({"new", "-folder"},
+                "-folder: is not an option of new; its options are: --preset, --list, --help");
+  ExpectRefused({"new", missing, "--preset", "clean", "more"},
+                "more: is one word too many for new");
   ExpectRefused({"run", missing, "audit-catalog"},
                 missing + ": is not a machine: it has no machine.json");
-  ExpectRefused({"run", machine, "--trace"}, "--trace: needs a value");
+  ExpectRefused({"run", machine, "--trace"}, "--trace: needs a value: --trace FILE");
   ExpectRefused({"run", machine, "--verbose", "audit-catalog"},
-                "--verbose: is not an option of run");
+                "--verbose: is not an option of run; its options are: --fault, --strict, --trace, "
+                "--help");
   ExpectRefused({"run", machine, "--trace", "/no/such/folder/trace", "audit-catalog"},
                 "--trace /no/such/folder/trace: cannot be written");
-  ExpectRefused({"show", machine, "--yaml"}, "--yaml: is not an option of show");
-  ExpectRefused({"show", machine, "--json", "x"}, "x: is not an option of show");
-  ExpectRefused({"reboot", machine, "now"}, "now: is not an option of reboot");
+  ExpectRefused({"show", machine, "--yaml"},
+                "--yaml: is not an option of show; its options are: --json, --help");
+  ExpectRefused({"show", machine, "--json", "x"}, "x: is one word too many for show");
+  ExpectRefused({"reboot", machine, "now"}, "now: is one word too many for reboot");
+  ExpectRefused({"help", "new", "x"}, "x: is one word too many for help");
+}
+
+TEST_F(Lab, SuggestsTheNearWord) {
+  const std::string machine = Machine();
+  ExpectRefused({"shwo", machine}, "shwo: is not a command of vorn_lab; did you mean show?");
+  ExpectRefused({"Run", machine}, "Run: is not a command of vorn_lab; did you mean run?");
+  ExpectRefused({"help", "pakage"}, "pakage: is not a command of vorn_lab; did you mean package?");
+  ExpectRefused({"new", temporary_.Name("x"), "--preset", "instaled"},
+                "--preset instaled: is not a preset; did you mean installed?");
+  ExpectRefused({"new", temporary_.Name("x"), "--prest=clean"},
+                "--prest=clean: is not an option of new; its options are: --preset, --list, "
+                "--help");
+  ExpectRefused({"run", machine, "--falt", "WriteFile:fail"},
+                "--falt: is not an option of run; did you mean --fault?");
 }
 
 TEST_F(Lab, ExplainsItself) {
   const LabResult help = RunLab({"--help"});
   EXPECT_EQ(help.status, 0);
   EXPECT_TRUE(help.Output().starts_with("Usage:\n  vorn_lab new DIR "));
-  for (const Words& words : {Words{}, Words{"dance"}}) {
-    const LabResult usage = RunLab(words);
-    EXPECT_EQ(usage.status, kExitBadInput);
-    EXPECT_EQ(usage.ErrorOutput(), help.Output());
+  EXPECT_EQ(RunLab({"-h"}).Output(), help.Output());
+  EXPECT_EQ(RunLab({"help"}).Output(), help.Output());
+  const LabResult usage = RunLab({});
+  EXPECT_EQ(usage.status, kExitBadInput);
+  EXPECT_EQ(usage.ErrorOutput(), help.Output());
+}
+
+TEST_F(Lab, ExplainsEachCommand) {
+  const auto before = ContentOf(temporary_ / "");
+  for (const char* const command : {"new", "run", "show", "package", "reboot"}) {
+    SCOPED_TRACE(command);
+    const LabResult help = RunLab({"help", command});
+    EXPECT_EQ(help.status, 0);
+    EXPECT_TRUE(help.Output().starts_with("Usage:\n  vorn_lab " + std::string(command) + " DIR"));
+    const Words ways[] = {{"--help"}, {"-h"}, {"help"}, {"DIR", "--help"}, {"DIR", "-h"}};
+    for (const Words& way : ways) {
+      Words words = {command};
+      words.insert(words.end(), way.begin(), way.end());
+      const LabResult same = RunLab(words);
+      EXPECT_EQ(same.status, 0);
+      EXPECT_EQ(same.Output(), help.Output()) << way.back();
+    }
+    EXPECT_EQ(RunLab({command, "--version"}).Output(), RunLab({"--version"}).Output());
+  }
+  EXPECT_EQ(ContentOf(temporary_ / ""), before);
+}
+
+TEST_F(Lab, KnowsItsVersion) {
+  const LabResult version = RunLab({"--version"});
+  EXPECT_EQ(version.status, 0);
+  EXPECT_TRUE(std::regex_match(version.Output(), std::regex("vorn_lab \\d+\\.\\d+\\.\\d+\n")));
+  EXPECT_EQ(RunLab({"version"}).Output(), version.Output());
+}
+
+TEST_F(Lab, HelpOfTheProgramsOwnIsLeftToIt) {
+  const std::string machine = Machine();
+  for (const Words& words : {Words{"run", machine, "--", "--help"}, Words{"run", machine, "help"},
+                             Words{"run", machine, "verify", "--help"}}) {
+    const LabResult result = RunLab(words);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_TRUE(result.Output().starts_with("Usage:\n  vorn_devnode.exe ")) << words.back();
+  }
+}
+
+TEST_F(Lab, ListsThePresets) {
+  const std::string list = RunLab({"new", "--list"}).Output();
+  EXPECT_EQ(RunLab({"help", "new"}).Output().find(list) == std::string::npos, false);
+  for (const Preset& preset : Presets()) {
+    EXPECT_NE(list.find("  " + std::string(preset.name) + "  "), std::string::npos) << preset.name;
+    EXPECT_NE(list.find(preset.about), std::string::npos) << preset.name;
   }
 }
 
