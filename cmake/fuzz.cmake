@@ -12,6 +12,7 @@ add_executable(vorn_fuzz
                lab/machine_document.cpp lab/json.cpp lab/json_text.cpp lab/facts.cpp
                lab/fact_values.cpp lab/audio_facts.cpp lab/device_facts.cpp lab/driver_facts.cpp
                lab/file_facts.cpp lab/registry_facts.cpp lab/typed_data.cpp lab/stored_name.cpp
+               rehearsal/recording.cpp rehearsal/escaped_text.cpp
                tests/support/machine_view.cpp ${VORN_FUZZ_SOURCES})
 target_link_libraries(vorn_fuzz PRIVATE vorn_logic vorn_simulated nlohmann_json::nlohmann_json)
 target_link_options(vorn_fuzz PRIVATE -fsanitize=fuzzer)

@@ -72,7 +72,7 @@ function(vorn_test_folder name)
   endforeach()
 endfunction()
 
-foreach(folder IN LISTS VORN_FOLDERS ITEMS simulated scenarios lab)
+foreach(folder IN LISTS VORN_FOLDERS ITEMS simulated scenarios lab rehearsal)
   vorn_test_folder(${folder})
 endforeach()
 
@@ -131,7 +131,7 @@ add_custom_target(vorn_plain_tests
 add_custom_target(vorn_all_sanitized)
 foreach(kind IN LISTS VORN_KINDS)
   add_dependencies(vorn_all_sanitized contract${kind}_tests vorn_inf_dump${kind})
-  foreach(folder IN LISTS VORN_FOLDERS ITEMS simulated scenarios lab faults adversaries)
+  foreach(folder IN LISTS VORN_FOLDERS ITEMS simulated scenarios lab rehearsal faults adversaries)
     if(TARGET ${folder}${kind}_tests)
       add_dependencies(vorn_all_sanitized ${folder}${kind}_tests)
     endif()

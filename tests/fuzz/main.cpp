@@ -26,6 +26,7 @@ constexpr NamedTarget kTargets[] = {
     {"journal", vorn::tests::FuzzJournal},
     {"machine_document", vorn::tests::FuzzMachineDocument},
     {"paths", vorn::tests::FuzzPaths},
+    {"recording", vorn::tests::FuzzRecording},
 };
 
 Target chosen = nullptr;

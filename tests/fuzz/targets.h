@@ -16,5 +16,6 @@ void FuzzInfText(std::span<const std::uint8_t> input);
 void FuzzJournal(std::span<const std::uint8_t> input);
 void FuzzMachineDocument(std::span<const std::uint8_t> input);
 void FuzzPaths(std::span<const std::uint8_t> input);
+void FuzzRecording(std::span<const std::uint8_t> input);
 
 }  // namespace vorn::tests
