@@ -10,6 +10,7 @@
 #include "lab/near_word.h"
 #include "lab/package_command.h"
 #include "lab/presets.h"
+#include "lab/record_command.h"
 #include "lab/run_program.h"
 
 #include <fstream>
@@ -60,8 +61,9 @@ std::vector<StagedFault> FaultsOf(const CommandWords& words) {
   return faults;
 }
 
-LabResult Run(const CommandWords& words) {
-  const MachineFolder folder(words.OperandAt(0));
+/// Runs the program, and writes the run to `recording` if there is one.
+LabResult RunAndSave(const CommandWords& words, const MachineFolder& folder,
+                     RecordingFile* recording) {
   const std::vector<StagedFault> faults = FaultsOf(words);
   LabMachine lab = folder.Load();
   std::ofstream trace;
@@ -72,6 +74,7 @@ LabResult Run(const CommandWords& words) {
   }
   ProgramRun run = RunProgram(lab, words.Tail(), faults, traceFile != nullptr);
   trace << run.trace;
+  if (recording != nullptr) recording->Write(words.Tail(), run);
   for (const std::string& remark : run.remarks)
     run.result.console.push_back({true, "vorn_lab: " + remark + "\n"});
   if (words.Has("--strict") && !run.remarks.empty()) run.result.status = kExitFaultInVain;
@@ -83,6 +86,18 @@ LabResult Run(const CommandWords& words) {
         {true, "vorn_lab: not saved: " + std::string(failed.what()) + "\n"});
   }
   return run.result;
+}
+
+LabResult Run(const CommandWords& words) {
+  return RunAndSave(words, MachineFolder(words.OperandAt(0)), nullptr);
+}
+
+constexpr Operand kRecordOperands[] = {kMachine[0], {"OUT", "a file to write to"}};
+
+LabResult Record(const CommandWords& words) {
+  const MachineFolder folder(words.OperandAt(0));
+  RecordingFile recording(words.OperandAt(1));
+  return RunAndSave(words, folder, &recording);
 }
 
 constexpr Option kShowOptions[] = {{"--json", "", "prints the same facts as JSON"}};
@@ -128,6 +143,10 @@ const std::vector<Command>& Commands() {
         "Runs one vorn_devnode command as one process on the machine. Words after -- are never "
         "options of the lab."},
        Run},
+      {{"record", kRecordOperands, kRunOptions, "[COMMAND ARGUMENTS...]",
+        "Runs one command as run does, and writes what it printed, when, and its status to the "
+        "file OUT, for vorn_rehearsal to play."},
+       Record},
       {{"show", kMachine, kShowOptions, {}, "Prints the state of the machine."}, Show},
       {{"package",
         kPackageOperands,

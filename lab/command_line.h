@@ -2,6 +2,7 @@
 
 // vorn_lab's command line: makes machines, runs the program on them, and shows them.
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -22,8 +23,9 @@ inline constexpr int kExitKilled = 137;
 
 /// A piece of output, in the order written.
 struct ConsolePiece {
-  bool error = false;  // to standard error instead of standard output
-  std::string text;    // UTF-8
+  bool error = false;              // to standard error instead of standard output
+  std::string text;                // UTF-8
+  std::uint64_t milliseconds = 0;  // machine time since the run began, of the program's own pieces
 };
 
 /// What a command of the lab wrote, and its exit status.

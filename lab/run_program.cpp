@@ -59,11 +59,14 @@ ProgramRun RunProgram(LabMachine& lab, const std::vector<std::string>& arguments
   process.logCalls = trace;
 
   ProgramRun run;
+  const std::uint64_t began = lab.machine.clock.tick;
   const ExitStatus status = cli::Run(CommandLine(arguments));
   process.Return();
+  run.killed = process.killed;
+  run.milliseconds = lab.machine.clock.tick - began;
   run.result.status = process.killed ? kExitKilled : status;
   for (const ConsoleWrite& write : process.console)
-    run.result.console.push_back({write.error, ToUtf8(write.text)});
+    run.result.console.push_back({write.error, ToUtf8(write.text), write.tick - began});
   run.trace = TraceText(process.calls);
   run.remarks = RemarksOn(faults, process);
   return run;

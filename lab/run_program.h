@@ -12,8 +12,10 @@
 namespace vorn::lab {
 
 struct ProgramRun {
-  LabResult result;   // the program's own bytes and status
-  std::string trace;  // one line for each call, when requested
+  LabResult result;  // the program's own bytes and status
+  bool killed = false;
+  std::uint64_t milliseconds = 0;  // machine time that the run took
+  std::string trace;               // one line for each call, when requested
 
   // Why faults had no effect: one was never reached, a change found nothing to change.
   std::vector<std::string> remarks;

@@ -22,10 +22,11 @@ std::u16string Joined(const std::vector<ConsoleWrite>& console, bool error) {
 }
 
 /// Adds to the line that the stream has begun, or begins one.
-void AddToLine(std::vector<ConsoleWrite>& console, bool error, std::u16string_view text) {
+void AddToLine(std::vector<ConsoleWrite>& console, bool error, std::u16string_view text,
+               std::uint64_t tick) {
   const bool begun =
       !console.empty() && console.back().error == error && !console.back().text.ends_with(u'\n');
-  if (!begun) console.push_back({error, {}});
+  if (!begun) console.push_back({error, {}, tick});
   console.back().text += text;
 }
 
@@ -91,7 +92,8 @@ void Process::PutOut(bool error, std::u16string_view text) {
   const std::u16string written = redirected ? ToUtf16(ToUtf8(text)) : std::u16string(text);
   for (std::size_t start = 0; start < written.size();) {
     const std::size_t end = std::min(written.find(u'\n', start), written.size() - 1) + 1;
-    AddToLine(console, error, std::u16string_view(written).substr(start, end - start));
+    AddToLine(console, error, std::u16string_view(written).substr(start, end - start),
+              machine_.clock.tick);
     start = end;
   }
 }

@@ -28,6 +28,7 @@ class Object {
 struct ConsoleWrite {
   bool error = false;  // to standard error instead of standard output
   std::u16string text;
+  std::uint64_t tick = 0;  // of the simulated clock, when its first character came out
 };
 
 /// Kinds of things that a process may leave open.
