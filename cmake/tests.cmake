@@ -72,9 +72,13 @@ function(vorn_test_folder name)
   endforeach()
 endfunction()
 
-foreach(folder IN LISTS VORN_FOLDERS ITEMS simulated scenarios lab rehearsal)
+foreach(folder IN LISTS VORN_FOLDERS ITEMS simulated scenarios lab rehearsal integration)
   vorn_test_folder(${folder})
 endforeach()
+
+# The table that the documents print and the tests run.
+target_compile_definitions(integration_objects PRIVATE
+  VORN_DECISIONS="${CMAKE_SOURCE_DIR}/tests/integration/decisions.json")
 
 # What is tried at every platform call of every command: thousands of runs, many cores.
 vorn_test_folder(faults SHARDS 8)
@@ -131,7 +135,8 @@ add_custom_target(vorn_plain_tests
 add_custom_target(vorn_all_sanitized)
 foreach(kind IN LISTS VORN_KINDS)
   add_dependencies(vorn_all_sanitized contract${kind}_tests vorn_inf_dump${kind})
-  foreach(folder IN LISTS VORN_FOLDERS ITEMS simulated scenarios lab rehearsal faults adversaries)
+  foreach(folder IN LISTS VORN_FOLDERS ITEMS simulated scenarios lab rehearsal integration faults
+                                        adversaries)
     if(TARGET ${folder}${kind}_tests)
       add_dependencies(vorn_all_sanitized ${folder}${kind}_tests)
     endif()

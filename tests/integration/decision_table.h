@@ -1,0 +1,77 @@
+#pragma once
+
+// The table of decisions: every way in which a command can end that an installer has to tell apart.
+// docs/integration.md and docs/troubleshooting.md print it, the tests of this folder run each row.
+// decisions.json has it in a form for scripts.
+
+#include "lab/json.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace vorn::tests {
+
+/// What an operator finds when everything that a row recommends is done.
+struct GoodEnd {
+  std::string runs;           // version of the image in memory, empty without one
+  std::size_t endpoints = 0;  // that the user sees
+  std::string journal;        // version that the journal names, "none" or "unreadable"
+
+  friend bool operator==(const GoodEnd&, const GoodEnd&) = default;
+  friend std::ostream& operator<<(std::ostream& stream, const GoodEnd& end);
+};
+
+struct Decision {
+  std::string id;
+
+  // How it comes about: commands of the lab.
+  std::string machine;             // the name of a staged machine
+  lab::Json prepare;               // steps from there
+  std::vector<std::string> words;  // of `vorn_lab run`, without the folder
+
+  // What the program and the machine then show.
+  int status = 0;
+  std::string line;      // the deciding line, "*" stands for any text; empty: nothing is printed
+  std::string stream;    // "out", "err", or empty when nothing is printed
+  bool touched = false;  // whether devices, endpoints or packages differ from before
+  std::string journal;   // "none", "unchanged", or "target": it names the INF of this run
+  std::string runs;      // as in GoodEnd
+  std::size_t endpoints = 0;
+  std::uint64_t seconds = 0;  // whole ones of the machine's time
+
+  // What the installer does.
+  lab::Json then;  // steps; a run ends with the status it must have
+  GoodEnd end;
+  bool newEndpoints = false;  // the end has other endpoints than the beginning
+
+  friend std::ostream& operator<<(std::ostream& stream, const Decision& decision) {
+    return stream << decision.id;
+  }
+};
+
+class DecisionTable {
+ public:
+  /// The table in decisions.json. Throws when it is malformed.
+  static const DecisionTable& Get();
+
+  const std::vector<Decision>& Rows() const { return rows_; }
+  const Decision& Row(const std::string& id) const;
+
+  /// The steps that stage a machine. Throws for a name that the table lacks.
+  const lab::Json& StepsOf(const std::string& machine) const;
+
+  /// The text behind a name of the table, such as INF1.
+  std::string Named(const std::string& name) const;
+
+ private:
+  DecisionTable();
+
+  std::vector<Decision> rows_;
+  lab::Json names_;
+  lab::Json machines_;
+};
+
+}  // namespace vorn::tests

@@ -1,0 +1,72 @@
+#include "tests/integration/rehearsal.h"
+
+#include <fnmatch.h>
+#include <gtest/gtest.h>
+#include <map>
+#include <tuple>
+
+namespace vorn::tests {
+
+using lab::LabResult;
+using platform::simulated::Device;
+
+namespace {
+
+void AddLines(const std::string& stream, const std::string& text, std::vector<PrintedLine>& lines) {
+  for (std::size_t from = 0; from < text.size();) {
+    const std::size_t end = text.find('\n', from);
+    lines.push_back({stream, text.substr(from, end - from)});
+    from = end == std::string::npos ? text.size() : end + 1;
+  }
+}
+
+void AddLines(const LabResult& result, std::vector<PrintedLine>& lines) {
+  AddLines("out", result.Output(), lines);
+  AddLines("err", result.ErrorOutput(), lines);
+}
+
+Rehearsal Rehearse(const Decision& decision) {
+  SCOPED_TRACE(decision.id);
+  Rehearsal rehearsal;
+  StagedMachine machine(decision.machine);
+  machine.TakeAll(decision.prepare);
+  rehearsal.before = machine.Look();
+  const LabResult result = machine.Run(decision.words);
+  rehearsal.status = result.status;
+  AddLines(result, rehearsal.lines);
+  rehearsal.after = machine.Look();
+  for (const lab::Json& step : decision.then)
+    AddLines(machine.Take(step), rehearsal.laterLines);
+  rehearsal.end = machine.Look();
+  return rehearsal;
+}
+
+/// What a user can notice of a device.
+auto FactsOf(const Device& device) {
+  return std::tie(device.instanceId, device.present, device.status, device.problem,
+                  device.publishedInf, device.pendingInf, device.generation, device.hidden,
+                  device.removalPending);
+}
+
+}  // namespace
+
+const Rehearsal& RehearsalOf(const Decision& decision) {
+  static std::map<std::string, Rehearsal> rehearsals;
+  const auto known = rehearsals.find(decision.id);
+  if (known != rehearsals.end()) return known->second;
+  return rehearsals[decision.id] = Rehearse(decision);
+}
+
+bool HasForm(const std::string& text, const std::string& pattern) {
+  return fnmatch(pattern.c_str(), text.c_str(), FNM_NOESCAPE) == 0;
+}
+
+bool IsTouched(const MachinePicture& before, const MachinePicture& after) {
+  if (before.packages != after.packages || before.roots.size() != after.roots.size()) return true;
+  for (std::size_t i = 0; i < before.roots.size(); ++i) {
+    if (FactsOf(before.roots[i]) != FactsOf(after.roots[i])) return true;
+  }
+  return false;
+}
+
+}  // namespace vorn::tests
