@@ -187,7 +187,11 @@ std::uint64_t ReadUnsigned(const Json& json, const std::string& path, std::uint6
   const auto* const text = json.As<std::string>();
   const bool understood = number != nullptr || (text != nullptr && ParseNumber(*text, value));
   if (understood && value <= largest) return value;
-  throw BadInput(path, "must be a whole number from 0 to " + std::to_string(largest));
+  // Platform documents write a number whose bits are all set as -1.
+  const bool negative = json.As<std::int64_t>() != nullptr;
+  throw BadInput(path,
+                 "must be a whole number from 0 to " + std::to_string(largest) +
+                     (negative ? "; write a negative one as its bits, like \"0xFFFFFFFF\"" : ""));
 }
 
 std::int64_t ReadSigned(const Json& json, const std::string& path, std::int64_t smallest,

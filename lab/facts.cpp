@@ -1,5 +1,7 @@
 #include "lab/facts.h"
 
+#include "lab/near_word.h"
+
 #include <algorithm>
 
 namespace vorn::lab {
@@ -36,7 +38,12 @@ std::size_t FactReader::ReadChoice(const Json& json, const std::string& path, Ch
 
 void FactReader::Finish() const {
   for (const auto& [key, value] : *json_.As<Json::Object>()) {
-    if (!known_.contains(key)) throw BadInput(PathOf(key), "is not a known key");
+    if (known_.contains(key)) continue;
+    const std::vector<std::string_view> known(known_.begin(), known_.end());
+    const std::string_view near = NearWord(key, known);
+    throw BadInput(
+        PathOf(key),
+        "is not a known key" + (near.empty() ? "" : "; did you mean " + std::string(near) + "?"));
   }
 }
 

@@ -7,11 +7,17 @@
 #include "lab/json_text.h"
 #include "lab/registry_facts.h"
 
+#include <algorithm>
+#include <map>
+
 namespace vorn::lab {
 
 using platform::simulated::Clock;
+using platform::simulated::Device;
+using platform::simulated::DeviceTree;
 using platform::simulated::Event;
 using platform::simulated::Machine;
+using platform::simulated::PublishedPackage;
 using platform::simulated::Service;
 using platform::simulated::Token;
 
@@ -58,6 +64,42 @@ template <class Facts>
 void Describe(Facts& facts, ClassName& name) {
   facts.Required("class", name.key);
   facts.Required("name", name.value);
+}
+
+/// A name must stand for one thing: the platform's calls tell things apart by their names alone.
+template <class T>
+void RefuseTwins(const std::vector<T>& list, std::u16string T::*name, const char* key,
+                 const std::string& path) {
+  std::map<std::u16string, std::size_t> places;
+  for (std::size_t i = 0; i < list.size(); ++i) {
+    const auto [place, isNew] = places.emplace(ToUpperAscii(list[i].*name), i);
+    if (isNew) continue;
+    throw BadInput(PathOfElement(path, i) + "." + key,
+                   "is also the " + std::string(key) + " of " + PathOfElement(path, place->second));
+  }
+}
+
+/// Every device must stand below the top of the tree, or a walk up or down would not end.
+void RefuseCircles(const DeviceTree& tree, const std::string& path) {
+  for (std::size_t i = 0; i < tree.devices.size(); ++i) {
+    const Device* above = &tree.devices[i];
+    for (std::size_t steps = 0; above != nullptr && steps <= tree.devices.size(); ++steps)
+      above = above->parent.empty() ? nullptr : tree.Find(above->parent);
+    if (above == nullptr) continue;
+    throw BadInput(PathOfElement(path, i) + ".parent", "leads in a circle");
+  }
+}
+
+/// Checks what the values of single keys do not show.
+void CheckMachine(Machine& machine, const FactReader& facts) {
+  const std::string devices = facts.PathOf("devices");
+  RefuseTwins(machine.devices.devices, &Device::instanceId, "instanceId", devices);
+  RefuseCircles(machine.devices, devices);
+  RefuseTwins(machine.store.packages, &PublishedPackage::publishedInf, "publishedInf",
+              facts.PathOf("store") + ".packages");
+  auto& events = machine.clock.events;
+  std::stable_sort(events.begin(), events.end(),
+                   [](const Event& left, const Event& right) { return left.due < right.due; });
 }
 
 /// The registry as one value of the document.
@@ -142,6 +184,7 @@ void Describe(FactReader& facts, MachineDocument& document) {
   facts.Required("format", format);
   if (format != kFormat) throw BadInput(facts.PathOf("format"), "must be 1");
   DescribeDocument(facts, document);
+  CheckMachine(document.machine, facts);
   if (facts.Has("dosDevices")) return;
   for (const VolumeFacts& volume : document.volumes) {
     const char16_t letter = ToUpperAscii(volume.volume.letter);

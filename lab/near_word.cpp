@@ -46,7 +46,7 @@ std::string LoweredText(std::string_view text) {
 std::string_view NearWord(std::string_view word, std::span<const std::string_view> known) {
   const std::string given = LoweredText(word);
   std::string_view nearest;
-  std::size_t fewest = word.size() / 3 + 1;  // a third of the letters, but always one
+  std::size_t fewest = word.size() / 4 + 1;  // one letter of four, and one more
   for (const std::string_view candidate : known) {
     const std::size_t letters = Distance(given, LoweredText(candidate));
     if (letters > fewest || letters >= candidate.size()) continue;

@@ -4,6 +4,8 @@
 #include "platform/registry.h"
 #include "platform/simulated/registry_values.h"
 
+#include <algorithm>
+
 namespace vorn::lab {
 
 using platform::simulated::FindChild;
@@ -68,7 +70,13 @@ KeyId ChildOf(Registry& registry, KeyId parent, const std::u16string& name) {
   return id;
 }
 
+/// Documented (registry element size limits): a tree has at most this many levels.
+constexpr std::ptrdiff_t kMostLevels = 512;
+
 KeyId KeyAt(Registry& registry, const std::u16string& keyPath, const std::string& path) {
+  if (std::count(keyPath.begin(), keyPath.end(), u'\\') >= kMostLevels) {
+    throw BadInput(path, "has more than 512 levels");
+  }
   KeyId id = registry.localMachine;
   for (std::size_t from = 0; from < keyPath.size() + 1 && !keyPath.empty();) {
     const std::size_t end = std::min(keyPath.find(u'\\', from), keyPath.size());

@@ -41,6 +41,7 @@ const std::u16string& DemandFile(const Machine& machine, const std::u16string& p
 
 void DeletePath(Machine& machine, const ChangeWords& words) {
   RemovePath(machine.files, DemandFile(machine, words[0]));
+  if (FindNode(machine.files, words[0])) throw NothingToChange("nobody can delete", words[0]);
 }
 
 void WriteText(Machine& machine, const ChangeWords& words) {
@@ -56,7 +57,9 @@ void CopyFile(Machine& machine, const ChangeWords& words) {
 void GrowFile(Machine& machine, const ChangeWords& words) {
   std::uint64_t count = 0;
   ParseNumber(ToUtf8(words[1]), count);
-  NodeAt(machine.files, DemandFile(machine, words[0])).zeroTail += count;
+  Node& file = NodeAt(machine.files, DemandFile(machine, words[0]));
+  if (file.directory) throw NothingToChange("there is no file", words[0]);
+  file.zeroTail += count;
 }
 
 void HoldForWriting(Machine& machine, const ChangeWords& words) {

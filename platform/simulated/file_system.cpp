@@ -148,6 +148,26 @@ NodeId PutContent(FileSystem& files, std::u16string_view path, Bytes content,
   return file;
 }
 
+bool IsRoot(const FileSystem& files, NodeId node) {
+  return VolumeOf(files, files.nodes.Get(node)).root == node;
+}
+
+/// Whether a folder is `above`, or is below it.
+bool IsWithin(const FileSystem& files, NodeId folder, NodeId above) {
+  for (NodeId at = folder; at != 0; at = files.nodes.Get(at).place.folder) {
+    if (at == above) return true;
+  }
+  return false;
+}
+
+/// A name and its file are on one volume.
+void DemandSameVolume(const FileSystem& files, NodeId node, NodeId folder,
+                      std::u16string_view name) {
+  if (files.nodes.Get(node).volume != files.nodes.Get(folder).volume) {
+    Refuse("is on another volume", name);
+  }
+}
+
 void RemoveNodeTree(FileSystem& files, const Place& place) {
   const NodeId id = FindEntry(files, place)->node;
   while (!files.nodes.Get(id).entries.empty())
@@ -226,12 +246,17 @@ NodeId PutEmptyFile(FileSystem& files, std::u16string_view path, std::uint64_t s
 void AddHardLink(FileSystem& files, std::u16string_view existing, std::u16string_view name) {
   const std::optional<NodeId> node = FindNode(files, existing);
   if (!node) Refuse("no such file", existing);
+  if (files.nodes.Get(*node).directory) Refuse("is a folder", existing);
   if (FindNode(files, name)) Refuse("name is taken", name);
-  AddEntry(files, MakeFolder(files, FolderOf(name)), LastName(name), *node);
+  const NodeId folder = MakeFolder(files, FolderOf(name));
+  DemandSameVolume(files, *node, folder, name);
+  AddEntry(files, folder, LastName(name), *node);
 }
 
 NodeId PutLink(FileSystem& files, std::u16string_view path, ReparseKind kind,
                std::u16string_view target, bool directory) {
+  const std::optional<NodeId> there = FindNode(files, path);
+  if (there && IsRoot(files, *there)) Refuse("is the root of a volume", path);
   RemovePath(files, path);
   const NodeId link = NewChild(files, MakeFolder(files, FolderOf(path)), LastName(path), directory);
   Node& node = files.nodes.at(link);
@@ -249,7 +274,10 @@ void MovePath(FileSystem& files, std::u16string_view from, std::u16string_view t
   const NodeId folder = MakeFolder(files, FolderOf(to));
   const Place source = ExistingPlace(files, from);
   const NodeId node = FindEntry(files, source)->node;
+  if (IsWithin(files, folder, node)) Refuse("a folder cannot move into itself", to);
+  DemandSameVolume(files, node, folder, to);
   const std::optional<NodeId> taken = FindNode(files, to);
+  if (taken && IsWithin(files, source.folder, *taken)) Refuse("holds what is moved", to);
   if (taken && *taken != node) RemovePath(files, to);
   files.nodes.at(source.folder).entries.erase(source.key);
   --files.nodes.at(node).links;

@@ -428,6 +428,13 @@ TEST_F(Lab, SaysThatAChangeFoundNothing) {
       {"copy=C:\\none|C:\\new", "there is no file C:\\none"},
       {"move=C:\\none|C:\\new", "no such name: C:\\none"},
       {"hardlink=C:\\none|C:\\new", "no such file: C:\\none"},
+      {"delete=C:\\", "nobody can delete C:\\"},
+      {"grow=C:\\pkg|1", "there is no file C:\\pkg"},
+      {"hardlink=C:\\pkg|C:\\new", "is a folder: C:\\pkg"},
+      {"move=C:\\pkg|C:\\pkg\\driver\\pkg",
+       "a folder cannot move into itself: C:\\pkg\\driver\\pkg"},
+      {"move=C:\\pkg\\driver|C:\\pkg", "holds what is moved: C:\\pkg"},
+      {"junction=C:\\|C:\\pkg", "is the root of a volume: C:\\"},
       {"hold=C:\\none", "there is no file or folder C:\\none"},
       {"readonly=C:\\none", "there is no file or folder C:\\none"},
       {"security=C:\\none|O:SY", "there is no file or folder C:\\none"},
@@ -598,8 +605,10 @@ TEST_F(Lab, RefusesMalformedPackageOptions) {
                 "--image: invalid JSON at line 1, column 2");
   ExpectRefused({"package", machine, "C:\\x", "--image", R"({"colour": 1})"},
                 "--image: colour: is not a known key");
-  ExpectRefused({"package", machine, "C:\\x", "--image", R"({"leaseBytes": -1})"},
-                "--image: leaseBytes: must be a whole number from 0 to 4294967295");
+  ExpectRefused(
+      {"package", machine, "C:\\x", "--image", R"({"leaseBytes": -1})"},
+      "--image: leaseBytes: must be a whole number from 0 to 4294967295; write a negative one "
+      "as its bits, like \"0xFFFFFFFF\"");
   const LabResult noVolume = RunLab({"package", machine, "E:\\x"});
   EXPECT_EQ(noVolume.status, kExitBadInput);
 }

@@ -59,7 +59,18 @@ TEST(MachineDocument, NamesTheKeyThatIsWrong) {
       {R"({"format": 1, "clock": {"tick": "soon"}})",
        "clock.tick: must be a whole number from 0 to 18446744073709551615"},
       {R"({"format": 1, "clock": {"tick": -1}})",
-       "clock.tick: must be a whole number from 0 to 18446744073709551615"},
+       "clock.tick: must be a whole number from 0 to 18446744073709551615; write a negative one as "
+       "its bits, like \"0xFFFFFFFF\""},
+      {R"({"format": 1, "clock": {"tik": 1}})",
+       "clock.tik: is not a known key; did you mean tick?"},
+      {R"({"format": 1, "devices": [{"instanceId": "ROOT\\A"}, {"instanceId": "root\\a"}]})",
+       "devices[1].instanceId: is also the instanceId of devices[0]"},
+      {R"({"format": 1, "devices": [{"instanceId": "a", "parent": "A"}]})",
+       "devices[0].parent: leads in a circle"},
+      {R"({"format": 1, "devices": [{"instanceId": "c", "parent": "a"}, {"instanceId": "a", "parent": "b"}, {"instanceId": "b", "parent": "a"}]})",
+       "devices[0].parent: leads in a circle"},
+      {R"({"format": 1, "store": {"packages": [{"publishedInf": "oem1.inf"}, {"publishedInf": "OEM1.INF"}]}})",
+       "store.packages[1].publishedInf: is also the publishedInf of store.packages[0]"},
       {R"({"format": 1, "clock": {"tick": 1.5}})",
        "clock.tick: must be a whole number from 0 to 18446744073709551615"},
       {R"({"format": 1, "clock": {"events": [{"due": 1, "kind": "party"}]}})",
@@ -79,7 +90,7 @@ TEST(MachineDocument, NamesTheKeyThatIsWrong) {
       {R"({"format": 1, "devices": [{"instanceId": "a", "temper": {"vetoes": true}}]})",
        "devices[0].temper.vetoes: must be a whole number from 0 to 4294967295"},
       {R"({"format": 1, "devices": [{"instanceId": "a", "temper": {"veto": 1}}]})",
-       "devices[0].temper.veto: is not a known key"},
+       "devices[0].temper.veto: is not a known key; did you mean vetoes?"},
       {R"({"format": 1, "devices": [{"instanceId": "a", "classGuid": "{x}"}]})",
        "devices[0].classGuid: must be a GUID like {01234567-89ab-cdef-0123-456789abcdef}"},
       {R"({"format": 1, "devices": [{"instanceId": {"units": [65, 70000]}}]})",
@@ -137,6 +148,28 @@ TEST(MachineDocument, NamesTheKeyThatIsWrong) {
     EXPECT_EQ(Refusal(text), why);
   }
   EXPECT_EQ(Refusal(std::string(100'000, '[')), "values are nested too deeply");
+}
+
+TEST(MachineDocument, RefusesARegistryDeeperThanWindowsAllows) {
+  const auto document = [](int levels) {
+    std::string path = "a";
+    for (int i = 1; i < levels; ++i)
+      path += "\\\\a";
+    return R"({"format": 1, "registry": [{"path": ")" + path + R"("}]})";
+  };
+  EXPECT_EQ(Refusal(document(512)), "");
+  EXPECT_EQ(Refusal(document(513)), "registry[0].path: has more than 512 levels");
+}
+
+TEST(MachineDocument, PutsTheEventsInTheirOrder) {
+  const MachineDocument document = ReadDocument(
+      R"({"format": 1, "clock": {"events": [{"due": 2, "subject": "late"},
+          {"due": 1, "subject": "first"}, {"due": 1, "subject": "second"}]}})");
+  const auto& events = document.machine.clock.events;
+  ASSERT_EQ(events.size(), 3U);
+  EXPECT_EQ(events[0].subject, u"first");
+  EXPECT_EQ(events[1].subject, u"second");
+  EXPECT_EQ(events[2].subject, u"late");
 }
 
 TEST(MachineDocument, KeepsShortValuesOnOneLine) {
