@@ -115,6 +115,15 @@ bool ReadPublishedNames(const std::u16string& path, InfIdentity& identity) {
          IsSingleLine(identity.originalCatalogName, kMaxNameLength);
 }
 
+/// What the file itself says, whose digest is known; no file names yet.
+std::optional<InfIdentity> ReadContent(const File& inf, std::u16string infSha256) {
+  InfIdentity identity;
+  identity.infSha256 = std::move(infSha256);
+  identity.infSize = inf.Size();
+  if (!ReadInfText(inf.Path(), identity)) return std::nullopt;
+  return identity;
+}
+
 /// Nothing unless both fields are well formed.
 std::optional<DriverVer> ReadDriverVer(platform::HINF inf) {
   platform::INFCONTEXT line = {};
@@ -131,21 +140,23 @@ std::optional<DriverVer> ReadDriverVer(platform::HINF inf) {
 
 }  // namespace
 
-std::optional<InfIdentity> ReadInfIdentity(const File& inf,
-                                           const std::optional<PublishedPlace>& published) {
+std::optional<InfIdentity> ReadInfIdentity(const File& inf) {
   std::optional<std::u16string> infSha256 = HashFileSha256(inf);
   if (!infSha256) return std::nullopt;
-  InfIdentity identity;
-  identity.infSha256 = std::move(*infSha256);
-  if (!ReadInfText(inf.Path(), identity)) return std::nullopt;
-  if (published) {
-    // Windows knows a published package by its path in the INF folder, not by the handle's path.
-    identity.publishedInfName = published->name;
-    if (!ReadPublishedNames(published->path, identity)) return std::nullopt;
-  } else {
-    identity.originalInfName = FileNameComponent(inf.Path());
-    identity.originalCatalogName = identity.catalogFile;
-  }
+  std::optional<InfIdentity> identity = ReadContent(inf, std::move(*infSha256));
+  if (!identity) return std::nullopt;
+  identity->originalInfName = FileNameComponent(inf.Path());
+  identity->originalCatalogName = identity->catalogFile;
+  return identity;
+}
+
+std::optional<InfIdentity> ReadPublishedIdentity(const File& inf, std::u16string infSha256,
+                                                 const PublishedPlace& published) {
+  std::optional<InfIdentity> identity = ReadContent(inf, std::move(infSha256));
+  if (!identity) return std::nullopt;
+  // Windows knows a published package by its path in the INF folder, not by the handle's path.
+  identity->publishedInfName = published.name;
+  if (!ReadPublishedNames(published.path, *identity)) return std::nullopt;
   return identity;
 }
 

@@ -5,6 +5,7 @@
 
 #include "package/driver_identity.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -32,17 +33,24 @@ struct InfIdentity {
   std::u16string driverDate;           // first field of DriverVer
   std::u16string driverVersion;        // second field of DriverVer
   std::u16string infSha256;            // of the file's bytes, 64 lower-case hexadecimal digits
+  std::uint64_t infSize = 0;           // of the file, in bytes
   bool hasExactModel = false;          // a model line installs Root\VornAudio by the exact section
   bool hasExactService = false;        // the first AddService line installs VornAudio
 
   friend bool operator==(const InfIdentity&, const InfIdentity&) = default;
 };
 
-/// Reads the identity of an open INF. For one that is `published` there, the original file names
-/// come from the platform (QueryOriginalNames); a source INF has its own file name and CatalogFile.
-/// Nothing if any part cannot be read, with the last error of the failed call; prints nothing.
-std::optional<InfIdentity> ReadInfIdentity(const privileged_input::File& inf,
-                                           const std::optional<PublishedPlace>& published = {});
+/// Reads the identity of an open source INF, whose original names are its own file name and its
+/// CatalogFile. Nothing if any part cannot be read, with the last error of the failed call; prints
+/// nothing.
+std::optional<InfIdentity> ReadInfIdentity(const privileged_input::File& inf);
+
+/// As above of an INF that is `published` there: the original names come from the platform
+/// (QueryOriginalNames). `infSha256` is the digest that the caller has read through the same open
+/// file, which nobody can have changed since.
+std::optional<InfIdentity> ReadPublishedIdentity(const privileged_input::File& inf,
+                                                 std::u16string infSha256,
+                                                 const PublishedPlace& published);
 
 /// Whether an identity is exactly the product's: file names, provider, class, catalog, model and
 /// service, with some DriverVer and digest. The published name is ignored.

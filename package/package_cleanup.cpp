@@ -51,15 +51,17 @@ bool MayBePublishedInf(const DirectoryEntry& entry) {
   return (entry.attributes & kNoPlainFile) == 0 && IsPublishedOemInfName(entry.name);
 }
 
-/// Compares the bytes first; an INF that cannot be read is not ours. The file is closed on return,
-/// because an open file cannot be uninstalled.
+/// Compares the bytes first; an INF that cannot be read is not ours. Most published INFs are other
+/// makers', and nearly all of these differ in size already, so they need not be read. The file is
+/// closed on return, because an open file cannot be uninstalled.
 Verdict JudgePackage(const Directory& infFolder, const PublishedPlace& place,
                      const InfIdentity& expected) {
   const File file = File::Open(infFolder, place.name, privileged_input::kMaxInputFileSize,
                                privileged_input::FileMode::ReadOnly);
+  if (!file || file.Size() != expected.infSize) return Verdict::NotOurs;
   const std::optional<std::u16string> hash = HashFileSha256(file);
   if (!hash || !EqualsIgnoringCase(*hash, expected.infSha256)) return Verdict::NotOurs;
-  const std::optional<InfIdentity> published = ReadInfIdentity(file, place);
+  const std::optional<InfIdentity> published = ReadPublishedIdentity(file, *hash, place);
   return published && IsExactCopy(*published, expected) ? Verdict::Ours : Verdict::Doubtful;
 }
 

@@ -2,6 +2,7 @@
 
 // One reading of an INF by a process of its own, which must print nothing and leave nothing open.
 
+#include "package/content_hash.h"
 #include "package_world.h"
 #include "privileged_input/input_file.h"
 #include "tests/support/sample.h"
@@ -10,6 +11,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace vorn::tests {
 
@@ -18,10 +20,13 @@ inline std::optional<InfIdentity> OpenAndRead(const std::u16string& path = kSamp
   return ReadInfIdentity(privileged_input::OpenInputFile(path));
 }
 
-/// Opens and reads the published INF of that name in the current process.
+/// Opens, hashes and reads the published INF of that name in the current process.
 inline std::optional<InfIdentity> OpenAndReadPublished(const std::u16string& name = u"oem3.inf") {
   const PublishedPlace place = {name, kInfFolder + name};
-  return ReadInfIdentity(privileged_input::OpenInputFile(place.path), place);
+  const privileged_input::File file = privileged_input::OpenInputFile(place.path);
+  std::optional<std::u16string> digest = HashFileSha256(file);
+  if (!digest) return std::nullopt;
+  return ReadPublishedIdentity(file, std::move(*digest), place);
 }
 
 inline std::optional<InfIdentity> ReadSource(platform::simulated::Machine machine,

@@ -4,7 +4,6 @@
 #include "base/text.h"
 #include "package_world.h"
 #include "platform/files.h"
-#include "platform/simulated/crypto_model.h"
 #include "platform/simulated/driver_store.h"
 #include "platform/simulated/error_values.h"
 #include "platform/simulated/file_values.h"
@@ -102,6 +101,22 @@ TEST(SelectExactPackages, SortsWhatAVolumeListsInItsOwnOrder) {
   for (const std::u16string& name : ordinal)
     Publish(machine, name, SoundInf());
   EXPECT_EQ(Select(machine).names, ordinal);
+}
+
+TEST(SelectExactPackages, ReadsOnlyPackagesOfTheExpectedSizeAndEachOnce) {
+  const Answer answer = Select(StockedMachine());
+  std::size_t hashes = 0;
+  for (const CallRecord& call : answer.calls) {
+    if (call.name == "BCryptCreateHash") ++hashes;
+  }
+  EXPECT_EQ(hashes, 2U) << "of oem12.inf and oem3.inf";
+}
+
+TEST(SelectExactPackages, TellsPackagesOfTheSameSizeApart) {
+  Machine machine = BareMachine();
+  Publish(machine, u"oem2.inf", InfWith("VORN Audio Device", "Vorn Audio Device"));
+  Publish(machine, u"oem3.inf", SoundInf());
+  EXPECT_EQ(Select(machine).names, Names{u"oem3.inf"});
 }
 
 TEST(SelectExactPackages, FindsNothingInAnEmptyStore) {
@@ -219,7 +234,7 @@ TEST(SelectExactPackages, SelectsAPackageOf4MiBAndSkipsALargerOne) {
     Machine machine = BareMachine();
     Publish(machine, u"oem3.inf", text);
     InfIdentity expected = SoundIdentity();
-    expected.infSha256 = ToUtf16(Sha256Hex(Bytes(text.begin(), text.end())));
+    SetContent(expected, text);
     const Answer answer = Select(machine, expected);
     EXPECT_EQ(answer.names, size == 4194304 ? Names{u"oem3.inf"} : Names{});
     EXPECT_EQ(answer.output + answer.errorOutput, u"");
@@ -258,7 +273,7 @@ TEST(SelectExactPackages, ComparesDateAndVersionWithoutRegardToCase) {
   InfIdentity expected = SoundIdentity();
   expected.driverDate = u"10.AUG.2026";
   expected.driverVersion = u"26.8.10.5B";
-  expected.infSha256 = ToUtf16(Sha256Hex(Bytes(text.begin(), text.end())));
+  SetContent(expected, text);
   EXPECT_EQ(Select(machine, expected).names, Names{u"oem2.inf"});
 }
 

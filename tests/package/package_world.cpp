@@ -104,6 +104,11 @@ void Publish(Machine& machine, std::u16string_view publishedInf, std::string_vie
   machine.store.packages.push_back(package);
 }
 
+void SetContent(InfIdentity& identity, std::string_view text) {
+  identity.infSha256 = ToUtf16(Sha256Hex(Bytes(text.begin(), text.end())));
+  identity.infSize = text.size();
+}
+
 InfIdentity SoundIdentity() {
   const std::string text = SoundInf();
   InfIdentity identity;
@@ -115,7 +120,7 @@ InfIdentity SoundIdentity() {
   identity.catalogFile = u"vorn_audio.cat";
   identity.driverDate = u"08/10/2026";
   identity.driverVersion = u"26.8.10.5";
-  identity.infSha256 = ToUtf16(Sha256Hex(Bytes(text.begin(), text.end())));
+  SetContent(identity, text);
   identity.hasExactModel = true;
   identity.hasExactService = true;
   return identity;

@@ -47,6 +47,9 @@ void Publish(platform::simulated::Machine& machine, std::u16string_view publishe
 /// The identity that the product's source INF has.
 InfIdentity SoundIdentity();
 
+/// Makes it the identity of an INF with these bytes; everything else stays.
+void SetContent(InfIdentity& identity, std::string_view text);
+
 /// One argument of all calls of that name, in order.
 std::vector<std::string> ArgumentsOf(const platform::simulated::Process& process,
                                      std::string_view name, std::string_view argument);

@@ -21,7 +21,7 @@ Machine PublishedMachine(std::u16string_view originalInf = u"vorn_audio.inf",
   return machine;
 }
 
-TEST(ReadInfIdentity, TakesTheOriginalNamesOfAPublishedInfFromThePlatform) {
+TEST(ReadPublishedIdentity, TakesTheOriginalNamesOfAPublishedInfFromThePlatform) {
   const std::optional<InfIdentity> identity =
       ReadPublished(PublishedMachine(u"C:\\setup\\vorn_audio.inf", u"a/b/VORN_audio.cat"));
   ASSERT_TRUE(identity);
@@ -31,7 +31,7 @@ TEST(ReadInfIdentity, TakesTheOriginalNamesOfAPublishedInfFromThePlatform) {
   EXPECT_EQ(*identity, expected);
 }
 
-TEST(ReadInfIdentity, AsksForOriginalNamesByTheDisplayPath) {
+TEST(ReadPublishedIdentity, AsksForOriginalNamesByTheDisplayPath) {
   Machine machine = PublishedMachine();
   Process process(machine);
   process.logCalls = true;
@@ -60,7 +60,7 @@ TEST(ReadInfIdentity, DoesNotAskForTheOriginalNamesOfASourceInf) {
   EXPECT_TRUE(CallsOf(process, "SetupGetInfInformationW").empty());
 }
 
-TEST(ReadInfIdentity, RefusesOriginalNamesThatAreNotFileNames) {
+TEST(ReadPublishedIdentity, RefusesOriginalNamesThatAreNotFileNames) {
   const std::u16string longest(259, u'x');
   EXPECT_TRUE(ReadPublished(PublishedMachine(longest, longest)));
   EXPECT_FALSE(ReadPublished(PublishedMachine(u"", u"vorn_audio.cat")));
@@ -70,7 +70,7 @@ TEST(ReadInfIdentity, RefusesOriginalNamesThatAreNotFileNames) {
   EXPECT_FALSE(ReadPublished(PublishedMachine(u"vorn_audio.inf", u"vorn\r.cat")));
 }
 
-TEST(ReadInfIdentity, FailsWhenAnyCallAboutAPublishedInfFails) {
+TEST(ReadPublishedIdentity, FailsWhenAnyCallAboutAPublishedInfFails) {
   FailEachCall(PublishedMachine(), [](Process&, const std::string& failing) {
     const std::optional<InfIdentity> identity = OpenAndReadPublished();
     if (failing.empty() || IsRelease(failing)) {
@@ -81,7 +81,7 @@ TEST(ReadInfIdentity, FailsWhenAnyCallAboutAPublishedInfFails) {
   });
 }
 
-TEST(ReadInfIdentity, BelievesNoAnswerAboutAPublishedInfOfACallThatFailed) {
+TEST(ReadPublishedIdentity, BelievesNoAnswerAboutAPublishedInfOfACallThatFailed) {
   FailEachCallAfterItsEffect(PublishedMachine(), [](Process&, const std::string& failing) {
     const std::optional<InfIdentity> identity = OpenAndReadPublished();
     EXPECT_EQ(identity && HasExactPackageContract(*identity),
@@ -107,7 +107,7 @@ bool ReadsPublishedWith(const Fault& fault) {
   return read;
 }
 
-TEST(ReadInfIdentity, GoesOnWhenTheSizeQuerySaysThatTheBufferIsTooSmall) {
+TEST(ReadPublishedIdentity, GoesOnWhenTheSizeQuerySaysThatTheBufferIsTooSmall) {
   Fault fault = InformationFault(FaultKind::FailAfterEffect, 1, 1);
   fault.error = platform::ERROR_INSUFFICIENT_BUFFER;
   EXPECT_TRUE(ReadsPublishedWith(fault));
@@ -115,7 +115,7 @@ TEST(ReadInfIdentity, GoesOnWhenTheSizeQuerySaysThatTheBufferIsTooSmall) {
   EXPECT_FALSE(ReadsPublishedWith(fault));
 }
 
-TEST(ReadInfIdentity, RefusesInformationThatIsTooShortOrNotBroughtBack) {
+TEST(ReadPublishedIdentity, RefusesInformationThatIsTooShortOrNotBroughtBack) {
   Fault fault = InformationFault(FaultKind::Short, 1, 2);
   fault.amount = 11;
   EXPECT_FALSE(ReadsPublishedWith(fault));
@@ -125,7 +125,7 @@ TEST(ReadInfIdentity, RefusesInformationThatIsTooShortOrNotBroughtBack) {
   EXPECT_FALSE(ReadsPublishedWith(fault)) << "no information";
 }
 
-TEST(ReadInfIdentity, AcceptsInformationOfUpTo1MiB) {
+TEST(ReadPublishedIdentity, AcceptsInformationOfUpTo1MiB) {
   // The information block holds the version section: grow that until the block is as large as it
   // may be, then by one character more.
   const auto published = [](std::size_t characters) {
