@@ -6,6 +6,7 @@
 #include "platform/owners.h"
 #include "product/endpoint_identity.h"
 #include "product/product.h"
+#include "remove/key_tree_deletion.h"
 #include "remove/registry_keys.h"
 
 #include <algorithm>
@@ -100,8 +101,9 @@ void WaitUntilIdle(const std::vector<OwnedRecord>& owned, std::uint32_t budgetMs
 }
 
 void DeleteRecords(const std::vector<OwnedRecord>& owned, EndpointRecordCleanupResult& result) {
+  KeyTreeDeleter deleter;
   for (const OwnedRecord& record : owned) {
-    const std::uint32_t error = DeleteKeyTree(record.flowKey, record.name);
+    const std::uint32_t error = deleter.DeleteKeyTree(record.flowKey, record.name);
     if (error == platform::ERROR_SUCCESS) {
       result.removed.push_back(record.displayPath);
     } else {

@@ -27,9 +27,4 @@ EndpointRecordCleanupResult CleanEndpointRecords(platform::HKEY rootKey,
                                                  const std::u16string& basePath,
                                                  std::uint32_t budgetMs);
 
-/// Deletes a key and everything below it, at each level "Properties" last. A key that denies access
-/// is opened again with the backup and restore privileges. Returns an error code; 0 on success and
-/// if the key does not exist.
-std::uint32_t DeleteKeyTree(platform::HKEY parentKey, const std::u16string& subkeyName);
-
 }  // namespace vorn

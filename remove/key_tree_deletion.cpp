@@ -1,8 +1,7 @@
+#include "remove/key_tree_deletion.h"
+
 #include "base/text.h"
 #include "platform/last_error.h"
-#include "platform/owners.h"
-#include "privileged_input/native_api.h"
-#include "remove/endpoint_records.h"
 #include "remove/registry_keys.h"
 
 #include <algorithm>
@@ -13,50 +12,30 @@ namespace {
 
 constexpr char16_t kLastSubkey[] = u"Properties";
 
-void EnablePrivilege(platform::HANDLE token, const char16_t* name) {
+bool EnablePrivilege(platform::HANDLE token, const char16_t* name) {
   platform::TOKEN_PRIVILEGES privileges = {};
   privileges.PrivilegeCount = 1;
   privileges.Privileges[0].Attributes = platform::SE_PRIVILEGE_ENABLED;
-  if (!platform::LookupPrivilegeValueW(name, &privileges.Privileges[0].Luid)) return;
-  platform::AdjustTokenPrivileges(token, false, &privileges);
+  return platform::LookupPrivilegeValueW(name, &privileges.Privileges[0].Luid) &&
+         platform::AdjustTokenPrivileges(token, false, &privileges);
 }
 
-/// Each privilege is enabled separately, because a token may hold only one of them. The next open
-/// shows whether that suffices.
-void EnableBackupAndRestore() {
+/// Each privilege is enabled separately, because a token may hold only one of them. Returns whether
+/// every call succeeded; the next open shows whether that suffices.
+bool EnableBackupAndRestore() {
   platform::KernelHandle token;
   if (!platform::OpenProcessToken(platform::GetCurrentProcess(),
                                   platform::TOKEN_ADJUST_PRIVILEGES | platform::TOKEN_QUERY,
                                   token.Receive())) {
-    return;
+    return false;
   }
-  EnablePrivilege(token.Get(), u"SeBackupPrivilege");
-  EnablePrivilege(token.Get(), u"SeRestorePrivilege");
+  const bool backup = EnablePrivilege(token.Get(), u"SeBackupPrivilege");
+  const bool restore = EnablePrivilege(token.Get(), u"SeRestorePrivilege");
+  return backup && restore;
 }
 
-std::uint32_t OpenForDeletion(platform::HKEY parent, const std::u16string& name,
-                              platform::RegistryKey& key) {
-  const platform::LSTATUS status =
-      platform::RegOpenKeyExW(parent, name.c_str(), 0,
-                              platform::DELETE | platform::KEY_ENUMERATE_SUB_KEYS |
-                                  platform::KEY_QUERY_VALUE | platform::KEY_WOW64_64KEY,
-                              key.Receive());
-  if (static_cast<std::uint32_t>(status) != platform::ERROR_ACCESS_DENIED) {
-    return static_cast<std::uint32_t>(status);
-  }
-  EnableBackupAndRestore();
-  return static_cast<std::uint32_t>(
-      platform::RegOpenKeyExW(parent, name.c_str(), platform::REG_OPTION_BACKUP_RESTORE,
-                              platform::KEY_WOW64_64KEY, key.Receive()));
-}
-
-std::uint32_t DeleteOpenKey(platform::HKEY key) {
-  const privileged_input::KeyDeletionApi api = privileged_input::LoadKeyDeletionApi();
-  if (api.ntDeleteKey == nullptr || api.rtlNtStatusToDosError == nullptr) {
-    return platform::ERROR_PROC_NOT_FOUND;
-  }
-  const platform::NTSTATUS status = api.ntDeleteKey(key);
-  return status < 0 ? api.rtlNtStatusToDosError(status) : platform::ERROR_SUCCESS;
+bool IsComplete(const privileged_input::KeyDeletionApi& api) {
+  return api.ntDeleteKey != nullptr && api.rtlNtStatusToDosError != nullptr;
 }
 
 /// The properties prove the record's owner. They are deleted last, so that a record whose deletion
@@ -67,7 +46,32 @@ void MovePropertiesLast(std::vector<std::u16string>& names) {
   });
 }
 
-std::uint32_t DeleteSubkeys(platform::HKEY key) {
+}  // namespace
+
+std::uint32_t KeyTreeDeleter::OpenForDeletion(platform::HKEY parent, const std::u16string& name,
+                                              platform::RegistryKey& key) {
+  const platform::LSTATUS status =
+      platform::RegOpenKeyExW(parent, name.c_str(), 0,
+                              platform::DELETE | platform::KEY_ENUMERATE_SUB_KEYS |
+                                  platform::KEY_QUERY_VALUE | platform::KEY_WOW64_64KEY,
+                              key.Receive());
+  if (static_cast<std::uint32_t>(status) != platform::ERROR_ACCESS_DENIED) {
+    return static_cast<std::uint32_t>(status);
+  }
+  if (!privilegesEnabled_) privilegesEnabled_ = EnableBackupAndRestore();
+  return static_cast<std::uint32_t>(
+      platform::RegOpenKeyExW(parent, name.c_str(), platform::REG_OPTION_BACKUP_RESTORE,
+                              platform::KEY_WOW64_64KEY, key.Receive()));
+}
+
+std::uint32_t KeyTreeDeleter::DeleteOpenKey(platform::HKEY key) {
+  if (!IsComplete(api_)) api_ = privileged_input::LoadKeyDeletionApi();
+  if (!IsComplete(api_)) return platform::ERROR_PROC_NOT_FOUND;
+  const platform::NTSTATUS status = api_.ntDeleteKey(key);
+  return status < 0 ? api_.rtlNtStatusToDosError(status) : platform::ERROR_SUCCESS;
+}
+
+std::uint32_t KeyTreeDeleter::DeleteSubkeys(platform::HKEY key) {
   SubkeyListing listing = ListSubkeys(key);
   if (!listing.complete) return platform::ERROR_CANTREAD;
   MovePropertiesLast(listing.names);
@@ -78,9 +82,8 @@ std::uint32_t DeleteSubkeys(platform::HKEY key) {
   return platform::ERROR_SUCCESS;
 }
 
-}  // namespace
-
-std::uint32_t DeleteKeyTree(platform::HKEY parentKey, const std::u16string& subkeyName) {
+std::uint32_t KeyTreeDeleter::DeleteKeyTree(platform::HKEY parentKey,
+                                            const std::u16string& subkeyName) {
   platform::RegistryKey key;
   const std::uint32_t openError = OpenForDeletion(parentKey, subkeyName, key);
   if (openError == platform::ERROR_FILE_NOT_FOUND) return platform::ERROR_SUCCESS;

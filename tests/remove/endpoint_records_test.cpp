@@ -433,6 +433,18 @@ TEST_F(EndpointRecords, ThatOnlyAllowReadingAreDeletedByPrivilege) {
   EXPECT_FALSE(Exists(kOurs));
 }
 
+TEST_F(EndpointRecords, AreAllDeletedWithPrivilegesThatWereEnabledOnce) {
+  AddRecord(u"Render\\{a}");
+  AddRecord(u"Render\\{b}");
+  AddRecord(u"Capture\\{a}");
+  Secure(u"Render", kReadOnlySddl);
+  Secure(u"Capture", kReadOnlySddl);
+  EXPECT_EQ(Clean().removed.size(), 3U);
+  EXPECT_EQ(CountOf("OpenProcessToken"), 1U);
+  EXPECT_EQ(CountOf("AdjustTokenPrivileges"), 2U);
+  EXPECT_EQ(CountOf("GetProcAddress"), 2U);
+}
+
 TEST_F(EndpointRecords, ThatOnlyAllowReadingAreRetainedWithoutThePrivileges) {
   AddRecord(kOurs);
   Secure(u"Render", kReadOnlySddl);

@@ -1,6 +1,7 @@
+#include "remove/key_tree_deletion.h"
+
 #include "platform/simulated/native_values.h"
 #include "registry_world.h"
-#include "remove/endpoint_records.h"
 
 namespace vorn {
 namespace {
@@ -28,7 +29,7 @@ class KeyTreeDeletion : public tests::RegistryWorld {
     process.calls.clear();
     process.callCounts.clear();
     process.faults = faults;
-    const std::uint32_t error = DeleteKeyTree(parent, name);
+    const std::uint32_t error = KeyTreeDeleter().DeleteKeyTree(parent, name);
     process.faults.clear();
     platform::RegCloseKey(parent);
     return error;
@@ -181,6 +182,39 @@ TEST_F(KeyTreeDeletion, UsesThePrivilegesForEachKeyBelow) {
   EXPECT_FALSE(Exists(u"tree"));
 }
 
+TEST_F(KeyTreeDeletion, EnablesThePrivilegesOnceForATree) {
+  Make(u"tree\\a\\b");
+  Make(u"tree\\c");
+  Secure(u"tree", kReadOnlySddl);
+  EXPECT_EQ(Delete(), 0U);
+  EXPECT_EQ(CountOf("NtDeleteKey"), 4U);
+  EXPECT_EQ(CountOf("OpenProcessToken"), 1U);
+  EXPECT_EQ(CountOf("LookupPrivilegeValueW"), 2U);
+  EXPECT_EQ(CountOf("AdjustTokenPrivileges"), 2U);
+}
+
+TEST_F(KeyTreeDeletion, EnablesThePrivilegesAgainAfterACallThatFailed) {
+  for (const auto call : {"OpenProcessToken", "LookupPrivilegeValueW", "AdjustTokenPrivileges"}) {
+    SCOPED_TRACE(call);
+    Make(u"tree\\a");
+    Make(u"tree\\b");
+    Secure(u"tree\\a", kReadOnlySddl);
+    Secure(u"tree\\b", kReadOnlySddl);
+    process.token = Token();
+    platform::HKEY tree = nullptr;
+    ASSERT_EQ(platform::RegOpenKeyExW(platform::HKEY_LOCAL_MACHINE, PathOf(u"tree").c_str(), 0,
+                                      platform::KEY_READ | platform::KEY_WOW64_64KEY, &tree),
+              0);
+    KeyTreeDeleter deleter;
+    process.callCounts.clear();
+    process.faults = {FailingCall(call, 1314, 1)};
+    EXPECT_NE(deleter.DeleteKeyTree(tree, u"a"), 0U);
+    EXPECT_EQ(deleter.DeleteKeyTree(tree, u"b"), 0U);
+    process.faults.clear();
+    platform::RegCloseKey(tree);
+  }
+}
+
 TEST_F(KeyTreeDeletion, FailsWithoutThePrivileges) {
   Make(u"tree");
   Secure(u"tree", kReadOnlySddl);
@@ -261,6 +295,15 @@ TEST_F(KeyTreeDeletion, NeedsBothNativeFunctions) {
   process.ntdllMissing = true;
   EXPECT_EQ(Delete(), 127U);
   EXPECT_TRUE(Exists(u"tree"));
+}
+
+TEST_F(KeyTreeDeletion, LooksTheNativeFunctionsUpOnceForATree) {
+  Make(u"tree\\a\\b");
+  Make(u"tree\\c");
+  EXPECT_EQ(Delete(), 0U);
+  EXPECT_EQ(CountOf("NtDeleteKey"), 4U);
+  EXPECT_EQ(CountOf("GetModuleHandleW"), 1U);
+  EXPECT_EQ(CountOf("GetProcAddress"), 2U);
 }
 
 TEST_F(KeyTreeDeletion, TurnsTheStatusIntoAnErrorCode) {
