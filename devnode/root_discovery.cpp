@@ -16,16 +16,24 @@ namespace {
 
 constexpr std::uint32_t kStartPollMs = 500;
 
-void ReadDetails(platform::HDEVINFO list, const platform::SP_DEVINFO_DATA& device, LiveRoot& root) {
-  root.instanceId = ReadInstanceId(list, device).value_or(u"");
+void ReadBoundDriver(platform::HDEVINFO list, const platform::SP_DEVINFO_DATA& device,
+                     LiveRoot& root) {
   root.driverVersion = ReadStringProperty(list, device, platform::DEVPKEY_Device_DriverVersion);
   root.service = ReadStringProperty(list, device, platform::DEVPKEY_Device_Service);
   root.driverInfPath = ReadStringProperty(list, device, platform::DEVPKEY_Device_DriverInfPath);
+}
+
+void ReadDetails(platform::HDEVINFO list, const platform::SP_DEVINFO_DATA& device, RootFacts facts,
+                 LiveRoot& root) {
+  root.instanceId = ReadInstanceId(list, device).value_or(u"");
+  if (facts == RootFacts::All) ReadBoundDriver(list, device, root);
   if (const std::optional<NodeStatus> status = ReadNodeStatus(device.DevInst)) {
     root.startedCleanly = status->IsStartedCleanly();
     root.disabled = status->problem == platform::CM_PROB_DISABLED;
   }
-  root.endpointChildren = ListStartedEndpointChildren(device.DevInst);
+  if (facts != RootFacts::State) {
+    root.endpointChildren = ListStartedEndpointChildren(device.DevInst);
+  }
 }
 
 /// Why the root is not ok; empty if it is.
@@ -46,7 +54,7 @@ std::optional<NodeStatus> LookAtFirstRoot() {
 
 }  // namespace
 
-LiveRoot DiscoverLiveRoot() {
+LiveRoot DiscoverLiveRoot(RootFacts facts) {
   LiveRoot root;
   platform::DeviceInfoList list = OpenRootDevices(RootScope::Present);
   if (!list) {
@@ -55,7 +63,7 @@ LiveRoot DiscoverLiveRoot() {
   }
   RootWalk walk(list.Get());
   for (platform::SP_DEVINFO_DATA device = {}; walk.Next(device);) {
-    if (++root.presentCount == 1) ReadDetails(list.Get(), device, root);
+    if (++root.presentCount == 1) ReadDetails(list.Get(), device, facts, root);
   }
   list.Reset();
   root.reason = JudgeLiveRoot(root);

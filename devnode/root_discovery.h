@@ -10,6 +10,14 @@
 
 namespace vorn {
 
+/// What to read of the present root. Its endpoint children alone take a hundred calls, so that a
+/// command asks only for what it uses.
+enum class RootFacts {
+  State,     // its instance id and whether it is started
+  Children,  // also its endpoint children
+  All,       // also the bound driver
+};
+
 /// The present root device at one moment: the first one's details if there are several, empty if
 /// there is none.
 struct LiveRoot {
@@ -25,7 +33,8 @@ struct LiveRoot {
   std::u16string reason;                         // why not ok
 };
 
-LiveRoot DiscoverLiveRoot();
+/// What `facts` leaves out stays empty, and has no part in `ok`.
+LiveRoot DiscoverLiveRoot(RootFacts facts = RootFacts::All);
 
 /// Counts the installed matching roots, present or not; nothing if the listing fails.
 std::optional<std::int32_t> CountInstalledRoots();

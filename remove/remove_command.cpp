@@ -131,7 +131,7 @@ ExitStatus RunRemove(const privileged_input::InputInf& inf,
         u"was touched\n");
     return kExitRemoveRefused;
   }
-  const LiveRoot liveRoot = DiscoverLiveRoot();
+  const LiveRoot liveRoot = DiscoverLiveRoot(RootFacts::State);
   PlaceRemovalLog(commandLineInfPath, log);
 
   QuiesceGuard guard(liveRoot.instanceId);

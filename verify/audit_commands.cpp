@@ -15,7 +15,7 @@
 namespace vorn {
 
 ExitStatus AuditCatalog() {
-  const LiveRoot root = DiscoverLiveRoot();
+  const LiveRoot root = DiscoverLiveRoot(RootFacts::Children);
   if (!root.ok) {
     PrintError(u"vorn_devnode: catalog audit root failed: %ls\n", root.reason);
     return kExitNotStarted;

@@ -27,7 +27,7 @@ std::int32_t ShowEveryEndpoint(platform::HANDLE channel) {
 }  // namespace
 
 ExitStatus ResumeEndpoints() {
-  const LiveRoot root = DiscoverLiveRoot();
+  const LiveRoot root = DiscoverLiveRoot(RootFacts::State);
   if (!root.ok || root.instanceId.empty()) {
     PrintError(u"vorn_devnode: resume-endpoints: no live VORN root: %ls\n", root.reason);
     return kExitNotStarted;

@@ -49,7 +49,7 @@ ExitStatus HotActivate(const std::u16string& version, const std::u16string& date
         u"mismatched\n");
     return kExitHotSwapFailed;
   }
-  const LiveRoot root = DiscoverLiveRoot();
+  const LiveRoot root = DiscoverLiveRoot(RootFacts::State);
   if (!root.ok || root.instanceId.empty()) {
     PrintError(u"vorn_devnode: RESULT=HOT_SWAP_FAILED - cannot resolve the live VORN root: %ls\n",
                root.reason);

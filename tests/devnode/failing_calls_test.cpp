@@ -35,14 +35,15 @@ Machine MachineWithAGhost() {
 }
 
 TEST(AFailingCall, NeverMakesDiscoveryTakeAnotherDeviceForTheRoot) {
-  WithEachCallGoingWrong(MachineWithAGhost(), FaultKind::Fail, DiscoverLiveRoot,
-                         [](const Process& process, const Machine&, const LiveRoot& root) {
-                           EXPECT_EQ(root.ok, root.reason.empty());
-                           if (root.ok) {
-                             EXPECT_EQ(root.instanceId, kOtherRootId);
-                           }
-                           EXPECT_TRUE(process.console.empty());
-                         });
+  WithEachCallGoingWrong(
+      MachineWithAGhost(), FaultKind::Fail, [] { return DiscoverLiveRoot(); },
+      [](const Process& process, const Machine&, const LiveRoot& root) {
+        EXPECT_EQ(root.ok, root.reason.empty());
+        if (root.ok) {
+          EXPECT_EQ(root.instanceId, kOtherRootId);
+        }
+        EXPECT_TRUE(process.console.empty());
+      });
 }
 
 TEST(AFailingCall, NeverMakesPruningTouchTheKeptRootOrAStranger) {

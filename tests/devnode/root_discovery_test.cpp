@@ -154,6 +154,29 @@ TEST_F(RootDiscovery, ReadsTheIdThenTheDriverThenTheStatusThenTheChildren) {
                                             "{A8B865DD-2E3D-4094-AD97-E593A70C75D6} 5"}));
 }
 
+TEST_F(RootDiscovery, ReadsOnlyTheFactsThatAreAskedFor) {
+  SetDriver(tests::AddStartedRoot(machine));
+  tests::AddEndpointChild(machine, kRootId, kChild);
+
+  const LiveRoot state = DiscoverLiveRoot(RootFacts::State);
+  EXPECT_TRUE(state.ok);
+  EXPECT_EQ(state.instanceId, kRootId);
+  EXPECT_EQ(state.driverVersion + state.service + state.driverInfPath, u"");
+  EXPECT_EQ(state.endpointChildren, Ids{});
+  EXPECT_EQ(
+      tests::CallNames(process),
+      (std::vector<std::string>{"SetupDiGetClassDevsW", "SetupDiEnumDeviceInfo",
+                                "SetupDiGetDeviceRegistryPropertyW", "SetupDiGetDeviceInstanceIdW",
+                                "SetupDiGetDeviceInstanceIdW", "CM_Get_DevNode_Status",
+                                "SetupDiEnumDeviceInfo", "SetupDiDestroyDeviceInfoList"}));
+
+  const LiveRoot children = DiscoverLiveRoot(RootFacts::Children);
+  EXPECT_TRUE(children.ok);
+  EXPECT_EQ(children.driverVersion + children.service + children.driverInfPath, u"");
+  EXPECT_EQ(children.endpointChildren, Ids{kChild});
+  EXPECT_TRUE(tests::CallsOf(process, "SetupDiGetDevicePropertyW").empty());
+}
+
 TEST_F(RootDiscovery, DescribesARootWhateverItsStatus) {
   struct Row {
     std::uint32_t problem;
