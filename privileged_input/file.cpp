@@ -4,7 +4,6 @@
 #include "platform/files.h"
 #include "platform/kept_last_error.h"
 #include "privileged_input/deletion.h"
-#include "privileged_input/file_transfer.h"
 #include "privileged_input/path_rules.h"
 #include "privileged_input/refusal.h"
 
@@ -95,19 +94,18 @@ File File::Create(const Directory& directory, std::u16string_view name,
   return {};
 }
 
-bool File::CopyFrom(File& destination, const File& source) {
+bool File::CopyFrom(File& destination, const File& source, CopyBuffer& buffer) {
   if (!destination || !destination.IsWritable() || !source) {
     return RefuseWith(platform::ERROR_INVALID_HANDLE);
   }
   std::uint64_t remaining = source.Size();
   if (remaining > destination.state_->maxSize) return RefuseWith(platform::ERROR_FILE_INVALID);
   if (!SeekToStart(destination.Handle()) || !SeekToStart(source.Handle())) return false;
-  std::vector<std::uint8_t> buffer(kTransferSize);
   while (remaining > 0) {
     const auto piece =
         static_cast<std::uint32_t>(std::min<std::uint64_t>(remaining, kTransferSize));
-    if (!ReadExactly(source.Handle(), buffer.data(), piece) ||
-        !WriteExactly(destination.Handle(), buffer.data(), piece)) {
+    if (!ReadExactly(source.Handle(), buffer.Data(), piece) ||
+        !WriteExactly(destination.Handle(), buffer.Data(), piece)) {
       return false;
     }
     remaining -= piece;
