@@ -1,6 +1,8 @@
 // When the journal stays and when it is deleted.
 
+#include "base/path_text.h"
 #include "base/text.h"
+#include "platform/simulated/file_tree.h"
 #include "tests/invariants/checkers.h"
 #include "tests/support/machine_view.h"
 #include "tests/support/sample.h"
@@ -12,8 +14,13 @@ using model::FaultKind;
 
 namespace {
 
+/// The journal; nothing when it was deleted, even while a scanner that reads it keeps its name.
 std::optional<model::Bytes> JournalOf(const model::Machine& machine) {
-  return model::ReadWholeFile(machine.files, kSampleJournal);
+  const auto content = model::ReadWholeFile(machine.files, kSampleJournal);
+  if (!content) return std::nullopt;
+  const model::Node& folder = model::NodeAt(machine.files, CutLastComponent(kSampleJournal));
+  const model::Entry* entry = model::FindEntry(folder, FileNameComponent(kSampleJournal));
+  return entry != nullptr && entry->deletePending ? std::nullopt : content;
 }
 
 /// Whether the program reported that it could not delete the journal, or a call that creates or
