@@ -95,7 +95,7 @@ PackageRecipe ParseRecipe(const CommandWords& words) {
 std::u16string MachinePath(const std::string& path) {
   std::u16string name = ToUtf16(path);
   std::replace(name.begin(), name.end(), u'/', u'\\');
-  if (name.size() >= 2 && name[1] == u'\\') name.insert(1, u":");
+  if (name.size() >= 2 && name[1] == u'\\') name.insert(1, 1, u':');
   while (name.size() > 3 && name.back() == u'\\')
     name.pop_back();
   const bool absolute = name.size() >= 3 && IsAsciiLetter(name[0]) && name.substr(1, 2) == u":\\";

@@ -37,6 +37,22 @@ std::string RenderGuid(const GUID& guid) {
   return text;
 }
 
+std::string RenderObject(std::uintptr_t value) {
+  if (value == 0) return "null";
+  std::string text = "#";
+  text += RenderNumber(value);
+  return text;
+}
+
+std::vector<std::pair<std::string, std::string>> RenderAll(
+    std::span<const NamedArgument> arguments) {
+  std::vector<std::pair<std::string, std::string>> rendered;
+  rendered.reserve(arguments.size());
+  for (const NamedArgument& argument : arguments)
+    rendered.emplace_back(argument.name, argument.render(argument.value));
+  return rendered;
+}
+
 template <>
 std::string RenderArgument(const Hex& value) {
   char text[20];

@@ -8,11 +8,13 @@
 #include "platform/simulated/error_values.h"
 #include "platform/types.h"
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <limits>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <tuple>
@@ -90,6 +92,9 @@ std::string RenderText(const char16_t* text);
 std::string RenderText(std::u16string_view text);
 std::string RenderGuid(const GUID& guid);
 
+/// An object's number, as in "#8"; "null" when there is none.
+std::string RenderObject(std::uintptr_t value);
+
 /// A number shown as 0x...: a mask, flags or a code.
 struct Hex {
   std::uint64_t value;
@@ -110,7 +115,7 @@ std::string RenderArgument(const T& value) {
   } else if constexpr (std::is_same_v<T, GUID>) {
     return RenderGuid(value);
   } else if constexpr (std::is_pointer_v<T>) {
-    return value == nullptr ? "null" : "#" + RenderNumber(reinterpret_cast<std::uintptr_t>(value));
+    return RenderObject(reinterpret_cast<std::uintptr_t>(value));
   } else if constexpr (std::is_signed_v<T>) {
     return RenderSigned(value);
   } else {
@@ -120,29 +125,52 @@ std::string RenderArgument(const T& value) {
 template <>
 std::string RenderArgument(const Hex& value);
 
-/// Named arguments of a call: Arguments("handle", handle, "access", Hex{access}).
+/// An argument that is not yet a text.
+struct NamedArgument {
+  const char* name;
+  const void* value;
+  std::string (*render)(const void* value);
+};
+
+template <class T>
+std::string RenderStored(const void* value) {
+  return RenderArgument(*static_cast<const T*>(value));
+}
+
+/// The names and texts of arguments, as a call record holds them.
+std::vector<std::pair<std::string, std::string>> RenderAll(
+    std::span<const NamedArgument> arguments);
+
+/// How an argument waits to be rendered: texts by reference, everything else by value.
+template <class T>
+using StoredArgument = std::conditional_t<std::is_same_v<T, std::u16string>, std::u16string_view,
+                                          std::decay_t<const T&>>;
+
+/// Named arguments of a call: Arguments("handle", handle, "access", Hex{access}). Texts must
+/// outlive the call.
 template <class... Ts>
 class Arguments {
  public:
   explicit Arguments(const Ts&... namesAndValues) : items_(namesAndValues...) {}
 
   std::vector<std::pair<std::string, std::string>> Render() const {
-    std::vector<std::pair<std::string, std::string>> rendered;
-    RenderFrom<0>(rendered);
-    return rendered;
+    return RenderPairs(std::make_index_sequence<sizeof...(Ts) / 2>());
   }
 
  private:
-  template <std::size_t I>
-  void RenderFrom(std::vector<std::pair<std::string, std::string>>& rendered) const {
-    if constexpr (I + 1 < sizeof...(Ts)) {
-      rendered.emplace_back(std::string(std::get<I>(items_)),
-                            RenderArgument(std::get<I + 1>(items_)));
-      RenderFrom<I + 2>(rendered);
-    }
+  template <std::size_t... Pair>
+  std::vector<std::pair<std::string, std::string>> RenderPairs(std::index_sequence<Pair...>) const {
+    const std::array<NamedArgument, sizeof...(Pair)> arguments = {Named<2 * Pair>()...};
+    return RenderAll(arguments);
   }
 
-  std::tuple<std::decay_t<const Ts&>...> items_;
+  template <std::size_t I>
+  NamedArgument Named() const {
+    const auto& value = std::get<I + 1>(items_);
+    return {std::get<I>(items_), &value, &RenderStored<std::decay_t<decltype(value)>>};
+  }
+
+  std::tuple<StoredArgument<Ts>...> items_;
 };
 template <class... Ts>
 Arguments(const Ts&...) -> Arguments<Ts...>;

@@ -44,7 +44,9 @@ std::u16string MintId(AudioCatalog& audio, bool capture) {
 }
 
 std::u16string ChildId(const AudioEndpoint& endpoint) {
-  return std::u16string(kChildPrefix) + endpoint.id;
+  std::u16string id(kChildPrefix);
+  id += endpoint.id;
+  return id;
 }
 
 /// The device id of the filter behind an endpoint of the device.
