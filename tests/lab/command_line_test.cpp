@@ -479,6 +479,49 @@ TEST_F(Lab, MakesEveryPreset) {
   EXPECT_EQ(RunLab({"new", temporary_.Name("plain")}).status, 0);
 }
 
+TEST_F(Lab, APresetMeetsTheProgramAsItsUserDoes) {
+  struct Case {
+    const char* preset;
+    Words command;
+    int status;
+    const char* part;  // of what the command prints
+  };
+  const Case cases[] = {
+      {"user-disabled", {"audit-current", kInf}, 0, "catalog=20, active=17, present-pnp=17"},
+      {"busy", {"remove", kInf}, 17, "RESULT=REMOVE_BUSY - the device is still held after 10 s"},
+      {"busy", {"audit-current", kInf}, 0, "RESULT=OK"},
+      {"remote", {"audit-current", kInf}, 11, "wrong VORN endpoint count"},
+      {"remote", {"remove", kInf}, 0, "RESULT=OK"},
+      {"pending-restart", {"audit-current", kInf}, 11, "RESIDENT IMAGE MISMATCH"},
+      {"stale-journal", {"install", kInf}, 9, "exists and does not match the live driver"},
+      {"interrupted", {"install", kInf}, 0, "already runs the target package"},
+      {"interrupted", {"verify", kVersion, kDate, kJournal}, 0, "RESULT=OK"},
+      {"full-disk", {"install", kInf}, 2, "snapshot refused (error 0x00000070)"},
+  };
+  for (const Case& row : cases) {
+    SCOPED_TRACE(std::string(row.preset) + " " + row.command[0]);
+    const std::string machine = Machine(row.preset);
+    Words words = {"run", machine};
+    words.insert(words.end(), row.command.begin(), row.command.end());
+    const LabResult result = RunLab(words);
+    EXPECT_EQ(result.status, row.status);
+    const std::string text = result.Output() + result.ErrorOutput();
+    EXPECT_NE(text.find(row.part), std::string::npos) << text;
+    fs::remove_all(machine);
+  }
+}
+
+TEST_F(Lab, APendingRestartIsOverAfterIt) {
+  const std::string machine = Machine("pending-restart");
+  EXPECT_EQ(Shown(machine)["devices"][0]["pendingPackage"], "oem4.inf");
+  RunLab({"reboot", machine});
+  EXPECT_EQ(RunLab({"run", machine, "audit-current", kInf}).status, 0);
+}
+
+TEST_F(Lab, AnInterruptedInstallLeavesItsPrivateFolder) {
+  EXPECT_EQ(Shown(Machine("interrupted"))["snapshots"].size(), 1U);
+}
+
 TEST_F(Lab, ShowsAMachineToPeople) {
   const std::string machine = Machine("duplicates");
   const std::string text = RunLab({"show", machine}).Output();
@@ -621,7 +664,8 @@ TEST_F(Lab, RefusesMalformedCommandLines) {
   ExpectRefused({"new", missing, "--preset"}, "--preset: needs a value: --preset NAME");
   ExpectRefused({"new", missing, "--preset", "shiny"},
                 "--preset shiny: is not a preset; the presets are: clean, installed, outdated, "
-                "duplicates, disabled");
+                "duplicates, disabled, user-disabled, busy, remote, pending-restart, "
+                "stale-journal, interrupted, full-disk");
   ExpectRefused({"new", missing, "--other"},
                 "--other: is not an option of new; its options are: --preset, --list, --help");
   ExpectRefused({"new", "-folder"},
