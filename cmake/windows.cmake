@@ -16,10 +16,6 @@ if(NOT MSVC)
   target_compile_options(vorn_options INTERFACE -ffunction-sections -fdata-sections -g
                                                 -ffile-prefix-map=${CMAKE_BINARY_DIR}=build
                                                 -ffile-prefix-map=${CMAKE_SOURCE_DIR}=.)
-  # An exception that nobody catches ends the program at once. GCC's own handler would first print its
-  # type, for which it brings a demangler and a printf: a fifth of the program.
-  target_link_options(vorn_logic PUBLIC
-    -Wl,--defsym=_ZN9__gnu_cxx27__verbose_terminate_handlerEv=abort)
 endif()
 if(VORN_UNITY)
   set_target_properties(vorn_base vorn_logic PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 12)
@@ -45,11 +41,14 @@ foreach(program vorn_devnode vorn_rehearsal)
                                            /TSAWARE /DEPENDENTLOADFLAG:0x800
                                            /ENTRY:wmainCRTStartup)
   else()
+    # An exception that nobody catches ends the program at once. GCC's own handler would first print
+    # its type, for which it brings a demangler and a printf: a fifth of the program.
     # The debug symbols go into a file of their own. Unless they are told a date, these tools write
     # the current one.
     target_link_options(${program} PRIVATE
       -municode -static -Wl,--dynamicbase -Wl,--high-entropy-va -Wl,--nxcompat -Wl,--tsaware
-      -Wl,--gc-sections -Wl,--no-insert-timestamp)
+      -Wl,--gc-sections -Wl,--no-insert-timestamp
+      -Wl,--defsym=_ZN9__gnu_cxx27__verbose_terminate_handlerEv=abort)
     add_custom_command(TARGET ${program} POST_BUILD
       COMMAND ${CMAKE_COMMAND} -E env SOURCE_DATE_EPOCH=0 ${CMAKE_OBJCOPY} --only-keep-debug
               $<TARGET_FILE:${program}> ${program}.debug
