@@ -80,6 +80,11 @@ endforeach()
 target_compile_definitions(integration_objects PRIVATE
   VORN_DECISIONS="${CMAKE_SOURCE_DIR}/tests/integration/decisions.json")
 
+# The catalogue of recordings is made from that table; tools/recordings and tests/wine run this.
+add_executable(make_recordings tests/integration/program/make_recordings.cpp
+               $<TARGET_OBJECTS:integration_objects> $<TARGET_OBJECTS:vorn_test_support>)
+target_link_libraries(make_recordings PRIVATE vorn_lab_library GTest::gtest)
+
 # What is tried at every platform call of every command: thousands of runs, many cores.
 vorn_test_folder(faults SHARDS 8)
 vorn_test_folder(adversaries SHARDS 8)
@@ -131,7 +136,7 @@ endforeach()
 
 # What ./test builds in two steps: first the programs that try every platform call, then the rest.
 add_custom_target(vorn_plain_tests
-                  DEPENDS vorn_lab vorn_inf_dump faults_tests adversaries_tests)
+                  DEPENDS vorn_lab vorn_inf_dump make_recordings faults_tests adversaries_tests)
 add_custom_target(vorn_all_sanitized)
 foreach(kind IN LISTS VORN_KINDS)
   add_dependencies(vorn_all_sanitized contract${kind}_tests vorn_inf_dump${kind})
