@@ -191,11 +191,11 @@ BOOL WINAPI SetupDiGetDeviceInstallParamsW(HDEVINFO list, SP_DEVINFO_DATA* devic
                                            SP_DEVINSTALL_PARAMS_W* parameters) {
   using Call = BOOL(WINAPI*)(HDEVINFO, SP_DEVINFO_DATA*, SP_DEVINSTALL_PARAMS_W*);
   const BOOL done = Real<Call>("SetupDiGetDeviceInstallParamsW")(list, device, parameters);
-  if (done && supplement::IsOn(L"DeviceAsksRestart")) {
-    Log("SetupDiGetDeviceInstallParamsW(restart)");
-    parameters->Flags |= DI_NEEDREBOOT;
-  }
-  return done;
+  if (!supplement::IsOn(L"DeviceAsksRestart")) return done;
+  // Wine forgets a device that was removed; Windows keeps its parameters as long as the list.
+  Log("SetupDiGetDeviceInstallParamsW(restart)");
+  parameters->Flags |= DI_NEEDREBOOT;
+  return TRUE;
 }
 
 BOOL WINAPI SetupQueryInfOriginalFileInformationW(SP_INF_INFORMATION* information, UINT index,
