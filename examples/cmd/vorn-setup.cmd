@@ -1,0 +1,170 @@
+@echo off
+rem SPDX-License-Identifier: 0BSD
+rem
+rem Installs, updates, repairs and removes the driver, and turns each exit status of vorn_devnode.exe
+rem into one that software distribution knows:
+rem     0 done    3010 done after a restart    1603 failed    1618 busy, try again later
+rem
+rem   vorn-setup.cmd install VERSION
+rem   vorn-setup.cmd repair
+rem   vorn-setup.cmd uninstall
+rem
+rem The folder of this script lies below Program Files, where only administrators can write. It holds
+rem   bin\vorn_devnode.exe
+rem   VERSION\driver\vorn_audio.inf   each version with its .cat and .sys, and nothing else. An update
+rem                                   needs the folder of the version before, to fall back on it.
+rem   current.txt, activation-state, setup.log   written by this script
+setlocal EnableExtensions DisableDelayedExpansion
+set "home=%~dp0"
+set "tool=%home%bin\vorn_devnode.exe"
+set "state=%home%activation-state"
+set "out=%home%last-run.out"
+set "task=VORN Audio removal"
+
+rem Two runs at a time would make two devices. CMD has no mutex, but a file that one script writes
+rem cannot be opened by another: if this fails, :main does not run.
+set "code=1618"
+call :main %* >>"%home%setup.log"
+if %code% neq 0 echo vorn-setup: status %code%, see "%home%setup.log"
+exit /b %code%
+
+:main
+set "code=1603"
+echo %date% %time% vorn-setup %*
+rem Without elevation the tool would ask for it and run in a console of its own, out of sight.
+reg query HKU\S-1-5-19 >nul 2>&1
+if errorlevel 1 echo Run this as an administrator.& exit /b
+if /i "%PROCESSOR_IDENTIFIER:~0,3%"=="ARM" echo There is no driver for ARM64.& exit /b
+set "current="
+if exist "%home%current.txt" set /p current=<"%home%current.txt"
+if /i "%~1"=="install" goto install
+if /i "%~1"=="repair" goto repair
+if /i "%~1"=="uninstall" goto uninstall
+echo Unknown command.
+exit /b
+
+:install
+rem A remote session with redirected sound sees no endpoints of this machine: nothing could be proven.
+if /i "%SESSIONNAME:~0,4%"=="RDP-" echo Run this at the console or as a service.& exit /b
+set "version=%~2"
+if not exist "%home%%version%\driver\vorn_audio.inf" echo No such version.& exit /b
+schtasks /delete /f /tn "%task%" >nul 2>&1
+call :bind "%version%"
+if %status% equ 0 goto installed
+if %status% equ 9 if exist "%state%" set "code=1618"
+call :held
+rem Most failures leave the device as it was. Then there is nothing to undo, and doing it would harm.
+if not defined bound exit /b
+set "code=1603"
+if not defined current goto undo_first
+if /i "%current%"=="%version%" exit /b
+rem Any other status is that of a run that was killed. It can leave hidden endpoints and its journal.
+set "killed=yes"
+for %%s in (11 12 15 16) do if "%status%"=="%%s" set "killed="
+if defined killed call :run resume-endpoints
+rem Ask whether the version before still runs, before making it run again.
+call :run audit-current "%home%%current%\driver\vorn_audio.inf"
+if exist "%state%" del /f "%state%"
+if %status% equ 0 exit /b
+call :bind "%current%" --rollback
+if %status% equ 10 echo The version before runs again after a restart.
+if %status% equ 0 exit /b
+if %status% equ 10 exit /b
+rem A rollback can succeed and not be provable: the endpoints were not all there when it began.
+call :run audit-current "%home%%current%\driver\vorn_audio.inf"
+exit /b
+
+:installed
+>"%home%current.txt" echo %version%
+set "code=0"
+exit /b
+
+:undo_first
+rem Only a device that this run made is taken away.
+if defined fresh call :remove "%version%"
+exit /b
+
+:repair
+if not defined current echo Nothing is installed.& exit /b
+call :run audit-current "%home%%current%\driver\vorn_audio.inf"
+if %status% equ 0 set "code=0"& exit /b
+rem A run that was killed leaves endpoints hidden.
+call :run resume-endpoints
+call :bind "%current%"
+if %status% equ 0 set "code=0"
+exit /b
+
+:uninstall
+rem The version that runs goes first. Every earlier one left a package in the driver store.
+set "status=0"
+if defined current call :remove "%current%"
+for /f "delims=" %%d in ('dir /b /ad "%home%"') do call :remove_earlier "%%d"
+if %status% equ 0 set "code=0"
+if %status% equ 10 set "code=3010"
+if %status% equ 17 set "code=1618"
+if %status% equ 3 call :held
+if %code% neq 0 exit /b
+schtasks /delete /f /tn "%task%" >nul 2>&1
+if exist "%state%" del /f "%state%"
+if exist "%home%current.txt" del /f "%home%current.txt"
+exit /b
+
+:remove_earlier
+if %status% neq 0 exit /b
+if /i "%~1"=="%current%" exit /b
+if exist "%home%%~1\driver\vorn_audio.inf" call :remove "%~1"
+exit /b
+
+rem :remove VERSION. After 10 the package is still there, and the removal must run again after the
+rem restart. Until then this folder stays.
+:remove
+call :run remove "%home%%~1\driver\vorn_audio.inf"
+if %status% equ 10 schtasks /create /f /ru SYSTEM /sc onstart /tn "%task%" /tr "\"%~f0\" uninstall"
+exit /b
+
+rem :held. Somebody has a file open that the tool must read: that passes.
+:held
+find "(error 0x00000020)" "%out%.err" >nul
+if not errorlevel 1 set "code=1618"
+exit /b
+
+rem :bind VERSION [--rollback]. Sets status; sets bound if the device may run another driver now, and
+rem fresh if there was no device before.
+:bind
+call :bind_once %*
+if %status% neq 9 exit /b
+rem The journal of an earlier run is in the way: that run was killed, or the device was removed or
+rem changed by other means. Show what it may have left hidden. Unless something else runs than the
+rem version that ought to (11), its journal is of no use any more.
+call :run resume-endpoints
+set "status=0"
+if defined current if /i not "%~1"=="%current%" call :run audit-current "%home%%current%\driver\vorn_audio.inf"
+if %status% equ 11 echo Repair the installed version first.& exit /b
+if exist "%state%" del /f "%state%"
+call :bind_once %*
+exit /b
+
+:bind_once
+call :run install "%home%%~1\driver\vorn_audio.inf" "%state%" %2
+set "bound="
+set "fresh="
+for /f "usebackq delims=" %%l in ("%out%") do (
+  if "%%l"=="vorn_devnode: persisted protected pre-bind activation state" set "bound=yes"
+  if "%%l"=="vorn_devnode: Root\VornAudio already runs the target package; device left untouched" set "bound="
+  if "%%l"=="vorn_devnode: Root\VornAudio installed" set "fresh=yes"
+)
+for /f "usebackq delims=" %%l in ("%out%.err") do (
+  if "%%l"=="vorn_devnode: RESULT=BIND_REFUSED - Windows rejected the bind" set "bound="
+)
+for %%s in (3 4 5 6 7 8 9) do if "%status%"=="%%s" set "bound="
+exit /b
+
+rem :run ARGUMENTS. Keeps standard output in a file and sets status. A run can be silent for minutes.
+:run
+echo %time% vorn_devnode %*
+"%tool%" %* >"%out%" 2>"%out%.err"
+set "status=%errorlevel%"
+type "%out%"
+type "%out%.err"
+echo %time% status %status%
+exit /b
