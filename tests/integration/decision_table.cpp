@@ -58,14 +58,29 @@ Json Steps(const Json& json, std::string_view key) {
   return steps == nullptr ? Json(Json::List()) : *steps;
 }
 
+Staging StagingOf(const Json& json) {
+  Staging staging;
+  staging.machine = Text(json, "machine");
+  staging.prepare = Steps(json, "prepare");
+  for (const Json& word : json["run"])
+    staging.words.push_back(*word.As<std::string>());
+  staging.status = static_cast<int>(Number(json, "status"));
+  return staging;
+}
+
+Explained ExplainedBy(const Json& json, std::string pattern) {
+  Explained explained;
+  explained.pattern = std::move(pattern);
+  if (json.Find("run") != nullptr) explained.staging = StagingOf(json);
+  const Json* const staged = json.Find("staged");
+  explained.staged = staged == nullptr || *staged->As<bool>();
+  return explained;
+}
+
 Decision RowOf(const Json& json) {
   Decision row;
   row.id = Text(json, "id");
-  row.machine = Text(json, "machine");
-  row.prepare = Steps(json, "prepare");
-  for (const Json& word : json["run"])
-    row.words.push_back(*word.As<std::string>());
-  row.status = static_cast<int>(Number(json, "status"));
+  row.staging = StagingOf(json);
   row.line = Text(json, "line");
   row.stream = Text(json, "stream");
   row.touched = Flag(json, "touched");
@@ -73,6 +88,8 @@ Decision RowOf(const Json& json) {
   row.runs = Text(json, "runs");
   row.endpoints = Number(json, "endpoints");
   row.seconds = Number(json, "seconds");
+  row.sequence = Text(json, "sequence");
+  row.installerCode = static_cast<int>(Number(json, "installer"));
   row.then = Steps(json, "then");
   const Json& end = json["ends"];
   row.end = {Text(end, "runs"), Number(end, "endpoints"), Text(end, "journal")};
@@ -99,6 +116,13 @@ DecisionTable::DecisionTable() {
   machines_ = WithNames(table["machines"], names);
   for (const Json& row : WithNames(table["rows"], names))
     rows_.push_back(RowOf(row));
+  for (const Json& line : WithNames(table["lines"], names))
+    lines_.push_back(ExplainedBy(line, Text(line, "line")));
+  for (const Json& code : WithNames(table["codes"], names))
+    codes_.push_back(ExplainedBy(code, "*error " + Text(code, "code") + "*"));
+  for (const Json& seen : WithNames(table["observations"], names))
+    observations_.push_back(
+        ExplainedBy(seen, "*" + Text(seen, "in") + "=" + Text(seen, "reason") + "*"));
 }
 
 const Decision& DecisionTable::Row(const std::string& id) const {

@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -24,16 +25,19 @@ struct GoodEnd {
   friend std::ostream& operator<<(std::ostream& stream, const GoodEnd& end);
 };
 
-struct Decision {
-  std::string id;
-
-  // How it comes about: commands of the lab.
+/// How a run comes about: commands of the lab.
+struct Staging {
   std::string machine;             // the name of a staged machine
   lab::Json prepare;               // steps from there
   std::vector<std::string> words;  // of `vorn_lab run`, without the folder
+  int status = 0;                  // that the run must have
+};
+
+struct Decision {
+  std::string id;
+  Staging staging;
 
   // What the program and the machine then show.
-  int status = 0;
   std::string line;      // the deciding line, "*" stands for any text; empty: nothing is printed
   std::string stream;    // "out", "err", or empty when nothing is printed
   bool touched = false;  // whether devices, endpoints or packages differ from before
@@ -43,12 +47,25 @@ struct Decision {
   std::uint64_t seconds = 0;  // whole ones of the machine's time
 
   // What the installer does.
+  std::string sequence;  // the name of a section of docs/integration.md
+  int installerCode = 0;
   lab::Json then;  // steps; a run ends with the status it must have
   GoodEnd end;
   bool newEndpoints = false;  // the end has other endpoints than the beginning
 
   friend std::ostream& operator<<(std::ostream& stream, const Decision& decision) {
     return stream << decision.id;
+  }
+};
+
+/// Something that docs/troubleshooting.md explains: a line, an error code, an observation.
+struct Explained {
+  std::string pattern;             // of the line that shows it
+  std::optional<Staging> staging;  // a run that prints it, when no decision needs to
+  bool staged = true;              // false: the lab cannot bring it about
+
+  friend std::ostream& operator<<(std::ostream& stream, const Explained& explained) {
+    return stream << explained.pattern;
   }
 };
 
@@ -60,6 +77,10 @@ class DecisionTable {
   const std::vector<Decision>& Rows() const { return rows_; }
   const Decision& Row(const std::string& id) const;
 
+  const std::vector<Explained>& Lines() const { return lines_; }
+  const std::vector<Explained>& Codes() const { return codes_; }
+  const std::vector<Explained>& Observations() const { return observations_; }
+
   /// The steps that stage a machine. Throws for a name that the table lacks.
   const lab::Json& StepsOf(const std::string& machine) const;
 
@@ -70,6 +91,9 @@ class DecisionTable {
   DecisionTable();
 
   std::vector<Decision> rows_;
+  std::vector<Explained> lines_;
+  std::vector<Explained> codes_;
+  std::vector<Explained> observations_;
   lab::Json names_;
   lab::Json machines_;
 };

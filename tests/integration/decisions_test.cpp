@@ -6,31 +6,22 @@
 
 #include <algorithm>
 #include <gtest/gtest.h>
+#include <map>
+#include <set>
 
 namespace vorn::tests {
 namespace {
 
 constexpr char kPersisted[] = "vorn_devnode: persisted protected pre-bind activation state";
+constexpr char kCreated[] = "vorn_devnode: Root\\VornAudio installed";
 constexpr int kKilled = 137;
-
-bool Printed(const Rehearsal& rehearsal, const std::string& pattern) {
-  return std::any_of(rehearsal.lines.begin(), rehearsal.lines.end(),
-                     [&](const PrintedLine& line) { return HasForm(line.text, pattern); });
-}
-
-std::string AllOf(const Rehearsal& rehearsal) {
-  std::string text;
-  for (const PrintedLine& line : rehearsal.lines)
-    text += line.stream + ": " + line.text + "\n";
-  return text;
-}
 
 /// The command word; options of the lab stand before it.
 std::string CommandOf(const Decision& row) {
   std::size_t i = 0;
-  while (row.words[i].starts_with("--"))
+  while (row.staging.words[i].starts_with("--"))
     i += 2;
-  return row.words[i];
+  return row.staging.words[i];
 }
 
 std::string NameOf(const testing::TestParamInfo<Decision>& info) {
@@ -46,19 +37,19 @@ class Decisions : public testing::TestWithParam<Decision> {
 };
 
 TEST_P(Decisions, EndWithTheirStatus) {
-  EXPECT_EQ(Seen().status, Row().status) << AllOf(Seen());
+  EXPECT_EQ(Seen().status, Row().staging.status) << TextOf(Seen().lines);
 }
 
 TEST_P(Decisions, PrintTheirLineOnItsStream) {
   if (Row().line.empty()) {
-    EXPECT_TRUE(Seen().lines.empty()) << AllOf(Seen());
+    EXPECT_TRUE(Seen().lines.empty()) << TextOf(Seen().lines);
     return;
   }
   const auto& lines = Seen().lines;
   const auto line = std::find_if(lines.begin(), lines.end(), [this](const PrintedLine& each) {
     return HasForm(each.text, Row().line);
   });
-  ASSERT_NE(line, lines.end()) << AllOf(Seen());
+  ASSERT_NE(line, lines.end()) << TextOf(Seen().lines);
   EXPECT_EQ(line->stream, Row().stream);
 }
 
@@ -76,8 +67,8 @@ TEST_P(Decisions, LeaveTheJournalThatTheyTell) {
     EXPECT_EQ(after.journalText, before.journalText);
   } else {
     ASSERT_EQ(Row().journal, "target");
-    const bool second =
-        std::count(Row().words.begin(), Row().words.end(), DecisionTable::Get().Named("INF2")) == 1;
+    const bool second = std::count(Row().staging.words.begin(), Row().staging.words.end(),
+                                   DecisionTable::Get().Named("INF2")) == 1;
     EXPECT_EQ(after.journal, DecisionTable::Get().Named(second ? "VERSION2" : "VERSION1"));
     EXPECT_NE(after.journalText, before.journalText);
   }
@@ -102,19 +93,45 @@ TEST_P(Decisions, LeadToAGoodEndByTheirNextSteps) {
 // An installer may take the absence of the line for "nothing to roll back".
 TEST_P(Decisions, OfAnInstallTouchADeviceOnlyAfterTheJournalWasWritten) {
   if (CommandOf(Row()) != "install" || !IsTouched(Seen().before, Seen().after)) return;
-  EXPECT_TRUE(Printed(Seen(), kPersisted) ||
-              Printed(Seen(), "vorn_devnode: removed * duplicate/ghost *"))
-      << AllOf(Seen());
+  EXPECT_TRUE(AnyHasForm(Seen().lines, kPersisted) ||
+              AnyHasForm(Seen().lines, "vorn_devnode: removed * duplicate/ghost *"))
+      << TextOf(Seen().lines);
 }
 
 // A journal that outlives a failed install would block the rollback.
 TEST_P(Decisions, OfAnInstallThatFailsLeaveNoJournalOfTheirOwn) {
-  const bool ended = Row().status != 0 && Row().status != 10 && Row().status != kKilled;
+  const bool ended =
+      Row().staging.status != 0 && Row().staging.status != 10 && Row().staging.status != kKilled;
   if (CommandOf(Row()) != "install" || !ended) return;
   EXPECT_NE(Row().journal, "target");
 }
 
 INSTANTIATE_TEST_SUITE_P(Table, Decisions, testing::ValuesIn(DecisionTable::Get().Rows()), NameOf);
+
+// An installer knows the command, its status and two lines of standard output, and must not have to
+// know more.
+TEST(DecisionTable, HasOneSequenceForWhatAnInstallerCanTellApart) {
+  std::map<std::vector<std::string>, std::pair<std::string, int>> known;
+  for (const Decision& row : DecisionTable::Get().Rows()) {
+    const Rehearsal& seen = RehearsalOf(row);
+    const std::vector<std::string> key = {
+        CommandOf(row), std::to_string(row.staging.status),
+        row.staging.words.back() == "--rollback" ? "rollback" : "",
+        row.staging.status != kKilled && AnyHasForm(seen.lines, kPersisted) ? "persisted" : "",
+        AnyHasForm(seen.lines, kCreated) ? "created" : ""};
+    const std::pair<std::string, int> answer = {row.sequence, row.installerCode};
+    EXPECT_EQ(known.try_emplace(key, answer).first->second, answer) << row.id;
+  }
+}
+
+// The statuses that the program has, each for at least one of its commands.
+TEST(DecisionTable, HasEveryStatus) {
+  std::set<int> statuses;
+  for (const Decision& row : DecisionTable::Get().Rows())
+    statuses.insert(row.staging.status);
+  statuses.erase(kKilled);
+  EXPECT_EQ(statuses, (std::set<int>{0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 15, 16, 17}));
+}
 
 }  // namespace
 }  // namespace vorn::tests

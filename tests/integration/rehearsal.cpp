@@ -1,5 +1,6 @@
 #include "tests/integration/rehearsal.h"
 
+#include <algorithm>
 #include <fnmatch.h>
 #include <gtest/gtest.h>
 #include <map>
@@ -20,23 +21,22 @@ void AddLines(const std::string& stream, const std::string& text, std::vector<Pr
   }
 }
 
-void AddLines(const LabResult& result, std::vector<PrintedLine>& lines) {
-  AddLines("out", result.Output(), lines);
-  AddLines("err", result.ErrorOutput(), lines);
-}
-
 Rehearsal Rehearse(const Decision& decision) {
   SCOPED_TRACE(decision.id);
   Rehearsal rehearsal;
-  StagedMachine machine(decision.machine);
-  machine.TakeAll(decision.prepare);
+  StagedMachine machine(decision.staging.machine);
+  machine.TakeAll(decision.staging.prepare);
   rehearsal.before = machine.Look();
-  const LabResult result = machine.Run(decision.words);
+  const LabResult result = machine.Run(decision.staging.words);
   rehearsal.status = result.status;
-  AddLines(result, rehearsal.lines);
+  rehearsal.lines = LinesOf(result);
   rehearsal.after = machine.Look();
-  for (const lab::Json& step : decision.then)
-    AddLines(machine.Take(step), rehearsal.laterLines);
+  for (const lab::Json& step : decision.then) {
+    const LabResult taken = machine.Take(step);
+    if (step[0] != lab::Json("run")) continue;
+    for (PrintedLine& line : LinesOf(taken))
+      rehearsal.laterLines.push_back(std::move(line));
+  }
   rehearsal.end = machine.Look();
   return rehearsal;
 }
@@ -55,6 +55,34 @@ const Rehearsal& RehearsalOf(const Decision& decision) {
   const auto known = rehearsals.find(decision.id);
   if (known != rehearsals.end()) return known->second;
   return rehearsals[decision.id] = Rehearse(decision);
+}
+
+std::vector<PrintedLine> LinesOf(const Staging& staging) {
+  StagedMachine machine(staging.machine);
+  machine.TakeAll(staging.prepare);
+  const LabResult result = machine.Run(staging.words);
+  std::vector<PrintedLine> lines = LinesOf(result);
+  EXPECT_EQ(result.status, staging.status) << TextOf(lines);
+  return lines;
+}
+
+std::vector<PrintedLine> LinesOf(const LabResult& result) {
+  std::vector<PrintedLine> lines;
+  AddLines("out", result.Output(), lines);
+  AddLines("err", result.ErrorOutput(), lines);
+  return lines;
+}
+
+bool AnyHasForm(const std::vector<PrintedLine>& lines, const std::string& pattern) {
+  return std::any_of(lines.begin(), lines.end(),
+                     [&](const PrintedLine& line) { return HasForm(line.text, pattern); });
+}
+
+std::string TextOf(const std::vector<PrintedLine>& lines) {
+  std::string text;
+  for (const PrintedLine& line : lines)
+    text += line.stream + ": " + line.text + "\n";
+  return text;
 }
 
 bool HasForm(const std::string& text, const std::string& pattern) {

@@ -27,6 +27,18 @@ struct Rehearsal {
 /// Each row is rehearsed once.
 const Rehearsal& RehearsalOf(const Decision& decision);
 
+/// What a staged run printed. It must end with its status.
+std::vector<PrintedLine> LinesOf(const Staging& staging);
+
+/// The lines of a run, those of standard output first.
+std::vector<PrintedLine> LinesOf(const lab::LabResult& result);
+
+/// Whether one of the lines has the form of the pattern.
+bool AnyHasForm(const std::vector<PrintedLine>& lines, const std::string& pattern);
+
+/// The lines, one below the other.
+std::string TextOf(const std::vector<PrintedLine>& lines);
+
 /// Whether the text has the form of the pattern, in which "*" stands for any text.
 bool HasForm(const std::string& text, const std::string& pattern);
 
