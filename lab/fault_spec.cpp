@@ -78,6 +78,9 @@ std::string ActionList() {
   text += "What another process can do just before it:\n";
   for (const ChangeName& change : ChangeNames())
     add(std::string(change.name) + "=" + std::string(change.arguments), change.about);
+  text +=
+      "A change to files meets access lists, share modes and links. With force- before its name, "
+      "as in\nforce-delete=PATH, nothing keeps it off.\n";
   return text;
 }
 

@@ -3,8 +3,12 @@
 #include "base/text.h"
 #include "lab/fact_values.h"
 #include "platform/files.h"
+#include "platform/last_error.h"
 #include "platform/simulated/endpoint_builder.h"
+#include "platform/simulated/error_values.h"
 #include "platform/simulated/file_values.h"
+#include "platform/simulated/other_process.h"
+#include "platform/simulated/process.h"
 #include "platform/simulated/services.h"
 
 #include <algorithm>
@@ -26,6 +30,9 @@ namespace {
 using ChangeWords = std::vector<std::u16string>;
 
 constexpr char kSeparator = '|';  // no path contains one
+
+/// Documented: NTFS with clusters of 4 KB has files of up to 16 TB.
+constexpr std::uint64_t kLargestFile = std::uint64_t{1} << 44;
 
 /// The other process fails: there is nothing of that name.
 class NothingToChange : public std::invalid_argument {
@@ -54,12 +61,16 @@ void CopyFile(Machine& machine, const ChangeWords& words) {
   PutFile(machine.files, words[1], *content);
 }
 
+std::uint64_t NumberIn(const std::u16string& text) {
+  std::uint64_t number = 0;
+  ParseNumber(ToUtf8(text), number);
+  return number;
+}
+
 void GrowFile(Machine& machine, const ChangeWords& words) {
-  std::uint64_t count = 0;
-  ParseNumber(ToUtf8(words[1]), count);
   Node& file = NodeAt(machine.files, DemandFile(machine, words[0]));
   if (file.directory) throw NothingToChange("there is no file", words[0]);
-  file.zeroTail += count;
+  file.zeroTail += NumberIn(words[1]);
 }
 
 void HoldForWriting(Machine& machine, const ChangeWords& words) {
@@ -72,7 +83,8 @@ void MakeReadOnly(Machine& machine, const ChangeWords& words) {
 }
 
 void Secure(Machine& machine, const ChangeWords& words) {
-  NodeAt(machine.files, DemandFile(machine, words[0])).security = ParseSddl(words[1]).value();
+  ReplaceSecurity(NodeAt(machine.files, DemandFile(machine, words[0])).security,
+                  ParseSddl(words[1]).value());
 }
 
 /// The letter of "C" and "C:", in upper case; 0 for another text.
@@ -119,39 +131,75 @@ void LoseNamedEndpoint(Machine& machine, const ChangeWords& words) {
   LoseEndpoint(machine, words[0]);
 }
 
+/// What another process does through the platform; returns 0 or the error that it meets.
+using Act = std::uint32_t (*)(OtherProcess& other, const ChangeWords& words);
+
 struct ChangeKind {
   ChangeName name;
   std::size_t words;
   void (*make)(Machine& machine, const ChangeWords& words);
+
+  // Of a change to files, which may be refused; then `make` is its forced form.
+  Act act = nullptr;
 };
 
 constexpr ChangeKind kKinds[] = {
-    {{"delete", "PATH", "removes a file or a tree"}, 1, DeletePath},
+    {{"delete", "PATH", "removes a file or a tree"},
+     1,
+     DeletePath,
+     [](OtherProcess& p, const ChangeWords& w) { return p.Delete(w[0]); }},
     {{"folder", "PATH", "makes a folder"},
      1,
-     [](Machine& m, const ChangeWords& w) { MakeFolder(m.files, w[0]); }},
-    {{"write", "PATH|TEXT", "writes a file"}, 2, WriteText},
-    {{"grow", "PATH|BYTES", "appends zeros"}, 2, GrowFile},
-    {{"copy", "FROM|TO", "copies a file"}, 2, CopyFile},
+     [](Machine& m, const ChangeWords& w) { MakeFolder(m.files, w[0]); },
+     [](OtherProcess& p, const ChangeWords& w) { return p.MakeFolder(w[0]); }},
+    {{"write", "PATH|TEXT", "writes a file"},
+     2,
+     WriteText,
+     [](OtherProcess& p, const ChangeWords& w) { return p.Write(w[0], ToUtf8(w[1])); }},
+    {{"grow", "PATH|BYTES", "appends zeros"},
+     2,
+     GrowFile,
+     [](OtherProcess& p, const ChangeWords& w) { return p.Grow(w[0], NumberIn(w[1])); }},
+    {{"copy", "FROM|TO", "copies a file"},
+     2,
+     CopyFile,
+     [](OtherProcess& p, const ChangeWords& w) { return p.Copy(w[0], w[1]); }},
     {{"move", "FROM|TO", "moves a name"},
      2,
-     [](Machine& m, const ChangeWords& w) { MovePath(m.files, w[0], w[1]); }},
+     [](Machine& m, const ChangeWords& w) { MovePath(m.files, w[0], w[1]); },
+     [](OtherProcess& p, const ChangeWords& w) { return p.Move(w[0], w[1]); }},
     {{"hardlink", "EXISTING|NAME", "gives a file a second name"},
      2,
-     [](Machine& m, const ChangeWords& w) { AddHardLink(m.files, w[0], w[1]); }},
+     [](Machine& m, const ChangeWords& w) { AddHardLink(m.files, w[0], w[1]); },
+     [](OtherProcess& p, const ChangeWords& w) { return p.Link(w[0], w[1]); }},
     {{"junction", "PATH|TARGET", "replaces what is there with a junction"},
      2,
      [](Machine& m, const ChangeWords& w) {
        PutLink(m.files, w[0], ReparseKind::Junction, w[1], /*directory=*/true);
+     },
+     [](OtherProcess& p, const ChangeWords& w) {
+       return p.PutLink(w[0], ReparseKind::Junction, w[1], /*directory=*/true);
      }},
     {{"symlink", "PATH|TARGET", "replaces what is there with a symbolic link"},
      2,
      [](Machine& m, const ChangeWords& w) {
        PutLink(m.files, w[0], ReparseKind::SymbolicLink, w[1], /*directory=*/false);
+     },
+     [](OtherProcess& p, const ChangeWords& w) {
+       return p.PutLink(w[0], ReparseKind::SymbolicLink, w[1], /*directory=*/false);
      }},
-    {{"hold", "PATH", "opens the file for writing and keeps it open"}, 1, HoldForWriting},
-    {{"readonly", "PATH", "sets the attribute"}, 1, MakeReadOnly},
-    {{"security", "PATH|SDDL", "changes owner and access list"}, 2, Secure},
+    {{"hold", "PATH", "opens the file for writing and keeps it open"},
+     1,
+     HoldForWriting,
+     [](OtherProcess& p, const ChangeWords& w) { return p.Hold(w[0], FILE_GENERIC_WRITE); }},
+    {{"readonly", "PATH", "sets the attribute"},
+     1,
+     MakeReadOnly,
+     [](OtherProcess& p, const ChangeWords& w) { return p.MakeReadOnly(w[0]); }},
+    {{"security", "PATH|SDDL", "changes owner and access list"},
+     2,
+     Secure,
+     [](OtherProcess& p, const ChangeWords& w) { return p.Secure(w[0], ParseSddl(w[1]).value()); }},
     {{"fill", "LETTER", "leaves no free byte on the volume"}, 1, FillVolume},
     {{"remap", "LETTER|TARGET", "makes the drive letter lead elsewhere"}, 2, Remap},
     {{"vanish", "DEVICE", "removes a device, by its instance id"},
@@ -162,6 +210,33 @@ constexpr ChangeKind kKinds[] = {
     {{"stop-service", "NAME", "a service stops"}, 1, StopNamedService},
     {{"lose-endpoint", "ID", "an endpoint leaves the catalog"}, 1, LoseNamedEndpoint},
 };
+
+constexpr std::string_view kForce = "force-";
+
+constexpr std::pair<std::uint32_t, std::string_view> kRefusals[] = {
+    {platform::ERROR_FILE_NOT_FOUND, "there is nothing of that name"},
+    {platform::ERROR_PATH_NOT_FOUND, "there is no such folder"},
+    {platform::ERROR_ACCESS_DENIED, "access is denied"},
+    {platform::ERROR_NOT_SAME_DEVICE, "it is on another volume"},
+    {platform::ERROR_WRITE_PROTECT, "the volume is read-only"},
+    {platform::ERROR_SHARING_VIOLATION, "another process uses the file"},
+    {platform::ERROR_DISK_FULL, "the volume is full"},
+    {platform::ERROR_INVALID_NAME, "the name is not valid"},
+    {platform::ERROR_DIR_NOT_EMPTY, "the folder is not empty"},
+    {platform::ERROR_ALREADY_EXISTS, "the name is taken"},
+    {platform::ERROR_INVALID_OWNER, "only a privilege names that owner"},
+};
+
+/// What a change does through the platform. Returns why Windows refuses it.
+std::string ActAsAnother(Machine& machine, Act act, const ChangeWords& given) {
+  OtherProcess other(machine, Process::Current().token);
+  const std::uint32_t error = act(other, given);
+  if (error == 0) return {};
+  const auto words = std::find_if(std::begin(kRefusals), std::end(kRefusals),
+                                  [error](const auto& known) { return known.first == error; });
+  return "Windows refuses it with error " + std::to_string(error) +
+         (words == std::end(kRefusals) ? "" : ": " + std::string(words->second));
+}
 
 ChangeWords SplitWords(const std::string& text) {
   ChangeWords words;
@@ -183,9 +258,9 @@ void Check(const ChangeKind& kind, const ChangeWords& words) {
     throw BadInput("must be " + name + "=" + std::string(kind.name.arguments));
   }
   std::uint64_t number = 0;
-  if (name == "grow" && !ParseNumber(ToUtf8(words[1]), number)) {
-    throw BadInput("grow needs a path and a number of bytes");
-  }
+  const bool isSize =
+      name != "grow" || (ParseNumber(ToUtf8(words[1]), number) && number <= kLargestFile);
+  if (!isSize) throw BadInput("grow needs a path and a number of bytes");
   const bool hasLetter = name == "fill" || name == "remap";
   if (hasLetter && DriveLetter(words[0]) == 0) throw BadInput(name + " needs a drive letter");
   if (name == "security" && !ParseSddl(words[1])) {
@@ -206,14 +281,18 @@ std::span<const ChangeName> ChangeNames() {
 }
 
 std::optional<WorldChange> ParseWorldChange(std::string_view name, const std::string& arguments) {
+  const bool forced = name.starts_with(kForce);
+  if (forced) name.remove_prefix(kForce.size());
   const auto kind =
       std::find_if(std::begin(kKinds), std::end(kKinds),
                    [name](const ChangeKind& known) { return known.name.name == name; });
-  if (kind == std::end(kKinds)) return std::nullopt;
+  if (kind == std::end(kKinds) || (forced && kind->act == nullptr)) return std::nullopt;
   ChangeWords words = SplitWords(arguments);
   Check(*kind, words);
-  return [make = kind->make, words = std::move(words)](Machine& machine) -> std::string {
+  const Act act = forced ? nullptr : kind->act;
+  return [act, make = kind->make, words = std::move(words)](Machine& machine) -> std::string {
     try {
+      if (act != nullptr) return ActAsAnother(machine, act, words);
       make(machine, words);
     } catch (const std::invalid_argument& failed) {
       return failed.what();

@@ -55,8 +55,8 @@ NTSTATUS CheckParameters(const OpenRequest& request) {
 /// A request as it passes through the rules, any of which may end it with a status.
 class Opener {
  public:
-  Opener(Process& process, const OpenRequest& request)
-      : process_(process), files_(process.TheMachine().files), request_(request) {
+  Opener(Machine& machine, const Token& token, const OpenRequest& request)
+      : machine_(machine), files_(machine.files), token_(token), request_(request) {
     wanted_ = MapFileRights(request.access);
     if (Wants(request, FILE_OPEN_FOR_BACKUP_INTENT)) privileged_ = kBackupIntentRights;
   }
@@ -115,7 +115,7 @@ class Opener {
     const bool everything = (wanted_ & MAXIMUM_ALLOWED) != 0;
     const std::uint32_t named = wanted_ & ~MAXIMUM_ALLOWED;
     const std::uint32_t asked = everything ? FILE_ALL_ACCESS | named : named;
-    granted_ = GrantedRights(node.security, process_.token, asked, privileged_);
+    granted_ = GrantedRights(node.security, token_, asked, privileged_);
     granted_ |= GrantedByFolder(place, asked & ~granted_);
     if ((named & ~granted_ & ACCESS_SYSTEM_SECURITY) != 0) return STATUS_PRIVILEGE_NOT_HELD;
     if ((named & ~granted_) != 0 || granted_ == 0) return STATUS_ACCESS_DENIED;
@@ -133,8 +133,8 @@ class Opener {
     const Node* folder = files_.nodes.Find(place.folder);
     if (folder == nullptr) return 0;
     const auto adds = [&](std::uint32_t right, std::uint32_t folderRight) {
-      const bool given = (missing & right) != 0 &&
-                         IsGranted(folder->security, process_.token, folderRight, privileged_);
+      const bool given =
+          (missing & right) != 0 && IsGranted(folder->security, token_, folderRight, privileged_);
       return given ? right : 0;
     };
     return adds(FILE_READ_ATTRIBUTES, FILE_LIST_DIRECTORY) | adds(DELETE, FILE_DELETE_CHILD);
@@ -151,7 +151,7 @@ class Opener {
     const NTSTATUS status = CheckCreation(walked.place.folder, directory);
     if (status != STATUS_SUCCESS) return {status, nullptr, false};
     const NodeId id = NewNode(files_, walked.place.folder, directory, SecurityOfNew(walked.place));
-    const std::int64_t now = FileTimeNow(process_.TheMachine());
+    const std::int64_t now = FileTimeNow(machine_);
     Node& node = files_.nodes.at(id);
     node.attributes = request_.attributes & kSettableAttributes;
     // Documented: NTFS sets the archive attribute on every new file.
@@ -176,31 +176,22 @@ class Opener {
     if (volume.readOnly) return STATUS_MEDIA_WRITE_PROTECTED;
     // FILE_ADD_FILE and FILE_ADD_SUBDIRECTORY are a folder's write rights.
     const std::uint32_t right = directory ? FILE_APPEND_DATA : FILE_WRITE_DATA;
-    if (!IsGranted(folder.security, process_.token, right, privileged_)) {
+    if (!IsGranted(folder.security, token_, right, privileged_)) {
       return STATUS_ACCESS_DENIED;
     }
     if ((wanted_ & ACCESS_SYSTEM_SECURITY) != 0) return STATUS_PRIVILEGE_NOT_HELD;
     const bool readOnly = (request_.attributes & FILE_ATTRIBUTE_READONLY) != 0;
     if (readOnly && Wants(request_, FILE_DELETE_ON_CLOSE)) return STATUS_CANNOT_DELETE;
-    if (request_.security != nullptr && !MayOwn(request_.security->owner)) {
+    if (request_.security != nullptr && !MayName(token_, request_.security->owner)) {
       return STATUS_INVALID_OWNER;
     }
     return volume.freeBytes == 0 ? STATUS_DISK_FULL : STATUS_SUCCESS;
   }
 
-  /// A caller may name itself as owner, or Administrators if it belongs to them; any other owner
-  /// takes the restore privilege.
-  bool MayOwn(const std::u16string& owner) const {
-    const Token& token = process_.token;
-    if (owner.empty() || token.restoreEnabled) return true;
-    const bool user = !token.sids.empty() && token.sids.front() == owner;
-    return user || token.owner == owner || (owner == kAdministrators && Holds(token, owner));
-  }
-
   SecurityRecord SecurityOfNew(const Place& place) const {
     const Node& folder = files_.nodes.Get(place.folder);
     const bool directory = Wants(request_, FILE_DIRECTORY_FILE);
-    SecurityRecord inherited = InheritFrom(folder.security, directory, process_.token.owner);
+    SecurityRecord inherited = InheritFrom(folder.security, directory, token_.owner);
     if (request_.security == nullptr) return inherited;
     SecurityRecord record = *request_.security;
     if (record.owner.empty()) record.owner = inherited.owner;
@@ -225,11 +216,12 @@ class Opener {
     if (Wants(request_, FILE_DELETE_ON_CLOSE)) {
       files_.nodes.at(place.folder).entries.at(place.key).deletePending = true;
     }
-    return std::make_shared<FileObject>(process_.TheMachine(), key, granted_);
+    return std::make_shared<FileObject>(machine_, key, granted_);
   }
 
-  Process& process_;
+  Machine& machine_;
   FileSystem& files_;
+  const Token& token_;
   const OpenRequest& request_;
   std::uint32_t wanted_ = 0;
   std::uint32_t granted_ = 0;
@@ -248,7 +240,17 @@ FileObject::~FileObject() {
 }
 
 OpenResult OpenByName(Process& process, const OpenRequest& request) {
-  return Opener(process, request).Run();
+  return OpenByName(process.TheMachine(), process.token, request);
+}
+
+OpenResult OpenByName(Machine& machine, const Token& token, const OpenRequest& request) {
+  return Opener(machine, token, request).Run();
+}
+
+bool MayName(const Token& token, const std::u16string& owner) {
+  if (owner.empty() || token.restoreEnabled) return true;
+  const bool user = !token.sids.empty() && token.sids.front() == owner;
+  return user || token.owner == owner || (owner == kAdministrators && Holds(token, owner));
 }
 
 bool SharesWithOthers(const FileSystem& files, NodeId node, std::uint32_t access,

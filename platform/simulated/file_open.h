@@ -74,6 +74,13 @@ struct OpenResult {
 /// Opens or creates on behalf of the process.
 OpenResult OpenByName(Process& process, const OpenRequest& request);
 
+/// The same for whoever has that token, which must outlive the call alone.
+OpenResult OpenByName(Machine& machine, const Token& token, const OpenRequest& request);
+
+/// Whether a caller may make `owner` the owner of something: itself, or Administrators if it
+/// belongs to them; anybody else takes the restore privilege. Nobody is named by an empty text.
+bool MayName(const Token& token, const std::u16string& owner);
+
 /// Whether an open with these rights and this sharing is compatible with all other opens of the
 /// node.
 bool SharesWithOthers(const FileSystem& files, NodeId node, std::uint32_t access,

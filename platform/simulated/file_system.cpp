@@ -152,14 +152,6 @@ bool IsRoot(const FileSystem& files, NodeId node) {
   return VolumeOf(files, files.nodes.Get(node)).root == node;
 }
 
-/// Whether a folder is `above`, or is below it.
-bool IsWithin(const FileSystem& files, NodeId folder, NodeId above) {
-  for (NodeId at = folder; at != 0; at = files.nodes.Get(at).place.folder) {
-    if (at == above) return true;
-  }
-  return false;
-}
-
 /// A name and its file are on one volume.
 void DemandSameVolume(const FileSystem& files, NodeId node, NodeId folder,
                       std::u16string_view name) {
@@ -279,13 +271,7 @@ void MovePath(FileSystem& files, std::u16string_view from, std::u16string_view t
   const std::optional<NodeId> taken = FindNode(files, to);
   if (taken && IsWithin(files, source.folder, *taken)) Refuse("holds what is moved", to);
   if (taken && *taken != node) RemovePath(files, to);
-  files.nodes.at(source.folder).entries.erase(source.key);
-  --files.nodes.at(node).links;
-  AddEntry(files, folder, LastName(to), node);
-  for (auto open = files.opens.lower_bound({node, 0});
-       open != files.opens.end() && open->first.node == node; ++open) {
-    if (open->second.place == source) open->second.place = PlaceOf(folder, LastName(to));
-  }
+  MoveEntry(files, source, folder, LastName(to));
 }
 
 void MarkDeletePending(FileSystem& files, std::u16string_view path) {
@@ -324,12 +310,9 @@ std::uint64_t HoldOpen(FileSystem& files, std::u16string_view path, std::uint32_
   open.place = found.place;
   open.access = MapFileRights(access);
   open.share = share;
-  open.foreign = true;
   open.until = until;
   open.description = path;
-  const std::uint64_t number = files.nextOpen++;
-  files.opens.emplace(OpenKey{*found.node, number}, std::move(open));
-  return number;
+  return AddForeignOpen(files, *found.node, std::move(open));
 }
 
 // Documented (rename information): a rename or a hard link opens the folder of the new name for

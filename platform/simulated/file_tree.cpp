@@ -113,9 +113,35 @@ void RemoveEntry(FileSystem& files, const Place& place) {
   EraseWhenForsaken(files, id);
 }
 
+void MoveEntry(FileSystem& files, const Place& source, NodeId folder, std::u16string_view name) {
+  const Place from = source;  // the caller's place may be the node's own
+  const NodeId node = FindEntry(files, from)->node;
+  files.nodes.at(from.folder).entries.erase(from.key);
+  --files.nodes.at(node).links;
+  AddEntry(files, folder, name, node);
+  for (auto open = files.opens.lower_bound({node, 0});
+       open != files.opens.end() && open->first.node == node; ++open) {
+    if (open->second.place == from) open->second.place = PlaceOf(folder, name);
+  }
+}
+
+bool IsWithin(const FileSystem& files, NodeId folder, NodeId above) {
+  for (NodeId at = folder; at != 0; at = files.nodes.Get(at).place.folder) {
+    if (at == above) return true;
+  }
+  return false;
+}
+
 bool IsOpen(const FileSystem& files, NodeId node) {
   const auto first = files.opens.lower_bound({node, 0});
   return first != files.opens.end() && first->first.node == node;
+}
+
+std::uint64_t AddForeignOpen(FileSystem& files, NodeId node, Open open) {
+  const std::uint64_t number = files.nextOpen++;
+  open.foreign = true;
+  files.opens.emplace(OpenKey{node, number}, std::move(open));
+  return number;
 }
 
 void ReleaseOpen(FileSystem& files, const OpenKey& key) {

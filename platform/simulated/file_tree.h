@@ -30,7 +30,17 @@ void AddEntry(FileSystem& files, NodeId folder, std::u16string_view name, NodeId
 /// Removes a name. The node goes with its last name, as soon as nobody has it open.
 void RemoveEntry(FileSystem& files, const Place& place);
 
+/// Gives the node of a name another name, on the same volume; nothing may have that name. Opens by
+/// the old name follow.
+void MoveEntry(FileSystem& files, const Place& source, NodeId folder, std::u16string_view name);
+
+/// Whether a folder is `above`, or is below it.
+bool IsWithin(const FileSystem& files, NodeId folder, NodeId above);
+
 bool IsOpen(const FileSystem& files, NodeId node);
+
+/// Another process has the node open from now on; returns the number of the open.
+std::uint64_t AddForeignOpen(FileSystem& files, NodeId node, Open open);
 
 /// Ends an open; a name marked for deletion goes with the last open made by it.
 void ReleaseOpen(FileSystem& files, const OpenKey& key);

@@ -223,7 +223,7 @@ TEST_F(Lab, MakesCallsFail) {
        "vorn_devnode: WriteFile(activation state) failed (error 0x00000070)\n"},
       {"GetTempPathW:fail=3", 2,
        "vorn_devnode: protected local package snapshot refused (error 0x00000003)\n"},
-      {"BCryptGenRandom:delete=C:\\pkg\\driver\\vorn_audio.inf", 2,
+      {"BCryptGenRandom:force-delete=C:\\pkg\\driver\\vorn_audio.inf", 2,
        "vorn_devnode: protected local package snapshot refused (error 0x000003EE)\n"},
   };
   for (const Case& row : cases) {
@@ -295,9 +295,9 @@ TEST_F(Lab, LetsAnotherProcessChangeTheMachine) {
          return ReadHostFile(fs::path(m) / "machine.json").find("\"attributes\": \"0x21\"") !=
                 std::string::npos;
        }},
-      {"security=C:\\pkg\\driver\\vorn_audio.inf|O:SYD:P(A;;FA;;;SY)",
+      {"security=C:\\pkg\\driver\\vorn_audio.inf|D:P(A;;FA;;;SY)",
        [](const std::string& m) {
-         return ReadHostFile(fs::path(m) / "machine.json").find("O:SYD:P(A;;FA;;;SY)") !=
+         return ReadHostFile(fs::path(m) / "machine.json").find("O:BAD:P(A;;FA;;;SY)") !=
                 std::string::npos;
        }},
       {"fill=C:", isFull},
@@ -318,14 +318,49 @@ TEST_F(Lab, LetsAnotherProcessChangeTheMachine) {
       {"stop-service=audiosrv",
        [](const std::string& m) { return Shown(m)["services"]["Audiosrv"] == "stopped"; }},
   };
-  for (const Case& row : cases) {
-    SCOPED_TRACE(row.change);
+  const auto expectChange = [this](const Case& row, const std::string& prefix) {
+    SCOPED_TRACE(prefix + row.change);
     const std::string machine = Machine("installed");
     // The usage takes eight writes, and nothing follows the last one.
-    RunLab({"run", machine, "--fault", "fputws#8:" + std::string(row.change)});
+    EXPECT_EQ(RunLab({"run", machine, "--strict", "--fault", "fputws#8:" + prefix + row.change})
+                  .ErrorOutput(),
+              "");
     EXPECT_TRUE(row.happened(machine));
     fs::remove_all(machine);
+  };
+  for (const Case& row : cases) {
+    expectChange(row, "");
+    if (std::string_view(row.change).find(":\\") ==
+        1 + std::string_view(row.change).find('=') + 1) {
+      expectChange(row, "force-");
+    }
   }
+}
+
+TEST_F(Lab, AChangeMeetsWhatTheProgramProtectsUnlessItIsForced) {
+  const std::string machine = Machine();
+  const std::string change = "delete=" + kInf;
+  const LabResult refused =
+      RunLab({"run", machine, "--strict", "--fault", "BCryptGenRandom:" + change, "install", kInf});
+  EXPECT_EQ(refused.status, kExitFaultInVain);
+  EXPECT_EQ(refused.ErrorOutput(), "vorn_lab: --fault BCryptGenRandom:" + change +
+                                       ": changed nothing: Windows refuses it with error 32: "
+                                       "another process uses the file\n");
+  ASSERT_TRUE(fs::exists(fs::path(machine) / "C/pkg/driver/vorn_audio.inf"));
+  fs::remove_all(machine);
+  Machine();
+  const LabResult forced =
+      RunLab({"run", machine, "--fault", "BCryptGenRandom:force-" + change, "install", kInf});
+  EXPECT_EQ(forced.status, 2);
+  EXPECT_FALSE(fs::exists(fs::path(machine) / "C/pkg/driver/vorn_audio.inf"));
+}
+
+TEST_F(Lab, OnlyChangesToFilesCanBeForced) {
+  const std::string machine = Machine();
+  std::string list;
+  EXPECT_EQ(RefusalOf("WriteFile:force-vanish=x", &list),
+            "vorn_lab: --fault WriteFile:force-vanish=x: \"force-vanish\" is not a known fault");
+  EXPECT_NE(list.find("force-delete=PATH"), std::string::npos);
 }
 
 TEST_F(Lab, RefusesMalformedFaults) {
@@ -420,24 +455,41 @@ TEST_F(Lab, AFaultThatWasReachedNeedsNoRemark) {
 }
 
 TEST_F(Lab, SaysThatAChangeFoundNothing) {
-  const std::pair<const char*, const char*> cases[] = {
-      {"delete=C:\\none", "there is no file or folder C:\\none"},
-      {"delete=X:\\none", "there is no file or folder X:\\none"},
-      {"write=X:\\none|text", "no such volume: X:\\"},
-      {"grow=C:\\none|1", "there is no file or folder C:\\none"},
-      {"copy=C:\\none|C:\\new", "there is no file C:\\none"},
-      {"move=C:\\none|C:\\new", "no such name: C:\\none"},
-      {"hardlink=C:\\none|C:\\new", "no such file: C:\\none"},
-      {"delete=C:\\", "nobody can delete C:\\"},
-      {"grow=C:\\pkg|1", "there is no file C:\\pkg"},
-      {"hardlink=C:\\pkg|C:\\new", "is a folder: C:\\pkg"},
-      {"move=C:\\pkg|C:\\pkg\\driver\\pkg",
+  const std::string refused = "Windows refuses it with error ";
+  const std::string missing = refused + "2: there is nothing of that name";
+  const std::string denied = refused + "5: access is denied";
+  const std::pair<const char*, std::string> cases[] = {
+      {"delete=C:\\none", missing},
+      {"delete=C:\\", denied},
+      {"delete=X:\\none", refused + "3: there is no such folder"},
+      {"write=X:\\none|text", refused + "3: there is no such folder"},
+      {"grow=C:\\none|1", missing},
+      {"grow=C:\\pkg|1", denied},
+      {"copy=C:\\none|C:\\new", missing},
+      {"move=C:\\none|C:\\new", missing},
+      {"move=C:\\pkg|C:\\pkg\\driver\\pkg", denied},
+      {"hardlink=C:\\none|C:\\new", missing},
+      {"hardlink=C:\\pkg|C:\\new", denied},
+      {"junction=C:\\|C:\\pkg", denied},
+      {"hold=C:\\none", missing},
+      {"readonly=C:\\none", missing},
+      {"security=C:\\none|D:", missing},
+      {"security=C:\\pkg|O:SY", refused + "1307: only a privilege names that owner"},
+      {"force-delete=C:\\none", "there is no file or folder C:\\none"},
+      {"force-delete=C:\\", "nobody can delete C:\\"},
+      {"force-write=X:\\none|text", "no such volume: X:\\"},
+      {"force-grow=C:\\pkg|1", "there is no file C:\\pkg"},
+      {"force-copy=C:\\none|C:\\new", "there is no file C:\\none"},
+      {"force-move=C:\\none|C:\\new", "no such name: C:\\none"},
+      {"force-move=C:\\pkg|C:\\pkg\\driver\\pkg",
        "a folder cannot move into itself: C:\\pkg\\driver\\pkg"},
-      {"move=C:\\pkg\\driver|C:\\pkg", "holds what is moved: C:\\pkg"},
-      {"junction=C:\\|C:\\pkg", "is the root of a volume: C:\\"},
-      {"hold=C:\\none", "there is no file or folder C:\\none"},
-      {"readonly=C:\\none", "there is no file or folder C:\\none"},
-      {"security=C:\\none|O:SY", "there is no file or folder C:\\none"},
+      {"force-move=C:\\pkg\\driver|C:\\pkg", "holds what is moved: C:\\pkg"},
+      {"force-hardlink=C:\\none|C:\\new", "no such file: C:\\none"},
+      {"force-hardlink=C:\\pkg|C:\\new", "is a folder: C:\\pkg"},
+      {"force-junction=C:\\|C:\\pkg", "is the root of a volume: C:\\"},
+      {"force-hold=C:\\none", "there is no file or folder C:\\none"},
+      {"force-readonly=C:\\none", "there is no file or folder C:\\none"},
+      {"force-security=C:\\none|O:SY", "there is no file or folder C:\\none"},
       {"fill=X", "there is no volume X"},
       {"vanish=ROOT\\NONE", "there is no device ROOT\\NONE"},
       {"disable=ROOT\\NONE", "there is no device ROOT\\NONE"},
