@@ -53,8 +53,8 @@ class RunRecorder {
 
 Json OwnRun(const Decision& row) {
   Json::List step = {"run"};
-  step.insert(step.end(), row.words.begin(), row.words.end());
-  step.emplace_back(row.status);
+  step.insert(step.end(), row.staging.words.begin(), row.staging.words.end());
+  step.emplace_back(row.staging.status);
   return Json(std::move(step));
 }
 
@@ -63,8 +63,8 @@ Json OwnRun(const Decision& row) {
 void WriteRecordings(const fs::path& folder) {
   for (const Decision& row : DecisionTable::Get().Rows()) {
     SCOPED_TRACE(row.id);
-    StagedMachine machine(row.machine);
-    machine.TakeAll(row.prepare);
+    StagedMachine machine(row.staging.machine);
+    machine.TakeAll(row.staging.prepare);
     RunRecorder recorder(machine, folder / row.id);
     recorder.Take(OwnRun(row));
     for (const Json& step : row.then)

@@ -67,7 +67,7 @@ TEST(Recordings, BeginWithTheRunOfTheRow) {
   for (const Decision& row : DecisionTable::Get().Rows()) {
     SCOPED_TRACE(row.id);
     const Recording& own = Catalogue().at(row.id).front();
-    EXPECT_EQ(own.status.value_or(kKilled), row.status);
+    EXPECT_EQ(own.status.value_or(kKilled), row.staging.status);
     EXPECT_EQ(own.milliseconds / 1000, row.seconds);
     for (const char* const stream : {"out", "err"})
       EXPECT_EQ(TextsOf(LinesOf(own), stream), TextsOf(RehearsalOf(row).lines, stream));
