@@ -15,9 +15,6 @@ using namespace platform::simulated;
 
 namespace {
 
-constexpr std::uint32_t kShareAll =
-    platform::FILE_SHARE_READ | platform::FILE_SHARE_WRITE | platform::FILE_SHARE_DELETE;
-
 std::u16string_view FolderOf(std::u16string_view path) {
   const std::size_t cut = path.rfind(u'\\');
   // "C:" alone does not name the root.

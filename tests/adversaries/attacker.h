@@ -5,6 +5,8 @@
 // share modes of open handles, names that are being deleted, folders in use) and does nothing where
 // Windows would refuse. So the program's handles and access lists are its only protection here.
 
+#include "platform/files.h"
+#include "platform/simulated/file_values.h"
 #include "platform/simulated/machine.h"
 #include "platform/simulated/security_model.h"
 
@@ -19,6 +21,10 @@ inline constexpr char16_t kOwnFolderSecurity[] =
     u"O:S-1-5-21-1000000000-2000000000-3000000000-1002"
     u"D:(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)"
     u"(A;OICI;FA;;;S-1-5-21-1000000000-2000000000-3000000000-1002)";
+
+/// Shares a file with everybody.
+inline constexpr std::uint32_t kShareAll =
+    platform::FILE_SHARE_READ | platform::FILE_SHARE_WRITE | platform::FILE_SHARE_DELETE;
 
 class Attacker {
  public:

@@ -12,7 +12,7 @@ using namespace platform::simulated;
 
 namespace {
 
-constexpr char16_t kTwinInf[] = u"C:\\attacker\\twin\\driver\\vorn_audio.inf";
+constexpr char16_t kSoundTwinInf[] = u"C:\\attacker\\twin\\driver\\vorn_audio.inf";
 
 /// Swaps what is at `path` with `put`, and undoes that with `clear` before the next call.
 Attack Brief(std::string name, std::string why, std::vector<Job> jobs, const std::u16string& path,
@@ -45,7 +45,7 @@ std::vector<Attack> BriefSwaps() {
       "INF exchanged for a twin", "the copy that is authenticated is the copy that is bound",
       JobsWithInf(), kSampleInf,
       [](Attacker& user) {
-        return user.TryCreateFile(kSampleInf, TextOf(user.TheMachine(), kTwinInf));
+        return user.TryCreateFile(kSampleInf, TextOf(user.TheMachine(), kSoundTwinInf));
       },
       [](Attacker& user) { return user.TryDelete(kSampleInf); });
   Attack folder = Brief(

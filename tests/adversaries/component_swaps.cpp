@@ -17,8 +17,8 @@ constexpr char16_t kWindows[] = u"C:\\Windows";
 constexpr char16_t kStateFolder[] = u"C:\\attacker\\state";
 constexpr char16_t kDeepFolder[] = u"C:\\attacker\\state\\deep";
 constexpr char16_t kDeepState[] = u"C:\\attacker\\state\\deep\\journal";
-constexpr char16_t kMissingOrUnsafe[] = u"vorn_devnode: activation state missing or unsafe\n";
-constexpr char16_t kNotInspected[] =
+constexpr char16_t kJournalMissing[] = u"vorn_devnode: activation state missing or unsafe\n";
+constexpr char16_t kJournalNotInspected[] =
     u"vorn_devnode: activation state could not be safely inspected\n";
 
 struct Swap {
@@ -155,10 +155,10 @@ void MoveJournal(Machine& machine) {
 }
 
 std::vector<Attack> StateFolders() {
-  const std::vector<Answer> unsafe = {{Job::FreshInstall, 9, kNotInspected},
-                                      {Job::Update, 9, kNotInspected},
-                                      {Job::Verify, 11, kMissingOrUnsafe},
-                                      {Job::HotActivate, 15, kMissingOrUnsafe}};
+  const std::vector<Answer> unsafe = {{Job::FreshInstall, 9, kJournalNotInspected},
+                                      {Job::Update, 9, kJournalNotInspected},
+                                      {Job::Verify, 11, kJournalMissing},
+                                      {Job::HotActivate, 15, kJournalMissing}};
   const std::vector<Job> jobs = {Job::FreshInstall, Job::Update, Job::Verify, Job::HotActivate};
   std::vector<Attack> attacks;
   for (const Swap& swap : {kJunction, kSymbolicLink, kEmptied}) {

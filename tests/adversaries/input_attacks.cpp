@@ -13,8 +13,6 @@ using namespace platform::simulated;
 
 namespace {
 
-constexpr std::uint32_t kShareAll =
-    platform::FILE_SHARE_READ | platform::FILE_SHARE_WRITE | platform::FILE_SHARE_DELETE;
 constexpr char16_t kTwinInf[] = u"C:\\attacker\\twin\\driver\\vorn_audio.inf";
 constexpr char16_t kStolenInf[] = u"C:\\attacker\\stolen\\vorn_audio.inf";
 constexpr char16_t kStolenFolder[] = u"C:\\attacker\\stolen\\driver";

@@ -11,9 +11,6 @@ using namespace platform::simulated;
 
 namespace {
 
-constexpr std::uint32_t kShareAll =
-    platform::FILE_SHARE_READ | platform::FILE_SHARE_WRITE | platform::FILE_SHARE_DELETE;
-
 /// The INF of the only published package that is not foreign.
 std::u16string PublishedInf(Attacker& user) {
   const Machine& machine = user.TheMachine();

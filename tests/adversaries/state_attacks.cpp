@@ -17,8 +17,6 @@ namespace {
 const std::vector<Job> kWriters = {Job::FreshInstall, Job::Update};
 const std::vector<Job> kReaders = {Job::Verify, Job::HotActivate};
 constexpr char16_t kStolenState[] = u"C:\\attacker\\stolen\\state";
-constexpr std::uint32_t kShareAll =
-    platform::FILE_SHARE_READ | platform::FILE_SHARE_WRITE | platform::FILE_SHARE_DELETE;
 
 constexpr char16_t kNotInspected[] =
     u"vorn_devnode: activation state could not be safely inspected\n";

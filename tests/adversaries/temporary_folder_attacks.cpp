@@ -14,9 +14,6 @@ using namespace platform::simulated;
 
 namespace {
 
-constexpr std::uint32_t kShareAll =
-    platform::FILE_SHARE_READ | platform::FILE_SHARE_WRITE | platform::FILE_SHARE_DELETE;
-
 Attack Row(std::string name, Expectation expectation, std::string why,
            std::function<bool(Attacker&)> strike, const std::u16string& error = {}) {
   Attack attack;

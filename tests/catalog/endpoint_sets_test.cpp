@@ -23,7 +23,7 @@ Ids NumberedIds(std::size_t count) {
   return ids;
 }
 
-std::string ReasonOf(const CheckResult& result) {
+std::string ComplaintOf(const CheckResult& result) {
   EXPECT_EQ(result.ok, result.reason.empty());
   return ToUtf8(result.reason);
 }
@@ -32,62 +32,64 @@ std::string ReasonOf(const CheckResult& result) {
 
 TEST(CatalogEndpoints, AcceptsEveryNumberUpToTwenty) {
   for (std::size_t count = 0; count <= kEndpointCount; ++count) {
-    EXPECT_EQ(ReasonOf(CheckCatalogEndpoints(ConsistentEndpoints(count))), "") << count;
+    EXPECT_EQ(ComplaintOf(CheckCatalogEndpoints(ConsistentEndpoints(count))), "") << count;
   }
 }
 
 TEST(CatalogEndpoints, RefusesTwentyOneBeforeLookingAtAnyOfThem) {
   std::vector<CatalogEndpoint> endpoints(kEndpointCount + 1);  // all malformed and the same
-  EXPECT_EQ(ReasonOf(CheckCatalogEndpoints(endpoints)),
+  EXPECT_EQ(ComplaintOf(CheckCatalogEndpoints(endpoints)),
             "MMDevice catalog has too many VORN endpoints");
 }
 
 TEST(CatalogEndpoints, RefusesACableIndexOfTenOrMore) {
   for (const std::uint32_t cable : {10u, 12u, 0x80000000u, 0xFFFFFFFFu}) {
-    EXPECT_EQ(ReasonOf(CheckCatalogEndpoints({{cable, false, true, u"a"}})),
+    EXPECT_EQ(ComplaintOf(CheckCatalogEndpoints({{cable, false, true, u"a"}})),
               "MMDevice catalog contains a malformed VORN endpoint")
         << cable;
   }
 }
 
 TEST(CatalogEndpoints, RefusesAnEmptyEndpointId) {
-  EXPECT_EQ(ReasonOf(CheckCatalogEndpoints({{0, false, true, u""}})),
+  EXPECT_EQ(ComplaintOf(CheckCatalogEndpoints({{0, false, true, u""}})),
             "MMDevice catalog contains a malformed VORN endpoint");
 }
 
 TEST(CatalogEndpoints, RefusesADuplicateIdentityEvenIfOneOfThemIsDisabled) {
   for (const bool active : {true, false}) {
-    EXPECT_EQ(ReasonOf(CheckCatalogEndpoints({{2, false, true, u"A"}, {2, false, active, u"B"}})),
-              "MMDevice catalog duplicates a cable/flow identity");
+    EXPECT_EQ(
+        ComplaintOf(CheckCatalogEndpoints({{2, false, true, u"A"}, {2, false, active, u"B"}})),
+        "MMDevice catalog duplicates a cable/flow identity");
   }
 }
 
 TEST(CatalogEndpoints, TakesTheTwoFlowsOfACableForTwoIdentities) {
-  EXPECT_EQ(ReasonOf(CheckCatalogEndpoints({{2, false, true, u"A"}, {2, true, true, u"B"}})), "");
+  EXPECT_EQ(ComplaintOf(CheckCatalogEndpoints({{2, false, true, u"A"}, {2, true, true, u"B"}})),
+            "");
 }
 
 TEST(CatalogEndpoints, RefusesEndpointIdsThatDifferOnlyInLetterCase) {
   EXPECT_EQ(
-      ReasonOf(CheckCatalogEndpoints({{2, false, true, u"{ab}"}, {3, false, false, u"{AB}"}})),
+      ComplaintOf(CheckCatalogEndpoints({{2, false, true, u"{ab}"}, {3, false, false, u"{AB}"}})),
       "MMDevice catalog duplicates an endpoint id");
 }
 
 TEST(CatalogEndpoints, FoldsOnlyAsciiLetters) {
-  EXPECT_EQ(
-      ReasonOf(CheckCatalogEndpoints({{2, false, true, u"\u00E4"}, {3, false, true, u"\u00C4"}})),
-      "");
+  EXPECT_EQ(ComplaintOf(
+                CheckCatalogEndpoints({{2, false, true, u"\u00E4"}, {3, false, true, u"\u00C4"}})),
+            "");
 }
 
 TEST(CatalogEndpoints, NamesTheFirstFailureInListOrder) {
   // The malformed endpoint comes before the duplicate, then after it.
-  EXPECT_EQ(ReasonOf(CheckCatalogEndpoints(
+  EXPECT_EQ(ComplaintOf(CheckCatalogEndpoints(
                 {{0, false, true, u"A"}, {10, false, true, u"B"}, {0, false, true, u"C"}})),
             "MMDevice catalog contains a malformed VORN endpoint");
-  EXPECT_EQ(ReasonOf(CheckCatalogEndpoints(
+  EXPECT_EQ(ComplaintOf(CheckCatalogEndpoints(
                 {{0, false, true, u"A"}, {0, false, true, u"C"}, {10, false, true, u"B"}})),
             "MMDevice catalog duplicates a cable/flow identity");
   // An endpoint's identity is judged before its id.
-  EXPECT_EQ(ReasonOf(CheckCatalogEndpoints({{0, false, true, u"A"}, {0, false, true, u"A"}})),
+  EXPECT_EQ(ComplaintOf(CheckCatalogEndpoints({{0, false, true, u"A"}, {0, false, true, u"A"}})),
             "MMDevice catalog duplicates a cable/flow identity");
 }
 
@@ -105,7 +107,7 @@ class InstanceSets : public testing::TestWithParam<Comparison> {};
 
 TEST_P(InstanceSets, AreJudged) {
   const Comparison& row = GetParam();
-  EXPECT_EQ(ReasonOf(CompareInstanceSets(row.baseline, row.live, row.origin)), row.reason)
+  EXPECT_EQ(ComplaintOf(CompareInstanceSets(row.baseline, row.live, row.origin)), row.reason)
       << row.name;
 }
 
@@ -157,37 +159,39 @@ INSTANTIATE_TEST_SUITE_P(
 // ------------------------------------------------------------------------------------------------
 
 TEST(ExpectedPresent, NeedsAPlaceForItsOutput) {
-  EXPECT_EQ(ReasonOf(ComputeExpectedPresent({}, {}, nullptr)), "expected-present output is null");
+  EXPECT_EQ(ComplaintOf(ComputeExpectedPresent({}, {}, nullptr)),
+            "expected-present output is null");
   // This is judged before everything else.
-  EXPECT_EQ(ReasonOf(ComputeExpectedPresent({{10, false, true, u""}}, {u""}, nullptr)),
+  EXPECT_EQ(ComplaintOf(ComputeExpectedPresent({{10, false, true, u""}}, {u""}, nullptr)),
             "expected-present output is null");
 }
 
 TEST(ExpectedPresent, PassesOnTheReasonOfABadCatalogAndOfBadChildren) {
   Ids output = {u"untouched"};
-  EXPECT_EQ(ReasonOf(ComputeExpectedPresent({{10, false, true, u"a"}}, {u""}, &output)),
+  EXPECT_EQ(ComplaintOf(ComputeExpectedPresent({{10, false, true, u"a"}}, {u""}, &output)),
             "MMDevice catalog contains a malformed VORN endpoint");
-  EXPECT_EQ(ReasonOf(ComputeExpectedPresent({}, {u"a", u""}, &output)), kLiveEmpty);
-  EXPECT_EQ(ReasonOf(ComputeExpectedPresent({}, {u"a", u"A"}, &output)), kLiveTwice);
+  EXPECT_EQ(ComplaintOf(ComputeExpectedPresent({}, {u"a", u""}, &output)), kLiveEmpty);
+  EXPECT_EQ(ComplaintOf(ComputeExpectedPresent({}, {u"a", u"A"}, &output)), kLiveTwice);
   EXPECT_EQ(output, Ids{u"untouched"});
 }
 
 TEST(ExpectedPresent, IsTheChildrenWhenTheCatalogIsEmpty) {
   Ids output = {u"replaced"};
-  EXPECT_EQ(ReasonOf(ComputeExpectedPresent({}, {u"swd\\b", u"SWD\\A", u"swd\\_"}, &output)), "");
+  EXPECT_EQ(ComplaintOf(ComputeExpectedPresent({}, {u"swd\\b", u"SWD\\A", u"swd\\_"}, &output)),
+            "");
   EXPECT_EQ(output, (Ids{u"SWD\\A", u"SWD\\B", u"SWD\\_"}));
 }
 
 TEST(ExpectedPresent, IsEmptyWithoutCatalogAndChildren) {
   Ids output = {u"replaced"};
-  EXPECT_EQ(ReasonOf(ComputeExpectedPresent({}, {}, &output)), "");
+  EXPECT_EQ(ComplaintOf(ComputeExpectedPresent({}, {}, &output)), "");
   EXPECT_EQ(output, Ids{});
 }
 
 TEST(ExpectedPresent, HoldsTheActiveEndpointsWhetherPresentOrNot) {
   Ids output;
-  EXPECT_EQ(ReasonOf(ComputeExpectedPresent({{0, false, true, u"{x}"}, {1, false, true, u"{w}"}},
-                                            {u"swd\\mmdevapi\\{X}"}, &output)),
+  EXPECT_EQ(ComplaintOf(ComputeExpectedPresent({{0, false, true, u"{x}"}, {1, false, true, u"{w}"}},
+                                               {u"swd\\mmdevapi\\{X}"}, &output)),
             "");
   EXPECT_EQ(output, (Ids{u"SWD\\MMDEVAPI\\{W}", u"SWD\\MMDEVAPI\\{X}"}));
 }
@@ -195,8 +199,8 @@ TEST(ExpectedPresent, HoldsTheActiveEndpointsWhetherPresentOrNot) {
 TEST(ExpectedPresent, LeavesOutAChildThatTheCatalogKnowsOnlyAsDisabled) {
   Ids output;
   EXPECT_EQ(
-      ReasonOf(ComputeExpectedPresent({{0, false, false, u"{x}"}, {0, true, true, u"{y}"}},
-                                      {u"SWD\\MMDEVAPI\\{X}", u"SWD\\MMDEVAPI\\{Z}"}, &output)),
+      ComplaintOf(ComputeExpectedPresent({{0, false, false, u"{x}"}, {0, true, true, u"{y}"}},
+                                         {u"SWD\\MMDEVAPI\\{X}", u"SWD\\MMDEVAPI\\{Z}"}, &output)),
       "");
   EXPECT_EQ(output, (Ids{u"SWD\\MMDEVAPI\\{Y}", u"SWD\\MMDEVAPI\\{Z}"}));
 }
@@ -204,19 +208,19 @@ TEST(ExpectedPresent, LeavesOutAChildThatTheCatalogKnowsOnlyAsDisabled) {
 TEST(ExpectedPresent, OfACompleteActiveCatalogIsItsTwentyInstanceIds) {
   auto catalog = CompleteCatalog(u"{q}");
   Ids output;
-  EXPECT_EQ(ReasonOf(ComputeExpectedPresent(catalog, {}, &output)), "");
+  EXPECT_EQ(ComplaintOf(ComputeExpectedPresent(catalog, {}, &output)), "");
   EXPECT_EQ(output.size(), kEndpointCount);
   EXPECT_TRUE(std::is_sorted(output.begin(), output.end()));
   EXPECT_EQ(output.front(), u"SWD\\MMDEVAPI\\{Q}C0");
   EndpointAt(catalog, 0, true).active = false;
-  EXPECT_EQ(ReasonOf(ComputeExpectedPresent(catalog, {}, &output)), "");
+  EXPECT_EQ(ComplaintOf(ComputeExpectedPresent(catalog, {}, &output)), "");
   EXPECT_EQ(output.size(), kEndpointCount - 1);
   EXPECT_EQ(output.front(), u"SWD\\MMDEVAPI\\{Q}C1");
 }
 
 TEST(ExpectedPresent, ReadsItsInputsBeforeItWritesAnOutputThatIsOneOfThem) {
   Ids children = {u"b", u"a"};
-  EXPECT_EQ(ReasonOf(ComputeExpectedPresent({}, children, &children)), "");
+  EXPECT_EQ(ComplaintOf(ComputeExpectedPresent({}, children, &children)), "");
   EXPECT_EQ(children, (Ids{u"A", u"B"}));
 }
 

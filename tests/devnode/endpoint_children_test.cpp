@@ -18,7 +18,7 @@ using tests::kRootId;
 
 using Ids = std::vector<std::u16string>;
 
-constexpr char16_t kChild[] = u"SWD\\MMDEVAPI\\{0.0.0.00000000}.{B}";
+constexpr char16_t kOneChild[] = u"SWD\\MMDEVAPI\\{0.0.0.00000000}.{B}";
 
 using EndpointChildren = tests::DeviceWorld;
 
@@ -35,13 +35,13 @@ TEST_F(EndpointChildren, ListsOnlyStartedChildrenOfTheAudioEndpointClass) {
       u"{c166523c-fe0c-4a94-a586-f1a80cfbbf3e} ";
   tests::AddEndpointChild(machine, kRootId, u"H").classGuidText = std::u16string(64, u'c');
   tests::AddEndpointChild(machine, u"ROOT\\OTHER\\0000", u"I");
-  tests::AddEndpointChild(machine, kRootId, kChild);
-  EXPECT_EQ(DiscoverLiveRoot().endpointChildren, (Ids{u"F", kChild}));
+  tests::AddEndpointChild(machine, kRootId, kOneChild);
+  EXPECT_EQ(DiscoverLiveRoot().endpointChildren, (Ids{u"F", kOneChild}));
 }
 
 TEST_F(EndpointChildren, ReadsAChildsClassIntoABufferOf128Bytes) {
   tests::AddStartedRoot(machine);
-  tests::AddEndpointChild(machine, kRootId, kChild);
+  tests::AddEndpointChild(machine, kRootId, kOneChild);
   DiscoverLiveRoot();
   const auto calls = tests::CallsOf(process, "CM_Get_DevNode_Registry_PropertyW");
   ASSERT_EQ(calls.size(), 1U);

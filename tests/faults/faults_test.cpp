@@ -71,6 +71,8 @@ bool TakesEveryPair(Phase phase, const Scenario& scenario) {
                           scenario.start->name == "installed");
 }
 
+}  // namespace
+
 class Faults : public testing::TestWithParam<std::tuple<Phase, Command>> {
  protected:
   void RunScenario(Phase phase, const Scenario& scenario, ShardReport& report) {
@@ -126,8 +128,6 @@ class Faults : public testing::TestWithParam<std::tuple<Phase, Command>> {
   SeenWays seen_;
   std::set<std::uint64_t> answers_;
 };
-
-}  // namespace
 
 TEST_P(Faults, BreakNoPromise) {
   const auto [phase, command] = GetParam();

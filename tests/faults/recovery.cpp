@@ -15,7 +15,7 @@ using model::Machine;
 namespace {
 
 constexpr std::uint64_t kBetweenCommandsMs = 10'000;
-constexpr std::uint64_t kSettleMs = 60'000;
+constexpr std::uint64_t kUntilSettledMs = 60'000;
 constexpr char16_t kPreviousVersion[] = u"26.8.9.4";
 
 /// One step of the operator: runs the command and judges it like every other run.
@@ -102,7 +102,7 @@ bool IsSameAsStart(const Scenario& scenario, const Machine& machine) {
 
 std::string NameSoundState(const Scenario& scenario, const Machine& machine) {
   Machine settled = machine;
-  model::Advance(settled, kSettleMs);
+  model::Advance(settled, kUntilSettledMs);
   if (InstalledRoots(settled).empty()) return "no device";
   if (!WhyNotRunning(settled, kSampleVersion)) return "target runs";
   if (!WhyNotRunning(settled, kPreviousVersion)) return "previous runs";

@@ -57,14 +57,14 @@ Machine MachineWithAnsiInf() {
   return machine;
 }
 
-RunResult Install(Machine& machine) {
+RunResult InstallAnsi(Machine& machine) {
   return tests::RunJudged(machine, tests::Command::Install,
                           {u"install", kSampleInf, kSampleJournal}, {});
 }
 
 TEST(AnsiInf, IsInstalledAndPublishedByteForByte) {
   Machine machine = MachineWithAnsiInf();
-  const RunResult run = Install(machine);
+  const RunResult run = InstallAnsi(machine);
   ExpectRun(run, kExitOk,
             {Out("vorn_devnode: persisted protected pre-bind activation state"),
              Out("vorn_devnode: Root\\VornAudio installed"), tests::ProvenLine(machine)});
@@ -74,7 +74,7 @@ TEST(AnsiInf, IsInstalledAndPublishedByteForByte) {
 
 TEST(AnsiInf, IsAuditedAndRemovedLikeAnyOther) {
   Machine machine = MachineWithAnsiInf();
-  Install(machine);
+  InstallAnsi(machine);
   ExpectRun(tests::RunCommand(machine, {u"audit-current", kSampleInf}), kExitOk,
             {tests::ProvenLine(machine)});
   const RunResult removal = tests::RunCommand(machine, {u"remove", kSampleInf});
@@ -91,7 +91,7 @@ TEST(AnsiInf, IsAuditedAndRemovedLikeAnyOther) {
 /// package.
 TEST(AnsiInf, IsNotTakenForTheSameTextInAnotherEncoding) {
   Machine machine = MachineWithAnsiInf();
-  Install(machine);
+  InstallAnsi(machine);
   ReplaceInInf(machine,
                "K\xE4"
                "bel",

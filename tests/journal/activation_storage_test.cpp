@@ -28,7 +28,7 @@ constexpr std::u16string_view kRefused = u"vorn_devnode: refusing malformed acti
 constexpr std::u16string_view kPersisted =
     u"vorn_devnode: persisted protected pre-bind activation state\n";
 
-ActivationState FreshState() {
+ActivationState JournalOfAFreshInstall() {
   ActivationState state;
   state.fresh = true;
   state.target.version = u"26.8.10.5";
@@ -38,8 +38,8 @@ ActivationState FreshState() {
   return state;
 }
 
-ActivationState UpdateState() {
-  ActivationState state = FreshState();
+ActivationState JournalOfAnUpdate() {
+  ActivationState state = JournalOfAFreshInstall();
   state.fresh = false;
   state.catalog = CompleteCatalog();
   for (const CatalogEndpoint& endpoint : state.catalog)
@@ -85,7 +85,7 @@ class JournalStorage : public tests::InputTest {
     EXPECT_FALSE(Exists(kSampleJournal));
   }
   void ExpectRefused(const std::function<void(ActivationState&)>& damage) {
-    ActivationState state = UpdateState();
+    ActivationState state = JournalOfAnUpdate();
     damage(state);
     ExpectRefused(state);
   }
@@ -98,16 +98,16 @@ class JournalStorage : public tests::InputTest {
 // Writing.
 
 TEST_F(JournalStorage, WritesTheTextInCodeUnitsWithoutMarkOrTerminator) {
-  EXPECT_TRUE(journal_.Write(UpdateState()));
+  EXPECT_TRUE(journal_.Write(JournalOfAnUpdate()));
   EXPECT_EQ(*sim::ReadWholeFile(Files(), kSampleJournal),
-            ToBytes(SerializeActivationState(UpdateState())));
+            ToBytes(SerializeActivationState(JournalOfAnUpdate())));
   EXPECT_EQ(process.Output(), kPersisted);
   EXPECT_EQ(process.ErrorOutput(), u"");
 }
 
 /// A state with an endpoint id whose units need both bytes, and those units in the file.
 ActivationState StateWithAWideId() {
-  ActivationState state = UpdateState();
+  ActivationState state = JournalOfAnUpdate();
   state.catalog[0].endpointId = u"\u97F3\U0001F50A";
   return state;
 }
@@ -128,7 +128,7 @@ TEST_F(JournalStorage, ReadsBothBytesOfEachUnit) {
 }
 
 TEST_F(JournalStorage, IsReadBackInTheSameRunAndInTheNext) {
-  for (const ActivationState& written : {FreshState(), UpdateState()}) {
+  for (const ActivationState& written : {JournalOfAFreshInstall(), JournalOfAnUpdate()}) {
     ASSERT_TRUE(journal_.Write(written));
     EXPECT_EQ(journal_.Read(), written);
     EndRun();
@@ -139,14 +139,14 @@ TEST_F(JournalStorage, IsReadBackInTheSameRunAndInTheNext) {
 }
 
 TEST_F(JournalStorage, IsReadThroughTheHandleThatCreatedIt) {
-  ASSERT_TRUE(journal_.Write(FreshState()));
+  ASSERT_TRUE(journal_.Write(JournalOfAFreshInstall()));
   process.calls.clear();
   EXPECT_TRUE(Reads());
   EXPECT_TRUE(CallsOf("NtCreateFile").empty());
 }
 
 TEST_F(JournalStorage, GuardsTheFile) {
-  ASSERT_TRUE(journal_.Write(FreshState()));
+  ASSERT_TRUE(journal_.Write(JournalOfAFreshInstall()));
   EXPECT_EQ(sim::ToSddl(sim::NodeAt(Files(), kSampleJournal).security), kProtectedSddl);
   const auto descriptors = CallsOf("ConvertStringSecurityDescriptorToSecurityDescriptorW");
   ASSERT_EQ(descriptors.size(), 1U);
@@ -159,7 +159,7 @@ TEST_F(JournalStorage, GuardsTheFile) {
 }
 
 TEST_F(JournalStorage, WritesInThisOrder) {
-  ASSERT_TRUE(journal_.Write(FreshState()));
+  ASSERT_TRUE(journal_.Write(JournalOfAFreshInstall()));
   std::vector<std::string> names;
   for (const auto& call : process.calls) {
     for (const char* name : {"ConvertStringSecurityDescriptorToSecurityDescriptorW",
@@ -174,15 +174,15 @@ TEST_F(JournalStorage, WritesInThisOrder) {
                                       "SetFilePointerEx", "WriteFile", "SetEndOfFile",
                                       "FlushFileBuffers", "GetFileInformationByHandle", "fputws"}));
   EXPECT_EQ(CallsOf("WriteFile")[0].Argument("nNumberOfBytesToWrite"),
-            std::to_string(SerializeActivationState(FreshState()).size() * 2));
+            std::to_string(SerializeActivationState(JournalOfAFreshInstall()).size() * 2));
 }
 
 TEST_F(JournalStorage, WorksInADriveRoot) {
   Journal journal = JournalAt(u"C:\\name");
-  EXPECT_TRUE(journal.Write(FreshState()));
+  EXPECT_TRUE(journal.Write(JournalOfAFreshInstall()));
   EXPECT_TRUE(Exists(u"C:\\name"));
   EndRun();
-  EXPECT_EQ(journal.Read(), FreshState());
+  EXPECT_EQ(journal.Read(), JournalOfAFreshInstall());
   journal.Delete();
   EXPECT_FALSE(Exists(u"C:\\name"));
 }
@@ -206,7 +206,7 @@ TEST_F(JournalStorage, RefusesAMalformedTarget) {
 }
 
 TEST_F(JournalStorage, AcceptsTheLongestTargetAndAnyCaseOfTheService) {
-  ActivationState state = FreshState();
+  ActivationState state = JournalOfAFreshInstall();
   state.target.version = Repeat(u'1', 64);
   state.target.date = Repeat(u'2', 32);
   state.target.service = u"vornaudio";
@@ -215,10 +215,10 @@ TEST_F(JournalStorage, AcceptsTheLongestTargetAndAnyCaseOfTheService) {
 }
 
 TEST_F(JournalStorage, RefusesBaselinesInAFreshState) {
-  ActivationState state = FreshState();
+  ActivationState state = JournalOfAFreshInstall();
   state.present = {u"SWD\\MMDEVAPI\\a"};
   ExpectRefused(state);
-  state = FreshState();
+  state = JournalOfAFreshInstall();
   state.catalog = {{0, false, true, u"a"}};
   ExpectRefused(state);
 }
@@ -252,7 +252,7 @@ TEST_F(JournalStorage, RefusesPresentIdsThatCouldBeReadOtherwise) {
 }
 
 TEST_F(JournalStorage, AcceptsTheLongestIdsAndABarInAPresentId) {
-  ActivationState state = UpdateState();
+  ActivationState state = JournalOfAnUpdate();
   state.catalog[0].endpointId = Repeat(u'a', 1024);
   state.present[0] = Repeat(u'a', 1024);
   state.present[1] = u"a|b";
@@ -262,7 +262,7 @@ TEST_F(JournalStorage, AcceptsTheLongestIdsAndABarInAPresentId) {
 }
 
 TEST_F(JournalStorage, AcceptsATextOf65536BytesAndNoMore) {
-  ActivationState state = UpdateState();
+  ActivationState state = JournalOfAnUpdate();
   for (std::size_t i = 0; i < 20; ++i) {
     state.catalog[i].endpointId += Repeat(u'e', 1024 - state.catalog[i].endpointId.size());
     const std::size_t length = i == 19 ? 100 : 580;
@@ -283,7 +283,7 @@ TEST_F(JournalStorage, AcceptsATextOf65536BytesAndNoMore) {
 
 TEST_F(JournalStorage, ReportsADescriptorThatCannotBeMade) {
   FailCall("ConvertStringSecurityDescriptorToSecurityDescriptorW", 8);
-  EXPECT_FALSE(journal_.Write(FreshState()));
+  EXPECT_FALSE(journal_.Write(JournalOfAFreshInstall()));
   ExpectErrorLine(
       u"vorn_devnode: activation-state security descriptor failed (error 0x00000008)\n");
   EXPECT_TRUE(CallsOf("NtCreateFile").empty());
@@ -299,7 +299,7 @@ TEST_F(JournalStorage, ReportsAnUnusablePath) {
            {u"\\\\?\\C:\\pkg\\state", u"0000007B"},
            {u"C:\\none\\state", u"00000002"},
            {u"Q:\\state", u"00000002"}}) {
-    EXPECT_FALSE(JournalAt(path).Write(FreshState()));
+    EXPECT_FALSE(JournalAt(path).Write(JournalOfAFreshInstall()));
     ExpectErrorLine(u"vorn_devnode: safe create(activation state) failed (error 0x" + error +
                     u")\n");
   }
@@ -307,7 +307,7 @@ TEST_F(JournalStorage, ReportsAnUnusablePath) {
 
 TEST_F(JournalStorage, NeitherOverwritesNorDeletesAnExistingJournal) {
   PutJournal(u"an older journal");
-  EXPECT_FALSE(journal_.Write(FreshState()));
+  EXPECT_FALSE(journal_.Write(JournalOfAFreshInstall()));
   ExpectErrorLine(u"vorn_devnode: safe create(activation state) failed (error 0x000000B7)\n");
   EXPECT_EQ(*sim::ReadWholeFile(Files(), kSampleJournal), ToBytes(u"an older journal"));
   EXPECT_EQ(sim::ListFolder(Files(), u"C:\\pkg").size(), 1U);
@@ -316,11 +316,11 @@ TEST_F(JournalStorage, NeitherOverwritesNorDeletesAnExistingJournal) {
 TEST_F(JournalStorage, NeverWritesThroughALink) {
   sim::PutFile(Files(), u"C:\\victim", "precious");
   sim::PutLink(Files(), kSampleJournal, sim::ReparseKind::SymbolicLink, u"C:\\victim", false);
-  EXPECT_FALSE(journal_.Write(FreshState()));
+  EXPECT_FALSE(journal_.Write(JournalOfAFreshInstall()));
   ExpectErrorLine(u"vorn_devnode: safe create(activation state) failed (error 0x000000B7)\n");
   sim::MakeFolder(Files(), u"C:\\elsewhere");
   sim::PutLink(Files(), u"C:\\linked", sim::ReparseKind::Junction, u"C:\\elsewhere", true);
-  EXPECT_FALSE(JournalAt(u"C:\\linked\\state").Write(FreshState()));
+  EXPECT_FALSE(JournalAt(u"C:\\linked\\state").Write(JournalOfAFreshInstall()));
   ExpectErrorLine(u"vorn_devnode: safe create(activation state) failed (error 0x00001129)\n");
   EXPECT_TRUE(sim::ListFolder(Files(), u"C:\\elsewhere").empty());
   EXPECT_EQ(sim::ReadWholeFile(Files(), u"C:\\victim")->size(), 8U);
@@ -330,7 +330,7 @@ TEST_F(JournalStorage, DeletesAJournalThatDidNotGetItsProtection) {
   ChangeBefore("GetSecurityInfo", 1, [](sim::Machine& changed) {
     sim::NodeAt(changed.files, kSampleJournal).security.owner = sim::kOtherUser;
   });
-  EXPECT_FALSE(journal_.Write(FreshState()));
+  EXPECT_FALSE(journal_.Write(JournalOfAFreshInstall()));
   ExpectErrorLine(u"vorn_devnode: safe create(activation state) failed (error 0x00000005)\n");
   EXPECT_FALSE(Exists(kSampleJournal));
 }
@@ -338,32 +338,32 @@ TEST_F(JournalStorage, DeletesAJournalThatDidNotGetItsProtection) {
 TEST_F(JournalStorage, DeletesAJournalThatCouldNotBeWrittenWhole) {
   for (const char* call : {"SetFilePointerEx", "WriteFile", "SetEndOfFile", "FlushFileBuffers"}) {
     FailCall(call, platform::ERROR_DISK_FULL);
-    EXPECT_FALSE(journal_.Write(FreshState())) << call;
+    EXPECT_FALSE(journal_.Write(JournalOfAFreshInstall())) << call;
     ExpectErrorLine(u"vorn_devnode: WriteFile(activation state) failed (error 0x00000070)\n");
     EXPECT_FALSE(Exists(kSampleJournal)) << call;
   }
   FailCall("GetFileInformationByHandle", platform::ERROR_GEN_FAILURE, 2);
-  EXPECT_FALSE(journal_.Write(FreshState()));
+  EXPECT_FALSE(journal_.Write(JournalOfAFreshInstall()));
   ExpectErrorLine(u"vorn_devnode: WriteFile(activation state) failed (error 0x0000001F)\n");
   EXPECT_FALSE(Exists(kSampleJournal));
   AddFault("WriteFile", sim::FaultKind::Short).amount = 10;
-  EXPECT_FALSE(journal_.Write(FreshState()));
+  EXPECT_FALSE(journal_.Write(JournalOfAFreshInstall()));
   ExpectErrorLine(u"vorn_devnode: WriteFile(activation state) failed (error 0x000003EE)\n");
   EXPECT_FALSE(Exists(kSampleJournal));
   EXPECT_EQ(OpenHandles(), 0U);
-  EXPECT_TRUE(journal_.Write(FreshState()));
+  EXPECT_TRUE(journal_.Write(JournalOfAFreshInstall()));
 }
 
 TEST_F(JournalStorage, ReportsTheFirstFailureWhenTheDeletionFailsToo) {
   FailCall("WriteFile", platform::ERROR_DISK_FULL);
   FailCall("SetFileInformationByHandle", platform::ERROR_GEN_FAILURE);
-  EXPECT_FALSE(journal_.Write(FreshState()));
+  EXPECT_FALSE(journal_.Write(JournalOfAFreshInstall()));
   ExpectErrorLine(u"vorn_devnode: WriteFile(activation state) failed (error 0x00000070)\n");
 
   Journal other = JournalAt(u"C:\\other");
   FailCall("GetSecurityInfo", platform::ERROR_ACCESS_DENIED);
   FailCall("SetFileInformationByHandle", platform::ERROR_GEN_FAILURE);
-  EXPECT_FALSE(other.Write(FreshState()));
+  EXPECT_FALSE(other.Write(JournalOfAFreshInstall()));
   ExpectErrorLine(u"vorn_devnode: safe create(activation state) failed (error 0x00000005)\n");
 }
 
@@ -373,21 +373,21 @@ TEST_F(JournalStorage, DeletesAJournalThatGrewOverTheLimitWhileItWasWritten) {
     sim::Node& journal = sim::NodeAt(changed.files, kSampleJournal);
     journal.zeroTail = 65537 - sim::ReadWholeFile(changed.files, kSampleJournal)->size();
   });
-  EXPECT_FALSE(journal_.Write(FreshState()));
+  EXPECT_FALSE(journal_.Write(JournalOfAFreshInstall()));
   ExpectErrorLine(u"vorn_devnode: WriteFile(activation state) failed (error 0x000003EE)\n");
   EXPECT_FALSE(Exists(kSampleJournal));
 }
 
 TEST_F(JournalStorage, ReportsAFullDisk) {
   Files().volumes[0].freeBytes = 20;
-  EXPECT_FALSE(journal_.Write(FreshState()));
+  EXPECT_FALSE(journal_.Write(JournalOfAFreshInstall()));
   ExpectErrorLine(u"vorn_devnode: WriteFile(activation state) failed (error 0x00000070)\n");
   EXPECT_FALSE(Exists(kSampleJournal));
 }
 
 TEST_F(JournalStorage, NeverLeavesAHalfWrittenJournalWhicheverCallFails) {
   process.logCalls = true;
-  ASSERT_TRUE(journal_.Write(FreshState()));
+  ASSERT_TRUE(journal_.Write(JournalOfAFreshInstall()));
   const std::vector<sim::CallRecord> calls = process.calls;
   journal_.Delete();
   for (std::size_t i = 0; i < calls.size(); ++i) {
@@ -403,7 +403,7 @@ TEST_F(JournalStorage, NeverLeavesAHalfWrittenJournalWhicheverCallFails) {
                        static_cast<std::uint32_t>(platform::STATUS_INSUFFICIENT_RESOURCES),
                        0,
                        {}}};
-    const bool written = journal_.Write(FreshState());
+    const bool written = journal_.Write(JournalOfAFreshInstall());
     process.faults.clear();
     EXPECT_EQ(Exists(kSampleJournal), written);
     EXPECT_EQ(process.ErrorOutput().empty(), written);
@@ -424,15 +424,15 @@ TEST_F(JournalStorage, IsPresentOrAbsentToALook) {
 }
 
 TEST_F(JournalStorage, IsReadThroughTheHandleOfTheLook) {
-  PutJournal(SerializeActivationState(FreshState()));
+  PutJournal(SerializeActivationState(JournalOfAFreshInstall()));
   ASSERT_EQ(journal_.Look(), JournalPresence::Present);
   process.calls.clear();
-  EXPECT_EQ(journal_.Read(), FreshState());
+  EXPECT_EQ(journal_.Read(), JournalOfAFreshInstall());
   EXPECT_TRUE(CallsOf("NtCreateFile").empty());
 }
 
 TEST_F(JournalStorage, CanBeDeletedAfterALook) {
-  PutJournal(SerializeActivationState(FreshState()));
+  PutJournal(SerializeActivationState(JournalOfAFreshInstall()));
   ASSERT_EQ(journal_.Look(), JournalPresence::Present);
   journal_.Delete();
   EXPECT_FALSE(Exists(kSampleJournal));
@@ -460,7 +460,7 @@ TEST_F(JournalStorage, ReportsAMissingOrUnsafeJournal) {
   const std::u16string_view line = u"vorn_devnode: activation state missing or unsafe\n";
   EXPECT_FALSE(Reads());
   ExpectErrorLine(line);
-  const std::u16string text = SerializeActivationState(FreshState());
+  const std::u16string text = SerializeActivationState(JournalOfAFreshInstall());
   for (const char16_t* sddl :
        {u"O:BUD:P(A;;FA;;;SY)(A;;FA;;;BA)", u"O:BAD:(A;;FA;;;SY)(A;;FA;;;BA)",
         u"O:BAD:P(A;;FA;;;SY)(A;;FA;;;BA)(A;;FA;;;WD)",
@@ -485,7 +485,7 @@ TEST_F(JournalStorage, RefusesAJournalOverTheLimit) {
 }
 
 TEST_F(JournalStorage, RefusesAnOddAnEmptyOrAMalformedJournalSilently) {
-  sim::Bytes odd = ToBytes(SerializeActivationState(FreshState()));
+  sim::Bytes odd = ToBytes(SerializeActivationState(JournalOfAFreshInstall()));
   odd.push_back(0);
   for (const sim::Bytes& content :
        {sim::Bytes(), sim::Bytes{1}, odd, ToBytes(u"nonsense\n"), sim::Bytes(65536, u' ')}) {
@@ -506,7 +506,7 @@ TEST_F(JournalStorage, DoesNotReadAJournalOfAnImpossibleSize) {
 }
 
 TEST_F(JournalStorage, RefusesANulAnywhere) {
-  const std::u16string text = SerializeActivationState(FreshState());
+  const std::u16string text = SerializeActivationState(JournalOfAFreshInstall());
   const std::size_t inVersion = text.find(u"26.8") + 2;  // where the parser accepts anything
   for (const std::size_t position : {std::size_t{0}, inVersion, text.size() / 2, text.size()}) {
     std::u16string damaged = text;
@@ -520,24 +520,24 @@ TEST_F(JournalStorage, RefusesANulAnywhere) {
 }
 
 TEST_F(JournalStorage, AcceptsNoOtherEncoding) {
-  std::string utf8 = ToUtf8(SerializeActivationState(FreshState()));
+  std::string utf8 = ToUtf8(SerializeActivationState(JournalOfAFreshInstall()));
   if (utf8.size() % 2 != 0) utf8 += '\n';
   PutProtectedFile(kSampleJournal, sim::Bytes(utf8.begin(), utf8.end()));
   EXPECT_FALSE(Reads());
   EndRun();
-  PutJournal(u"\uFEFF" + SerializeActivationState(FreshState()));
+  PutJournal(u"\uFEFF" + SerializeActivationState(JournalOfAFreshInstall()));
   EXPECT_FALSE(Reads());
 }
 
 TEST_F(JournalStorage, ReadsABarInAnEndpointIdThatItWouldNotWrite) {
-  ActivationState state = UpdateState();
+  ActivationState state = JournalOfAnUpdate();
   state.catalog[0].endpointId = u"a|b";
   PutJournal(SerializeActivationState(state));
   EXPECT_EQ(journal_.Read(), state);
 }
 
 TEST_F(JournalStorage, RefusesAShortOrFailedRead) {
-  PutJournal(SerializeActivationState(FreshState()));
+  PutJournal(SerializeActivationState(JournalOfAFreshInstall()));
   AddFault("ReadFile", sim::FaultKind::Short).amount = 100;
   EXPECT_FALSE(Reads());
   FailCall("ReadFile", platform::ERROR_GEN_FAILURE);
@@ -553,10 +553,10 @@ TEST_F(JournalStorage, RefusesAShortOrFailedRead) {
 // Deleting.
 
 TEST_F(JournalStorage, IsDeletedAtOnceAndMayThenBeWrittenAgain) {
-  ASSERT_TRUE(journal_.Write(FreshState()));
+  ASSERT_TRUE(journal_.Write(JournalOfAFreshInstall()));
   journal_.Delete();
   EXPECT_FALSE(Exists(kSampleJournal));
-  EXPECT_TRUE(journal_.Write(FreshState()));
+  EXPECT_TRUE(journal_.Write(JournalOfAFreshInstall()));
   EXPECT_EQ(process.ErrorOutput(), u"");
 }
 
@@ -568,23 +568,23 @@ TEST_F(JournalStorage, DeletesTheJournalOfAnEarlierRun) {
 }
 
 TEST_F(JournalStorage, DeletesAJournalThatThisRunStillRefersTo) {
-  PutJournal(SerializeActivationState(FreshState()));
+  PutJournal(SerializeActivationState(JournalOfAFreshInstall()));
   const privileged_input::File kept = protectedFiles_.OpenProtectedFile(PathOf(kSampleJournal));
   ASSERT_TRUE(Reads());
   journal_.Delete();
   EXPECT_FALSE(kept);
   EXPECT_FALSE(Exists(kSampleJournal));
-  EXPECT_TRUE(journal_.Write(FreshState()));
+  EXPECT_TRUE(journal_.Write(JournalOfAFreshInstall()));
 }
 
 TEST_F(JournalStorage, IsLookedUpAnewAfterItWasDeleted) {
-  ASSERT_TRUE(journal_.Write(FreshState()));
+  ASSERT_TRUE(journal_.Write(JournalOfAFreshInstall()));
   journal_.Delete();
   platform::SetLastError(0);
   EXPECT_FALSE(protectedFiles_.OpenProtectedFile(PathOf(kSampleJournal)));
   EXPECT_LAST_ERROR(ERROR_FILE_NOT_FOUND);
-  PutJournal(SerializeActivationState(UpdateState()));
-  EXPECT_EQ(journal_.Read(), UpdateState());
+  PutJournal(SerializeActivationState(JournalOfAnUpdate()));
+  EXPECT_EQ(journal_.Read(), JournalOfAnUpdate());
 }
 
 TEST_F(JournalStorage, DeletesNothingAndSaysNothingWhenThereIsNone) {
@@ -610,7 +610,7 @@ TEST_F(JournalStorage, ReportsAJournalThatIsNotSafeToDelete) {
 }
 
 TEST_F(JournalStorage, ReportsAFailedDeletionAndReleasesTheFile) {
-  ASSERT_TRUE(journal_.Write(FreshState()));
+  ASSERT_TRUE(journal_.Write(JournalOfAFreshInstall()));
   FailCall("SetFileInformationByHandle", platform::ERROR_GEN_FAILURE);
   journal_.Delete();
   ExpectErrorLine(u"vorn_devnode: delete handle(activation state) failed (error 0x0000001F)\n");

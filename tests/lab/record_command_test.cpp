@@ -15,7 +15,7 @@ using rehearsal::RecordedPiece;
 using rehearsal::Recording;
 using Words = std::vector<std::string>;
 
-const std::string kInf = ToUtf8(tests::kSampleInf);
+const std::string kRecordedInf = ToUtf8(tests::kSampleInf);
 
 class RecordedRun : public testing::Test {
  protected:
@@ -49,9 +49,9 @@ std::string Stream(const Recording& recording, bool error) {
 }
 
 TEST_F(RecordedRun, HasWhatTheRunPrintedAndItsStatus) {
-  const LabResult result = Run({"install", kInf});
+  const LabResult result = Run({"install", kRecordedInf});
   const Recording recording = Recorded();
-  EXPECT_EQ(recording.arguments, (Words{"install", kInf}));
+  EXPECT_EQ(recording.arguments, (Words{"install", kRecordedInf}));
   EXPECT_EQ(recording.status, 0);
   EXPECT_EQ(Stream(recording, false), result.Output());
   EXPECT_EQ(Stream(recording, true), result.ErrorOutput());
@@ -61,13 +61,13 @@ TEST_F(RecordedRun, HasWhatTheRunPrintedAndItsStatus) {
 TEST_F(RecordedRun, LeavesTheMachineAsTheRunDoes) {
   const std::string other = temporary_.Name("other");
   RunLab({"new", other});
-  Run({"install", kInf});
-  RunLab({"run", other, "install", kInf});
+  Run({"install", kRecordedInf});
+  RunLab({"run", other, "install", kRecordedInf});
   EXPECT_EQ(RunLab({"show", machine_}).Output(), RunLab({"show", other}).Output());
 }
 
 TEST_F(RecordedRunOnAnInstalledMachine, HasTheMachineTimeOfEachLine) {
-  Run({"--fault", "CM_Query_And_Remove_SubTreeW#1-:fail=23", "remove", kInf});
+  Run({"--fault", "CM_Query_And_Remove_SubTreeW#1-:fail=23", "remove", kRecordedInf});
   const Recording recording = Recorded();
   EXPECT_EQ(recording.status, 17);
   ASSERT_GE(recording.pieces.size(), 3U);
@@ -90,14 +90,15 @@ TEST_F(RecordedRunOnAnInstalledMachine, HasTheStreamsInTheirOrder) {
 }
 
 TEST_F(RecordedRun, OfAKilledProcessHasNoStatus) {
-  EXPECT_EQ(Run({"--fault", "UpdateDriverForPlugAndPlayDevicesW:kill", "install", kInf}).status,
-            kExitKilled);
+  EXPECT_EQ(
+      Run({"--fault", "UpdateDriverForPlugAndPlayDevicesW:kill", "install", kRecordedInf}).status,
+      kExitKilled);
   EXPECT_EQ(Recorded().status, std::nullopt);
   EXPECT_EQ(Recorded().pieces.size(), 1U);
 }
 
 TEST_F(RecordedRun, OfACallThatHangsLastsUntilItsEnd) {
-  Run({"--fault", "UpdateDriverForPlugAndPlayDevicesW:hang", "install", kInf});
+  Run({"--fault", "UpdateDriverForPlugAndPlayDevicesW:hang", "install", kRecordedInf});
   EXPECT_EQ(Recorded().status, std::nullopt);
   EXPECT_GE(Recorded().milliseconds, 3'600'000U);
 }
@@ -111,7 +112,7 @@ TEST_F(RecordedRun, HasTheCommandLineAsTheProgramGotIt) {
 TEST_F(RecordedRun, IsNotMadeWhenItsFileCannotBeWritten) {
   const std::string before = ReadHostFile(machine_ + "/machine.json");
   const std::string file = temporary_.Name("none/run");
-  const LabResult result = RunLab({"record", machine_, file, "install", kInf});
+  const LabResult result = RunLab({"record", machine_, file, "install", kRecordedInf});
   EXPECT_EQ(result.status, kExitBadInput);
   EXPECT_EQ(result.ErrorOutput(), "vorn_lab: " + file + ": cannot be written\n");
   EXPECT_EQ(ReadHostFile(machine_ + "/machine.json"), before);

@@ -91,18 +91,18 @@ LiveRoot BoundRoot() {
   return root;
 }
 
-struct Answer {
+struct Verdict {
   CheckResult result;
   std::u16string errorOutput;
   std::vector<CallRecord> calls;
 };
 
-Answer Authenticate(Machine machine, const DriverIdentity& expected = Expected(),
-                    const LiveRoot& root = BoundRoot(), std::vector<Fault> faults = {}) {
+Verdict Authenticate(Machine machine, const DriverIdentity& expected = Expected(),
+                     const LiveRoot& root = BoundRoot(), std::vector<Fault> faults = {}) {
   Process process(machine);
   process.logCalls = true;
   process.faults = std::move(faults);
-  Answer answer;
+  Verdict answer;
   answer.result = AuthenticatePublishedPackage(expected, root);
   answer.errorOutput = process.ErrorOutput();
   answer.calls = process.calls;
@@ -113,7 +113,7 @@ Answer Authenticate(Machine machine, const DriverIdentity& expected = Expected()
 }
 
 TEST(AuthenticatePublishedPackage, AcceptsThePackageThatIsBound) {
-  const Answer answer = Authenticate(BoundMachine());
+  const Verdict answer = Authenticate(BoundMachine());
   EXPECT_TRUE(answer.result.ok);
   EXPECT_EQ(answer.errorOutput, u"");
 }
@@ -121,7 +121,7 @@ TEST(AuthenticatePublishedPackage, AcceptsThePackageThatIsBound) {
 TEST(AuthenticatePublishedPackage, NeverTouchesTheInfFolderOfAWrongService) {
   LiveRoot root = BoundRoot();
   root.service = u"Other";
-  const Answer answer = Authenticate(BoundMachine(), Expected(), root);
+  const Verdict answer = Authenticate(BoundMachine(), Expected(), root);
   EXPECT_EQ(answer.result.reason, u"live root is bound to the wrong driver service");
   EXPECT_TRUE(answer.calls.empty());
 }
@@ -131,7 +131,7 @@ TEST(AuthenticatePublishedPackage, RefusesAnUnsafePublishedNameWithoutAnyCall) {
        {u"", u"vorn_audio.inf", u"..\\INF\\oem3.inf", u"C:\\Windows\\INF\\oem3.inf"}) {
     LiveRoot root = BoundRoot();
     root.driverInfPath = name;
-    const Answer answer = Authenticate(BoundMachine(), Expected(), root);
+    const Verdict answer = Authenticate(BoundMachine(), Expected(), root);
     EXPECT_EQ(answer.result.reason, u"live root has no safe published OEM INF identity");
     EXPECT_TRUE(answer.calls.empty());
   }
@@ -210,7 +210,7 @@ TEST(AuthenticatePublishedPackage, FindsThePublishedInfInAnyCase) {
 TEST(AuthenticatePublishedPackage, FailsWhenThePublishedInfIsGone) {
   Machine machine = BoundMachine();
   RemovePath(machine.files, u"C:\\Windows\\INF\\oem3.inf");
-  const Answer answer = Authenticate(machine);
+  const Verdict answer = Authenticate(machine);
   EXPECT_EQ(answer.result.reason, kNotAuthenticated);
   EXPECT_EQ(answer.errorOutput, u"");
 }
@@ -218,7 +218,7 @@ TEST(AuthenticatePublishedPackage, FailsWhenThePublishedInfIsGone) {
 TEST(AuthenticatePublishedPackage, LeavesItToTheReaderToReportAnInfWithoutDriverVer) {
   Machine machine = BoundMachine();
   PutFile(machine.files, u"C:\\Windows\\INF\\oem3.inf", InfWith("DriverVer", "DriverVersion"));
-  const Answer answer = Authenticate(machine);
+  const Verdict answer = Authenticate(machine);
   EXPECT_EQ(answer.result.reason, kNotAuthenticated);
   EXPECT_EQ(answer.errorOutput, u"vorn_devnode: INF has no valid DriverVer date/version\n");
 }
@@ -252,7 +252,7 @@ TEST(AuthenticatePublishedPackage, LimitsThePublishedInfTo4MiB) {
 }
 
 TEST(AuthenticatePublishedPackage, WorksThroughOneHandleOfTheFile) {
-  const Answer answer = Authenticate(BoundMachine());
+  const Verdict answer = Authenticate(BoundMachine());
   std::vector<std::string> opened;
   for (const CallRecord& call : answer.calls) {
     if (call.name == "NtCreateFile") opened.push_back(call.Argument("ObjectName"));

@@ -14,12 +14,12 @@ using tests::AlwaysFailingCall;
 using tests::ChangeBefore;
 using tests::FailingCall;
 using tests::kAudioPath;
+using tests::kReadOnlySddl;
 
 using Paths = std::vector<std::u16string>;
 
 constexpr std::uint32_t kBudgetMs = 10'000;
 constexpr char16_t kOurs[] = u"Render\\{a}";
-constexpr char16_t kReadOnlySddl[] = u"O:SYD:P(A;CI;0x20019;;;BA)";
 constexpr char16_t kNobodySddl[] = u"O:SYD:P(A;CI;0xf003f;;;SY)";
 
 class EndpointRecords : public tests::RegistryWorld {

@@ -9,10 +9,9 @@ namespace {
 using namespace platform::simulated;
 using tests::ChangeBefore;
 using tests::FailingCall;
+using tests::kReadOnlySddl;
 
 using Texts = std::vector<std::string>;
-
-constexpr char16_t kReadOnlySddl[] = u"O:SYD:P(A;CI;0x20019;;;BA)";
 
 class KeyTreeDeletion : public tests::RegistryWorld {
  protected:

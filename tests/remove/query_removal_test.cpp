@@ -22,12 +22,12 @@ using tests::FailingCall;
 using tests::kRootId;
 using tests::WithEachCallGoingWrong;
 
-constexpr std::uint32_t kBudgetMs = 10'000;
+constexpr std::uint32_t kVetoBudgetMs = 10'000;
 
 /// The log has no file, so that each log line is one line on standard error.
 class QueryRemove : public tests::DeviceWorld {
  protected:
-  bool Run(std::uint32_t budgetMs = kBudgetMs) {
+  bool Run(std::uint32_t budgetMs = kVetoBudgetMs) {
     return QueryRemoveWithRetries(kRootId, budgetMs, log);
   }
   std::uint64_t Waited() const { return machine.clock.tick - startTick_; }
@@ -60,7 +60,7 @@ TEST_F(QueryRemove, AsksForNoDialogAndNoRestart) {
 TEST_F(QueryRemove, GoesAheadWithoutANode) {
   tests::AddGhostRoot(machine, kRootId);
   EXPECT_TRUE(Run());
-  EXPECT_TRUE(QueryRemoveWithRetries(u"no instance id", kBudgetMs, log));
+  EXPECT_TRUE(QueryRemoveWithRetries(u"no instance id", kVetoBudgetMs, log));
   EXPECT_TRUE(process.console.empty());
   EXPECT_EQ(CountOf("CM_Query_And_Remove_SubTreeW"), 0U);
 }
@@ -157,7 +157,7 @@ TEST_F(QueryRemove, TriesOnceMoreAfterASleepPastTheBudget) {
 
 TEST_F(QueryRemove, LocatesTheNodeOnceAndReadsTheTimeAfterEachAttempt) {
   tests::AddStartedRoot(machine, tests::kOtherRootId).temper.vetoes = 1;
-  EXPECT_TRUE(QueryRemoveWithRetries(tests::kOtherRootId, kBudgetMs, log));
+  EXPECT_TRUE(QueryRemoveWithRetries(tests::kOtherRootId, kVetoBudgetMs, log));
   EXPECT_EQ(tests::CallsOf(process, "CM_Locate_DevNodeW")[0].Argument("pDeviceID"),
             "ROOT\\MEDIA\\0001");
   std::vector<std::string> names = tests::CallNames(process);

@@ -14,6 +14,8 @@
 namespace vorn::tests {
 
 inline constexpr char16_t kAudioPath[] = u"SOFTWARE\\Endpoints\\Audio";
+/// Read access alone for administrators.
+inline constexpr char16_t kReadOnlySddl[] = u"O:SYD:P(A;CI;0x20019;;;BA)";
 
 /// A process on a machine whose records lie below kAudioPath, free to delete for administrators.
 class RegistryWorld : public DeviceWorld {

@@ -27,12 +27,12 @@ using tests::RunCommand;
 using tests::RunResult;
 using tests::TracesOf;
 
-constexpr std::uint64_t kSettleMs = 60'000;
+constexpr std::uint64_t kUntilSettledMs = 60'000;
 
 RunResult Perform(Machine& machine, std::u16string command) {
   RunResult result = RunCommand(machine, {std::move(command), kSampleInf});
   EXPECT_TRUE(result.openObjects.empty());
-  Advance(machine, kSettleMs);
+  Advance(machine, kUntilSettledMs);
   return result;
 }
 
@@ -146,7 +146,7 @@ TEST(RemovalLifecycle, CompletesAfterTheRestartThatItNeeded) {
   temper.removeKeepsNodeUntilRestart = true;
   EXPECT_EQ(Perform(machine, u"remove").status, 10);
   Reboot(machine);
-  Advance(machine, kSettleMs);
+  Advance(machine, kUntilSettledMs);
   EXPECT_EQ(Perform(machine, u"remove").status, 0);
   EXPECT_EQ(TracesOf(machine), std::vector<std::string>{});
 }

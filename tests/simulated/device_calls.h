@@ -33,6 +33,14 @@ struct World {
   void Wait(std::uint64_t milliseconds) { platform::simulated::Advance(machine, milliseconds); }
 };
 
+/// The number of the root's endpoints that are not unplugged or absent.
+inline std::size_t CountEndpointsInView(const platform::simulated::Machine& machine) {
+  std::size_t count = 0;
+  for (const platform::simulated::AudioEndpoint& endpoint : machine.audio.endpoints)
+    count += endpoint.root == kRootId && endpoint.state != 4 ? 1u : 0u;
+  return count;
+}
+
 inline platform::SP_DEVINFO_DATA EmptyDevice() {
   platform::SP_DEVINFO_DATA data = {};
   data.cbSize = sizeof data;

@@ -16,13 +16,6 @@ namespace {
 
 constexpr std::uint32_t kRestartFlags = DI_NEEDRESTART | DI_NEEDREBOOT;
 
-std::size_t CountEndpointsInView(const Machine& machine) {
-  std::size_t count = 0;
-  for (const AudioEndpoint& endpoint : machine.audio.endpoints)
-    count += endpoint.root == kRootId && endpoint.state != 4 ? 1u : 0u;
-  return count;
-}
-
 struct Removal {
   bool removed;
   std::uint32_t error;

@@ -35,13 +35,6 @@ std::uint32_t UpdateError(const std::u16string& inf, std::uint32_t flags = INSTA
   return GetLastError();
 }
 
-std::size_t CountEndpointsInView(const Machine& machine) {
-  std::size_t count = 0;
-  for (const AudioEndpoint& endpoint : machine.audio.endpoints)
-    count += endpoint.root == kRootId && endpoint.state != 4 ? 1u : 0u;
-  return count;
-}
-
 }  // namespace
 
 TEST(StoreUpdate, PublishesBindsAndStarts) {
