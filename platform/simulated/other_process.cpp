@@ -25,7 +25,7 @@ std::u16string NativeName(std::u16string_view path) {
 }
 
 /// "C:\a" of "C:\a\b", "C:\" of "C:\a".
-std::u16string_view FolderOf(std::u16string_view path) {
+std::u16string_view FolderAbove(std::u16string_view path) {
   const std::size_t cut = path.rfind(u'\\');
   if (cut == std::u16string_view::npos) return {};
   const bool root = cut > 0 && path[cut - 1] == u':';
@@ -98,8 +98,8 @@ std::uint32_t OtherProcess::MakeOne(std::u16string_view path, bool directory,
   const std::uint32_t kind = directory ? FILE_DIRECTORY_FILE : FILE_NON_DIRECTORY_FILE;
   const std::uint32_t access = directory ? FILE_READ_ATTRIBUTES : FILE_WRITE_DATA;
   *made = Open(path, access, FILE_CREATE, kind, &error);
-  if (error != ERROR_PATH_NOT_FOUND || FolderOf(path).size() >= path.size()) return error;
-  error = MakeFolder(FolderOf(path));
+  if (error != ERROR_PATH_NOT_FOUND || FolderAbove(path).size() >= path.size()) return error;
+  error = MakeFolder(FolderAbove(path));
   if (error != ERROR_SUCCESS) return error;
   *made = Open(path, access, FILE_CREATE, kind, &error);
   return error;
@@ -172,7 +172,7 @@ OtherProcess::Goal OtherProcess::FindGoal(std::u16string_view path, bool directo
   }
   // Documented (rename information): the folder of the new name is opened for writing.
   const std::uint32_t right = directory ? FILE_APPEND_DATA : FILE_WRITE_DATA;
-  goal.folder = Open(FolderOf(path), right, FILE_OPEN, FILE_DIRECTORY_FILE, &goal.error);
+  goal.folder = Open(FolderAbove(path), right, FILE_OPEN, FILE_DIRECTORY_FILE, &goal.error);
   goal.name = path.substr(path.rfind(u'\\') + 1);
   return goal;
 }

@@ -17,7 +17,7 @@ namespace {
 using rehearsal::Recording;
 using rehearsal::Scene;
 
-constexpr int kKilled = 137;  // of the lab; a recording has no status then
+constexpr int kKilledByTheLab = 137;  // of the lab; a recording has no status then
 
 std::vector<Recording> RecordingsIn(const std::filesystem::path& folder) {
   std::vector<Recording> recordings;
@@ -67,7 +67,7 @@ TEST(Recordings, BeginWithTheRunOfTheRow) {
   for (const Decision& row : DecisionTable::Get().Rows()) {
     SCOPED_TRACE(row.id);
     const Recording& own = Catalogue().at(row.id).front();
-    EXPECT_EQ(own.status.value_or(kKilled), row.staging.status);
+    EXPECT_EQ(own.status.value_or(kKilledByTheLab), row.staging.status);
     EXPECT_EQ(own.milliseconds / 1000, row.seconds);
     for (const char* const stream : {"out", "err"})
       EXPECT_EQ(TextsOf(LinesOf(own), stream), TextsOf(RehearsalOf(row).lines, stream));
@@ -87,9 +87,9 @@ TEST(Recordings, GoOnWithTheRunsThatTheRowRecommends) {
 TEST(Recordings, CoverEveryExitStatus) {
   std::set<int> statuses;
   for (const auto& [id, recordings] : Catalogue())
-    statuses.insert(recordings.front().status.value_or(kKilled));
-  EXPECT_EQ(statuses,
-            (std::set<int>{0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 15, 16, 17, kKilled}));
+    statuses.insert(recordings.front().status.value_or(kKilledByTheLab));
+  EXPECT_EQ(statuses, (std::set<int>{0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 15, 16, 17,
+                                     kKilledByTheLab}));
 }
 
 TEST(Recordings, PlayTheRowsOfARollbackInOrder) {
