@@ -18,7 +18,7 @@ setlocal EnableExtensions DisableDelayedExpansion
 set "home=%~dp0"
 set "tool=%home%bin\vorn_devnode.exe"
 set "state=%home%activation-state"
-set "out=%home%last-run.out"
+set "out=%home%last-run.txt"
 set "task=VORN Audio removal"
 
 rem Two runs at a time would make two devices. CMD has no mutex, but a file that one script writes
@@ -124,7 +124,7 @@ exit /b
 
 rem :held. Somebody has a file open that the tool must read: that passes.
 :held
-find "(error 0x00000020)" "%out%.err" >nul
+find "(error 0x00000020)" "%out%" >nul
 if not errorlevel 1 set "code=1618"
 exit /b
 
@@ -151,20 +151,18 @@ set "fresh="
 for /f "usebackq delims=" %%l in ("%out%") do (
   if "%%l"=="vorn_devnode: persisted protected pre-bind activation state" set "bound=yes"
   if "%%l"=="vorn_devnode: Root\VornAudio already runs the target package; device left untouched" set "bound="
-  if "%%l"=="vorn_devnode: Root\VornAudio installed" set "fresh=yes"
-)
-for /f "usebackq delims=" %%l in ("%out%.err") do (
   if "%%l"=="vorn_devnode: RESULT=BIND_REFUSED - Windows rejected the bind" set "bound="
+  if "%%l"=="vorn_devnode: Root\VornAudio installed" set "fresh=yes"
 )
 for %%s in (3 4 5 6 7 8 9) do if "%status%"=="%%s" set "bound="
 exit /b
 
-rem :run ARGUMENTS. Keeps standard output in a file and sets status. A run can be silent for minutes.
+rem :run ARGUMENTS. Keeps the lines in a file, where those of both streams are in their order, and sets
+rem status. A run can be silent for minutes.
 :run
 echo %time% vorn_devnode %*
-"%tool%" %* >"%out%" 2>"%out%.err"
+"%tool%" %* >"%out%" 2>&1
 set "status=%errorlevel%"
 type "%out%"
-type "%out%.err"
 echo %time% status %status%
 exit /b
