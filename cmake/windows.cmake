@@ -62,7 +62,7 @@ endforeach()
 # a first run on Windows.
 file(GLOB VORN_CONTRACT_SOURCES CONFIGURE_DEPENDS tests/contract/*.cpp
                                                   tests/contract/windows/*.cpp)
-add_executable(vorn_contract ${VORN_CONTRACT_SOURCES})
+add_executable(vorn_contract ${VORN_CONTRACT_SOURCES} platform/simulated/upper_case.cpp)
 add_executable(vorn_inf_dump tests/inf_dump/dump.cpp tests/inf_dump/windows_main.cpp)
 foreach(program vorn_contract vorn_inf_dump)
   target_link_libraries(${program} PRIVATE vorn_logic)

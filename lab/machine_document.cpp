@@ -6,6 +6,7 @@
 #include "lab/driver_facts.h"
 #include "lab/json_text.h"
 #include "lab/registry_facts.h"
+#include "platform/simulated/upper_case.h"
 
 #include <algorithm>
 #include <map>
@@ -20,6 +21,7 @@ using platform::simulated::Machine;
 using platform::simulated::PublishedPackage;
 using platform::simulated::Service;
 using platform::simulated::Token;
+using platform::simulated::ToUpperName;
 
 namespace {
 
@@ -72,7 +74,7 @@ void RefuseTwins(const std::vector<T>& list, std::u16string T::*name, const char
                  const std::string& path) {
   std::map<std::u16string, std::size_t> places;
   for (std::size_t i = 0; i < list.size(); ++i) {
-    const auto [place, isNew] = places.emplace(ToUpperAscii(list[i].*name), i);
+    const auto [place, isNew] = places.emplace(ToUpperName(list[i].*name), i);
     if (isNew) continue;
     throw BadInput(PathOfElement(path, i) + "." + key,
                    "is also the " + std::string(key) + " of " + PathOfElement(path, place->second));

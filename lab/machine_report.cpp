@@ -9,6 +9,7 @@
 #include "platform/simulated/endpoint_builder.h"
 #include "platform/simulated/file_tree.h"
 #include "platform/simulated/inf_text.h"
+#include "platform/simulated/upper_case.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -66,7 +67,7 @@ PackageReport ReportPackage(const Machine& machine, const PublishedPackage& pack
     }
   }
   for (const Device& device : machine.devices.devices) {
-    if (EqualsIgnoringCase(device.publishedInf, package.publishedInf)) {
+    if (IsSameName(device.publishedInf, package.publishedInf)) {
       report.usedBy.push_back(device.instanceId);
     }
   }
@@ -172,7 +173,7 @@ class VolumeSearch {
                               ParseActivationState(text).has_value();
       report_.journals.push_back({path, wellFormed, LinesOf(ToUtf8(text))});
     }
-    if (EqualsIgnoringCase(name, kLogName)) {
+    if (IsSameName(name, kLogName)) {
       std::string_view content(reinterpret_cast<const char*>(file.content->data()),
                                file.content->size());
       if (content.starts_with("\xEF\xBB\xBF")) content.remove_prefix(3);

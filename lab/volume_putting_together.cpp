@@ -3,6 +3,7 @@
 #include "lab/volume_form.h"
 #include "platform/simulated/file_tree.h"
 #include "platform/simulated/file_values.h"
+#include "platform/simulated/upper_case.h"
 
 #include <algorithm>
 #include <map>
@@ -20,6 +21,7 @@ using platform::simulated::kAdministrators;
 using platform::simulated::NewNode;
 using platform::simulated::Node;
 using platform::simulated::NodeId;
+using platform::simulated::ToUpperName;
 
 namespace {
 
@@ -85,12 +87,12 @@ class VolumeBuilder {
   void IndexFacts() {
     for (std::size_t i = 0; i < facts_.size(); ++i) {
       const FileFacts& fact = facts_[i];
-      if (!byPath_.emplace(ToUpperAscii(fact.path), i).second) Refuse(i, "path", "appears twice");
+      if (!byPath_.emplace(ToUpperName(fact.path), i).second) Refuse(i, "path", "appears twice");
       if (fact.index && (*fact.index == 0 || *fact.index > kLastIndex)) {
         Refuse(i, "index", "must be from 1 to " + std::to_string(kLastIndex));
       }
       if (!fact.stored.empty()) {
-        byStored_[{ToUpperAscii(FolderOf(fact.path)), fact.stored}] = i;
+        byStored_[{ToUpperName(FolderOf(fact.path)), fact.stored}] = i;
       }
       if (fact.index && fact.SaysOfNode() && !saying_.emplace(*fact.index, i).second) {
         Refuse(i, "index",
@@ -101,7 +103,7 @@ class VolumeBuilder {
   }
 
   const FileFacts* FactsAt(std::u16string_view path) {
-    const auto found = byPath_.find(ToUpperAscii(path));
+    const auto found = byPath_.find(ToUpperName(path));
     if (found == byPath_.end()) return nullptr;
     used_.insert(found->second);
     return &facts_[found->second];
@@ -139,7 +141,7 @@ class VolumeBuilder {
     const Folder& folder = folders_.at(storedFolder);
     const std::u16string name = NameOfStored(folder, storedPath.substr(slash + 1), storedPath);
     const std::u16string path = Join(folder.path, name);
-    if (files_.nodes.at(folder.id).entries.contains(ToUpperAscii(name))) {
+    if (files_.nodes.at(folder.id).entries.contains(ToUpperName(name))) {
       throw BadHostFile(form_.facts.folder + "/" + storedPath,
                         "another name of the folder differs from it in case only");
     }
@@ -147,7 +149,7 @@ class VolumeBuilder {
     const NodeId id = NodeOf(facts, folder.id, item);
     AddEntry(files_, folder.id, name, id);
     if (facts != nullptr) {
-      Entry& entry = files_.nodes.at(folder.id).entries.at(ToUpperAscii(name));
+      Entry& entry = files_.nodes.at(folder.id).entries.at(ToUpperName(name));
       entry.shortName = facts->shortName;
       entry.deletePending = facts->deletePending;
     }
@@ -161,7 +163,7 @@ class VolumeBuilder {
 
   std::u16string NameOfStored(const Folder& folder, const std::string& stored,
                               const std::string& storedPath) const {
-    const auto found = byStored_.find({ToUpperAscii(folder.path), stored});
+    const auto found = byStored_.find({ToUpperName(folder.path), stored});
     if (found != byStored_.end()) return std::u16string(NameOf(facts_[found->second].path));
     std::u16string name;
     if (!FromStoredName(stored, name)) {

@@ -10,6 +10,7 @@
 #include "platform/simulated/other_process.h"
 #include "platform/simulated/process.h"
 #include "platform/simulated/services.h"
+#include "platform/simulated/upper_case.h"
 
 #include <algorithm>
 #include <limits>
@@ -117,9 +118,9 @@ void ChangeDevice(Machine& machine, const ChangeWords& words) {
 }
 
 void StopNamedService(Machine& machine, const ChangeWords& words) {
-  const auto service = std::find_if(
-      machine.services.begin(), machine.services.end(),
-      [&words](const auto& named) { return EqualsIgnoringCase(named.first, words[0]); });
+  const auto service =
+      std::find_if(machine.services.begin(), machine.services.end(),
+                   [&words](const auto& named) { return IsSameName(named.first, words[0]); });
   if (service == machine.services.end()) throw NothingToChange("there is no service", words[0]);
   StopService(machine, service->first);
 }

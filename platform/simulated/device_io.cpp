@@ -14,6 +14,7 @@
 #include "platform/simulated/native_values.h"
 #include "platform/simulated/process.h"
 #include "platform/simulated/returned_data.h"
+#include "platform/simulated/upper_case.h"
 
 #include <algorithm>
 #include <cstring>
@@ -97,7 +98,7 @@ const DeviceInterface* FindInterface(Machine& machine, std::u16string_view path,
   for (const Device& device : machine.devices.devices) {
     if (!device.present) continue;
     for (const DeviceInterface& candidate : device.interfaces) {
-      if (!candidate.enabled || !EqualsIgnoringCase(candidate.path, path)) continue;
+      if (!candidate.enabled || !IsSameName(candidate.path, path)) continue;
       *owner = &device;
       return &candidate;
     }

@@ -5,6 +5,7 @@
 #include "base/text.h"
 #include "platform/simulated/device_list.h"
 #include "platform/simulated/error_values.h"
+#include "platform/simulated/upper_case.h"
 
 #include <algorithm>
 
@@ -45,9 +46,8 @@ void AppendInterfaces(DeviceList& list, const Device& owner, const ListRequest& 
 /// enumerator's name, or one device's instance id when interfaces are listed.
 bool IsOfEnumerator(const Device& device, const ListRequest& request) {
   if (request.enumerator == nullptr) return true;
-  return request.Wants(DIGCF_DEVICEINTERFACE)
-             ? IsSameDevice(device.instanceId, request.enumerator)
-             : EqualsIgnoringCase(device.enumerator, request.enumerator);
+  return request.Wants(DIGCF_DEVICEINTERFACE) ? IsSameDevice(device.instanceId, request.enumerator)
+                                              : IsSameName(device.enumerator, request.enumerator);
 }
 
 std::shared_ptr<DeviceList> TakeSnapshot(const Machine& machine, const ListRequest& request) {

@@ -5,6 +5,7 @@
 #include "platform/device_setup.h"
 #include "platform/simulated/config_manager_values.h"
 #include "platform/simulated/machine.h"
+#include "platform/simulated/upper_case.h"
 
 #include <algorithm>
 #include <iterator>
@@ -29,11 +30,7 @@ std::vector<DeviceProperty>::iterator FindProperty(Device& device, const DEVPROP
 }  // namespace
 
 bool IsSameDevice(std::u16string_view left, std::u16string_view right) {
-  // Compared from the end, because that is where the ids of one machine differ.
-  return left.size() == right.size() &&
-         std::equal(left.rbegin(), left.rend(), right.rbegin(), [](char16_t one, char16_t other) {
-           return ToUpperAscii(one) == ToUpperAscii(other);
-         });
+  return IsSameName(left, right);
 }
 
 Device* DeviceTree::Find(std::u16string_view instanceId) {
@@ -48,8 +45,8 @@ Device& DeviceTree::Insert(Device device) {
   // Observed (device lists of Windows): an enumerator's devices come in the order of their registry
   // keys.
   const auto higher = std::find_if(devices.begin(), devices.end(), [&](const Device& other) {
-    return EqualsIgnoringCase(other.enumerator, device.enumerator) &&
-           CompareIgnoringCase(other.instanceId, device.instanceId) > 0;
+    return IsSameName(other.enumerator, device.enumerator) &&
+           ToUpperName(other.instanceId) > ToUpperName(device.instanceId);
   });
   return *devices.insert(higher, std::move(device));
 }

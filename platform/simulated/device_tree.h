@@ -108,7 +108,7 @@ struct Device {
 struct DeviceTree {
   std::vector<Device> devices;  // in enumeration order
 
-  /// Device names ignore ASCII case.
+  /// Device names ignore case.
   Device* Find(std::u16string_view instanceId);
   const Device* Find(std::u16string_view instanceId) const;
 

@@ -8,6 +8,7 @@
 #include "platform/simulated/error_values.h"
 #include "platform/simulated/file_values.h"
 #include "platform/simulated/machine.h"
+#include "platform/simulated/upper_case.h"
 
 #include <algorithm>
 
@@ -18,7 +19,7 @@ namespace {
 template <class Packages>
 auto FindPackage(Packages& packages, std::u16string_view publishedInf) {
   const auto found = std::find_if(packages.begin(), packages.end(), [&](const auto& package) {
-    return EqualsIgnoringCase(package.publishedInf, publishedInf);
+    return IsSameName(package.publishedInf, publishedInf);
   });
   return found == packages.end() ? nullptr : &*found;
 }
@@ -94,8 +95,8 @@ bool IsHeldAgainstDeletion(const FileSystem& files, NodeId node) {
 bool IsSelected(const Machine& machine, std::u16string_view publishedInf) {
   const auto& devices = machine.devices.devices;
   return std::any_of(devices.begin(), devices.end(), [&](const Device& device) {
-    return EqualsIgnoringCase(device.publishedInf, publishedInf) ||
-           EqualsIgnoringCase(device.pendingInf, publishedInf);
+    return IsSameName(device.publishedInf, publishedInf) ||
+           IsSameName(device.pendingInf, publishedInf);
   });
 }
 
@@ -198,7 +199,7 @@ std::uint32_t UninstallPackage(Machine& machine, std::u16string_view publishedIn
   if (IsHeldAgainstDeletion(machine.files, *node)) return ERROR_SHARING_VIOLATION;
   RemovePath(machine.files, path);
   std::erase_if(machine.store.packages, [&](const PublishedPackage& candidate) {
-    return EqualsIgnoringCase(candidate.publishedInf, publishedInf);
+    return IsSameName(candidate.publishedInf, publishedInf);
   });
   return 0;
 }

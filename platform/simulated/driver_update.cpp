@@ -9,6 +9,7 @@
 #include "platform/simulated/error_values.h"
 #include "platform/simulated/machine.h"
 #include "platform/simulated/process.h"
+#include "platform/simulated/upper_case.h"
 
 #include <algorithm>
 #include <optional>
@@ -24,7 +25,7 @@ constexpr std::uint32_t kKnownFlags = 0x7;  // INSTALLFLAG_FORCE, READONLY, NONI
 
 bool HasHardwareId(const Device& device, std::u16string_view hardwareId) {
   return std::any_of(device.hardwareIds.begin(), device.hardwareIds.end(),
-                     [&](const std::u16string& id) { return EqualsIgnoringCase(id, hardwareId); });
+                     [&](const std::u16string& id) { return IsSameName(id, hardwareId); });
 }
 
 /// The rank of the device's selected package; nothing when it has none that can be read.

@@ -7,6 +7,7 @@
 #include "platform/simulated/config_manager_values.h"
 #include "platform/simulated/machine.h"
 #include "platform/simulated/registry_values.h"
+#include "platform/simulated/upper_case.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -153,10 +154,9 @@ void EraseChildren(Machine& machine, std::u16string_view root) {
 // Planned building.
 
 bool IsPlanned(const Machine& machine, EventKind kind, std::u16string_view root) {
-  return std::any_of(machine.clock.events.begin(), machine.clock.events.end(),
-                     [&](const Event& event) {
-                       return event.kind == kind && EqualsIgnoringCase(event.subject, root);
-                     });
+  return std::any_of(
+      machine.clock.events.begin(), machine.clock.events.end(),
+      [&](const Event& event) { return event.kind == kind && IsSameName(event.subject, root); });
 }
 
 void PlanOnce(Machine& machine, std::uint64_t delay, EventKind kind, std::u16string_view root) {
@@ -168,7 +168,7 @@ void CancelBuilding(Machine& machine, std::u16string_view root) {
     const bool building = event.kind == EventKind::PublishEndpoints ||
                           event.kind == EventKind::PublishLateEndpoints ||
                           event.kind == EventKind::PublishEndpointChildren;
-    return building && EqualsIgnoringCase(event.subject, root);
+    return building && IsSameName(event.subject, root);
   });
 }
 
@@ -210,7 +210,7 @@ std::u16string IdOfDouble(Machine& machine, std::u16string_view root, CableFlow 
                           const RememberedEndpoint& memory) {
   for (const AudioEndpoint& endpoint : machine.audio.endpoints) {
     if (!InView(endpoint) && BelongsTo(endpoint, root) && endpoint.builtFor == cable &&
-        !EqualsIgnoringCase(endpoint.id, memory.id)) {
+        !IsSameName(endpoint.id, memory.id)) {
       return endpoint.id;
     }
   }
@@ -227,7 +227,7 @@ AudioEndpoint& EntryOf(Machine& machine, const std::u16string& id) {
 
 void PublishCable(Machine& machine, std::u16string_view root, CableFlow cable, bool isDouble) {
   AudioCatalog& audio = machine.audio;
-  RememberedEndpoint& memory = audio.remembered[ToUpperAscii(root)][cable];
+  RememberedEndpoint& memory = audio.remembered[ToUpperName(root)][cable];
   const std::u16string id =
       isDouble ? IdOfDouble(machine, root, cable, memory) : IdOfCable(machine, cable, memory);
   AudioEndpoint& endpoint = EntryOf(machine, id);
@@ -376,7 +376,7 @@ void ChangeEndpointVisibility(Machine& machine, std::u16string_view rootInstance
 
 AudioEndpoint* FindEndpoint(Machine& machine, std::u16string_view endpointId) {
   for (AudioEndpoint& endpoint : machine.audio.endpoints) {
-    if (EqualsIgnoringCase(endpoint.id, endpointId)) return &endpoint;
+    if (IsSameName(endpoint.id, endpointId)) return &endpoint;
   }
   return nullptr;
 }
@@ -393,7 +393,7 @@ void SetEndpointDisabled(Machine& machine, std::u16string_view endpointId, bool 
   if (endpoint == nullptr) return;
   for (auto& [root, cables] : machine.audio.remembered) {
     for (auto& [cable, memory] : cables) {
-      if (EqualsIgnoringCase(memory.id, endpointId)) memory.disabledByUser = disabled;
+      if (IsSameName(memory.id, endpointId)) memory.disabledByUser = disabled;
     }
   }
   if (!InView(*endpoint)) return;

@@ -11,6 +11,7 @@
 #include "platform/simulated/native_status.h"
 #include "platform/simulated/native_values.h"
 #include "platform/simulated/text_out.h"
+#include "platform/simulated/upper_case.h"
 
 #include <algorithm>
 
@@ -27,7 +28,7 @@ const FileSystem& CurrentFiles() {
 /// The whole list of names, or the targets of one name; each text is terminated.
 std::optional<std::u16string> DosDeviceTexts(const FileSystem& files, const char16_t* name) {
   if (name != nullptr) {
-    const auto found = files.dosDevices.find(ToUpperAscii(name));
+    const auto found = files.dosDevices.find(ToUpperName(name));
     if (found == files.dosDevices.end()) return std::nullopt;
     return found->second + u'\0';
   }

@@ -7,6 +7,7 @@
 #include "platform/simulated/file_tree.h"
 #include "platform/simulated/file_values.h"
 #include "platform/simulated/security_values.h"
+#include "platform/simulated/upper_case.h"
 
 #include <algorithm>
 #include <stdexcept>
@@ -56,7 +57,7 @@ const Volume* FindVolume(const FileSystem& files, std::u16string_view name) {
   const auto found =
       std::find_if(files.volumes.begin(), files.volumes.end(), [&](const Volume& volume) {
         if (name.starts_with(kVolumePrefix)) {
-          return EqualsIgnoringCase(name, u"Volume{" + volume.guid + u"}");
+          return IsSameName(name, u"Volume{" + volume.guid + u"}");
         }
         return name.size() == 2 && name[1] == u':' && volume.letter != 0 &&
                ToUpperAscii(name[0]) == ToUpperAscii(volume.letter);

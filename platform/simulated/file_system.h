@@ -2,7 +2,7 @@
 
 // The simulated machine's volumes and files: what is on the disks, and who has what open.
 //
-// Names are looked up without regard to ASCII case, and stored as written.
+// Names are looked up without regard to case, and stored as written.
 
 #include "platform/simulated/file_node.h"
 

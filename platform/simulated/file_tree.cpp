@@ -1,6 +1,7 @@
 #include "platform/simulated/file_tree.h"
 
 #include "base/text.h"
+#include "platform/simulated/upper_case.h"
 
 #include <algorithm>
 #include <cstring>
@@ -62,15 +63,15 @@ void SetSize(Node& node, std::uint64_t size) {
 }  // namespace
 
 Place PlaceOf(NodeId folder, std::u16string_view name) {
-  return {folder, ToUpperAscii(name)};
+  return {folder, ToUpperName(name)};
 }
 
 const Entry* FindEntry(const Node& folder, std::u16string_view name, std::u16string* key) {
-  const std::u16string upper = ToUpperAscii(name);
+  const std::u16string upper = ToUpperName(name);
   auto found = folder.entries.find(upper);
   if (found == folder.entries.end() && name.find(kAliasMark) != std::u16string_view::npos) {
     found = std::find_if(folder.entries.begin(), folder.entries.end(), [&](const auto& entry) {
-      return EqualsIgnoringCase(entry.second.shortName, name);
+      return IsSameName(entry.second.shortName, name);
     });
   }
   if (found == folder.entries.end()) return nullptr;

@@ -1,6 +1,7 @@
 #include "platform/simulated/node_names.h"
 
 #include "base/text.h"
+#include "platform/simulated/upper_case.h"
 
 // Documented: a device node number that was once handed out is no proof that the device exists; a
 // node that has gone gives CR_NO_SUCH_DEVNODE.
@@ -9,7 +10,7 @@ namespace vorn::platform::simulated {
 
 DEVINST NodeNames::NumberOf(std::u16string_view instanceId) {
   const auto next = static_cast<DEVINST>(names_.size() + 1);
-  const auto [entry, isNew] = numbers_.try_emplace(ToUpperAscii(instanceId), next);
+  const auto [entry, isNew] = numbers_.try_emplace(ToUpperName(instanceId), next);
   if (isNew) names_.emplace_back(instanceId);
   return entry->second;
 }

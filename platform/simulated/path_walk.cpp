@@ -3,6 +3,7 @@
 #include "base/text.h"
 #include "platform/simulated/file_tree.h"
 #include "platform/simulated/native_values.h"
+#include "platform/simulated/upper_case.h"
 
 #include <algorithm>
 #include <vector>
@@ -15,10 +16,6 @@ namespace {
 constexpr int kMostLinks = 63;
 
 constexpr std::u16string_view kDosDevices[] = {u"\\??\\", u"\\DosDevices\\", u"\\GLOBAL??\\"};
-
-bool StartsWithIgnoringCase(std::u16string_view text, std::u16string_view prefix) {
-  return text.size() >= prefix.size() && EqualsIgnoringCase(text.substr(0, prefix.size()), prefix);
-}
 
 std::vector<std::u16string> SplitSteps(std::u16string_view text) {
   std::vector<std::u16string> pieces;
@@ -102,10 +99,10 @@ class Walker {
   Walked Once(const std::u16string& name) {
     if (!name.starts_with(u'\\')) return Failed(STATUS_OBJECT_PATH_SYNTAX_BAD);
     for (const std::u16string_view root : kDosDevices) {
-      if (StartsWithIgnoringCase(name, root)) return ThroughDosDevice(name.substr(root.size()));
+      if (StartsWithName(name, root)) return ThroughDosDevice(name.substr(root.size()));
     }
     for (const Volume& volume : files_.volumes) {
-      if (!StartsWithIgnoringCase(name, volume.device)) continue;
+      if (!StartsWithName(name, volume.device)) continue;
       const std::u16string_view rest = std::u16string_view(name).substr(volume.device.size());
       if (rest.empty()) {
         Walked raw;
@@ -123,18 +120,18 @@ class Walker {
     const std::size_t end = std::min(name.find(u'\\'), name.size());
     const std::u16string_view device = name.substr(0, end);
     const std::u16string_view rest = name.substr(end);
-    const auto found = files_.dosDevices.find(ToUpperAscii(device));
+    const auto found = files_.dosDevices.find(ToUpperName(device));
     if (found != files_.dosDevices.end()) {
       next_ = std::u16string(found->second.c_str()) + std::u16string(rest);
       return {};
     }
     for (const Volume& volume : files_.volumes) {
       if (volume.guid.empty()) continue;
-      if (!EqualsIgnoringCase(device, u"Volume{" + volume.guid + u"}")) continue;
+      if (!IsSameName(device, u"Volume{" + volume.guid + u"}")) continue;
       next_ = volume.device + std::u16string(rest);
       return {};
     }
-    const bool network = EqualsIgnoringCase(device, u"UNC");
+    const bool network = IsSameName(device, u"UNC");
     if (network) return Failed(STATUS_BAD_NETWORK_PATH);
     return Failed(rest.empty() ? STATUS_OBJECT_NAME_NOT_FOUND : STATUS_OBJECT_PATH_NOT_FOUND);
   }

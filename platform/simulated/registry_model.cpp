@@ -3,6 +3,7 @@
 #include "base/text.h"
 #include "platform/registry.h"
 #include "platform/simulated/registry_values.h"
+#include "platform/simulated/upper_case.h"
 
 #include <algorithm>
 
@@ -41,10 +42,10 @@ KeyId AddSubkey(Registry& registry, KeyId parent, std::u16string_view name) {
   Key& key = registry.keys[id];
   key.name = name;
   key.parent = parent;
-  const std::u16string upper = ToUpperAscii(name);
+  const std::u16string upper = ToUpperName(name);
   auto& children = registry.keys.at(parent).children;
   const auto place = std::find_if(children.begin(), children.end(), [&](KeyId child) {
-    return upper < ToUpperAscii(registry.keys.at(child).name);
+    return upper < ToUpperName(registry.keys.at(child).name);
   });
   children.insert(place, id);
   return id;
@@ -116,21 +117,21 @@ KeyId MakeChild(Registry& registry, KeyId parent, std::u16string_view name) {
 
 std::optional<KeyId> FindChild(const Registry& registry, KeyId parent, std::u16string_view name) {
   for (const KeyId child : registry.keys.at(parent).children) {
-    if (EqualsIgnoringCase(registry.keys.at(child).name, name)) return child;
+    if (IsSameName(registry.keys.at(child).name, name)) return child;
   }
   return std::nullopt;
 }
 
 const RegistryValue* FindValue(const Key& key, std::u16string_view name) {
   for (const RegistryValue& value : key.values) {
-    if (EqualsIgnoringCase(value.name, name)) return &value;
+    if (IsSameName(value.name, name)) return &value;
   }
   return nullptr;
 }
 
 void PutValue(Key& key, std::u16string_view name, std::uint32_t type, Bytes data) {
   for (RegistryValue& value : key.values) {
-    if (!EqualsIgnoringCase(value.name, name)) continue;
+    if (!IsSameName(value.name, name)) continue;
     value.type = type;
     value.data = std::move(data);
     return;

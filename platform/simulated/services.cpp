@@ -5,6 +5,7 @@
 #include "platform/simulated/error_values.h"
 #include "platform/simulated/process.h"
 #include "platform/simulated/services.h"
+#include "platform/simulated/upper_case.h"
 
 #include <optional>
 #include <utility>
@@ -56,7 +57,7 @@ SC_HANDLE OpenService(SC_HANDLE manager, const char16_t* name, std::uint32_t des
 /// Documented: the manager first starts the services that a service depends on. The audio service
 /// depends on the endpoint builder.
 bool StartDependencies(Machine& machine, std::u16string_view name) {
-  if (!EqualsIgnoringCase(name, kAudioService)) return true;
+  if (!IsSameName(name, kAudioService)) return true;
   if (IsRunning(machine, kEndpointBuilderService)) return true;
   const Service* builder = FindService(machine, kEndpointBuilderService);
   if (builder == nullptr) return FailWith(ERROR_SERVICE_DEPENDENCY_DELETED);
@@ -95,7 +96,7 @@ void BuildForStartedDevices(Machine& machine) {
 
 const Service* FindService(const Machine& machine, std::u16string_view name) {
   for (const auto& [key, service] : machine.services) {
-    if (EqualsIgnoringCase(key, name)) return &service;
+    if (IsSameName(key, name)) return &service;
   }
   return nullptr;
 }

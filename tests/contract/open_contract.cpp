@@ -173,6 +173,18 @@ CONTRACT(ANameIsFoundWithoutRegardToCase) {
   CHECK_EQ(OpenNative(Nt(world.folder + u"\\FILE.TXT"), {}).status, STATUS_SUCCESS);
 }
 
+CONTRACT(ANameIsFoundWithoutRegardToCaseBeyondAscii) {
+  const FileWorld world;
+  WriteNewFile(world.folder + u"\\\u00e4\u03c3\u0436\u00df", "x");
+  const auto statusOf = [&world](const char16_t* name) {
+    return OpenNative(Nt(world.folder + u"\\" + name), {}).status;
+  };
+  CHECK_EQ(statusOf(u"\u00c4\u03a3\u0416\u00df"), STATUS_SUCCESS);
+  // The final sigma is no small letter of the sigma, and SS none of the sharp s.
+  CHECK_EQ(statusOf(u"\u00c4\u03c2\u0416\u00df"), STATUS_OBJECT_NAME_NOT_FOUND);
+  CHECK_EQ(statusOf(u"\u00c4\u03a3\u0416SS"), STATUS_OBJECT_NAME_NOT_FOUND);
+}
+
 CONTRACT(WhatIsMissingIsToldFromAMissingFolder) {
   const FileWorld world;
   CHECK_EQ(OpenNative(Nt(world.folder + u"\\none"), {}).status, STATUS_OBJECT_NAME_NOT_FOUND);

@@ -71,6 +71,12 @@ CONTRACT(AMissingKeyIsNotFound) {
   CHECK_EQ(OpenKey(u"A").error, 0);
 }
 
+CONTRACT(AKeyIsFoundWithoutRegardToCaseBeyondAscii) {
+  MakeKey(u"\u00e4\u03c3\u0436");
+  CHECK_EQ(OpenKey(u"\u00c4\u03a3\u0416").error, static_cast<LSTATUS>(ERROR_SUCCESS));
+  CHECK_EQ(OpenKey(u"\u00c4\u03c2\u0416").error, static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND));
+}
+
 CONTRACT(BackupIntentOpensWhatOnlyTheSystemMayOpen) {
   SkipOn(Side::Wine, "has no such key, and its registry refuses nobody");
   const std::u16string path = SystemsOwnKey();
