@@ -6,6 +6,7 @@ include(CTest)
 file(GLOB VORN_SIMULATED_SOURCES CONFIGURE_DEPENDS platform/simulated/*.cpp)
 file(GLOB VORN_LAB_SOURCES CONFIGURE_DEPENDS RELATIVE ${CMAKE_SOURCE_DIR} lab/*.cpp)
 list(REMOVE_ITEM VORN_LAB_SOURCES lab/main.cpp)
+file(GLOB VORN_CAPTURE_SOURCES CONFIGURE_DEPENDS capture/*.cpp capture/simulated/*.cpp)
 file(GLOB VORN_REHEARSAL_SOURCES CONFIGURE_DEPENDS rehearsal/*.cpp)
 
 # The libraries and the lab come in one or two kinds: plain, and with VORN_SANITIZED_TESTS a second
@@ -27,15 +28,18 @@ function(vorn_host_libraries kind)
   target_link_libraries(vorn_logic${kind} PUBLIC vorn_simulated${kind})
   add_library(vorn_rehearsal_library${kind} STATIC ${VORN_REHEARSAL_SOURCES})
   target_link_libraries(vorn_rehearsal_library${kind} PUBLIC vorn_base${kind})
+  add_library(vorn_capture_library${kind} STATIC ${VORN_CAPTURE_SOURCES})
+  target_link_libraries(vorn_capture_library${kind} PUBLIC vorn_logic${kind})
   add_library(vorn_lab_library${kind} STATIC ${VORN_LAB_SOURCES})
-  target_link_libraries(vorn_lab_library${kind} PUBLIC vorn_logic${kind} vorn_rehearsal_library${kind}
+  target_link_libraries(vorn_lab_library${kind} PUBLIC vorn_capture_library${kind}
+                                                       vorn_rehearsal_library${kind}
                                                 PRIVATE nlohmann_json::nlohmann_json)
   target_compile_definitions(vorn_lab_library${kind} PRIVATE VORN_VERSION="${PROJECT_VERSION}")
   add_executable(vorn_lab${kind} lab/main.cpp)
   target_link_libraries(vorn_lab${kind} PRIVATE vorn_lab_library${kind})
 
   set(libraries vorn_base${kind} vorn_simulated${kind} vorn_logic${kind}
-                vorn_rehearsal_library${kind} vorn_lab_library${kind})
+                vorn_rehearsal_library${kind} vorn_capture_library${kind} vorn_lab_library${kind})
   if(kind STREQUAL "_sanitized")
     vorn_sanitize(${libraries})
   endif()

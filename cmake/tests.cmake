@@ -75,9 +75,12 @@ function(vorn_test_folder name)
   endforeach()
 endfunction()
 
-foreach(folder IN LISTS VORN_FOLDERS ITEMS simulated scenarios lab rehearsal integration)
+foreach(folder IN LISTS VORN_FOLDERS ITEMS simulated scenarios lab capture rehearsal integration)
   vorn_test_folder(${folder})
 endforeach()
+
+# The unusual machine of the lab's tests is captured, too.
+target_sources(capture_objects PRIVATE tests/lab/unusual_machine.cpp)
 
 # The table that the documents print and the tests run.
 target_compile_definitions(integration_objects PRIVATE
@@ -143,8 +146,8 @@ add_custom_target(vorn_plain_tests
 add_custom_target(vorn_all_sanitized)
 foreach(kind IN LISTS VORN_KINDS)
   add_dependencies(vorn_all_sanitized contract${kind}_tests vorn_inf_dump${kind})
-  foreach(folder IN LISTS VORN_FOLDERS ITEMS simulated scenarios lab rehearsal integration faults
-                                        adversaries)
+  foreach(folder IN LISTS VORN_FOLDERS ITEMS simulated scenarios lab capture rehearsal integration
+                                        faults adversaries)
     if(TARGET ${folder}${kind}_tests)
       add_dependencies(vorn_all_sanitized ${folder}${kind}_tests)
     endif()

@@ -2,6 +2,7 @@
 
 #include "base/text.h"
 #include "lab/bad_input.h"
+#include "lab/capture_commands.h"
 #include "lab/command_words.h"
 #include "lab/fault_spec.h"
 #include "lab/json_text.h"
@@ -155,6 +156,18 @@ const std::vector<Command>& Commands() {
         "Writes a driver package into the folder PATH of the machine, and prints its INF."},
        Package},
       {{"reboot", kMachine, {}, {}, "Restarts the machine."}, RebootMachine},
+      {{"import",
+        ImportOperands(),
+        ImportOptionList(),
+        {},
+        "Makes a machine of a capture, and prints what the capture cannot know."},
+       ImportMachine},
+      {{"capture",
+        CaptureOperands(),
+        CaptureOptions(),
+        {},
+        "Captures the machine as vorn_capture.exe captures a Windows machine."},
+       CaptureMachine},
   };
   return commands;
 }

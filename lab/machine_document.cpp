@@ -147,6 +147,7 @@ void Describe(Facts& facts, ProcessFacts& process) {
   facts.Fact("standardOutputClosed", process.standardOutputClosed);
   facts.Fact("ntdllMissing", process.ntdllMissing);
   facts.Fact("missingExports", process.missingExports);
+  facts.Unusual("faults", process.faults);
 }
 
 namespace {
@@ -199,8 +200,12 @@ std::string WriteDocument(const MachineDocument& document) {
 }
 
 MachineDocument ReadDocument(std::string_view text) {
+  return ReadDocumentFrom(ParseJson(text));
+}
+
+MachineDocument ReadDocumentFrom(const Json& json) {
   MachineDocument document;
-  FromJson(ParseJson(text), "", document);
+  FromJson(json, "", document);
   return document;
 }
 

@@ -19,6 +19,7 @@ struct ProcessFacts {
   bool standardOutputClosed = false;
   bool ntdllMissing = false;
   std::vector<std::string> missingExports;
+  std::vector<std::string> faults;  // that befall every process, as --fault describes them
 };
 
 struct MachineDocument {
@@ -34,5 +35,6 @@ std::string WriteDocument(const MachineDocument& document);
 /// Reads a document; a missing key keeps its default. Throws BadInput, with the path of the key,
 /// for anything wrong.
 MachineDocument ReadDocument(std::string_view text);
+MachineDocument ReadDocumentFrom(const Json& json);
 
 }  // namespace vorn::lab

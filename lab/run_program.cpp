@@ -22,6 +22,19 @@ std::vector<std::u16string> CommandLine(const std::vector<std::string>& argument
   return words;
 }
 
+/// The faults that befall every process of the machine.
+std::vector<Fault> FaultsOfMachine(const ProcessFacts& facts) {
+  std::vector<Fault> faults;
+  for (const std::string& spec : facts.faults) {
+    try {
+      faults.push_back(ParseFault(spec).fault);
+    } catch (const BadInput& bad) {
+      throw BadInput(PathOfElement("process.faults", faults.size()), bad.what());
+    }
+  }
+  return faults;
+}
+
 /// Why faults had no effect, now that the process has ended.
 std::vector<std::string> RemarksOn(const std::vector<StagedFault>& faults, const Process& process) {
   std::vector<std::string> remarks;
@@ -47,15 +60,21 @@ std::vector<std::string> RemarksOn(const std::vector<StagedFault>& faults, const
 
 }  // namespace
 
+void PrepareProcess(const ProcessFacts& facts, Process& process) {
+  process.token = facts.token;
+  process.standardOutputClosed = facts.standardOutputClosed;
+  process.ntdllMissing = facts.ntdllMissing;
+  process.missingExports = facts.missingExports;
+  for (Fault& fault : FaultsOfMachine(facts))
+    process.faults.push_back(std::move(fault));
+}
+
 ProgramRun RunProgram(LabMachine& lab, const std::vector<std::string>& arguments,
                       const std::vector<StagedFault>& faults, bool trace) {
   Process process(lab.machine);
-  process.token = lab.process.token;
-  process.standardOutputClosed = lab.process.standardOutputClosed;
-  process.ntdllMissing = lab.process.ntdllMissing;
-  process.missingExports = lab.process.missingExports;
   for (const StagedFault& staged : faults)
     process.faults.push_back(staged.fault);
+  PrepareProcess(lab.process, process);
   process.logCalls = trace;
 
   ProgramRun run;

@@ -5,6 +5,7 @@
 #include "lab/command_line.h"
 #include "lab/fault_spec.h"
 #include "lab/machine_folder.h"
+#include "platform/simulated/process.h"
 
 #include <string>
 #include <vector>
@@ -20,6 +21,10 @@ struct ProgramRun {
   // Why faults had no effect: one was never reached, a change found nothing to change.
   std::vector<std::string> remarks;
 };
+
+/// Gives a process what the machine's processes have: their token, and the faults that befall them
+/// all, behind those that it has already. Throws BadInput for a fault that is none.
+void PrepareProcess(const ProcessFacts& facts, platform::simulated::Process& process);
 
 /// Runs the program with these arguments (without its name). Afterwards the machine is as the run
 /// left it.

@@ -1,0 +1,35 @@
+#pragma once
+
+// ImportCapture: makes a machine of a capture. What a capture cannot know, such as how the endpoint
+// builder will behave, has the model's usual values, and the notes say so.
+
+#include "lab/machine_folder.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vorn::lab {
+
+/// A capture as it lies in its folder: machine.json and the numbered contents.
+struct CaptureFiles {
+  std::string document = {};
+  std::vector<Bytes> contents = {};
+};
+
+struct ImportOptions {
+  /// What a driver that has never run on the machine reports and does; a sound one by default.
+  std::optional<platform::simulated::DriverImage> image = {};
+};
+
+struct ImportedCapture {
+  LabMachine lab = {};
+  std::string origin = {};  // one line: which Windows, which session
+  std::vector<std::string>
+      notes;  // one line each: what was not in the capture and was taken for it
+};
+
+/// Throws BadInput, with the path of the key, for a capture that is damaged or newer.
+ImportedCapture ImportCapture(const CaptureFiles& capture, const ImportOptions& options = {});
+
+}  // namespace vorn::lab

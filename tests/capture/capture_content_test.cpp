@@ -1,0 +1,241 @@
+// What a capture holds and what it never has, and that taking it changes nothing.
+
+#include "base/text.h"
+#include "lab/bad_input.h"
+#include "lab/capture_folder.h"
+#include "lab/run_program.h"
+#include "platform/simulated/file_values.h"
+#include "platform/simulated/process.h"
+#include "tests/capture/captured_machines.h"
+#include "tests/lab/temporary_folder.h"
+#include "tests/support/sample.h"
+
+#include <algorithm>
+#include <fstream>
+#include <gtest/gtest.h>
+
+namespace vorn::lab {
+namespace {
+
+namespace fs = std::filesystem;
+using platform::simulated::CleanMachine;
+using platform::simulated::InstalledMachine;
+using platform::simulated::Machine;
+
+std::string BytesOf(const CaptureFiles& capture) {
+  std::string bytes = capture.document;
+  for (const Bytes& content : capture.contents)
+    bytes.append(content.begin(), content.end());
+  return bytes;
+}
+
+CaptureFiles InstalledCapture() {
+  return CaptureOf(LabOf(InstalledMachine()));
+}
+
+std::string Replaced(std::string text, std::string_view from, std::string_view to) {
+  const std::size_t found = text.find(from);
+  EXPECT_NE(found, std::string::npos) << from;
+  return text.replace(found, from.size(), to);
+}
+
+/// The line that refuses a capture; empty when it is accepted.
+std::string RefusalOf(const CaptureFiles& capture) {
+  try {
+    ImportCapture(capture);
+    return {};
+  } catch (const BadInput& bad) {
+    return bad.what();
+  }
+}
+
+TEST(Capture, ChangesNothingOnTheMachine) {
+  for (const CapturedCase& each : CapturedCases()) {
+    LabMachine lab = each.make();
+    const Machine before = lab.machine;
+    TakeCaptureOf(lab, SampleRequest());
+    EXPECT_TRUE(lab.machine.files == before.files) << each.name;
+    EXPECT_TRUE(lab.machine.registry == before.registry) << each.name;
+    EXPECT_TRUE(lab.machine.devices == before.devices) << each.name;
+    EXPECT_TRUE(lab.machine.store == before.store) << each.name;
+    EXPECT_TRUE(lab.machine.audio == before.audio) << each.name;
+    EXPECT_TRUE(lab.machine.services == before.services) << each.name;
+  }
+}
+
+TEST(Capture, MakesNoCallThatCouldChangeTheMachine) {
+  constexpr std::string_view kChanging[] = {"AdjustTokenPrivileges",
+                                            "CM_Query_And_Remove_SubTreeW",
+                                            "CreateDirectoryW",
+                                            "NtDeleteKey",
+                                            "SetEndOfFile",
+                                            "SetFileInformationByHandle",
+                                            "SetupDiCallClassInstaller",
+                                            "SetupDiCreateDeviceInfoW",
+                                            "SetupUninstallOEMInfW",
+                                            "StartServiceW",
+                                            "WriteFile",
+                                            "UpdateDriverForPlugAndPlayDevicesW",
+                                            "_wfsopen",
+                                            "SetupDiSetDeviceRegistryPropertyW"};
+  Machine machine = InstalledMachine();
+  platform::simulated::Process process(machine);
+  process.logCalls = true;
+  capture::TakeCapture(SampleRequest());
+  for (const auto& call : process.calls) {
+    EXPECT_EQ(std::count(std::begin(kChanging), std::end(kChanging), call.name), 0) << call.name;
+    if (call.name == "NtCreateFile") {
+      EXPECT_EQ(call.Argument("CreateDisposition"), "1");  // FILE_OPEN
+    }
+    if (call.name == "CreateFileW") {
+      EXPECT_EQ(call.Argument("desiredAccess"), "0x80000000");  // GENERIC_READ
+    }
+  }
+}
+
+TEST(Capture, LeavesNothingOpen) {
+  Machine machine = InstalledMachine();
+  platform::simulated::Process process(machine);
+  capture::TakeCapture(SampleRequest());
+  EXPECT_TRUE(process.OpenObjects().empty());
+}
+
+TEST(Capture, HasNoByteOfOtherMakersFiles) {
+  Machine machine = InstalledMachine();
+  PutFile(machine.files, u"C:\\pkg\\driver\\notes\\secret.txt", "SECRET-OF-ANOTHER-MAKER");
+  PutFile(machine.files, u"C:\\pkg\\driver\\other.sys", "SECRET-OF-ANOTHER-MAKER");
+  PutFile(machine.files, u"C:\\Windows\\INF\\oem77.inf", "SECRET-OF-ANOTHER-MAKER");
+  const std::string bytes = BytesOf(CaptureOf(LabOf(machine)));
+  EXPECT_EQ(bytes.find("SECRET-OF-ANOTHER-MAKER"), std::string::npos);
+  EXPECT_EQ(bytes.find("Fabrikam\""), std::string::npos);
+  EXPECT_NE(bytes.find("oem77.inf"), std::string::npos);
+}
+
+TEST(Capture, TakesNoContentFromAForeignPackage) {
+  Machine machine = CleanMachine();
+  PutFile(machine.files, u"C:\\other\\fab.inf", "[Version]\r\nCatalogFile=fab.cat\r\n");
+  PutFile(machine.files, u"C:\\other\\fab.cat", "SECRET-OF-ANOTHER-MAKER");
+  const CaptureFiles capture =
+      CaptureOf(LabOf(machine), {.infs = {u"C:\\other\\fab.inf"}, .journals = {}, .raw = true});
+  EXPECT_TRUE(capture.contents.empty());
+  EXPECT_NE(capture.document.find("fab.cat"), std::string::npos);
+}
+
+TEST(Capture, GivesUsersAndAccountsOtherNames) {
+  Machine machine = InstalledMachine();
+  PutFile(machine.files, u"C:\\pkg\\logs\\vorn_devnode.log",
+          "by operator, cooperator and OPERATOR\r\n");
+  const CaptureFiles capture =
+      CaptureOf(LabOf(machine), {.infs = {tests::kSampleInf}, .journals = {}, .raw = false});
+  const std::string bytes = BytesOf(capture);
+  EXPECT_EQ(bytes.find("\\\\operator"), std::string::npos);
+  EXPECT_EQ(bytes.find("2000000000-3000000000"), std::string::npos);
+  EXPECT_NE(bytes.find("by user1, cooperator and user1\r\n"), std::string::npos);
+  EXPECT_NE(bytes.find("C:\\\\Users\\\\user1\\\\AppData"), std::string::npos);
+  EXPECT_NE(bytes.find("S-1-5-21-1000000000-0-1-1001"), std::string::npos);
+  EXPECT_NE(bytes.find("S-1-5-32-544"), std::string::npos);
+}
+
+TEST(Capture, OfOtherNamesIsImportedAsWell) {
+  const CaptureFiles first = CaptureOf(LabOf(InstalledMachine()),
+                                       {.infs = {tests::kSampleInf}, .journals = {}, .raw = false});
+  EXPECT_EQ(CaptureOf(ImportCapture(first).lab,
+                      {.infs = {tests::kSampleInf}, .journals = {}, .raw = false})
+                .document,
+            first.document);
+}
+
+// ------------------------------------------------------------------------------------------------
+// Import.
+
+TEST(CaptureImport, RefusesANewerFormatInOneLine) {
+  CaptureFiles capture = InstalledCapture();
+  capture.document = Replaced(capture.document, "\"capture\": {\n    \"format\": 1",
+                              "\"capture\": {\n    \"format\": 2");
+  EXPECT_EQ(RefusalOf(capture),
+            "capture.format: is 2, which a newer version wrote; this one reads up to 1");
+}
+
+TEST(CaptureImport, RefusesAMachineThatIsNoCapture) {
+  EXPECT_EQ(RefusalOf({"{\"format\": 1}", {}}), "capture: is missing: this is no capture");
+}
+
+struct Damage {
+  const char* what;
+  const char* from;
+  const char* to;
+  const char* refusal;
+};
+
+TEST(CaptureImport, RefusesWhatNoMachineCouldHold) {
+  const Damage damages[] = {
+      {"a name that climbs out", "\"path\": \"Windows\\\\INF\\\\oem0.inf\"",
+       "\"path\": \"Windows\\\\..\\\\..\\\\oem0.inf\"",
+       "volumes[0].files[8].path: is no path of names"},
+      {"an empty name", "\"path\": \"Windows\\\\INF\\\\oem0.inf\"",
+       "\"path\": \"Windows\\\\\\\\oem0.inf\"", "volumes[0].files[8].path: is no path of names"},
+      {"a content that is not there", "\"content\": 0", "\"content\": 900000",
+       "volumes[0].files[11].content: is not among the files of the capture"},
+      {"a device twice", "\"instanceId\": \"ROOT\\\\SYSTEM\\\\0000\"",
+       "\"instanceId\": \"root\\\\media\\\\0000\"",
+       "devices[1].instanceId: is also the instanceId of devices[0]"},
+      {"a published INF of another form", "\"name\": \"oem0.inf\"", "\"name\": \"..\\\\x.inf\"",
+       "published[0].name: must be oem<digits>.inf"},
+      {"a volume's folder", "\"folder\": \"C\"", "\"folder\": \"../../etc\"", ""},
+      {"an unknown key", "\"published\":", "\"publisched\":", "publisched: is not a known key"},
+  };
+  for (const Damage& damage : damages) {
+    CaptureFiles capture = InstalledCapture();
+    capture.document = Replaced(capture.document, damage.from, damage.to);
+    EXPECT_EQ(RefusalOf(capture), damage.refusal) << damage.what;
+  }
+}
+
+TEST(CaptureImport, GivesAVolumeAFolderOfItsOwnWhateverTheCaptureSays) {
+  CaptureFiles capture = InstalledCapture();
+  capture.document = Replaced(capture.document, "\"folder\": \"C\"", "\"folder\": \"../../etc\"");
+  const TemporaryFolder place;
+  CreateMachineFolder(place / "pc", ImportCapture(capture).lab);
+  EXPECT_TRUE(fs::exists(place / "pc" / "C" / "Windows"));
+  EXPECT_EQ(std::distance(fs::directory_iterator(place / ""), fs::directory_iterator()), 1);
+}
+
+TEST(CaptureImport, ReadsNoContentThroughALink) {
+  const TemporaryFolder place;
+  const fs::path folder = place / "capture";
+  WriteCaptureFolder(folder, InstalledCapture());
+  fs::remove(folder / "files" / "0");
+  std::ofstream(place / "elsewhere") << "not of the capture";
+  fs::create_symlink(place / "elsewhere", folder / "files" / "0");
+  EXPECT_NE(RefusalOf(ReadCaptureFolder(folder)), "");
+}
+
+TEST(CaptureImport, RestoresACaptureFromItsFolder) {
+  const TemporaryFolder place;
+  const CaptureFiles capture = InstalledCapture();
+  WriteCaptureFolder(place / "capture", capture);
+  const CaptureFiles read = ReadCaptureFolder(place / "capture");
+  EXPECT_EQ(read.document, capture.document);
+  EXPECT_EQ(read.contents, capture.contents);
+}
+
+TEST(CaptureImport, NamesAnErrorThatNoRunRepeats) {
+  CaptureFiles capture = InstalledCapture();
+  capture.document = Replaced(
+      capture.document, "\"errors\": []",
+      "\"errors\": [{\"fact\": \"token\", \"call\": \"GetTokenInformation\", \"code\": \"0x5\"}]");
+  const std::vector<std::string> notes = ImportCapture(capture).notes;
+  EXPECT_EQ(notes[0], "not repeated: GetTokenInformation failed (0x5) for token");
+}
+
+TEST(CaptureImport, MakesWhatOnlyWindowsCouldRunRunnable) {
+  Machine machine = CleanMachine();
+  PutFile(machine.files, u"C:\\pkg\\driver\\vorn_audio.sys", "MZ and machine code");
+  PutFile(machine.files, u"C:\\pkg\\driver\\vorn_audio.cat", "\x30\x82 a signature");
+  LabMachine lab = ImportCapture(CaptureOf(LabOf(machine))).lab;
+  EXPECT_EQ(
+      RunProgram(lab, {"install", "C:\\pkg\\driver\\vorn_audio.inf"}, {}, false).result.status, 0);
+}
+
+}  // namespace
+}  // namespace vorn::lab
