@@ -82,6 +82,10 @@ endforeach()
 # The unusual machine of the lab's tests is captured, too.
 target_sources(capture_objects PRIVATE tests/lab/unusual_machine.cpp)
 
+# The page that says how many platform calls each command makes.
+target_compile_definitions(scenarios_objects PRIVATE
+  VORN_CALLS_PAGE="${CMAKE_SOURCE_DIR}/docs/calls.md")
+
 # The table that the documents print and the tests run.
 target_compile_definitions(integration_objects PRIVATE
   VORN_DECISIONS="${CMAKE_SOURCE_DIR}/tests/integration/decisions.json")
