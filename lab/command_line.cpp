@@ -2,6 +2,7 @@
 
 #include "base/text.h"
 #include "lab/bad_input.h"
+#include "lab/call_trace.h"
 #include "lab/capture_commands.h"
 #include "lab/command_words.h"
 #include "lab/fault_spec.h"
@@ -13,6 +14,7 @@
 #include "lab/presets.h"
 #include "lab/record_command.h"
 #include "lab/run_program.h"
+#include "lab/timeline_file.h"
 
 #include <fstream>
 #include <new>
@@ -55,11 +57,26 @@ constexpr Option kRunOptions[] = {
     {"--trace", "FILE", "writes a line for each platform call"},
 };
 
-std::vector<StagedFault> FaultsOf(const CommandWords& words) {
+std::vector<StagedFault> FaultsOf(const CommandWords& words, std::string_view option = "--fault") {
   std::vector<StagedFault> faults;
-  for (const std::string& spec : words.All("--fault"))
+  for (const std::string& spec : words.All(option))
     faults.push_back(ParseFault(spec));
   return faults;
+}
+
+/// What the lab has to say after a run, and the machine as the run left it.
+void EndRun(const CommandWords& words, const MachineFolder& folder, const LabMachine& lab,
+            ProgramRun& run) {
+  for (const std::string& remark : run.remarks)
+    run.result.console.push_back({true, "vorn_lab: " + remark + "\n"});
+  if (words.Has("--strict") && !run.remarks.empty()) run.result.status = kExitFaultInVain;
+  try {
+    folder.Save(lab);
+  } catch (const std::exception& failed) {
+    run.result.status = kExitHostFailed;
+    run.result.console.push_back(
+        {true, "vorn_lab: not saved: " + std::string(failed.what()) + "\n"});
+  }
 }
 
 /// Runs the program, and writes the run to `recording` if there is one.
@@ -74,18 +91,9 @@ LabResult RunAndSave(const CommandWords& words, const MachineFolder& folder,
     if (!trace) throw BadInput("--trace " + *traceFile, "cannot be written");
   }
   ProgramRun run = RunProgram(lab, words.Tail(), faults, traceFile != nullptr);
-  trace << run.trace;
+  if (traceFile != nullptr) trace << TraceText(run.calls);
   if (recording != nullptr) recording->Write(words.Tail(), run);
-  for (const std::string& remark : run.remarks)
-    run.result.console.push_back({true, "vorn_lab: " + remark + "\n"});
-  if (words.Has("--strict") && !run.remarks.empty()) run.result.status = kExitFaultInVain;
-  try {
-    folder.Save(lab);
-  } catch (const std::exception& failed) {
-    run.result.status = kExitHostFailed;
-    run.result.console.push_back(
-        {true, "vorn_lab: not saved: " + std::string(failed.what()) + "\n"});
-  }
+  EndRun(words, folder, lab, run);
   return run.result;
 }
 
@@ -99,6 +107,54 @@ LabResult Record(const CommandWords& words) {
   const MachineFolder folder(words.OperandAt(0));
   RecordingFile recording(words.OperandAt(1));
   return RunAndSave(words, folder, &recording);
+}
+
+constexpr Operand kTimelineOperands[] = {
+    kMachine[0], {"OUT", "a page to write to, or a picture when it ends in .svg"}};
+
+constexpr Option kTimelineOptions[] = {
+    kRunOptions[0],
+    kRunOptions[1],
+    {"--against", "DIR2", "draws the run beside the same command on another machine"},
+    {"--against-fault", "SPEC", "makes something go wrong there", true},
+};
+
+/// A machine of a timeline, and the run on it.
+struct DrawnRun {
+  DrawnRun(const CommandWords& words, const std::string& path, std::string_view faultOption)
+      : folder(path), lab(folder.Load()) {
+    history = RunWithHistory(lab, words.Tail(), FaultsOf(words, faultOption), run);
+    history.machine = std::filesystem::absolute(path).lexically_normal().filename().string();
+  }
+
+  MachineFolder folder;
+  LabMachine lab;
+  ProgramRun run;
+  RunHistory history;
+};
+
+/// Prints what the run on the first machine printed.
+LabResult Timeline(const CommandWords& words) {
+  const std::string& path = words.OperandAt(0);
+  const std::string* const other = words.Last("--against");
+  std::error_code none;
+  if (other != nullptr && std::filesystem::equivalent(path, *other, none))
+    throw BadInput("--against", "must be another machine");
+  TimelineFile file(words.OperandAt(1));
+  DrawnRun first(words, path, "--fault");
+  std::vector<RunHistory> histories = {first.history};
+  if (other != nullptr) {
+    DrawnRun second(words, *other, "--against-fault");
+    histories.push_back(second.history);
+    first.run.remarks.insert(first.run.remarks.end(), second.run.remarks.begin(),
+                             second.run.remarks.end());
+    EndRun(words, second.folder, second.lab, second.run);
+  } else {
+    histories.front().machine.clear();
+  }
+  file.Write(histories);
+  EndRun(words, first.folder, first.lab, first.run);
+  return first.run.result;
 }
 
 constexpr Option kShowOptions[] = {{"--json", "", "prints the same facts as JSON"}};
@@ -148,6 +204,10 @@ const std::vector<Command>& Commands() {
         "Runs one command as run does, and writes what it printed, when, and its status to the "
         "file OUT, for vorn_rehearsal to play."},
        Record},
+      {{"timeline", kTimelineOperands, kTimelineOptions, "[COMMAND ARGUMENTS...]",
+        "Runs one command as run does, and draws it: phases, platform calls, waits, console lines, "
+        "devices, packages, endpoints and the journal over machine time."},
+       Timeline},
       {{"show", kMachine, kShowOptions, {}, "Prints the state of the machine."}, Show},
       {{"package",
         kPackageOperands,

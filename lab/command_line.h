@@ -23,9 +23,12 @@ inline constexpr int kExitKilled = 137;
 
 /// A piece of output, in the order written.
 struct ConsolePiece {
-  bool error = false;              // to standard error instead of standard output
-  std::string text;                // UTF-8
-  std::uint64_t milliseconds = 0;  // machine time since the run began, of the program's own pieces
+  bool error = false;  // to standard error instead of standard output
+  std::string text;    // UTF-8
+  // Of a piece that the program itself wrote: machine time since the run began, and the number of
+  // the call that wrote it, counted from 0.
+  std::uint64_t milliseconds = 0;
+  std::size_t call = 0;
 };
 
 /// What a command of the lab wrote, and its exit status.

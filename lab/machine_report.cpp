@@ -30,17 +30,10 @@ std::string FlowOf(bool capture) {
   return capture ? "capture" : "render";
 }
 
-std::string StateOf(const Device& device) {
-  if (!device.present) return "absent";
-  if (IsStarted(device)) return "started";
-  if (device.problem == platform::CM_PROB_DISABLED) return "disabled";
-  return device.problem != 0 ? "problem " + std::to_string(device.problem) : "stopped";
-}
-
 DeviceReport ReportDevice(const Device& device) {
   DeviceReport report;
   report.instanceId = device.instanceId;
-  report.state = StateOf(device);
+  report.state = DeviceState(device);
   report.hardwareIds = device.hardwareIds;
   report.service = device.service;
   report.package = device.publishedInf;
@@ -119,14 +112,6 @@ std::vector<std::u16string> MarkedRecords(const Registry& registry) {
   return records;
 }
 
-std::u16string Utf16Content(const Node& file) {
-  std::u16string text;
-  const Bytes& bytes = *file.content;
-  for (std::size_t i = 0; i + 1 < bytes.size(); i += 2)
-    text.push_back(static_cast<char16_t>(bytes[i] | bytes[i + 1] << 8));
-  return text;
-}
-
 std::vector<std::string> LinesOf(std::string_view text) {
   std::vector<std::string> lines;
   while (!text.empty()) {
@@ -198,6 +183,21 @@ std::string UtcTime(const Clock& clock) {
 }
 
 }  // namespace
+
+std::string DeviceState(const Device& device) {
+  if (!device.present) return "absent";
+  if (IsStarted(device)) return "started";
+  if (device.problem == platform::CM_PROB_DISABLED) return "disabled";
+  return device.problem != 0 ? "problem " + std::to_string(device.problem) : "stopped";
+}
+
+std::u16string Utf16Content(const Node& file) {
+  std::u16string text;
+  const Bytes& bytes = *file.content;
+  for (std::size_t i = 0; i + 1 < bytes.size(); i += 2)
+    text.push_back(static_cast<char16_t>(bytes[i] | bytes[i + 1] << 8));
+  return text;
+}
 
 MachineReport Examine(const Machine& machine) {
   MachineReport report;

@@ -64,6 +64,12 @@ struct MachineReport {
   std::vector<std::u16string> snapshots;  // folders that a run should have removed
 };
 
+/// "started", "disabled", "problem 28", "stopped" or "absent".
+std::string DeviceState(const platform::simulated::Device& device);
+
+/// The text of a file in UTF-16, as a journal is.
+std::u16string Utf16Content(const platform::simulated::Node& file);
+
 /// Examines a machine without changing it.
 MachineReport Examine(const platform::simulated::Machine& machine);
 

@@ -2,7 +2,6 @@
 
 #include "base/text.h"
 #include "cli/dispatch.h"
-#include "lab/call_trace.h"
 #include "platform/simulated/process.h"
 
 namespace vorn::lab {
@@ -33,6 +32,11 @@ std::vector<Fault> FaultsOfMachine(const ProcessFacts& facts) {
     }
   }
   return faults;
+}
+
+/// The number of the call that is being made after so many.
+std::size_t IndexOf(std::uint64_t callCount) {
+  return callCount == 0 ? 0 : static_cast<std::size_t>(callCount - 1);
 }
 
 /// Why faults had no effect, now that the process has ended.
@@ -70,12 +74,14 @@ void PrepareProcess(const ProcessFacts& facts, Process& process) {
 }
 
 ProgramRun RunProgram(LabMachine& lab, const std::vector<std::string>& arguments,
-                      const std::vector<StagedFault>& faults, bool trace) {
+                      const std::vector<StagedFault>& faults, bool logCalls,
+                      const RunWatch& watch) {
   Process process(lab.machine);
   for (const StagedFault& staged : faults)
     process.faults.push_back(staged.fault);
   PrepareProcess(lab.process, process);
-  process.logCalls = trace;
+  process.logCalls = logCalls;
+  if (watch) process.watch = [&] { watch(IndexOf(process.callCount)); };
 
   ProgramRun run;
   const std::uint64_t began = lab.machine.clock.tick;
@@ -85,8 +91,9 @@ ProgramRun RunProgram(LabMachine& lab, const std::vector<std::string>& arguments
   run.milliseconds = lab.machine.clock.tick - began;
   run.result.status = process.killed ? kExitKilled : status;
   for (const ConsoleWrite& write : process.console)
-    run.result.console.push_back({write.error, ToUtf8(write.text), write.tick - began});
-  run.trace = TraceText(process.calls);
+    run.result.console.push_back(
+        {write.error, ToUtf8(write.text), write.tick - began, IndexOf(write.call)});
+  run.calls = std::move(process.calls);
   run.remarks = RemarksOn(faults, process);
   return run;
 }

@@ -179,6 +179,7 @@ void LeaveCall(std::string_view name, const Verdict& verdict,
     process.calls.push_back({std::string(name), std::move(arguments), std::move(result),
                              process.lastError, process.TheMachine().clock.tick});
   }
+  Process::NoteChange();
   if (verdict.killAfter) process.Kill();
 }
 

@@ -58,6 +58,7 @@ void RunDueEvents(Machine& machine) {
     const Event event = clock.events.front();
     clock.events.erase(clock.events.begin());
     Happen(machine, event);
+    Process::NoteChange();
   }
 }
 

@@ -22,12 +22,14 @@ std::u16string Joined(const std::vector<ConsoleWrite>& console, bool error) {
 }
 
 /// Adds to the line that the stream has begun, or begins one.
-void AddToLine(std::vector<ConsoleWrite>& console, bool error, std::u16string_view text,
-               std::uint64_t tick) {
-  const bool begun =
-      !console.empty() && console.back().error == error && !console.back().text.ends_with(u'\n');
-  if (!begun) console.push_back({error, {}, tick});
-  console.back().text += text;
+void AddToLine(std::vector<ConsoleWrite>& console, ConsoleWrite write) {
+  const bool begun = !console.empty() && console.back().error == write.error &&
+                     !console.back().text.ends_with(u'\n');
+  if (begun) {
+    console.back().text += write.text;
+  } else {
+    console.push_back(std::move(write));
+  }
 }
 
 /// Objects that are only the process's own memory, not handles that a kernel closes.
@@ -55,6 +57,10 @@ Process& Process::Current() {
     std::abort();
   }
   return *current;
+}
+
+void Process::NoteChange() {
+  if (current != nullptr && !current->killed && current->watch) current->watch();
 }
 
 void Process::Kill() {
@@ -92,8 +98,7 @@ void Process::PutOut(bool error, std::u16string_view text) {
   const std::u16string written = redirected ? ToUtf16(ToUtf8(text)) : std::u16string(text);
   for (std::size_t start = 0; start < written.size();) {
     const std::size_t end = std::min(written.find(u'\n', start), written.size() - 1) + 1;
-    AddToLine(console, error, std::u16string_view(written).substr(start, end - start),
-              machine_.clock.tick);
+    AddToLine(console, {error, written.substr(start, end - start), machine_.clock.tick, callCount});
     start = end;
   }
 }

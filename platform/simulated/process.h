@@ -11,6 +11,7 @@
 #include "platform/simulated/stream_buffer.h"
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -29,6 +30,7 @@ struct ConsoleWrite {
   bool error = false;  // to standard error instead of standard output
   std::u16string text;
   std::uint64_t tick = 0;  // of the simulated clock, when its first character came out
+  std::uint64_t call = 0;  // how many calls the process had made by then
 };
 
 /// Kinds of things that a process may leave open.
@@ -48,6 +50,10 @@ class Process {
   /// The process that platform calls act for. There must be one.
   static Process& Current();
 
+  /// Something has happened on the machine: tells whoever watches the current process, if there is
+  /// one.
+  static void NoteChange();
+
   Machine& TheMachine() { return machine_; }
 
   // Facts about the run.
@@ -61,7 +67,8 @@ class Process {
   std::vector<CallRecord> calls;  // when logCalls is set
   std::uint64_t callCount = 0;    // of all calls
   std::map<std::string, std::uint32_t, std::less<>> callCounts;
-  bool killed = false;  // its calls no longer have any effect
+  std::function<void()> watch;  // after each call, and after each planned event within one
+  bool killed = false;          // its calls no longer have any effect
   std::uint64_t deadTicks = 0;
   std::unique_ptr<Machine> past;            // where stale answers come from
   bool ntdllMissing = false;                // GetModuleHandleW finds no ntdll.dll
