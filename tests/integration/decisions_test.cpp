@@ -12,8 +12,6 @@
 namespace vorn::tests {
 namespace {
 
-constexpr char kPersisted[] = "vorn_devnode: persisted protected pre-bind activation state";
-constexpr char kCreated[] = "vorn_devnode: Root\\VornAudio installed";
 constexpr int kKilled = 137;
 
 /// The command word; options of the lab stand before it.
@@ -22,12 +20,6 @@ std::string CommandOf(const Decision& row) {
   while (row.staging.words[i].starts_with("--"))
     i += 2;
   return row.staging.words[i];
-}
-
-std::string NameOf(const testing::TestParamInfo<Decision>& info) {
-  std::string name = info.param.id;
-  std::replace(name.begin(), name.end(), '-', '_');
-  return name;
 }
 
 class Decisions : public testing::TestWithParam<Decision> {
@@ -67,9 +59,9 @@ TEST_P(Decisions, LeaveTheJournalThatTheyTell) {
     EXPECT_EQ(after.journalText, before.journalText);
   } else {
     ASSERT_EQ(Row().journal, "target");
-    const bool second = std::count(Row().staging.words.begin(), Row().staging.words.end(),
-                                   DecisionTable::Get().Named("INF2")) == 1;
-    EXPECT_EQ(after.journal, DecisionTable::Get().Named(second ? "VERSION2" : "VERSION1"));
+    const bool second =
+        std::count(Row().staging.words.begin(), Row().staging.words.end(), Named("INF2")) == 1;
+    EXPECT_EQ(after.journal, Named(second ? "VERSION2" : "VERSION1"));
     EXPECT_NE(after.journalText, before.journalText);
   }
 }
@@ -106,7 +98,8 @@ TEST_P(Decisions, OfAnInstallThatFailsLeaveNoJournalOfTheirOwn) {
   EXPECT_NE(Row().journal, "target");
 }
 
-INSTANTIATE_TEST_SUITE_P(Table, Decisions, testing::ValuesIn(DecisionTable::Get().Rows()), NameOf);
+INSTANTIATE_TEST_SUITE_P(Table, Decisions, testing::ValuesIn(DecisionTable::Get().Rows()),
+                         TestNameOf);
 
 // An installer knows the command, its status and two lines of standard output, and must not have to
 // know more.

@@ -50,6 +50,16 @@ auto FactsOf(const Device& device) {
 
 }  // namespace
 
+std::string Named(const std::string& name) {
+  return DecisionTable::Get().Named(name);
+}
+
+std::string TestNameOf(const testing::TestParamInfo<Decision>& row) {
+  std::string name = row.param.id;
+  std::replace(name.begin(), name.end(), '-', '_');
+  return name;
+}
+
 const Rehearsal& RehearsalOf(const Decision& decision) {
   static std::map<std::string, Rehearsal> rehearsals;
   const auto known = rehearsals.find(decision.id);

@@ -5,10 +5,15 @@
 #include "tests/integration/decision_table.h"
 #include "tests/integration/staged_machine.h"
 
+#include <gtest/gtest.h>
 #include <string>
 #include <vector>
 
 namespace vorn::tests {
+
+// The two lines that belong to the status of an install.
+inline constexpr char kPersisted[] = "vorn_devnode: persisted protected pre-bind activation state";
+inline constexpr char kCreated[] = "vorn_devnode: Root\\VornAudio installed";
 
 struct PrintedLine {
   std::string stream;  // "out" or "err"
@@ -23,6 +28,12 @@ struct Rehearsal {
   std::vector<PrintedLine> laterLines;  // of the runs among its next steps
   MachinePicture end;
 };
+
+/// The text behind a name of the table, such as INF1.
+std::string Named(const std::string& name);
+
+/// The id of a row, as the name of a test.
+std::string TestNameOf(const testing::TestParamInfo<Decision>& row);
 
 /// Each row is rehearsed once.
 const Rehearsal& RehearsalOf(const Decision& decision);

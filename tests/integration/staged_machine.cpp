@@ -4,7 +4,7 @@
 #include "lab/json_text.h"
 #include "lab/machine_folder.h"
 #include "lab/machine_report.h"
-#include "platform/simulated/audio_values.h"
+#include "platform/simulated/other_process.h"
 #include "tests/integration/decision_table.h"
 #include "tests/support/activation.h"
 #include "tests/support/machine_view.h"
@@ -89,7 +89,7 @@ LabResult StagedMachine::Take(const Json& step) {
     return {};
   }
   if (command == "delete") {
-    Delete(*step[1].As<std::string>());
+    EXPECT_EQ(Delete(*step[1].As<std::string>()), 0U) << ToReadableText(step);
     return {};
   }
   std::vector<std::string> words;
@@ -110,6 +110,15 @@ LabResult StagedMachine::Take(const Json& step) {
 void StagedMachine::TakeAll(const Json& steps) {
   for (const Json& step : steps)
     Take(step);
+}
+
+std::uint32_t StagedMachine::Delete(const std::string& path) {
+  const lab::MachineFolder folder(Folder());
+  lab::LabMachine lab = folder.Load();
+  platform::simulated::OtherProcess administrator(lab.machine, platform::simulated::Token{});
+  const std::uint32_t error = administrator.Delete(ToUtf16(path));
+  folder.Save(lab);
+  return error;
 }
 
 LabResult StagedMachine::Run(const std::vector<std::string>& words) {
@@ -156,12 +165,6 @@ void StagedMachine::Set(const std::string& place, const Json& value) {
   }
   *at = value;
   lab::WriteHostFile(file, ToReadableText(document));
-}
-
-void StagedMachine::Delete(const std::string& path) {
-  std::string host = path.substr(0, 1) + path.substr(2);
-  std::replace(host.begin(), host.end(), '\\', '/');
-  EXPECT_TRUE(std::filesystem::remove(Folder() + "/" + host)) << path;
 }
 
 }  // namespace vorn::tests

@@ -43,6 +43,10 @@ class StagedMachine {
   lab::LabResult Take(const lab::Json& step);
   void TakeAll(const lab::Json& steps);
 
+  /// Deletes a file of the machine as an administrator. Returns 0 or the error that Windows gives;
+  /// a file that others have open can keep its name.
+  std::uint32_t Delete(const std::string& path);
+
   /// Runs the program, as `vorn_lab run` does.
   lab::LabResult Run(const std::vector<std::string>& words);
 
@@ -54,7 +58,6 @@ class StagedMachine {
 
   lab::LabResult Lab(const std::string& command, const std::vector<std::string>& words);
   void Set(const std::string& place, const lab::Json& value);
-  void Delete(const std::string& path);
   std::string Folder() const { return temporary_.Name("m"); }
 
   lab::TemporaryFolder temporary_;
