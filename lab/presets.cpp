@@ -21,8 +21,8 @@ LabMachine LabMachineOf(Machine machine) {
   return lab;
 }
 
-constexpr char kSampleInf[] = "C:\\pkg\\driver\\vorn_audio.inf";
-constexpr char kSampleJournal[] = "C:\\pkg\\.vorn-driver-activation-state";
+constexpr char kSampleInf[] = R"(C:\pkg\driver\vorn_audio.inf)";
+constexpr char kSampleJournal[] = R"(C:\pkg\.vorn-driver-activation-state)";
 constexpr char16_t kRoot[] = u"ROOT\\MEDIA\\0000";
 
 LabMachine Installed() {

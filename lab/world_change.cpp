@@ -137,8 +137,8 @@ using Act = std::uint32_t (*)(OtherProcess& other, const ChangeWords& words);
 
 struct ChangeKind {
   ChangeName name;
-  std::size_t words;
-  void (*make)(Machine& machine, const ChangeWords& words);
+  std::size_t words = 0;
+  void (*make)(Machine& machine, const ChangeWords& words) = nullptr;
 
   // Of a change to files, which may be refused; then `make` is its forced form.
   Act act = nullptr;

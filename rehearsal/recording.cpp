@@ -27,7 +27,7 @@ std::string_view WithoutLineFeed(std::string_view text) {
 std::string_view TakeWord(std::string_view& rest) {
   const std::size_t blank = rest.find(' ');
   const std::string_view word = rest.substr(0, blank);
-  rest.remove_prefix(blank == rest.npos ? rest.size() : blank + 1);
+  rest.remove_prefix(blank == std::string_view::npos ? rest.size() : blank + 1);
   return word;
 }
 
@@ -57,7 +57,7 @@ class Parser {
     if (rest_.empty()) return false;
     const std::size_t end = rest_.find('\n');
     line_ = rest_.substr(0, end);
-    rest_.remove_prefix(end == rest_.npos ? rest_.size() : end + 1);
+    rest_.remove_prefix(end == std::string_view::npos ? rest_.size() : end + 1);
     if (line_.ends_with('\r')) line_.remove_suffix(1);
     ++number_;
     return true;

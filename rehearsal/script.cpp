@@ -74,7 +74,7 @@ PlayedCounts CountPlayed(std::string_view log) {
     const std::vector<std::string> columns = Columns(log.substr(0, end));
     const auto arguments = columns.begin() + std::min<std::ptrdiff_t>(2, std::ssize(columns));
     ++played[{columns[0], KindOf({arguments, columns.end()})}];
-    log.remove_prefix(end == log.npos ? log.size() : end + 1);
+    log.remove_prefix(end == std::string_view::npos ? log.size() : end + 1);
   }
   return played;
 }
