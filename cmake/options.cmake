@@ -1,3 +1,12 @@
+# A compiler cache is used where one is installed. What it keeps must not depend on the dates of
+# precompiled headers; and it must leave paths as they are, because debug symbols have them.
+find_program(VORN_CCACHE ccache)
+if(VORN_CCACHE AND NOT MSVC AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER
+      ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=
+      CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime ${VORN_CCACHE})
+endif()
+
 # Flags that every target of the project is built with.
 add_library(vorn_options INTERFACE)
 target_include_directories(vorn_options INTERFACE ${CMAKE_SOURCE_DIR})
@@ -27,8 +36,9 @@ endif()
 # the program.
 function(vorn_sanitize)
   foreach(target IN LISTS ARGN)
+    # Slow to compile and slow to run: one step of optimisation less than the plain ones.
     # GCC takes the optional values of instrumented code for uninitialised where they are not.
-    target_compile_options(${target} PRIVATE -g1 -fsanitize=address,undefined
+    target_compile_options(${target} PRIVATE -O1 -g1 -fsanitize=address,undefined
                                              -fno-sanitize-recover=all -fno-omit-frame-pointer
                                              -Wno-maybe-uninitialized)
     # The library's own checks see a look behind a list's end that stays within its memory.
