@@ -31,6 +31,7 @@ struct Action {
 };
 
 constexpr std::uint64_t kLargestCode = std::numeric_limits<std::uint32_t>::max();
+constexpr std::uint64_t kLargestExcess = std::uint64_t{1} << 20;
 constexpr std::uint64_t kLargestAmount = std::numeric_limits<std::uint32_t>::max();
 
 constexpr Action kActions[] = {
@@ -41,6 +42,8 @@ constexpr Action kActions[] = {
     {"lie", FaultKind::SucceedWithoutEffect, "the call reports success but has no effect"},
     {"short", FaultKind::Short, "the returned data is truncated", "=BYTES", Value::Needed,
      kLargestAmount},
+    {"long", FaultKind::Long, "the returned data is followed by that many bytes more", "=BYTES",
+     Value::Needed, kLargestExcess},
     {"restart", FaultKind::AskRestart, "the call asks for a restart of the machine"},
     {"time", FaultKind::TakeTime, "the call takes that long", "=MILLISECONDS", Value::Needed,
      kLargestAmount},
@@ -91,6 +94,52 @@ std::vector<std::string_view> ActionNames() {
   for (const ChangeName& change : ChangeNames())
     names.push_back(change.name);
   return names;
+}
+
+// What only some calls can do.
+constexpr std::string_view kCutCalls[] = {"GetFileInformationByHandleEx", "ReadFile",
+                                          "SetupGetInfInformationW", "WriteFile"};
+constexpr std::string_view kCutOrLongCalls[] = {
+    "CM_Get_DevNode_Registry_PropertyW",
+    "CM_Get_Device_IDW",
+    "DeviceIoControl",
+    "GetFinalPathNameByHandleW",
+    "GetFullPathNameW",
+    "GetModuleFileNameW",
+    "GetTempPathW",
+    "GetWindowsDirectoryW",
+    "RegEnumKeyExW",
+    "RegGetValueW",
+    "SetupDiGetDeviceInstanceIdW",
+    "SetupDiGetDeviceInterfaceDetailW",
+    "SetupDiGetDevicePropertyW",
+    "SetupDiGetDeviceRegistryPropertyW",
+    "SetupGetStringFieldW",
+};
+constexpr std::string_view kRestartCalls[] = {"SetupDiCallClassInstaller",
+                                              "UpdateDriverForPlugAndPlayDevicesW"};
+
+/// The calls at which an action can happen; empty when it can at any.
+std::vector<std::string_view> CallsOf(FaultKind kind) {
+  std::vector<std::string_view> calls;
+  if (kind == FaultKind::AskRestart) {
+    calls.assign(std::begin(kRestartCalls), std::end(kRestartCalls));
+  } else if (kind == FaultKind::Short || kind == FaultKind::Long) {
+    calls.assign(std::begin(kCutOrLongCalls), std::end(kCutOrLongCalls));
+  }
+  if (kind == FaultKind::Short) {
+    calls.insert(calls.end(), std::begin(kCutCalls), std::end(kCutCalls));
+  }
+  return calls;
+}
+
+void DemandCallOf(const Action& action, const std::string& call) {
+  const std::vector<std::string_view> calls = CallsOf(action.kind);
+  const bool takes =
+      calls.empty() || call == "*" || std::find(calls.begin(), calls.end(), call) != calls.end();
+  if (takes) return;
+  throw BadInput(std::string(action.name) + " does nothing at " + call + ", only at " +
+                 Listed(calls));
 }
 
 /// A number from 1 to 4294967295.
@@ -158,6 +207,7 @@ void ParseAction(const std::string& text, StagedFault& staged) {
   if (action != std::end(kActions)) {
     staged.fault.kind = action->kind;
     ParseValue(*action, value, staged.fault);
+    DemandCallOf(*action, staged.fault.call);
     return;
   }
   const auto change = ParseWorldChange(name, value.value_or(""));

@@ -71,6 +71,7 @@ void DescribeVolume(Facts& facts, VolumeFacts& record) {
   facts.Fact("serial", Coded{volume.serial});
   facts.Fact("readOnly", volume.readOnly);
   facts.Unusual("scattersListings", volume.scattersListings);
+  facts.Unusual("omitsDots", volume.omitsDots);
   facts.Fact("freeBytes", volume.freeBytes);
   facts.Unusual("reportedRoot", volume.reportedRoot);
   facts.Fact("files", record.files);

@@ -108,13 +108,37 @@ void Remap(Machine& machine, const ChangeWords& words) {
   machine.files.dosDevices[{DriveLetter(words[0]), u':'}] = words[1];
 }
 
+Device& DemandDevice(Machine& machine, const std::u16string& id) {
+  Device* const device = machine.devices.Find(id);
+  if (device == nullptr) throw NothingToChange("there is no device", id);
+  return *device;
+}
+
 /// A change to one device.
 template <void (*Make)(Machine&, std::u16string_view)>
 void ChangeDevice(Machine& machine, const ChangeWords& words) {
-  if (machine.devices.Find(words[0]) == nullptr) {
-    throw NothingToChange("there is no device", words[0]);
-  }
+  DemandDevice(machine, words[0]);
   Make(machine, words[0]);
+}
+
+void AddBareRoot(Machine& machine, const ChangeWords& words) {
+  if (machine.devices.Find(words[0]) != nullptr) {
+    throw NothingToChange("there already is a device", words[0]);
+  }
+  AddRoot(machine, words[0]);
+}
+
+void SetStatus(Machine& machine, const ChangeWords& words) {
+  Device& device = DemandDevice(machine, words[0]);
+  device.status = static_cast<std::uint32_t>(NumberIn(words[1]));
+  device.problem = static_cast<std::uint32_t>(NumberIn(words[2]));
+}
+
+void Remint(Machine& machine, const ChangeWords& words) {
+  DemandDevice(machine, words[0]);
+  if (!RemintEndpoints(machine, words[0])) {
+    throw NothingToChange("no endpoint is in view of", words[0]);
+  }
 }
 
 void StopNamedService(Machine& machine, const ChangeWords& words) {
@@ -208,6 +232,11 @@ constexpr ChangeKind kKinds[] = {
      ChangeDevice<RemoveDeviceNode>},
     {{"disable", "DEVICE", "disables it"}, 1, ChangeDevice<DisableDevice>},
     {{"enable", "DEVICE", "enables it"}, 1, ChangeDevice<EnableDevice>},
+    {{"appear", "DEVICE", "another root appears, ROOT\\...\\..., without a driver"},
+     1,
+     AddBareRoot},
+    {{"status", "DEVICE|FLAGS|PROBLEM", "what the device reports from now on"}, 3, SetStatus},
+    {{"remint", "DEVICE", "its endpoints vanish and come back under new ids"}, 1, Remint},
     {{"stop-service", "NAME", "a service stops"}, 1, StopNamedService},
     {{"lose-endpoint", "ID", "an endpoint leaves the catalog"}, 1, LoseNamedEndpoint},
 };
@@ -262,6 +291,16 @@ void Check(const ChangeKind& kind, const ChangeWords& words) {
   const bool isSize =
       name != "grow" || (ParseNumber(ToUtf8(words[1]), number) && number <= kLargestFile);
   if (!isSize) throw BadInput("grow needs a path and a number of bytes");
+  const auto isCode = [](const std::u16string& text) {
+    std::uint64_t code = 0;
+    return ParseNumber(ToUtf8(text), code) && code <= std::numeric_limits<std::uint32_t>::max();
+  };
+  if (name == "status" && !(isCode(words[1]) && isCode(words[2]))) {
+    throw BadInput("status needs a device, DN_ flags and a CM_PROB_ code");
+  }
+  const bool isRoot = StartsWithName(words[0], u"ROOT\\") &&
+                      std::count(words[0].begin(), words[0].end(), u'\\') == 2;
+  if (name == "appear" && !isRoot) throw BadInput("appear needs an id like ROOT\\MEDIA\\0001");
   const bool hasLetter = name == "fill" || name == "remap";
   if (hasLetter && DriveLetter(words[0]) == 0) throw BadInput(name + " needs a drive letter");
   if (name == "security" && !ParseSddl(words[1])) {

@@ -94,7 +94,8 @@ class Page {
 bool AddDots(FileObject& folder, Page& page) {
   constexpr std::u16string_view kDots[] = {u".", u".."};
   const NodeId above = folder.Read().place.folder;
-  if (above == 0) return true;
+  const bool listsDots = !VolumeOf(folder.Files(), folder.Read()).omitsDots;
+  if (above == 0 || !listsDots) return true;
   while (folder.dotsListed < std::size(kDots)) {
     const NodeId node = folder.dotsListed == 0 ? folder.Id() : above;
     if (!page.Add({kDots[folder.dotsListed], {}, node})) return false;
@@ -197,7 +198,7 @@ NTSTATUS FillDirectoryPage(FileObject& folder, bool restart, void* page, std::ui
   if (!records.IsEmpty()) return STATUS_SUCCESS;
   folder.listing = FileObject::Listing::Ended;
   // Documented: a listing without any name ends with STATUS_NO_SUCH_FILE. Only an empty root has
-  // one.
+  // one, or an empty folder of a volume without dot entries.
   return first ? STATUS_NO_SUCH_FILE : STATUS_NO_MORE_FILES;
 }
 

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <utility>
 
 namespace vorn::platform::simulated {
 
@@ -418,6 +419,20 @@ std::u16string AddForeignEndpoint(Machine& machine, bool capture,
   AddChildDevice(machine, endpoint);
   machine.audio.endpoints.push_back(endpoint);
   return endpoint.id;
+}
+
+bool RemintEndpoints(Machine& machine, std::u16string_view rootInstanceId) {
+  AudioCatalog& audio = machine.audio;
+  const auto inView = std::count_if(
+      audio.endpoints.begin(), audio.endpoints.end(), [&](const AudioEndpoint& endpoint) {
+        return InView(endpoint) && BelongsTo(endpoint, rootInstanceId);
+      });
+  if (inView == 0) return false;
+  const std::uint32_t planned = std::exchange(audio.remintNext, static_cast<std::uint32_t>(inView));
+  WithdrawEndpoints(machine, rootInstanceId);
+  PublishLateEndpoints(machine, rootInstanceId);
+  audio.remintNext = planned;
+  return true;
 }
 
 void LoseEndpoint(Machine& machine, std::u16string_view endpointId) {

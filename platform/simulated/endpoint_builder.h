@@ -70,6 +70,10 @@ std::u16string AddForeignEndpoint(Machine& machine, bool capture,
                                   std::u16string_view rootInstanceId,
                                   std::optional<CableProperty> cable = std::nullopt);
 
+/// The endpoints of a started device in view disappear and come back at once, under new ids. False
+/// when there are none.
+bool RemintEndpoints(Machine& machine, std::u16string_view rootInstanceId);
+
 /// An endpoint disappears from the catalog and from the PnP children; its record stays.
 void LoseEndpoint(Machine& machine, std::u16string_view endpointId);
 

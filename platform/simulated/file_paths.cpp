@@ -49,7 +49,9 @@ std::uint32_t QueryDevices(const char16_t* name, char16_t* targets, std::uint32_
 
 /// Documented: a truncated module path is still terminated, and the result `size` reports the
 /// truncation.
-std::uint32_t CopyModulePath(std::u16string_view text, char16_t* path, std::uint32_t size) {
+std::uint32_t CopyModulePath(std::u16string text, const CallFaults& faults, char16_t* path,
+                             std::uint32_t size) {
+  SpoilLength(text, faults);
   if (text.size() < size) return CopyOut(text, path, size);
   SetLastError(ERROR_INSUFFICIENT_BUFFER);
   if (size == 0) return 0;
@@ -58,11 +60,11 @@ std::uint32_t CopyModulePath(std::u16string_view text, char16_t* path, std::uint
   return size;
 }
 
-std::uint32_t FullPathOf(const char16_t* fileName, std::uint32_t size, char16_t* path,
-                         char16_t** filePart) {
-  const std::u16string full =
-      fileName == nullptr ? std::u16string() : FullPath(CurrentFiles(), fileName);
+std::uint32_t FullPathOf(const char16_t* fileName, const CallFaults& faults, std::uint32_t size,
+                         char16_t* path, char16_t** filePart) {
+  std::u16string full = fileName == nullptr ? std::u16string() : FullPath(CurrentFiles(), fileName);
   if (full.empty()) return FailWith(ERROR_INVALID_NAME);
+  SpoilLength(full, faults);
   const std::uint32_t result = CopyOut(full, path, size);
   if (result >= size) return result;
   if (filePart == nullptr) return result;
@@ -110,13 +112,17 @@ std::uint32_t QueryDosDeviceW(const char16_t* deviceName, char16_t* targets, std
 std::uint32_t GetTempPathW(std::uint32_t size, char16_t* path) {
   return SimulateCall<std::uint32_t>(
       "GetTempPathW", FailureStyle::LastError, 0, Arguments("nBufferLength", size),
-      [&](const CallFaults&) { return CopyOut(CurrentFiles().tempFolder, path, size); });
+      [&](const CallFaults& faults) {
+        return CopyOut(CurrentFiles().tempFolder, faults, path, size);
+      });
 }
 
 std::uint32_t GetWindowsDirectoryW(char16_t* path, std::uint32_t size) {
-  return SimulateCall<std::uint32_t>(
-      "GetWindowsDirectoryW", FailureStyle::LastError, 0, Arguments("uSize", size),
-      [&](const CallFaults&) { return CopyOut(CurrentFiles().windowsFolder, path, size); });
+  return SimulateCall<std::uint32_t>("GetWindowsDirectoryW", FailureStyle::LastError, 0,
+                                     Arguments("uSize", size), [&](const CallFaults& faults) {
+                                       return CopyOut(CurrentFiles().windowsFolder, faults, path,
+                                                      size);
+                                     });
 }
 
 std::uint32_t GetFullPathNameW(const char16_t* fileName, std::uint32_t size, char16_t* path,
@@ -124,19 +130,19 @@ std::uint32_t GetFullPathNameW(const char16_t* fileName, std::uint32_t size, cha
   return SimulateCall<std::uint32_t>(
       "GetFullPathNameW", FailureStyle::LastError, 0,
       Arguments("lpFileName", fileName, "nBufferLength", size),
-      [&](const CallFaults&) { return FullPathOf(fileName, size, path, filePart); });
+      [&](const CallFaults& faults) { return FullPathOf(fileName, faults, size, path, filePart); });
 }
 
 std::uint32_t GetModuleFileNameW(HMODULE module, char16_t* path, std::uint32_t size) {
   return SimulateCall<std::uint32_t>(
       "GetModuleFileNameW", FailureStyle::LastError, 0, Arguments("hModule", module, "nSize", size),
-      [&](const CallFaults&) -> std::uint32_t {
+      [&](const CallFaults& faults) -> std::uint32_t {
         const FileSystem& files = CurrentFiles();
         if (module == nullptr || module == ProgramModule()) {
-          return CopyModulePath(files.modulePath, path, size);
+          return CopyModulePath(files.modulePath, faults, path, size);
         }
         if (module == NtdllModule()) {
-          return CopyModulePath(files.windowsFolder + u"\\SYSTEM32\\ntdll.dll", path, size);
+          return CopyModulePath(files.windowsFolder + u"\\SYSTEM32\\ntdll.dll", faults, path, size);
         }
         return FailWith(ERROR_MOD_NOT_FOUND);
       });

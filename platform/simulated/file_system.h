@@ -23,6 +23,7 @@ struct Volume {
   std::uint32_t serial = 0x5A17C0DE;
   bool readOnly = false;
   bool scattersListings = false;  // folders list their names in an order that no sort gives
+  bool omitsDots = false;         // no folder lists "." and ".."
   std::uint64_t freeBytes = std::uint64_t{64} << 30;
   NodeId root = 0;
   std::optional<std::u16string> reportedRoot;  // reported instead of \\?\Volume{guid}\, for tests

@@ -185,15 +185,15 @@ std::u16string VolumeRootText(const Volume& volume, std::uint32_t flags) {
   }
 }
 
-std::uint32_t FinalPath(const FileObject& file, char16_t* path, std::uint32_t size,
-                        std::uint32_t flags) {
+std::uint32_t FinalPath(const FileObject& file, const CallFaults& faults, char16_t* path,
+                        std::uint32_t size, std::uint32_t flags) {
   const std::u16string root = VolumeRootText(VolumeOf(file.Files(), file.Read()), flags);
   const std::u16string below = PathBelowRoot(file.Files(), file.OpenedAs());
   if (root.empty() || below.empty()) {
     SetLastError(root.empty() ? ERROR_PATH_NOT_FOUND : ERROR_FILE_NOT_FOUND);
     return 0;
   }
-  const std::uint32_t result = CopyOut(root + below.substr(1), path, size);
+  const std::uint32_t result = CopyOut(root + below.substr(1), faults, path, size);
   if (result > size) SetLastError(ERROR_NOT_ENOUGH_MEMORY);
   return result;
 }
@@ -270,10 +270,10 @@ std::uint32_t GetFinalPathNameByHandleW(HANDLE file, char16_t* path, std::uint32
   return SimulateCall<std::uint32_t>(
       "GetFinalPathNameByHandleW", FailureStyle::LastError, 0,
       Arguments("hFile", file, "cchFilePath", size, "dwFlags", Hex{flags}),
-      [&](const CallFaults&) -> std::uint32_t {
+      [&](const CallFaults& faults) -> std::uint32_t {
         const auto object = CurrentFile(file);
         if (object == nullptr) return FailWith(ERROR_INVALID_HANDLE);
-        return FinalPath(*object, path, size, flags);
+        return FinalPath(*object, faults, path, size, flags);
       });
 }
 

@@ -2,8 +2,11 @@
 
 // Texts that kernel32 copies into a caller's buffer.
 
+#include "platform/simulated/returned_data.h"
+
 #include <algorithm>
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 namespace vorn::platform::simulated {
@@ -16,6 +19,13 @@ inline std::uint32_t CopyOut(std::u16string_view text, char16_t* buffer, std::ui
   std::copy(text.begin(), text.end(), buffer);
   buffer[length] = 0;
   return length;
+}
+
+/// The same for a text of the length that the fault plan asks for.
+inline std::uint32_t CopyOut(std::u16string text, const CallFaults& faults, char16_t* buffer,
+                             std::uint32_t size) {
+  SpoilLength(text, faults);
+  return CopyOut(text, buffer, size);
 }
 
 }  // namespace vorn::platform::simulated

@@ -337,6 +337,69 @@ TEST_F(Lab, LetsAnotherProcessChangeTheMachine) {
   }
 }
 
+TEST_F(Lab, StagesWhatChangesBetweenTwoLooks) {
+  struct Case {
+    const char* preset;
+    Words faults;
+    Words command;
+    int status;
+    const char* part;  // of what the command prints
+  };
+  const std::string bad = "status=ROOT\\MEDIA\\0000|0x1806400|10";
+  const std::string good = "status=ROOT\\MEDIA\\0000|0x180200B|0";
+  const Case cases[] = {
+      {"installed",
+       {"SetupDiGetClassDevsW#2:appear=ROOT\\MEDIA\\0001"},
+       {"audit-current", kInf},
+       11,
+       "root=multiple present Root\\VornAudio devnodes"},
+      {"installed",
+       {"CM_Query_And_Remove_SubTreeW:appear=ROOT\\MEDIA\\0001"},
+       {"remove", kInf},
+       0,
+       "removed 2 Root\\VornAudio device(s)"},
+      {"outdated",
+       {"IMMDeviceEnumerator::EnumAudioEndpoints#3:remint=ROOT\\MEDIA\\0000"},
+       {"install", kInf},
+       11,
+       "present=driver update changed the exact active endpoint set"},
+      {"installed",
+       {"CM_Get_DevNode_Status#2:" + bad},
+       {"audit-current", kInf},
+       11,
+       "root=present VORN root is not started cleanly"},
+      {"installed",
+       {"CM_Get_DevNode_Status#2:" + bad, "CM_Get_DevNode_Status#3:" + good},
+       {"audit-current", kInf},
+       0,
+       "RESULT=OK"},
+      {"clean", {"GetFullPathNameW#2:long=2"}, {"install", kInf}, 0, "RESULT=OK"},
+      {"clean", {"GetFullPathNameW#2:long=20"}, {"install", kInf}, 2, ""},
+  };
+  for (const Case& row : cases) {
+    SCOPED_TRACE(row.faults.back() + " " + row.command[0]);
+    const std::string machine = Machine(row.preset);
+    Words words = {"run", machine, "--strict"};
+    for (const std::string& fault : row.faults)
+      words.insert(words.end(), {"--fault", fault});
+    words.insert(words.end(), row.command.begin(), row.command.end());
+    const LabResult result = RunLab(words);
+    EXPECT_EQ(result.status, row.status);
+    const std::string text = result.Output() + result.ErrorOutput();
+    EXPECT_NE(text.find(row.part), std::string::npos) << text;
+    fs::remove_all(machine);
+  }
+}
+
+TEST_F(Lab, AListingNeedsNoDotEntries) {
+  const std::string machine = Machine();
+  Json document = ParseJson(ReadHostFile(fs::path(machine) / "machine.json"));
+  document["volumes"][0]["omitsDots"] = true;
+  WriteHostFile(fs::path(machine) / "machine.json", ToReadableText(document));
+  EXPECT_EQ(RunLab({"run", machine, "install", kInf}).status, 0);
+  EXPECT_EQ(RunLab({"run", machine, "remove", kInf}).status, 0);
+}
+
 TEST_F(Lab, AChangeMeetsWhatTheProgramProtectsUnlessItIsForced) {
   const std::string machine = Machine();
   const std::string change = "delete=" + kInf;
@@ -388,6 +451,15 @@ TEST_F(Lab, RefusesMalformedFaults) {
       {"WriteFile:move=C:\\a|", "must be move=FROM|TO"},
       {"WriteFile:move=C:\\a|C:\\b|C:\\c", "must be move=FROM|TO"},
       {"WriteFile:fill=Disk", "fill needs a drive letter"},
+      {"WriteFile:status=ROOT\\A\\0|1", "must be status=DEVICE|FLAGS|PROBLEM"},
+      {"WriteFile:status=ROOT\\A\\0|on|0", "status needs a device, DN_ flags and a CM_PROB_ code"},
+      {"WriteFile:status=A|0|0x100000000", "status needs a device, DN_ flags and a CM_PROB_ code"},
+      {"WriteFile:appear=USB\\A\\0", "appear needs an id like ROOT\\MEDIA\\0001"},
+      {"WriteFile:appear=ROOT\\A", "appear needs an id like ROOT\\MEDIA\\0001"},
+      {"Sleep:restart",
+       "restart does nothing at Sleep, only at SetupDiCallClassInstaller, "
+       "UpdateDriverForPlugAndPlayDevicesW"},
+      {"RegGetValueW:long=0x100001", "long needs a number from 0 to 1048576"},
       {"WriteFile:remap=7:|C:", "remap needs a drive letter"},
       {"WriteFile:grow=C:\\a|many", "grow needs a path and a number of bytes"},
       {"WriteFile:security=C:\\a|nonsense", "security needs a path and a descriptor in SDDL"},
@@ -496,6 +568,10 @@ TEST_F(Lab, SaysThatAChangeFoundNothing) {
       {"enable=ROOT\\NONE", "there is no device ROOT\\NONE"},
       {"stop-service=Nobody", "there is no service Nobody"},
       {"lose-endpoint={none}", "there is no endpoint {none}"},
+      {"appear=ROOT\\SYSTEM\\0000", "there already is a device ROOT\\SYSTEM\\0000"},
+      {"status=ROOT\\NONE|0|0", "there is no device ROOT\\NONE"},
+      {"remint=ROOT\\NONE", "there is no device ROOT\\NONE"},
+      {"remint=ROOT\\SYSTEM\\0000", "no endpoint is in view of ROOT\\SYSTEM\\0000"},
   };
   const std::string machine = Machine();
   for (const auto& [change, why] : cases) {

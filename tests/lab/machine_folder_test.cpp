@@ -118,7 +118,7 @@ TEST(MachineDocument, KnowsEveryFieldOfTheModel) {
   using namespace platform::simulated;
   EXPECT_EQ((CountFields<Machine>()), 10U);
   EXPECT_EQ((CountFields<FileSystem>()), 11U);
-  EXPECT_EQ((CountFields<Volume>()), 9U);
+  EXPECT_EQ((CountFields<Volume>()), 10U);
   EXPECT_EQ((CountFields<Entry>()), 4U);
   EXPECT_EQ((CountFields<Node>()), 16U);
   EXPECT_EQ((CountFields<Open>()), 6U);

@@ -166,6 +166,7 @@ void FillFiles(FileSystem& files) {
   files.volumes[1].serial = 0xDEADBEEF;
   files.volumes[1].readOnly = true;
   files.volumes[1].scattersListings = true;
+  files.volumes[1].omitsDots = true;
   files.volumes[1].freeBytes = 3;
   files.volumes[1].reportedRoot = u"\\\\?\\Volume{short}\\";
   files.dosDevices[u"Z:"] = u"\\Device\\Mup\\server\\share";

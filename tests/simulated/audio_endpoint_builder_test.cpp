@@ -45,6 +45,24 @@ std::optional<std::uint32_t> RecordState(const Machine& machine, const AudioEndp
   return ReadDword(machine, EndpointRecordPath(endpoint), u"DeviceState");
 }
 
+TEST(AudioEndpointBuilder, RemintsTheEndpointsInViewAndKeepsTheUsersChoice) {
+  Machine machine = PublishedMachine();
+  SetEndpointDisabled(machine, IdOf(machine, kFirst), true);
+  const std::set<std::u16string> before = IdsInView(machine);
+  EXPECT_TRUE(RemintEndpoints(machine, kRootId));
+  EXPECT_EQ(IdsInView(machine).size(), 20u);
+  EXPECT_EQ(CountShared(before, IdsInView(machine)), 0u);
+  EXPECT_EQ(FindEndpoint(machine, kRootId, kFirst)->state, DEVICE_STATE_DISABLED);
+  EXPECT_EQ(machine.audio.remintNext, 0u);
+}
+
+TEST(AudioEndpointBuilder, RemintsNothingThatIsOutOfView) {
+  Machine machine = PublishedMachine();
+  WithdrawEndpoints(machine, kRootId);
+  EXPECT_FALSE(RemintEndpoints(machine, kRootId));
+  EXPECT_TRUE(IdsInView(machine).empty());
+}
+
 // ------------------------------------------------------------------------------------------------
 // Building.
 

@@ -88,6 +88,17 @@ TEST_F(FileListing, OfAnEmptyFolderHasOnlyTheDotEntries) {
   EXPECT_EQ(Names(Page(folder, FileIdBothDirectoryInfo)), (TextList{u".", u".."}));
 }
 
+TEST_F(FileListing, HasNoDotEntriesWhereTheVolumeOmitsThem) {
+  PutFile(Files(), u"C:\\list\\a", std::string_view(""));
+  MakeFolder(Files(), u"C:\\empty");
+  Files().volumes[0].omitsDots = true;
+  const HANDLE folder = OpenPath(u"C:\\list", Folder());
+  EXPECT_EQ(Names(Page(folder, FileIdBothDirectoryRestartInfo)), (TextList{u"a"}));
+  const HANDLE empty = OpenPath(u"C:\\empty", Folder());
+  EXPECT_TRUE(Page(empty, FileIdBothDirectoryRestartInfo).empty());
+  EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
+}
+
 TEST_F(FileListing, OfARootHasNoDotEntries) {
   const HANDLE root = OpenPath(u"C:\\", Folder());
   EXPECT_EQ(Names(Page(root, FileIdBothDirectoryRestartInfo)), (TextList{u"a", u"Windows"}));

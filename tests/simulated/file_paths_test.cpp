@@ -230,5 +230,30 @@ TEST_F(FolderCreation, AcceptsAVolumeGuidPath) {
   EXPECT_TRUE(Exists(u"C:\\a\\made"));
 }
 
+TEST_F(FilePaths, GrowBetweenTwoCallsWhereTheFaultPlanSaysSo) {
+  const auto expectLonger = [this](const char* call, const auto& length) {
+    SCOPED_TRACE(call);
+    Fault longer;
+    longer.call = call;
+    longer.first = longer.last = 2;
+    longer.kind = FaultKind::Long;
+    longer.amount = 20;
+    TheProcess().faults = {longer};
+    TheProcess().callCounts.clear();
+    const std::uint32_t first = length();
+    EXPECT_EQ(length(), first + 10);
+  };
+  char16_t buffer[256];
+  expectLonger("GetTempPathW", [&] { return GetTempPathW(256, buffer); });
+  expectLonger("GetWindowsDirectoryW", [&] { return GetWindowsDirectoryW(buffer, 256); });
+  expectLonger("GetModuleFileNameW", [&] { return GetModuleFileNameW(nullptr, buffer, 256); });
+  expectLonger("GetFullPathNameW",
+               [&] { return GetFullPathNameW(u"C:\\a", 256, buffer, nullptr); });
+  expectLonger("GetFullPathNameW", [&] { return GetFullPathNameW(u"C:\\a", 0, nullptr, nullptr); });
+  const HANDLE folder = OpenPath(u"C:\\a", Folder());
+  expectLonger("GetFinalPathNameByHandleW",
+               [&] { return GetFinalPathNameByHandleW(folder, buffer, 256, VOLUME_NAME_GUID); });
+}
+
 }  // namespace
 }  // namespace vorn::platform::simulated
