@@ -88,12 +88,16 @@ target_compile_definitions(scenarios_objects PRIVATE
 
 # The table that the documents print and the tests run.
 target_compile_definitions(integration_objects PRIVATE
-  VORN_DECISIONS="${CMAKE_SOURCE_DIR}/tests/integration/decisions.json")
+  VORN_DECISIONS="${CMAKE_SOURCE_DIR}/tests/integration/decisions.json"
+  VORN_PICTURES="${CMAKE_SOURCE_DIR}/docs/pictures")
 
-# The catalogue of recordings is made from that table; tools/recordings and tests/wine run this.
-add_executable(make_recordings tests/integration/program/make_recordings.cpp
-               $<TARGET_OBJECTS:integration_objects> $<TARGET_OBJECTS:vorn_test_support>)
-target_link_libraries(make_recordings PRIVATE vorn_lab_library GTest::gtest)
+# The catalogue of recordings is made from that table; tools/recordings and tests/wine run this. So
+# are the pictures of the documents; tools/pictures runs that.
+foreach(maker IN ITEMS make_recordings make_pictures)
+  add_executable(${maker} tests/integration/program/${maker}.cpp
+                 $<TARGET_OBJECTS:integration_objects> $<TARGET_OBJECTS:vorn_test_support>)
+  target_link_libraries(${maker} PRIVATE vorn_lab_library GTest::gtest)
+endforeach()
 
 # What is tried at every platform call of every command: thousands of runs, many cores.
 vorn_test_folder(faults SHARDS 8)
