@@ -8,12 +8,13 @@ rem
 rem   vorn-setup.cmd install VERSION
 rem   vorn-setup.cmd repair
 rem   vorn-setup.cmd uninstall
+rem   vorn-setup.cmd rollback            undoes the last install, for a caller whose own work failed
 rem
 rem The folder of this script lies below Program Files, where only administrators can write. It holds
 rem   bin\vorn_devnode.exe
 rem   VERSION\driver\vorn_audio.inf   each version with its .cat and .sys, and nothing else. An update
 rem                                   needs the folder of the version before, to fall back on it.
-rem   current.txt, activation-state, setup.log   written by this script
+rem   current.txt, previous.txt, activation-state, setup.log   written by this script
 setlocal EnableExtensions DisableDelayedExpansion
 set "home=%~dp0"
 set "tool=%home%bin\vorn_devnode.exe"
@@ -40,6 +41,7 @@ if exist "%home%current.txt" set /p current=<"%home%current.txt"
 if /i "%~1"=="install" goto install
 if /i "%~1"=="repair" goto repair
 if /i "%~1"=="uninstall" goto uninstall
+if /i "%~1"=="rollback" goto rollback
 echo Unknown command.
 exit /b
 
@@ -50,8 +52,8 @@ set "version=%~2"
 if not exist "%home%%version%\driver\vorn_audio.inf" echo No such version.& exit /b
 schtasks /delete /f /tn "%task%" >nul 2>&1
 call :bind "%version%"
-if %status% equ 0 goto installed
-if %status% equ 9 if exist "%state%" set "code=1618"
+if "%status%"=="0" goto installed
+if "%status%"=="9" if exist "%state%" set "code=1618"
 call :held
 rem Most failures leave the device as it was. Then there is nothing to undo, and doing it would harm.
 if not defined bound exit /b
@@ -65,16 +67,18 @@ if defined killed call :run resume-endpoints
 rem Ask whether the version before still runs, before making it run again.
 call :run audit-current "%home%%current%\driver\vorn_audio.inf"
 if exist "%state%" del /f "%state%"
-if %status% equ 0 exit /b
+if "%status%"=="0" exit /b
 call :bind "%current%" --rollback
-if %status% equ 10 echo The version before runs again after a restart.
-if %status% equ 0 exit /b
-if %status% equ 10 exit /b
+if "%status%"=="10" echo The version before runs again after a restart.
+if "%status%"=="0" exit /b
+if "%status%"=="10" exit /b
 rem A rollback can succeed and not be provable: the endpoints were not all there when it began.
 call :run audit-current "%home%%current%\driver\vorn_audio.inf"
 exit /b
 
 :installed
+if exist "%home%previous.txt" del /f "%home%previous.txt"
+if defined current >"%home%previous.txt" echo %current%
 >"%home%current.txt" echo %version%
 set "code=0"
 exit /b
@@ -87,11 +91,21 @@ exit /b
 :repair
 if not defined current echo Nothing is installed.& exit /b
 call :run audit-current "%home%%current%\driver\vorn_audio.inf"
-if %status% equ 0 set "code=0"& exit /b
+if "%status%"=="0" set "code=0"& exit /b
 rem A run that was killed leaves endpoints hidden.
 call :run resume-endpoints
 call :bind "%current%"
-if %status% equ 0 set "code=0"
+if "%status%"=="0" set "code=0"
+exit /b
+
+:rollback
+set "previous="
+if exist "%home%previous.txt" set /p previous=<"%home%previous.txt"
+if not defined previous goto uninstall
+call :bind "%previous%" --rollback
+if "%status%"=="0" set "code=0"
+if "%status%"=="10" set "code=3010"
+if %code% neq 1603 >"%home%current.txt" echo %previous%
 exit /b
 
 :uninstall
@@ -99,18 +113,19 @@ rem The version that runs goes first. Every earlier one left a package in the dr
 set "status=0"
 if defined current call :remove "%current%"
 for /f "delims=" %%d in ('dir /b /ad "%home%"') do call :remove_earlier "%%d"
-if %status% equ 0 set "code=0"
-if %status% equ 10 set "code=3010"
-if %status% equ 17 set "code=1618"
-if %status% equ 3 call :held
+if "%status%"=="0" set "code=0"
+if "%status%"=="10" set "code=3010"
+if "%status%"=="17" set "code=1618"
+if "%status%"=="3" call :held
 if %code% neq 0 exit /b
 schtasks /delete /f /tn "%task%" >nul 2>&1
 if exist "%state%" del /f "%state%"
 if exist "%home%current.txt" del /f "%home%current.txt"
+if exist "%home%previous.txt" del /f "%home%previous.txt"
 exit /b
 
 :remove_earlier
-if %status% neq 0 exit /b
+if not "%status%"=="0" exit /b
 if /i "%~1"=="%current%" exit /b
 if exist "%home%%~1\driver\vorn_audio.inf" call :remove "%~1"
 exit /b
@@ -119,12 +134,12 @@ rem :remove VERSION. After 10 the package is still there, and the removal must r
 rem restart. Until then this folder stays.
 :remove
 call :run remove "%home%%~1\driver\vorn_audio.inf"
-if %status% equ 10 schtasks /create /f /ru SYSTEM /sc onstart /tn "%task%" /tr "\"%~f0\" uninstall"
+if "%status%"=="10" schtasks /create /f /ru SYSTEM /sc onstart /tn "%task%" /tr "\"%~f0\" uninstall"
 exit /b
 
 rem :held. Somebody has a file open that the tool must read: that passes.
 :held
-find "(error 0x00000020)" "%out%" >nul
+find "(error 0x00000020)" "%out%" >nul 2>&1
 if not errorlevel 1 set "code=1618"
 exit /b
 
@@ -132,22 +147,23 @@ rem :bind VERSION [--rollback]. Sets status; sets bound if the device may run an
 rem fresh if there was no device before.
 :bind
 call :bind_once %*
-if %status% neq 9 exit /b
+if not "%status%"=="9" exit /b
 rem The journal of an earlier run is in the way: that run was killed, or the device was removed or
 rem changed by other means. Show what it may have left hidden. Unless something else runs than the
 rem version that ought to (11), its journal is of no use any more.
 call :run resume-endpoints
 set "status=0"
 if defined current if /i not "%~1"=="%current%" call :run audit-current "%home%%current%\driver\vorn_audio.inf"
-if %status% equ 11 echo Repair the installed version first.& exit /b
+if "%status%"=="11" echo Repair the installed version first.& exit /b
 if exist "%state%" del /f "%state%"
 call :bind_once %*
 exit /b
 
 :bind_once
-call :run install "%home%%~1\driver\vorn_audio.inf" "%state%" %2
 set "bound="
 set "fresh="
+call :run install "%home%%~1\driver\vorn_audio.inf" "%state%" %2
+if "%status%"=="not run" exit /b
 for /f "usebackq delims=" %%l in ("%out%") do (
   if "%%l"=="vorn_devnode: persisted protected pre-bind activation state" set "bound=yes"
   if "%%l"=="vorn_devnode: Root\VornAudio already runs the target package; device left untouched" set "bound="
@@ -161,8 +177,13 @@ rem :run ARGUMENTS. Keeps the lines in a file, where those of both streams are i
 rem status. A run can be silent for minutes.
 :run
 echo %time% vorn_devnode %*
+rem The status of a command that could not be started is not reliable; that it made its file is.
+if exist "%out%" del /f "%out%"
+set "status=not run"
+if exist "%out%" echo "%out%" is held.& exit /b
 "%tool%" %* >"%out%" 2>&1
 set "status=%errorlevel%"
+if not exist "%out%" set "status=not run"& exit /b
 type "%out%"
 echo %time% status %status%
 exit /b

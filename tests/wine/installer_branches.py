@@ -6,7 +6,7 @@ the installer must make them; it may make no other.
 """
 import dataclasses
 
-OLD, NEW = "26.8.10.5", "26.9.1.1"
+OLD, NEW, NEWER = "26.8.10.5", "26.9.1.1", "26.10.2.1"
 
 _PREFIX = "vorn_devnode: "
 PERSISTED = f"out {_PREFIX}persisted protected pre-bind activation state"
