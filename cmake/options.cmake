@@ -1,10 +1,13 @@
 # A compiler cache is used where one is installed. What it keeps must not depend on the dates of
-# precompiled headers; and it must leave paths as they are, because debug symbols have them.
+# precompiled headers. Debug symbols have paths, so it must leave those of the shipped program alone.
 find_program(VORN_CCACHE ccache)
 if(VORN_CCACHE AND NOT MSVC AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   set(CMAKE_CXX_COMPILER_LAUNCHER
-      ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=
+      ${CMAKE_COMMAND} -E env
       CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime ${VORN_CCACHE})
+endif()
+if(WIN32 AND CMAKE_CXX_COMPILER_LAUNCHER)
+  list(PREPEND CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=)
 endif()
 
 # Flags that every target of the project is built with.
