@@ -1,5 +1,10 @@
-# How long things take. Nothing here is a test.
+# How long things take. Nothing here is a test. Each source of bench/ is a program: the comment at its
+# top says what it measures.
 find_package(benchmark REQUIRED)
-file(GLOB VORN_BENCHMARK_SOURCES CONFIGURE_DEPENDS bench/*.cpp)
-add_executable(vorn_benchmarks ${VORN_BENCHMARK_SOURCES})
-target_link_libraries(vorn_benchmarks PRIVATE vorn_logic vorn_simulated benchmark::benchmark_main)
+foreach(program commands:vorn_benchmarks growth:vorn_growth)
+  string(REPLACE ":" ";" parts ${program})
+  list(GET parts 0 source)
+  list(GET parts 1 target)
+  add_executable(${target} bench/${source}_bench.cpp)
+  target_link_libraries(${target} PRIVATE vorn_logic vorn_simulated benchmark::benchmark_main)
+endforeach()

@@ -195,11 +195,12 @@ std::vector<AudioEndpoint>::iterator PlaceFor(AudioCatalog& audio, const Device&
 /// An item that could not be read stands for an endpoint whose record is read.
 void DropUnreadItem(AudioCatalog& audio, bool capture) {
   if (audio.itemError == 0) return;
-  const auto item = std::find_if(audio.endpoints.begin(), audio.endpoints.end(),
-                                 [capture](const AudioEndpoint& endpoint) {
-                                   return endpoint.capture == capture && endpoint.root.empty();
-                                 });
-  if (item != audio.endpoints.end()) audio.endpoints.erase(item);
+  std::vector<AudioEndpoint>& endpoints = audio.endpoints.Write();
+  const auto item =
+      std::find_if(endpoints.begin(), endpoints.end(), [capture](const AudioEndpoint& endpoint) {
+        return endpoint.capture == capture && endpoint.root.empty();
+      });
+  if (item != endpoints.end()) endpoints.erase(item);
 }
 
 /// An endpoint that has a record and was not listed. While nobody could list any, its record tells
@@ -220,7 +221,7 @@ void AddUnlisted(Machine& machine, const EndpointRecord& record, bool listable) 
   if (endpoint.state != platform::DEVICE_STATE_NOTPRESENT) {
     DropUnreadItem(machine.audio, endpoint.capture);
   }
-  machine.audio.endpoints.insert(PlaceFor(machine.audio, *root, record.cable), endpoint);
+  machine.audio.endpoints.Write().insert(PlaceFor(machine.audio, *root, record.cable), endpoint);
 }
 
 /// An endpoint in view whose records nobody could list has its record there.

@@ -14,6 +14,7 @@ namespace vorn::lab {
 
 using platform::simulated::CatalogLine;
 using platform::simulated::Device;
+using platform::simulated::Devices;
 using platform::simulated::DriverImage;
 using platform::simulated::FindNode;
 using platform::simulated::IsSameDevice;
@@ -152,21 +153,22 @@ std::u16string EnumeratorOf(const std::u16string& instanceId) {
   return instanceId.substr(0, instanceId.find(u'\\'));
 }
 
-void CheckIds(const std::vector<Device>& devices) {
+void CheckIds(const Devices& devices) {
   std::set<std::u16string> ids;
-  for (std::size_t i = 0; i < devices.size(); ++i) {
-    const std::string path = PathOfElement("devices", i);
-    if (devices[i].instanceId.find(u'\\') == std::u16string::npos) {
+  std::size_t i = 0;
+  for (const Device& device : devices) {
+    const std::string path = PathOfElement("devices", i++);
+    if (device.instanceId.find(u'\\') == std::u16string::npos) {
       throw BadInput(path + ".instanceId", "must be an enumerator and a name");
     }
-    if (!ids.insert(ToUpperAscii(devices[i].instanceId)).second) {
+    if (!ids.insert(ToUpperAscii(device.instanceId)).second) {
       throw BadInput(path + ".instanceId", "appears twice");
     }
     // The model walks the tree downwards, and a parent before its children cannot be below them.
-    if (!devices[i].parent.empty() && !ids.contains(ToUpperAscii(devices[i].parent))) {
+    if (!device.parent.empty() && !ids.contains(ToUpperAscii(device.parent))) {
       throw BadInput(path + ".parent", "must be an earlier device");
     }
-    if (IsSameDevice(devices[i].parent, devices[i].instanceId)) {
+    if (IsSameDevice(device.parent, device.instanceId)) {
       throw BadInput(path + ".parent", "must be another device");
     }
   }
@@ -175,10 +177,10 @@ void CheckIds(const std::vector<Device>& devices) {
 }  // namespace
 
 void GiveDevicesTheirDrivers(const CaptureDocument& capture, Machine& machine) {
-  std::vector<Device>& devices = machine.devices.devices;
-  CheckIds(devices);
-  for (std::size_t i = 0; i < devices.size(); ++i) {
-    Device& device = devices[i];
+  CheckIds(machine.devices.devices);
+  std::size_t next = 0;
+  for (Device& device : machine.devices.devices) {
+    const std::size_t i = next++;
     CheckReplies(capture.replies[i], i);
     device.enumerator = EnumeratorOf(device.instanceId);
     if (!device.parent.empty()) {

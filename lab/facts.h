@@ -5,6 +5,7 @@
 // a JSON object. FactReader fills the record from an object and refuses keys that no field has.
 
 #include "lab/fact_values.h"
+#include "platform/simulated/copy_on_write.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -42,6 +43,8 @@ template <class T>
 Json ToJson(const std::vector<T>& values);
 template <class T>
 Json ToJson(const std::set<T>& values);
+template <class T>
+Json ToJson(const platform::simulated::SharedList<T>& values);
 
 template <Described T>
 void FromJson(const Json& json, const std::string& path, T& record);
@@ -51,6 +54,9 @@ template <class T>
 void FromJson(const Json& json, const std::string& path, std::vector<T>& values);
 template <class T>
 void FromJson(const Json& json, const std::string& path, std::set<T>& values);
+template <class T>
+void FromJson(const Json& json, const std::string& path,
+              platform::simulated::SharedList<T>& values);
 
 inline Json CodeToJson(std::int32_t value) {
   return HexToJson(static_cast<std::uint32_t>(value));
@@ -230,6 +236,11 @@ Json ToJson(const std::set<T>& values) {
   return list;
 }
 
+template <class T>
+Json ToJson(const platform::simulated::SharedList<T>& values) {
+  return ToJson(values.Read());
+}
+
 template <Described T>
 void FromJson(const Json& json, const std::string& path, T& record) {
   FactReader facts(json, path);
@@ -249,6 +260,12 @@ void FromJson(const Json& json, const std::string& path, std::vector<T>& values)
   const Json::List& list = DemandList(json, path);
   for (std::size_t i = 0; i < list.size(); ++i)
     FromJson(list[i], PathOfElement(path, i), values.emplace_back());
+}
+
+template <class T>
+void FromJson(const Json& json, const std::string& path,
+              platform::simulated::SharedList<T>& values) {
+  FromJson(json, path, values.Write());
 }
 
 template <class T>

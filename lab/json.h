@@ -78,6 +78,10 @@ class Json {
   const Json& operator[](std::string_view key) const;
   /// The member of an object, added when it is missing; a null value becomes an object.
   Json& operator[](std::string_view key);
+  /// Adds a member to an object, which must not have it yet.
+  void AddMember(std::string key, Json value) {
+    std::get<Object>(value_).emplace_back(std::move(key), std::move(value));
+  }
 
   friend bool operator==(const Json&, const Json&) = default;
 

@@ -17,37 +17,39 @@ using LibraryJson = nlohmann::ordered_json;
 constexpr std::size_t kLineLength = 110;
 constexpr std::size_t kIndent = 2;
 
-/// A text, a number or a word, as the library writes it.
-std::string ScalarText(const Json& json) {
-  return std::visit(
-      [](const auto& value) {
-        using T = std::decay_t<decltype(value)>;
-        if constexpr (std::is_same_v<T, Json::List> || std::is_same_v<T, Json::Object>) {
-          return std::string();
-        } else {
-          return LibraryJson(value).dump();
-        }
-      },
-      json.Get());
+/// Whether a text stands in JSON as it is.
+bool IsPlain(std::string_view text) {
+  return std::none_of(text.begin(), text.end(), [](char unit) {
+    return unit < 0x20 || unit > 0x7E || unit == '"' || unit == '\\';
+  });
 }
 
-struct JsonEntry {
-  std::string name;  // of a member, with its colon; empty in a list
-  const Json& value;
-};
+/// A text, a number or a word, as the library writes it.
+void AppendScalar(const Json::Value& scalar, std::string& text) {
+  std::visit(
+      [&text](const auto& value) {
+        using T = std::decay_t<decltype(value)>;
+        if constexpr (std::is_same_v<T, std::string>) {
+          if (IsPlain(value)) {
+            text += '"';
+            text += value;
+            text += '"';
+            return;
+          }
+        }
+        if constexpr (!std::is_same_v<T, Json::List> && !std::is_same_v<T, Json::Object>) {
+          text += LibraryJson(value).dump();
+        }
+      },
+      scalar);
+}
 
-/// What stands between the brackets of a list or an object.
-std::vector<JsonEntry> EntriesOf(const Json& json) {
-  std::vector<JsonEntry> entries;
-  if (const auto* const list = json.As<Json::List>()) {
-    for (const Json& value : *list)
-      entries.push_back({{}, value});
-  }
-  if (const auto* const object = json.As<Json::Object>()) {
-    for (const auto& [key, value] : *object)
-      entries.push_back({ScalarText(key) + ": ", value});
-  }
-  return entries;
+/// The name of a member with its colon; returns how long it is.
+std::size_t AppendName(const std::string& name, std::string& text) {
+  const std::size_t start = text.size();
+  AppendScalar(name, text);
+  text += ": ";
+  return text.size() - start;
 }
 
 /// The brackets of a list or an object; empty for any other value.
@@ -56,41 +58,65 @@ std::string_view BracketsOf(const Json& json) {
   return json.As<Json::Object>() != nullptr ? "{}" : "";
 }
 
-/// On one line, with a blank after commas and colons.
-void AppendInline(const Json& json, std::string& text) {
+bool HasEntries(const Json& json) {
+  const auto* const list = json.As<Json::List>();
+  const auto* const object = json.As<Json::Object>();
+  return (list != nullptr && !list->empty()) || (object != nullptr && !object->empty());
+}
+
+/// Calls `visit` with the name (null in a list) and the value of each entry, until it returns
+/// false.
+template <class Visit>
+bool ForEachEntry(const Json& json, Visit visit) {
+  if (const auto* const list = json.As<Json::List>()) {
+    return std::all_of(list->begin(), list->end(),
+                       [&](const Json& value) { return visit(nullptr, value); });
+  }
+  const auto& object = *json.As<Json::Object>();
+  return std::all_of(object.begin(), object.end(),
+                     [&](const auto& member) { return visit(&member.first, member.second); });
+}
+
+/// On one line, with a blank after commas and colons. False, with a part of it, when the text
+/// becomes longer than `limit`: a long value is given up at once.
+bool AppendInline(const Json& json, std::size_t limit, std::string& text) {
   const std::string_view brackets = BracketsOf(json);
   if (brackets.empty()) {
-    text += ScalarText(json);
-    return;
+    AppendScalar(json.Get(), text);
+    return text.size() <= limit;
   }
   text += brackets.front();
   bool first = true;
-  for (const JsonEntry& entry : EntriesOf(json)) {
-    text += (first ? "" : ", ") + entry.name;
+  const bool fits = ForEachEntry(json, [&](const std::string* name, const Json& value) {
+    if (!first) text += ", ";
     first = false;
-    AppendInline(entry.value, text);
-  }
+    if (name != nullptr) AppendName(*name, text);
+    return AppendInline(value, limit, text);
+  });
   text += brackets.back();
+  return fits && text.size() <= limit;
 }
 
 /// Appends a value that starts after `indent` blanks and `lead` more characters.
 void Append(const Json& json, std::size_t indent, std::size_t lead, std::string& text) {
-  std::string line;
-  AppendInline(json, line);
-  const std::vector<JsonEntry> entries = EntriesOf(json);
-  if (entries.empty() || indent + lead + line.size() <= kLineLength) {
-    text += line;
-    return;
-  }
-  const std::string inner(indent + kIndent, ' ');
+  const std::size_t start = text.size();
+  const std::size_t room = kLineLength - std::min(kLineLength, indent + lead);
+  const bool fits = AppendInline(json, start + room, text);
+  if (fits || !HasEntries(json)) return;
+  text.resize(start);
+  const std::size_t inner = indent + kIndent;
   text += BracketsOf(json).front();
   bool first = true;
-  for (const JsonEntry& entry : entries) {
-    text += (first ? "\n" : ",\n") + inner + entry.name;
+  ForEachEntry(json, [&](const std::string* name, const Json& value) {
+    text += first ? "\n" : ",\n";
     first = false;
-    Append(entry.value, inner.size(), entry.name.size(), text);
-  }
-  text += "\n" + std::string(indent, ' ') + BracketsOf(json).back();
+    text.append(inner, ' ');
+    Append(value, inner, name == nullptr ? 0 : AppendName(*name, text), text);
+    return true;
+  });
+  text += '\n';
+  text.append(indent, ' ');
+  text += BracketsOf(json).back();
 }
 
 /// Line and column, from 1, of the byte at `offset`.
@@ -102,54 +128,88 @@ std::string PlaceOf(std::string_view text, std::size_t offset) {
          std::to_string(before.size() - lineStart + 1);
 }
 
-/// Refuses what the parser itself accepts: a key that appears twice, and nesting deep enough to
-/// exhaust the stack of code that walks the value.
-class StructureCheck {
+/// Puts a value together from what the parser reads. It refuses what the parser itself accepts: a
+/// key that appears twice, and nesting deep enough to exhaust the stack of code that walks the
+/// value.
+class Builder : public nlohmann::json_sax<LibraryJson> {
  public:
-  bool operator()(int depth, LibraryJson::parse_event_t event, LibraryJson& parsed) {
-    if (depth > kMaxNesting) throw BadInput("values are nested too deeply");
-    if (event == LibraryJson::parse_event_t::object_start) keys_.emplace_back();
-    if (event == LibraryJson::parse_event_t::object_end) keys_.pop_back();
-    if (event == LibraryJson::parse_event_t::key &&
-        !keys_.back().insert(parsed.get_ref<const std::string&>()).second) {
-      throw BadInput("the key " + parsed.dump() + " appears twice in one object");
+  explicit Builder(std::string_view text) : text_(text) {}
+
+  bool null() override { return Add(nullptr); }
+  bool boolean(bool value) override { return Add(value); }
+  bool number_integer(std::int64_t value) override { return Add(Json(Json::Value(value))); }
+  bool number_unsigned(std::uint64_t value) override { return Add(value); }
+  bool number_float(double value, const std::string&) override {
+    return Add(Json(Json::Value(value)));
+  }
+  bool string(std::string& value) override { return Add(std::move(value)); }
+  bool binary(LibraryJson::binary_t&) override { return false; }  // not in a text
+
+  bool start_array(std::size_t) override { return Open(Json::List()); }
+  bool end_array() override { return Close(); }
+  bool start_object(std::size_t) override { return Open(Json::Object()); }
+  bool end_object() override { return Close(); }
+  bool key(std::string& name) override {
+    CheckNesting();
+    if (!open_.back().keys.insert(name).second) {
+      throw BadInput("the key " + LibraryJson(name).dump() + " appears twice in one object");
+    }
+    open_.back().key = std::move(name);
+    return true;
+  }
+
+  bool parse_error(std::size_t, const std::string&,
+                   const nlohmann::detail::exception& error) override {
+    const auto* const place = dynamic_cast<const LibraryJson::parse_error*>(&error);
+    if (place == nullptr) throw BadInput("invalid JSON: a number is out of range");
+    throw BadInput("invalid JSON at " + PlaceOf(text_, place->byte == 0 ? 0 : place->byte - 1));
+  }
+
+  Json Take() { return std::move(result_); }
+
+ private:
+  struct Container {
+    Json value;
+    std::set<std::string> keys;  // of an object
+    std::string key;             // of the member that comes next
+  };
+
+  void CheckNesting() const {
+    if (open_.size() > std::size_t{kMaxNesting}) throw BadInput("values are nested too deeply");
+  }
+
+  bool Open(Json value) {
+    CheckNesting();
+    open_.push_back({std::move(value), {}, {}});
+    return true;
+  }
+
+  bool Close() {
+    Json value = std::move(open_.back().value);
+    open_.pop_back();
+    return Put(std::move(value));
+  }
+
+  bool Add(Json value) {
+    CheckNesting();
+    return Put(std::move(value));
+  }
+
+  bool Put(Json value) {
+    if (open_.empty()) {
+      result_ = std::move(value);
+    } else if (open_.back().value.As<Json::List>() != nullptr) {
+      open_.back().value.push_back(std::move(value));
+    } else {
+      open_.back().value.AddMember(std::move(open_.back().key), std::move(value));
     }
     return true;
   }
 
- private:
-  std::vector<std::set<std::string>> keys_;  // of the objects still open
+  std::string_view text_;
+  std::vector<Container> open_;
+  Json result_;
 };
-
-Json FromLibrary(const LibraryJson& parsed) {
-  using Kind = LibraryJson::value_t;
-  switch (parsed.type()) {
-    case Kind::boolean:
-      return parsed.get<bool>();
-    case Kind::number_unsigned:
-      return parsed.get<std::uint64_t>();
-    case Kind::number_integer:
-      return Json(Json::Value(parsed.get<std::int64_t>()));
-    case Kind::number_float:
-      return Json(Json::Value(parsed.get<double>()));
-    case Kind::string:
-      return parsed.get<std::string>();
-    case Kind::array: {
-      Json::List list;
-      for (const LibraryJson& value : parsed)
-        list.push_back(FromLibrary(value));
-      return list;
-    }
-    case Kind::object: {
-      Json::Object object;
-      for (const auto& [key, value] : parsed.items())
-        object.emplace_back(key, FromLibrary(value));
-      return object;
-    }
-    default:
-      return nullptr;
-  }
-}
 
 }  // namespace
 
@@ -160,17 +220,9 @@ std::string ToReadableText(const Json& json) {
 }
 
 Json ParseJson(std::string_view text) {
-  StructureCheck check;
-  try {
-    return FromLibrary(LibraryJson::parse(
-        text, [&check](int depth, LibraryJson::parse_event_t event, LibraryJson& parsed) {
-          return check(depth, event, parsed);
-        }));
-  } catch (const LibraryJson::parse_error& error) {
-    throw BadInput("invalid JSON at " + PlaceOf(text, error.byte == 0 ? 0 : error.byte - 1));
-  } catch (const LibraryJson::exception&) {
-    throw BadInput("invalid JSON: a number is out of range");
-  }
+  Builder builder(text);
+  LibraryJson::sax_parse(text, &builder);
+  return builder.Take();
 }
 
 }  // namespace vorn::lab

@@ -69,26 +69,31 @@ void Describe(Facts& facts, ClassName& name) {
 }
 
 /// A name must stand for one thing: the platform's calls tell things apart by their names alone.
-template <class T>
-void RefuseTwins(const std::vector<T>& list, std::u16string T::*name, const char* key,
+template <class List, class T>
+void RefuseTwins(const List& list, std::u16string T::*name, const char* key,
                  const std::string& path) {
   std::map<std::u16string, std::size_t> places;
-  for (std::size_t i = 0; i < list.size(); ++i) {
-    const auto [place, isNew] = places.emplace(ToUpperName(list[i].*name), i);
-    if (isNew) continue;
-    throw BadInput(PathOfElement(path, i) + "." + key,
-                   "is also the " + std::string(key) + " of " + PathOfElement(path, place->second));
+  std::size_t i = 0;
+  for (const T& item : list) {
+    const auto [place, isNew] = places.emplace(ToUpperName(item.*name), i);
+    if (!isNew) {
+      throw BadInput(
+          PathOfElement(path, i) + "." + key,
+          "is also the " + std::string(key) + " of " + PathOfElement(path, place->second));
+    }
+    ++i;
   }
 }
 
 /// Every device must stand below the top of the tree, or a walk up or down would not end.
 void RefuseCircles(const DeviceTree& tree, const std::string& path) {
-  for (std::size_t i = 0; i < tree.devices.size(); ++i) {
-    const Device* above = &tree.devices[i];
+  std::size_t i = 0;
+  for (const Device& device : tree.devices) {
+    const Device* above = &device;
     for (std::size_t steps = 0; above != nullptr && steps <= tree.devices.size(); ++steps)
       above = above->parent.empty() ? nullptr : tree.Find(above->parent);
-    if (above == nullptr) continue;
-    throw BadInput(PathOfElement(path, i) + ".parent", "leads in a circle");
+    if (above != nullptr) throw BadInput(PathOfElement(path, i) + ".parent", "leads in a circle");
+    ++i;
   }
 }
 
@@ -102,6 +107,24 @@ void CheckMachine(Machine& machine, const FactReader& facts) {
   auto& events = machine.clock.events;
   std::stable_sort(events.begin(), events.end(),
                    [](const Event& left, const Event& right) { return left.due < right.due; });
+}
+
+/// The devices as one value of the document.
+struct DeviceFacts {
+  platform::simulated::Devices& devices;
+};
+Json ToJson(const DeviceFacts& value) {
+  Json list = Json::List();
+  for (const Device& device : std::as_const(value.devices))
+    list.push_back(lab::ToJson(device));
+  return list;
+}
+void FromJson(const Json& json, const std::string& path, DeviceFacts value) {
+  std::vector<Device> devices;
+  lab::FromJson(json, path, devices);
+  value.devices.clear();
+  for (Device& device : devices)
+    value.devices.push_back(std::move(device));
 }
 
 /// The registry as one value of the document.
@@ -165,7 +188,7 @@ void DescribeDocument(Facts& facts, MachineDocument& document) {
   facts.template List<NamedService>("services", machine.services);
   facts.Unusual("serviceManagerError", Coded{machine.serviceManagerError});
   facts.template List<ClassName>("classNames", machine.classNames);
-  facts.Fact("devices", machine.devices.devices);
+  facts.Fact("devices", DeviceFacts{machine.devices.devices});
   facts.Fact("store", machine.store);
   facts.Fact("audio", machine.audio);
   facts.template List<DosDevice>("dosDevices", machine.files.dosDevices);

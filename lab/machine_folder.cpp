@@ -62,7 +62,8 @@ void AddVolumeChange(const VolumeTree& old, const VolumeForm& form, FolderChange
   }
 }
 
-void WriteMachine(const fs::path& folder, const LabMachine& lab) {
+void WriteMachine(const fs::path& folder, const LabMachine& lab,
+                  const std::map<std::string, VolumeTree>& known = {}) {
   MachineDocument document;
   document.machine = lab.machine;
   document.process = lab.process;
@@ -71,7 +72,9 @@ void WriteMachine(const fs::path& folder, const LabMachine& lab) {
   for (const VolumeForm& form : TakeVolumesApart(lab.machine.files, lab.volumeFolders)) {
     const std::string& name = form.facts.folder;
     if (!fs::exists(folder / name)) change.MakeFolder(name);
-    AddVolumeChange(ReadVolumeTree(folder / name, name), form, change);
+    const auto tree = known.find(name);
+    AddVolumeChange(tree == known.end() ? ReadVolumeTree(folder / name, name) : tree->second, form,
+                    change);
     document.volumes.push_back(form.facts);
   }
   const std::string text = WriteDocument(document);
@@ -125,6 +128,8 @@ LabMachine MachineFolder::Load() const {
       forms.push_back({std::move(volume), ReadVolumeTree(folder_ / name, name)});
     }
     PutVolumesTogether(forms, lab.machine.files);
+    for (VolumeForm& form : forms)
+      read_[form.facts.folder] = std::move(form.tree);
     HoldFiles(document.heldFiles, lab.machine.files);
     return lab;
   } catch (const BadHostFile& bad) {
@@ -135,7 +140,8 @@ LabMachine MachineFolder::Load() const {
 }
 
 void MachineFolder::Save(const LabMachine& machine) const {
-  WriteMachine(folder_, machine);
+  WriteMachine(folder_, machine, read_);
+  read_.clear();
 }
 
 }  // namespace vorn::lab

@@ -4,9 +4,11 @@
 // folder for each volume; machine.json holds the rest.
 
 #include "lab/machine_document.h"
+#include "lab/volume_tree.h"
 #include "platform/simulated/machine.h"
 
 #include <filesystem>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -35,12 +37,14 @@ class MachineFolder {
   /// Reads the machine. Throws BadInput with the path of the key or file at fault.
   LabMachine Load() const;
 
-  /// Writes the machine, completely or not at all. Unchanged files are not touched.
+  /// Writes the machine, completely or not at all. Unchanged files are not touched. What Load has
+  /// read is taken to be there still.
   void Save(const LabMachine& machine) const;
 
  private:
   std::filesystem::path folder_;
   int lock_;
+  mutable std::map<std::string, VolumeTree> read_;  // by folder
 };
 
 }  // namespace vorn::lab

@@ -8,9 +8,9 @@
 
 namespace vorn::lab {
 
-using platform::simulated::FindChild;
 using platform::simulated::Key;
 using platform::simulated::KeyId;
+using platform::simulated::MakeChild;
 using platform::simulated::Registry;
 using platform::simulated::RegistryValue;
 using platform::simulated::SecurityRecord;
@@ -58,18 +58,6 @@ void AppendKeys(const Registry& registry, KeyId id, const std::u16string& path,
   }
 }
 
-/// The child of that name, appended after its siblings when it is missing.
-KeyId ChildOf(Registry& registry, KeyId parent, const std::u16string& name) {
-  if (const auto child = FindChild(registry, parent, name)) return *child;
-  const KeyId id = registry.nextKey++;
-  Key key;
-  key.name = name;
-  key.parent = parent;
-  registry.keys.emplace(id, std::move(key));
-  registry.keys.at(parent).children.push_back(id);
-  return id;
-}
-
 /// Documented (registry element size limits): a tree has at most this many levels.
 constexpr std::ptrdiff_t kMostLevels = 512;
 
@@ -81,7 +69,7 @@ KeyId KeyAt(Registry& registry, const std::u16string& keyPath, const std::string
   for (std::size_t from = 0; from < keyPath.size() + 1 && !keyPath.empty();) {
     const std::size_t end = std::min(keyPath.find(u'\\', from), keyPath.size());
     if (end == from) throw BadInput(path, "contains an empty name");
-    id = ChildOf(registry, id, keyPath.substr(from, end - from));
+    id = MakeChild(registry, id, std::u16string_view(keyPath).substr(from, end - from));
     from = end + 1;
   }
   return id;

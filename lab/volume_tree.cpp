@@ -14,6 +14,7 @@ bool IsZero(std::uint8_t byte) {
 
 bool operator==(const StoredItem& left, const StoredItem& right) {
   if (left.directory || right.directory) return left.directory == right.directory;
+  if (left.content == right.content) return left.zeroTail == right.zeroTail;
   const auto& a = *left.content;
   const auto& b = *right.content;
   if (a.size() + left.zeroTail != b.size() + right.zeroTail) return false;

@@ -4,6 +4,7 @@
 // endpoint builder fills the catalog.
 
 #include "platform/audio_endpoints.h"
+#include "platform/simulated/copy_on_write.h"
 #include "platform/simulated/driver_image.h"
 
 #include <cstdint>
@@ -55,7 +56,7 @@ struct RememberedEndpoint {
 };
 
 struct AudioCatalog {
-  std::vector<AudioEndpoint> endpoints;                                          // in catalog order
+  SharedList<AudioEndpoint> endpoints;                                           // in catalog order
   std::map<std::u16string, std::map<CableFlow, RememberedEndpoint>> remembered;  // by device
 
   // How the endpoint builder behaves; each of these can be set for a machine.

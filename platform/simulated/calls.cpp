@@ -150,11 +150,7 @@ Verdict EnterCall(std::string_view name) {
   Process& process = Process::Current();
   if (process.killed) return DeadVerdict();
   const std::uint64_t nth = ++process.callCount;
-  auto count = process.callCounts.find(name);
-  if (count == process.callCounts.end()) {
-    count = process.callCounts.emplace(std::string(name), 0).first;
-  }
-  const std::uint32_t nthOfName = ++count->second;
+  const std::uint32_t nthOfName = ++process.callCounts[name];
   Verdict verdict;
   for (Fault& fault : process.faults) {
     if (process.killed) break;

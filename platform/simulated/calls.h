@@ -19,6 +19,7 @@
 #include <string_view>
 #include <tuple>
 #include <type_traits>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -37,6 +38,9 @@ struct CallRecord {
   /// The text of an argument; empty when the call has no argument of that name.
   std::string Argument(std::string_view argumentName) const;
 };
+
+/// How often each call was made. The names are the calls' own, which last.
+using CallCounts = std::unordered_map<std::string_view, std::uint32_t>;
 
 enum class FaultKind {
   Fail,                  // no effect, and `error`

@@ -42,7 +42,8 @@ bool IsTaken(const DeviceList& list, std::u16string_view instanceId) {
     return IsSameDevice(element.instanceId, instanceId);
   };
   // Documented: an installed device keeps its id while it is absent.
-  return Process::Current().TheMachine().devices.Find(instanceId) != nullptr ||
+  const DeviceTree& tree = Process::Current().TheMachine().devices;
+  return tree.Find(instanceId) != nullptr ||
          std::any_of(list.devices.begin(), list.devices.end(), has);
 }
 

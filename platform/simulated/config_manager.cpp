@@ -20,16 +20,20 @@ constexpr std::size_t kMaxDeviceIdLength = 200;  // MAX_DEVICE_ID_LEN
 
 /// The result of looking up a node: the device, or why there is none.
 struct NodeSearch {
-  Device* device = nullptr;
+  const Device* device = nullptr;
   CONFIGRET result = CR_INVALID_DEVNODE;
 };
+
+const DeviceTree& TheTree() {
+  return Process::Current().TheMachine().devices;
+}
 
 /// The device of a node number, present or not. A number that was never handed out gives
 /// CR_INVALID_DEVNODE; a device that is gone gives CR_NO_SUCH_DEVNODE.
 NodeSearch FindInstalledNode(DEVINST node) {
   const std::u16string* name = Process::Current().nodes.NameOf(node);
   if (name == nullptr) return {};
-  Device* device = Process::Current().TheMachine().devices.Find(*name);
+  const Device* device = TheTree().Find(*name);
   return {device, device == nullptr ? CR_NO_SUCH_DEVNODE : CR_SUCCESS};
 }
 
@@ -46,14 +50,11 @@ bool IsInstanceId(std::u16string_view text) {
          std::count(text.begin(), text.end(), u'\\') == 2;
 }
 
-/// The first present device below `parent`, starting at `from`.
-const Device* NextChild(const std::vector<Device>& devices, std::size_t from,
-                        std::u16string_view parent) {
-  const auto found = std::find_if(devices.begin() + static_cast<std::ptrdiff_t>(from),
-                                  devices.end(), [parent](const Device& device) {
-                                    return device.present && IsSameDevice(device.parent, parent);
-                                  });
-  return found == devices.end() ? nullptr : &*found;
+/// The device itself or the first of those after it below its parent that is present.
+const Device* FirstPresent(const Devices& devices, const Device* device) {
+  while (device != nullptr && !device->present)
+    device = devices.NextBelow(*device);
+  return device;
 }
 
 CONFIGRET GiveNode(const Device* device, DEVINST* node) {
@@ -86,7 +87,7 @@ CONFIGRET CM_Locate_DevNodeW(DEVINST* node, const char16_t* instanceId, std::uin
       [&](const CallFaults&) {
         if (node == nullptr) return CR_INVALID_POINTER;
         if (instanceId == nullptr || !IsInstanceId(instanceId)) return CR_INVALID_DEVICE_ID;
-        const Device* device = Process::Current().TheMachine().devices.Find(instanceId);
+        const Device* device = TheTree().Find(instanceId);
         return GiveNode(device != nullptr && device->present ? device : nullptr, node);
       });
 }
@@ -110,8 +111,9 @@ CONFIGRET CM_Get_Child(DEVINST* child, DEVINST node) {
         if (child == nullptr) return CR_INVALID_POINTER;
         const NodeSearch search = FindLiveNode(node);
         if (search.device == nullptr) return search.result;
-        const auto& devices = Process::Current().TheMachine().devices.devices;
-        return GiveNode(NextChild(devices, 0, search.device->instanceId), child);
+        const Devices& devices = TheTree().devices;
+        return GiveNode(FirstPresent(devices, devices.FirstBelow(search.device->instanceId)),
+                        child);
       });
 }
 
@@ -121,9 +123,8 @@ CONFIGRET CM_Get_Sibling(DEVINST* sibling, DEVINST node) {
         if (sibling == nullptr) return CR_INVALID_POINTER;
         const NodeSearch search = FindLiveNode(node);
         if (search.device == nullptr) return search.result;
-        const auto& devices = Process::Current().TheMachine().devices.devices;
-        const auto next = static_cast<std::size_t>(search.device - devices.data()) + 1;
-        return GiveNode(NextChild(devices, next, search.device->parent), sibling);
+        const Devices& devices = TheTree().devices;
+        return GiveNode(FirstPresent(devices, devices.NextBelow(*search.device)), sibling);
       });
 }
 

@@ -37,7 +37,8 @@ const InterfaceElement* FindElement(const DeviceList& list, const SP_DEVICE_INTE
 
 /// Whether the device still has the interface, enabled or not.
 bool StillExists(const DeviceElement& owner, const InterfaceElement& element) {
-  const Device* device = Process::Current().TheMachine().devices.Find(owner.instanceId);
+  const DeviceTree& tree = Process::Current().TheMachine().devices;
+  const Device* device = tree.Find(owner.instanceId);
   return device != nullptr &&
          std::any_of(device->interfaces.begin(), device->interfaces.end(),
                      [&](const DeviceInterface& candidate) {

@@ -93,7 +93,7 @@ std::uint32_t RequestAccess(std::uint32_t desiredAccess) {
 }
 
 /// The enabled interface of that path, and its device. Case does not distinguish paths.
-const DeviceInterface* FindInterface(Machine& machine, std::u16string_view path,
+const DeviceInterface* FindInterface(const Machine& machine, std::u16string_view path,
                                      const Device** owner) {
   for (const Device& device : machine.devices.devices) {
     if (!device.present) continue;

@@ -13,6 +13,11 @@ DeviceElement* DeviceList::Find(const SP_DEVINFO_DATA* data) {
     SetLastError(data == nullptr ? ERROR_INVALID_PARAMETER : ERROR_INVALID_USER_BUFFER);
     return nullptr;
   }
+  // The record says where the element was; it need not be true.
+  const std::uint64_t place = data->Reserved;
+  if (place > 0 && place <= devices.size() && devices[place - 1].node == data->DevInst) {
+    return &devices[place - 1];
+  }
   const auto found =
       std::find_if(devices.begin(), devices.end(),
                    [data](const DeviceElement& element) { return element.node == data->DevInst; });
@@ -38,7 +43,15 @@ std::shared_ptr<DeviceList> FindList(HDEVINFO list) {
   return found;
 }
 
-Device* FindDeviceOf(DeviceElement& element) {
+const Device* FindDeviceOf(const DeviceElement& element) {
+  if (element.unregistered) return &*element.unregistered;
+  const DeviceTree& tree = Process::Current().TheMachine().devices;
+  const Device* device = tree.Find(element.instanceId);
+  if (device == nullptr) SetLastError(ERROR_NO_SUCH_DEVINST);
+  return device;
+}
+
+Device* FindDeviceToChange(DeviceElement& element) {
   if (element.unregistered) return &*element.unregistered;
   Device* device = Process::Current().TheMachine().devices.Find(element.instanceId);
   if (device == nullptr) SetLastError(ERROR_NO_SUCH_DEVINST);

@@ -58,7 +58,10 @@ std::shared_ptr<DeviceList> FindList(HDEVINFO list);
 
 /// The record of an element's device: the tree's, or the one not yet registered. Null, with
 /// ERROR_NO_SUCH_DEVINST, when it is gone.
-Device* FindDeviceOf(DeviceElement& element);
+const Device* FindDeviceOf(const DeviceElement& element);
+
+/// The same record for writing.
+Device* FindDeviceToChange(DeviceElement& element);
 
 /// Fills `data` for the element at `index`; the caller has checked its size.
 void Describe(const DeviceList& list, std::size_t index, SP_DEVINFO_DATA* data);

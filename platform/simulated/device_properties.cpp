@@ -109,7 +109,8 @@ bool SetupDiSetDeviceRegistryPropertyW(HDEVINFO list, const SP_DEVINFO_DATA* dev
                       [&](const CallFaults&) {
                         const auto found = FindList(list);
                         DeviceElement* element = found == nullptr ? nullptr : found->Find(device);
-                        Device* record = element == nullptr ? nullptr : FindDeviceOf(*element);
+                        Device* record =
+                            element == nullptr ? nullptr : FindDeviceToChange(*element);
                         if (record == nullptr) return false;
                         if (property != SPDRP_HARDWAREID)
                           return FailWith(ERROR_INVALID_REG_PROPERTY);

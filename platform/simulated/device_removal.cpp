@@ -20,10 +20,10 @@ bool IsVetoed(const Machine& machine, const DeviceTemper& temper) {
 /// device after everything below it.
 void CollectSubtree(const DeviceTree& tree, std::u16string_view instanceId,
                     std::vector<std::u16string>& ids) {
-  for (const Device& device : tree.devices) {
-    if (device.present && IsSameDevice(device.parent, instanceId)) {
-      CollectSubtree(tree, device.instanceId, ids);
-    }
+  const Devices& devices = tree.devices;
+  for (const Device* child = devices.FirstBelow(instanceId); child != nullptr;
+       child = devices.NextBelow(*child)) {
+    if (child->present) CollectSubtree(tree, child->instanceId, ids);
   }
   ids.emplace_back(instanceId);
 }
@@ -50,15 +50,11 @@ void ForgetPlansOf(Machine& machine, std::u16string_view instanceId) {
 }
 
 void EraseSubtree(Machine& machine, const std::u16string& instanceId) {
-  std::vector<std::u16string> children;
-  for (const Device& device : machine.devices.devices) {
-    if (IsSameDevice(device.parent, instanceId)) children.push_back(device.instanceId);
-  }
-  for (const std::u16string& child : children)
-    EraseSubtree(machine, child);
+  Devices& devices = machine.devices.devices;
+  while (const Device* child = devices.FirstBelow(instanceId))
+    EraseSubtree(machine, std::u16string(child->instanceId));
   ForgetPlansOf(machine, instanceId);
-  std::erase_if(machine.devices.devices,
-                [&](const Device& device) { return IsSameDevice(device.instanceId, instanceId); });
+  devices.Erase(instanceId);
 }
 
 }  // namespace

@@ -14,14 +14,6 @@ namespace vorn::platform::simulated {
 
 namespace {
 
-template <class Devices>
-auto FindDevice(Devices& devices, std::u16string_view instanceId) {
-  const auto found = std::find_if(devices.begin(), devices.end(), [&](const Device& device) {
-    return IsSameDevice(device.instanceId, instanceId);
-  });
-  return found == devices.end() ? nullptr : &*found;
-}
-
 std::vector<DeviceProperty>::iterator FindProperty(Device& device, const DEVPROPKEY& key) {
   return std::find_if(device.properties.begin(), device.properties.end(),
                       [&](const DeviceProperty& property) { return property.key == key; });
@@ -29,33 +21,12 @@ std::vector<DeviceProperty>::iterator FindProperty(Device& device, const DEVPROP
 
 }  // namespace
 
-bool IsSameDevice(std::u16string_view left, std::u16string_view right) {
-  return IsSameName(left, right);
-}
-
-Device* DeviceTree::Find(std::u16string_view instanceId) {
-  return FindDevice(devices, instanceId);
-}
-
-const Device* DeviceTree::Find(std::u16string_view instanceId) const {
-  return FindDevice(devices, instanceId);
-}
-
-Device& DeviceTree::Insert(Device device) {
-  // Observed (device lists of Windows): an enumerator's devices come in the order of their registry
-  // keys.
-  const auto higher = std::find_if(devices.begin(), devices.end(), [&](const Device& other) {
-    return IsSameName(other.enumerator, device.enumerator) &&
-           ToUpperName(other.instanceId) > ToUpperName(device.instanceId);
-  });
-  return *devices.insert(higher, std::move(device));
-}
-
 bool IsStarted(const Device& device) {
   return (device.status & DN_STARTED) != 0 && device.problem == 0;
 }
 
 void SetStringProperty(Device& device, const DEVPROPKEY& key, std::u16string_view text) {
+  // Documented: DEVPROP_TYPE_STRING is a text in UTF-16 with its terminator.
   Bytes data;
   data.reserve((text.size() + 1) * sizeof(char16_t));
   const auto append = [&data](char16_t unit) {

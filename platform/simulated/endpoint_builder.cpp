@@ -75,13 +75,17 @@ bool BelongsTo(const AudioEndpoint& endpoint, std::u16string_view root) {
   return IsSameDevice(endpoint.root, root);
 }
 
-/// Whether an endpoint is in view and belongs to that cable of the device. What it was built for
-/// decides, or its property if the builder did not build it.
+/// The cable of the device that an endpoint in view belongs to. What it was built for decides, or
+/// its property if the builder did not build it.
+std::optional<CableFlow> CableInView(const AudioEndpoint& endpoint, std::u16string_view root) {
+  if (!InView(endpoint) || !BelongsTo(endpoint, root)) return std::nullopt;
+  if (endpoint.builtFor) return endpoint.builtFor;
+  if (!endpoint.cable) return std::nullopt;
+  return CableFlow{endpoint.cable->value, endpoint.capture ? 1U : 0U};
+}
+
 bool IsCable(const AudioEndpoint& endpoint, std::u16string_view root, CableFlow cable) {
-  if (!InView(endpoint) || !BelongsTo(endpoint, root)) return false;
-  if (endpoint.builtFor) return *endpoint.builtFor == cable;
-  return endpoint.cable && endpoint.cable->value == cable.first &&
-         endpoint.capture == (cable.second != 0);
+  return CableInView(endpoint, root) == cable;
 }
 
 // ------------------------------------------------------------------------------------------------
@@ -125,7 +129,7 @@ void SetChildState(Device& child, std::uint32_t endpointState) {
 }
 
 void AddChildDevice(Machine& machine, const AudioEndpoint& endpoint) {
-  if (machine.devices.Find(ChildId(endpoint)) != nullptr) return;
+  if (std::as_const(machine.devices).Find(ChildId(endpoint)) != nullptr) return;
   Device child;
   child.instanceId = ChildId(endpoint);
   child.enumerator = u"SWD";
@@ -140,15 +144,18 @@ void AddChildDevice(Machine& machine, const AudioEndpoint& endpoint) {
 /// Assumed: the child of an endpoint that is not present leaves no trace in the device tree.
 /// Question: are the children of a removed or disabled device still listed without DIGCF_PRESENT?
 void EraseChild(Machine& machine, const AudioEndpoint& endpoint) {
-  const std::u16string id = ChildId(endpoint);
-  std::erase_if(machine.devices.devices,
-                [&](const Device& device) { return IsSameDevice(device.instanceId, id); });
+  machine.devices.devices.Erase(ChildId(endpoint));
 }
 
 void EraseChildren(Machine& machine, std::u16string_view root) {
-  std::erase_if(machine.devices.devices, [&](const Device& device) {
-    return device.classGuid == kAudioEndpointClass && IsSameDevice(device.parent, root);
-  });
+  Devices& devices = machine.devices.devices;
+  std::vector<std::u16string> children;
+  for (const Device* child = devices.FirstBelow(root); child != nullptr;
+       child = devices.NextBelow(*child)) {
+    if (child->classGuid == kAudioEndpointClass) children.push_back(child->instanceId);
+  }
+  for (const std::u16string& child : children)
+    devices.Erase(child);
 }
 
 // ------------------------------------------------------------------------------------------------
@@ -209,7 +216,7 @@ std::u16string IdOfCable(Machine& machine, CableFlow cable, RememberedEndpoint& 
 /// The id for a second endpoint of a cable: one that is out of view, or a new one.
 std::u16string IdOfDouble(Machine& machine, std::u16string_view root, CableFlow cable,
                           const RememberedEndpoint& memory) {
-  for (const AudioEndpoint& endpoint : machine.audio.endpoints) {
+  for (const AudioEndpoint& endpoint : std::as_const(machine.audio.endpoints)) {
     if (!InView(endpoint) && BelongsTo(endpoint, root) && endpoint.builtFor == cable &&
         !IsSameName(endpoint.id, memory.id)) {
       return endpoint.id;
@@ -222,7 +229,9 @@ std::u16string IdOfDouble(Machine& machine, std::u16string_view root, CableFlow 
 AudioEndpoint& EntryOf(Machine& machine, const std::u16string& id) {
   AudioEndpoint* endpoint = FindEndpoint(machine, id);
   if (endpoint != nullptr) return *endpoint;
-  machine.audio.endpoints.emplace_back().id = id;
+  AudioEndpoint made;
+  made.id = id;
+  machine.audio.endpoints.push_back(std::move(made));
   return machine.audio.endpoints.back();
 }
 
@@ -250,29 +259,33 @@ void PublishCable(Machine& machine, std::u16string_view root, CableFlow cable, b
   }
 }
 
-std::size_t CountInView(const Machine& machine, std::u16string_view root, CableFlow cable) {
-  const auto& endpoints = machine.audio.endpoints;
-  return static_cast<std::size_t>(
-      std::count_if(endpoints.begin(), endpoints.end(),
-                    [&](const AudioEndpoint& endpoint) { return IsCable(endpoint, root, cable); }));
+/// How many endpoints of each of the device's cables are in view.
+std::map<CableFlow, std::size_t> CountInView(const Machine& machine, std::u16string_view root) {
+  std::map<CableFlow, std::size_t> counts;
+  for (const AudioEndpoint& endpoint : machine.audio.endpoints) {
+    if (const auto cable = CableInView(endpoint, root)) ++counts[*cable];
+  }
+  return counts;
 }
 
 /// Publishes the wanted endpoints that are not in view, of one cable or of all.
 void PublishWanted(Machine& machine, std::u16string_view root, std::optional<CableFlow> only,
                    bool withLate) {
-  const Device* device = machine.devices.Find(root);
+  const Device* device = std::as_const(machine.devices).Find(root);
   if (device == nullptr || !device->present || !device->resident || !IsStarted(*device)) return;
   if (!AudioServicesRun(machine)) return;
   MakeEndpointRecordKeys(machine);
   const std::u16string id = device->instanceId;
+  std::map<CableFlow, std::size_t> inView = CountInView(machine, id);
   std::map<CableFlow, std::size_t> numbers;
   for (const CableFlow& cable : WantedCables(machine, *device)) {
     const std::size_t number = ++numbers[cable];
     if (only && *only != cable) continue;
     if (!withLate && machine.audio.late.contains(cable)) {
       PlanOnce(machine, machine.audio.lateDelay, EventKind::PublishLateEndpoints, id);
-    } else if (CountInView(machine, id, cable) < number) {
+    } else if (inView[cable] < number) {
       PublishCable(machine, id, cable, number > 1);
+      ++inView[cable];
     }
   }
 }
@@ -329,7 +342,7 @@ void PublishLateEndpoints(Machine& machine, std::u16string_view rootInstanceId) 
 }
 
 void PublishEndpointChildren(Machine& machine, std::u16string_view rootInstanceId) {
-  for (const AudioEndpoint& endpoint : machine.audio.endpoints) {
+  for (const AudioEndpoint& endpoint : std::as_const(machine.audio.endpoints)) {
     if (InView(endpoint) && BelongsTo(endpoint, rootInstanceId)) AddChildDevice(machine, endpoint);
   }
 }
@@ -353,7 +366,7 @@ void WithdrawEndpoints(Machine& machine, std::u16string_view rootInstanceId) {
 }
 
 void IdleEndpointRecords(Machine& machine, std::u16string_view rootInstanceId) {
-  for (const AudioEndpoint& endpoint : machine.audio.endpoints) {
+  for (const AudioEndpoint& endpoint : std::as_const(machine.audio.endpoints)) {
     if (!InView(endpoint) && BelongsTo(endpoint, rootInstanceId)) UpdateRecord(machine, endpoint);
   }
 }
@@ -439,8 +452,8 @@ void LoseEndpoint(Machine& machine, std::u16string_view endpointId) {
   const AudioEndpoint* endpoint = FindEndpoint(machine, endpointId);
   if (endpoint == nullptr) return;
   EraseChild(machine, *endpoint);
-  machine.audio.endpoints.erase(machine.audio.endpoints.begin() +
-                                (endpoint - machine.audio.endpoints.data()));
+  std::vector<AudioEndpoint>& endpoints = machine.audio.endpoints.Write();
+  endpoints.erase(endpoints.begin() + (endpoint - endpoints.data()));
 }
 
 }  // namespace vorn::platform::simulated

@@ -46,18 +46,4 @@ std::uint64_t FileIndexOf(NodeId id, const Node& node) {
   return node.reportedIndex.value_or(kFirstSequence | id);
 }
 
-Node& NodeTable::at(NodeId id) {
-  std::shared_ptr<const Node>& node = nodes_.at(id);
-  if (node.use_count() > 1) node = std::make_shared<Node>(*node);
-  // Every node was created writable, and only this table holds this one.
-  return const_cast<Node&>(*node);  // NOLINT(cppcoreguidelines-pro-type-const-cast)
-}
-
-bool operator==(const NodeTable& left, const NodeTable& right) {
-  return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                    [](const auto& a, const auto& b) {
-                      return a.first == b.first && (a.second == b.second || *a.second == *b.second);
-                    });
-}
-
 }  // namespace vorn::platform::simulated

@@ -1,12 +1,13 @@
 #pragma once
 
 // What the disks hold: nodes, which are files or folders, and the names that lead to them. A name
-// is an entry of a folder, so two hard links are two names of one node. Copies of a machine share
-// the table of nodes until one of them writes, so that copying and comparing machines is cheap.
+// is an entry of a folder, so two hard links are two names of one node.
 
+#include "platform/simulated/copy_on_write.h"
 #include "platform/simulated/security_model.h"
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -51,9 +52,9 @@ struct Node {
   bool directory = false;
   std::uint32_t attributes = 0;  // without DIRECTORY and REPARSE_POINT, which the node implies
   std::shared_ptr<const Bytes> content = std::make_shared<const Bytes>();
-  std::uint64_t zeroTail = 0;               // zero bytes after `content`, which take no memory
-  std::map<std::u16string, Entry> entries;  // of a folder, by upper-cased name
-  Place place;                              // of a folder: its own name
+  std::uint64_t zeroTail = 0;  // zero bytes after `content`, which take no memory
+  std::map<std::u16string, Entry, std::less<>> entries;  // of a folder, by upper-cased name
+  Place place;                                           // of a folder: its own name
   ReparseKind reparse = ReparseKind::None;
   std::u16string reparseTarget;
   SecurityRecord security;
@@ -78,33 +79,7 @@ std::uint64_t FileSize(const Node& node);
 /// sequence number above.
 std::uint64_t FileIndexOf(NodeId id, const Node& node);
 
-/// All nodes by number. A reference from the non-const `at` is valid until the table is copied.
-class NodeTable {
- public:
-  /// The node; null when there is none.
-  const Node* Find(NodeId id) const {
-    const auto found = nodes_.find(id);
-    return found == nodes_.end() ? nullptr : found->second.get();
-  }
-  bool contains(NodeId id) const { return nodes_.contains(id); }
-  std::size_t size() const { return nodes_.size(); }
-
-  /// The node, which must exist; the non-const overload allows writing.
-  const Node& Get(NodeId id) const { return *nodes_.at(id); }
-  const Node& at(NodeId id) const { return Get(id); }
-  Node& at(NodeId id);
-
-  void Put(NodeId id, Node node) { nodes_[id] = std::make_shared<Node>(std::move(node)); }
-  void Erase(NodeId id) { nodes_.erase(id); }
-
-  /// Pairs of a number and a shared pointer to the node.
-  auto begin() const { return nodes_.begin(); }
-  auto end() const { return nodes_.end(); }
-
-  friend bool operator==(const NodeTable& left, const NodeTable& right);
-
- private:
-  std::map<NodeId, std::shared_ptr<const Node>> nodes_;
-};
+/// All nodes by number.
+using NodeTable = SharedTable<NodeId, Node>;
 
 }  // namespace vorn::platform::simulated

@@ -211,8 +211,7 @@ class Opener {
     open.place = place;
     open.access = granted_;
     open.share = request_.share;
-    const OpenKey key = {node, files_.nextOpen++};
-    files_.opens.emplace(key, std::move(open));
+    const OpenKey key = {node, AddOpen(files_, node, std::move(open))};
     if (Wants(request_, FILE_DELETE_ON_CLOSE)) {
       files_.nodes.at(place.folder).entries.at(place.key).deletePending = true;
     }

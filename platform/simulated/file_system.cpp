@@ -337,14 +337,19 @@ void ReleaseHold(FileSystem& files, std::uint64_t number) {
 }
 
 void ReleaseHoldsUntil(FileSystem& files, std::uint64_t tick) {
-  const auto isOver = [tick](const auto& held) {
-    return held.second.until != 0 && held.second.until <= tick;
-  };
-  for (auto open = std::find_if(files.opens.begin(), files.opens.end(), isOver);
-       open != files.opens.end();
-       open = std::find_if(files.opens.begin(), files.opens.end(), isOver)) {
-    ReleaseOpen(files, OpenKey(open->first));
+  if (tick < files.nextRelease) return;
+  std::vector<OpenKey> over;
+  files.nextRelease = kNever;
+  for (const auto& [key, open] : files.opens) {
+    if (open.until == 0) continue;
+    if (open.until <= tick) {
+      over.push_back(key);
+    } else {
+      files.nextRelease = std::min(files.nextRelease, open.until);
+    }
   }
+  for (const OpenKey& key : over)
+    ReleaseOpen(files, key);
 }
 
 std::size_t CountOwnOpens(const FileSystem& files) {

@@ -8,6 +8,7 @@
 
 #include <compare>
 #include <cstdint>
+#include <limits>
 #include <map>
 #include <optional>
 #include <string>
@@ -52,6 +53,9 @@ struct Open {
   friend bool operator==(const Open&, const Open&) = default;
 };
 
+/// A tick that does not come.
+inline constexpr std::uint64_t kNever = std::numeric_limits<std::uint64_t>::max();
+
 struct FileSystem {
   std::vector<Volume> volumes;
   std::map<std::u16string, std::u16string> dosDevices;  // upper-cased "C:" to its NT target
@@ -59,6 +63,7 @@ struct FileSystem {
   NodeId nextNode = 5;  // as on NTFS, whose volumes use the first numbers for their own files
   std::map<OpenKey, Open> opens;
   std::uint64_t nextOpen = 1;
+  std::uint64_t nextRelease = kNever;  // no other process closes anything before this tick
   std::uint64_t scanMs = 0;  // how long a scanner holds what was just written; 0: there is none
   std::u16string windowsFolder = u"C:\\Windows";
   std::u16string tempFolder = u"C:\\Users\\operator\\AppData\\Local\\Temp\\";

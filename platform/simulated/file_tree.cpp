@@ -4,7 +4,10 @@
 #include "platform/simulated/upper_case.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
+#include <span>
+#include <vector>
 
 namespace vorn::platform::simulated {
 
@@ -51,6 +54,15 @@ bool AllZero(const std::uint8_t* bytes, std::size_t count) {
   return count == 0 || (bytes[0] == 0 && std::memcmp(bytes, bytes + 1, count - 1) == 0);
 }
 
+/// The name in upper case, in the room if it fits.
+std::u16string_view UpperCased(std::u16string_view name, std::span<char16_t> room,
+                               std::u16string& longer) {
+  if (name.size() > room.size()) return longer = ToUpperName(name);
+  std::transform(name.begin(), name.end(), room.begin(),
+                 [](char16_t unit) { return ToUpperName(unit); });
+  return {room.data(), name.size()};
+}
+
 void SetSize(Node& node, std::uint64_t size) {
   if (size >= node.content->size()) {
     node.zeroTail = size - node.content->size();
@@ -67,8 +79,9 @@ Place PlaceOf(NodeId folder, std::u16string_view name) {
 }
 
 const Entry* FindEntry(const Node& folder, std::u16string_view name, std::u16string* key) {
-  const std::u16string upper = ToUpperName(name);
-  auto found = folder.entries.find(upper);
+  std::array<char16_t, 255> room;  // for every name that a volume takes
+  std::u16string longer;
+  auto found = folder.entries.find(UpperCased(name, room, longer));
   if (found == folder.entries.end() && name.find(kAliasMark) != std::u16string_view::npos) {
     found = std::find_if(folder.entries.begin(), folder.entries.end(), [&](const auto& entry) {
       return IsSameName(entry.second.shortName, name);
@@ -138,11 +151,16 @@ bool IsOpen(const FileSystem& files, NodeId node) {
   return first != files.opens.end() && first->first.node == node;
 }
 
-std::uint64_t AddForeignOpen(FileSystem& files, NodeId node, Open open) {
+std::uint64_t AddOpen(FileSystem& files, NodeId node, Open open) {
   const std::uint64_t number = files.nextOpen++;
-  open.foreign = true;
+  if (open.until != 0) files.nextRelease = std::min(files.nextRelease, open.until);
   files.opens.emplace(OpenKey{node, number}, std::move(open));
   return number;
+}
+
+std::uint64_t AddForeignOpen(FileSystem& files, NodeId node, Open open) {
+  open.foreign = true;
+  return AddOpen(files, node, std::move(open));
 }
 
 void ReleaseOpen(FileSystem& files, const OpenKey& key) {
@@ -170,11 +188,19 @@ Volume& VolumeOf(FileSystem& files, const Node& node) {
 
 std::u16string PathBelowRoot(const FileSystem& files, const Place& place) {
   if (place.folder == 0) return u"\\";
-  std::u16string path;
+  std::vector<std::u16string_view> names;  // from the last one up
+  std::size_t length = 0;
   for (const Place* at = &place; at->folder != 0; at = &files.nodes.Get(at->folder).place) {
     const Entry* entry = FindEntry(files, *at);
     if (entry == nullptr) return {};
-    path = u"\\" + entry->name + path;
+    names.push_back(entry->name);
+    length += entry->name.size() + 1;
+  }
+  std::u16string path;
+  path.reserve(length);
+  for (auto name = names.rbegin(); name != names.rend(); ++name) {
+    path += u'\\';
+    path += *name;
   }
   return path;
 }

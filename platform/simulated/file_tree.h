@@ -39,6 +39,9 @@ bool IsWithin(const FileSystem& files, NodeId folder, NodeId above);
 
 bool IsOpen(const FileSystem& files, NodeId node);
 
+/// Records an open of a node; returns its number.
+std::uint64_t AddOpen(FileSystem& files, NodeId node, Open open);
+
 /// Another process has the node open from now on; returns the number of the open.
 std::uint64_t AddForeignOpen(FileSystem& files, NodeId node, Open open);
 

@@ -63,11 +63,18 @@ std::u16string DecodeToEnd(const Bytes& content) {
 
 /// Observed: white space of any script is blank, except the line feed.
 bool IsBlank(char16_t unit) {
+  if (unit > u' ' && unit < 0x80) return false;  // most units of an INF
   constexpr std::u16string_view kBlanks =
       u" \t\v\f\r\u0085\u00A0\u1680\u2000\u2001\u2002\u2003\u2004\u2005\u2006\u2007\u2008\u2009"
       u"\u200A"
       u"\u2028\u2029\u202F\u205F\u3000";
   return kBlanks.find(unit) != std::u16string_view::npos;
+}
+
+/// Whether a unit is part of a field whatever stands around it.
+bool IsOrdinary(char16_t unit) {
+  return unit > u' ' && unit < 0x80 && unit != u',' && unit != u';' && unit != u'=' &&
+         unit != u'"' && unit != u'\\';
 }
 
 }  // namespace
@@ -77,7 +84,9 @@ bool IsBlank(char16_t unit) {
 /// Reads the text once, front to back.
 class InfParser {
  public:
-  explicit InfParser(std::u16string source) : source_(std::move(source)) {}
+  explicit InfParser(std::u16string source) : source_(std::move(source)) {
+    inf_.text_.reserve(source_.size());
+  }
 
   std::variant<ParsedInf, InfError> Parse() {
     while (!AtEnd()) {
@@ -181,7 +190,9 @@ class InfParser {
         inf_.text_.push_back(source_[position_++]);
         continue;
       }
-      if (Here() == u'\\') {
+      if (IsOrdinary(Here())) {
+        ParseOrdinary();
+      } else if (Here() == u'\\') {
         ParseBackslashes(end);
       } else if (Here() == u'"') {
         ParseQuoted();
@@ -193,6 +204,13 @@ class InfParser {
     inf_.text_.resize(std::min(end, start + kMaxFieldUnits));
     inf_.fields_.push_back(
         {static_cast<std::uint32_t>(start), static_cast<std::uint32_t>(inf_.text_.size() - start)});
+  }
+
+  void ParseOrdinary() {
+    const std::size_t start = position_;
+    while (!AtEnd() && IsOrdinary(source_[position_]))
+      ++position_;
+    inf_.text_.append(source_, start, position_ - start);
   }
 
   void ParseQuoted() {

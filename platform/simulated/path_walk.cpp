@@ -17,18 +17,18 @@ constexpr int kMostLinks = 63;
 
 constexpr std::u16string_view kDosDevices[] = {u"\\??\\", u"\\DosDevices\\", u"\\GLOBAL??\\"};
 
-std::vector<std::u16string> SplitSteps(std::u16string_view text) {
-  std::vector<std::u16string> pieces;
+std::vector<std::u16string_view> SplitSteps(std::u16string_view text) {
+  std::vector<std::u16string_view> pieces;
   std::size_t start = 0;
   while (start <= text.size()) {
     const std::size_t end = std::min(text.find(u'\\', start), text.size());
-    pieces.emplace_back(text.substr(start, end - start));
+    pieces.push_back(text.substr(start, end - start));
     start = end + 1;
   }
   return pieces;
 }
 
-std::u16string Join(const std::vector<std::u16string>& pieces, std::size_t from) {
+std::u16string Join(const std::vector<std::u16string_view>& pieces, std::size_t from) {
   std::u16string text;
   for (std::size_t i = from; i < pieces.size(); ++i) {
     text += u'\\';
@@ -39,13 +39,14 @@ std::u16string Join(const std::vector<std::u16string>& pieces, std::size_t from)
 
 /// Resolves a relative link's target from the folder that holds the link; "." and ".." are steps.
 std::u16string Resolve(std::u16string folder, std::u16string_view target) {
-  for (const std::u16string& step : SplitSteps(target)) {
+  for (const std::u16string_view step : SplitSteps(target)) {
     if (step.empty() || step == u".") continue;
     if (step == u"..") {
       const std::size_t last = folder.rfind(u'\\');
       if (last != std::u16string::npos) folder.resize(last);
     } else {
-      folder += u'\\' + step;
+      folder += u'\\';
+      folder += step;
     }
   }
   return folder;
@@ -99,7 +100,8 @@ class Walker {
   Walked Once(const std::u16string& name) {
     if (!name.starts_with(u'\\')) return Failed(STATUS_OBJECT_PATH_SYNTAX_BAD);
     for (const std::u16string_view root : kDosDevices) {
-      if (StartsWithName(name, root)) return ThroughDosDevice(name.substr(root.size()));
+      if (StartsWithName(name, root))
+        return ThroughDosDevice(std::u16string_view(name).substr(root.size()));
     }
     for (const Volume& volume : files_.volumes) {
       if (!StartsWithName(name, volume.device)) continue;
@@ -149,9 +151,8 @@ class Walker {
     const bool trailing = path.ends_with(u'\\');
     if (trailing) path.remove_suffix(1);
     if (path.empty()) return trailing ? Failed(STATUS_OBJECT_NAME_INVALID) : walked;
-    const std::vector<std::u16string> names = SplitSteps(path);
-    if (!std::all_of(names.begin(), names.end(),
-                     [](const std::u16string& name) { return IsValidNtName(name); })) {
+    const std::vector<std::u16string_view> names = SplitSteps(path);
+    if (!std::all_of(names.begin(), names.end(), IsValidNtName)) {
       return Failed(STATUS_OBJECT_NAME_INVALID);
     }
     for (std::size_t i = 0; i < names.size(); ++i) {
@@ -174,7 +175,7 @@ class Walker {
     return walked;
   }
 
-  static Walked Missing(NodeId folder, const std::u16string& name, bool last) {
+  static Walked Missing(NodeId folder, std::u16string_view name, bool last) {
     if (!last) return Failed(STATUS_OBJECT_PATH_NOT_FOUND);
     Walked walked = Failed(STATUS_OBJECT_NAME_NOT_FOUND);
     walked.place = PlaceOf(folder, name);

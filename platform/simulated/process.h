@@ -66,7 +66,7 @@ class Process {
   bool logCalls = false;
   std::vector<CallRecord> calls;  // when logCalls is set
   std::uint64_t callCount = 0;    // of all calls
-  std::map<std::string, std::uint32_t, std::less<>> callCounts;
+  CallCounts callCounts;
   std::function<void()> watch;  // after each call, and after each planned event within one
   bool killed = false;          // its calls no longer have any effect
   std::uint64_t deadTicks = 0;

@@ -49,13 +49,7 @@ std::uint32_t MapGeneric(std::uint32_t access) {
 
 /// All rights on a key that its descriptor grants to the process.
 std::uint32_t MaximumAccess(const SecurityRecord& security) {
-  std::uint32_t granted = 0;
-  for (std::uint32_t right = 1; right <= KEY_ALL_ACCESS; right <<= 1) {
-    if ((right & KEY_ALL_ACCESS) != 0 && IsGranted(security, Process::Current().token, right)) {
-      granted |= right;
-    }
-  }
-  return granted;
+  return GrantedRights(security, Process::Current().token, KEY_ALL_ACCESS);
 }
 
 /// The rights of a handle opened with `desired`; nothing when they are denied.
@@ -149,7 +143,7 @@ Target OpenBelow(HKEY handle, const char16_t* subkey, std::uint32_t options,
   const bool openLink = (options & REG_OPTION_OPEN_LINK) != 0;
   const auto key = FindBelow(TheRegistry(), parent.key, path, openLink);
   if (!key) return {ERROR_FILE_NOT_FOUND};
-  const std::uint32_t planned = TheRegistry().keys.at(*key).openError;
+  const std::uint32_t planned = TheRegistry().keys.Get(*key).openError;
   if (planned != ERROR_SUCCESS) return {planned};
   const auto granted = (options & REG_OPTION_BACKUP_RESTORE) != 0 ? GrantBackupRestore()
                                                                   : GrantAccess(*key, desired);
@@ -260,7 +254,7 @@ LSTATUS ReadValue(HKEY handle, const char16_t* subkey, const char16_t* name, std
       here ? TargetOf(handle) : OpenBelow(handle, subkey, 0, KEY_QUERY_VALUE | KEY_WOW64_64KEY);
   if (target.error != ERROR_SUCCESS) return Code(target.error);
   if ((target.granted & KEY_QUERY_VALUE) == 0) return Code(ERROR_ACCESS_DENIED);
-  const Key& key = TheRegistry().keys.at(target.key);
+  const Key& key = TheRegistry().keys.Get(target.key);
   const RegistryValue* value = FindValue(key, name == nullptr ? u"" : name);
   if (value == nullptr) return Code(ERROR_FILE_NOT_FOUND);
   if (type != nullptr) {
@@ -282,7 +276,7 @@ NTSTATUS Delete(HKEY handle) {
   if (target.error != ERROR_SUCCESS || handle == HKEY_LOCAL_MACHINE) return STATUS_INVALID_HANDLE;
   if ((target.granted & DELETE) == 0) return STATUS_ACCESS_DENIED;
   Registry& registry = TheRegistry();
-  const Key& key = registry.keys.at(target.key);
+  const Key& key = registry.keys.Get(target.key);
   if (key.deleteStatus != STATUS_SUCCESS) return key.deleteStatus;
   // Documented: a key with subkeys cannot be deleted. Observed: Wine refuses to delete a key with
   // subkeys as STATUS_ACCESS_DENIED.

@@ -37,22 +37,28 @@ std::u16string_view TakeComponent(std::u16string_view& path) {
   return component;
 }
 
+/// Where the child of that name is in the list of its parent, or would be.
+std::vector<KeyId>::const_iterator PlaceOfChild(const Registry& registry, const Key& parent,
+                                                std::u16string_view name) {
+  return std::lower_bound(parent.children.begin(), parent.children.end(), name,
+                          [&](KeyId child, std::u16string_view wanted) {
+                            return IsNameBefore(registry.keys.Get(child).name, wanted);
+                          });
+}
+
 KeyId AddSubkey(Registry& registry, KeyId parent, std::u16string_view name) {
   const KeyId id = registry.nextKey++;
-  Key& key = registry.keys[id];
+  Key key;
   key.name = name;
   key.parent = parent;
-  const std::u16string upper = ToUpperName(name);
-  auto& children = registry.keys.at(parent).children;
-  const auto place = std::find_if(children.begin(), children.end(), [&](KeyId child) {
-    return upper < ToUpperName(registry.keys.at(child).name);
-  });
-  children.insert(place, id);
+  Key& above = registry.keys.at(parent);
+  above.children.insert(PlaceOfChild(registry, above, name), id);
+  registry.keys.Put(id, std::move(key));
   return id;
 }
 
 void RemoveKeyTree(Registry& registry, KeyId key) {
-  const std::vector<KeyId> children = registry.keys.at(key).children;
+  const std::vector<KeyId> children = registry.keys.Get(key).children;
   for (const KeyId child : children)
     RemoveKeyTree(registry, child);
   RemoveKey(registry, key);
@@ -62,7 +68,9 @@ void RemoveKeyTree(Registry& registry, KeyId key) {
 
 Registry::Registry() {
   localMachine = nextKey++;
-  keys[localMachine].name = u"HKEY_LOCAL_MACHINE";
+  Key key;
+  key.name = u"HKEY_LOCAL_MACHINE";
+  keys.Put(localMachine, std::move(key));
 }
 
 KeyId MakeKey(Registry& registry, std::u16string_view path) {
@@ -116,10 +124,11 @@ KeyId MakeChild(Registry& registry, KeyId parent, std::u16string_view name) {
 }
 
 std::optional<KeyId> FindChild(const Registry& registry, KeyId parent, std::u16string_view name) {
-  for (const KeyId child : registry.keys.at(parent).children) {
-    if (IsSameName(registry.keys.at(child).name, name)) return child;
-  }
-  return std::nullopt;
+  const Key& above = registry.keys.Get(parent);
+  const auto place = PlaceOfChild(registry, above, name);
+  const bool found =
+      place != above.children.end() && IsSameName(registry.keys.Get(*place).name, name);
+  return found ? std::optional(*place) : std::nullopt;
 }
 
 const RegistryValue* FindValue(const Key& key, std::u16string_view name) {
@@ -166,8 +175,10 @@ const SecurityRecord& SecurityOf(const Registry& registry, KeyId key) {
 
 void RemoveKey(Registry& registry, KeyId key) {
   if (key == registry.localMachine) return;
-  std::erase(registry.keys.at(registry.keys.at(key).parent).children, key);
-  registry.keys.erase(key);
+  const Key& record = registry.keys.Get(key);
+  Key& parent = registry.keys.at(record.parent);
+  parent.children.erase(PlaceOfChild(registry, parent, record.name));
+  registry.keys.Erase(key);
 }
 
 }  // namespace vorn::platform::simulated

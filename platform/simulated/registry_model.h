@@ -2,11 +2,11 @@
 
 // The simulated machine's registry: the local machine's 64-bit view as a tree of keys.
 
+#include "platform/simulated/copy_on_write.h"
 #include "platform/simulated/file_system.h"
 #include "platform/simulated/security_model.h"
 
 #include <cstdint>
-#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -28,7 +28,7 @@ using KeyId = std::uint64_t;
 struct Key {
   std::u16string name;  // as originally written
   KeyId parent = 0;
-  std::vector<KeyId> children;  // in listing order
+  std::vector<KeyId> children;  // in the order of their upper-cased names
   std::vector<RegistryValue> values;
   std::optional<SecurityRecord> security;    // missing: the parent's applies
   std::optional<std::u16string> linkTarget;  // of a symbolic link: a path below HKEY_LOCAL_MACHINE
@@ -42,7 +42,7 @@ struct Key {
 struct Registry {
   Registry();
 
-  std::map<KeyId, Key> keys;
+  SharedTable<KeyId, Key> keys;
   KeyId localMachine = 0;  // always exists
   KeyId nextKey = 1;
 

@@ -27,7 +27,7 @@ void ScanWritten(Machine& machine, NodeId file, const Place& place) {
   open.foreign = true;
   open.until = machine.clock.tick + files.scanMs;
   open.description = u"virus scanner";
-  files.opens.emplace(OpenKey{file, files.nextOpen++}, std::move(open));
+  AddOpen(files, file, std::move(open));
 }
 
 }  // namespace vorn::platform::simulated

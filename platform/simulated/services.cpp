@@ -83,7 +83,7 @@ bool Start(SC_HANDLE handle) {
 /// A device that started while a service was down is still waiting for its endpoints.
 void BuildForStartedDevices(Machine& machine) {
   std::vector<std::u16string> waiting;
-  for (const Device& device : machine.devices.devices) {
+  for (const Device& device : std::as_const(machine.devices.devices)) {
     if (device.present && device.resident && IsStarted(device)) {
       waiting.push_back(device.instanceId);
     }

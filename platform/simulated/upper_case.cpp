@@ -60,6 +60,12 @@ bool IsSameName(std::u16string_view left, std::u16string_view right) {
          });
 }
 
+bool IsNameBefore(std::u16string_view left, std::u16string_view right) {
+  return std::lexicographical_compare(
+      left.begin(), left.end(), right.begin(), right.end(),
+      [](char16_t one, char16_t other) { return ToUpperName(one) < ToUpperName(other); });
+}
+
 bool StartsWithName(std::u16string_view name, std::u16string_view start) {
   return name.size() >= start.size() && IsSameName(name.substr(0, start.size()), start);
 }

@@ -24,6 +24,9 @@ std::u16string ToUpperName(std::u16string_view name);
 /// Whether two names are the same name.
 bool IsSameName(std::u16string_view left, std::u16string_view right);
 
+/// Whether a name comes before another in the order of their capitals, in which a hive keeps keys.
+bool IsNameBefore(std::u16string_view left, std::u16string_view right);
+
 /// Whether a name begins with another.
 bool StartsWithName(std::u16string_view name, std::u16string_view start);
 

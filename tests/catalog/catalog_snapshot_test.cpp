@@ -85,7 +85,7 @@ struct Taken {
   CatalogSnapshot snapshot;
   std::vector<CallRecord> calls;
   std::uint64_t callCount = 0;
-  std::map<std::string, std::uint32_t, std::less<>> callCounts;
+  platform::simulated::CallCounts callCounts;
   int apartments = 0;
   std::map<ObjectKind, std::size_t> open;
 

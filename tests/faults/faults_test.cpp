@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <gtest/gtest.h>
+#include <map>
 #include <set>
 #include <string>
 #include <tuple>
@@ -73,12 +74,19 @@ bool TakesEveryPair(Phase phase, const Scenario& scenario) {
 
 }  // namespace
 
+/// The undisturbed run of a scenario, made once for all phases.
+const Undisturbed& UndisturbedOf(const Scenario& scenario) {
+  static std::map<std::string, Undisturbed> runs;
+  const auto known = runs.find(scenario.Name());
+  if (known != runs.end()) return known->second;
+  return runs.emplace(scenario.Name(), RunUndisturbed(scenario, {!IsFullForm(), true}))
+      .first->second;
+}
+
 class Faults : public testing::TestWithParam<std::tuple<Phase, Command>> {
  protected:
   void RunScenario(Phase phase, const Scenario& scenario, ShardReport& report) {
-    const bool crashes = phase == Phase::Crashes || phase == Phase::DoubleCrashes;
-    const Undisturbed undisturbed =
-        RunUndisturbed(scenario, {!crashes && phase != Phase::Pairs && !IsFullForm(), crashes});
+    const Undisturbed& undisturbed = UndisturbedOf(scenario);
     ++report.machines;
     report.calls += undisturbed.places.size();
     for (const Plan& plan : Choose(phase, scenario, undisturbed, report))

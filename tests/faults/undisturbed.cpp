@@ -3,11 +3,10 @@
 #include "tests/faults/fault_plans.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdlib>
-#include <execinfo.h>
 #include <stdexcept>
 #include <string_view>
+#include <unwind.h>
 
 namespace vorn::tests {
 
@@ -17,16 +16,25 @@ using model::Machine;
 
 namespace {
 
-/// A hash of the current call stack. Only equality is meaningful.
-std::uint64_t PresentSite() {
-  std::array<void*, 64> frames = {};
-  const int depth = backtrace(frames.data(), static_cast<int>(frames.size()));
+/// A walk up the call stack, as far as the frame at `base`.
+struct StackWalk {
+  std::uintptr_t base = 0;
   std::uint64_t hash = 14695981039346656037ULL;
-  for (int i = 0; i < depth; ++i) {
-    hash ^= reinterpret_cast<std::uintptr_t>(frames[static_cast<std::size_t>(i)]);
-    hash *= 1099511628211ULL;
-  }
-  return hash;
+};
+
+_Unwind_Reason_Code AddFrame(_Unwind_Context* context, void* walk) {
+  auto& stack = *static_cast<StackWalk*>(walk);
+  if (_Unwind_GetCFA(context) >= stack.base) return _URC_END_OF_STACK;
+  stack.hash = (stack.hash ^ _Unwind_GetIP(context)) * 1099511628211ULL;
+  return _URC_NO_REASON;
+}
+
+/// A hash of the call stack below the frame at `base`, which all runs have above them. Only
+/// equality is meaningful.
+std::uint64_t PresentSite(std::uintptr_t base) {
+  StackWalk stack{base};
+  _Unwind_Backtrace(&AddFrame, &stack);
+  return stack.hash;
 }
 
 std::vector<model::Open> ForeignOpens(const Machine& machine) {
@@ -49,13 +57,14 @@ bool IsSameWorld(const Machine& one, const Machine& other) {
 /// Recorded for each call as it is made.
 struct Notes {
   Look look;
+  std::uintptr_t base = 0;  // of the stack that all runs have in common
   std::vector<std::uint64_t> sites;
   std::vector<bool> newWorlds;
   Machine last;
 };
 
 void Note(Notes& notes, const Machine& machine) {
-  notes.sites.push_back(notes.look.sites ? PresentSite() : 0);
+  notes.sites.push_back(notes.look.sites ? PresentSite(notes.base) : 0);
   notes.newWorlds.push_back(notes.look.worlds && !IsSameWorld(notes.last, machine));
   if (notes.newWorlds.back()) notes.last = machine;
 }
@@ -114,7 +123,7 @@ std::vector<model::Fault> BusyMachine() {
 
 Undisturbed RunUndisturbed(const Scenario& scenario, const Look& look) {
   Machine machine = scenario.start->machine;
-  Notes notes{look, {}, {}, machine};
+  Notes notes{look, reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0)), {}, {}, machine};
   model::Fault watcher;
   watcher.last = model::kEveryLaterCall;
   watcher.kind = model::FaultKind::Change;

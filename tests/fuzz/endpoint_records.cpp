@@ -47,7 +47,7 @@ void AddRecord(Registry& registry, InputReader& input) {
   if (choice & 8) PutDword(registry, properties, kMarker, input.Byte());
   if (choice & 16) PutDword(registry, record, u"DeviceState", input.Byte());
   if (choice & 32) MakeKey(registry, record + u"\\" + NameOf(input) + u"\\" + NameOf(input));
-  if (choice & 128) registry.keys[key].deleteStatus = input.Byte() & 1 ? -1073741790 : 0;
+  if (choice & 128) registry.keys.at(key).deleteStatus = input.Byte() & 1 ? -1073741790 : 0;
 }
 
 bool IsMarked(const Registry& registry, KeyId record) {
@@ -82,10 +82,10 @@ void CheckNothingElseChanged(const Registry& before, const Registry& after,
                              const std::set<KeyId>& ours) {
   for (const auto& [id, key] : before.keys) {
     if (ours.contains(id)) continue;
-    const auto kept = after.keys.find(id);
-    Require(kept != after.keys.end(), "no foreign key is deleted");
-    Require(kept->second.values == key.values, "no foreign value is changed");
-    Require(kept->second.name == key.name && kept->second.parent == key.parent, "none is moved");
+    const Key* const kept = after.keys.Find(id);
+    Require(kept != nullptr, "no foreign key is deleted");
+    Require(kept->values == key->values, "no foreign value is changed");
+    Require(kept->name == key->name && kept->parent == key->parent, "none is moved");
   }
   for (const auto& [id, key] : after.keys)
     Require(before.keys.contains(id), "no key is created");

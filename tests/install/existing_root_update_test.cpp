@@ -285,8 +285,8 @@ TEST(ExistingRootUpdate, AcceptsABaselineThatPlugAndPlayDoesNotConfirm) {
   // An active endpoint has lost its child device. Only the engine compares the catalog with Plug
   // and Play.
   const std::u16string id = FindEndpoint(machine, kRootId, {6, 1})->id;
-  std::erase_if(machine.devices.devices,
-                [&id](const Device& device) { return device.instanceId.ends_with(id); });
+  machine.devices.devices.EraseIf(
+      [&id](const Device& device) { return device.instanceId.ends_with(id); });
   const RunResult run = Install(machine);
   ExpectRun(run, kExitOk, {kPersisted, kUpdated, kSampleProven});
 }

@@ -155,11 +155,23 @@ bool HasSameParts(const Machine& before, const Machine& after) {
          before.files.nodes == after.files.nodes;
 }
 
+/// The foreign parts before the run. Most runs start from the machine that the one before them
+/// started from.
+const std::vector<std::u16string>& ForeignPartsBefore(const Machine& before) {
+  static Machine described;
+  static std::vector<std::u16string> parts = model::DescribeForeignParts(described);
+  if (!HasSameParts(described, before)) {
+    described = before;
+    parts = model::DescribeForeignParts(described);
+  }
+  return parts;
+}
+
 }  // namespace
 
 Violations CheckForeignParts(const Observation& run) {
   if (HasSameParts(run.before, run.after)) return {};
-  const std::vector<std::u16string> before = model::DescribeForeignParts(run.before);
+  const std::vector<std::u16string>& before = ForeignPartsBefore(run.before);
   const std::vector<std::u16string> after = model::DescribeForeignParts(run.after);
   for (const std::u16string& part : before) {
     if (!Contains(after, part) && !IsOwnRecord(run, part)) {

@@ -117,7 +117,7 @@ constexpr std::size_t CountFields() {
 TEST(MachineDocument, KnowsEveryFieldOfTheModel) {
   using namespace platform::simulated;
   EXPECT_EQ((CountFields<Machine>()), 10U);
-  EXPECT_EQ((CountFields<FileSystem>()), 11U);
+  EXPECT_EQ((CountFields<FileSystem>()), 12U);
   EXPECT_EQ((CountFields<Volume>()), 10U);
   EXPECT_EQ((CountFields<Entry>()), 4U);
   EXPECT_EQ((CountFields<Node>()), 16U);

@@ -52,7 +52,7 @@ struct EngineRun {
   ExitStatus status = 0;
   Console console;
   std::vector<platform::simulated::CallRecord> calls;
-  std::map<std::string, std::uint32_t, std::less<>> callCounts;
+  platform::simulated::CallCounts callCounts;
   std::uint64_t callCount = 0;
   std::uint64_t duration = 0;  // simulated milliseconds
   std::map<platform::simulated::ObjectKind, std::size_t> openObjects;

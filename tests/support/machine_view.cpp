@@ -254,8 +254,8 @@ std::vector<std::string> TracesOf(const Machine& machine) {
     }
   }
   for (const auto& [id, key] : machine.registry.keys) {
-    if (model::FindValue(key, model::kCableMarkerName) != nullptr) {
-      traces.push_back("record " + ToUtf8(machine.registry.keys.at(key.parent).name));
+    if (model::FindValue(*key, model::kCableMarkerName) != nullptr) {
+      traces.push_back("record " + ToUtf8(machine.registry.keys.at(key->parent).name));
     }
   }
   for (const model::AudioEndpoint& endpoint : machine.audio.endpoints) {

@@ -34,7 +34,7 @@ struct RunResult {
   std::vector<platform::simulated::ConsoleWrite> console;  // both, in the order written
   std::vector<platform::simulated::CallRecord> calls;      // when logCalls was set
   std::uint64_t callCount = 0;
-  std::map<std::string, std::uint32_t, std::less<>> callCounts;
+  platform::simulated::CallCounts callCounts;
   // Number of objects left open, by kind; empty after a clean end.
   std::map<platform::simulated::ObjectKind, std::size_t> openObjects;
   bool killed = false;

@@ -1,0 +1,164 @@
+#include "platform/simulated/devices.h"
+
+#include "platform/simulated/upper_case.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace vorn::platform::simulated {
+
+bool IsSameDevice(std::u16string_view left, std::u16string_view right) {
+  return IsSameName(left, right);
+}
+
+std::size_t DeviceIdHash::operator()(std::u16string_view id) const {
+  constexpr std::size_t kTellingUnits = 16;      // at the end, where ids differ
+  std::uint64_t hash = 14695981039346656037ULL;  // FNV-1a
+  for (const char16_t unit : id.substr(id.size() - std::min(id.size(), kTellingUnits)))
+    hash = (hash ^ ToUpperName(unit)) * 1099511628211ULL;
+  return static_cast<std::size_t>(hash ^ hash >> 32);
+}
+
+// ------------------------------------------------------------------------------------------------
+// The index.
+
+void Devices::Index::Add(Order::const_iterator node) {
+  const bool isNew = devices.try_emplace((*node)->instanceId, Entry{node}).second;
+  hasDoubles = hasDoubles || !isNew;
+  knowsParents = false;
+}
+
+const Devices::Index& Devices::Nodes::TheIndex() const {
+  if (index != nullptr) return *index;
+  index = std::make_unique<Index>();
+  index->devices.reserve(order.size());
+  for (auto node = order.begin(); node != order.end(); ++node)
+    index->Add(node);
+  return *index;
+}
+
+const Devices::Index& Devices::Nodes::IndexWithParents() const {
+  TheIndex();
+  if (index->knowsParents) return *index;
+  index->below.clear();
+  for (auto node = order.begin(); node != order.end(); ++node) {
+    Index::Entry& entry = index->devices.find((*node)->instanceId)->second;
+    if (entry.node != node) continue;
+    std::vector<const Index::Entry*>& siblings = index->below[(*node)->parent];
+    entry.sibling = siblings.size();
+    siblings.push_back(&entry);
+  }
+  index->knowsParents = true;
+  return *index;
+}
+
+const Device* Devices::FirstFrom(const std::vector<const Index::Entry*>& below, std::size_t place) {
+  const auto found = std::find_if(below.begin() + static_cast<std::ptrdiff_t>(place), below.end(),
+                                  [](const Index::Entry* entry) { return entry != nullptr; });
+  return found == below.end() ? nullptr : (*found)->node->get();
+}
+
+const Device* Devices::FirstBelow(std::u16string_view parent) const {
+  const Index& index = nodes_.Read().IndexWithParents();
+  const auto below = index.below.find(parent);
+  return below == index.below.end() ? nullptr : FirstFrom(below->second, 0);
+}
+
+const Device* Devices::NextBelow(const Device& device) const {
+  const Index& index = nodes_.Read().IndexWithParents();
+  const auto entry = index.devices.find(device.instanceId);
+  if (entry == index.devices.end()) return nullptr;
+  return FirstFrom(index.below.find(device.parent)->second, entry->second.sibling + 1);
+}
+
+// ------------------------------------------------------------------------------------------------
+// Single devices.
+
+const Device* Devices::Find(std::u16string_view instanceId) const {
+  const Index& index = nodes_.Read().TheIndex();
+  const auto found = index.devices.find(instanceId);
+  return found == index.devices.end() ? nullptr : found->second.node->get();
+}
+
+Device& Devices::ForWriting(std::shared_ptr<Device>& device) {
+  if (device.use_count() > 1) device = std::make_shared<Device>(*device);
+  return *device;
+}
+
+Device* Devices::Find(std::u16string_view instanceId) {
+  if (std::as_const(*this).Find(instanceId) == nullptr) return nullptr;
+  Nodes& nodes = nodes_.Write();
+  const auto node = nodes.TheIndex().devices.find(instanceId)->second.node;
+  // Erasing nothing turns the place into one that can be written.
+  return &ForWriting(*nodes.order.erase(node, node));
+}
+
+Device& Devices::Insert(Device device) {
+  Nodes& nodes = nodes_.Write();
+  // Observed (device lists of Windows): an enumerator's devices come in the order of their registry
+  // keys.
+  const auto higher = std::find_if(nodes.order.begin(), nodes.order.end(), [&](const auto& other) {
+    return IsSameName(other->enumerator, device.enumerator) &&
+           IsNameBefore(device.instanceId, other->instanceId);
+  });
+  const auto node = nodes.order.insert(higher, std::make_shared<Device>(std::move(device)));
+  if (nodes.index != nullptr) nodes.index->Add(node);
+  return **node;
+}
+
+void Devices::Erase(std::u16string_view instanceId) {
+  if (std::as_const(*this).Find(instanceId) == nullptr) return;
+  Nodes& nodes = nodes_.Write();
+  nodes.TheIndex();
+  Index& index = *nodes.index;
+  if (index.hasDoubles) {
+    EraseIf([id = std::u16string(instanceId)](const Device& device) {
+      return IsSameDevice(device.instanceId, id);
+    });
+    return;
+  }
+  const auto found = index.devices.find(instanceId);
+  const auto node = found->second.node;
+  if (index.knowsParents) {
+    index.below.find((*node)->parent)->second[found->second.sibling] = nullptr;
+  }
+  index.devices.erase(found);
+  nodes.order.erase(node);
+}
+
+// ------------------------------------------------------------------------------------------------
+// All of them.
+
+Devices::Devices(std::initializer_list<Device> devices) {
+  for (const Device& device : devices)
+    push_back(device);
+}
+
+bool Devices::Nodes::IsSame(const Nodes& other) const {
+  return std::equal(order.begin(), order.end(), other.order.begin(), other.order.end(),
+                    [](const auto& mine, const auto& its) { return mine == its || *mine == *its; });
+}
+
+Devices::Order& Devices::AllForWriting() {
+  Nodes& nodes = nodes_.Write();
+  nodes.index.reset();
+  for (auto& device : nodes.order)
+    ForWriting(device);
+  return nodes.order;
+}
+
+void Devices::push_back(Device device) {
+  Nodes& nodes = nodes_.Write();
+  nodes.index.reset();
+  nodes.order.push_back(std::make_shared<Device>(std::move(device)));
+}
+
+const Device& Devices::operator[](std::size_t index) const {
+  return *std::next(begin(), static_cast<std::ptrdiff_t>(index));
+}
+
+Device& Devices::operator[](std::size_t index) {
+  return *std::next(begin(), static_cast<std::ptrdiff_t>(index));
+}
+
+}  // namespace vorn::platform::simulated
