@@ -44,7 +44,7 @@ std::string CountText(unsigned long long count) {
   std::string text = std::to_string(count);
   for (std::size_t at = text.size(); at > 3;) {
     at -= 3;
-    text.insert(at, ",");
+    text.insert(at, 1, ',');
   }
   return text;
 }
