@@ -131,10 +131,9 @@ class FileReader {
       machine_.Miss(name, "QueryDosDeviceW", platform::GetLastError());
       return;
     }
-    machine_.dosDevices.push_back({name, targets.c_str()});
-    if (privileged_input::IsHardDiskVolumeDevice(targets.c_str())) {
-      OpenVolume(ToUpperAscii(letter), targets.c_str());
-    }
+    const std::u16string device(targets.c_str());  // the first of several
+    machine_.dosDevices.push_back({name, device});
+    if (privileged_input::IsHardDiskVolumeDevice(device)) OpenVolume(ToUpperAscii(letter), device);
   }
 
   void OpenVolume(char16_t letter, const std::u16string& device) {
