@@ -15,6 +15,7 @@
 #include "privileged_input/native_api.h"
 #include "privileged_input/native_open.h"
 #include "privileged_input/package_tree.h"
+#include "privileged_input/path_buffer.h"
 #include "privileged_input/path_rules.h"
 
 #include <algorithm>
