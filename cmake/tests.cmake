@@ -51,10 +51,10 @@ function(vorn_add_tests test program)
   endforeach()
 endfunction()
 
-# vorn_test_folder(name [SHARDS count]): tests/<name>/*.cpp becomes the program <name>_tests, and with
-# VORN_SANITIZED_TESTS also <name>_sanitized_tests.
+# vorn_test_folder(name [SHARDS count] [PLAIN]): tests/<name>/*.cpp becomes the program <name>_tests,
+# and with VORN_SANITIZED_TESTS also <name>_sanitized_tests, unless it is PLAIN.
 function(vorn_test_folder name)
-  cmake_parse_arguments(FOLDER "" "SHARDS" "" ${ARGN})
+  cmake_parse_arguments(FOLDER "PLAIN" "SHARDS" "" ${ARGN})
   file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/${name}/*.cpp)
   if(NOT sources)
     return()
@@ -67,7 +67,11 @@ function(vorn_test_folder name)
   else()
     vorn_test_objects(${name}_objects -O0 vorn_test_support ${sources})
   endif()
-  foreach(kind IN ITEMS "" LISTS VORN_KINDS)
+  set(kinds ${VORN_KINDS})
+  if(FOLDER_PLAIN)
+    set(kinds "")
+  endif()
+  foreach(kind IN ITEMS "" LISTS kinds)
     set(program ${name}${kind}_tests)
     add_executable(${program} $<TARGET_OBJECTS:${name}_objects> $<TARGET_OBJECTS:vorn_test_support>)
     target_link_libraries(${program} PRIVATE vorn_lab_library${kind} GTest::gtest_main)
@@ -75,7 +79,7 @@ function(vorn_test_folder name)
   endforeach()
 endfunction()
 
-foreach(folder IN LISTS VORN_FOLDERS ITEMS simulated scenarios lab capture rehearsal integration)
+foreach(folder IN LISTS VORN_FOLDERS ITEMS simulated scenarios lab capture rehearsal)
   vorn_test_folder(${folder})
 endforeach()
 
@@ -86,6 +90,8 @@ target_sources(capture_objects PRIVATE tests/lab/unusual_machine.cpp)
 target_compile_definitions(scenarios_objects PRIVATE
   VORN_CALLS_PAGE="${CMAKE_SOURCE_DIR}/docs/calls.md")
 
+# Thousands of commands of the lab, whose code the sanitizers watch in its own tests.
+vorn_test_folder(integration PLAIN)
 # The table that the documents print and the tests run.
 target_compile_definitions(integration_objects PRIVATE
   VORN_DECISIONS="${CMAKE_SOURCE_DIR}/tests/integration/decisions.json"
@@ -151,12 +157,13 @@ endforeach()
 
 # What ./test builds in two steps: first the programs that try every platform call, then the rest.
 add_custom_target(vorn_plain_tests
-                  DEPENDS vorn_lab vorn_inf_dump make_recordings faults_tests adversaries_tests)
+                  DEPENDS vorn_lab vorn_inf_dump make_recordings integration_tests faults_tests
+                          adversaries_tests)
 add_custom_target(vorn_all_sanitized)
 foreach(kind IN LISTS VORN_KINDS)
   add_dependencies(vorn_all_sanitized contract${kind}_tests vorn_inf_dump${kind})
-  foreach(folder IN LISTS VORN_FOLDERS ITEMS simulated scenarios lab capture rehearsal integration
-                                        faults adversaries)
+  foreach(folder IN LISTS VORN_FOLDERS ITEMS simulated scenarios lab capture rehearsal faults
+                                        adversaries)
     if(TARGET ${folder}${kind}_tests)
       add_dependencies(vorn_all_sanitized ${folder}${kind}_tests)
     endif()
