@@ -85,15 +85,14 @@ class RecordReader {
     std::optional<SecurityFact> security = error == 0 ? ReadSecurity(path) : std::nullopt;
     if (security && security != above) fact.security = security;
     if (!security) security = above;
-    const std::vector<std::u16string> names = ListKey(std::move(fact), key);
-    for (const std::u16string& name : names)
+    for (const std::u16string& name : ListKey(std::move(fact), key))
       ReadRecord(key.Get(), JoinKey(path, name), name, security);
     return true;
   }
 
   /// The driver's marker; nothing when the record has none.
-  static std::optional<ValueFact> ReadMarker(platform::HKEY flow, const std::u16string& name,
-                                             std::uint32_t& error) {
+  std::optional<ValueFact> ReadMarker(platform::HKEY flow, const std::u16string& name,
+                                      std::uint32_t& error) {
     ValueFact marker = {.name = kCableIndexValueName};
     marker.data.resize(kMostMarkerBytes);
     auto size = static_cast<std::uint32_t>(marker.data.size());
@@ -132,7 +131,7 @@ class RecordReader {
     }
   }
 
-  static void ReadState(platform::HKEY flow, const std::u16string& name, KeyFact& record) {
+  void ReadState(platform::HKEY flow, const std::u16string& name, KeyFact& record) {
     ValueFact state = {.name = kStateValue, .type = platform::REG_DWORD, .data = Bytes(4)};
     std::uint32_t size = 4;
     const auto error = static_cast<std::uint32_t>(
@@ -154,8 +153,7 @@ class RecordReader {
     std::optional<SecurityFact> security = ReadSecurity(path);
     if (security && security != above) fact.security = security;
     if (!security) security = above;
-    const std::vector<std::u16string> names = ListKey(std::move(fact), key);
-    for (const std::u16string& name : names)
+    for (const std::u16string& name : ListKey(std::move(fact), key))
       ReadTree(JoinKey(path, name), depth + 1, security);
   }
 

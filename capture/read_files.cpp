@@ -15,7 +15,6 @@
 #include "privileged_input/native_api.h"
 #include "privileged_input/native_open.h"
 #include "privileged_input/package_tree.h"
-#include "privileged_input/path_buffer.h"
 #include "privileged_input/path_rules.h"
 
 #include <algorithm>
@@ -132,9 +131,10 @@ class FileReader {
       machine_.Miss(name, "QueryDosDeviceW", platform::GetLastError());
       return;
     }
-    const std::u16string device(targets.c_str());  // the first of several
-    machine_.dosDevices.push_back({name, device});
-    if (privileged_input::IsHardDiskVolumeDevice(device)) OpenVolume(ToUpperAscii(letter), device);
+    machine_.dosDevices.push_back({name, targets.c_str()});
+    if (privileged_input::IsHardDiskVolumeDevice(targets.c_str())) {
+      OpenVolume(ToUpperAscii(letter), targets.c_str());
+    }
   }
 
   void OpenVolume(char16_t letter, const std::u16string& device) {

@@ -9,7 +9,6 @@
 #include "privileged_input/access_control.h"
 #include "privileged_input/native_api.h"
 #include "privileged_input/native_open.h"
-#include "privileged_input/path_buffer.h"
 #include "privileged_input/path_rules.h"
 #include "privileged_input/refusal.h"
 #include "report/console.h"
@@ -24,10 +23,11 @@ constexpr std::size_t kRandomByteCount = 16;
 
 /// Empty on failure, with the last error set.
 std::u16string SystemTemporaryFolder() {
-  PathBuffer buffer;
-  const std::uint32_t length = platform::GetTempPathW(kPathBufferLength, buffer.Data());
+  std::u16string path(kPathBufferLength, u'\0');
+  const std::uint32_t length = platform::GetTempPathW(kPathBufferLength, path.data());
   if (length >= kPathBufferLength) platform::SetLastError(platform::ERROR_FILE_INVALID);
-  return std::u16string(buffer.Text(length < kPathBufferLength ? length : 0));
+  path.resize(length < kPathBufferLength ? length : 0);
+  return path;
 }
 
 Directory OpenTemporaryBase(std::u16string path, const NativeApi& api) {

@@ -101,17 +101,19 @@ TEST_P(Decisions, OfAnInstallThatFailsLeaveNoJournalOfTheirOwn) {
 INSTANTIATE_TEST_SUITE_P(Table, Decisions, testing::ValuesIn(DecisionTable::Get().Rows()),
                          TestNameOf);
 
-// An installer knows the command, its status and two lines of standard output, and must not have to
-// know more.
+// An installer knows the command, its status and three lines of standard output, and must not have
+// to know more.
 TEST(DecisionTable, HasOneSequenceForWhatAnInstallerCanTellApart) {
   std::map<std::vector<std::string>, std::pair<std::string, int>> known;
   for (const Decision& row : DecisionTable::Get().Rows()) {
     const Rehearsal& seen = RehearsalOf(row);
     const std::vector<std::string> key = {
-        CommandOf(row), std::to_string(row.staging.status),
+        CommandOf(row),
+        std::to_string(row.staging.status),
         row.staging.words.back() == "--rollback" ? "rollback" : "",
         row.staging.status != kKilled && AnyHasForm(seen.lines, kPersisted) ? "persisted" : "",
-        AnyHasForm(seen.lines, kCreated) ? "created" : ""};
+        AnyHasForm(seen.lines, kCreated) ? "created" : "",
+        AnyHasForm(seen.lines, kUntouched) ? "untouched" : ""};
     const std::pair<std::string, int> answer = {row.sequence, row.installerCode};
     EXPECT_EQ(known.try_emplace(key, answer).first->second, answer) << row.id;
   }

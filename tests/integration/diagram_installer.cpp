@@ -39,7 +39,8 @@ DiagramInstaller::Called DiagramInstaller::Call(const std::vector<std::string>& 
   for (const std::string& word : words)
     story_ += word + " ";
   story_ += "-> " + std::to_string(result.status) + "\n";
-  return {result.status, HasOnOutput(lines, kPersisted), HasOnOutput(lines, kCreated)};
+  return {result.status, HasOnOutput(lines, kPersisted), HasOnOutput(lines, kCreated),
+          HasOnOutput(lines, kUntouched)};
 }
 
 int DiagramInstaller::Install(const std::vector<std::string>& firstCall) {
@@ -54,7 +55,7 @@ int DiagramInstaller::After(const Called& install, bool mayRecover) {
   if (install.status == 0) return kSuccess;
   if (install.status == 9) return mayRecover && RecoverFrom9() ? InstallNew() : kFailure;
   if (!IsOfTheProgram(install.status)) return RecoverFromCrash();
-  if (!install.persisted) return kFailure;
+  if (!install.persisted || install.untouched) return kFailure;
   if (install.created) return Undo();
   return oldInf_ ? Judge() : kFailure;
 }

@@ -1,7 +1,7 @@
 #pragma once
 
 // An installer that follows the diagrams of docs/integration.md to the letter. Of a call it sees
-// the status and two lines of standard output, and of the machine nothing.
+// the status and three lines of standard output, and of the machine nothing.
 
 #include "tests/integration/staged_machine.h"
 
@@ -31,6 +31,7 @@ class DiagramInstaller {
     int status = 0;
     bool persisted = false;
     bool created = false;
+    bool untouched = false;
   };
 
   Called Call(const std::vector<std::string>& words);

@@ -10,6 +10,8 @@
 
 #include <algorithm>
 #include <gtest/gtest.h>
+#include <set>
+#include <utility>
 
 namespace vorn::tests {
 namespace {
@@ -142,6 +144,52 @@ TEST(InstallersAuthor, FindsThePrivateCopyOfAKilledRun) {
   StagedMachine machine("installed");
   machine.Run({"--fault", "UpdateDriverForPlugAndPlayDevicesW:kill", "install", NewInf(), State()});
   EXPECT_EQ(SnapshotFolders(machine.Load()).size(), 1U);
+}
+
+TEST(InstallersAuthor, FindsTheFailureOfARemovalInItsLog) {
+  StagedMachine machine("installed");
+  machine.Take({"set", "devices/" + Named("ROOT") + "/temper", Json{{"vetoUntil", 1'000'000'000}}});
+  machine.Take({"run", "remove", OldInf(), 17});
+  const std::string log = Named("PROGRAM") + "\\" + Named("VERSION1") + "\\logs\\vorn_devnode.log";
+  EXPECT_TRUE(Contains(TextOf(machine.Load(), std::u16string(log.begin(), log.end())),
+                       "RESULT=REMOVE_BUSY"));
+}
+
+TEST(InstallersAuthor, GetsNoLineForAPathThatInstallRefuses) {
+  StagedMachine machine("installed");
+  std::string slashes = NewInf();
+  std::replace(slashes.begin(), slashes.end(), '\\', '/');
+  const std::vector<std::vector<std::string>> calls = {
+      {"install", slashes, State()},         {"install", "vorn_audio.inf", State()},
+      {"install", NewInf() + " ", State()},  {"install", NewInf(), "state"},
+      {"install", "C:\\vorn_audio.inf"},     {"install", "\\\\server\\vorn_audio.inf", State()},
+      {"install", NewInf() + ":x", State()}, {"install", "C:\\aux\\vorn_audio.inf", State()},
+  };
+  for (const auto& call : calls) {
+    const LabResult result = machine.Run(call);
+    EXPECT_EQ(result.status, 2) << call[1];
+    EXPECT_EQ(result.Output() + result.ErrorOutput(), "") << call[1];
+  }
+}
+
+// The device is on its way out, and its endpoints are out of sight.
+TEST(InstallersAuthor, Gets11FromAnInstallBetweenARemovalAndItsRestart) {
+  StagedMachine machine("installed");
+  const Json::Object temper = {{"removeNeedsRestart", true}, {"removeKeepsNodeUntilRestart", true}};
+  machine.Take({"set", "devices/" + Named("ROOT") + "/temper", Json(temper)});
+  machine.Take({"run", "remove", OldInf(), 10});
+  machine.Take({"delete", State()});
+  EXPECT_EQ(machine.Run({"install", NewInf(), State()}).status, 11);
+}
+
+TEST(InstallersAuthor, Meets11And12And16BothWithAndWithoutTheJournalsLine) {
+  std::set<std::pair<int, bool>> seen;
+  for (const Decision& row : DecisionTable::Get().Rows())
+    seen.insert({row.staging.status, AnyHasForm(RehearsalOf(row).lines, kPersisted)});
+  for (const int status : {11, 12, 16}) {
+    EXPECT_TRUE(seen.contains({status, true})) << status;
+    EXPECT_TRUE(seen.contains({status, false})) << status;
+  }
 }
 
 // ------------------------------------------------------------------------------------------------

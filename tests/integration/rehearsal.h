@@ -11,9 +11,11 @@
 
 namespace vorn::tests {
 
-// The two lines that belong to the status of an install.
+// The three lines that belong to the status of an install.
 inline constexpr char kPersisted[] = "vorn_devnode: persisted protected pre-bind activation state";
 inline constexpr char kCreated[] = "vorn_devnode: Root\\VornAudio installed";
+inline constexpr char kUntouched[] =
+    "vorn_devnode: Root\\VornAudio already runs the target package; device left untouched";
 
 struct PrintedLine {
   std::string stream;  // "out" or "err"

@@ -6,15 +6,24 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <iterator>
+#include <map>
 #include <set>
 
 namespace vorn::tests {
 namespace {
 
+/// Each is staged once.
+const std::vector<PrintedLine>& StagedLinesOf(const Explained& explained) {
+  static std::map<std::string, std::vector<PrintedLine>> all;
+  const auto known = all.find(explained.pattern);
+  if (known != all.end()) return known->second;
+  return all[explained.pattern] = LinesOf(*explained.staging);
+}
+
 class ExplainedLine : public testing::TestWithParam<Explained> {};
 
 TEST_P(ExplainedLine, IsPrintedByTheRunThatTheTableNames) {
-  const std::vector<PrintedLine> lines = LinesOf(*GetParam().staging);
+  const std::vector<PrintedLine>& lines = StagedLinesOf(GetParam());
   EXPECT_TRUE(AnyHasForm(lines, GetParam().pattern)) << TextOf(lines);
 }
 
@@ -45,7 +54,7 @@ std::vector<PrintedLine> AllLines() {
   for (const auto* const list : {&DecisionTable::Get().Lines(), &DecisionTable::Get().Codes(),
                                  &DecisionTable::Get().Observations()}) {
     for (const Explained& each : Staged(*list)) {
-      for (const PrintedLine& line : LinesOf(*each.staging))
+      for (const PrintedLine& line : StagedLinesOf(each))
         texts.insert(line.text);
     }
   }
