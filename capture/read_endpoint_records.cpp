@@ -85,14 +85,15 @@ class RecordReader {
     std::optional<SecurityFact> security = error == 0 ? ReadSecurity(path) : std::nullopt;
     if (security && security != above) fact.security = security;
     if (!security) security = above;
-    for (const std::u16string& name : ListKey(std::move(fact), key))
+    const std::vector<std::u16string> names = ListKey(std::move(fact), key);
+    for (const std::u16string& name : names)
       ReadRecord(key.Get(), JoinKey(path, name), name, security);
     return true;
   }
 
   /// The driver's marker; nothing when the record has none.
-  std::optional<ValueFact> ReadMarker(platform::HKEY flow, const std::u16string& name,
-                                      std::uint32_t& error) {
+  static std::optional<ValueFact> ReadMarker(platform::HKEY flow, const std::u16string& name,
+                                             std::uint32_t& error) {
     ValueFact marker = {.name = kCableIndexValueName};
     marker.data.resize(kMostMarkerBytes);
     auto size = static_cast<std::uint32_t>(marker.data.size());
@@ -131,7 +132,7 @@ class RecordReader {
     }
   }
 
-  void ReadState(platform::HKEY flow, const std::u16string& name, KeyFact& record) {
+  static void ReadState(platform::HKEY flow, const std::u16string& name, KeyFact& record) {
     ValueFact state = {.name = kStateValue, .type = platform::REG_DWORD, .data = Bytes(4)};
     std::uint32_t size = 4;
     const auto error = static_cast<std::uint32_t>(
@@ -153,7 +154,8 @@ class RecordReader {
     std::optional<SecurityFact> security = ReadSecurity(path);
     if (security && security != above) fact.security = security;
     if (!security) security = above;
-    for (const std::u16string& name : ListKey(std::move(fact), key))
+    const std::vector<std::u16string> names = ListKey(std::move(fact), key);
+    for (const std::u16string& name : names)
       ReadTree(JoinKey(path, name), depth + 1, security);
   }
 

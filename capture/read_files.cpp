@@ -15,6 +15,7 @@
 #include "privileged_input/native_api.h"
 #include "privileged_input/native_open.h"
 #include "privileged_input/package_tree.h"
+#include "privileged_input/path_buffer.h"
 #include "privileged_input/path_rules.h"
 
 #include <algorithm>
@@ -131,10 +132,9 @@ class FileReader {
       machine_.Miss(name, "QueryDosDeviceW", platform::GetLastError());
       return;
     }
-    machine_.dosDevices.push_back({name, targets.c_str()});
-    if (privileged_input::IsHardDiskVolumeDevice(targets.c_str())) {
-      OpenVolume(ToUpperAscii(letter), targets.c_str());
-    }
+    const std::u16string device(targets.c_str());  // the first of several
+    machine_.dosDevices.push_back({name, device});
+    if (privileged_input::IsHardDiskVolumeDevice(device)) OpenVolume(ToUpperAscii(letter), device);
   }
 
   void OpenVolume(char16_t letter, const std::u16string& device) {

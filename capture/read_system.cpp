@@ -6,6 +6,7 @@
 #include "platform/files.h"
 #include "platform/last_error.h"
 #include "platform/native.h"
+#include "privileged_input/path_buffer.h"
 #include "privileged_input/path_rules.h"
 #include "product/product.h"
 

@@ -2,14 +2,13 @@
 
 #include "base/path_text.h"
 #include "platform/files.h"
+#include "privileged_input/path_buffer.h"
 
 #include <cstdint>
 
 namespace vorn::cli {
 
 namespace {
-
-constexpr std::uint32_t kModulePathCapacity = 32768;
 
 std::u16string StatePathAboveFolderOf(std::u16string_view path) {
   const std::u16string_view parent = CutLastComponent(CutLastComponent(path));
@@ -32,12 +31,12 @@ std::u16string FullPath(const std::u16string& path) {
 
 /// Empty on failure and on truncation.
 std::u16string ProgramPath() {
-  std::u16string path(kModulePathCapacity, u'\0');
+  using privileged_input::PathBuffer;
+  PathBuffer buffer;
   const std::uint32_t length =
-      platform::GetModuleFileNameW(nullptr, path.data(), kModulePathCapacity);
-  if (length == 0 || length >= kModulePathCapacity) return {};
-  path.resize(length);
-  return path;
+      platform::GetModuleFileNameW(nullptr, buffer.Data(), privileged_input::kPathBufferLength);
+  if (length == 0 || length >= privileged_input::kPathBufferLength) return {};
+  return std::u16string(buffer.Text(length));
 }
 
 }  // namespace

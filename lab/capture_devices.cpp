@@ -90,7 +90,7 @@ DriverImage ImageOfStatus(const Bytes& reply, const std::u16string& boundVersion
   image.sharedMemoryAbi = WordAt(reply, kSharedMemoryAbi).value_or(image.sharedMemoryAbi);
   image.capabilities = WordAt(reply, kCapabilities).value_or(image.capabilities);
   image.statusBytes = static_cast<std::uint32_t>(reply.size());
-  if (StatusReply(image) != reply) image.replies[kStatusCode] = reply;
+  if (platform::simulated::StatusReply(image) != reply) image.replies[kStatusCode] = reply;
   return image;
 }
 
@@ -226,7 +226,7 @@ bool IsModelText(const Node& node, std::string_view start) {
 }
 
 /// Lines that the model ignores, up to the size that the file had.
-Bytes Padded(std::string text, std::uint64_t size) {
+Bytes Padded(std::string_view text, std::uint64_t size) {
   Bytes content = BytesOf(text);
   if (content.size() < size) content.resize(static_cast<std::size_t>(size), std::uint8_t{'\n'});
   return content;

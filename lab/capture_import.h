@@ -30,6 +30,6 @@ struct ImportedCapture {
 };
 
 /// Throws BadInput, with the path of the key, for a capture that is damaged or newer.
-ImportedCapture ImportCapture(const CaptureFiles& capture, const ImportOptions& options = {});
+ImportedCapture ImportCapture(const CaptureFiles& files, const ImportOptions& options = {});
 
 }  // namespace vorn::lab

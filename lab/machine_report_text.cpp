@@ -23,7 +23,7 @@ class Page {
 };
 
 /// Padded to `width`, with at least two blanks before whatever follows.
-std::string Padded(std::string text, std::size_t width) {
+std::string PaddedTo(std::string text, std::size_t width) {
   text.resize(std::max(text.size() + 2, width), ' ');
   return text;
 }
@@ -47,7 +47,7 @@ void AddDevices(Page& page, const std::vector<DeviceReport>& devices) {
   page.Title("Devices");
   page.None(devices.empty());
   for (const DeviceReport& device : devices) {
-    page.Line(Padded(ToUtf8(device.instanceId), 26) + Padded(device.state, 12) +
+    page.Line(PaddedTo(ToUtf8(device.instanceId), 26) + PaddedTo(device.state, 12) +
               JoinTexts(device.hardwareIds));
     if (!device.package.empty()) {
       page.Detail("bound to " + ToUtf8(device.package) + ", version " + ToUtf8(device.version) +
@@ -67,8 +67,8 @@ void AddPackages(Page& page, const std::vector<PackageReport>& packages) {
   page.Title("Published packages");
   page.None(packages.empty());
   for (const PackageReport& package : packages) {
-    page.Line(Padded(ToUtf8(package.publishedInf), 12) + Padded(ToUtf8(package.version), 14) +
-              Padded(ToUtf8(package.date), 12) + ToUtf8(package.originalInf) +
+    page.Line(PaddedTo(ToUtf8(package.publishedInf), 12) + PaddedTo(ToUtf8(package.version), 14) +
+              PaddedTo(ToUtf8(package.date), 12) + ToUtf8(package.originalInf) +
               (package.usedBy.empty() ? "" : ", used by " + JoinTexts(package.usedBy)));
   }
 }
@@ -95,15 +95,16 @@ void AddEndpoints(Page& page, const std::vector<EndpointReport>& endpoints) {
     } else if (endpoint.cable) {
       rows[{endpoint.device, *endpoint.cable}][endpoint.flow].push_back(Shown(endpoint));
     } else {
-      others.push_back(Padded(endpoint.flow + " " + Shown(endpoint), 20) + "of " +
+      others.push_back(PaddedTo(endpoint.flow + " " + Shown(endpoint), 20) + "of " +
                        ToUtf8(endpoint.device));
     }
   }
   page.None(rows.empty() && others.empty());
   for (auto& [place, row] : rows) {
-    page.Line(
-        Padded(ToUtf8(place.first), 18) + Padded("cable " + std::to_string(place.second), 10) +
-        Padded("render " + JoinTexts(row["render"]), 20) + "capture " + JoinTexts(row["capture"]));
+    page.Line(PaddedTo(ToUtf8(place.first), 18) +
+              PaddedTo("cable " + std::to_string(place.second), 10) +
+              PaddedTo("render " + JoinTexts(row["render"]), 20) + "capture " +
+              JoinTexts(row["capture"]));
   }
   for (const std::string& other : others)
     page.Line(other);
@@ -193,7 +194,7 @@ std::string ReportText(const MachineReport& report) {
   page.Title("Services");
   page.None(report.services.empty());
   for (const auto& [name, running] : report.services)
-    page.Line(Padded(ToUtf8(name), 26) + (running ? "running" : "stopped"));
+    page.Line(PaddedTo(ToUtf8(name), 26) + (running ? "running" : "stopped"));
   AddFiles(page, "Journal", report.journals);
   AddFiles(page, "Removal log", report.logs);
   if (!report.snapshots.empty()) {

@@ -61,7 +61,7 @@ std::size_t PhaseAt(const RunHistory& run, std::size_t call) {
 /// The first three words, which tell what a line is about.
 std::string AboutOf(const std::string& text) {
   std::size_t end = 0;
-  for (int words = 0; words < 3 && end != text.npos; ++words)
+  for (int words = 0; words < 3 && end != std::string::npos; ++words)
     end = text.find(' ', end + 1);
   return text.substr(0, end);
 }
@@ -184,7 +184,7 @@ std::vector<std::string> WrappedText(const std::string& text, std::size_t charac
   std::u16string rest = ToUtf16(text);
   while (rest.size() > characters) {
     const std::size_t blank = rest.rfind(u' ', characters);
-    const bool atBlank = blank != rest.npos && blank > characters / 3;
+    const bool atBlank = blank != std::u16string::npos && blank > characters / 3;
     const std::size_t end = atBlank ? blank : characters;
     lines.push_back(ToUtf8(rest.substr(0, end)));
     rest.erase(0, atBlank ? end + 1 : end);

@@ -69,7 +69,7 @@ class Canvas {
   }
 
   void BeginGroup(const std::string& label) {
-    markup_ += "<g role=\"group\" aria-label=\"" + Escaped(label) + "\">\n";
+    markup_ += R"(<g role="group" aria-label=")" + Escaped(label) + "\">\n";
   }
   void EndGroup() { markup_ += "</g>\n"; }
 
@@ -600,14 +600,14 @@ int LinesOfTitle(const RunHistory& run, std::size_t characters) {
 std::string CommandLineText(const RunHistory& run) {
   std::string text = "vorn_devnode";
   for (const std::string& argument : run.arguments) {
-    const bool quoted = argument.empty() || argument.find(' ') != argument.npos;
+    const bool quoted = argument.empty() || argument.find(' ') != std::string::npos;
     text += quoted ? " \"" + argument + "\"" : " " + argument;
   }
   return text;
 }
 
 bool IsBadResult(const HistoryLine& line) {
-  return line.kind == HistoryLine::Kind::Error && line.text.find("RESULT=") != line.text.npos;
+  return line.kind == HistoryLine::Kind::Error && line.text.find("RESULT=") != std::string::npos;
 }
 
 std::string EndText(const RunHistory& run) {

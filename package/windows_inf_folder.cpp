@@ -3,18 +3,19 @@
 #include "platform/files.h"
 #include "privileged_input/directory.h"
 #include "privileged_input/native_api.h"
+#include "privileged_input/path_buffer.h"
 
 #include <cstdint>
 
 namespace vorn {
 
 std::optional<std::u16string> ReadWindowsFolder() {
-  constexpr std::uint32_t kCapacity = 32768;
-  std::u16string folder(kCapacity, u'\0');
-  const std::uint32_t length = platform::GetWindowsDirectoryW(folder.data(), kCapacity);
-  if (length == 0 || length >= kCapacity) return std::nullopt;
-  folder.resize(length);
-  return folder;
+  using privileged_input::PathBuffer;
+  PathBuffer buffer;
+  const std::uint32_t length =
+      platform::GetWindowsDirectoryW(buffer.Data(), privileged_input::kPathBufferLength);
+  if (length == 0 || length >= privileged_input::kPathBufferLength) return std::nullopt;
+  return std::u16string(buffer.Text(length));
 }
 
 std::u16string PublishedInfPath(const std::u16string& windowsFolder, const std::u16string& name) {

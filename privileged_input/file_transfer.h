@@ -7,21 +7,22 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <vector>
+#include <memory>
 
 namespace vorn::privileged_input {
 
 /// Most bytes per read or write, and the size of the copy buffer.
 inline constexpr std::uint32_t kTransferSize = 1048576;
 
-/// The memory of a copy, kTransferSize bytes. One serves all files of a tree: to allocate it takes
-/// longer than to copy a small file.
+/// The memory of a copy, kTransferSize bytes, which are not cleared. One serves all files of a
+/// tree: to allocate it takes longer than to copy a small file.
 class CopyBuffer {
  public:
-  std::uint8_t* Data() { return bytes_.data(); }
+  std::uint8_t* Data() { return bytes_.get(); }
 
  private:
-  std::vector<std::uint8_t> bytes_ = std::vector<std::uint8_t>(kTransferSize);
+  std::unique_ptr<std::uint8_t[]> bytes_ =
+      std::make_unique_for_overwrite<std::uint8_t[]>(kTransferSize);
 };
 
 /// Sets the file position to 0 (SetFilePointerEx).

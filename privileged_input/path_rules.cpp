@@ -3,6 +3,7 @@
 #include "base/text.h"
 #include "platform/files.h"
 #include "platform/last_error.h"
+#include "privileged_input/path_buffer.h"
 #include "privileged_input/refusal.h"
 
 #include <algorithm>
@@ -87,10 +88,11 @@ bool IsHardDiskVolumeDevice(std::u16string_view target) {
 bool IsHardDiskVolumeDrive(const NativeApi& api, char16_t driveLetter, std::u16string* device) {
   if (api.queryDosDevice == nullptr) return RefuseWith(platform::ERROR_PROC_NOT_FOUND);
   const char16_t deviceName[] = {driveLetter, u':', u'\0'};
-  std::u16string targets(kPathBufferLength, u'\0');
-  const std::uint32_t length = api.queryDosDevice(deviceName, targets.data(), kPathBufferLength);
+  PathBuffer targets;
+  const std::uint32_t length = api.queryDosDevice(deviceName, targets.Data(), kPathBufferLength);
   if (length == 0 || length >= kPathBufferLength) return false;
-  const std::u16string_view first = std::u16string_view(targets).substr(0, targets.find(u'\0'));
+  const std::u16string_view all = targets.Text(length);
+  const std::u16string_view first = all.substr(0, all.find(u'\0'));
   if (!IsHardDiskVolumeDevice(first)) return RefuseWith(platform::ERROR_BAD_DEVICE);
   if (device != nullptr) *device = first;
   return true;
@@ -102,12 +104,12 @@ bool IsVolumeGuidRoot(std::u16string_view path) {
 }
 
 std::u16string QueryVolumeGuidRoot(platform::HANDLE root) {
-  std::u16string path(kPathBufferLength, u'\0');
+  PathBuffer buffer;
   const std::uint32_t length = platform::GetFinalPathNameByHandleW(
-      root, path.data(), kPathBufferLength, platform::VOLUME_NAME_GUID);
+      root, buffer.Data(), kPathBufferLength, platform::VOLUME_NAME_GUID);
   if (length == 0 || length >= kPathBufferLength) return {};
-  path.resize(length);
-  return IsVolumeGuidRoot(path) ? path : std::u16string();
+  const std::u16string_view path = buffer.Text(length);
+  return IsVolumeGuidRoot(path) ? std::u16string(path) : std::u16string();
 }
 
 }  // namespace vorn::privileged_input

@@ -19,9 +19,8 @@
 namespace vorn::privileged_input {
 
 // Lengths in code units.
-inline constexpr std::size_t kMaxPathLength = 32760;       // of a path, and of a native name
-inline constexpr std::size_t kDriveRootLength = 3;         // letter, colon, backslash
-inline constexpr std::uint32_t kPathBufferLength = 32768;  // for paths that the platform returns
+inline constexpr std::size_t kMaxPathLength = 32760;  // of a path, and of a native name
+inline constexpr std::size_t kDriveRootLength = 3;    // letter, colon, backslash
 
 /// Whether the platform takes a single name literally: 1 to 255 units, no trailing dot or blank, no
 /// control, separator or wildcard character, no device name before the first dot.

@@ -9,6 +9,7 @@
 #include "privileged_input/access_control.h"
 #include "privileged_input/native_api.h"
 #include "privileged_input/native_open.h"
+#include "privileged_input/path_buffer.h"
 #include "privileged_input/path_rules.h"
 #include "privileged_input/refusal.h"
 #include "report/console.h"
@@ -23,11 +24,10 @@ constexpr std::size_t kRandomByteCount = 16;
 
 /// Empty on failure, with the last error set.
 std::u16string SystemTemporaryFolder() {
-  std::u16string path(kPathBufferLength, u'\0');
-  const std::uint32_t length = platform::GetTempPathW(kPathBufferLength, path.data());
+  PathBuffer buffer;
+  const std::uint32_t length = platform::GetTempPathW(kPathBufferLength, buffer.Data());
   if (length >= kPathBufferLength) platform::SetLastError(platform::ERROR_FILE_INVALID);
-  path.resize(length < kPathBufferLength ? length : 0);
-  return path;
+  return std::u16string(buffer.Text(length < kPathBufferLength ? length : 0));
 }
 
 Directory OpenTemporaryBase(std::u16string path, const NativeApi& api) {

@@ -26,7 +26,8 @@ rem Two runs at a time would make two devices. CMD has no mutex, but a file that
 rem cannot be opened by another: if this fails, :main does not run.
 set "code=1618"
 call :main %* >>"%home%setup.log"
-if %code% neq 0 echo vorn-setup: status %code%, see "%home%setup.log"
+rem For callers that get one byte of an exit code only, as through SSH.
+echo vorn-setup: exit code %code%, see "%home%setup.log"
 exit /b %code%
 
 :main

@@ -28,7 +28,7 @@ constexpr Run kRuns[] = {
 };
 
 std::array<char16_t, 0x10000> MakeCapitals() {
-  std::array<char16_t, 0x10000> capitals;
+  std::array<char16_t, 0x10000> capitals = {};
   for (std::size_t unit = 0; unit < capitals.size(); ++unit)
     capitals[unit] = static_cast<char16_t>(unit);
   for (const Run& run : kRuns) {

@@ -75,14 +75,14 @@ std::int32_t Rehearse(const std::vector<std::string>& arguments) {
 }  // namespace
 }  // namespace vorn::rehearsal
 
-int wmain(int count, wchar_t** words) {
+int wmain(int argc, wchar_t** argv) {
   using namespace vorn;
   platform::LimitLibrarySearchToSystem();
   platform::PrepareStandardStreams();
   try {
     std::vector<std::string> arguments;
-    for (int i = 1; i < count; ++i)
-      arguments.push_back(ToUtf8(reinterpret_cast<const char16_t*>(words[i])));
+    for (int i = 1; i < argc; ++i)
+      arguments.push_back(ToUtf8(reinterpret_cast<const char16_t*>(argv[i])));
     return rehearsal::Rehearse(arguments);
   } catch (const std::exception& failed) {
     rehearsal::PrintLine(true, "vorn_rehearsal: " + std::string(failed.what()) + "\n");

@@ -45,7 +45,8 @@ std::string Transcript(LabMachine& lab, const std::vector<std::string>& command)
 /// nobody can count while the audio services are stopped.
 std::string DocumentAfter(LabMachine lab) {
   lab.machine.clock = {};
-  std::erase_if(lab.machine.audio.endpoints, [](const auto& endpoint) { return !endpoint.cable; });
+  std::erase_if(lab.machine.audio.endpoints.Write(),
+                [](const auto& endpoint) { return !endpoint.cable; });
   return CaptureOf(std::move(lab)).document;
 }
 

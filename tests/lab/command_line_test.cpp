@@ -1,12 +1,11 @@
 #include "lab/command_line.h"
 
-#include "base/text.h"
 #include "lab/call_names.h"
 #include "lab/json_text.h"
 #include "lab/presets.h"
 #include "tests/lab/lab_process.h"
+#include "tests/lab/sample_words.h"
 #include "tests/lab/temporary_folder.h"
-#include "tests/support/sample.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>
@@ -20,10 +19,6 @@ namespace fs = std::filesystem;
 
 using Words = std::vector<std::string>;
 
-const std::string kInf = ToUtf8(tests::kSampleInf);
-const std::string kJournal = ToUtf8(tests::kSampleJournal);
-const std::string kVersion = ToUtf8(tests::kSampleVersion);
-const std::string kDate = ToUtf8(tests::kSampleDate);
 constexpr const char* kProven =
     "vorn_devnode: RESULT=OK - root=ROOT\\MEDIA\\0000, package=08/10/2026 26.8.10.5 (oem3.inf), "
     "catalog=20, active=20, present-pnp=20, kernel=20\n";

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <regex>
 #include <set>
+#include <sstream>
 
 namespace vorn::lab {
 namespace {
@@ -87,6 +88,77 @@ TEST(LabDocs, NameEveryWordThatTheLabKnows) {
     for (const std::string& name : names)
       EXPECT_TRUE(documented.contains(name)) << name;
   }
+}
+
+// ------------------------------------------------------------------------------------------------
+// Blocks of the language "console": a line that begins with "$ " is typed, and what follows is what
+// it prints. "..." stands for any number of lines. A block begins in an empty folder.
+
+struct TypedLine {
+  std::string command;
+  std::vector<std::string> printed;
+};
+
+std::vector<std::string> LinesOf(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream rest(text);
+  for (std::string line; std::getline(rest, line);)
+    lines.push_back(line);
+  return lines;
+}
+
+std::vector<std::vector<TypedLine>> ConsoleBlocks(const std::string& page) {
+  std::vector<std::vector<TypedLine>> blocks;
+  bool inside = false;
+  for (const std::string& line : LinesOf(page)) {
+    if (!inside) {
+      inside = line == "```console";
+      if (inside) blocks.emplace_back();
+    } else if (line == "```") {
+      inside = false;
+    } else if (line.starts_with("$ ")) {
+      blocks.back().push_back({line.substr(2), {}});
+    } else if (!blocks.back().empty()) {
+      blocks.back().back().printed.push_back(line);
+    }
+  }
+  return blocks;
+}
+
+/// Whether the lines from `at` on are those of the page from `want` on.
+bool Matches(const std::vector<std::string>& lines, std::size_t at,
+             const std::vector<std::string>& page, std::size_t want) {
+  if (want == page.size()) return at == lines.size();
+  if (page[want] != "...") {
+    return at < lines.size() && lines[at] == page[want] && Matches(lines, at + 1, page, want + 1);
+  }
+  for (std::size_t next = at; next <= lines.size(); ++next) {
+    if (Matches(lines, next, page, want + 1)) return true;
+  }
+  return false;
+}
+
+TEST(LabDocs, ShowWhatTheirExamplesPrint) {
+  const auto blocks = ConsoleBlocks(ReadHostFile(SourceFolder() / "docs" / "lab.md"));
+  EXPECT_GE(blocks.size(), 3U);
+  for (const auto& block : blocks) {
+    const TemporaryFolder folder;
+    for (const TypedLine& typed : block) {
+      const std::string printed = RunShellLine(folder.Name(""), typed.command).output;
+      EXPECT_TRUE(Matches(LinesOf(printed), 0, typed.printed, 0)) << typed.command << "\nprinted\n"
+                                                                  << printed;
+    }
+  }
+}
+
+TEST(LabDocs, AnExampleMatchesLineByLine) {
+  const std::vector<std::string> lines = {"a", "b", "c"};
+  EXPECT_TRUE(Matches(lines, 0, {"a", "b", "c"}, 0));
+  EXPECT_TRUE(Matches(lines, 0, {"a", "..."}, 0));
+  EXPECT_TRUE(Matches(lines, 0, {"...", "c"}, 0));
+  EXPECT_FALSE(Matches(lines, 0, {"a", "b"}, 0));
+  EXPECT_FALSE(Matches(lines, 0, {"a", "...", "b"}, 0));
+  EXPECT_FALSE(Matches(lines, 0, {"a", "b", "c", "d"}, 0));
 }
 
 }  // namespace

@@ -9,12 +9,14 @@
 
 namespace vorn::lab {
 
-LabProcess RunLabProcess(const std::vector<std::string>& arguments) {
+namespace {
+
+LabProcess RunProcess(const std::string& program, const std::vector<std::string>& arguments) {
   const TemporaryFolder streams;
   const std::string output = streams.Name("output");
   const std::string errorOutput = streams.Name("error");
 
-  std::vector<std::string> words = {LabProgram()};
+  std::vector<std::string> words = {program};
   words.insert(words.end(), arguments.begin(), arguments.end());
   std::vector<char*> pointers;
   for (std::string& word : words)
@@ -27,7 +29,7 @@ LabProcess RunLabProcess(const std::vector<std::string>& arguments) {
   posix_spawn_file_actions_addopen(&actions, 1, output.c_str(), kFlags, 0600);
   posix_spawn_file_actions_addopen(&actions, 2, errorOutput.c_str(), kFlags, 0600);
   pid_t child = 0;
-  EXPECT_EQ(posix_spawn(&child, LabProgram(), &actions, nullptr, pointers.data(), environ), 0);
+  EXPECT_EQ(posix_spawn(&child, program.c_str(), &actions, nullptr, pointers.data(), environ), 0);
   posix_spawn_file_actions_destroy(&actions);
 
   int status = 0;
@@ -37,6 +39,17 @@ LabProcess RunLabProcess(const std::vector<std::string>& arguments) {
   process.output = ReadHostFile(output);
   process.errorOutput = ReadHostFile(errorOutput);
   return process;
+}
+
+}  // namespace
+
+LabProcess RunLabProcess(const std::vector<std::string>& arguments) {
+  return RunProcess(LabProgram(), arguments);
+}
+
+LabProcess RunShellLine(const std::string& folder, const std::string& line) {
+  const std::string lab = "vorn_lab() { \"" + std::string(LabProgram()) + "\" \"$@\"; }";
+  return RunProcess("/bin/sh", {"-c", "cd \"" + folder + "\" && exec 2>&1; " + lab + "\n" + line});
 }
 
 }  // namespace vorn::lab

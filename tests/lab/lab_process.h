@@ -19,4 +19,8 @@ const char* LabProgram();
 /// Runs vorn_lab with these arguments and waits for it.
 LabProcess RunLabProcess(const std::vector<std::string>& arguments);
 
+/// Runs a line of a shell in a folder, in which `vorn_lab` is that program; both streams are its
+/// output.
+LabProcess RunShellLine(const std::string& folder, const std::string& line);
+
 }  // namespace vorn::lab

@@ -5,6 +5,7 @@
 #include "base/text.h"
 #include "lab/machine_report.h"
 #include "lab/presets.h"
+#include "platform/simulated/audio_values.h"
 #include "platform/simulated/driver_store.h"
 #include "tests/support/sample.h"
 
@@ -134,6 +135,14 @@ TEST(RunPhases, TakeEveryCallAndAllTheTime) {
   EXPECT_EQ(now, run.milliseconds);
 }
 
+TEST(RunPhases, OfTheJournalBeginOnTheWayToIt) {
+  const RunHistory run = HistoryOf("installed", {"install", kNewInf});
+  for (const HistoryPhase& phase : run.phases) {
+    if (!phase.title.ends_with("the journal")) continue;
+    EXPECT_EQ(run.callNames[phase.firstCall], "QueryDosDeviceW") << phase.title;
+  }
+}
+
 TEST(RunPhases, OfNothingButTheUsage) {
   EXPECT_EQ(TitlesOf(HistoryOf("clean", {"install"})), Words{"Start"});
 }
@@ -219,6 +228,33 @@ TEST(RunHistory, OfARemovalEndsWithoutADevice) {
   EXPECT_EQ(run.moments.front().machine.devices.size(), 1U);
   EXPECT_TRUE(run.moments.back().machine.devices.empty());
   EXPECT_TRUE(run.moments.back().machine.packages.empty());
+}
+
+// The handles of a process that is ended are closed, which changes the machine after its last call.
+TEST(RunHistory, EndsWithTheMachineAsItIs) {
+  for (const char* const fault :
+       {"DeviceIoControl#8:kill", "WriteFile#1:kill-after", "NtCreateFile#3:kill"}) {
+    LabMachine lab = MachineOf("installed");
+    const Words arguments = {"install", kNewInf, kStateFile};
+    const RunHistory run = HistoryOf(lab, arguments, {fault});
+    GlanceTaker taker(u".vorn-driver-activation-state");
+    EXPECT_EQ(run.moments.back().machine, taker.Take(lab.machine)) << fault;
+  }
+}
+
+TEST(MachineGlance, CountsTheBetterOfTwoEndpointsOfACable) {
+  LabMachine lab = MachineOf("installed");
+  auto& endpoints = lab.machine.audio.endpoints;
+  const auto first = std::find_if(endpoints.begin(), endpoints.end(), [](const auto& endpoint) {
+    return endpoint.builtFor.has_value();
+  });
+  ASSERT_NE(first, endpoints.end());
+  const auto [cable, capture] = *first->builtFor;
+  auto second = *first;
+  second.state = platform::DEVICE_STATE_NOTPRESENT;
+  endpoints.push_back(second);
+  GlanceTaker taker(u"none");
+  EXPECT_EQ(taker.Take(lab.machine).endpoints[capture == 0 ? 0 : 1][cable], EndpointGlance::Active);
 }
 
 // ------------------------------------------------------------------------------------------------

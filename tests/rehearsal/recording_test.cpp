@@ -46,6 +46,12 @@ TEST(Recording, KeepsEveryCharacter) {
   EXPECT_EQ(ParseRecording(ToText(recording)), recording);
 }
 
+TEST(Recording, HasNoControlCharacterInItsText) {
+  Recording recording = kRefusedUpdate;
+  recording.pieces = {{0, false, "100 %\t\x1B\x7F\r\n"}};
+  EXPECT_NE(ToText(recording).find("\n0 out 100 %25%09%1B%7F%0D\n"), std::string::npos);
+}
+
 TEST(Recording, KeepsALineThatNeverEnded) {
   Recording recording = kRefusedUpdate;
   recording.pieces = {{5, false, "begun"}, {5, true, "between\n"}, {6, false, ""}};

@@ -1,0 +1,27 @@
+#pragma once
+
+// PathBuffer: room for the longest path that the platform returns. It is not cleared: a call fills
+// what it says it filled, and clearing 64 KiB for each short path costs more than most calls.
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string_view>
+
+namespace vorn::privileged_input {
+
+inline constexpr std::uint32_t kPathBufferLength = 32768;  // units
+
+class PathBuffer {
+ public:
+  char16_t* Data() { return units_.get(); }
+
+  /// The first units, which a call has written.
+  std::u16string_view Text(std::size_t length) const { return {units_.get(), length}; }
+
+ private:
+  std::unique_ptr<char16_t[]> units_ =
+      std::make_unique_for_overwrite<char16_t[]>(kPathBufferLength);
+};
+
+}  // namespace vorn::privileged_input
