@@ -1,3 +1,4 @@
+#include "base/path_text.h"
 #include "capture/observation.h"
 #include "capture/readers.h"
 #include "package/windows_inf_folder.h"
@@ -19,6 +20,7 @@ using privileged_input::kPathBufferLength;
 constexpr const char* kNativeCalls[] = {"NtCreateFile", "NtDeleteKey", "RtlNtStatusToDosError"};
 constexpr const char16_t* kServices[] = {u"AudioEndpointBuilder", u"Audiosrv"};
 constexpr std::uint32_t ERROR_SERVICE_DOES_NOT_EXIST = 1060;
+constexpr std::u16string_view kProgramName = u"vorn_devnode.exe";
 constexpr std::uint32_t kClassNameUnits = 32;  // as much as the program has room for
 
 /// Days from 1970-01-01 in the Gregorian calendar.
@@ -94,6 +96,10 @@ void ReadFolders(CapturedMachine& machine) {
 
   length = platform::GetModuleFileNameW(nullptr, buffer.data(), kPathBufferLength);
   machine.modulePath = KeepPath(buffer, length, u"program", "GetModuleFileNameW", machine);
+  // This program lies beside the one that it captures for.
+  if (!machine.modulePath.empty()) {
+    machine.modulePath = JoinPath(CutLastComponent(machine.modulePath), kProgramName);
+  }
 
   length = platform::GetFullPathNameW(u".", kPathBufferLength, buffer.data(), nullptr);
   machine.currentFolder = KeepPath(buffer, length, u"current folder", "GetFullPathNameW", machine);

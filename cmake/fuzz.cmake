@@ -12,6 +12,10 @@ add_executable(vorn_fuzz
                lab/machine_document.cpp lab/json.cpp lab/json_text.cpp lab/facts.cpp
                lab/fact_values.cpp lab/audio_facts.cpp lab/device_facts.cpp lab/driver_facts.cpp
                lab/file_facts.cpp lab/registry_facts.cpp lab/typed_data.cpp lab/stored_name.cpp
+               lab/near_word.cpp
+               lab/capture_import.cpp lab/capture_document.cpp lab/capture_volumes.cpp
+               lab/capture_devices.cpp lab/capture_audio.cpp lab/volume_putting_together.cpp
+               lab/volume_taking_apart.cpp lab/volume_tree.cpp
                rehearsal/recording.cpp rehearsal/escaped_text.cpp
                tests/support/machine_view.cpp ${VORN_FUZZ_SOURCES})
 target_link_libraries(vorn_fuzz PRIVATE vorn_logic vorn_simulated nlohmann_json::nlohmann_json)

@@ -83,8 +83,14 @@ foreach(folder IN LISTS VORN_FOLDERS ITEMS simulated scenarios lab capture rehea
   vorn_test_folder(${folder})
 endforeach()
 
-# The unusual machine of the lab's tests is captured, too.
+# The unusual machine of the lab's tests is captured, too. The scripts that work on captures run the
+# lab's program.
 target_sources(capture_objects PRIVATE tests/lab/unusual_machine.cpp)
+foreach(kind IN ITEMS "" LISTS VORN_KINDS)
+  add_test(NAME capture_tools${kind}
+           COMMAND ${CMAKE_SOURCE_DIR}/tests/capture/tools $<TARGET_FILE:vorn_lab${kind}>)
+  set_tests_properties(capture_tools${kind} PROPERTIES TIMEOUT 300)
+endforeach()
 
 # The page that says how many platform calls each command makes.
 target_compile_definitions(scenarios_objects PRIVATE

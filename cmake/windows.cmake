@@ -5,6 +5,9 @@ configure_file(platform/windows/resources/vorn_devnode.rc.in
 configure_file(rehearsal/windows/vorn_rehearsal.rc.in
                ${CMAKE_BINARY_DIR}/vorn_rehearsal.rc @ONLY)
 
+configure_file(capture/windows/vorn_capture.rc.in
+               ${CMAKE_BINARY_DIR}/vorn_capture.rc @ONLY)
+
 file(GLOB VORN_WINDOWS_SOURCES CONFIGURE_DEPENDS platform/windows/*.cpp)
 add_library(vorn_logic STATIC ${VORN_LOGIC_SOURCES} ${VORN_WINDOWS_SOURCES})
 target_link_libraries(vorn_logic PUBLIC vorn_base setupapi advapi32 ole32)
@@ -29,9 +32,13 @@ add_executable(vorn_devnode cli/main.cpp ${CMAKE_BINARY_DIR}/vorn_devnode.rc)
 file(GLOB VORN_REHEARSAL_SOURCES CONFIGURE_DEPENDS rehearsal/*.cpp rehearsal/windows/*.cpp)
 add_executable(vorn_rehearsal ${VORN_REHEARSAL_SOURCES} ${CMAKE_BINARY_DIR}/vorn_rehearsal.rc)
 
-set_property(TARGET vorn_base vorn_logic vorn_devnode vorn_rehearsal
+# What captures a machine for the lab.
+file(GLOB VORN_CAPTURE_SOURCES CONFIGURE_DEPENDS capture/*.cpp capture/windows/*.cpp)
+add_executable(vorn_capture ${VORN_CAPTURE_SOURCES} ${CMAKE_BINARY_DIR}/vorn_capture.rc)
+
+set_property(TARGET vorn_base vorn_logic vorn_devnode vorn_rehearsal vorn_capture
              PROPERTY MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>")
-foreach(program vorn_devnode vorn_rehearsal)
+foreach(program vorn_devnode vorn_rehearsal vorn_capture)
   target_link_libraries(${program} PRIVATE vorn_logic)
   if(MSVC)
     # The manifest is one of the program's resources; the linker must not make another.

@@ -6,6 +6,7 @@
 #include "platform/registry.h"
 #include "platform/simulated/audio_values.h"
 #include "platform/simulated/endpoint_builder.h"
+#include "platform/simulated/error_values.h"
 #include "product/endpoint_identity.h"
 #include "product/product.h"
 
@@ -224,18 +225,25 @@ void AddUnlisted(Machine& machine, const EndpointRecord& record, bool listable) 
   machine.audio.endpoints.Write().insert(PlaceFor(machine.audio, *root, record.cable), endpoint);
 }
 
-/// An endpoint in view whose records nobody could list has its record there.
+bool IsUnread(const Registry& registry, const std::u16string& flowPath) {
+  const auto flow = FindKey(registry, flowPath);
+  if (!flow) return false;
+  const Key& key = registry.keys.at(*flow);
+  return key.openError != 0 || key.listError != 0;
+}
+
+/// An endpoint whose record nobody could list has it there. So has every endpoint of a machine that
+/// keeps its records elsewhere: without one, the model would give it another id at its next start.
 void AddUnreadRecords(Machine& machine) {
+  Registry& registry = machine.registry;
+  const bool elsewhere = !FindKey(registry, platform::simulated::kEndpointRecordsPath);
   for (const AudioEndpoint& endpoint : machine.audio.endpoints) {
     if (endpoint.root.empty() || !endpoint.builtFor) continue;
     const std::u16string path = EndpointRecordPath(endpoint);
-    const auto flow = FindKey(machine.registry, path.substr(0, path.rfind(u'\\')));
-    if (!flow) continue;
-    const Key& key = machine.registry.keys.at(*flow);
-    if (key.openError == 0 && key.listError == 0) continue;
-    PutDword(machine.registry, path, u"DeviceState", endpoint.state);
-    PutDword(machine.registry, path + u"\\Properties", kCableIndexValueName,
-             endpoint.builtFor->first);
+    if (!elsewhere && !IsUnread(registry, path.substr(0, path.rfind(u'\\')))) continue;
+    if (elsewhere) MakeEndpointRecordKeys(machine);
+    PutDword(registry, path, u"DeviceState", endpoint.state);
+    PutDword(registry, path + u"\\Properties", kCableIndexValueName, endpoint.builtFor->first);
   }
 }
 
@@ -260,20 +268,36 @@ void HideWhatIsMissing(Machine& machine) {
 
 /// A number above that of every endpoint, as the model counts its own.
 std::uint32_t NextGuid(const AudioCatalog& audio) {
-  constexpr std::size_t kDigits = 8;
+  constexpr std::size_t kNumberDigits = 8;
   constexpr std::uint32_t kMostCounted = 0xFFFF;
   auto next = static_cast<std::uint32_t>(audio.endpoints.size());
   for (const AudioEndpoint& endpoint : audio.endpoints) {
     const std::string id = ToUtf8(endpoint.id);
-    if (id.size() <= kDigits + 1) continue;
+    if (id.size() <= kNumberDigits + 1) continue;
     std::uint32_t number = 0;
     const char* const end = id.data() + id.size() - 1;
-    const auto read = std::from_chars(end - kDigits, end, number, 16);
+    const auto read = std::from_chars(end - kNumberDigits, end, number, 16);
     if (read.ec == std::errc() && read.ptr == end && number <= kMostCounted) {
       next = std::max(next, number);
     }
   }
   return next + 1;
+}
+
+/// A catalog that lists endpoints is served by somebody. A service that is not there stays one that
+/// cannot be opened.
+void LetServicesRunThatAnswered(Machine& machine) {
+  using namespace platform::simulated;
+  const AudioCatalog& audio = machine.audio;
+  const bool answered = audio.coInitializeResult >= 0 && audio.createError == 0 &&
+                        audio.enumError == 0 && machine.serviceManagerError == 0;
+  if (AudioServicesRun(machine) || !answered) return;
+  for (const char16_t* const name : {kEndpointBuilderService, kAudioService}) {
+    if (FindService(machine, name) == nullptr) {
+      machine.services[name].openError = platform::ERROR_SERVICE_DOES_NOT_EXIST;
+    }
+    FindService(machine, name)->running = true;
+  }
 }
 
 }  // namespace
@@ -287,6 +311,7 @@ void GiveEndpointsTheirDevices(bool remote, Machine& machine) {
     }
   }
   IdentifyFailing(machine, records);
+  LetServicesRunThatAnswered(machine);
   const bool running = AudioServicesRun(machine);
   // The services say so themselves, and may run when the program has started them.
   if (!running && audio.enumError == platform::AUDCLNT_E_SERVICE_NOT_RUNNING) audio.enumError = 0;

@@ -3,7 +3,6 @@
 #include "base/text.h"
 #include "lab/bad_input.h"
 #include "lab/capture_folder.h"
-#include "lab/driver_facts.h"
 #include "lab/json_text.h"
 #include "lab/run_program.h"
 #include "platform/simulated/process.h"
@@ -23,7 +22,7 @@ constexpr Option kCaptureOptions[] = {
 constexpr Operand kImportOperands[] = {{"CAPTURE", "the folder of a capture"},
                                        {"DIR", "the folder of the new machine"}};
 constexpr Option kImportOptions[] = {
-    {"--image", "JSON", "what a driver that has not run there reports and does"},
+    {"--image", "JSON", "what the driver does beyond what the capture says of it"},
 };
 
 std::vector<std::u16string> Utf16Of(const std::vector<std::string>& words) {
@@ -69,13 +68,15 @@ std::span<const Option> ImportOptionList() {
 LabResult ImportMachine(const CommandWords& words) {
   ImportOptions options;
   if (const std::string* const image = words.Last("--image")) {
-    FromJson(ParseJson(*image), "--image", options.image.emplace());
+    options.image = ParseJson(*image);
+    if (options.image.As<Json::Object>() == nullptr) throw BadInput("--image", "must be an object");
   }
   const std::string& capture = words.OperandAt(0);
   const std::string& folder = words.OperandAt(1);
   ImportedCapture imported;
+  const CaptureFiles files = ReadCaptureFolder(capture);
   try {
-    imported = ImportCapture(ReadCaptureFolder(capture), options);
+    imported = ImportCapture(files, options);
   } catch (const BadInput& bad) {
     throw BadInput(capture, bad.what());
   }

@@ -1,6 +1,7 @@
 #include "lab/capture_devices.h"
 
 #include "base/text.h"
+#include "lab/driver_facts.h"
 #include "platform/config_manager.h"
 #include "platform/simulated/driver_package.h"
 #include "platform/simulated/driver_replies.h"
@@ -24,6 +25,7 @@ using platform::simulated::kControlInterfaceClass;
 using platform::simulated::Machine;
 using platform::simulated::Node;
 using platform::simulated::NodeId;
+using platform::simulated::ParseImage;
 using platform::simulated::PoolEntry;
 using platform::simulated::PublishedPackage;
 using platform::simulated::ReadDriverPackage;
@@ -140,6 +142,20 @@ DriverImage ResidentImage(const Device& device, const std::vector<CapturedReply>
   return image;
 }
 
+bool NoChanges(const Json& changes) {
+  return changes.As<Json::Object>()->empty();
+}
+
+/// The image with other values of some keys.
+DriverImage WithChanges(const DriverImage& image, const Json& changes) {
+  Json json = ToJson(image);
+  for (const auto& [key, value] : *changes.As<Json::Object>())
+    json[key] = value;
+  DriverImage changed;
+  FromJson(json, "--image", changed);
+  return changed;
+}
+
 void CheckReplies(const std::vector<CapturedReply>& replies, std::size_t device) {
   for (std::size_t i = 0; i < replies.size(); ++i) {
     if (replies[i].reply && replies[i].reply->size() > kMostReplyBytes) {
@@ -176,7 +192,8 @@ void CheckIds(const Devices& devices) {
 
 }  // namespace
 
-void GiveDevicesTheirDrivers(const CaptureDocument& capture, Machine& machine) {
+void GiveDevicesTheirDrivers(const CaptureDocument& capture, const Json& changes,
+                             Machine& machine) {
   CheckIds(machine.devices.devices);
   std::size_t next = 0;
   for (Device& device : machine.devices.devices) {
@@ -205,7 +222,7 @@ void GiveDevicesTheirDrivers(const CaptureDocument& capture, Machine& machine) {
       device.problem = 0;
     }
     if (!device.foreign && device.present && IsStarted(device) && !device.publishedInf.empty()) {
-      device.resident = ResidentImage(device, capture.replies[i]);
+      device.resident = WithChanges(ResidentImage(device, capture.replies[i]), changes);
     }
   }
 }
@@ -259,20 +276,22 @@ struct FolderPackage {
 
 /// Makes the image and the catalog of a package those of the model, unless they are already.
 std::optional<FolderPackage> MakeRunnable(Machine& machine, NodeId folder, const Bytes& inf,
-                                          const std::optional<DriverImage>& image) {
+                                          const Json& changes) {
   std::uint32_t error = 0;
   const auto package = ReadDriverPackage(inf, kHardwareId, &error);
   if (!package || !package->hasModel) return std::nullopt;
   FolderPackage made = {inf, {}};
   Node* const binary = FileIn(machine, folder, package->image);
   if (binary != nullptr) {
-    if (image || !IsModelText(*binary, "version=")) {
-      Replace(*binary, ToImageText(image ? *image : SoundImage(package->version)));
+    const bool model = IsModelText(*binary, "version=");
+    const DriverImage image = model ? ParseImage(*binary->content) : SoundImage(package->version);
+    if (!model || !NoChanges(changes)) {
+      Replace(*binary, ToImageText(WithChanges(image, changes)));
     }
     made.image = *binary->content;
   }
   Node* const catalog = FileIn(machine, folder, package->catalog);
-  if (catalog != nullptr && (image || !IsModelText(*catalog, "sha256="))) {
+  if (catalog != nullptr && (!NoChanges(changes) || !IsModelText(*catalog, "sha256="))) {
     Replace(*catalog, CatalogLine(inf) + "\r\n" +
                           (binary == nullptr ? "" : CatalogLine(made.image) + "\r\n"));
   }
@@ -284,8 +303,7 @@ bool EndsInInf(const std::u16string& upperName) {
 }
 
 /// All packages of ours in folders other than the one of published INFs.
-std::vector<FolderPackage> MakePackagesRunnable(Machine& machine,
-                                                const std::optional<DriverImage>& image) {
+std::vector<FolderPackage> MakePackagesRunnable(Machine& machine, const Json& changes) {
   const auto infFolder = FindNode(machine.files, machine.files.windowsFolder + u"\\INF");
   std::vector<std::pair<NodeId, Bytes>> infs;
   for (const auto& [id, node] : machine.files.nodes) {
@@ -299,7 +317,7 @@ std::vector<FolderPackage> MakePackagesRunnable(Machine& machine,
   }
   std::vector<FolderPackage> packages;
   for (const auto& [folder, inf] : infs) {
-    if (auto package = MakeRunnable(machine, folder, inf, image)) {
+    if (auto package = MakeRunnable(machine, folder, inf, changes)) {
       packages.push_back(std::move(*package));
     }
   }
@@ -309,8 +327,7 @@ std::vector<FolderPackage> MakePackagesRunnable(Machine& machine,
 /// What the image of a published package is: the one in memory where that is of its version, the
 /// one of a folder with the same INF, or the model's usual.
 Bytes ImageOfPublished(const Machine& machine, const std::u16string& name, const Bytes& inf,
-                       const std::vector<FolderPackage>& packages,
-                       const std::optional<DriverImage>& image) {
+                       const std::vector<FolderPackage>& packages, const Json& changes) {
   std::uint32_t error = 0;
   const auto package = ReadDriverPackage(inf, kHardwareId, &error);
   const std::u16string version = package ? package->version : std::u16string();
@@ -326,7 +343,7 @@ Bytes ImageOfPublished(const Machine& machine, const std::u16string& name, const
   for (const FolderPackage& folder : packages) {
     if (folder.inf == inf && !folder.image.empty()) return folder.image;
   }
-  return BytesOf(ToImageText(image ? *image : SoundImage(version)));
+  return BytesOf(ToImageText(WithChanges(SoundImage(version), changes)));
 }
 
 /// The number in oem<n>.inf, if it has a usual size.
@@ -354,9 +371,8 @@ void CheckPublished(const CapturedPackage& package, std::size_t index,
 
 }  // namespace
 
-void FillDriverStore(const CaptureDocument& capture, const std::optional<DriverImage>& image,
-                     Machine& machine) {
-  const std::vector<FolderPackage> packages = MakePackagesRunnable(machine, image);
+void FillDriverStore(const CaptureDocument& capture, const Json& changes, Machine& machine) {
+  const std::vector<FolderPackage> packages = MakePackagesRunnable(machine, changes);
   std::set<std::u16string> names;
   for (std::size_t i = 0; i < capture.published.size(); ++i) {
     const CapturedPackage& captured = capture.published[i];
@@ -369,7 +385,7 @@ void FillDriverStore(const CaptureDocument& capture, const std::optional<DriverI
       package.originalCatalog = captured.originalCatalog;
       const auto inf = ReadWholeFile(machine.files, PublishedInfPath(machine, captured.name));
       package.image =
-          ImageOfPublished(machine, captured.name, inf.value_or(Bytes()), packages, image);
+          ImageOfPublished(machine, captured.name, inf.value_or(Bytes()), packages, changes);
     }
     if (const auto number = NumberOf(captured.name)) {
       machine.store.nextNumber = std::max(machine.store.nextNumber, *number + 1);

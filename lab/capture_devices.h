@@ -5,17 +5,17 @@
 
 #include "lab/capture_document.h"
 
-#include <optional>
-
 namespace vorn::lab {
 
-/// Completes the devices with their enumerators, drivers and images in memory.
-void GiveDevicesTheirDrivers(const CaptureDocument& capture, platform::simulated::Machine& machine);
+/// Completes the devices with their enumerators, drivers and images in memory. `changes` has keys
+/// of an image, which every image gets.
+void GiveDevicesTheirDrivers(const CaptureDocument& capture, const Json& changes,
+                             platform::simulated::Machine& machine);
 
 /// Fills the driver store. A package's image that only Windows could run, and a catalog that only
-/// Windows could check, become those of the model: `image`, or a sound one of the INF's version.
-void FillDriverStore(const CaptureDocument& capture,
-                     const std::optional<platform::simulated::DriverImage>& image,
+/// Windows could check, become those of the model: a sound one of the INF's version, with
+/// `changes`.
+void FillDriverStore(const CaptureDocument& capture, const Json& changes,
                      platform::simulated::Machine& machine);
 
 }  // namespace vorn::lab

@@ -112,7 +112,7 @@ ImportedCapture ImportCapture(const CaptureFiles& files, const ImportOptions& op
   Machine& machine = imported.lab.machine;
 
   BuildVolumes(capture, files.contents, machine, imported.notes);
-  GiveDevicesTheirDrivers(capture, machine);
+  GiveDevicesTheirDrivers(capture, options.image, machine);
   FillDriverStore(capture, options.image, machine);
   GiveEndpointsTheirDevices(capture.origin.remoteSession, machine);
   RepeatErrors(capture, imported);

@@ -3,9 +3,9 @@
 // ImportCapture: makes a machine of a capture. What a capture cannot know, such as how the endpoint
 // builder will behave, has the model's usual values, and the notes say so.
 
+#include "lab/json.h"
 #include "lab/machine_folder.h"
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,13 +18,14 @@ struct CaptureFiles {
 };
 
 struct ImportOptions {
-  /// What a driver that has never run on the machine reports and does; a sound one by default.
-  std::optional<platform::simulated::DriverImage> image = {};
+  /// What every driver image does beyond what the capture says of it: keys of an image, or nothing.
+  /// Usually it is sound.
+  Json image = Json::Object();
 };
 
 struct ImportedCapture {
-  LabMachine lab = {};
-  std::string origin = {};  // one line: which Windows, which session
+  LabMachine lab;
+  std::string origin;  // one line: which Windows, which session
   std::vector<std::string>
       notes;  // one line each: what was not in the capture and was taken for it
 };

@@ -13,6 +13,7 @@
 #include "lab/package_command.h"
 #include "lab/presets.h"
 #include "lab/record_command.h"
+#include "lab/rehearse_command.h"
 #include "lab/run_program.h"
 #include "lab/timeline_file.h"
 
@@ -228,6 +229,10 @@ const std::vector<Command>& Commands() {
         {},
         "Captures the machine as vorn_capture.exe captures a Windows machine."},
        CaptureMachine},
+      {{"rehearse", RehearseOperands(), RehearseOptions(), "[COMMAND ARGUMENTS...]",
+        "Runs one command on each capture of a list, and prints a line of JSON for each. "
+        "tools/rehearse makes a table of many."},
+       Rehearse},
   };
   return commands;
 }

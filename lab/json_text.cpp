@@ -213,6 +213,12 @@ class Builder : public nlohmann::json_sax<LibraryJson> {
 
 }  // namespace
 
+std::string ToLineText(const Json& json) {
+  std::string text;
+  AppendInline(json, std::string::npos, text);
+  return text;
+}
+
 std::string ToReadableText(const Json& json) {
   std::string text;
   Append(json, 0, 0, text);

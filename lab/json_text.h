@@ -12,6 +12,9 @@ namespace vorn::lab {
 /// The text of a value, ending with a line feed. Whatever fits on one line is written on one line.
 std::string ToReadableText(const Json& json);
 
+/// The text of a value on one line, without a line feed.
+std::string ToLineText(const Json& json);
+
 /// Parses a text. Throws BadInput, with line and column, for invalid JSON, for a key that appears
 /// twice in its object, and for values nested more than kMaxNesting deep.
 Json ParseJson(std::string_view text);

@@ -18,6 +18,7 @@ struct NamedTarget {
 };
 
 constexpr NamedTarget kTargets[] = {
+    {"capture", vorn::tests::FuzzCapture},
     {"command_line", vorn::tests::FuzzCommandLine},
     {"directory_records", vorn::tests::FuzzDirectoryRecords},
     {"driver_replies", vorn::tests::FuzzDriverReplies},

@@ -8,6 +8,7 @@
 
 namespace vorn::tests {
 
+void FuzzCapture(std::span<const std::uint8_t> input);
 void FuzzCommandLine(std::span<const std::uint8_t> input);
 void FuzzDirectoryRecords(std::span<const std::uint8_t> input);
 void FuzzDriverReplies(std::span<const std::uint8_t> input);

@@ -230,7 +230,8 @@ BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, void*) {
     // Only the program under test sees the file layer of Windows; Wine's own processes keep theirs.
     wchar_t program[MAX_PATH] = {};
     GetModuleFileNameW(nullptr, program, MAX_PATH);
-    if (supplement::FileName(program) == L"vorn_devnode.exe") supplement::InstallHooks();
+    const std::wstring name = supplement::FileName(program);
+    if (name == L"vorn_devnode.exe" || name == L"vorn_capture.exe") supplement::InstallHooks();
   }
   return TRUE;
 }
