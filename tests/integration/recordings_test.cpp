@@ -39,7 +39,7 @@ const std::map<std::string, std::vector<Recording>>& Catalogue() {
   return catalogue;
 }
 
-std::vector<PrintedLine> LinesOf(const Recording& recording) {
+std::vector<PrintedLine> RecordedLinesOf(const Recording& recording) {
   std::vector<PrintedLine> lines;
   for (const rehearsal::RecordedPiece& piece : recording.pieces)
     lines.push_back({piece.error ? "err" : "out", piece.text.substr(0, piece.text.size() - 1)});
@@ -70,7 +70,7 @@ TEST(Recordings, BeginWithTheRunOfTheRow) {
     EXPECT_EQ(own.status.value_or(kKilledByTheLab), row.staging.status);
     EXPECT_EQ(own.milliseconds / 1000, row.seconds);
     for (const char* const stream : {"out", "err"})
-      EXPECT_EQ(TextsOf(LinesOf(own), stream), TextsOf(RehearsalOf(row).lines, stream));
+      EXPECT_EQ(TextsOf(RecordedLinesOf(own), stream), TextsOf(RehearsalOf(row).lines, stream));
   }
 }
 
