@@ -11,14 +11,14 @@ rem   vorn-setup.cmd uninstall
 rem   vorn-setup.cmd rollback            undoes the last install, for a caller whose own work failed
 rem
 rem The folder of this script lies below Program Files, where only administrators can write. It holds
-rem   bin\vorn_devnode.exe
+rem   vorn_devnode.exe
 rem   VERSION\driver\vorn_audio.inf   each version with its .cat and .sys, and nothing else. An update
 rem                                   needs the folder of the version before, to fall back on it.
-rem   current.txt, previous.txt, activation-state, setup.log   written by this script
+rem   current.txt, previous.txt, setup.log and the journal   written by this script
 setlocal EnableExtensions DisableDelayedExpansion
 set "home=%~dp0"
-set "tool=%home%bin\vorn_devnode.exe"
-set "state=%home%activation-state"
+set "tool=%home%vorn_devnode.exe"
+set "state=%home%.vorn-driver-activation-state"
 set "out=%home%last-run.txt"
 set "task=VORN Audio removal"
 
@@ -52,19 +52,23 @@ if /i "%SESSIONNAME:~0,4%"=="RDP-" echo Run this at the console or as a service.
 set "version=%~2"
 if not exist "%home%%version%\driver\vorn_audio.inf" echo No such version.& exit /b
 schtasks /delete /f /tn "%task%" >nul 2>&1
+if not defined current goto bind_version
+rem Where the endpoints cannot be seen, nothing can be proven. A run that was killed leaves them hidden.
+call :run audit-catalog
+if not "%status%"=="11" goto bind_version
+call :run resume-endpoints
+call :run audit-catalog
+if "%status%"=="11" exit /b
+:bind_version
 call :bind "%version%"
+call :was_killed
+if defined killed call :run resume-endpoints
+if defined killed call :bind "%version%"
 if "%status%"=="0" goto installed
-if "%status%"=="9" if exist "%state%" set "code=1618"
-call :held
 rem Most failures leave the device as it was. Then there is nothing to undo, and doing it would harm.
 if not defined bound exit /b
-set "code=1603"
 if not defined current goto undo_first
 if /i "%current%"=="%version%" exit /b
-rem Any other status is that of a run that was killed. It can leave hidden endpoints and its journal.
-set "killed=yes"
-for %%s in (11 12 15 16) do if "%status%"=="%%s" set "killed="
-if defined killed call :run resume-endpoints
 rem Ask whether the version before still runs, before making it run again.
 call :run audit-current "%home%%current%\driver\vorn_audio.inf"
 if exist "%state%" del /f "%state%"
@@ -117,7 +121,6 @@ for /f "delims=" %%d in ('dir /b /ad "%home%"') do call :remove_earlier "%%d"
 if "%status%"=="0" set "code=0"
 if "%status%"=="10" set "code=3010"
 if "%status%"=="17" set "code=1618"
-if "%status%"=="3" call :held
 if %code% neq 0 exit /b
 schtasks /delete /f /tn "%task%" >nul 2>&1
 if exist "%state%" del /f "%state%"
@@ -138,10 +141,10 @@ call :run remove "%home%%~1\driver\vorn_audio.inf"
 if "%status%"=="10" schtasks /create /f /ru SYSTEM /sc onstart /tn "%task%" /tr "\"%~f0\" uninstall"
 exit /b
 
-rem :held. Somebody has a file open that the tool must read: that passes.
-:held
-find "(error 0x00000020)" "%out%" >nul 2>&1
-if not errorlevel 1 set "code=1618"
+rem :was_killed. Sets killed if the last install has a status that it does not end with by itself.
+:was_killed
+set "killed=%bound%"
+for %%s in (0 11 12 15 16) do if "%status%"=="%%s" set "killed="
 exit /b
 
 rem :bind VERSION [--rollback]. Sets status; sets bound if the device may run another driver now, and
@@ -150,12 +153,30 @@ rem fresh if there was no device before.
 call :bind_once %*
 if not "%status%"=="9" exit /b
 rem The journal of an earlier run is in the way: that run was killed, or the device was removed or
-rem changed by other means. Show what it may have left hidden. Unless something else runs than the
-rem version that ought to (11), its journal is of no use any more.
+rem changed by other means. Show what it may have left hidden, and look what runs before the journal goes.
 call :run resume-endpoints
+if defined current (call :run audit-current "%home%%current%\driver\vorn_audio.inf") else call :run audit-catalog
+set "found=%status%"
+set "status=9"
+if not defined current if not "%found%"=="12" exit /b
+if "%found%"=="11" goto something_else
+if exist "%state%" del /f "%state%"
+if exist "%state%" exit /b
+rem No version is installed: this clears the half-made device of a run that was killed.
 set "status=0"
-if defined current if /i not "%~1"=="%current%" call :run audit-current "%home%%current%\driver\vorn_audio.inf"
-if "%status%"=="11" echo Repair the installed version first.& exit /b
+if not defined current call :run remove "%home%%~1\driver\vorn_audio.inf"
+if "%status%"=="0" call :bind_once %*
+exit /b
+
+:something_else
+if /i "%~1"=="%current%" goto without_journal
+call :run audit-catalog
+if not "%status%"=="0" set "status=9"& exit /b
+if exist "%state%" del /f "%state%"
+call :bind_once "%current%" --rollback
+call :run audit-current "%home%%current%\driver\vorn_audio.inf"
+if not "%status%"=="0" set "status=9"& set "bound="& exit /b
+:without_journal
 if exist "%state%" del /f "%state%"
 call :bind_once %*
 exit /b

@@ -49,7 +49,7 @@ bool Exists(const std::wstring& file) {
 /// Keeps other installers of the driver out: two runs at a time would make two devices.
 class OnlyRun {
  public:
-  OnlyRun() : mutex_(CreateMutexW(nullptr, FALSE, L"Global\\VORN Audio setup")) {
+  OnlyRun() : mutex_(CreateMutexW(nullptr, FALSE, L"Global\\VornDevnode")) {
     alone_ = mutex_ != nullptr && GetLastError() != ERROR_ALREADY_EXISTS;
   }
   ~OnlyRun() {

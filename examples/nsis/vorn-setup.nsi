@@ -7,7 +7,7 @@
 ;
 ;   vorn-audio-26.9.1.1.exe /S             installs, or updates and falls back to the version before
 ;   vorn-audio-26.9.1.1.exe /S /REPAIR     proves the installed version, and binds it again if it must
-;   uninstall.exe /S _?=C:\Program Files\VORN Audio    (with _?= it does not leave for a copy of itself,
+;   uninstall.exe /S _?=C:\Program Files\VORN    (with _?= it does not leave for a copy of itself,
 ;                            so that whoever runs it gets its exit code)
 ;
 ; Exit codes: 0 done, 3010 done after a restart, 1602 the user gave up, 1603 failed, 1618 busy, try
@@ -26,10 +26,7 @@ Unicode true
 !include LogicLib.nsh
 !include FileFunc.nsh
 !include TextFunc.nsh
-!include StrFunc.nsh
 !include x64.nsh
-${StrStr}
-${UnStrStr}
 
 Name "VORN Audio"
 OutFile "${OUT}"
@@ -42,7 +39,7 @@ UninstPage instfiles
 
 !define UNINSTALL_KEY "Software\Microsoft\Windows\CurrentVersion\Uninstall\VORN Audio"
 !define TASK "VORN Audio removal"
-!define STATE "$INSTDIR\activation-state"
+!define STATE "$INSTDIR\.vorn-driver-activation-state"
 !define CURRENT "$INSTDIR\current.txt"
 
 Var Code     ; of this installer
@@ -50,7 +47,6 @@ Var Current  ; the version that was installed and proven, or empty
 Var Status   ; of the last run
 Var Bound    ; after an install: whether the device may run another driver now
 Var Fresh    ; after an install: whether it made the device
-Var Held     ; after any run: whether a file was open elsewhere
 
 !macro Shared UN
 
@@ -58,8 +54,8 @@ Var Held     ; after any run: whether a file was open elsewhere
 Function ${UN}Begin
   SetRegView 64
   SetShellVarContext all
-  StrCpy $INSTDIR "$PROGRAMFILES64\VORN Audio"  ; one place for the one journal of the machine
-  System::Call 'kernel32::CreateMutexW(p 0, i 0, w "Global\VORN Audio setup") p .r0 ?e'
+  StrCpy $INSTDIR "$PROGRAMFILES64\VORN"  ; one place for the one journal of the machine
+  System::Call 'kernel32::CreateMutexW(p 0, i 0, w "Global\VornDevnode") p .r0 ?e'
   Pop $1
   ${If} $0 P= 0
   ${OrIf} $1 = 183  ; ERROR_ALREADY_EXISTS
@@ -91,12 +87,11 @@ Function ${UN}Run
   DetailPrint "vorn_devnode $R0"
   Delete "$INSTDIR\last-run.txt"
   ; The status is a text: "error" if the run could not be started.
-  nsExec::Exec '"$SYSDIR\cmd.exe" /d /s /c ""$INSTDIR\bin\vorn_devnode.exe" $R0 >"$INSTDIR\last-run.txt" 2>&1"'
+  nsExec::Exec '"$SYSDIR\cmd.exe" /d /s /c ""$INSTDIR\vorn_devnode.exe" $R0 >"$INSTDIR\last-run.txt" 2>&1"'
   Pop $Status
   DetailPrint "status $Status"
   StrCpy $Bound ""
   StrCpy $Fresh ""
-  StrCpy $Held ""
   FileOpen $R8 "$INSTDIR\setup.log" a
   FileSeek $R8 0 END
   FileWrite $R8 "vorn_devnode $R0$\r$\n"
@@ -116,12 +111,6 @@ Function ${UN}Run
       ${Case} "vorn_devnode: Root\VornAudio installed$\r$\n"
         StrCpy $Fresh yes
     ${EndSelect}
-    !if "${UN}" == ""
-      ${StrStr} $1 $0 "(error 0x00000020)"
-    !else
-      ${UnStrStr} $1 $0 "(error 0x00000020)"
-    !endif
-    ${IfThen} $1 != "" ${|} StrCpy $Held yes ${|}
   ${Loop}
   FileClose $R9
   FileWrite $R8 "status $Status$\r$\n"
@@ -160,6 +149,11 @@ Function AuditCurrent
   Call Run
 FunctionEnd
 
+Function AuditCatalog
+  StrCpy $R0 "audit-catalog"
+  Call Run
+FunctionEnd
+
 Function ResumeEndpoints
   StrCpy $R0 "resume-endpoints"
   Call Run
@@ -169,18 +163,49 @@ Function Bind
   Call BindOnce
   ${IfThen} $Status <> 9 ${|} Return ${|}
   ; The journal of an earlier run is in the way: that run was killed, or the device was removed or
-  ; changed by other means. Show what it may have left hidden. Unless something else runs than the
-  ; version that ought to (11), its journal is of no use any more.
+  ; changed by other means. Show what it may have left hidden, and look what runs before the journal goes.
   Call ResumeEndpoints
-  ${If} $Current != ""
-  ${AndIf} $Current != $R1
-    Call AuditCurrent
-    ${If} $Status = 11
-      DetailPrint "Repair the installed version first."
+  ${If} $Current == ""
+    Call AuditCatalog
+    ${If} $Status != 12
+      StrCpy $Status 9
       Return
+    ${EndIf}
+  ${Else}
+    Call AuditCurrent
+    ${If} $Status == 11
+    ${AndIf} $Current != $R1
+      ; Something else runs, or nothing can be seen here. Go back to the installed version first.
+      Call AuditCatalog
+      ${If} $Status == 0
+        Push $R1
+        Push $R2
+        StrCpy $R1 $Current
+        StrCpy $R2 "--rollback"
+        Delete "${STATE}"
+        Call BindOnce
+        Call AuditCurrent
+        Pop $R2
+        Pop $R1
+      ${EndIf}
+      ${If} $Status != 0
+        StrCpy $Status 9
+        StrCpy $Bound ""
+        Return
+      ${EndIf}
     ${EndIf}
   ${EndIf}
   Delete "${STATE}"
+  ${If} ${FileExists} "${STATE}"
+    StrCpy $Status 9
+    Return
+  ${EndIf}
+  ${If} $Current == ""
+    ; This clears the half-made device of a run that was killed.
+    StrCpy $R0 'remove "$INSTDIR\$R1\driver\vorn_audio.inf"'
+    Call Run
+    ${IfThen} $Status != 0 ${|} Return ${|}
+  ${EndIf}
   Call BindOnce
 FunctionEnd
 
@@ -200,7 +225,7 @@ Function Install
     Return
   ${EndIf}
 
-  SetOutPath "$INSTDIR\bin"
+  SetOutPath "$INSTDIR"
   File "/oname=vorn_devnode.exe" "${TOOL}"
   ; The package has a folder of its own: everything in the folder of the INF is read and copied.
   SetOutPath "$INSTDIR\${VERSION}\driver"
@@ -213,9 +238,29 @@ Function Install
   nsExec::Exec '"$SYSDIR\schtasks.exe" /delete /f /tn "${TASK}"'
   Pop $0
 
+  ${If} $Current != ""
+    ; Where the endpoints cannot be seen, nothing can be proven. A run that was killed leaves them hidden.
+    Call AuditCatalog
+    ${If} $Status == 11
+      Call ResumeEndpoints
+      Call AuditCatalog
+    ${EndIf}
+    ${IfThen} $Status == 11 ${|} Return ${|}
+  ${EndIf}
+
   StrCpy $R1 "${VERSION}"
   StrCpy $R2 ""
   Call Bind
+  ${If} $Bound != ""
+  ${AndIf} $Status != 0
+  ${AndIf} $Status != 11
+  ${AndIf} $Status != 12
+  ${AndIf} $Status != 15
+  ${AndIf} $Status != 16
+    ; It does not end so by itself: it was killed.
+    Call ResumeEndpoints
+    Call Bind
+  ${EndIf}
   ${If} $Status == 0
     FileOpen $0 "${CURRENT}" w
     FileWrite $0 "${VERSION}$\r$\n"
@@ -225,15 +270,7 @@ Function Install
     Return
   ${EndIf}
   ; Most failures leave the device as it was. Then there is nothing to undo, and doing it would harm.
-  ${If} $Bound == ""
-    ${If} $Held != ""
-      StrCpy $Code 1618
-    ${ElseIf} $Status = 9
-    ${AndIf} ${FileExists} "${STATE}"
-      StrCpy $Code 1618  ; somebody has the journal open
-    ${EndIf}
-    Return
-  ${EndIf}
+  ${IfThen} $Bound == "" ${|} Return ${|}
   ${If} $Current == ""
     ; Only a device that this run made is taken away.
     ${If} $Fresh != ""
@@ -242,13 +279,6 @@ Function Install
     Return
   ${EndIf}
   ${IfThen} $Current == "${VERSION}" ${|} Return ${|}
-  ; Any other status is that of a run that was killed. It can leave hidden endpoints and its journal.
-  ${If} $Status <> 11
-  ${AndIf} $Status <> 12
-  ${AndIf} $Status <> 15
-  ${AndIf} $Status <> 16
-    Call ResumeEndpoints
-  ${EndIf}
   ; Ask whether the version before still runs, before making it run again.
   Call AuditCurrent
   Delete "${STATE}"
@@ -330,8 +360,6 @@ Section un.
     ${Case} 17
       StrCpy $Code 1602
       ${IfThen} ${Silent} ${|} StrCpy $Code 1618 ${|}
-    ${Case} 3
-      ${IfThen} $Held != "" ${|} StrCpy $Code 1618 ${|}
   ${EndSelect}
   ${If} $Code = 0
     nsExec::Exec '"$SYSDIR\schtasks.exe" /delete /f /tn "${TASK}"'
@@ -344,8 +372,7 @@ Section un.
       FindNext $R7 $R1
     ${Loop}
     FindClose $R7
-    RMDir /r "$INSTDIR\bin"
-    RMDir /r "$INSTDIR\logs"
+    Delete "$INSTDIR\vorn_devnode.exe"
     Delete "${STATE}"
     Delete "$INSTDIR\last-run.txt"
     Delete "$INSTDIR\setup.log"

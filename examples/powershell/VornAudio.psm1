@@ -6,7 +6,7 @@
 #   exit (Install-VornAudio -Version 26.9.1.1)
 #
 # Each command returns 0 (done), 3010 (done after a restart), 1603 (failed) or 1618 (busy, try again
-# later). The folder of the product is that of the script: bin\vorn_devnode.exe, VERSION\driver with the
+# later). The folder of the product is that of the script: vorn_devnode.exe, VERSION\driver with the
 # package, and current.txt.
 #
 # This module has not been run: there is no PowerShell where it was written. It does what the script
@@ -17,8 +17,8 @@
 Set-StrictMode -Version Latest
 $ErrorActionPreference = 'Stop'
 
-$script:Home_ = Join-Path $env:ProgramFiles 'VORN Audio'
-$script:State = Join-Path $script:Home_ 'activation-state'
+$script:Home_ = Join-Path $env:ProgramFiles 'VORN'
+$script:State = Join-Path $script:Home_ '.vorn-driver-activation-state'
 $script:CurrentFile = Join-Path $script:Home_ 'current.txt'
 $script:Task = 'VORN Audio removal'
 
@@ -37,7 +37,7 @@ function Invoke-Tool([string[]] $Arguments) {
     $err = Join-Path $script:Home_ 'last-run-errors.txt'
     $quoted = $Arguments | ForEach-Object { if ($_ -match '\s') { '"' + $_ + '"' } else { $_ } }
     Write-Verbose "vorn_devnode $quoted"
-    $process = Start-Process -FilePath (Join-Path $script:Home_ 'bin\vorn_devnode.exe') `
+    $process = Start-Process -FilePath (Join-Path $script:Home_ 'vorn_devnode.exe') `
         -ArgumentList $quoted -NoNewWindow -Wait -PassThru `
         -RedirectStandardOutput $out -RedirectStandardError $err
     $lines = @(Get-Content $out -Encoding UTF8) + @(Get-Content $err -Encoding UTF8)
@@ -64,25 +64,35 @@ function Invoke-BindOnce([string] $Version, [switch] $Rollback) {
     $run | Add-Member Fresh $fresh -PassThru
 }
 
+function Remove-State {
+    Remove-Item $script:State -Force -ErrorAction SilentlyContinue
+}
+
 function Invoke-Bind([string] $Version, [switch] $Rollback) {
     $run = Invoke-BindOnce $Version -Rollback:$Rollback
     if ($run.Status -ne 9) { return $run }
     # The journal of an earlier run is in the way: that run was killed, or the device was removed or
-    # changed by other means. Show what it may have left hidden. Unless something else runs than the
-    # version that ought to (11), its journal is of no use any more.
+    # changed by other means. Show what it may have left hidden, and look what runs before the journal goes.
     $null = Invoke-Tool 'resume-endpoints'
     $current = Get-CurrentVersion
-    if ($current -and $current -ne $Version -and (Invoke-Audit $current) -eq 11) {
-        Write-Warning 'Repair the installed version first.'
-        return $run
+    if (-not $current) {
+        if ((Invoke-Tool 'audit-catalog').Status -ne 12) { return $run }
     }
-    Remove-Item $script:State -Force -ErrorAction SilentlyContinue
+    elseif ((Invoke-Audit $current) -eq 11 -and $current -ne $Version) {
+        # Something else runs, or nothing can be seen here. Go back to the installed version first.
+        if ((Invoke-Tool 'audit-catalog').Status -ne 0) { return $run }
+        Remove-State
+        $null = Invoke-BindOnce $current -Rollback
+        if ((Invoke-Audit $current) -ne 0) { return $run }
+    }
+    Remove-State
+    if (Test-Path $script:State) { return $run }
+    if (-not $current) {
+        # This clears the half-made device of a run that was killed.
+        $removal = Invoke-Tool 'remove', (Get-Inf $Version)
+        if ($removal.Status -ne 0) { return $run }
+    }
     Invoke-BindOnce $Version -Rollback:$Rollback
-}
-
-# Somebody has a file open that the program must read or write: that passes.
-function Test-Held($Run) {
-    ($Run.Lines -match '\(error 0x00000020\)').Count -gt 0 -or ($Run.Status -eq 9 -and (Test-Path $script:State))
 }
 
 # After 10 the package is still there, and the removal must run again after the restart.
@@ -105,7 +115,7 @@ function Remove-Task {
 # Two runs at a time would make two devices: the named mutex keeps other installers out.
 function Invoke-Alone([scriptblock] $Errand) {
     $made = $false
-    $mutex = [System.Threading.Mutex]::new($false, 'Global\VORN Audio setup', [ref] $made)
+    $mutex = [System.Threading.Mutex]::new($false, 'Global\VornDevnode', [ref] $made)
     try {
         if (-not $made) { return 1618 }
         & $Errand
@@ -121,24 +131,32 @@ function Install-Alone([string] $Version) {
     if ($env:PROCESSOR_IDENTIFIER -like 'ARM*') { Write-Warning 'There is no driver for ARM64.'; return 1603 }
     $current = Get-CurrentVersion
     Remove-Task
+    if ($current -and (Invoke-Tool 'audit-catalog').Status -eq 11) {
+        # Where the endpoints cannot be seen, nothing can be proven. A run that was killed leaves them hidden.
+        $null = Invoke-Tool 'resume-endpoints'
+        if ((Invoke-Tool 'audit-catalog').Status -eq 11) { return 1603 }
+    }
     $run = Invoke-Bind $Version
+    if ($run.Bound -and $run.Status -notin 0, 11, 12, 15, 16) {
+        # It does not end so by itself: it was killed.
+        $null = Invoke-Tool 'resume-endpoints'
+        $run = Invoke-Bind $Version
+    }
     if ($run.Status -eq 0) {
         Set-Content $script:CurrentFile $Version
         return 0
     }
     # Most failures leave the device as it was. Then there is nothing to undo, and doing it would harm.
-    if (-not $run.Bound) { if (Test-Held $run) { return 1618 } else { return 1603 } }
+    if (-not $run.Bound) { return 1603 }
     if (-not $current) {
         # Only a device that this run made is taken away.
         if ($run.Fresh) { $null = Invoke-Remove $Version }
         return 1603
     }
     if ($current -eq $Version) { return 1603 }
-    # Any other status is that of a run that was killed. It can leave hidden endpoints and its journal.
-    if ($run.Status -notin 11, 12, 15, 16) { $null = Invoke-Tool 'resume-endpoints' }
     # Ask whether the version before still runs, before making it run again.
     $audit = Invoke-Audit $current
-    Remove-Item $script:State -Force -ErrorAction SilentlyContinue
+    Remove-State
     if ($audit -eq 0) { return 1603 }
     $back = Invoke-Bind $current -Rollback
     if ($back.Status -eq 10) { Write-Warning 'The version before runs again after a restart.' }
@@ -166,7 +184,6 @@ function Uninstall-Alone {
             0 { continue }
             10 { return 3010 }
             17 { return 1618 }
-            3 { if (Test-Held $run) { return 1618 } else { return 1603 } }
             default { return 1603 }
         }
     }

@@ -19,7 +19,6 @@ MISSING = (f"err {_PREFIX}RESULT=ENDPOINTS_MISSING - root=healthy; package=; ker
 NOISE = [f"out {_PREFIX}removed VORN endpoint record Render\\{{0000000{i:x}}} {'x' * 60}" for i in range(16)]
 REJECTED = f"err {_PREFIX}RESULT=BIND_REFUSED - Windows rejected the bind"
 DEFERRED = f"err {_PREFIX}RESULT=NOT_STARTED - Windows deferred the driver switch to a restart; previous"
-HELD = f"err {_PREFIX}protected local package snapshot refused (error 0x00000020)"
 CRASHED = -1073741819
 
 @dataclasses.dataclass
@@ -65,8 +64,12 @@ def resume(status=0):
     return Run("resume-endpoints", status, [])
 
 
+def catalog(status):
+    return Run("audit-catalog", status, [])
+
+
 def update(name, code, *runs, after=OLD, **more):
-    return Branch(f"update: {name}", "install", OLD, list(runs), code, after, **more)
+    return Branch(f"update: {name}", "install", OLD, [catalog(0), *runs], code, after, **more)
 
 
 def fresh(name, code, *runs, after=None, **more):
@@ -107,18 +110,30 @@ BRANCHES = [
     *(update(name, 1603, run) for name, run in _NOTHING_BOUND),
     *(fresh(name, 1603, run) for name, run in _NOTHING_BOUND if run.status in (2, 8, 11, 16)),
 
-    # Somebody has a file open: that passes.
-    update("2, a file is open", 1618, install(2, HELD)),
-    uninstall("3, a file is open", 1618, remove(3, lines=[HELD])),
+    # Where endpoints cannot be seen, nothing is begun.
+    Branch("update: a session without endpoints", "install", OLD, [catalog(11), resume(), catalog(11)], 1603,
+           OLD),
+    Branch("update: endpoints that a killed run hid", "install", OLD,
+           [catalog(11), resume(), catalog(0), install(0, PERSISTED, UPDATED)], 0, NEW),
+    Branch("update: a device that is not started", "install", OLD,
+           [catalog(12), install(0, PERSISTED, UPDATED)], 0, NEW),
 
     # A journal is in the way.
     update("9, the old version runs", 0, install(9), resume(), audit(0), install(0, PERSISTED, UPDATED),
            after=NEW, journal=False),
     update("9, the device is gone", 0, install(9), resume(12), audit(12),
            install(0, PERSISTED, INSTALLED), after=NEW, journal=False),
-    update("9, something else runs", 1603, install(9), resume(), audit(11)),
-    fresh("9, removed by other means", 0, install(9), resume(12), install(0, PERSISTED, INSTALLED),
-          after=NEW, journal=False),
+    update("9, something else runs, goes back first", 0, install(9), resume(), audit(11), catalog(0),
+           fall_back(0, PERSISTED, UPDATED), audit(0), install(0, PERSISTED, UPDATED), after=NEW,
+           journal=False),
+    update("9, something else runs and does not go back", 1603, install(9), resume(), audit(11), catalog(0),
+           fall_back(11, PERSISTED, UPDATED, MISSING), audit(11), journal=False),
+    update("9, and the endpoints are out of sight", 1603, install(9), resume(), audit(11), catalog(11)),
+    fresh("9, removed by other means", 0, install(9), resume(12), catalog(12), remove(0),
+          install(0, PERSISTED, INSTALLED), after=NEW, journal=False),
+    fresh("9, a device that cannot be cleared", 1603, install(9), resume(12), catalog(12), remove(13),
+          journal=False),
+    fresh("9, a device of somebody else", 1603, install(9), resume(), catalog(0)),
     update("9 again, the journal cannot be written", 1603, install(9), resume(), audit(0), install(9),
            journal=False),
     update("9, then 11 after the bind", 1603, install(9), resume(), audit(0),
@@ -142,9 +157,12 @@ BRANCHES = [
     update("15, deferred and not restored", 1603, install(15, PERSISTED), audit(11),
            fall_back(0, PERSISTED), journal=False),
     update("16, deferred and restored", 1603, install(16, PERSISTED, DEFERRED), audit(0), journal=False),
-    update("ended by somebody, with 1", 1603, install(1, PERSISTED), resume(), audit(0), journal=False),
-    update("crashed after the bind", 1603, install(CRASHED, PERSISTED), resume(12), audit(12),
-           fall_back(0, PERSISTED, UPDATED), journal=False),
+    update("ended by somebody, with 1", 0, install(1, PERSISTED), resume(),
+           install(0, PERSISTED, UPDATED), after=NEW),
+    update("crashed before the bind, 9 at the second try", 0, install(CRASHED, PERSISTED), resume(),
+           install(9), resume(), audit(0), install(0, PERSISTED, UPDATED), after=NEW, journal=False),
+    update("crashes each time", 1603, install(CRASHED, PERSISTED), resume(12), install(CRASHED, PERSISTED),
+           audit(12), fall_back(0, PERSISTED, UPDATED), journal=False),
 
     # Without a version before, what this run made is taken away, and nothing else.
     fresh("11, takes its device away", 1603, install(11, PERSISTED, INSTALLED, MISSING), remove(0)),
@@ -158,7 +176,7 @@ BRANCHES = [
     repair("sound", 0, audit(0)),
     repair("endpoints hidden", 0, audit(11), resume(), Run("install OLD STATE", 0, [PERSISTED, UNTOUCHED])),
     repair("bound again", 0, audit(12), resume(12), Run("install OLD STATE", 0, [PERSISTED, INSTALLED])),
-    repair("9 in between", 0, audit(11), resume(), Run("install OLD STATE", 9, []), resume(),
+    repair("9 in between", 0, audit(11), resume(), Run("install OLD STATE", 9, []), resume(), audit(11),
            Run("install OLD STATE", 0, [PERSISTED, UPDATED]), journal=False),
     repair("11 still", 1603, audit(11), resume(11), Run("install OLD STATE", 11, [PERSISTED, UPDATED, MISSING])),
     repair("16, disabled", 1603, audit(12), resume(12), Run("install OLD STATE", 16, [])),
