@@ -97,8 +97,23 @@ void RefuseCircles(const DeviceTree& tree, const std::string& path) {
   }
 }
 
+/// The model looks these names up by their capitals, however they are written.
+template <class Value>
+void FoldNames(std::map<std::u16string, Value>& named, const std::string& path) {
+  std::map<std::u16string, Value> folded;
+  for (auto& [name, value] : named) {
+    if (!folded.emplace(ToUpperName(name), std::move(value)).second) {
+      throw BadInput(path, "names " + ToUtf8(name) + " twice");
+    }
+  }
+  named = std::move(folded);
+}
+
 /// Checks what the values of single keys do not show.
 void CheckMachine(Machine& machine, const FactReader& facts) {
+  FoldNames(machine.files.dosDevices, facts.PathOf("dosDevices"));
+  FoldNames(machine.classNames, facts.PathOf("classNames"));
+  FoldNames(machine.audio.remembered, facts.PathOf("audio") + ".remembered");
   const std::string devices = facts.PathOf("devices");
   RefuseTwins(machine.devices.devices, &Device::instanceId, "instanceId", devices);
   RefuseCircles(machine.devices, devices);

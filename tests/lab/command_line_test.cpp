@@ -837,11 +837,16 @@ TEST_F(Lab, ExplainsItself) {
 
 TEST_F(Lab, ExplainsEachCommand) {
   const auto before = ContentOf(temporary_ / "");
-  for (const char* const command : {"new", "run", "show", "package", "reboot"}) {
+  const std::string usage = RunLab({"--help"}).Output();
+  const std::regex line("\n  vorn_lab (\\w+) [A-Z]");
+  int commands = 0;
+  for (std::sregex_iterator each(usage.begin(), usage.end(), line), end; each != end; ++each) {
+    ++commands;
+    const std::string command = (*each)[1].str();
     SCOPED_TRACE(command);
     const LabResult help = RunLab({"help", command});
     EXPECT_EQ(help.status, 0);
-    EXPECT_TRUE(help.Output().starts_with("Usage:\n  vorn_lab " + std::string(command) + " DIR"));
+    EXPECT_TRUE(help.Output().starts_with("Usage:\n  vorn_lab " + command + " "));
     const Words ways[] = {{"--help"}, {"-h"}, {"help"}, {"DIR", "--help"}, {"DIR", "-h"}};
     for (const Words& way : ways) {
       Words words = {command};
@@ -852,6 +857,7 @@ TEST_F(Lab, ExplainsEachCommand) {
     }
     EXPECT_EQ(RunLab({command, "--version"}).Output(), RunLab({"--version"}).Output());
   }
+  EXPECT_GE(commands, 5);
   EXPECT_EQ(ContentOf(temporary_ / ""), before);
 }
 

@@ -161,6 +161,19 @@ TEST(MachineDocument, RefusesARegistryDeeperThanWindowsAllows) {
   EXPECT_EQ(Refusal(document(513)), "registry[0].path: has more than 512 levels");
 }
 
+TEST(MachineDocument, ReadsNamesInAnyCase) {
+  const MachineDocument document = ReadDocument(
+      R"({"format": 1, "dosDevices": [{"name": "c:", "target": "x"}],
+          "classNames": [{"class": "{4d36e96c-e325-11ce-bfc1-08002be10318}", "name": "MEDIA"}],
+          "audio": {"remembered": [{"device": "root\\media\\0000"}]}})");
+  EXPECT_TRUE(document.machine.files.dosDevices.contains(u"C:"));
+  EXPECT_TRUE(document.machine.classNames.contains(u"{4D36E96C-E325-11CE-BFC1-08002BE10318}"));
+  EXPECT_TRUE(document.machine.audio.remembered.contains(u"ROOT\\MEDIA\\0000"));
+  EXPECT_EQ(Refusal(R"({"format": 1, "dosDevices": [{"name": "C:", "target": "x"},
+                        {"name": "c:", "target": "y"}]})"),
+            "dosDevices: names c: twice");
+}
+
 TEST(MachineDocument, PutsTheEventsInTheirOrder) {
   const MachineDocument document = ReadDocument(
       R"({"format": 1, "clock": {"events": [{"due": 2, "subject": "late"},
