@@ -37,11 +37,10 @@ std::u16string DecodeUtf16(const Bytes& content) {
 }
 
 std::u16string DecodeAnsi(const Bytes& content) {
-  std::u16string text;
-  text.reserve(content.size());
-  for (const std::uint8_t byte : content) {
-    text.push_back(byte >= 0x80 && byte < 0xA0 ? kWindows1252[byte - 0x80] : char16_t{byte});
-  }
+  std::u16string text(content.size(), u'\0');
+  std::transform(content.begin(), content.end(), text.begin(), [](std::uint8_t byte) {
+    return byte >= 0x80 && byte < 0xA0 ? kWindows1252[byte - 0x80] : char16_t{byte};
+  });
   return text;
 }
 

@@ -61,9 +61,11 @@ bool IsSameName(std::u16string_view left, std::u16string_view right) {
 }
 
 bool IsNameBefore(std::u16string_view left, std::u16string_view right) {
-  return std::lexicographical_compare(
+  const auto [one, other] = std::mismatch(
       left.begin(), left.end(), right.begin(), right.end(),
-      [](char16_t one, char16_t other) { return ToUpperName(one) < ToUpperName(other); });
+      [](char16_t a, char16_t b) { return a == b || ToUpperName(a) == ToUpperName(b); });
+  if (other == right.end()) return false;
+  return one == left.end() || ToUpperName(*one) < ToUpperName(*other);
 }
 
 bool StartsWithName(std::u16string_view name, std::u16string_view start) {
