@@ -202,9 +202,12 @@ std::u16string SidText(const SID* sid) {
   std::uint64_t authority = 0;
   for (const std::uint8_t byte : header.authority)
     authority = authority << 8 | byte;
-  std::u16string text = u"S-1-" + Decimal(authority);
-  for (std::size_t i = 0; i < header.subAuthorityCount; ++i)
-    text += u"-" + Decimal(ReadAt<std::uint32_t>(sid, sizeof header + 4 * i));
+  std::u16string text = u"S-1-";
+  text += Decimal(authority);
+  for (std::size_t i = 0; i < header.subAuthorityCount; ++i) {
+    text += u'-';
+    text += Decimal(ReadAt<std::uint32_t>(sid, sizeof header + 4 * i));
+  }
   return text;
 }
 
