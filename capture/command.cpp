@@ -16,13 +16,12 @@ constexpr std::u16string_view kUsage[] = {
     u"Usage:\n",
     u"  vorn_capture.exe <new-folder> [--inf <path>]... [--state <path>]... [--raw]\n",
     u"\n",
-    u"Reads the state of this machine that vorn_devnode depends on, and writes it to the new "
-    u"folder.\n",
-    u"It changes nothing else on the machine and opens everything for reading.\n",
+    u"Reads the state of this machine that vorn_devnode depends on,\n",
+    u"and writes it to the new folder. It changes nothing else on the machine\n",
+    u"and opens everything for reading.\n",
     u"\n",
     u"  <new-folder>    an absolute path on a local disk that does not exist yet\n",
-    u"  --inf <path>    an INF that a command would be given: its folder, journal and log are "
-    u"captured\n",
+    u"  --inf <path>    an INF that a command would be given: its folder, journal and log\n",
     u"  --state <path>  a journal in another place than the usual\n",
     u"  --raw           keeps the names of users and accounts, which are replaced otherwise\n",
 };

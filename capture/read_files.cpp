@@ -132,7 +132,7 @@ class FileReader {
       machine_.Miss(name, "QueryDosDeviceW", platform::GetLastError());
       return;
     }
-    const std::u16string device(targets.c_str());  // the first of several
+    const std::u16string device = targets.substr(0, targets.find(u'\0'));  // the first of several
     machine_.dosDevices.push_back({name, device});
     if (privileged_input::IsHardDiskVolumeDevice(device)) OpenVolume(ToUpperAscii(letter), device);
   }

@@ -27,6 +27,7 @@ constexpr Option kImportOptions[] = {
 
 std::vector<std::u16string> Utf16Of(const std::vector<std::string>& words) {
   std::vector<std::u16string> texts;
+  texts.reserve(words.size());
   for (const std::string& word : words)
     texts.push_back(ToUtf16(word));
   return texts;

@@ -14,6 +14,7 @@ int wmain(int argc, wchar_t** argv) {
   }
   static_assert(sizeof(wchar_t) == sizeof(char16_t));
   std::vector<std::u16string> arguments;
+  arguments.reserve(static_cast<std::size_t>(argc));
   for (int i = 0; i < argc; ++i)
     arguments.emplace_back(reinterpret_cast<const char16_t*>(argv[i]));
   return vorn::capture::RunCommand(arguments);
