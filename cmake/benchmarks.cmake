@@ -8,3 +8,6 @@ foreach(program commands:vorn_benchmarks growth:vorn_growth)
   add_executable(${target} bench/${source}_bench.cpp)
   target_link_libraries(${target} PRIVATE vorn_logic vorn_simulated benchmark::benchmark_main)
 endforeach()
+
+add_executable(vorn_hash bench/host/hash.cpp)
+target_link_libraries(vorn_hash PRIVATE vorn_logic vorn_simulated OpenSSL::Crypto)

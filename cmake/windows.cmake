@@ -80,3 +80,10 @@ foreach(program vorn_contract vorn_inf_dump)
     target_link_options(${program} PRIVATE -static -Wl,--tsaware -s)
   endif()
 endforeach()
+
+# What bench/run measures on Wine.
+if(VORN_BENCHMARKS AND NOT MSVC)
+  add_executable(vorn_bench bench/windows/main.cpp bench/windows/ours.cpp)
+  target_link_libraries(vorn_bench PRIVATE vorn_logic bcrypt)
+  target_link_options(vorn_bench PRIVATE -municode -static -Wl,--gc-sections -s)
+endif()
