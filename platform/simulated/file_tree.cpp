@@ -79,7 +79,8 @@ Place PlaceOf(NodeId folder, std::u16string_view name) {
 }
 
 const Entry* FindEntry(const Node& folder, std::u16string_view name, std::u16string* key) {
-  std::array<char16_t, 255> room;  // for every name that a volume takes
+  // Room for every name that a volume takes; only what is written there is read.
+  std::array<char16_t, 255> room;  // NOLINT(cppcoreguidelines-pro-type-member-init)
   std::u16string longer;
   auto found = folder.entries.find(UpperCased(name, room, longer));
   if (found == folder.entries.end() && name.find(kAliasMark) != std::u16string_view::npos) {
@@ -198,9 +199,10 @@ std::u16string PathBelowRoot(const FileSystem& files, const Place& place) {
   }
   std::u16string path;
   path.reserve(length);
-  for (auto name = names.rbegin(); name != names.rend(); ++name) {
+  std::reverse(names.begin(), names.end());
+  for (const auto& name : names) {
     path += u'\\';
-    path += *name;
+    path += name;
   }
   return path;
 }
