@@ -3,6 +3,7 @@
 if(WIN32)
   install(TARGETS vorn_devnode RUNTIME DESTINATION .)
   install(TARGETS vorn_rehearsal RUNTIME DESTINATION rehearsal)
+  install(TARGETS vorn_capture RUNTIME DESTINATION capture)
   if(NOT MSVC)
     install(FILES ${CMAKE_BINARY_DIR}/vorn_devnode.debug DESTINATION symbols)
   endif()

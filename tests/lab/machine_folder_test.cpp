@@ -46,19 +46,19 @@ void ExpectSame(const LabMachine& left, const LabMachine& right) {
   EXPECT_EQ(RegistryToJson(left.machine.registry), RegistryToJson(right.machine.registry));
 }
 
-struct Preset {
+struct NamedPreset {
   const char* name;
   Machine (*make)();
 };
 
 TEST(MachineFolder, RestoresEveryPreset) {
   using namespace platform::simulated;
-  const Preset presets[] = {{"clean", CleanMachine},
-                            {"installed", [] { return InstalledMachine(); }},
-                            {"outdated", OutdatedMachine},
-                            {"duplicates", DuplicatesMachine},
-                            {"disabled", DisabledMachine}};
-  for (const Preset& preset : presets) {
+  const NamedPreset presets[] = {{"clean", CleanMachine},
+                                 {"installed", [] { return InstalledMachine(); }},
+                                 {"outdated", OutdatedMachine},
+                                 {"duplicates", DuplicatesMachine},
+                                 {"disabled", DisabledMachine}};
+  for (const NamedPreset& preset : presets) {
     SCOPED_TRACE(preset.name);
     TemporaryFolder temporary;
     LabMachine lab;

@@ -45,7 +45,7 @@ const std::vector<CountedCommand>& Commands() {
 }
 
 /// Preset and command.
-using Case = std::pair<std::string, std::string>;
+using CountedRun = std::pair<std::string, std::string>;
 
 struct Count {
   int status = 0;
@@ -59,11 +59,11 @@ std::ostream& operator<<(std::ostream& stream, const Count& count) {
 }
 
 /// The rows of the page's last table.
-std::map<Case, Count> CountsOfThePage() {
+std::map<CountedRun, Count> CountsOfThePage() {
   std::ifstream page(VORN_CALLS_PAGE);
   if (!page) throw std::runtime_error("cannot read " VORN_CALLS_PAGE);
   const std::regex row(R"(^\| `([^`]+)` \| `([^`]+)` \| (\d+) \| ([\d,]+) \|.*)");
-  std::map<Case, Count> counts;
+  std::map<CountedRun, Count> counts;
   for (std::string line; std::getline(page, line);) {
     std::smatch found;
     if (!std::regex_match(line, found, row)) continue;
@@ -87,11 +87,11 @@ Count CountOn(Machine machine, const CountedCommand& command) {
 }
 
 TEST(CallCounts, AreThoseOfThePage) {
-  std::map<Case, Count> expected = CountsOfThePage();
+  std::map<CountedRun, Count> expected = CountsOfThePage();
   for (const lab::Preset& preset : lab::Presets()) {
     const Machine machine = preset.make().machine;
     for (const CountedCommand& command : Commands()) {
-      const Case counted = {std::string(preset.name), command.name};
+      const CountedRun counted = {std::string(preset.name), command.name};
       EXPECT_EQ(CountOn(machine, command), expected[counted])
           << command.name << " on " << preset.name
           << ": if this is meant, run tools/calls and commit docs/calls.md with it";
