@@ -118,10 +118,17 @@ TEST_F(ProtectedFile, IsKeptUnderItsExactPath) {
   EXPECT_LAST_ERROR(ERROR_SHARING_VIOLATION);
 }
 
+TEST_F(ProtectedFile, IsKeptUnderItsExactPathWhereWindowsFoldsMoreThanAscii) {
+  PutProtectedFile(u"C:\\state\\journal\u00E4", {1});
+  const File first = Open(u"C:\\state\\journal\u00E4");
+  ASSERT_TRUE(first);
+  EXPECT_FALSE(Open(u"C:\\state\\journal\u00C4"));
+  EXPECT_LAST_ERROR(ERROR_SHARING_VIOLATION);
+}
+
 TEST_F(ProtectedFile, IsKeptApartFromFilesOfAlmostTheSamePath) {
-  const std::u16string paths[] = {u"C:\\state\\journal\u00E4", u"C:\\state\\journal\u00C4",
-                                  u"C:\\state\\journala\u0308", u"C:\\state\\journalx",
-                                  u"C:\\state\\journaly"};
+  const std::u16string paths[] = {u"C:\\state\\journal\u00E4", u"C:\\state\\journala\u0308",
+                                  u"C:\\state\\journalx", u"C:\\state\\journaly"};
   for (const std::u16string& path : paths) {
     process.calls.clear();
     Open(path);
