@@ -147,10 +147,14 @@ class Reader {
     }
   }
 
-  /// A trustee ends where the next part begins: at the letter before its colon.
+  /// Where a part ends whose successor has its colon there: at the letter before it, if there is
+  /// one.
+  static std::size_t EndBefore(std::size_t colon) { return colon == 0 ? 0 : colon - 1; }
+
+  /// A trustee ends where the next part begins.
   std::u16string ReadTrustee() {
     const std::size_t colon = rest_.find(u':');
-    const std::size_t end = colon == std::u16string_view::npos ? rest_.size() : colon - 1;
+    const std::size_t end = colon == std::u16string_view::npos ? rest_.size() : EndBefore(colon);
     std::u16string trustee = Trustee(rest_.substr(0, end));
     rest_.remove_prefix(end);
     return trustee;
@@ -179,7 +183,7 @@ class Reader {
     const bool hasEntries = open < colon;
     const std::size_t flagsEnd = hasEntries                           ? open
                                  : colon == std::u16string_view::npos ? rest_.size()
-                                                                      : colon - 1;
+                                                                      : EndBefore(colon);
     acl.flags = ToUpperAscii(rest_.substr(0, flagsEnd));
     rest_.remove_prefix(flagsEnd);
     while (rest_.starts_with(u'(') && error_ == ERROR_SUCCESS)

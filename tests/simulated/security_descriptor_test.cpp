@@ -50,6 +50,11 @@ SecurityRecord FromSddl(std::u16string_view text) {
   return record.value_or(SecurityRecord());
 }
 
+TEST(SecurityDescriptorText, IsRefusedWhereAColonStandsAlone) {
+  for (const char16_t* text : {u"O::", u"G::D:", u"D::", u"S::", u"O:SYD::", u":", u"::"})
+    EXPECT_EQ(ParseSddl(text), std::nullopt) << testing::PrintToString(std::u16string(text));
+}
+
 TEST_F(Descriptors, ShowOwnerFlagsAndEntriesInTheirLayout) {
   Secure(u"C:\\a\\file.txt", FromSddl(kSnapshotSddl));
   ASSERT_EQ(Ask(u"C:\\a\\file.txt"), ERROR_SUCCESS);
