@@ -27,7 +27,7 @@ struct HistoryLine {
   enum class Kind { Output, Error, Fault };
   Kind kind = Kind::Output;
   RunPoint at;
-  std::string text;  // without its line feed; of a fault, its specification
+  std::string text;  // without its line feed; of a fault, as it was given
 };
 
 struct HistoryMoment {
