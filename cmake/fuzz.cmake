@@ -9,7 +9,7 @@ target_link_options(vorn_options INTERFACE -fsanitize=address,undefined)
 file(GLOB VORN_FUZZ_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/fuzz/*.cpp)
 # What reads machine.json, without the rest of the lab, and the look at a machine.
 add_executable(vorn_fuzz
-               lab/machine_document.cpp lab/json.cpp lab/json_text.cpp lab/facts.cpp
+               lab/bad_input.cpp lab/machine_document.cpp lab/json.cpp lab/json_text.cpp lab/facts.cpp
                lab/fact_values.cpp lab/audio_facts.cpp lab/device_facts.cpp lab/driver_facts.cpp
                lab/file_facts.cpp lab/registry_facts.cpp lab/typed_data.cpp lab/stored_name.cpp
                lab/near_word.cpp

@@ -57,7 +57,7 @@ constexpr Action kActions[] = {
                              const std::string& list, std::span<const std::string_view> known) {
   const std::string_view near = NearWord(name, known);
   const std::string_view lines = std::string_view(list).substr(0, list.find_last_not_of('\n') + 1);
-  throw BadInput("\"" + name + "\" is not " + what +
+  throw BadInput("\"" + InOneLine(name) + "\" is not " + what +
                  (near.empty() ? "" : "; did you mean " + std::string(near) + "?") + "\n" +
                  std::string(lines));
 }

@@ -55,6 +55,8 @@ TEST(MachineDocument, NamesTheKeyThatIsWrong) {
       {R"({"format": 2})", "format: must be 1"},
       {R"([])", "must be an object"},
       {R"({"format": 1, "colour": "red"})", "colour: is not a known key"},
+      {R"({"format": 1, "co\nlo\u001b[2J\u007fur": "red"})",
+       "co\\u000alo\\u001b[2J\\u007fur: is not a known key"},
       {R"({"format": 1, "windowsFolder": 5})", "windowsFolder: must be a string"},
       {R"({"format": 1, "clock": {"tick": "soon"}})",
        "clock.tick: must be a whole number from 0 to 18446744073709551615"},
