@@ -8,6 +8,8 @@
 #include "tests/fuzz/fuzz.h"
 #include "tests/fuzz/targets.h"
 
+#include <algorithm>
+#include <array>
 #include <optional>
 
 namespace vorn::tests {
@@ -50,17 +52,29 @@ std::optional<std::vector<DirectoryEntry>> Walk(std::span<const std::uint8_t> bu
   }
 }
 
+/// A buffer of the program's size that begins with the input and is zero after it. Always the same
+/// one, and only what the input before this one wrote is cleared: most of a run would go there.
+std::span<const std::uint8_t> ListingBufferWith(std::span<const std::uint8_t> input) {
+  static std::array<std::uint8_t, kListingBufferSize> buffer;
+  static std::size_t written = 0;
+  const std::size_t size = std::min(input.size(), buffer.size());
+  std::copy_n(input.begin(), size, buffer.begin());
+  std::fill(buffer.begin() + static_cast<std::ptrdiff_t>(size),
+            buffer.begin() + static_cast<std::ptrdiff_t>(std::max(size, written)), std::uint8_t{0});
+  written = size;
+  return buffer;
+}
+
 void Check(std::span<const std::uint8_t> input) {
   static platform::simulated::Machine machine;
-  platform::simulated::Process process(machine);
+  static platform::simulated::Process process(machine);  // for its last error alone
   const std::size_t most = input.empty() ? 0 : input[0] % 8;
 
-  std::vector<std::uint8_t> buffer(input.begin(), input.end());
   std::vector<DirectoryEntry> entries;
-  privileged_input::AppendDirectoryRecords(buffer, most, entries);  // an unusual buffer size
+  privileged_input::AppendDirectoryRecords(input, most, entries);  // an unusual buffer size
   Require(entries.size() <= most, "no more entries than allowed, whatever the size");
 
-  buffer.resize(kListingBufferSize);
+  const std::span<const std::uint8_t> buffer = ListingBufferWith(input);
   entries.clear();
   const bool accepted = privileged_input::AppendDirectoryRecords(buffer, most, entries);
   const auto walked = Walk(buffer, most);

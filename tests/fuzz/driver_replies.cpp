@@ -7,9 +7,9 @@
 #include "tests/fuzz/fuzz.h"
 #include "tests/fuzz/targets.h"
 
+#include <algorithm>
+#include <bitset>
 #include <cstring>
-#include <set>
-#include <utility>
 
 namespace vorn::tests {
 
@@ -25,14 +25,16 @@ std::uint32_t WordAt(const std::uint8_t* bytes, std::size_t offset) {
 /// Whether 2804 bytes are 20 named entries of 140 bytes, one for each cable and flow.
 bool IsWholePool(const std::uint8_t* bytes, std::uint32_t returned) {
   if (returned < 4 || WordAt(bytes, 0) != 20) return false;
-  std::set<std::pair<std::uint32_t, bool>> identities;
+  std::bitset<20> identities;
   for (std::size_t at = 4; at < 2804; at += 140) {
-    const std::u16string name = UnitsOf({bytes + at + 12, 128});
-    const std::size_t end = name.find(u'\0');
-    if (end == 0 || end == name.npos || WordAt(bytes, at) > 9) return false;
-    identities.emplace(WordAt(bytes, at), WordAt(bytes, at + 4) != 0);
+    char16_t name[64];
+    std::memcpy(name, bytes + at + 12, sizeof name);
+    const auto end = std::find(std::begin(name), std::end(name), u'\0');
+    const std::uint32_t cable = WordAt(bytes, at);
+    if (end == std::begin(name) || end == std::end(name) || cable > 9) return false;
+    identities.set(2 * cable + (WordAt(bytes, at + 4) != 0 ? 1 : 0));
   }
-  return identities.size() == 20;
+  return identities.all();
 }
 
 void CheckPool(std::span<const std::uint8_t> input) {

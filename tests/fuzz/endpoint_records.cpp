@@ -10,7 +10,7 @@
 #include "tests/fuzz/targets.h"
 
 #include <algorithm>
-#include <set>
+#include <vector>
 
 namespace vorn::tests {
 
@@ -59,15 +59,17 @@ bool IsMarked(const Registry& registry, KeyId record) {
          marker->data[3] == 0;
 }
 
+using KeyIds = std::vector<KeyId>;
+
 /// The ids of a key and of all keys below it.
-void Collect(const Registry& registry, KeyId key, std::set<KeyId>& keys) {
-  keys.insert(key);
+void Collect(const Registry& registry, KeyId key, KeyIds& keys) {
+  keys.push_back(key);
   for (const KeyId child : registry.keys.at(key).children)
     Collect(registry, child, keys);
 }
 
-std::set<KeyId> KeysOfMarkedRecords(const Registry& registry) {
-  std::set<KeyId> keys;
+KeyIds KeysOfMarkedRecords(const Registry& registry) {
+  KeyIds keys;
   for (const char16_t* flow : {u"Render", u"Capture"}) {
     const auto flowKey = FindKey(registry, kBase + u"\\" + flow);
     if (!flowKey) continue;
@@ -78,10 +80,9 @@ std::set<KeyId> KeysOfMarkedRecords(const Registry& registry) {
   return keys;
 }
 
-void CheckNothingElseChanged(const Registry& before, const Registry& after,
-                             const std::set<KeyId>& ours) {
+void CheckNothingElseChanged(const Registry& before, const Registry& after, const KeyIds& ours) {
   for (const auto& [id, key] : before.keys) {
-    if (ours.contains(id)) continue;
+    if (std::find(ours.begin(), ours.end(), id) != ours.end()) continue;
     const Key* const kept = after.keys.Find(id);
     Require(kept != nullptr, "no foreign key is deleted");
     Require(kept->values == key->values, "no foreign value is changed");
@@ -91,15 +92,22 @@ void CheckNothingElseChanged(const Registry& before, const Registry& after,
     Require(before.keys.contains(id), "no key is created");
 }
 
-void Check(std::span<const std::uint8_t> bytes) {
+/// A machine with marked keys outside the records.
+Machine MachineWithForeignKeys() {
   Machine machine;
-  InputReader input(bytes);
   MakeKey(machine.registry, kForeign + u"\\Properties\\Below");
   PutDword(machine.registry, kForeign + u"\\Properties", kMarker, 3);
+  return machine;
+}
+
+void Check(std::span<const std::uint8_t> bytes) {
+  static const Machine kStart = MachineWithForeignKeys();
+  Machine machine = kStart;
+  InputReader input(bytes);
   for (int records = 0; records < 12 && !input.Ended(); ++records)
     AddRecord(machine.registry, input);
   const Registry before = machine.registry;
-  const std::set<KeyId> ours = KeysOfMarkedRecords(before);
+  const KeyIds ours = KeysOfMarkedRecords(before);
   const std::uint64_t start = machine.clock.tick;
 
   Process process(machine);

@@ -22,10 +22,9 @@ inline void Require(bool holds, const char* what) {
 
 /// UTF-16 units from pairs of bytes, low byte first; an odd last byte is ignored.
 inline std::u16string UnitsOf(std::span<const std::uint8_t> bytes) {
-  std::u16string text;
-  text.reserve(bytes.size() / 2);
-  for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
-    text.push_back(static_cast<char16_t>(bytes[i] | bytes[i + 1] << 8));
+  std::u16string text(bytes.size() / 2, u'\0');
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    text[i] = static_cast<char16_t>(bytes[2 * i] | bytes[2 * i + 1] << 8);
   }
   return text;
 }
