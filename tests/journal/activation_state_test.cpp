@@ -350,6 +350,7 @@ INSTANTIATE_TEST_SUITE_P(
         LineCase{"fresh=true", kFreshLine, u"fresh=true", false},
         LineCase{"fresh=false", kFreshLine, u"fresh=false", false},
         LineCase{"fresh=", kFreshLine, u"fresh=", false},
+        LineCase{"fresh=1 and more", kFreshLine, u"fresh=10", false},
         LineCase{"fresh=00", kFreshLine, u"fresh=00", false},
         LineCase{"fresh= 0", kFreshLine, u"fresh= 0", false},
         LineCase{"fresh=2", kFreshLine, u"fresh=2", false}));
@@ -420,6 +421,7 @@ INSTANTIATE_TEST_SUITE_P(
         LineCase{"a letter as the index", kFirstCatalogLine, u"catalog=R|a|1|x", false},
         LineCase{"no flow of these", kFirstCatalogLine, u"catalog=X|1|1|x", false},
         LineCase{"flow in lower case", kFirstCatalogLine, u"catalog=r|1|1|x", false},
+        LineCase{"the other flow in lower case", kFirstCatalogLine, u"catalog=c|1|1|x", false},
         LineCase{"no flow", kFirstCatalogLine, u"catalog=|1|1|x", false},
         LineCase{"a bar as the flow", kFirstCatalogLine, u"catalog=||1|1|x", false},
         LineCase{"two flow letters", kFirstCatalogLine, u"catalog=RR|1|1|x", false},
