@@ -44,5 +44,20 @@ TEST(DriverBinding, LeavesTheReasonOfARejectionInTheLastError) {
   EXPECT_EQ(platform::GetLastError(), 0xE0000203U);
 }
 
+TEST(DriverBinding, IsRejectedByTheResultWhateverIsSaidOfARestart) {
+  Machine machine = OutdatedMachine();
+  machine.store.updateNeedsRestart = true;
+  Process process(machine);
+  process.faults = {tests::FailingAfterEffect("UpdateDriverForPlugAndPlayDevicesW", 31)};
+  EXPECT_EQ(BindDriver(kSampleInf), BindOutcome::Rejected);
+}
+
+TEST(DriverBinding, NeedsNoRestartUnlessWindowsSaysSo) {
+  Machine machine = OutdatedMachine();
+  Process process(machine);
+  process.faults = {tests::LyingCall("UpdateDriverForPlugAndPlayDevicesW")};
+  EXPECT_EQ(BindDriver(kSampleInf), BindOutcome::Bound);
+}
+
 }  // namespace
 }  // namespace vorn

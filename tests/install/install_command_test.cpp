@@ -171,6 +171,18 @@ TEST(InstallRoots, ArePrunedEvenWhenNoneWasCounted) {
              Out("vorn_devnode: Root\\VornAudio installed"), ProvenLine(machine)});
 }
 
+TEST(InstallRoots, AreTakenFromThePruningAndNotFromTheCount) {
+  Machine machine = InstalledMachine();
+  // The count ends before the first device, as if the root had appeared only after it.
+  const RunResult run =
+      Install(machine, {.faults = {FailingCall("SetupDiEnumDeviceInfo", 259, 1)}});
+  ExpectRun(run, kExitOk,
+            {kPersisted,
+             Out("vorn_devnode: Root\\VornAudio already runs the target package; "
+                 "device left untouched"),
+             ProvenLine(machine)});
+}
+
 TEST(InstallRoots, RefuseTheBindWhenNoneWasCountedAndPruningFails) {
   Machine machine = CleanMachine();
   ExpectRun(

@@ -156,11 +156,13 @@ TEST(DeferredSwitch, DoesNotSelectAPreviousPackageThatCannotBeReopened) {
   const Fault fault = ChangeBefore("QueryDosDeviceW", opens, [](Machine& world) {
     RemovePath(world.files, u"C:\\Windows\\INF\\oem3.inf");
   });
-  ExpectRun(Install(machine, {.faults = {fault}}), kExitHotSwapFailed,
+  const RunResult run = Install(machine, {.faults = {fault}});
+  ExpectRun(run, kExitHotSwapFailed,
             {kPersisted,
              Err("vorn_devnode: could not re-select the previous driver package oem3.inf (error "
                  "0x00000002)"),
              Deferred("HOT_SWAP_FAILED", false)});
+  EXPECT_EQ(run.CallsOf("UpdateDriverForPlugAndPlayDevicesW").size(), 1U);
 }
 
 struct UnknownPrevious {
