@@ -4,6 +4,7 @@
 
 #include "platform/config_manager.h"
 #include "platform/simulated/endpoint_builder.h"
+#include "platform/simulated/file_values.h"
 #include "tests/faults/planned_fault.h"
 #include "tests/faults/scenarios.h"
 #include "tests/support/activation.h"
@@ -91,6 +92,17 @@ TEST(Checkers, ObjectToAClaimThatTheWorldContradicts) {
   }
 }
 
+TEST(Checkers, ObjectToAProofOfAnotherPackageThanTheJournalNames) {
+  Episode run("verify@activated");
+  ASSERT_TRUE(run.By(&CheckProvenActivation).empty());
+  const std::u16string published =
+      model::PublishedInfPath(run.after, RootOf(run.after).publishedInf);
+  model::Bytes inf = *model::ReadWholeFile(run.after.files, published);
+  inf.push_back(';');
+  model::PutFile(run.after.files, published, inf);
+  EXPECT_FALSE(run.By(&CheckProvenActivation).empty());
+}
+
 TEST(Checkers, ObjectToARemovalThatLeavesSomething) {
   const Machine installed = model::InstalledMachine();
   Episode root("remove@installed");
@@ -142,6 +154,17 @@ TEST(Checkers, ObjectToOpenObjectsAndLeftSnapshots) {
   model::MakeFolder(snapshot.after.files, snapshot.after.files.tempFolder +
                                               u"VORN-input-00112233445566778899aabbccddeeff");
   EXPECT_FALSE(snapshot.By(&CheckNothingLeft).empty());
+}
+
+TEST(Checkers, ExcuseAPrivateCopyOnlyForFilesThatAScannerHolds) {
+  Episode run("audit-current@scanned");
+  const std::u16string left =
+      run.after.files.tempFolder + u"VORN-input-00112233445566778899aabbccddeeff\\below\\one.txt";
+  model::PutFile(run.after.files, left, "x");
+  EXPECT_FALSE(run.By(&CheckNothingLeft).empty());
+  model::HoldOpen(run.after.files, left, platform::FILE_READ_DATA, platform::FILE_SHARE_DELETE);
+  model::MarkDeletePending(run.after.files, left);
+  EXPECT_TRUE(run.By(&CheckNothingLeft).empty());
 }
 
 TEST(Checkers, ObjectToAChangedNeighbour) {
@@ -221,6 +244,15 @@ TEST(Checkers, ExcuseOnlyWhatAFaultCanExplain) {
   swapped.faults = {swap};
   model::PutFile(swapped.after.files, u"C:\\Windows\\notes.txt", "x");
   EXPECT_FALSE(swapped.By(&CheckOwnedPlaces).empty());
+  // Two acts excuse what each of them changes.
+  Episode both("install@outdated");
+  model::Fault plant = swap;
+  plant.changeName = "plant-journal";
+  model::PutFile(both.after.files, kSampleInf, "other");
+  both.faults = {plant};
+  EXPECT_FALSE(both.By(&CheckOwnedPlaces).empty());
+  both.faults = {plant, swap};
+  EXPECT_TRUE(both.By(&CheckOwnedPlaces).empty());
 }
 
 TEST(Checkers, FindInTheLogWhatAFailingConsoleSwallowed) {

@@ -1,7 +1,8 @@
 // One program for all targets, because that builds in a fifth of the time of one program for each.
-// "--target=journal" selects the target. libFuzzer ignores arguments that start with two dashes and
-// passes them on to the processes that it starts.
+// "--target=journal" selects the target, and "--tell" lets "life" say each life in words. libFuzzer
+// ignores arguments that start with two dashes and passes them on to the processes that it starts.
 
+#include "tests/fuzz/life.h"
 #include "tests/fuzz/targets.h"
 
 #include <cstdio>
@@ -25,6 +26,7 @@ constexpr NamedTarget kTargets[] = {
     {"endpoint_records", vorn::tests::FuzzEndpointRecords},
     {"inf_text", vorn::tests::FuzzInfText},
     {"journal", vorn::tests::FuzzJournal},
+    {"life", vorn::tests::FuzzLife},
     {"machine_document", vorn::tests::FuzzMachineDocument},
     {"paths", vorn::tests::FuzzPaths},
     {"recording", vorn::tests::FuzzRecording},
@@ -39,6 +41,7 @@ extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
   constexpr std::string_view kOption = "--target=";
   for (int i = 1; i < *argc; ++i) {
     const std::string_view argument = (*argv)[i];
+    if (argument == "--tell") vorn::tests::tellLives = true;
     if (!argument.starts_with(kOption)) continue;
     for (const NamedTarget& target : kTargets) {
       if (target.name == argument.substr(kOption.size())) chosen = target.run;

@@ -15,6 +15,7 @@ void FuzzDriverReplies(std::span<const std::uint8_t> input);
 void FuzzEndpointRecords(std::span<const std::uint8_t> input);
 void FuzzInfText(std::span<const std::uint8_t> input);
 void FuzzJournal(std::span<const std::uint8_t> input);
+void FuzzLife(std::span<const std::uint8_t> input);
 void FuzzMachineDocument(std::span<const std::uint8_t> input);
 void FuzzPaths(std::span<const std::uint8_t> input);
 void FuzzRecording(std::span<const std::uint8_t> input);

@@ -14,7 +14,7 @@ using model::FaultKind;
 namespace {
 
 // How long the endpoint builder takes after a restart to publish every endpoint again.
-constexpr std::uint64_t kSettleMs = 60'000;
+constexpr std::uint64_t kRepublishMs = 60'000;
 constexpr char kSetVisibility[] = "0x22A01C";  // the control code that hides and shows an endpoint
 
 /// Whether the program reported that endpoints may be hidden.
@@ -58,7 +58,7 @@ Violations CheckEndpointsVisible(const Observation& run) {
   const std::set<std::u16string> before = ActiveEndpointIds(run.before);
   if (before.empty()) return found;
   model::Machine settled = run.after;
-  model::Advance(settled, kSettleMs);
+  model::Advance(settled, kRepublishMs);
   const std::set<std::u16string> after = ActiveEndpointIds(settled);
   if (!std::includes(after.begin(), after.end(), before.begin(), before.end())) {
     found.push_back("an endpoint that was visible is not, though the run succeeded");

@@ -118,6 +118,15 @@ std::vector<std::u16string> NewSnapshots(const Observation& run) {
   return folders;
 }
 
+/// Whether every file below a folder is deleted and only kept by whoever has it open.
+bool HoldsOnlyDeletedFiles(const model::FileSystem& files, const model::Node& folder) {
+  return std::all_of(folder.entries.begin(), folder.entries.end(), [&](const auto& entry) {
+    if (entry.second.deletePending) return true;
+    const model::Node& node = files.nodes.at(entry.second.node);
+    return node.directory && HoldsOnlyDeletedFiles(files, node);
+  });
+}
+
 /// Whether a scanner is all that keeps the new snapshots: every file in them is deleted and goes
 /// when it closes. The program deletes each once and does not wait.
 bool IsSnapshotScanned(const Observation& run) {
@@ -125,9 +134,7 @@ bool IsSnapshotScanned(const Observation& run) {
   if (files.scanMs == 0) return false;
   const auto folders = NewSnapshots(run);
   return std::all_of(folders.begin(), folders.end(), [&](const std::u16string& folder) {
-    const auto& entries = model::NodeAt(files, files.tempFolder + folder).entries;
-    return std::all_of(entries.begin(), entries.end(),
-                       [](const auto& entry) { return entry.second.deletePending; });
+    return HoldsOnlyDeletedFiles(files, model::NodeAt(files, files.tempFolder + folder));
   });
 }
 

@@ -3,6 +3,7 @@
 #include "base/text.h"
 #include "platform/last_error.h"
 #include "tests/invariants/checkers.h"
+#include "tests/invariants/target.h"
 #include "tests/support/machine_view.h"
 #include "tests/support/sample.h"
 
@@ -97,11 +98,6 @@ std::size_t CountUnreadPackages(const Observation& run) {
   return unread;
 }
 
-/// Whether another process put an INF with these bytes in place of the target's.
-bool WasGivenByOthers(const Observation& run, const model::Bytes& inf) {
-  return run.OthersDid("-inf") && model::ReadWholeFile(run.after.files, kSampleInf) == inf;
-}
-
 }  // namespace
 
 Violations CheckProvenActivation(const Observation& run) {
@@ -110,14 +106,12 @@ Violations CheckProvenActivation(const Observation& run) {
   const bool oneUnseen =
       InstalledRoots(run.after).size() > 1 && OnlyPresentRoot(run.after) == nullptr;
   if (oneUnseen && run.CountUnseenRoots() > 0) return {};
-  if (auto why = WhyNotRunning(run.after, kSampleVersion)) return {*why};
-  const auto target = model::ReadWholeFile(run.before.files, kSampleInf);
-  const model::Device& root = *OnlyPresentRoot(run.after);
+  const model::Device* const root = OnlyPresentRoot(run.after);
+  if (root == nullptr) return {"there is not exactly one present root"};
   const auto bound =
-      model::ReadWholeFile(run.after.files, PublishedInfPath(run.after, root.publishedInf));
-  if (!bound || (bound != target && !WasGivenByOthers(run, *bound))) {
-    return {"the published INF is not the target's"};
-  }
+      model::ReadWholeFile(run.after.files, PublishedInfPath(run.after, root->publishedInf));
+  if (!bound || !WasAskedFor(run, *bound)) return {"the published INF is not the target's"};
+  if (auto why = WhyNotRunning(run.after, DriverVerOf(*bound).version)) return {*why};
   return CompareMemory(run);
 }
 

@@ -68,11 +68,18 @@ bool MayChange(const Observation& run, std::u16string_view path) {
          (EqualsIgnoringCase(path, kSampleLogFolder) || EqualsIgnoringCase(path, kSampleLog));
 }
 
+/// Whether another process acted on anything but the journal.
+bool DidOthersMore(const Observation& run) {
+  return std::any_of(run.faults.begin(), run.faults.end(), [](const model::Fault& fault) {
+    return !fault.changeName.empty() && !fault.changeName.ends_with("journal");
+  });
+}
+
 /// Where other processes write when they act between two calls.
 bool MayOthersChange(const Observation& run, std::u16string_view path) {
-  if (run.OthersDid("journal")) return EqualsIgnoringCase(path, kSampleJournal);
+  if (run.OthersDid("journal") && EqualsIgnoringCase(path, kSampleJournal)) return true;
   if (run.OthersDid("binds-another") && StartsWith(path, u"C:\\Windows\\INF\\oem")) return true;
-  return run.OthersDid("") &&
+  return DidOthersMore(run) &&
          (StartsWith(path, u"C:\\elsewhere") || StartsWith(path, kSampleFolder));
 }
 
