@@ -213,13 +213,16 @@ TEST_F(RootDiscovery, LeavesTheChildrenOfARootThatIsNotLiveUnsorted) {
 }
 
 TEST_F(RootDiscovery, ReportsAnIdThatCannotBeRead) {
-  tests::AddStartedRoot(machine);
+  SetDriver(tests::AddStartedRoot(machine));
+  tests::AddEndpointChild(machine, kRootId, kChild);
   process.faults = {FailingCall("SetupDiGetDeviceInstanceIdW", 13)};
   const LiveRoot live = DiscoverLiveRoot();
   EXPECT_FALSE(live.ok);
   EXPECT_TRUE(live.startedCleanly);
   EXPECT_EQ(live.presentCount, 1U);
   EXPECT_EQ(live.reason, u"present VORN root has no device instance id");
+  ExpectDriver(live);
+  EXPECT_EQ(live.endpointChildren, Ids{kChild});
 }
 
 TEST_F(RootDiscovery, RecognisesADisabledRoot) {
@@ -230,6 +233,11 @@ TEST_F(RootDiscovery, RecognisesADisabledRoot) {
   EXPECT_TRUE(live.disabled);
   EXPECT_EQ(live.instanceId, kRootId);
   EXPECT_EQ(live.reason, u"present VORN root is not started cleanly");
+}
+
+TEST_F(RootDiscovery, RecognisesADisabledRootByItsProblemAlone) {
+  tests::AddStartedRoot(machine).problem = platform::CM_PROB_DISABLED;
+  EXPECT_TRUE(DiscoverLiveRoot().disabled);
 }
 
 TEST_F(RootDiscovery, NeedsBothTheStartAndNoProblem) {
@@ -427,6 +435,7 @@ TEST_F(WaitForStart, LooksEveryHalfSecondUntilTheRootStarts) {
   })};
   const StartWait wait = WaitForStartedRoot(20'000);
   EXPECT_TRUE(wait.started);
+  EXPECT_EQ(wait.problem, 10U) << "the last one seen";
   EXPECT_EQ(Waited(), 1500U);
   for (const auto& sleep : tests::CallsOf(process, "Sleep")) {
     EXPECT_EQ(sleep.Argument("milliseconds"), "500");
@@ -443,6 +452,16 @@ TEST_F(WaitForStart, GivesUpAtTheDeadlineWithTheLastProblem) {
   EXPECT_EQ(wait.problem, 10U);
   EXPECT_EQ(Waited(), 20'000U);
   EXPECT_EQ(CountOf("SetupDiGetClassDevsW"), 41U);
+}
+
+TEST_F(WaitForStart, ForgetsTheProblemOfARootThatIsStoppedWithoutOne) {
+  tests::AddStoppedRoot(machine, kRootId, 28);
+  process.faults = {tests::ChangeBefore("SetupDiGetClassDevsW", 2, [](Machine& changed) {
+    changed.devices.Find(kRootId)->problem = 0;
+  })};
+  const StartWait wait = WaitForStartedRoot(500);
+  EXPECT_FALSE(wait.started);
+  EXPECT_EQ(wait.problem, 0U);
 }
 
 TEST_F(WaitForStart, KeepsTheLastProblemWhenTheRootVanishes) {
