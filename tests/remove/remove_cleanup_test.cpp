@@ -151,6 +151,18 @@ TEST_F(RemoveCommandRecords, ThatStayActiveAreWaitedForAndDeleted) {
   EXPECT_TRUE(OwnedRecords(machine).empty());
 }
 
+TEST_F(RemoveCommandRecords, ThatStayActiveAreGivenTheWholeTenSeconds) {
+  machine.audio.recordsStayActive = true;
+  // The first state is read after the marker of each record. One round then ends a millisecond
+  // before the ten seconds do.
+  const auto markers =
+      static_cast<std::uint32_t>(OwnedRecords(machine).size() + OtherRecords(machine).size());
+  const RunResult result =
+      Run({FailingCall("DeviceIoControl", 5), SlowCall("RegGetValueW", 249, markers + 1)});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(Took(), 10'249U);
+}
+
 TEST_F(RemoveCommandRecords, ThatGoIdleLateAreWaitedFor) {
   machine.audio.recordDelay = 3'000;
   const RunResult result = Run({FailingCall("DeviceIoControl", 5)});

@@ -30,6 +30,13 @@ TEST_F(RemoveCommand, GoesOnWhenTheEndpointsCannotBeQuiesced) {
             std::string::npos);
 }
 
+TEST_F(RemoveCommand, LeavesHiddenWhatItCouldHideWhenOneEndpointRefuses) {
+  const RunResult result = Run({FailingCall("DeviceIoControl", 5, 3)});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.CallsOf("DeviceIoControl").size(), 22U)
+      << "the lease, a request for each endpoint, and nothing shown again";
+}
+
 TEST_F(RemoveCommand, GivesUpOnADeviceThatIsHeld) {
   Root().temper.vetoUntil = machine.clock.tick + 60'000;
   Root().temper.vetoType = 5;
@@ -55,6 +62,25 @@ TEST_F(RemoveCommand, GivesUpOnADeviceThatIsHeld) {
   EXPECT_TRUE(Root().hidden.empty());
   EXPECT_FALSE(result.Called("SetupDiCallClassInstaller"));
   ExpectNothingCleaned();
+}
+
+TEST_F(RemoveCommand, ShowsTheEndpointsOfAHeldDeviceAfterItHasSaidSo) {
+  Root().temper.vetoUntil = machine.clock.tick + 60'000;
+  std::string logged;
+  // To hide the endpoints takes 22 requests; the next one begins to show them.
+  EXPECT_EQ(Run({ChangeBefore("DeviceIoControl", 23,
+                              [&logged](Machine& world) { logged = RemovalLogText(world); })})
+                .status,
+            17);
+  EXPECT_NE(logged.find("RESULT=REMOVE_BUSY"), std::string::npos) << logged;
+}
+
+TEST_F(RemoveCommand, GivesAHeldDeviceTheWholeTenSeconds) {
+  Root().temper.vetoUntil = machine.clock.tick + 60'000;
+  // One attempt then ends a millisecond before the ten seconds do.
+  const RunResult result = Run({SlowCall("CM_Query_And_Remove_SubTreeW", 249)});
+  EXPECT_EQ(result.status, 17);
+  EXPECT_EQ(Took(), 10'249U);
 }
 
 TEST_F(RemoveCommand, GoesOnAfterAVetoThatEnds) {
@@ -146,10 +172,12 @@ TEST_F(RemoveCommand, FailsAfterAFailedRemovalEvenWithNoRootLeft) {
   const RunResult result = Run({fault});
   EXPECT_EQ(result.status, 13);
   const Console lines = ConsoleOf(result);
-  ASSERT_GE(lines.size(), 4U);
+  ASSERT_EQ(lines.size(), 5U);
   EXPECT_EQ(lines[2],
             Err("vorn_devnode: SetupDiCallClassInstaller(DIF_REMOVE) failed (error 0x0000001F)"));
   EXPECT_EQ(lines[3], Partial(0));
+  EXPECT_TRUE(lines[4].text.starts_with("vorn_devnode: driver quiesce could not open the device: "))
+      << "it tried to show the endpoints all the same: " << lines[4];
   EXPECT_TRUE(InstalledRootIds(machine).empty());
   ExpectNothingCleaned();
 }
