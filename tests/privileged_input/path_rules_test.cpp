@@ -346,6 +346,8 @@ TEST_F(DriveRule, AcceptsAnAnswerThatJustFits) {
 }
 
 TEST_F(DriveRule, RefusesAnAnswerThatWasNotWritten) {
+  // The memory of this answer, which the next one gets, would pass.
+  ASSERT_TRUE(IsHardDiskVolumeDrive(LoadNativeApi(), u'C'));
   NativeApi api;
   api.queryDosDevice = [](const char16_t*, char16_t*, std::uint32_t) { return std::uint32_t{24}; };
   EXPECT_FALSE(IsHardDiskVolumeDrive(api, u'C'));
