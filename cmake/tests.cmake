@@ -175,3 +175,19 @@ foreach(kind IN LISTS VORN_KINDS)
     endif()
   endforeach()
 endforeach()
+
+# What tools/mutants links with its own build of the logic: every test of the folders in one program.
+# The page of calls needs the lab, too, so its test is an object of its own that can be left out.
+set_source_files_properties(tests/scenarios/call_counts_test.cpp PROPERTIES
+                            SKIP_UNITY_BUILD_INCLUSION ON)
+set(VORN_MUTATION_PARTS $<TARGET_OBJECTS:vorn_test_support> $<TARGET_FILE:vorn_simulated>)
+add_custom_target(vorn_mutation_parts DEPENDS vorn_test_support vorn_simulated)
+foreach(folder IN LISTS VORN_FOLDERS ITEMS scenarios)
+  if(TARGET ${folder}_objects)
+    list(APPEND VORN_MUTATION_PARTS $<TARGET_OBJECTS:${folder}_objects>)
+    add_dependencies(vorn_mutation_parts ${folder}_objects)
+  endif()
+endforeach()
+set(VORN_MUTATION_PARTS $<FILTER:${VORN_MUTATION_PARTS},EXCLUDE,call_counts_test|[.]gch$>)
+file(GENERATE OUTPUT ${CMAKE_BINARY_DIR}/vorn_mutation_parts.txt
+     CONTENT "$<JOIN:${VORN_MUTATION_PARTS},\n>\n")

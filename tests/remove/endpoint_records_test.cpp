@@ -13,8 +13,8 @@ using namespace platform::simulated;
 using tests::AlwaysFailingCall;
 using tests::ChangeBefore;
 using tests::FailingCall;
-using tests::kAudioPath;
 using tests::kReadOnlySddl;
+using tests::kRecordsPath;
 
 using Paths = std::vector<std::u16string>;
 
@@ -31,7 +31,7 @@ class EndpointRecords : public tests::RegistryWorld {
 
   EndpointRecordCleanupResult Clean(std::uint32_t budgetMs = kBudgetMs) {
     startTick_ = machine.clock.tick;
-    return CleanEndpointRecords(platform::HKEY_LOCAL_MACHINE, kAudioPath, budgetMs);
+    return CleanEndpointRecords(platform::HKEY_LOCAL_MACHINE, kRecordsPath, budgetMs);
   }
 
   std::uint64_t Waited() const { return machine.clock.tick - startTick_; }

@@ -17,12 +17,12 @@ class KeyTreeDeletion : public tests::RegistryWorld {
  protected:
   KeyTreeDeletion() { MakeKey(TheRegistry(), PathOf(u"")); }
 
-  /// Deletes the key of that name below kAudioPath.
+  /// Deletes the key of that name below kRecordsPath.
   std::uint32_t Delete(const std::u16string& name = u"tree") {
     platform::HKEY parent = nullptr;
     const std::vector<Fault> faults = std::move(process.faults);
     process.faults.clear();
-    EXPECT_EQ(platform::RegOpenKeyExW(platform::HKEY_LOCAL_MACHINE, tests::kAudioPath, 0,
+    EXPECT_EQ(platform::RegOpenKeyExW(platform::HKEY_LOCAL_MACHINE, tests::kRecordsPath, 0,
                                       platform::KEY_READ | platform::KEY_WOW64_64KEY, &parent),
               0);
     process.calls.clear();

@@ -13,18 +13,18 @@
 
 namespace vorn::tests {
 
-inline constexpr char16_t kAudioPath[] = u"SOFTWARE\\Endpoints\\Audio";
+inline constexpr char16_t kRecordsPath[] = u"SOFTWARE\\Endpoints\\Audio";
 /// Read access alone for administrators.
 inline constexpr char16_t kReadOnlySddl[] = u"O:SYD:P(A;CI;0x20019;;;BA)";
 
-/// A process on a machine whose records lie below kAudioPath, free to delete for administrators.
+/// A process on a machine whose records lie below kRecordsPath, free to delete for administrators.
 class RegistryWorld : public DeviceWorld {
  protected:
   platform::simulated::Registry& TheRegistry() { return machine.registry; }
 
-  /// The path of a key below kAudioPath.
+  /// The path of a key below kRecordsPath.
   static std::u16string PathOf(std::u16string_view record) {
-    return kAudioPath + std::u16string(u"\\") + std::u16string(record);
+    return kRecordsPath + std::u16string(u"\\") + std::u16string(record);
   }
 
   /// A record as Windows leaves one of the program's: marker, state, another subkey.

@@ -3,6 +3,8 @@ import re
 import typing
 
 from folders import folders_of_the_program
+from mutation.source_text import blank_out, closing, end_of_statement
+from mutation.structure import changes_of_structure
 
 FOLDERS = folders_of_the_program()
 
@@ -47,6 +49,37 @@ SWAPS = [
     ("dropped flag", r"\b((?:platform::)?[A-Z][A-Z0-9_]+ \|\s+)", ""),
     ("other jump", r"\b(continue);", "break"),
     ("other jump", r"\b(break);", "continue"),
+    # A native status, an HRESULT and a length are often compared as if they had one sign only.
+    ("other sign", r" (==) (?:0\b|(?:platform::)?(?:ERROR_SUCCESS|S_OK|CR_SUCCESS)\b)", "<="),
+    ("other sign", r" (==) (?:0\b|(?:platform::)?(?:ERROR_SUCCESS|S_OK|CR_SUCCESS)\b)", ">="),
+    ("other sign", r" (!=) (?:0\b|(?:platform::)?(?:ERROR_SUCCESS|S_OK|CR_SUCCESS)\b)", ">"),
+    ("other sign", r" (!=) (?:0\b|(?:platform::)?(?:ERROR_SUCCESS|S_OK|CR_SUCCESS)\b)", "<"),
+    ("other sign", r" (<) 0\b", "!="),
+    ("other sign", r" (>=) 0\b", "=="),
+    ("size off by one", r" (?:==|!=|<=|>) (sizeof [\w.]+|sizeof\([^()]*\)|[\w.]+(?:->\w+)*\.size\(\))", "{} + 1"),
+    ("size off by one", r" (?:==|!=|<|>=) (sizeof [\w.]+|sizeof\([^()]*\)|[\w.]+(?:->\w+)*\.size\(\))", "{} - 1"),
+    ("size off by one", r" (?:==|!=|<=|>) (\w*(?:[Bb]ytes|[Ss]ize|[Ll]ength|[Cc]ount|[Cc]apacity))(?=[;) ])", "{} + 1"),
+    ("size off by one", r" (?:==|!=|<|>=) (\w*(?:[Bb]ytes|[Ss]ize|[Ll]ength|[Cc]ount|[Cc]apacity))(?=[;) ])", "{} - 1"),
+    ("narrowed number", r"\bstd::(uint64_t)\b", "uint32_t"),
+    ("narrowed number", r"\bstd::(int64_t)\b", "int32_t"),
+    ("respected case", r"\b(EqualsIgnoringCase)\(", "std::equal_to<std::u16string_view>()"),
+    ("respected case", r"\b(ToLowerAscii|ToUpperAscii)\(", ""),
+    ("first for last", r"\.(front)\(\)", "back"),
+    ("first for last", r"\.(back)\(\)", "front"),
+    ("first for last", r"\.(find)\(", "rfind"),
+    ("first for last", r"\.(rfind)\(", "find"),
+    ("first for last", r"\.(find_last_of)\(", "find_first_of"),
+    ("first for last", r"\.(find_first_of)\(", "find_last_of"),
+    ("first for last", r"\.(starts_with)\(", "ends_with"),
+    ("first for last", r"\.(ends_with)\(", "starts_with"),
+    ("all for any", r"\bstd::(any_of)\(", "all_of"),
+    ("all for any", r"\bstd::(all_of)\(", "any_of"),
+    ("all for any", r"\bstd::(none_of)\(", "all_of"),
+    ("all for any", r"\bstd::(min)\(", "max"),
+    ("all for any", r"\bstd::(max)\(", "min"),
+    ("other operator", r" (\+=) ", "="),
+    ("other operator", r" (\|=) ", "="),
+    ("other operator", r" (&=) ", "="),
 ]
 SWAPS = [(kind, re.compile(pattern), replacement) for kind, pattern, replacement in SWAPS]
 
@@ -66,42 +99,6 @@ KEYWORDS = {"return", "if", "while", "for", "switch", "delete", "sizeof", "using
             "case", "co_return", "throw", "constexpr", "operator", "static_assert"}
 LEFT_OUT = re.compile(r"static_assert\(.*?\);|^#.*?$|^ *using .*?;|^ *template <.*?>$|\[\[.*?\]\]|"
                       r"\w+\.reserve\(.*?\);|^extern .*?;", re.S | re.M)
-
-
-def blank_out(text, keep_strings=False):
-    """The text with comments blanked, and string literals unless kept; offsets stay the same."""
-    def blank(match):
-        found = match.group()
-        if found.startswith("/"):
-            return re.sub(r"[^\n]", " ", found)
-        return found if keep_strings else found[0] + " " * (len(found) - 2) + found[-1]
-    return re.sub(r"""//[^\n]*|/\*.*?\*/|"(?:[^"\\\n]|\\.)*"|'(?:[^'\\\n]|\\.)+'(?!\d)""", blank,
-                  re.sub(r"(?<=\d)'(?=\d)", "_", text), flags=re.S)
-
-
-def closing(code, start):
-    """The offset after the bracket that closes the one at `start`; None if it does not close."""
-    depth = 0
-    for offset in range(start, len(code)):
-        if code[offset] in "([{":
-            depth += 1
-        elif code[offset] in ")]}":
-            depth -= 1
-            if depth == 0:
-                return offset + 1
-    return None
-
-
-def end_of_statement(code, start):
-    offset = start
-    while offset < len(code) and code[offset] != ";":
-        if code[offset] in "([{":
-            offset = closing(code, offset) or len(code)
-        elif code[offset] in ")]}":
-            return None
-        else:
-            offset += 1
-    return offset + 1 if offset < len(code) else None
 
 
 class Vocabulary:
@@ -209,10 +206,11 @@ def changes_of(text, vocabulary):
     code = blank_out(text)
     for kind, pattern, replacement in SWAPS:
         for match in pattern.finditer(code):
-            yield match.start(1), match.group(1), replacement, kind
+            yield match.start(1), match.group(1), replacement.format(match.group(1)), kind
     yield from changes_of_words(code, vocabulary)
     yield from changes_of_conditions(code)
     yield from changes_of_statements(code)
+    yield from changes_of_structure(code, text)
     yield from changes_of_texts(blank_out(text, keep_strings=True))
 
 
@@ -226,14 +224,15 @@ def mutants_of(path, text, vocabulary):
         if kind == "negated condition":
             replacement = f"!({original})"
         mutated = text[:start] + replacement + text[start + len(original):]
-        if mutated in seen or mutated == text:
+        change = (start, len(original), replacement)
+        if change in seen or mutated == text:
             continue
-        seen.add(mutated)
+        seen.add(change)
         begin = text.rfind("\n", 0, start) + 1
         end = text.find("\n", start)
         end_in_mutated = mutated.find("\n", start + len(replacement))
         yield Mutant(path, start, original, replacement, kind, text.count("\n", 0, start) + 1,
-                     text[begin:end].strip(), mutated[begin:end_in_mutated].strip())
+                     text[begin:end].strip(), " ".join(mutated[begin:end_in_mutated].split()))
 
 
 def all_mutants(root):

@@ -1,36 +1,41 @@
-"""Where tools/mutants builds and runs mutants: a copy of the sources, first built without one.
+"""Where tools/mutants builds the program that holds every mutant, and finds out which tests reach what.
 
-The program's logic is one shared library, so that a mutant costs one compilation and one link and
-the test programs stay as they are. The simulated machine is compiled with optimisation, because
-the tests spend their time there.
+Two programs consist of the same tests, support and simulated machine, which CMake has compiled, of
+runner.cpp, and of the logic in two forms. In the one, the compiler notes which places a test reaches.
+The other holds the mutants. A mutant that no function body can hold gets a program of its own.
 """
+import concurrent.futures
+import hashlib
 import json
-import os
 import pathlib
 import re
+import shlex
 import shutil
 import subprocess
 import sys
 
 from mutation.operators import FOLDERS
+from mutation.reach import Reach
+from mutation.schemata import holdable, refused, with_mutants
 
-# Tests that run whole commands see what a folder's own tests overlook.
-WHOLE_COMMANDS = ["install", "verify", "remove", "cli", "scenarios"]
-PROGRAMS = WHOLE_COMMANDS + [name for name in FOLDERS if name not in WHOLE_COMMANDS]
-SLOW_TEST_SECONDS = 0.5
-# A test program that takes three times its usual CPU time hangs; a short one gets at least this.
-LEAST_CPU_SECONDS = 4
-MEMORY_KILOBYTES = 3_000_000
-
+TARGET = "vorn_mutation_parts"
+# An access beyond a text or a list ends the program. The stack holds every copy of a function.
+FLAGS = ["-std=c++20", "-w", "-O0", "-D_GLIBCXX_ASSERTIONS"]
+BATCH_CHARACTERS = 2_000_000
 STANDARD_HEADERS = ["algorithm", "array", "functional", "map", "memory", "optional", "set",
                     "string", "string_view", "utility", "vector"]
-CHECKED = ["-D_GLIBCXX_ASSERTIONS"]  # an access beyond a text or a list ends the program
-FLAGS = ["-std=c++20", "-w", "-fPIC", "-fvisibility-inlines-hidden"]
 
 
 def run(command, **options):
     return subprocess.run([str(word) for word in command], stdout=subprocess.PIPE,
                           stderr=subprocess.STDOUT, text=True, errors="replace", **options)
+
+
+def run_or_end(command, **options):
+    done = run(command, **options)
+    if done.returncode != 0:
+        sys.exit(f"tools/mutants: {shlex.join(map(str, command))[:400]}\n{done.stdout[-4000:]}")
+    return done.stdout
 
 
 def linker():
@@ -40,255 +45,293 @@ def linker():
     return []
 
 
+def write_if_new(path, text):
+    if not path.exists() or path.read_text() != text:
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_text(text)
+
+
 class Workshop:
-    def __init__(self, root):
+    def __init__(self, root, mutants, cores):
         self.root = root
+        self.host = root / "build" / "host"
         self.place = root / "build" / "mutants"
         self.tree = self.place / "tree"
-        self.built = self.place / "built"
-        self.slow_tests = {}   # program: names
-        self.quick_seconds = {}
-        self.slow_seconds = {}
-        self.dependents = {}   # header: sources
-        self.parts = {}        # library or program: sources
+        self.mutants = mutants
+        self.cores = cores
+        self.does_not_compile = set()
+        self.held = set()       # the numbers of the mutants in the program
+        self.program = self.place / "mutants_runner"
+
+    def prepare(self, numbers):
+        """Builds both programs; the second holds these mutants, as far as it can."""
+        self._copy_sources()
+        self._build_the_rest()
+        self._build_reach()
+        self._build_mutants(numbers)
 
     # --------------------------------------------------------------------------------------------
-    # Once, without a mutant.
-
-    def prepare(self):
-        self._copy_sources()
-        self._find_parts()
-        self._build()
-        self._read_dependents()
-        self._time_the_tests()
+    # What does not change with a mutant.
 
     def _copy_sources(self):
-        """Unchanged files keep their time stamps, so that little is rebuilt."""
-        names = run(["git", "ls-files", "-co", "--exclude-standard"], cwd=self.root).stdout
-        names = {name for name in names.split("\n") if name and (self.root / name).is_file()}
+        """The program's folders, so that they may be edited while mutants are tried."""
+        names = {str(path.relative_to(self.root)) for folder in FOLDERS
+                 for pattern in ("*.cpp", "*.h") for path in (self.root / folder).glob(pattern)}
         for name in names:
-            source, copy = self.root / name, self.tree / name
-            if not copy.exists() or copy.read_bytes() != source.read_bytes():
-                copy.parent.mkdir(parents=True, exist_ok=True)
-                shutil.copy(source, copy)
-        for copy in list(self.tree.rglob("*")):
-            if copy.is_file() and str(copy.relative_to(self.tree)) not in names:
+            write_if_new(self.tree / name, (self.root / name).read_text())
+        for copy in list(self.tree.rglob("*.*")):
+            if str(copy.relative_to(self.tree)) not in names:
                 copy.unlink()
+        self.sources = sorted((name for name in names if name.endswith(".cpp")
+                               and not name.endswith("/main.cpp")),
+                              key=lambda name: (FOLDERS.index(name.split("/")[0]), name))
+        self.texts = {name: (self.tree / name).read_text() for name in names}
 
-    def _sources(self, folder):
-        return sorted(str(path.relative_to(self.tree)) for path in (self.tree / folder).glob("*.cpp")
-                      if path.name != "main.cpp")
+    def _build_the_rest(self):
+        run_or_end(["cmake", "--preset", "host", "-DBUILD_TESTING=ON"], cwd=self.root)
+        run_or_end(["cmake", "--build", self.host, "--target", TARGET], cwd=self.root)
+        listed = (self.host / f"{TARGET}.txt").read_text().split("\n")
+        # Kept apart, so that another build does not change them while mutants are tried.
+        kept = self.place / "parts"
+        shutil.rmtree(kept, ignore_errors=True)
+        kept.mkdir(parents=True)
+        self.objects, self.archives = {}, []   # object: where it was compiled
+        for number, name in enumerate(line for line in listed if line):
+            copy = kept / f"{number}-{pathlib.Path(name).name}"
+            shutil.copy(self.host / name, copy)
+            if name.endswith(".a"):
+                self.archives.append(copy)
+            else:
+                self.objects[copy] = self.host / name
+        self.runner = self.place / "runner.o"
+        source = pathlib.Path(__file__).parent / "runner.cpp"
+        digest = self.place / "runner.digest"
+        its = hashlib.sha256(source.read_bytes()).hexdigest()
+        if not self.runner.exists() or not digest.exists() or digest.read_text() != its:
+            run_or_end(["g++", "-std=c++20", "-O1", "-w", "-c", source, "-o", self.runner])
+            digest.write_text(its)
+        self._precompile_for_comparison()
 
-    def _find_parts(self):
-        self.parts = {
-            "logic": [source for folder in FOLDERS for source in self._sources(folder)],
-            "model": self._sources("platform/simulated"),
-            "support": self._sources("tests/support") + self._sources("tests/invariants"),
-        }
-        for name in PROGRAMS:
-            self.parts[name] = self._sources(f"tests/{name}")
-
-    def _common_header(self, source):
-        """Precompiles the standard headers, but not for the model, whose options differ."""
-        if source.startswith("platform/"):
-            return None
-        return self.built / ("tests.h" if source.startswith("tests/") else "standard.h")
-
-    def compile_command(self, source, target, search):
-        """`search` lists the include folders, relative to where the compiler runs."""
-        model = source.startswith("platform/")
-        header = self._common_header(source)
-        checked = CHECKED if header and header.name == "standard.h" else []
-        return (["g++", *FLAGS, "-O2" if model else "-O0", *checked]
-                + (["-include", header] if header else [])
-                + [f"-I{folder}" for folder in search] + ["-c", source, "-o", target])
-
-    def link_command(self, part, objects, target, folders):
-        paths = [f"-L{folder}" for folder in folders]
-        if part == "logic":
-            return ["g++", "-shared", *linker(), "-o", target, *objects]
-        if part == "model":
-            return ["g++", "-shared", *linker(), "-o", target, *objects, "-lcrypto"]
-        if part == "support":
-            return ["g++", "-shared", *linker(), "-o", target, *objects]
-        return ["g++", *linker(), "-o", target, *objects, *paths, "-Wl,--no-as-needed", "-lsupport", "-llogic", "-lmodel",
-                "-lgtest_main", "-lgtest", "-lpthread"]
-
-    def target_of(self, part, place):
-        return place / (f"lib{part}.so" if part in ("logic", "model", "support")
-                        else f"{part}_tests")
-
-    def _build(self):
-        self.built.mkdir(parents=True, exist_ok=True)
+    def _precompile_for_comparison(self):
         standard = "".join(f"#include <{name}>\n" for name in STANDARD_HEADERS)
-        for name, text in (("standard.h", standard),
-                           ("tests.h", standard + "#include <gtest/gtest.h>\n")):
-            if not (self.built / name).exists() or (self.built / name).read_text() != text:
-                (self.built / name).write_text(text)
-        lines = [f"builddir = {self.place}", "rule run", "  command = $do", "rule compile", "  command = $do -MMD -MF $out.d",
-                 "  depfile = $out.d"]
-        def build(target, rule, inputs, command, implicit=()):
-            lines.append(f"build {target}: {rule} {' '.join(map(str, inputs))}"
-                         + (" | " + " ".join(map(str, implicit)) if implicit else ""))
-            lines.append("  do = " + " ".join(map(str, command)))
-        for name in ("standard.h", "tests.h"):
-            build(self.built / f"{name}.gch", "run", [self.built / name],
-                  ["g++", *FLAGS, "-O0", *(CHECKED if name == "standard.h" else []), "-x", "c++-header", self.built / name,
-                   "-o", self.built / f"{name}.gch"])
-        for part, sources in self.parts.items():
-            objects = [self.object_of(source) for source in sources]
-            for source, target in zip(sources, objects):
-                target.parent.mkdir(parents=True, exist_ok=True)
-                build(target, "compile", [source], self.compile_command(source, target, ["."]),
-                      [f"{header}.gch" for header in [self._common_header(source)] if header])
-            library = part in ("logic", "model", "support")
-            build(self.target_of(part, self.built), "run", objects,
-                  self.link_command(part, objects, self.target_of(part, self.built), [self.built]),
-                  [] if library else [self.target_of(name, self.built)
-                                      for name in ("logic", "model", "support")])
-        (self.place / "build.ninja").write_text("\n".join(lines) + "\n")
-        built = run(["ninja", "-f", self.place / "build.ninja"], cwd=self.tree)
-        if built.returncode != 0:
-            sys.exit(built.stdout[-4000:])
+        write_if_new(self.place / "begin.h", standard + "extern int vorn_mutant;\n")
+        header = self.place / "optimised" / "begin.h"
+        if not header.with_suffix(".h.gch").exists():
+            write_if_new(header, standard)
+            run_or_end(["g++", *FLAGS, "-O2", "-x", "c++-header", header, "-o",
+                        header.with_suffix(".h.gch")])
 
-    def object_of(self, source):
-        return self.built / "objects" / (source + ".o")
+    def compile(self, source, target, search, options=()):
+        target.parent.mkdir(parents=True, exist_ok=True)
+        return run(["g++", *FLAGS, *options, "-include", self.place / "begin.h",
+                    *[f"-I{folder}" for folder in search], "-c", source, "-o", target],
+                   cwd=search[-1])
 
-    def _read_dependents(self):
-        self.dependents = {}
-        for part, sources in self.parts.items():
-            if part == "model":  # the model is never mutated
-                continue
-            for source in sources:
-                listed = pathlib.Path(str(self.object_of(source)) + ".d").read_text()
-                for name in re.findall(r"[\w./-]+\.h\b", listed):
-                    self.dependents.setdefault(name, []).append((part, source))
-
-    def _time_the_tests(self):
-        """Finds the slow tests and how long each program takes. All tests must pass."""
-        for program in PROGRAMS:
-            report = self.built / f"{program}.json"
-            binary = self.target_of(program, self.built)
-            libraries = [self.target_of(name, self.built) for name in ("logic", "model", "support")]
-            if not report.exists() or report.stat().st_mtime < max(
-                    path.stat().st_mtime for path in [binary, *libraries]):
-                tested = run([binary, "--gtest_brief=1", f"--gtest_output=json:{report}"],
-                             cwd=self.tree, env=self._environment(self.built))
-                if tested.returncode != 0:
-                    report.unlink(missing_ok=True)
-                    sys.exit(f"tools/mutants: {program}_tests fail without any mutant\n"
-                             + tested.stdout[-2000:])
-            times = {f"{suite['name']}.{test['name']}": float(test["time"].rstrip("s"))
-                     for suite in json.loads(report.read_text())["testsuites"]
-                     for test in suite["testsuite"]}
-            slow = sorted(name for name, time in times.items() if time > SLOW_TEST_SECONDS)
-            self.slow_tests[program] = slow
-            self.slow_seconds[program] = sum(times[name] for name in slow)
-            self.quick_seconds[program] = sum(times.values()) - self.slow_seconds[program]
+    def link(self, logic, target, objects=None):
+        """The logic comes first: of an inline function in several objects, the linker takes the first."""
+        listed = target.with_suffix(".objects")
+        listed.write_text("\n".join(map(str, [*logic, self.runner, *(objects or self.objects),
+                                              *self.archives])))
+        return run(["g++", *linker(), "-Wl,--allow-multiple-definition", "-o", target,
+                    f"@{listed}", "-lgtest", "-lcrypto", "-lpthread"])
 
     # --------------------------------------------------------------------------------------------
-    # For each mutant.
 
-    def _environment(self, *folders):
-        return {**os.environ, "LD_LIBRARY_PATH": ":".join(map(str, folders)), "GTEST_COLOR": "no"}
+    def _batches(self, size_of):
+        """The sources in groups of about equal size; each becomes one object."""
+        total = sum(size_of(source) for source in self.sources)
+        most = min(BATCH_CHARACTERS, total / self.cores)
+        batches, size = [[]], 0
+        for source in self.sources:
+            if batches[-1] and size + size_of(source) / 2 > most:
+                batches.append([])
+                size = 0
+            batches[-1].append(source)
+            size += size_of(source)
+        return batches
 
-    def bench(self, number):
-        return Bench(self, self.place / f"bench{number}")
+    def _compile_batches(self, batches, place, search, options=()):
+        """(the objects, the compiler's output)"""
+        def one(numbered):
+            number, batch = numbered
+            source = place / f"batch{number}.cpp"
+            write_if_new(source, "".join(f'#include "{name}"\n' for name in batch))
+            target = source.with_suffix(".o")
+            return target, self.compile(source, target, search, options).stdout
+        with concurrent.futures.ThreadPoolExecutor(self.cores) as pool:
+            made = list(pool.map(one, enumerate(batches)))
+        return [target for target, _ in made], "".join(output for _, output in made)
 
+    def _build_reach(self):
+        place = self.place / "reach"
+        batches = self._batches(lambda source: len(self.texts[source]))
+        objects, output = self._compile_batches(
+            batches, place, [self.tree], ["-g1", "-fsanitize-coverage=trace-pc"])
+        if "error" in output:
+            sys.exit(f"tools/mutants: the sources do not compile\n{output[-4000:]}")
+        program = place / "runner"
+        failed = self.link(objects, program)
+        if failed.returncode != 0:
+            sys.exit(f"tools/mutants: the tests of all folders do not link\n{failed.stdout[-4000:]}")
+        digest = hashlib.sha256(program.read_bytes()).hexdigest()
+        record = place / f"{digest[:16]}.record"
+        if not record.exists():
+            for old in place.glob("*.record"):
+                old.unlink()
+            run_or_end([program, "--record", record.with_suffix(".new")], cwd=self.root)
+            record.with_suffix(".new").rename(record)
+        self.reach = Reach(program, record, self.texts)
 
-class Bench:
-    """One mutant at a time."""
+    def _build_mutants(self, numbers):
+        """Leaves out what does not compile, and builds again without it."""
+        place = self.place / "schemata"
+        known = self._known_not_to_compile()
+        self.held = holdable(self.texts, self.mutants) & set(numbers)
+        self.does_not_compile = {n for n in self.held if known.get(self._digest(n))}
+        while True:
+            texts = self._texts_with_mutants(place)
+            batches = self._batches(lambda source: len(texts.get(source, self.texts[source])))
+            objects, output = self._compile_batches(batches, place, [place, self.tree],
+                                                    ["-fmax-errors=0"])
+            bad = {number - 1 for number in refused(output)}
+            if not bad:
+                break
+            self.does_not_compile |= bad
+            known.update({self._digest(n): True for n in bad})
+            (self.place / "refused.json").write_text(json.dumps(known))
+        if "error" in output:
+            sys.exit(f"tools/mutants: does not compile with mutants\n{output[-4000:]}")
+        failed = self.link(objects, self.program)
+        if failed.returncode != 0:
+            sys.exit(f"tools/mutants: does not link with mutants\n{failed.stdout[-4000:]}")
+        self.logic = objects
 
-    def __init__(self, shop, place):
-        self.shop = shop
-        self.place = place
-        self.sources = place / "sources"
-        self.mutant = None
-        self.fresh = set()  # parts built here, used instead of the workshop's
+    def _texts_with_mutants(self, place):
+        numbered = {}
+        for n in sorted(self.held - self.does_not_compile):
+            numbered.setdefault(self.mutants[n].path, []).append((n + 1, self.mutants[n]))
+        texts = {path: with_mutants(path, self.texts[path], its) for path, its in numbered.items()}
+        for old in [*place.rglob("*.h"), *place.glob("*/*.cpp")]:
+            if str(old.relative_to(place)) not in texts:
+                old.unlink()
+        for path, text in texts.items():
+            write_if_new(place / path, text)
+        return texts
 
-    def lay(self, mutant):
-        """Compiles the mutant: '', 'does not compile' or 'equivalent'."""
-        shutil.rmtree(self.place, ignore_errors=True)
-        mutated = self.sources / mutant.path
-        mutated.parent.mkdir(parents=True)
-        mutated.write_text(mutant.apply((self.shop.tree / mutant.path).read_text()))
-        self.mutant = mutant
-        self.fresh = set()
-        self.objects = {}
-        affected = [source for part, source in self._affected() if part == "logic"]
-        if not self._compile(affected):
-            return "does not compile"
-        if all(self.objects[source].read_bytes() == self.shop.object_of(source).read_bytes()
-               for source in affected) and not mutant.path.endswith(".h"):
-            return "equivalent"
-        return "" if self._link("logic") else "does not compile"
+    def _digest(self, n):
+        mutant = self.mutants[n]
+        return hashlib.sha256(repr((mutant.path, mutant.start, mutant.original, mutant.replacement,
+                                    self.texts[mutant.path])).encode()).hexdigest()[:24]
 
-    def is_same_when_optimised(self):
+    def _known_not_to_compile(self):
+        path = self.place / "refused.json"
+        return json.loads(path.read_text()) if path.exists() else {}
+
+    # --------------------------------------------------------------------------------------------
+    # A mutant that needs a program of its own.
+
+    def own_program(self, mutant, place, wider):
+        """The program with one mutant; None if it does not compile. A changed header is first tried
+        with the tests of its own folder, then with all (`wider`)."""
+        shutil.rmtree(place, ignore_errors=True)
+        changed = place / mutant.path
+        changed.parent.mkdir(parents=True)
+        changed.write_text(mutant.apply(self.texts[mutant.path]))
+        logic, objects = self.logic, self.objects
+        if mutant.path.endswith(".cpp"):
+            target = place / "mutant.o"
+            if self.compile(changed, target, [place, self.tree]).returncode != 0:
+                return None
+            logic = [target, *self.logic]
+        else:
+            logic, output = self._compile_batches([self.sources], place, [place, self.tree])
+            if "error" in output:
+                return None
+            objects = self._objects_with_header(mutant.path, place, wider)
+            if objects is None:
+                return None
+        program = place / "runner"
+        return program if self.link(logic, program, objects).returncode == 0 else None
+
+    def _objects_with_header(self, header, place, wider):
+        """The tests that include a changed header, compiled again."""
+        depends = self._objects_that_include(header)
+        commands = {entry["output"]: entry["command"] for entry in
+                    json.loads((self.host / "compile_commands.json").read_text())}
+        own = f"/{header.split('/')[0]}_objects.dir/"
+        objects = []
+        for number, (copy, compiled) in enumerate(self.objects.items()):
+            if not wider and own not in str(compiled) and "vorn_test_support" not in str(compiled):
+                continue
+            name = str(compiled.relative_to(self.host))
+            if name not in depends:
+                objects.append(copy)
+                continue
+            target = place / f"test{number}.o"
+            words = shlex.split(commands[name])
+            words[words.index("-o") + 1] = str(target)
+            words.insert(words.index("-o"), f"-I{place}")
+            first = next(i for i, word in enumerate(words) if word.startswith("-I"))
+            words.insert(first, f"-I{place}")
+            if run(words, cwd=self.host).returncode != 0:
+                return None
+            objects.append(target)
+        return objects
+
+    def _objects_that_include(self, header):
+        found, current = set(), ""
+        for line in run(["ninja", "-C", self.host, "-t", "deps"]).stdout.split("\n"):
+            if line and not line.startswith(" "):
+                current = line.split(": #deps")[0]
+            elif line.strip().endswith("/" + header):
+                found.add(current)
+        return found
+
+    # --------------------------------------------------------------------------------------------
+
+    def is_same_when_optimised(self, mutant, place):
         """Whether the optimiser turns mutant and original into the same code."""
-        source = self.mutant.path
-        if not source.endswith(".cpp"):
+        if not mutant.path.endswith(".cpp"):
             return False
-        made = []
-        for folder, search in ((self.shop.tree, ["."]), (self.sources, [".", self.shop.tree])):
-            target = self.place / f"optimised{len(made)}.o"
-            command = ["g++", *FLAGS, "-O2", *[f"-I{place}" for place in search], "-c", source,
-                       "-o", target]
-            if run(command, cwd=folder).returncode != 0:
-                return False
-            made.append(target.read_bytes())
-        return made[0] == made[1]
-
-    def _affected(self):
-        path = self.mutant.path
-        return self.shop.dependents.get(path, []) if path.endswith(".h") else [("logic", path)]
-
-    def _compile(self, sources):
-        for source in sources:
-            target = self.place / "objects" / (source + ".o")
+        original = self.place / "optimised" / f"{hashlib.sha256(self.texts[mutant.path].encode()).hexdigest()[:16]}.o"
+        changed = place / mutant.path
+        changed.parent.mkdir(parents=True, exist_ok=True)
+        changed.write_text(mutant.apply(self.texts[mutant.path]))
+        for folder, search, target in ((self.tree, [self.tree], original),
+                                       (place, [place, self.tree], place / "optimised.o")):
+            if target == original and original.exists():
+                continue
             target.parent.mkdir(parents=True, exist_ok=True)
-            self.objects[source] = target
-            here = source == self.mutant.path
-            command = self.shop.compile_command(
-                source, target, [".", self.shop.tree] if here else [self.sources, "."])
-            if run(command, cwd=self.sources if here else self.shop.tree).returncode != 0:
+            if run(["g++", *FLAGS, "-O2", "-include", self.place / "optimised" / "begin.h",
+                    *[f"-I{one}" for one in search], "-c", mutant.path, "-o", target],
+                   cwd=folder).returncode != 0:
                 return False
-        return True
+        return original.read_bytes() == (place / "optimised.o").read_bytes()
 
-    def _link(self, part):
-        objects = [self.objects.get(source) or self.shop.object_of(source)
-                   for source in self.shop.parts[part]]
-        self.fresh.add(part)
-        return run(self.shop.link_command(part, objects, self.shop.target_of(part, self.place),
-                                          [self.place, self.shop.built]),
-                   cwd=self.shop.tree).returncode == 0
 
-    def _has_program(self, program):
-        """Rebuilds the tests that include a changed header."""
-        for part in ("support", program):
-            sources = [source for its_part, source in self._affected()
-                       if its_part == part and source not in self.objects]
-            if sources and not (self._compile(sources) and self._link(part)):
-                return False
-        return True
+def tests_of(program):
+    """The names of the tests, in the order of their numbers."""
+    return run_or_end([program, "--list"]).split()
 
-    def test(self, program, chosen, seconds):
-        """None when the tests pass, else the test that failed or what else happened."""
-        if not self._has_program(program):
-            return "does not compile with it"
-        binary = self.shop.target_of(program, self.place if program in self.fresh
-                                     else self.shop.built)
-        log = self.place / "log"
-        limits = (f"ulimit -St {int(max(LEAST_CPU_SECONDS, 3 * seconds)) + 1}; "
-                  f"ulimit -v {MEMORY_KILOBYTES}; ulimit -f 100000; exec \"$0\" \"$@\"")
-        with open(log, "w") as output:
-            ended = subprocess.run(
-                ["bash", "-c", limits, binary, "--gtest_brief=1", "--gtest_fail_fast",
-                 "--gtest_filter=" + chosen], stdout=output, stderr=output, cwd=self.shop.tree,
-                env=self.shop._environment(self.place, self.shop.built)).returncode
-        if ended == 0:
-            return None
-        if ended == -24:
-            return "without end"
-        failed = re.search(r"^\[  FAILED  \] ([\w./]+\.[\w/]+)", log.read_text(errors="replace"),
-                           re.M)
-        return failed.group(1) if failed else "crash"
+
+class Server:
+    """A program of tests that has loaded everything and tries one mutant after the other."""
+
+    def __init__(self, program, cwd):
+        self.process = subprocess.Popen(
+            ["bash", "-c", 'ulimit -s 1000000; exec "$0" --serve', program], cwd=cwd, text=True,
+            stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+
+    def ask(self, mutant, limits):
+        """('passed' or 'failed' or 'crashed' or 'endless', the number of the test)"""
+        self.process.stdin.write(f"{mutant} " + " ".join(f"{test}:{most}" for test, most in limits) + "\n")
+        self.process.stdin.flush()
+        answer = self.process.stdout.readline().split()
+        if not answer:
+            sys.exit("tools/mutants: the program of the tests has ended")
+        return answer[0], int(answer[1]) if len(answer) > 1 else -1
+
+    def end(self):
+        self.process.stdin.close()
+        self.process.wait()
+        self.process.stdout.close()

@@ -1,0 +1,81 @@
+"""Puts all mutants of a function into it: which of them runs is chosen when the program runs.
+
+A function body with the mutants 17 and 18 becomes
+
+    { switch (vorn_mutant) { case 17: BODY WITH 17 break; case 18: ... break; default: BODY } }
+
+so that one build holds every mutant. `#line` gives each copy the file name `mutant/NUMBER/PATH`, by
+which the compiler tells which of them it refuses.
+"""
+import re
+
+from mutation.source_text import blank_out, function_bodies
+
+PLACE = re.compile(r"^mutant/(\d+)/\S+?:\d+:\d+:")
+ERROR = re.compile(r"^\S+:\d+:\d+: (?:fatal )?error: ")
+
+
+def body_of(bodies, mutant):
+    """The body that can hold the mutant; None if there is none."""
+    for body in bodies:
+        end = mutant.start + len(mutant.original)
+        if body.start <= mutant.start and end <= body.end:
+            return None if body.is_only_for_the_compiler or body.deduces_its_type else body
+    return None
+
+
+def holdable(path_texts, mutants):
+    """The numbers of the mutants that a function body can hold."""
+    bodies = {path: function_bodies(blank_out(text)) for path, text in path_texts.items()}
+    return {n for n, mutant in enumerate(mutants) if body_of(bodies[mutant.path], mutant)}
+
+
+def _copy(text, body, name):
+    line = text.count("\n", 0, body.start) + 1
+    return f'\n#line {line} "{name}"\n{text[body.start:body.end]}\n'
+
+
+def _with_all(text, body, path, numbered):
+    """The text of a body that holds the mutants."""
+    cases = []
+    for number, mutant in numbered:
+        longer = len(mutant.replacement) - len(mutant.original)
+        name = f"mutant/{number}/{path}"
+        cases.append(f"case {number}:"
+                     + _copy(mutant.apply(text), body._replace(end=body.end + longer), name)
+                     + "break;\n")
+    original = _copy(text, body, path)
+    chosen = f"switch (vorn_mutant) {{\n{''.join(cases)}default:{original}}}\n"
+    if body.is_constexpr:  # the compiler, where it calls the function, cannot choose
+        chosen = f"if (__builtin_is_constant_evaluated()) {{{original}}} else {chosen}"
+    after = text.count("\n", 0, body.end) + 1
+    return f'{{\n{chosen}}}\n#line {after} "{path}"\n'
+
+
+def with_mutants(path, text, numbered):
+    """The text of a file that holds the mutants: pairs of a number, from 1, and a mutant."""
+    bodies = function_bodies(blank_out(text))
+    held = {}
+    for number, mutant in numbered:
+        held.setdefault(body_of(bodies, mutant), []).append((number, mutant))
+    parts, offset = [], 0
+    for body in bodies:
+        if body in held:
+            parts += [text[offset:body.start], _with_all(text, body, path, held[body])]
+            offset = body.end
+    return "".join([*parts, text[offset:]])
+
+
+def refused(compiler_output):
+    """The numbers of the mutants that do not compile.
+
+    An error may lie in a header that the mutant uses; then the lines before it name the mutant.
+    """
+    numbers, last = set(), None
+    for line in compiler_output.split("\n"):
+        place = PLACE.match(line)
+        last = int(place.group(1)) if place else last
+        if ERROR.match(line) and last is not None:
+            numbers.add(last)
+            last = None
+    return numbers

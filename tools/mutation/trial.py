@@ -1,0 +1,139 @@
+"""Tries mutants on the tests that reach them."""
+import collections
+import threading
+
+from mutation.workshop import Server, tests_of
+
+KILLERS_REMEMBERED = 60
+UNREACHED = "no test reaches it"
+
+
+class Trials:
+    """What all benches share: the tests that recently killed mutants of a line, a function, a file."""
+
+    def __init__(self, workshop):
+        self.workshop = workshop
+        self.reach = workshop.reach
+        self.numbers = {test.name: test.number for test in self.reach.tests.values()}
+        self.killers = collections.defaultdict(list)
+        self.all_killers = set()
+        self.lock = threading.Lock()
+
+    def remember(self, entries):
+        for entry in entries:
+            number = self.numbers.get(entry["by"].split(" ")[-1])
+            if number is not None:
+                self._remember(entry["mutant"][0], number)
+
+    def _remember(self, path, test):
+        killers = self.killers[path]
+        if test in killers:
+            killers.remove(test)
+        killers.insert(0, test)
+        del killers[KILLERS_REMEMBERED:]
+
+    def killed_by(self, path, test):
+        with self.lock:
+            self._remember(path, test)
+            self.all_killers.add(test)
+
+    def in_order(self, path, tests):
+        """The recent killers first, then the cheap ones; with the most CPU time that each may take."""
+        with self.lock:
+            recent = [test for test in self.killers[path] if test in tests]
+        rest = sorted(tests - set(recent), key=lambda test: self.reach.tests[test].milliseconds)
+        return [(test, self.reach.tests[test].most_milliseconds) for test in [*recent, *rest]]
+
+    def bench(self, number):
+        return Bench(self, self.workshop.place / f"bench{number}")
+
+    def check_killers(self, everything):
+        """No test may fail that runs without a mutant."""
+        chosen = set(self.reach.tests) if everything else self.all_killers
+        server = Server(self.workshop.program, self.workshop.root)
+        verdict, test = server.ask(0, self.in_order("", chosen))
+        server.end()
+        if verdict != "passed":
+            raise SystemExit(f"tools/mutants: without a mutant: {verdict} {self.reach.tests[test].name}")
+
+
+class Bench:
+    """Tries one mutant after the other."""
+
+    def __init__(self, trials, place):
+        self.trials = trials
+        self.workshop = trials.workshop
+        self.place = place
+        self.server = None
+
+    def judge(self, n):
+        """(the verdict, what decided it)"""
+        mutant = self.workshop.mutants[n]
+        if n in self.workshop.does_not_compile:
+            return "does not compile", ""
+        if n in self.workshop.held:
+            verdict, by = self._run_held(n)
+            if verdict != "passed":
+                return "killed", by
+            # The compiler may have used such a function, and the tests have a copy of their own.
+            if not mutant.path.endswith(".h"):
+                return self._survived(mutant, by)
+        return self._judge_alone(mutant)
+
+    def _run_held(self, n):
+        mutant = self.workshop.mutants[n]
+        if self.server is None:
+            self.server = Server(self.workshop.program, self.workshop.root)
+        tests = self.trials.reach.tests_of_line(mutant.path, mutant.line)
+        if not tests:
+            return "passed", UNREACHED
+        return self._ask(self.server, n + 1, mutant.path, tests)
+
+    def _ask(self, server, number, path, tests, usual=None):
+        """`usual` are the usual numbers of the server's tests, if it has others."""
+        limits = self.trials.in_order(path, tests)
+        if usual:
+            own = {test: n for n, test in enumerate(usual)}
+            limits = [(own[test], most) for test, most in limits]
+        verdict, test = server.ask(number, limits)
+        if verdict == "passed":
+            return verdict, ""
+        test = usual[test] if usual else test
+        self.trials.killed_by(path, test)
+        return "killed", f"{verdict} {self.trials.reach.tests[test].name}"
+
+    def _judge_alone(self, mutant):
+        for wider in (False, True) if mutant.path.endswith(".h") else (False,):
+            program = self.workshop.own_program(mutant, self.place, wider)
+            if program is None:
+                # The tests that check a constant while they compile are tests, too.
+                return ("killed", "tests do not compile with it") if wider else ("does not compile", "")
+            verdict, by = self._run_alone(program, mutant, wider)
+            if verdict != "passed":
+                return "killed", by
+        return self._survived(mutant, by)
+
+    def _run_alone(self, program, mutant, wider):
+        """With a changed header, there may be fewer tests, whose numbers are others."""
+        if not mutant.path.endswith(".h"):
+            return self._ask_once(program, mutant.path, self.trials.reach.tests_of_file(mutant.path))
+        usual = [self.trials.numbers[name] for name in tests_of(program)]
+        return self._ask_once(program, mutant.path, set(usual), usual)
+
+    def _ask_once(self, program, path, tests, usual=None):
+        if not tests:
+            return "passed", UNREACHED
+        server = Server(program, self.workshop.root)
+        try:
+            return self._ask(server, 0, path, tests, usual)
+        finally:
+            server.end()
+
+    def _survived(self, mutant, by):
+        if by != UNREACHED and self.workshop.is_same_when_optimised(mutant, self.place):
+            return "equivalent", ""
+        return "survived", by
+
+    def end(self):
+        if self.server is not None:
+            self.server.end()
