@@ -66,6 +66,7 @@ TEST_F(ControlInterfaces, OfAnotherRootAreIgnored) {
 TEST_F(ControlInterfaces, OfAForeignDeviceAreIgnored) {
   Root().hardwareIds = {u"Root\\Other"};
   EXPECT_EQ(List(), Paths{});
+  EXPECT_EQ(CountOf("SetupDiGetDeviceInstanceIdW"), 0U) << "its hardware ids say enough";
 }
 
 TEST_F(ControlInterfaces, AreFoundWhateverTheCaseOfTheIds) {

@@ -99,20 +99,29 @@ TEST_F(RemoveCommand, GoesThroughItsStepsInOrder) {
   EXPECT_EQ(order, steps);
 }
 
-TEST_F(RemoveCommand, SkipsADeviceWhoseHardwareIdsCannotBeRead) {
-  machine = DuplicatesMachine();
-  // The second list is the one that is removed by: the first read after it is the one to fail.
+/// A fault at the first hardware ids that are read in the list that the roots are removed by: the
+/// second of a run without a live root.
+Fault FirstRootIsNotRecognised(Machine machine) {
   std::uint32_t reads = 0;
-  const RunResult dry = [this] {
-    Machine copy = machine;
-    return Remove(copy);
-  }();
   std::size_t lists = 0;
-  for (const CallRecord& call : dry.calls) {
+  for (const CallRecord& call : Remove(machine).calls) {
     if (call.name == "SetupDiGetClassDevsW") ++lists;
     if (call.name == "SetupDiGetDeviceRegistryPropertyW" && lists < 2) ++reads;
   }
-  const RunResult result = Run({FailingCall("SetupDiGetDeviceRegistryPropertyW", 13, reads + 1)});
+  return FailingCall("SetupDiGetDeviceRegistryPropertyW", 13, reads + 1);
+}
+
+TEST_F(RemoveCommand, WaitsForARootToGoThatItDidNotRecognise) {
+  machine = DisabledMachine();
+  const RunResult result = Run({FirstRootIsNotRecognised(machine)});
+  EXPECT_EQ(result.status, 13);
+  EXPECT_EQ(ConsoleOf(result), Console{Remain("REMOVE_FAILED", 1)});
+  EXPECT_EQ(Took(), 30'000U);
+}
+
+TEST_F(RemoveCommand, SkipsADeviceWhoseHardwareIdsCannotBeRead) {
+  machine = DuplicatesMachine();
+  const RunResult result = Run({FirstRootIsNotRecognised(machine)});
   EXPECT_EQ(result.status, 13);
   EXPECT_EQ(ConsoleOf(result), Console{Remain("REMOVE_FAILED", 1)});
   EXPECT_EQ(InstalledRootIds(machine), std::vector<std::u16string>{kRootId});
