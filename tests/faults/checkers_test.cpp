@@ -2,6 +2,7 @@
 
 #include "tests/invariants/checkers.h"
 
+#include "base/text.h"
 #include "platform/config_manager.h"
 #include "platform/simulated/endpoint_builder.h"
 #include "platform/simulated/file_values.h"
@@ -64,6 +65,30 @@ TEST(Checkers, ObjectToAStatusWithoutItsLine) {
   EXPECT_FALSE(run.By(&CheckFinalLine).empty());
 }
 
+TEST(Checkers, ObjectToALineThatNobodyKnows) {
+  const std::vector<model::ConsoleWrite> spoilers = {
+      {true, u"vorn_devnode: something else\n"},
+      {true, u"Root\\VornAudio installed\n"},
+      {true, u"vorn_devnode: Root\\VornAudio installed\n"},
+      {false, u"vorn_devnode: INF not found: a\n"},
+      {false, u"vorn_devnode: Root\\VornAudio installed"},
+      {true, u"vorn_devnode: SetupDiGetClassDevs failed (error 0x5)\n"},
+      {true, u"vorn_devnode: SetupDiGetClassDevs failed (error 0x0000000a)\n"},
+      {true, u"vorn_devnode: SetupDiAnything failed (error 0x00000005)\n"},
+      {true, u"vorn_devnode: could not hide cable 4 render (error 0x00000005\n"},
+  };
+  for (const model::ConsoleWrite& write : spoilers) {
+    Episode run("install@outdated");
+    ASSERT_TRUE(run.By(&CheckKnownLines).empty());
+    run.result.console.push_back(write);
+    EXPECT_FALSE(run.By(&CheckKnownLines).empty()) << ToUtf8(write.text);
+  }
+  Episode run("install@outdated");
+  run.result.console.push_back(
+      {true, u"vorn_devnode: SetupDiGetClassDevs failed (error 0x0000000A)\n"});
+  EXPECT_TRUE(run.By(&CheckKnownLines).empty());
+}
+
 TEST(Checkers, ObjectToAClaimThatTheWorldContradicts) {
   const std::pair<const char*, std::function<void(Machine&)>> spoilers[] = {
       {"not started", [](Machine& m) { RootOf(m).problem = model::CM_PROB_FAILED_START; }},
@@ -101,6 +126,21 @@ TEST(Checkers, ObjectToAProofOfAnotherPackageThanTheJournalNames) {
   inf.push_back(';');
   model::PutFile(run.after.files, published, inf);
   EXPECT_FALSE(run.By(&CheckProvenActivation).empty());
+}
+
+TEST(Checkers, ObjectToNewEndpointsOnlyWhereTheFormerOnesAreKnown) {
+  const auto spoil = [](Episode& run) {
+    run.after.audio.remembered.at(kRootId).at({3, 1}).id += u"x";
+    model::LoseEndpoint(run.after, *ActiveEndpointIds(run.after).begin());
+  };
+  Episode known("hot-activate@activated");
+  ASSERT_EQ(known.result.status, 0);
+  spoil(known);
+  EXPECT_FALSE(known.By(&CheckEndpointsVisible).empty());
+  Episode fresh("hot-activate@freshly-activated");
+  ASSERT_EQ(fresh.result.status, 0);
+  spoil(fresh);
+  EXPECT_TRUE(fresh.By(&CheckEndpointsVisible).empty());
 }
 
 TEST(Checkers, ObjectToARemovalThatLeavesSomething) {

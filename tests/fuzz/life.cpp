@@ -32,9 +32,9 @@ using model::Machine;
 
 constexpr std::uint64_t kBetweenCommandsMs = 2'000;
 
-/// A command line that the program does not know. It gets the usage and changes nothing.
-bool IsUsage(const RunResult& run) {
-  return run.status == 1 && run.output.starts_with(u"Usage:");
+/// Whether a command line gets the usage: the only one here that the program does not know.
+bool GetsUsage(const std::vector<std::u16string>& arguments) {
+  return EqualsIgnoringCase(arguments.front(), u"remove") && arguments.size() != 2;
 }
 
 bool IsSameMachine(const Machine& before, const Machine& after) {
@@ -64,9 +64,9 @@ Violations JudgeAged(const Observation& run) {
   return found;
 }
 
-Violations JudgeRun(const Observation& run) {
-  if (run.run.killed || !IsUsage(run.run)) return JudgeAged(run);
-  if (IsSameMachine(run.before, run.after)) return {};
+Violations JudgeUsage(const Observation& run) {
+  if (!run.run.killed && run.run.status != 1) return {"a wrong command line got no usage"};
+  if (IsSameMachine(run.before, run.after) || run.OthersDid("")) return {};
   return {"a command line that gets the usage changed something"};
 }
 
@@ -156,12 +156,13 @@ class Living {
       options.faults.push_back(ToFault(fault, before));
     armed_.clear();
     RunResult run = RunCommand(machine_, arguments, options);
-    Violations found = JudgeRun({command, before, machine_, run, options.faults});
+    const auto judge = GetsUsage(arguments) ? JudgeUsage : JudgeAged;
+    Violations found = judge({command, before, machine_, run, options.faults});
     if (!found.empty()) {  // some excuses are visible only in the call log
       machine_ = before;
       options.logCalls = true;
       run = RunCommand(machine_, arguments, options);
-      found = JudgeRun({command, before, machine_, run, options.faults});
+      found = judge({command, before, machine_, run, options.faults});
     }
     TellRun(arguments, run);
     Report(found);

@@ -10,6 +10,9 @@ namespace vorn::tests {
 /// The run ends with the final line that belongs to its status, on the right stream.
 Violations CheckFinalLine(const Observation& run);
 
+/// Every line is one of those that the program prints, on its stream.
+Violations CheckKnownLines(const Observation& run);
+
 /// After RESULT=OK of an installing or verifying command the target runs: its package, its image,
 /// every endpoint and every child. An update kept the endpoints' ids and the user's choices.
 Violations CheckProvenActivation(const Observation& run);

@@ -11,6 +11,7 @@ struct Checker {
 
 constexpr Checker kCheckers[] = {
     {"final line", CheckFinalLine},
+    {"known lines", CheckKnownLines},
     {"proven activation", CheckProvenActivation},
     {"proven removal", CheckProvenRemoval},
     {"endpoints visible", CheckEndpointsVisible},

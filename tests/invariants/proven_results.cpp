@@ -28,6 +28,7 @@ bool ClaimsActivation(const Observation& run) {
 /// An update must keep the endpoint ids that the builder remembers for the root, and which of them
 /// the user disabled.
 Violations CompareMemory(const Observation& run) {
+  if (!KnowsFormerEndpoints(run)) return {};
   const model::Device* before = OnlyPresentRoot(run.before);
   const model::Device* after = OnlyPresentRoot(run.after);
   if (before == nullptr || after == nullptr || before->instanceId != after->instanceId) return {};

@@ -19,6 +19,11 @@ bool WasGivenByOthers(const Observation& run, const model::Bytes& inf) {
   return run.OthersDid("-inf") && model::ReadWholeFile(run.after.files, kSampleInf) == inf;
 }
 
+/// Whether the command proves what a journal names.
+bool GoesByJournal(Command command) {
+  return command == Command::Verify || command == Command::HotActivate;
+}
+
 }  // namespace
 
 DriverVerWords DriverVerOf(const model::Bytes& inf) {
@@ -39,11 +44,17 @@ bool HoldsText(const model::Bytes& journal, std::u16string_view text) {
 }
 
 bool WasAskedFor(const Observation& run, const model::Bytes& inf) {
-  if (run.command == Command::Verify || run.command == Command::HotActivate) {
+  if (GoesByJournal(run.command)) {
     const auto journal = model::ReadWholeFile(run.before.files, kSampleJournal);
     return journal && HoldsText(*journal, ToUtf16(model::Sha256Hex(inf)));
   }
   return model::ReadWholeFile(run.before.files, kSampleInf) == inf || WasGivenByOthers(run, inf);
+}
+
+bool KnowsFormerEndpoints(const Observation& run) {
+  if (!GoesByJournal(run.command)) return IsInstall(run.command);
+  const auto journal = model::ReadWholeFile(run.before.files, kSampleJournal);
+  return journal && HoldsText(*journal, u"\nfresh=0");
 }
 
 }  // namespace vorn::tests

@@ -24,4 +24,8 @@ bool HoldsText(const platform::simulated::Bytes& journal, std::u16string_view te
 /// put in place during the run counts as given.
 bool WasAskedFor(const Observation& run, const platform::simulated::Bytes& inf);
 
+/// Whether the run knows the endpoints from before the bind. A journal of a fresh install has none,
+/// and accepts whatever 20 endpoints there are.
+bool KnowsFormerEndpoints(const Observation& run);
+
 }  // namespace vorn::tests
