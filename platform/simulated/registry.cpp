@@ -290,8 +290,10 @@ NTSTATUS Delete(HKEY handle) {
 NTSTATUS SimulatedNtDeleteKey(HKEY key) {
   const auto status = SimulateCode<NTSTATUS>("NtDeleteKey", Arguments("key", key),
                                              [&](const CallFaults&) { return Delete(key); });
-  // A planned failure may be an error code, which would mean success as a status.
-  return status > 0 ? STATUS_UNSUCCESSFUL : status;
+  // A planned failure may be an error code, which would mean success as a status. Informational
+  // statuses are far above them.
+  constexpr NTSTATUS kLargestErrorCode = 0xFFFF;
+  return status > 0 && status <= kLargestErrorCode ? STATUS_UNSUCCESSFUL : status;
 }
 
 }  // namespace simulated

@@ -305,6 +305,13 @@ TEST_F(JournalStorage, ReportsAnUnusablePath) {
   }
 }
 
+TEST_F(JournalStorage, ReportsAnUnusablePathWhateverFailedSinceItWasRead) {
+  Journal journal = JournalAt(u"state");
+  platform::SetLastError(platform::ERROR_NOT_ENOUGH_MEMORY);
+  EXPECT_FALSE(journal.Write(JournalOfAFreshInstall()));
+  ExpectErrorLine(u"vorn_devnode: safe create(activation state) failed (error 0x0000007B)\n");
+}
+
 TEST_F(JournalStorage, NeitherOverwritesNorDeletesAnExistingJournal) {
   PutJournal(u"an older journal");
   EXPECT_FALSE(journal_.Write(JournalOfAFreshInstall()));

@@ -214,6 +214,14 @@ TEST_F(EndpointRecords, AreAllListedWhenAFlowIsMissing) {
   ExpectNothingToSay(Clean());
 }
 
+TEST_F(EndpointRecords, OfTheOtherFlowAreDeletedWhenTheFirstIsMissing) {
+  AddRecord(u"Capture\\{b}");
+  RemoveKeyTree(TheRegistry(), PathOf(u"Render"));
+  const auto result = Clean();
+  EXPECT_TRUE(result.listedAll);
+  EXPECT_EQ(result.removed, Paths{u"Capture\\{b}"});
+}
+
 TEST_F(EndpointRecords, AreNotAllListedWhenAFlowCannotBeOpened) {
   for (const std::uint32_t error : {3U, 5U, 6U, 161U, 1009U, 1018U, 1450U}) {
     SCOPED_TRACE(error);
@@ -339,7 +347,7 @@ TEST_F(EndpointRecords, WhoseStateCannotBeReadAreNotWaitedFor) {
 
 TEST_F(EndpointRecords, WhoseStateIsReadWithAnErrorAreNotWaitedForWhateverWasRead) {
   AddRecord(kOurs, 0, 1);
-  for (const std::uint32_t error : {2U, 5U, 1630U}) {
+  for (const std::uint32_t error : {2U, 5U, 1630U, 0x80070005U}) {
     SCOPED_TRACE(error);
     AddRecord(kOurs, 0, 1);
     process.callCounts.clear();

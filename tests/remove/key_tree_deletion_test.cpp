@@ -193,8 +193,16 @@ TEST_F(KeyTreeDeletion, EnablesThePrivilegesOnceForATree) {
 }
 
 TEST_F(KeyTreeDeletion, EnablesThePrivilegesAgainAfterACallThatFailed) {
-  for (const auto call : {"OpenProcessToken", "LookupPrivilegeValueW", "AdjustTokenPrivileges"}) {
-    SCOPED_TRACE(call);
+  struct {
+    const char* call;
+    std::uint32_t nth;  // the second one is for the restore privilege
+  } const rows[] = {{"OpenProcessToken", 1},
+                    {"LookupPrivilegeValueW", 1},
+                    {"LookupPrivilegeValueW", 2},
+                    {"AdjustTokenPrivileges", 1},
+                    {"AdjustTokenPrivileges", 2}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.call);
     Make(u"tree\\a");
     Make(u"tree\\b");
     Secure(u"tree\\a", kReadOnlySddl);
@@ -206,7 +214,7 @@ TEST_F(KeyTreeDeletion, EnablesThePrivilegesAgainAfterACallThatFailed) {
               0);
     KeyTreeDeleter deleter;
     process.callCounts.clear();
-    process.faults = {FailingCall(call, 1314, 1)};
+    process.faults = {FailingCall(row.call, 1314, row.nth)};
     EXPECT_NE(deleter.DeleteKeyTree(tree, u"a"), 0U);
     EXPECT_EQ(deleter.DeleteKeyTree(tree, u"b"), 0U);
     process.faults.clear();
@@ -321,6 +329,13 @@ TEST_F(KeyTreeDeletion, TurnsTheStatusIntoAnErrorCode) {
     EXPECT_EQ(Delete(), row.error);
     EXPECT_TRUE(Exists(u"tree"));
   }
+}
+
+TEST_F(KeyTreeDeletion, TakesAnInformationalStatusForSuccess) {
+  constexpr platform::NTSTATUS kObjectNameExists = 0x40000000;
+  Make(u"tree");
+  KeyAt(u"tree").deleteStatus = kObjectNameExists;
+  EXPECT_EQ(Delete(), 0U);
 }
 
 TEST_F(KeyTreeDeletion, KeepsAKeyThatHasGainedASubkey) {

@@ -58,7 +58,7 @@ TEST_F(RegistryKeys, AreAskedForByIndexWithRoomForTheLongestName) {
 }
 
 TEST_F(RegistryKeys, AreNotAllListedWhenTheListingEndsWithAnyOtherError) {
-  for (const std::uint32_t error : {2U, 3U, 5U, 6U, 18U, 122U, 234U, 1018U, 1450U}) {
+  for (const std::uint32_t error : {2U, 3U, 5U, 6U, 18U, 122U, 234U, 1018U, 1450U, 0x80070005U}) {
     SCOPED_TRACE(error);
     process.callCounts.clear();
     process.faults = {FailingCall("RegEnumKeyExW", error, 2)};

@@ -43,6 +43,12 @@ TEST_F(RemoveCommand, LogsWhatItDidWithTheTimeInUtcAndNotItsSuccess) {
             "ms\r\n");
 }
 
+TEST_F(RemoveCommand, DoesNotListTheEndpointsInPlugAndPlay) {
+  const RunResult result = Run();
+  EXPECT_EQ(result.status, 0);
+  EXPECT_FALSE(result.Called("CM_Get_Child"));
+}
+
 TEST_F(RemoveCommand, SucceedsWhereNothingIsInstalled) {
   machine = CleanMachine();
   const RunResult result = Run();

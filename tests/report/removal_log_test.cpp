@@ -124,6 +124,7 @@ TEST_F(RemovalLogTest, DropsTheLineWhenTheFileCannotBeOpened) {
   EXPECT_EQ(process.ErrorOutput(), u"vorn_devnode: first\nvorn_devnode: second\n");
   EXPECT_EQ(LogText(),
             kByteOrderMark + std::string("[2026-03-04 05:06:07.089] remove: second\r\n"));
+  EXPECT_EQ(CountOf("GetSystemTime"), 1U);
   EXPECT_EQ(CountOf("fclose"), 1U);
 }
 

@@ -44,6 +44,13 @@ TEST(LiveVerificationPolls, StopWhenTheEndpointsHaveSettled) {
   }
 }
 
+TEST(LiveVerificationPolls, LookAtTheClockNoMoreOnceEverythingIsProven) {
+  Machine machine = InstalledMachine();
+  const EngineRun run = RunEngine(machine, UpdateTarget(machine));
+  ExpectProven(machine, run);
+  EXPECT_EQ(run.CountOf("GetTickCount64"), 2U);  // when the waits for the root and the proof begin
+}
+
 TEST(LiveVerificationPolls, StopAtTheDeadline) {
   Machine machine = InstalledMachine();
   const ActivationState state = UpdateTarget(machine);

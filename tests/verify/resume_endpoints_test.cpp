@@ -33,6 +33,11 @@ TEST_F(ResumeCommand, ShowsEveryEndpoint) {
   EXPECT_FALSE(Root().leaseHeld);
 }
 
+TEST_F(ResumeCommand, DoesNotListTheEndpointsInPlugAndPlay) {
+  EXPECT_EQ(ResumeEndpoints(), kExitOk);
+  EXPECT_EQ(CountOf("CM_Get_Child"), 0U);
+}
+
 TEST_F(ResumeCommand, NeedsALiveRoot) {
   Root().present = false;
   EXPECT_EQ(ResumeEndpoints(), kExitNotStarted);

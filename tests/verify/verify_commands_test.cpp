@@ -421,6 +421,14 @@ TEST(HotActivateCommand, DoesNotRestartWithoutTheControlChannelOrTheLease) {
   EXPECT_FALSE(lease.Called("SetupDiCallClassInstaller"));
 }
 
+TEST(HotActivateCommand, ListsNoEndpointsBeforeTheyAreQuiesced) {
+  Machine machine = SelectedMachine();
+  RootOf(machine).leaseHeld = true;
+  const RunResult run = Perform(machine, Command(u"hot-activate"));
+  EXPECT_EQ(run.status, kExitHotSwapFailed);
+  EXPECT_FALSE(run.Called("CM_Get_Child"));
+}
+
 TEST(HotActivateCommand, DoesNotRestartAfterAShortLeaseReply) {
   Machine machine = SelectedMachine();
   RootOf(machine).resident->leaseBytes = 8;
