@@ -7,6 +7,7 @@ CALL = re.compile(r"\w\(")
 DECLARED = re.compile(r"^(?:const )?[\w:<>, ]+[ &*](\w+)(?:$|;| = |\(|\{)")
 COMPARED = re.compile(r"((?:[\w:]+(?:\.|->))*[\w:]+(?:\(\))?) (==|!=) ((?:platform::)?)((?:ERROR|STATUS)_\w+)")
 ARGUMENT = re.compile(r"[&*]?[A-Za-z_][\w.:]*(?:->\w+)*(?:\(\))?(?:\[\w+\])?|\d\w*")
+SYMMETRIC = ("EqualsIgnoringCase", "min", "max", "swap")
 # What means "not there", and what does not although it may look alike.
 ABSENT = ["ERROR_FILE_NOT_FOUND", "ERROR_PATH_NOT_FOUND", "ERROR_NOT_FOUND", "ERROR_NO_MORE_ITEMS"]
 NOT_ABSENT = "ERROR_ACCESS_DENIED"
@@ -95,10 +96,11 @@ def _changed_errors(code):
         compared, operator, scope, error = match.groups()
         if error == "ERROR_SUCCESS" or error.startswith("STATUS"):
             continue
+        line = code[code.rfind("\n", 0, match.start()) + 1:code.find("\n", match.start())]
         others = [NOT_ABSENT if error != NOT_ABSENT else ABSENT[0]]
         others += [other for other in ABSENT if other != error][:2]
         joined = "||" if operator == "==" else "&&"
-        for other in others:
+        for other in (one for one in others if one not in line):
             yield (match.start(), match.group(),
                    f"({match.group()} {joined} {compared} {operator} platform::{other})",
                    "another error accepted")
@@ -166,8 +168,10 @@ def _may_have_effects(text):
 
 
 def _exchanged_arguments(code, text, body):
-    for match in re.compile(r"[\w>](\(|\{)(?=[^(){};]*,)").finditer(code, body.start, body.end):
-        opened = match.start(1)
+    for match in re.compile(r"(\w*)[\w>](\(|\{)(?=[^(){};]*,)").finditer(code, body.start, body.end):
+        if match.group().rstrip("({") in SYMMETRIC:
+            continue
+        opened = match.start(2)
         end = closing(code, opened) - 1
         spans = [_stripped(code, span) for span in _arguments(code, opened + 1, end)
                  if code[slice(*span)].strip()]

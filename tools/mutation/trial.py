@@ -5,14 +5,16 @@ import threading
 from mutation.workshop import Server, tests_of
 
 KILLERS_REMEMBERED = 60
+CHEAP_MILLISECONDS = 1000
 UNREACHED = "no test reaches it"
 
 
 class Trials:
     """What all benches share: the tests that recently killed mutants of a line, a function, a file."""
 
-    def __init__(self, workshop):
+    def __init__(self, workshop, quick):
         self.workshop = workshop
+        self.quick = quick  # a first look: only cheap tests
         self.reach = workshop.reach
         self.numbers = {test.name: test.number for test in self.reach.tests.values()}
         self.killers = collections.defaultdict(list)
@@ -44,6 +46,15 @@ class Trials:
         rest = sorted(tests - set(recent), key=lambda test: self.reach.tests[test].milliseconds)
         return [(test, self.reach.tests[test].most_milliseconds) for test in [*recent, *rest]]
 
+    def cheap(self, limits):
+        """How many of the tests, from the first, together take no longer than a compilation."""
+        total = 0
+        for count, (test, _) in enumerate(limits):
+            total += self.reach.tests[test].milliseconds
+            if total > CHEAP_MILLISECONDS:
+                return count + 1
+        return len(limits)
+
     def bench(self, number):
         return Bench(self, self.workshop.place / f"bench{number}")
 
@@ -72,26 +83,29 @@ class Bench:
         if n in self.workshop.does_not_compile:
             return "does not compile", ""
         if n in self.workshop.held:
-            verdict, by = self._run_held(n)
-            if verdict != "passed":
-                return "killed", by
-            # The compiler may have used such a function, and the tests have a copy of their own.
-            if not mutant.path.endswith(".h"):
-                return self._survived(mutant, by)
+            verdict, by = self._judge_held(n, mutant)
+            # The compiler may have called a function of a header, and the tests may have copies.
+            if verdict != "survived" or not mutant.path.endswith(".h"):
+                return verdict, by
         return self._judge_alone(mutant)
 
-    def _run_held(self, n):
-        mutant = self.workshop.mutants[n]
-        if self.server is None:
-            self.server = Server(self.workshop.program, self.workshop.root)
+    def _judge_held(self, n, mutant):
         tests = self.trials.reach.tests_of_line(mutant.path, mutant.line)
         if not tests:
-            return "passed", UNREACHED
-        return self._ask(self.server, n + 1, mutant.path, tests)
+            return "survived", UNREACHED
+        if self.server is None:
+            self.server = Server(self.workshop.program, self.workshop.root)
+        limits = self.trials.in_order(mutant.path, tests)
+        cheap = self.trials.cheap(limits)
+        verdict, by = self._ask(self.server, n + 1, mutant.path, limits[:cheap])
+        if verdict == "passed" and self.workshop.is_same_when_optimised(mutant, self.place):
+            return "equivalent", ""
+        if verdict == "passed" and limits[cheap:] and not self.trials.quick:
+            verdict, by = self._ask(self.server, n + 1, mutant.path, limits[cheap:])
+        return ("survived", "") if verdict == "passed" else ("killed", by)
 
-    def _ask(self, server, number, path, tests, usual=None):
+    def _ask(self, server, number, path, limits, usual=None):
         """`usual` are the usual numbers of the server's tests, if it has others."""
-        limits = self.trials.in_order(path, tests)
         if usual:
             own = {test: n for n, test in enumerate(usual)}
             limits = [(own[test], most) for test, most in limits]
@@ -103,36 +117,31 @@ class Bench:
         return "killed", f"{verdict} {self.trials.reach.tests[test].name}"
 
     def _judge_alone(self, mutant):
+        """A changed header is first tried with the tests of its own folder, then with all."""
         for wider in (False, True) if mutant.path.endswith(".h") else (False,):
             program = self.workshop.own_program(mutant, self.place, wider)
             if program is None:
                 # The tests that check a constant while they compile are tests, too.
                 return ("killed", "tests do not compile with it") if wider else ("does not compile", "")
-            verdict, by = self._run_alone(program, mutant, wider)
+            verdict, by = self._run_alone(program, mutant)
             if verdict != "passed":
-                return "killed", by
-        return self._survived(mutant, by)
+                return verdict, by
+        same = by != UNREACHED and self.workshop.is_same_when_optimised(mutant, self.place)
+        return ("equivalent", "") if same else ("survived", by)
 
-    def _run_alone(self, program, mutant, wider):
+    def _run_alone(self, program, mutant):
         """With a changed header, there may be fewer tests, whose numbers are others."""
-        if not mutant.path.endswith(".h"):
-            return self._ask_once(program, mutant.path, self.trials.reach.tests_of_file(mutant.path))
-        usual = [self.trials.numbers[name] for name in tests_of(program)]
-        return self._ask_once(program, mutant.path, set(usual), usual)
-
-    def _ask_once(self, program, path, tests, usual=None):
+        usual, tests = None, self.trials.reach.tests_of_file(mutant.path)
+        if mutant.path.endswith(".h"):
+            usual = [self.trials.numbers[name] for name in tests_of(program)]
+            tests = set(usual)
         if not tests:
             return "passed", UNREACHED
         server = Server(program, self.workshop.root)
         try:
-            return self._ask(server, 0, path, tests, usual)
+            return self._ask(server, 0, mutant.path, self.trials.in_order(mutant.path, tests), usual)
         finally:
             server.end()
-
-    def _survived(self, mutant, by):
-        if by != UNREACHED and self.workshop.is_same_when_optimised(mutant, self.place):
-            return "equivalent", ""
-        return "survived", by
 
     def end(self):
         if self.server is not None:
