@@ -111,5 +111,9 @@ class Reach:
             near = lines[max(after - 1, 0):after + 1]
         return set().union(*(self.of_line.get((path, one), ()) for one in near))
 
+    def tests_of_constants(self):
+        """Those that reach no line of the logic."""
+        return set(self.tests).difference(*self.of_line.values())
+
     def tests_of_file(self, path):
         return set().union(*(self.of_line.get((path, line), ()) for line in self.lines.get(path, [])))

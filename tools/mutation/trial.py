@@ -2,7 +2,7 @@
 import collections
 import threading
 
-from mutation.workshop import Server, tests_of
+from mutation.workshop import EVERYTHING, FOLDER, PINS, Server, tests_of
 
 KILLERS_REMEMBERED = 60
 CHEAP_MILLISECONDS = 1000
@@ -117,22 +117,23 @@ class Bench:
         return "killed", f"{verdict} {self.trials.reach.tests[test].name}"
 
     def _judge_alone(self, mutant):
-        """A changed header is first tried with the tests of its own folder, then with all."""
-        for wider in (False, True) if mutant.path.endswith(".h") else (False,):
-            program = self.workshop.own_program(mutant, self.place, wider)
+        """A changed header is tried with more and more of what includes it."""
+        for scope in (PINS, FOLDER, EVERYTHING) if mutant.path.endswith(".h") else (EVERYTHING,):
+            program = self.workshop.own_program(mutant, self.place, scope)
             if program is None:
-                # The tests that check a constant while they compile are tests, too.
-                return ("killed", "tests do not compile with it") if wider else ("does not compile", "")
-            verdict, by = self._run_alone(program, mutant)
+                return "does not compile", ""
+            verdict, by = self._run_alone(program, mutant, scope)
             if verdict != "passed":
                 return verdict, by
         same = by != UNREACHED and self.workshop.is_same_when_optimised(mutant, self.place)
         return ("equivalent", "") if same else ("survived", by)
 
-    def _run_alone(self, program, mutant):
+    def _run_alone(self, program, mutant, scope):
         """With a changed header, there may be fewer tests, whose numbers are others."""
         usual, tests = None, self.trials.reach.tests_of_file(mutant.path)
-        if mutant.path.endswith(".h"):
+        if scope == PINS:
+            tests = self.trials.reach.tests_of_constants()
+        elif mutant.path.endswith(".h"):
             usual = [self.trials.numbers[name] for name in tests_of(program)]
             tests = set(usual)
         if not tests:

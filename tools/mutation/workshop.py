@@ -26,6 +26,11 @@ STANDARD_HEADERS = ["algorithm", "array", "functional", "map", "memory", "option
                     "string", "string_view", "utility", "vector"]
 
 
+# What is built with a changed header. The tests of its folder alone, for those that only look at its
+# constants; with them the logic; or every test.
+PINS, FOLDER, EVERYTHING = "pins", "folder", "everything"
+
+
 def run(command, **options):
     return subprocess.run([str(word) for word in command], stdout=subprocess.PIPE,
                           stderr=subprocess.STDOUT, text=True, errors="replace", **options)
@@ -110,16 +115,17 @@ class Workshop:
         if not self.runner.exists() or not digest.exists() or digest.read_text() != its:
             run_or_end(["g++", "-std=c++20", "-O1", "-w", "-c", source, "-o", self.runner])
             digest.write_text(its)
-        self._precompile_for_comparison()
+        self._precompile_standard_headers()
 
-    def _precompile_for_comparison(self):
+    def _precompile_standard_headers(self):
         standard = "".join(f"#include <{name}>\n" for name in STANDARD_HEADERS)
         write_if_new(self.place / "begin.h", standard + "extern int vorn_mutant;\n")
-        header = self.place / "optimised" / "begin.h"
-        if not header.with_suffix(".h.gch").exists():
-            write_if_new(header, standard)
-            run_or_end(["g++", *FLAGS, "-O2", "-x", "c++-header", header, "-o",
-                        header.with_suffix(".h.gch")])
+        write_if_new(self.place / "optimised" / "begin.h", standard)
+        for header, options in ((self.place / "begin.h", []),
+                                (self.place / "optimised" / "begin.h", ["-O2"])):
+            made = header.with_suffix(".h.gch")
+            if not made.exists() or made.stat().st_mtime < header.stat().st_mtime:
+                run_or_end(["g++", *FLAGS, *options, "-x", "c++-header", header, "-o", made])
 
     def compile(self, source, target, search, options=()):
         target.parent.mkdir(parents=True, exist_ok=True)
@@ -230,9 +236,9 @@ class Workshop:
     # --------------------------------------------------------------------------------------------
     # A mutant that needs a program of its own.
 
-    def own_program(self, mutant, place, wider):
-        """The program with one mutant; None if it does not compile. A changed header is first tried
-        with the tests of its own folder, then with all (`wider`)."""
+    def own_program(self, mutant, place, scope=EVERYTHING):
+        """The program with one mutant; None if it does not compile. The scope tells what of it is
+        built with a changed header."""
         shutil.rmtree(place, ignore_errors=True)
         changed = place / mutant.path
         changed.parent.mkdir(parents=True)
@@ -244,27 +250,29 @@ class Workshop:
                 return None
             logic = [target, *self.logic]
         else:
-            logic, output = self._compile_batches([self.sources], place, [place, self.tree])
-            if "error" in output:
-                return None
-            objects = self._objects_with_header(mutant.path, place, wider)
+            objects = self._objects_with_header(mutant.path, place, scope)
             if objects is None:
                 return None
+            if scope != PINS:
+                logic, output = self._compile_batches([self.sources], place, [place, self.tree])
+                if "error" in output:
+                    return None
         program = place / "runner"
         return program if self.link(logic, program, objects).returncode == 0 else None
 
-    def _objects_with_header(self, header, place, wider):
-        """The tests that include a changed header, compiled again."""
+    def _objects_with_header(self, header, place, scope):
+        """The tests and what supports them; what includes a changed header is compiled again."""
         depends = self._objects_that_include(header)
         commands = {entry["output"]: entry["command"] for entry in
                     json.loads((self.host / "compile_commands.json").read_text())}
         own = f"/{header.split('/')[0]}_objects.dir/"
         objects = []
         for number, (copy, compiled) in enumerate(self.objects.items()):
-            if not wider and own not in str(compiled) and "vorn_test_support" not in str(compiled):
+            in_folder = own in str(compiled)
+            if scope == FOLDER and not in_folder and "vorn_test_support" not in str(compiled):
                 continue
             name = str(compiled.relative_to(self.host))
-            if name not in depends:
+            if name not in depends or (scope == PINS and not in_folder):
                 objects.append(copy)
                 continue
             target = place / f"test{number}.o"
