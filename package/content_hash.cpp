@@ -8,7 +8,6 @@
 #include "privileged_input/file_transfer.h"
 
 #include <cstdint>
-#include <memory>
 #include <vector>
 
 namespace vorn {
@@ -71,13 +70,13 @@ class Sha256 {
 
 /// Nobody else can write to a verified file, so reading more or less than its size is an error.
 bool AddWholeFile(const File& file, Sha256& hash) {
-  const auto chunk = std::make_unique_for_overwrite<std::uint8_t[]>(kChunkBytes);
+  std::uint8_t* const chunk = privileged_input::ZeroedTransferBuffer(kChunkBytes);
   std::uint64_t total = 0;
   while (true) {
     std::uint32_t read = 0;
-    if (!platform::ReadFile(file.Handle(), chunk.get(), kChunkBytes, &read)) return false;
+    if (!platform::ReadFile(file.Handle(), chunk, kChunkBytes, &read)) return false;
     if (read == 0) return total == file.Size();
-    if (!hash.Add(chunk.get(), read)) return false;
+    if (!hash.Add(chunk, read)) return false;
     total += read;
   }
 }

@@ -4,6 +4,7 @@
 #include "platform/files.h"
 #include "platform/kept_last_error.h"
 #include "privileged_input/deletion.h"
+#include "privileged_input/file_transfer.h"
 #include "privileged_input/path_rules.h"
 #include "privileged_input/refusal.h"
 
@@ -94,18 +95,19 @@ File File::Create(const Directory& directory, std::u16string_view name,
   return {};
 }
 
-bool File::CopyFrom(File& destination, const File& source, CopyBuffer& buffer) {
+bool File::CopyFrom(File& destination, const File& source) {
   if (!destination || !destination.IsWritable() || !source) {
     return RefuseWith(platform::ERROR_INVALID_HANDLE);
   }
   std::uint64_t remaining = source.Size();
   if (remaining > destination.state_->maxSize) return RefuseWith(platform::ERROR_FILE_INVALID);
   if (!SeekToStart(destination.Handle()) || !SeekToStart(source.Handle())) return false;
+  const auto largestPiece = std::min<std::uint64_t>(remaining, kTransferSize);
+  std::uint8_t* const buffer = ZeroedTransferBuffer(static_cast<std::size_t>(largestPiece));
   while (remaining > 0) {
-    const auto piece =
-        static_cast<std::uint32_t>(std::min<std::uint64_t>(remaining, kTransferSize));
-    if (!ReadExactly(source.Handle(), buffer.Data(), piece) ||
-        !WriteExactly(destination.Handle(), buffer.Data(), piece)) {
+    const auto piece = static_cast<std::uint32_t>(std::min(remaining, largestPiece));
+    if (!ReadExactly(source.Handle(), buffer, piece) ||
+        !WriteExactly(destination.Handle(), buffer, piece)) {
       return false;
     }
     remaining -= piece;

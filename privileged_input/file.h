@@ -12,7 +12,6 @@
 #include "platform/types.h"
 #include "privileged_input/absolute_path.h"
 #include "privileged_input/directory.h"
-#include "privileged_input/file_transfer.h"
 #include "privileged_input/native_api.h"
 #include "privileged_input/native_open.h"
 
@@ -98,7 +97,7 @@ class File {
 
   /// Copies the whole of `source`, at its captured size, over the content of `destination`, which
   /// must be writable and large enough; flushes the copy and captures its identity.
-  static bool CopyFrom(File& destination, const File& source, CopyBuffer& buffer);
+  static bool CopyFrom(File& destination, const File& source);
 
  private:
   explicit File(std::shared_ptr<State> state) : state_(std::move(state)) {}

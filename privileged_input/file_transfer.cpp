@@ -5,8 +5,18 @@
 #include "privileged_input/refusal.h"
 
 #include <algorithm>
+#include <array>
+#include <utility>
 
 namespace vorn::privileged_input {
+
+std::uint8_t* ZeroedTransferBuffer(std::size_t size) {
+  static std::array<std::uint8_t, kTransferSize> bytes = {};
+  static std::size_t filled = 0;
+  // The rest is still zero, and most files are far smaller than the buffer.
+  std::fill_n(bytes.begin(), std::exchange(filled, size), std::uint8_t{0});
+  return bytes.data();
+}
 
 bool SeekToStart(platform::HANDLE file) {
   return platform::SetFilePointerEx(file, 0, nullptr, platform::FILE_BEGIN);

@@ -7,23 +7,16 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 
 namespace vorn::privileged_input {
 
-/// Most bytes per read or write, and the size of the copy buffer.
+/// Most bytes per read or write, and the size of the transfer buffer.
 inline constexpr std::uint32_t kTransferSize = 1048576;
 
-/// The memory of a copy, kTransferSize bytes, which are not cleared. One serves all files of a
-/// tree: to allocate it takes longer than to copy a small file.
-class CopyBuffer {
- public:
-  std::uint8_t* Data() { return bytes_.get(); }
-
- private:
-  std::unique_ptr<std::uint8_t[]> bytes_ =
-      std::make_unique_for_overwrite<std::uint8_t[]>(kTransferSize);
-};
+/// The transfer buffer, zero-filled, of whose kTransferSize bytes the caller lets reads fill the
+/// first `size`. There is one for all transfers, because to allocate it takes longer than to copy a
+/// small file: what a call gives is valid until the next call.
+std::uint8_t* ZeroedTransferBuffer(std::size_t size);
 
 /// Sets the file position to 0 (SetFilePointerEx).
 bool SeekToStart(platform::HANDLE file);

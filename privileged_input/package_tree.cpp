@@ -79,7 +79,7 @@ class TreeCopy {
     if (!copy) return false;
     data_.files.push_back({folder.prefix + name, std::move(copy), folder.destination, {}});
     PackageFileEntry& entry = data_.files.back();
-    if (!File::CopyFrom(entry.file, source, buffer_)) return false;
+    if (!File::CopyFrom(entry.file, source)) return false;
     entry.identity = entry.file.Identity();
     // The read-only open denies writers, so it fails while the writable handle is open.
     entry.file.Close();
@@ -92,9 +92,8 @@ class TreeCopy {
   ProtectionCheck protection_;
   PackageData& data_;
   std::vector<PendingFolder> pending_;  // last in, first out
-  CopyBuffer buffer_;
-  std::size_t entryCount_ = 0;   // in the whole tree
-  std::uint64_t totalSize_ = 0;  // of all files, in bytes
+  std::size_t entryCount_ = 0;          // in the whole tree
+  std::uint64_t totalSize_ = 0;         // of all files, in bytes
 };
 
 /// How to find a closed copy again.

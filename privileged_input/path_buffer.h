@@ -1,13 +1,13 @@
 #pragma once
 
-// PathBuffer: room for the longest path that the platform returns. It is not cleared by itself: a
-// call fills what it says it filled, and clearing 64 KiB for each short path costs more than most
-// calls.
+// PathBuffer: room for the longest path that the platform returns, zero-filled, so that a length
+// that promises more than was written leads to zeros. All share one memory, because 64 KiB that are
+// new for each path cost more than the call: only one can exist at a time.
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <string_view>
 
 namespace vorn::privileged_input {
@@ -16,17 +16,17 @@ inline constexpr std::uint32_t kPathBufferLength = 32768;  // units
 
 class PathBuffer {
  public:
-  char16_t* Data() { return units_.get(); }
+  PathBuffer() { std::fill(units_.begin(), units_.end(), u'\0'); }
+  PathBuffer(const PathBuffer&) = delete;
+  PathBuffer& operator=(const PathBuffer&) = delete;
 
-  /// Fills it with zeros, so that what was in this memory before can never pass for an answer.
-  void Clear() { std::fill_n(units_.get(), kPathBufferLength, u'\0'); }
+  char16_t* Data() { return units_.data(); }
 
-  /// The first units, which a call has written.
-  std::u16string_view Text(std::size_t length) const { return {units_.get(), length}; }
+  /// The first units.
+  std::u16string_view Text(std::size_t length) const { return {units_.data(), length}; }
 
  private:
-  std::unique_ptr<char16_t[]> units_ =
-      std::make_unique_for_overwrite<char16_t[]>(kPathBufferLength);
+  static inline std::array<char16_t, kPathBufferLength> units_;
 };
 
 }  // namespace vorn::privileged_input

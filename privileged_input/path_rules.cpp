@@ -89,7 +89,6 @@ bool IsHardDiskVolumeDrive(const NativeApi& api, char16_t driveLetter, std::u16s
   if (api.queryDosDevice == nullptr) return RefuseWith(platform::ERROR_PROC_NOT_FOUND);
   const char16_t deviceName[] = {driveLetter, u':', u'\0'};
   PathBuffer targets;
-  targets.Clear();
   const std::uint32_t length = api.queryDosDevice(deviceName, targets.Data(), kPathBufferLength);
   if (length == 0 || length >= kPathBufferLength) return false;
   const std::u16string_view all = targets.Text(length);
@@ -106,7 +105,6 @@ bool IsVolumeGuidRoot(std::u16string_view path) {
 
 std::u16string QueryVolumeGuidRoot(platform::HANDLE root) {
   PathBuffer buffer;
-  buffer.Clear();
   const std::uint32_t length = platform::GetFinalPathNameByHandleW(
       root, buffer.Data(), kPathBufferLength, platform::VOLUME_NAME_GUID);
   if (length == 0 || length >= kPathBufferLength) return {};

@@ -344,8 +344,6 @@ class FileCopy : public VerifiedFile {
  protected:
   static constexpr std::uint64_t kMebibyte = 1048576;
 
-  CopyBuffer copyBuffer;
-
   static sim::Bytes Pattern(std::size_t size) {
     sim::Bytes bytes(size);
     for (std::size_t i = 0; i < size; ++i)
@@ -366,7 +364,7 @@ class FileCopy : public VerifiedFile {
     const File source = OpenSource(Pattern(size));
     File target = CreateTarget(size);
     process.calls.clear();
-    EXPECT_TRUE(File::CopyFrom(target, source, copyBuffer)) << platform::GetLastError();
+    EXPECT_TRUE(File::CopyFrom(target, source)) << platform::GetLastError();
     EXPECT_EQ(target.Size(), size);
     EXPECT_EQ(*sim::ReadWholeFile(Files(), u"C:\\dir\\copy"), Pattern(size));
     std::vector<std::string> sizes;
@@ -408,7 +406,7 @@ TEST_F(FileCopy, StartsAtTheBeginningOfBothFiles) {
   sim::Bytes buffer(10);
   ASSERT_TRUE(platform::ReadFile(source.Handle(), buffer.data(), 7, &moved));
   ASSERT_TRUE(platform::WriteFile(target.Handle(), buffer.data(), 3, &moved));
-  EXPECT_TRUE(File::CopyFrom(target, source, copyBuffer));
+  EXPECT_TRUE(File::CopyFrom(target, source));
   EXPECT_EQ(*sim::ReadWholeFile(Files(), u"C:\\dir\\copy"), Pattern(10));
 }
 
@@ -416,22 +414,22 @@ TEST_F(FileCopy, TruncatesTheTarget) {
   File target = CreateTarget(100);
   std::uint32_t written = 0;
   ASSERT_TRUE(platform::WriteFile(target.Handle(), Pattern(50).data(), 50, &written));
-  EXPECT_TRUE(File::CopyFrom(target, OpenSource(Pattern(10)), copyBuffer));
+  EXPECT_TRUE(File::CopyFrom(target, OpenSource(Pattern(10))));
   EXPECT_EQ(target.Size(), 10U);
 }
 
 TEST_F(FileCopy, NeedsAWritableTargetThatIsLargeEnough) {
   const File source = OpenSource(Pattern(10));
   File target = CreateTarget(9);
-  EXPECT_FALSE(File::CopyFrom(target, source, copyBuffer));
+  EXPECT_FALSE(File::CopyFrom(target, source));
   EXPECT_LAST_ERROR(ERROR_FILE_INVALID);
   File readOnly = Open(u"C:\\dir\\file");
-  EXPECT_FALSE(File::CopyFrom(readOnly, source, copyBuffer));
+  EXPECT_FALSE(File::CopyFrom(readOnly, source));
   EXPECT_LAST_ERROR(ERROR_INVALID_HANDLE);
-  EXPECT_FALSE(File::CopyFrom(target, {}, copyBuffer));
+  EXPECT_FALSE(File::CopyFrom(target, {}));
   EXPECT_LAST_ERROR(ERROR_INVALID_HANDLE);
   File none;
-  EXPECT_FALSE(File::CopyFrom(none, source, copyBuffer));
+  EXPECT_FALSE(File::CopyFrom(none, source));
   EXPECT_LAST_ERROR(ERROR_INVALID_HANDLE);
   EXPECT_TRUE(CallsOf("WriteFile").empty());
 }
@@ -440,7 +438,7 @@ TEST_F(FileCopy, FailsWhenTheSourceTurnsOutShorter) {
   const File source = OpenSource(Pattern(10));
   File target = CreateTarget(10);
   sim::PutFile(Files(), u"C:\\source", Pattern(4));
-  EXPECT_FALSE(File::CopyFrom(target, source, copyBuffer));
+  EXPECT_FALSE(File::CopyFrom(target, source));
   EXPECT_LAST_ERROR(ERROR_FILE_INVALID);
 }
 
@@ -448,7 +446,7 @@ TEST_F(FileCopy, CopiesNoMoreThanWasCaptured) {
   const File source = OpenSource(Pattern(10));
   File target = CreateTarget(10);
   sim::PutFile(Files(), u"C:\\source", Pattern(40));
-  EXPECT_TRUE(File::CopyFrom(target, source, copyBuffer));
+  EXPECT_TRUE(File::CopyFrom(target, source));
   EXPECT_EQ(*sim::ReadWholeFile(Files(), u"C:\\dir\\copy"), Pattern(10));
 }
 
@@ -459,7 +457,7 @@ TEST_F(FileCopy, FailsOnAShortReadOrWrite) {
     File target = CreateTarget(10);
     AddFault(call, sim::FaultKind::Short).amount = 9;
     platform::SetLastError(0);
-    EXPECT_FALSE(File::CopyFrom(target, source, copyBuffer)) << call;
+    EXPECT_FALSE(File::CopyFrom(target, source)) << call;
     EXPECT_LAST_ERROR(ERROR_FILE_INVALID) << call;
   }
 }
@@ -467,7 +465,7 @@ TEST_F(FileCopy, FailsOnAShortReadOrWrite) {
 TEST_F(FileCopy, RewindsTheTargetAndThenTheSource) {
   const File source = OpenSource(Pattern(10));
   File target = CreateTarget(10);
-  ASSERT_TRUE(File::CopyFrom(target, source, copyBuffer));
+  ASSERT_TRUE(File::CopyFrom(target, source));
   const auto calls = CallsOf("SetFilePointerEx");
   ASSERT_EQ(calls.size(), 2U);
   EXPECT_EQ(calls[0].Argument("hFile"), sim::RenderArgument(target.Handle()));
@@ -480,7 +478,7 @@ TEST_F(FileCopy, FailsWhenTheTargetTurnsOutLongerThanItsLimit) {
   ChangeBefore("FlushFileBuffers", 1, [](sim::Machine& changed) {
     sim::PutFile(changed.files, u"C:\\dir\\copy", Pattern(11));
   });
-  EXPECT_FALSE(File::CopyFrom(target, source, copyBuffer));
+  EXPECT_FALSE(File::CopyFrom(target, source));
   EXPECT_LAST_ERROR(ERROR_FILE_INVALID);
 }
 
@@ -491,7 +489,7 @@ TEST_F(FileCopy, FailsWithTheErrorOfTheCallThatFailed) {
     const File source = OpenSource(Pattern(10));
     File target = CreateTarget(10);
     FailCall(call, platform::ERROR_DISK_FULL);
-    EXPECT_FALSE(File::CopyFrom(target, source, copyBuffer)) << call;
+    EXPECT_FALSE(File::CopyFrom(target, source)) << call;
     EXPECT_LAST_ERROR(ERROR_DISK_FULL) << call;
   }
 }

@@ -4,6 +4,7 @@
 #include "privileged_input/file.h"
 #include "tests/privileged_input/input_test.h"
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -42,6 +43,14 @@ TEST_F(FileTransfer, ReadsPiecesOfAMebibyteIntoOneBuffer) {
   for (const auto& call : CallsOf("ReadFile"))
     sizes.push_back(call.Argument("nNumberOfBytesToRead"));
   EXPECT_EQ(sizes, (std::vector<std::string>{"1048576", "1048576", "3"}));
+}
+
+TEST(TransferBuffer, IsZeroWhateverATransferHasLeftInIt) {
+  for (const std::size_t size : {std::size_t{3}, std::size_t{kTransferSize}, std::size_t{100}}) {
+    std::uint8_t* const bytes = ZeroedTransferBuffer(size);
+    EXPECT_EQ(std::count(bytes, bytes + kTransferSize, 0), kTransferSize) << "before " << size;
+    std::fill_n(bytes, size, std::uint8_t{0xFF});
+  }
 }
 
 TEST_F(FileTransfer, ReadsFromTheFilePositionUntilItIsSetBack) {

@@ -349,9 +349,26 @@ TEST_F(DriveRule, RefusesAnAnswerThatWasNotWritten) {
   // The memory of this answer, which the next one gets, would pass.
   ASSERT_TRUE(IsHardDiskVolumeDrive(LoadNativeApi(), u'C'));
   NativeApi api;
+  ASSERT_TRUE(IsHardDiskVolumeDrive(LoadNativeApi(), u'C'));  // leaves nothing for the next query
   api.queryDosDevice = [](const char16_t*, char16_t*, std::uint32_t) { return std::uint32_t{24}; };
   EXPECT_FALSE(IsHardDiskVolumeDrive(api, u'C'));
   EXPECT_LAST_ERROR(ERROR_BAD_DEVICE);
+}
+
+TEST_F(DriveRule, ReadsZerosWhereTheAnswerPromisesMoreThanWasWritten) {
+  NativeApi api;
+  api.queryDosDevice = [](const char16_t*, char16_t* targets, std::uint32_t size) {
+    std::fill_n(targets, size, u'7');
+    return size;
+  };
+  ASSERT_FALSE(IsHardDiskVolumeDrive(api, u'C'));
+  api.queryDosDevice = [](const char16_t*, char16_t* targets, std::uint32_t) {
+    std::copy_n(u"\\Device\\HarddiskVolume7", 23, targets);
+    return std::uint32_t{25};
+  };
+  std::u16string device;
+  EXPECT_TRUE(IsHardDiskVolumeDrive(api, u'C', &device));
+  EXPECT_EQ(device, u"\\Device\\HarddiskVolume7");
 }
 
 TEST_F(DriveRule, JudgesTheFirstTargetOfSeveral) {
