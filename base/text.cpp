@@ -1,6 +1,7 @@
 #include "base/text.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace vorn {
 
@@ -70,6 +71,19 @@ Decoded DecodeUtf8(std::string_view bytes) {
   return {point, length};
 }
 
+/// Appends the ASCII characters at the beginning of a text, and returns how many there were.
+template <class Target, class Source>
+std::size_t AppendAscii(Target& out, const Source& text) {
+  const auto end =
+      std::find_if(text.begin(), text.end(), [](auto unit) { return (unit & ~0x7F) != 0; });
+  const auto count = static_cast<std::size_t>(end - text.begin());
+  const std::size_t before = out.size();
+  out.resize(before + count);
+  std::transform(text.begin(), end, out.begin() + static_cast<std::ptrdiff_t>(before),
+                 [](auto unit) { return static_cast<typename Target::value_type>(unit); });
+  return count;
+}
+
 template <class Fold>
 std::u16string Folded(std::u16string_view text, Fold fold) {
   std::u16string result(text);
@@ -87,13 +101,36 @@ std::u16string ToUpperAscii(std::u16string_view text) {
   return Folded(text, [](char16_t unit) { return ToUpperAscii(unit); });
 }
 
+std::size_t CommonUnits(std::u16string_view left, std::u16string_view right) {
+  const std::size_t shorter = std::min(left.size(), right.size());
+  std::size_t common = 0;
+  // Ids begin alike, so several units at a time.
+  std::uint64_t some = 0;
+  std::uint64_t others = 0;
+  constexpr std::size_t kStep = sizeof some / sizeof(char16_t);
+  for (; common + kStep <= shorter; common += kStep) {
+    std::memcpy(&some, left.data() + common, sizeof some);
+    std::memcpy(&others, right.data() + common, sizeof others);
+    if (some != others) break;
+  }
+  while (common < shorter && left[common] == right[common])
+    ++common;
+  return common;
+}
+
+bool AreSameUnits(std::u16string_view left, std::u16string_view right) {
+  return left.size() == right.size() &&
+         (left.empty() ||
+          std::memcmp(left.data(), right.data(), left.size() * sizeof(char16_t)) == 0);
+}
+
 bool EqualsIgnoringCase(std::u16string_view left, std::u16string_view right) {
   return left.size() == right.size() && CompareIgnoringCase(left, right) == 0;
 }
 
 int CompareIgnoringCase(std::u16string_view left, std::u16string_view right) {
   const std::size_t common = std::min(left.size(), right.size());
-  for (std::size_t i = 0; i < common; ++i) {
+  for (std::size_t i = CommonUnits(left, right); i < common; ++i) {
     const int difference = int{ToLowerAscii(left[i])} - int{ToLowerAscii(right[i])};
     if (difference != 0) return difference;
   }
@@ -133,7 +170,7 @@ bool IsHexText(std::u16string_view text) {
 std::string ToUtf8(std::u16string_view text) {
   std::string out;
   out.reserve(text.size());
-  for (std::size_t i = 0; i < text.size(); ++i) {
+  for (std::size_t i = AppendAscii(out, text); i < text.size(); ++i) {
     const char16_t unit = text[i];
     const bool pair = IsHighSurrogate(unit) && i + 1 < text.size() && IsLowSurrogate(text[i + 1]);
     if (pair) {
@@ -151,6 +188,7 @@ std::string ToUtf8(std::u16string_view text) {
 std::u16string ToUtf16(std::string_view text) {
   std::u16string out;
   out.reserve(text.size());
+  text.remove_prefix(AppendAscii(out, text));
   while (!text.empty()) {
     const Decoded decoded = DecodeUtf8(text);
     AppendUtf16(out, decoded.point);

@@ -24,6 +24,12 @@ constexpr char16_t ToUpperAscii(char16_t unit) {
 std::u16string ToLowerAscii(std::u16string_view text);
 std::u16string ToUpperAscii(std::u16string_view text);
 
+/// How many units two texts have in common at their beginning.
+std::size_t CommonUnits(std::u16string_view left, std::u16string_view right);
+
+/// Whether two texts are equal, case included.
+bool AreSameUnits(std::u16string_view left, std::u16string_view right);
+
 /// Whether two texts are equal apart from the case of ASCII letters.
 bool EqualsIgnoringCase(std::u16string_view left, std::u16string_view right);
 

@@ -3,7 +3,8 @@
 #include "base/text.h"
 #include "product/endpoint_identity.h"
 
-#include <set>
+#include <algorithm>
+#include <array>
 #include <string_view>
 #include <utility>
 
@@ -11,18 +12,17 @@ namespace vorn {
 
 namespace {
 
-/// Upper-cased ids, ordinal order.
-using IdSet = std::set<std::u16string>;
+/// Ids that are equal apart from the case of ASCII letters are the same id.
+using IdSet = std::vector<std::u16string_view>;  // sorted, each id once
 
-enum class Which { All, Active };
+bool IsIdBefore(std::u16string_view left, std::u16string_view right) {
+  return CompareIgnoringCase(left, right) < 0;
+}
 
-IdSet InstanceIdsOf(const std::vector<CatalogEndpoint>& catalog, Which which) {
-  IdSet ids;
-  for (const CatalogEndpoint& endpoint : catalog) {
-    if (which == Which::Active && !endpoint.active) continue;
-    ids.insert(ToUpperAscii(InstanceIdOfEndpoint(endpoint.endpointId)));
-  }
-  return ids;
+/// Sorts the ids; false if one is there twice.
+bool SortDistinct(IdSet& ids) {
+  std::sort(ids.begin(), ids.end(), IsIdBefore);
+  return std::adjacent_find(ids.begin(), ids.end(), EqualsIgnoringCase) == ids.end();
 }
 
 struct SetFaults {
@@ -30,14 +30,19 @@ struct SetFaults {
   std::u16string_view duplicate;
 };
 
+/// The fault that comes first in the list counts.
 CheckResult BuildSet(const std::vector<std::u16string>& ids, const SetFaults& faults, IdSet& set) {
-  for (const std::u16string& id : ids) {
-    if (id.empty()) return CheckResult::Failed(std::u16string(faults.emptyId));
-    if (!set.insert(ToUpperAscii(id)).second) {
-      return CheckResult::Failed(std::u16string(faults.duplicate));
-    }
-  }
+  const auto empty =
+      std::find_if(ids.begin(), ids.end(), [](const std::u16string& id) { return id.empty(); });
+  set.assign(ids.begin(), empty);
+  if (!SortDistinct(set)) return CheckResult::Failed(std::u16string(faults.duplicate));
+  if (empty != ids.end()) return CheckResult::Failed(std::u16string(faults.emptyId));
   return CheckResult::Passed();
+}
+
+/// The upper-cased instance id of an endpoint.
+std::u16string InstanceKey(const CatalogEndpoint& endpoint) {
+  return ToUpperAscii(InstanceIdOfEndpoint(endpoint.endpointId));
 }
 
 }  // namespace
@@ -46,20 +51,21 @@ CheckResult CheckCatalogEndpoints(const std::vector<CatalogEndpoint>& endpoints)
   if (endpoints.size() > kEndpointCount) {
     return CheckResult::Failed(u"MMDevice catalog has too many VORN endpoints");
   }
-  std::set<std::pair<std::uint32_t, bool>> identities;
+  std::array<std::array<bool, 2>, kCableCount> seen = {};
   IdSet ids;
+  std::u16string_view fault;
   for (const CatalogEndpoint& endpoint : endpoints) {
     if (endpoint.cableIndex >= kCableCount || endpoint.endpointId.empty()) {
-      return CheckResult::Failed(u"MMDevice catalog contains a malformed VORN endpoint");
+      fault = u"MMDevice catalog contains a malformed VORN endpoint";
+    } else if (std::exchange(seen[endpoint.cableIndex][endpoint.capture ? 1 : 0], true)) {
+      fault = u"MMDevice catalog duplicates a cable/flow identity";
     }
-    if (!identities.emplace(endpoint.cableIndex, endpoint.capture).second) {
-      return CheckResult::Failed(u"MMDevice catalog duplicates a cable/flow identity");
-    }
-    if (!ids.insert(ToUpperAscii(endpoint.endpointId)).second) {
-      return CheckResult::Failed(u"MMDevice catalog duplicates an endpoint id");
-    }
+    if (!fault.empty()) break;
+    ids.push_back(endpoint.endpointId);
   }
-  return CheckResult::Passed();
+  // An id that is there twice comes before the fault that ended the walk.
+  if (!SortDistinct(ids)) fault = u"MMDevice catalog duplicates an endpoint id";
+  return fault.empty() ? CheckResult::Passed() : CheckResult::Failed(std::u16string(fault));
 }
 
 CheckResult CompareInstanceSets(const std::vector<std::u16string>& baseline,
@@ -81,7 +87,9 @@ CheckResult CompareInstanceSets(const std::vector<std::u16string>& baseline,
       baselineSet);
   if (!built.ok) return built;
   // Children that are all absent for now do not show which will return.
-  if (liveSet.empty() || liveSet == baselineSet) return CheckResult::Passed();
+  const bool same = std::equal(liveSet.begin(), liveSet.end(), baselineSet.begin(),
+                               baselineSet.end(), EqualsIgnoringCase);
+  if (liveSet.empty() || same) return CheckResult::Passed();
   return CheckResult::Failed(u"driver update changed the exact active endpoint set");
 }
 
@@ -94,13 +102,20 @@ CheckResult ComputeExpectedPresent(const std::vector<CatalogEndpoint>& catalog,
   judged = CompareInstanceSets(children, children, RootOrigin::Existing);
   if (!judged.ok) return judged;
 
-  const IdSet known = InstanceIdsOf(catalog, Which::All);
-  IdSet expected = InstanceIdsOf(catalog, Which::Active);
+  std::vector<std::u16string> known;
+  std::vector<std::u16string> expected;
+  for (const CatalogEndpoint& endpoint : catalog) {
+    known.push_back(InstanceKey(endpoint));
+    if (endpoint.active) expected.push_back(known.back());
+  }
   for (const std::u16string& child : children) {
     std::u16string key = ToUpperAscii(child);
-    if (!known.contains(key)) expected.insert(std::move(key));
+    const auto isChild = [&key](const std::u16string& id) { return AreSameUnits(id, key); };
+    if (std::none_of(known.begin(), known.end(), isChild)) expected.push_back(std::move(key));
   }
-  output->assign(expected.begin(), expected.end());
+  // The checks have left no id that is there twice.
+  std::sort(expected.begin(), expected.end());
+  *output = std::move(expected);
   return CheckResult::Passed();
 }
 

@@ -23,6 +23,23 @@ TEST(IgnoringCase, OrdersByLowerCasedUnits) {
   EXPECT_EQ(CompareIgnoringCase(std::u16string_view(u"ab", 1), std::u16string_view(u"Ac", 1)), 0);
 }
 
+TEST(CommonUnits, CountsThemUpToTheFirstDifferenceOfAnyLength) {
+  const std::u16string text = u"SWD\\MMDEVAPI\\{0.0.0.00000000}";
+  for (std::size_t common = 0; common <= text.size(); ++common) {
+    const std::u16string_view start = std::u16string_view(text).substr(0, common);
+    EXPECT_EQ(CommonUnits(text, start), common);
+    EXPECT_EQ(CommonUnits(start, text), common);
+    EXPECT_EQ(CommonUnits(text, std::u16string(start) + u"!!!!!!!!"), common);
+  }
+}
+
+TEST(SameUnits, AreOfOneLengthAndOneCase) {
+  EXPECT_TRUE(AreSameUnits(u"", {}));
+  EXPECT_TRUE(AreSameUnits(u"oem1.inf", u"oem1.inf"));
+  EXPECT_FALSE(AreSameUnits(u"oem1.inf", u"OEM1.inf"));
+  EXPECT_FALSE(AreSameUnits(u"oem1.inf", u"oem1.in"));
+}
+
 TEST(AsciiUnits, AreDigitsAndLettersOnlyWithinAscii) {
   for (char16_t unit = 0; unit < 0x180; ++unit) {
     const bool digit = std::u16string_view(u"0123456789").find(unit) != std::u16string_view::npos;
