@@ -1,8 +1,9 @@
 // How a command's cost grows with the machine: entries of the Windows INF folder, foreign packages,
 // root devices, the product's own devices, files of the package, endpoints and endpoint records.
 // Each row doubles the number of its predecessor and shows how many times it costs: `time_x`,
-// `calls_x` and `bytes_x` (the peak of what the run allocates, the simulated machine's growth
-// included). A cost that grows with the number has factors of at most 2.1, but where the machine
+// `calls_x`, `bytes_x` (the peak of what the run allocates, the simulated machine's growth
+// included) and `own_x` (the peak of what the program allocates on its own, outside platform
+// calls). A cost that grows with the number has factors of at most 2.1, but where the machine
 // outgrows a cache. Times are processor times.
 //
 //   build/host/vorn_growth [--benchmark_filter=Endpoints] [--benchmark_format=json]
@@ -27,32 +28,48 @@
 #include <utility>
 #include <vector>
 
-// What the run allocates is counted at the allocator.
+// What the run allocates is counted at the allocator, what the program allocates on its own once
+// more by itself.
 
 namespace {
 
-std::size_t allocatedBytes = 0;
-std::size_t mostAllocatedBytes = 0;
+struct Account {
+  std::size_t bytes = 0;
+  std::size_t most = 0;
 
-/// In front of each block, so that its size is known when it is freed.
-constexpr std::size_t kHeader = alignof(std::max_align_t);
+  void Add(std::size_t size) {
+    bytes += size;
+    most = std::max(most, bytes);
+  }
+  void StartAgain() { most = bytes; }
+};
+
+Account everything;
+Account program;
+
+/// In front of each block, so that its size and its account are known when it is freed.
+struct alignas(std::max_align_t) Header {
+  std::size_t size;
+  bool isProgram;
+};
 
 }  // namespace
 
 void* operator new(std::size_t size) {
-  auto* const block = static_cast<unsigned char*>(std::malloc(size + kHeader));
-  if (block == nullptr) throw std::bad_alloc();
-  *reinterpret_cast<std::size_t*>(block) = size;
-  allocatedBytes += size;
-  mostAllocatedBytes = std::max(mostAllocatedBytes, allocatedBytes);
-  return block + kHeader;
+  auto* const header = static_cast<Header*>(std::malloc(size + sizeof(Header)));
+  if (header == nullptr) throw std::bad_alloc();
+  *header = {size, !vorn::platform::simulated::CallUnderWay::IsAny()};
+  everything.Add(size);
+  if (header->isProgram) program.Add(size);
+  return header + 1;
 }
 
 void operator delete(void* memory) noexcept {
   if (memory == nullptr) return;
-  unsigned char* const block = static_cast<unsigned char*>(memory) - kHeader;
-  allocatedBytes -= *reinterpret_cast<std::size_t*>(block);
-  std::free(block);
+  Header* const header = static_cast<Header*>(memory) - 1;
+  everything.bytes -= header->size;
+  if (header->isProgram) program.bytes -= header->size;
+  std::free(header);
 }
 
 void operator delete(void* memory, std::size_t) noexcept {
@@ -78,6 +95,7 @@ struct Cost {
   double seconds = 0;
   double calls = 0;
   double bytes = 0;
+  double ownBytes = 0;
 };
 
 /// The processor time of this program in seconds.
@@ -109,8 +127,10 @@ void Measure(benchmark::State& state, const char* family, const Machine& start,
   cost.seconds = 1e9;
   for (auto _ : state) {
     Machine machine = OwnCopy(start);
-    const std::size_t before = allocatedBytes;
-    mostAllocatedBytes = before;
+    const std::size_t before = everything.bytes;
+    const std::size_t ownBefore = program.bytes;
+    everything.StartAgain();
+    program.StartAgain();
     const double begin = ProcessorSeconds();
     {
       Process process(machine);
@@ -118,7 +138,8 @@ void Measure(benchmark::State& state, const char* family, const Machine& start,
       cost.calls = static_cast<double>(process.callCount);
     }
     const double taken = ProcessorSeconds() - begin;
-    cost.bytes = static_cast<double>(mostAllocatedBytes - before);
+    cost.bytes = static_cast<double>(everything.most - before);
+    cost.ownBytes = static_cast<double>(program.most - ownBefore);
     cost.seconds = std::min(cost.seconds, taken);
     state.SetIterationTime(taken);
   }
@@ -130,9 +151,11 @@ void Measure(benchmark::State& state, const char* family, const Machine& start,
     state.counters["time_x"] = cost.seconds / previous.seconds;
     state.counters["calls_x"] = cost.calls / previous.calls;
     state.counters["bytes_x"] = cost.bytes / previous.bytes;
+    state.counters["own_x"] = cost.ownBytes / previous.ownBytes;
   }
   state.counters["calls"] = cost.calls;
   state.counters["bytes"] = cost.bytes;
+  state.counters["own"] = cost.ownBytes;
 }
 
 /// Rows that double from `first` to `last`.

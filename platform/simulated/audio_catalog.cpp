@@ -22,14 +22,18 @@ AudioCatalog& TheCatalog() {
 /// which distinguishes endpoints that share an id.
 struct Listed {
   std::size_t place = 0;
-  std::u16string id;
+  std::shared_ptr<const std::u16string> sharedId;
+
+  const std::u16string& Id() const { return *sharedId; }
 
   /// The endpoint in its present state; null when it is gone.
   const AudioEndpoint* Find() const {
     const auto& endpoints = TheCatalog().endpoints;
-    if (place < endpoints.size() && endpoints[place].id == id) return &endpoints[place];
+    if (place < endpoints.size() && AreSameUnits(endpoints[place].id, Id())) {
+      return &endpoints[place];
+    }
     for (const AudioEndpoint& endpoint : endpoints) {
-      if (endpoint.id == id) return &endpoint;
+      if (AreSameUnits(endpoint.id, Id())) return &endpoint;
     }
     return nullptr;
   }
@@ -51,7 +55,7 @@ class PropertyStore final : public ComObjectOf<IPropertyStore> {
   HRESULT GetAt(std::uint32_t, PROPERTYKEY*) override { return E_NOTIMPL; }
   HRESULT GetValue(const PROPERTYKEY& key, PROPVARIANT* value) override {
     return SimulateCom("IPropertyStore::GetValue",
-                       Arguments("endpoint", endpoint_.id, "format", key.fmtid, "id", key.pid),
+                       Arguments("endpoint", endpoint_.Id(), "format", key.fmtid, "id", key.pid),
                        [&](const CallFaults&) { return Read(key, value); });
   }
   HRESULT SetValue(const PROPERTYKEY&, const PROPVARIANT&) override { return E_NOTIMPL; }
@@ -93,8 +97,8 @@ class Connector final : public ComObjectOf<IConnector> {
   HRESULT GetConnectedTo(IConnector**) override { return E_NOTIMPL; }
   HRESULT GetConnectorIdConnectedTo(char16_t**) override { return E_NOTIMPL; }
   HRESULT GetDeviceIdConnectedTo(char16_t** id) override {
-    return SimulateGiving("IConnector::GetDeviceIdConnectedTo", Arguments("endpoint", endpoint_.id),
-                          id, [&](char16_t*& made) {
+    return SimulateGiving("IConnector::GetDeviceIdConnectedTo",
+                          Arguments("endpoint", endpoint_.Id()), id, [&](char16_t*& made) {
                             const AudioEndpoint* endpoint = endpoint_.Find();
                             const HRESULT error = Check(endpoint, &AudioEndpoint::connectedError);
                             if (error != S_OK) return error;
@@ -116,7 +120,7 @@ class Topology final : public ComObjectOf<IDeviceTopology> {
   HRESULT GetConnectorCount(std::uint32_t*) override { return E_NOTIMPL; }
   HRESULT GetConnector(std::uint32_t index, IConnector** connector) override {
     return SimulateGiving(
-        "IDeviceTopology::GetConnector", Arguments("endpoint", endpoint_.id, "index", index),
+        "IDeviceTopology::GetConnector", Arguments("endpoint", endpoint_.Id(), "index", index),
         connector, [&](IConnector*& made) {
           const HRESULT error = Check(endpoint_.Find(), &AudioEndpoint::connectorError);
           if (error != S_OK) return error;
@@ -152,7 +156,7 @@ class EndpointDevice final : public ComObjectOf<IMMDevice> {
     IDeviceTopology* topology = nullptr;
     const HRESULT result =
         SimulateGiving("IMMDevice::Activate",
-                       Arguments("endpoint", endpoint_.id, "iid", iid, "context", Hex{context}),
+                       Arguments("endpoint", endpoint_.Id(), "iid", iid, "context", Hex{context}),
                        object == nullptr ? nullptr : &topology,
                        [&](IDeviceTopology*& made) { return MakeTopology(iid, made); });
     if (object != nullptr) *object = topology;
@@ -160,18 +164,19 @@ class EndpointDevice final : public ComObjectOf<IMMDevice> {
   }
 
   HRESULT OpenPropertyStore(std::uint32_t access, IPropertyStore** store) override {
-    return SimulateGiving(
-        "IMMDevice::OpenPropertyStore", Arguments("endpoint", endpoint_.id, "access", Hex{access}),
-        store, [&](IPropertyStore*& made) {
-          if (access > kMostAccess) return E_INVALIDARG;
-          const HRESULT error = Check(endpoint_.Find(), &AudioEndpoint::propertyStoreError);
-          if (error == S_OK) made = new PropertyStore(endpoint_);
-          return error;
-        });
+    return SimulateGiving("IMMDevice::OpenPropertyStore",
+                          Arguments("endpoint", endpoint_.Id(), "access", Hex{access}), store,
+                          [&](IPropertyStore*& made) {
+                            if (access > kMostAccess) return E_INVALIDARG;
+                            const HRESULT error =
+                                Check(endpoint_.Find(), &AudioEndpoint::propertyStoreError);
+                            if (error == S_OK) made = new PropertyStore(endpoint_);
+                            return error;
+                          });
   }
 
   HRESULT GetId(char16_t** id) override {
-    return SimulateGiving("IMMDevice::GetId", Arguments("endpoint", endpoint_.id), id,
+    return SimulateGiving("IMMDevice::GetId", Arguments("endpoint", endpoint_.Id()), id,
                           [&](char16_t*& made) {
                             const AudioEndpoint* endpoint = endpoint_.Find();
                             const HRESULT error = Check(endpoint, &AudioEndpoint::idError);
@@ -183,7 +188,7 @@ class EndpointDevice final : public ComObjectOf<IMMDevice> {
   }
 
   HRESULT GetState(std::uint32_t* state) override {
-    return SimulateCom("IMMDevice::GetState", Arguments("endpoint", endpoint_.id),
+    return SimulateCom("IMMDevice::GetState", Arguments("endpoint", endpoint_.Id()),
                        [&](const CallFaults&) {
                          if (state == nullptr) return E_POINTER;
                          const AudioEndpoint* endpoint = endpoint_.Find();
@@ -268,13 +273,16 @@ class DeviceEnumerator final : public ComObjectOf<IMMDeviceEnumerator> {
     const AudioCatalog& catalog = TheCatalog();
     if (catalog.enumError != S_OK) return catalog.enumError;
     std::vector<Listed> listed;
+    listed.reserve(catalog.endpoints.size());
     // Documented (remote desktop audio): a session whose sound is redirected lists none of the
     // machine's endpoints. Assumed: the listing succeeds and is empty. Question
     // (redirected-session): what does EnumAudioEndpoints list in a session with redirected audio?
     for (std::size_t i = 0; i < catalog.endpoints.size() && !catalog.redirected; ++i) {
       const AudioEndpoint& endpoint = catalog.endpoints[i];
       const bool wanted = flow == kAllFlows || endpoint.capture == (flow == eCapture);
-      if (wanted && (endpoint.state & stateMask) != 0) listed.push_back({i, endpoint.id});
+      if (wanted && (endpoint.state & stateMask) != 0) {
+        listed.push_back({i, std::make_shared<const std::u16string>(endpoint.id)});
+      }
     }
     made = new EndpointCollection(std::move(listed));
     return S_OK;

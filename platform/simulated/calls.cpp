@@ -1,6 +1,7 @@
 #include "platform/simulated/calls.h"
 
 #include "base/text.h"
+#include "platform/simulated/guid_text.h"
 #include "platform/simulated/process.h"
 
 #include <cstdio>
@@ -12,6 +13,28 @@ std::string CallRecord::Argument(std::string_view argumentName) const {
     if (key == argumentName) return value;
   }
   return {};
+}
+
+std::size_t CallCounts::PlaceOf(std::string_view name) const {
+  std::size_t place = name.size();
+  for (const std::size_t at : {name.size() - 1, name.size() * 3 / 4, name.size() / 2})
+    place = place * 31 + static_cast<unsigned char>(name[at]);
+  for (place %= kPlaces; !counts_[place].first.empty(); place = (place + 1) % kPlaces) {
+    if (counts_[place].first == name) break;
+  }
+  return place;
+}
+
+std::uint32_t& CallCounts::operator[](std::string_view name) {
+  Count& count = counts_[PlaceOf(name)];
+  count.first = name;
+  return count.second;
+}
+
+const CallCounts::Count* CallCounts::find(std::string_view name) const {
+  if (name.empty()) return end();
+  const Count& count = counts_[PlaceOf(name)];
+  return count.first.empty() ? end() : &count;
 }
 
 std::string RenderNumber(std::uint64_t value) {
@@ -30,11 +53,7 @@ std::string RenderText(std::u16string_view text) {
 }
 
 std::string RenderGuid(const GUID& guid) {
-  char text[40];
-  std::snprintf(text, sizeof text, "{%08X-%04X-%04X-%02X%02X-%02X%02X%02X%02X%02X%02X}", guid.Data1,
-                guid.Data2, guid.Data3, guid.Data4[0], guid.Data4[1], guid.Data4[2], guid.Data4[3],
-                guid.Data4[4], guid.Data4[5], guid.Data4[6], guid.Data4[7]);
-  return text;
+  return ToUtf8(ToUpperAscii(GuidText(guid)));
 }
 
 std::string RenderObject(std::uintptr_t value) {
@@ -164,16 +183,16 @@ Verdict EnterCall(std::string_view name) {
   return verdict;
 }
 
-void LeaveCall(std::string_view name, const Verdict& verdict,
-               std::vector<std::pair<std::string, std::string>> arguments, std::string result) {
+void LeaveCall(const Verdict& verdict, CallRecord* record) {
   Process& process = Process::Current();
   if (verdict.fromPast && !process.killed) SwapWithPast(process);
   if (verdict.changeAfter != nullptr && !process.killed) {
     verdict.changeAfter->change(process.TheMachine());
   }
-  if (process.logCalls && !process.killed) {
-    process.calls.push_back({std::string(name), std::move(arguments), std::move(result),
-                             process.lastError, process.TheMachine().clock.tick});
+  if (record != nullptr && !process.killed) {
+    record->lastError = process.lastError;
+    record->tick = process.TheMachine().clock.tick;
+    process.calls.push_back(std::move(*record));
   }
   Process::NoteChange();
   if (verdict.killAfter) process.Kill();

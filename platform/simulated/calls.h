@@ -19,7 +19,6 @@
 #include <string_view>
 #include <tuple>
 #include <type_traits>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -40,7 +39,26 @@ struct CallRecord {
 };
 
 /// How often each call was made. The names are the calls' own, which last.
-using CallCounts = std::unordered_map<std::string_view, std::uint32_t>;
+class CallCounts {
+ public:
+  using Count = std::pair<std::string_view, std::uint32_t>;
+
+  /// The count of a call, 0 until it is raised.
+  std::uint32_t& operator[](std::string_view name);
+
+  /// The name and the count of a call that was made; end() for any other.
+  const Count* find(std::string_view name) const;
+  static const Count* end() { return nullptr; }
+
+  void clear() { *this = CallCounts(); }
+
+ private:
+  std::size_t PlaceOf(std::string_view name) const;
+
+  /// Twice as many places as there are calls, so that most names are found at their first.
+  static constexpr std::size_t kPlaces = 256;
+  std::array<Count, kPlaces> counts_ = {};
+};
 
 enum class FaultKind {
   Fail,                  // no effect, and `error`
@@ -197,9 +215,9 @@ struct Verdict {
 /// due.
 Verdict EnterCall(std::string_view name);
 
-/// Finishes the call: logs it when calls are logged, and kills the process if that was planned.
-void LeaveCall(std::string_view name, const Verdict& verdict,
-               std::vector<std::pair<std::string, std::string>> arguments, std::string result);
+/// Finishes the call, with a record of it when calls are logged, and kills the process if that was
+/// planned.
+void LeaveCall(const Verdict& verdict, CallRecord* record);
 
 /// Whether calls are logged, so that arguments are rendered only when needed.
 bool IsLogging();
@@ -213,12 +231,28 @@ std::string RenderResult(const R& result) {
   }
 }
 
+/// Whether the machine is at work on a call, and not the program on its own: for whoever measures
+/// what each of them takes.
+class CallUnderWay {
+ public:
+  CallUnderWay() { ++number_; }
+  ~CallUnderWay() { --number_; }
+  CallUnderWay(const CallUnderWay&) = delete;
+  CallUnderWay& operator=(const CallUnderWay&) = delete;
+
+  static bool IsAny() { return number_ != 0; }
+
+ private:
+  static inline std::uint32_t number_ = 0;
+};
+
 /// One simulated platform call. `failure` is what calls of style LastError return on failure; calls
 /// of style Code return the error converted to R. `body` takes a `const CallFaults&` and returns R;
 /// when it fails, it sets the last error itself.
 template <class R, class ArgumentList, class Body>
 R SimulateCall(std::string_view name, FailureStyle style, R failure, const ArgumentList& arguments,
                Body&& body) {
+  const CallUnderWay underWay;
   const Verdict verdict = EnterCall(name);
   R result = failure;
   if (verdict.run) result = body(verdict.faults);
@@ -235,9 +269,10 @@ R SimulateCall(std::string_view name, FailureStyle style, R failure, const Argum
     }
   }
   if (IsLogging()) {
-    LeaveCall(name, verdict, arguments.Render(), RenderResult(result));
+    CallRecord record = {std::string(name), arguments.Render(), RenderResult(result)};
+    LeaveCall(verdict, &record);
   } else {
-    LeaveCall(name, verdict, {}, {});
+    LeaveCall(verdict, nullptr);
   }
   return result;
 }

@@ -53,7 +53,7 @@ void Plan(Machine& machine, std::uint64_t delay, EventKind kind, std::u16string 
 
 void RunDueEvents(Machine& machine) {
   auto& clock = machine.clock;
-  ReleaseHoldsUntil(machine.files, clock.tick);
+  if (clock.tick >= machine.files.nextRelease) ReleaseHoldsUntil(machine.files, clock.tick);
   while (!clock.events.empty() && clock.events.front().due <= clock.tick) {
     const Event event = clock.events.front();
     clock.events.erase(clock.events.begin());

@@ -1,9 +1,9 @@
 #include "platform/config_manager.h"
 
-#include "base/text.h"
 #include "platform/simulated/config_manager_values.h"
 #include "platform/simulated/device_list.h"
 #include "platform/simulated/device_removal.h"
+#include "platform/simulated/guid_text.h"
 #include "platform/simulated/process.h"
 #include "platform/simulated/registry_values.h"
 #include "platform/simulated/returned_data.h"
@@ -66,7 +66,7 @@ CONFIGRET GiveNode(const Device* device, DEVINST* node) {
 std::optional<std::u16string> ClassGuidText(const Device& device) {
   if (device.classGuidText) return device.classGuidText;
   if (device.classGuid == GUID{}) return std::nullopt;
-  return ToLowerAscii(ToUtf16(RenderGuid(device.classGuid)));
+  return GuidText(device.classGuid);
 }
 
 void GiveName(std::u16string_view name, char16_t* buffer, std::uint32_t size) {

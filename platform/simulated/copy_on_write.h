@@ -4,10 +4,13 @@
 // copies of one machine, and most of them write little of it.
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <initializer_list>
+#include <iterator>
 #include <map>
 #include <memory>
+#include <stdexcept>
 #include <utility>
 #include <vector>
 
@@ -39,52 +42,144 @@ class CopyOnWrite {
   std::shared_ptr<T> value_ = std::make_shared<T>();
 };
 
-/// Values by number. Copies share the table, and then those values that neither has changed.
+/// Values by number. Copies share the table, then its pages, and then those values that neither has
+/// changed: who writes one value copies only the page that it is on.
 template <class Id, class T>
 class SharedTable {
+  using Value = std::shared_ptr<const T>;
+  static constexpr Id kPageLength = 32;
+
+  struct Page {
+    std::array<Value, kPageLength> values;  // null where there is none
+    std::size_t used = 0;
+  };
+  using Pages = std::map<Id, std::shared_ptr<Page>>;  // by number of page, none of them empty
+  struct Content {
+    Pages pages;
+    std::size_t size = 0;
+  };
+
  public:
-  using Values = std::map<Id, std::shared_ptr<const T>>;
+  /// Goes through pairs of a number and a shared pointer to the value, by number.
+  class Iterator {
+   public:
+    using iterator_category = std::input_iterator_tag;
+    using value_type = std::pair<Id, Value>;
+    using difference_type = std::ptrdiff_t;
+    using pointer = void;
+    using reference = value_type;
+
+    Iterator(typename Pages::const_iterator page, typename Pages::const_iterator end)
+        : page_(page), end_(end) {
+      SkipMissing();
+    }
+    reference operator*() const {
+      return {page_->first * kPageLength + slot_, page_->second->values[slot_]};
+    }
+    Iterator& operator++() {
+      ++slot_;
+      SkipMissing();
+      return *this;
+    }
+    friend bool operator==(const Iterator& left, const Iterator& right) {
+      return left.page_ == right.page_ && left.slot_ == right.slot_;
+    }
+
+   private:
+    void SkipMissing() {
+      while (page_ != end_ && (slot_ == kPageLength || page_->second->values[slot_] == nullptr)) {
+        if (++slot_ < kPageLength) continue;
+        ++page_;
+        slot_ = 0;
+      }
+    }
+
+    typename Pages::const_iterator page_;
+    typename Pages::const_iterator end_;
+    Id slot_ = 0;
+  };
 
   /// The value; null when there is none.
   const T* Find(Id id) const {
-    const auto found = values_.Read().find(id);
-    return found == values_.Read().end() ? nullptr : found->second.get();
+    const Pages& pages = content_.Read().pages;
+    const auto page = pages.find(id / kPageLength);
+    return page == pages.end() ? nullptr : page->second->values[id % kPageLength].get();
   }
-  bool contains(Id id) const { return values_.Read().contains(id); }
-  std::size_t size() const { return values_.Read().size(); }
+  bool contains(Id id) const { return Find(id) != nullptr; }
+  std::size_t size() const { return content_.Read().size; }
 
   /// The value, which must exist.
-  const T& Get(Id id) const { return *values_.Read().at(id); }
+  const T& Get(Id id) const {
+    const T* value = Find(id);
+    if (value == nullptr) throw std::out_of_range("no value of that number");
+    return *value;
+  }
   const T& at(Id id) const { return Get(id); }
 
   /// The value, which must exist, for writing; the reference is valid until the table is copied.
   T& at(Id id) {
-    std::shared_ptr<const T>& value = values_.Write().at(id);
+    Get(id);
+    Value& value = OwnPage(content_.Write().pages, id).values[id % kPageLength];
     if (value.use_count() > 1) value = std::make_shared<T>(*value);
     // Every value was created writable, and only this table holds this one.
     return const_cast<T&>(*value);  // NOLINT(cppcoreguidelines-pro-type-const-cast)
   }
 
-  void Put(Id id, T value) { values_.Write()[id] = std::make_shared<T>(std::move(value)); }
-  void Erase(Id id) { values_.Write().erase(id); }
+  void Put(Id id, T value) {
+    Content& content = content_.Write();
+    Page& page = OwnPage(content.pages, id);
+    Value& slot = page.values[id % kPageLength];
+    if (slot == nullptr) {
+      ++page.used;
+      ++content.size;
+    }
+    slot = std::make_shared<T>(std::move(value));
+  }
 
-  /// Pairs of a number and a shared pointer to the value, by number.
-  auto begin() const { return values_.Read().begin(); }
-  auto end() const { return values_.Read().end(); }
+  void Erase(Id id) {
+    if (!contains(id)) return;
+    Content& content = content_.Write();
+    Page& page = OwnPage(content.pages, id);
+    page.values[id % kPageLength].reset();
+    --content.size;
+    if (--page.used == 0) content.pages.erase(id / kPageLength);
+  }
+
+  Iterator begin() const { return {content_.Read().pages.begin(), content_.Read().pages.end()}; }
+  Iterator end() const { return {content_.Read().pages.end(), content_.Read().pages.end()}; }
 
   friend bool operator==(const SharedTable& left, const SharedTable& right) {
-    const Values& some = left.values_.Read();
-    const Values& others = right.values_.Read();
+    const Pages& some = left.content_.Read().pages;
+    const Pages& others = right.content_.Read().pages;
     if (&some == &others) return true;
     return std::equal(some.begin(), some.end(), others.begin(), others.end(),
                       [](const auto& one, const auto& other) {
-                        return one.first == other.first &&
-                               (one.second == other.second || *one.second == *other.second);
+                        return one.first == other.first && IsSamePage(one.second, other.second);
                       });
   }
 
  private:
-  CopyOnWrite<Values> values_;
+  static bool IsSamePage(const std::shared_ptr<Page>& left, const std::shared_ptr<Page>& right) {
+    return left == right ||
+           std::equal(left->values.begin(), left->values.end(), right->values.begin(),
+                      [](const Value& one, const Value& other) {
+                        if (one == other) return true;
+                        return one != nullptr && other != nullptr && *one == *other;
+                      });
+  }
+
+  /// The page of a number, which only this table has.
+  static Page& OwnPage(Pages& pages, Id id) {
+    std::shared_ptr<Page>& page = pages[id / kPageLength];
+    if (page == nullptr) {
+      page = std::make_shared<Page>();
+    } else if (page.use_count() > 1) {
+      page = std::make_shared<Page>(*page);
+    }
+    return *page;
+  }
+
+  CopyOnWrite<Content> content_;
 };
 
 /// A list, with the manners of a vector. Whoever gets hold of an element for writing has the list

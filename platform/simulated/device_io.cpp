@@ -18,6 +18,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 namespace vorn::platform {
 
@@ -168,14 +169,13 @@ struct Request {
 constexpr std::uint32_t kLeaseInputSize = 4;
 constexpr std::uint32_t kVisibilityInputSize = 12;
 
-bool Reply(const Request& request, const Bytes& reply, const CallFaults& faults) {
+bool Reply(const Request& request, Bytes reply, const CallFaults& faults) {
   if (request.outputSize < reply.size() || (request.output == nullptr && !reply.empty())) {
     return FailWith(ERROR_INSUFFICIENT_BUFFER);
   }
-  Bytes given = reply;
-  SpoilLength(given, faults);
-  const std::size_t length = std::min<std::size_t>(given.size(), request.outputSize);
-  if (length != 0) std::memcpy(request.output, given.data(), length);
+  SpoilLength(reply, faults);
+  const std::size_t length = std::min<std::size_t>(reply.size(), request.outputSize);
+  if (length != 0) std::memcpy(request.output, reply.data(), length);
   if (request.bytesReturned != nullptr) {
     *request.bytesReturned = static_cast<std::uint32_t>(length);
   }
@@ -183,24 +183,24 @@ bool Reply(const Request& request, const Bytes& reply, const CallFaults& faults)
 }
 
 /// The reply to a code, unless the image specifies other bytes for it.
-Bytes ReplyOr(const DriverImage& image, std::uint32_t code, const Bytes& usual) {
+Bytes ReplyOr(const DriverImage& image, std::uint32_t code, Bytes usual) {
   const auto found = image.replies.find(code);
-  return found == image.replies.end() ? usual : found->second;
+  return found == image.replies.end() ? std::move(usual) : found->second;
 }
 
 /// The queries take no input.
-bool AnswerQuery(const Device& device, const Request& request, const Bytes& usual,
+bool AnswerQuery(const Device& device, const Request& request, Bytes usual,
                  const CallFaults& faults) {
   if (request.inputSize != 0) return FailWith(ERROR_INVALID_PARAMETER);
-  return Reply(request, ReplyOr(*device.resident, request.code, usual), faults);
+  return Reply(request, ReplyOr(*device.resident, request.code, std::move(usual)), faults);
 }
 
 bool AcquireLease(DeviceHandle& handle, Device& device, const Request& request,
                   const CallFaults& faults) {
   if (request.inputSize != kLeaseInputSize) return FailWith(ERROR_INVALID_PARAMETER);
   if (device.leaseHeld && !handle.holdsLease) return FailWith(ERROR_BUSY);
-  const Bytes reply = ReplyOr(*device.resident, request.code, LeaseReply(*device.resident));
-  if (!Reply(request, reply, faults)) return false;
+  Bytes reply = ReplyOr(*device.resident, request.code, LeaseReply(*device.resident));
+  if (!Reply(request, std::move(reply), faults)) return false;
   device.leaseHeld = true;
   handle.holdsLease = true;
   return true;

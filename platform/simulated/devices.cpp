@@ -12,10 +12,13 @@ bool IsSameDevice(std::u16string_view left, std::u16string_view right) {
 }
 
 std::size_t DeviceIdHash::operator()(std::u16string_view id) const {
-  constexpr std::size_t kTellingUnits = 16;      // at the end, where ids differ
+  constexpr std::size_t kTellingUnits = 10;      // at the end, where ids differ
   std::uint64_t hash = 14695981039346656037ULL;  // FNV-1a
-  for (const char16_t unit : id.substr(id.size() - std::min(id.size(), kTellingUnits)))
-    hash = (hash ^ ToUpperName(unit)) * 1099511628211ULL;
+  for (const char16_t unit : id.substr(id.size() - std::min(id.size(), kTellingUnits))) {
+    // A letter's two cases differ in this bit; other letters have no case that matters here.
+    const char16_t folded = unit < 0x80 ? unit | 0x20 : char16_t{0x80};
+    hash = (hash ^ folded) * 1099511628211ULL;
+  }
   return static_cast<std::size_t>(hash ^ hash >> 32);
 }
 
@@ -86,12 +89,15 @@ Device& Devices::ForWriting(std::shared_ptr<Device>& device) {
 }
 
 Device* Devices::Find(std::u16string_view instanceId) {
-  if (std::as_const(*this).Find(instanceId) == nullptr) return nullptr;
+  const Index& shared = nodes_.Read().TheIndex();
+  auto found = shared.devices.find(instanceId);
+  if (found == shared.devices.end()) return nullptr;
   Nodes& nodes = nodes_.Write();
-  const auto node = nodes.TheIndex().devices.find(instanceId)->second.node;
+  const Index& index = nodes.TheIndex();
+  if (&index != &shared) found = index.devices.find(instanceId);
   // Erasing nothing turns the place into one that can be written.
   // cppcheck-suppress sameIteratorExpression
-  return &ForWriting(*nodes.order.erase(node, node));
+  return &ForWriting(*nodes.order.erase(found->second.node, found->second.node));
 }
 
 Device& Devices::Insert(Device device) {

@@ -198,12 +198,12 @@ class PackageReader {
 
 std::optional<DriverPackage> ReadDriverPackage(const Bytes& inf, std::u16string_view hardwareId,
                                                std::uint32_t* error) {
-  const auto parsed = ParseInf(inf);
-  if (const auto* failure = std::get_if<InfError>(&parsed)) {
+  const auto parsed = ParseInfOnce(inf);
+  if (const auto* failure = std::get_if<InfError>(parsed.get())) {
     *error = failure->error;
     return std::nullopt;
   }
-  return PackageReader(std::get<ParsedInf>(parsed), hardwareId).Read();
+  return PackageReader(std::get<ParsedInf>(*parsed), hardwareId).Read();
 }
 
 std::string CatalogLine(const Bytes& content) {

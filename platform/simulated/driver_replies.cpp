@@ -1,6 +1,7 @@
 #include "platform/simulated/driver_replies.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace vorn::platform::simulated {
 
@@ -32,10 +33,9 @@ void PutWord(Bytes& reply, std::size_t offset, std::uint32_t word) {
 }
 
 void PutName(Bytes& reply, std::size_t offset, const std::u16string& name) {
-  for (std::size_t i = 0; i < std::min(name.size(), kEntryNameUnits); ++i) {
-    PutByte(reply, offset + 2 * i, name[i] & 0xFF);
-    PutByte(reply, offset + 2 * i + 1, static_cast<std::uint32_t>(name[i]) >> 8);
-  }
+  if (offset >= reply.size()) return;
+  const std::size_t bytes = std::min(name.size(), kEntryNameUnits) * sizeof(char16_t);
+  std::memcpy(reply.data() + offset, name.data(), std::min(bytes, reply.size() - offset));
 }
 
 }  // namespace

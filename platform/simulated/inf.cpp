@@ -27,11 +27,11 @@ namespace {
 /// An open INF. Observed: the file of an open INF is closed as soon as it has been read.
 class OpenInf : public Object {
  public:
-  explicit OpenInf(ParsedInf text) : text_(std::move(text)) {}
-  const ParsedInf& Text() const { return text_; }
+  explicit OpenInf(std::shared_ptr<const ParsedInf> text) : text_(std::move(text)) {}
+  const ParsedInf& Text() const { return *text_; }
 
  private:
-  ParsedInf text_;
+  std::shared_ptr<const ParsedInf> text_;
 };
 
 std::shared_ptr<OpenInf> FindInf(const void* inf) {
@@ -65,7 +65,7 @@ std::optional<Bytes> ReadAll(const Node& node) {
 
 /// Reads an INF on behalf of the process, sharing it with other readers only. `*error` says why it
 /// cannot be read.
-std::optional<ParsedInf> ReadInf(std::u16string_view path, InfError& error) {
+std::shared_ptr<const ParsedInf> ReadInf(std::u16string_view path, InfError& error) {
   const std::u16string name = ToNtPath(Process::Current().TheMachine().files, FullInfPath(path));
   OpenRequest request;
   request.name = name;
@@ -75,20 +75,19 @@ std::optional<ParsedInf> ReadInf(std::u16string_view path, InfError& error) {
   const OpenResult opened = OpenByName(Process::Current(), request);
   if (opened.status < 0) {
     error = {ToDosError(opened.status), 0};
-    return std::nullopt;
+    return nullptr;
   }
   const auto content = ReadAll(opened.file->Read());
   if (!content) {
     error = {ERROR_NOT_ENOUGH_MEMORY, 0};
-    return std::nullopt;
+    return nullptr;
   }
-  auto parsed = ParseInf(*content);
-  if (const InfError* refused = std::get_if<InfError>(&parsed)) {
+  const auto reading = ParseInfOnce(*content);
+  if (const InfError* refused = std::get_if<InfError>(reading.get())) {
     error = *refused;
-    return std::nullopt;
+    return nullptr;
   }
-  // cppcheck-suppress returnStdMoveLocal ; a part of a local record is not elided
-  return std::move(std::get<ParsedInf>(parsed));
+  return {reading, &std::get<ParsedInf>(*reading)};
 }
 
 // ------------------------------------------------------------------------------------------------
@@ -194,7 +193,7 @@ HINF SetupOpenInfFileW(const char16_t* path, std::uint32_t style, std::uint32_t*
           return INVALID_INF;
         }
         return reinterpret_cast<HINF>(
-            Process::Current().Add(ObjectKind::Inf, std::make_shared<OpenInf>(std::move(*inf))));
+            Process::Current().Add(ObjectKind::Inf, std::make_shared<OpenInf>(std::move(inf))));
       });
 }
 

@@ -5,6 +5,7 @@
 #include "platform/simulated/error_values.h"
 
 #include <algorithm>
+#include <array>
 #include <limits>
 
 namespace vorn::platform::simulated {
@@ -87,7 +88,7 @@ class InfParser {
     inf_.text_.reserve(source_.size());
   }
 
-  std::variant<ParsedInf, InfError> Parse() {
+  InfReading Parse() {
     while (!AtEnd()) {
       if (const auto error = ParseLine()) return *error;
     }
@@ -269,7 +270,7 @@ class InfParser {
   ParsedInf inf_;
 };
 
-std::variant<ParsedInf, InfError> ParseInf(const Bytes& content) {
+InfReading ParseInf(const Bytes& content) {
   std::u16string text = DecodeToEnd(content);
   // Observed: an empty file is an invalid file, not an INF without sections.
   if (content.empty()) return InfError{ERROR_FILE_INVALID, 0};
@@ -277,6 +278,22 @@ std::variant<ParsedInf, InfError> ParseInf(const Bytes& content) {
     return InfError{ERROR_NOT_ENOUGH_MEMORY, 0};
   }
   return InfParser(std::move(text)).Parse();
+}
+
+std::shared_ptr<const InfReading> ParseInfOnce(const Bytes& content) {
+  struct Remembered {
+    Bytes content;
+    std::shared_ptr<const InfReading> reading;
+  };
+  constexpr std::size_t kMostBytes = 65536;
+  static std::array<Remembered, 8> lately;
+  static std::size_t next = 0;
+  for (const Remembered& each : lately) {
+    if (each.reading != nullptr && each.content == content) return each.reading;
+  }
+  auto reading = std::make_shared<const InfReading>(ParseInf(content));
+  if (content.size() <= kMostBytes) lately[next++ % lately.size()] = {content, reading};
+  return reading;
 }
 
 // ------------------------------------------------------------------------------------------------
@@ -332,6 +349,9 @@ std::optional<std::u16string> ParsedInf::Value(std::u16string_view section, std:
 }
 
 std::u16string ParsedInf::Substitute(std::u16string_view raw) const {
+  if (raw.size() <= kMaxSubstitutedUnits && raw.find(u'%') == std::u16string_view::npos) {
+    return std::u16string(raw);
+  }
   std::u16string result;
   while (!raw.empty() && result.size() < kMaxSubstitutedUnits) {
     const std::size_t start = std::min(raw.find(u'%'), raw.size());

@@ -38,6 +38,7 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -108,6 +109,11 @@ struct InfError {
 };
 
 /// Reads an INF of the current style, which requires a [Version] section with a known Signature.
-std::variant<ParsedInf, InfError> ParseInf(const Bytes& content);
+using InfReading = std::variant<ParsedInf, InfError>;
+InfReading ParseInf(const Bytes& content);
+
+/// The same, for one of the last few contents without parsing it again: a command has its INF read
+/// many times, and so has each of thousands of runs.
+std::shared_ptr<const InfReading> ParseInfOnce(const Bytes& content);
 
 }  // namespace vorn::platform::simulated

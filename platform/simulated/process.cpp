@@ -11,8 +11,6 @@ namespace vorn::platform::simulated {
 
 namespace {
 
-Process* current = nullptr;
-
 std::u16string Joined(const std::vector<ConsoleWrite>& console, bool error) {
   std::u16string text;
   for (const ConsoleWrite& write : console) {
@@ -46,21 +44,13 @@ Process::Process(Machine& machine) : machine_(machine) {
 
 Process::~Process() {
   CloseHandles();
-  while (!objects_.empty())
-    objects_.erase(std::prev(objects_.end()));
+  objects_.RemoveAll([](ObjectKind) { return true; });
   current = nullptr;
 }
 
-Process& Process::Current() {
-  if (current == nullptr) {
-    std::fputs("a platform call was made outside any simulated process\n", stderr);
-    std::abort();
-  }
-  return *current;
-}
-
-void Process::NoteChange() {
-  if (current != nullptr && !current->killed && current->watch) current->watch();
+void Process::AbortWithoutProcess() {
+  std::fputs("a platform call was made outside any simulated process\n", stderr);
+  std::abort();
 }
 
 void Process::Kill() {
@@ -72,10 +62,7 @@ void Process::Kill() {
 void Process::CloseHandles() {
   // Documented: the handles of a process are closed when it ends. Newest first: closing an object
   // may access the machine, but never other objects.
-  for (auto next = objects_.end(); next != objects_.begin();) {
-    --next;
-    if (!IsMemory(next->second.first)) next = objects_.erase(next);
-  }
+  objects_.RemoveAll([](ObjectKind kind) { return !IsMemory(kind); });
 }
 
 void Process::Print(bool error, std::u16string_view text) {
@@ -103,32 +90,10 @@ void Process::PutOut(bool error, std::u16string_view text) {
   }
 }
 
-std::uintptr_t Process::Add(ObjectKind kind, std::shared_ptr<Object> object) {
-  const std::uintptr_t value = nextObject_;
-  nextObject_ += 4;
-  objects_.emplace(value, std::pair(kind, std::move(object)));
-  return value;
-}
-
-std::shared_ptr<Object> Process::FindObject(ObjectKind kind, std::uintptr_t value) const {
-  const auto found = objects_.find(value);
-  if (found == objects_.end() || found->second.first != kind) return nullptr;
-  return found->second.second;
-}
-
-bool Process::Remove(ObjectKind kind, std::uintptr_t value) {
-  const auto found = objects_.find(value);
-  if (found == objects_.end() || found->second.first != kind) return false;
-  const std::shared_ptr<Object> keptUntilErased = found->second.second;
-  objects_.erase(found);
-  return true;
-}
-
 std::map<ObjectKind, std::size_t> Process::OpenObjects() const {
   std::map<ObjectKind, std::size_t> counts;
   if (killed) return counts;
-  for (const auto& [value, object] : objects_)
-    ++counts[object.first];
+  objects_.VisitKinds([&counts](ObjectKind kind) { ++counts[kind]; });
   return counts;
 }
 

@@ -7,6 +7,7 @@
 #include "platform/simulated/calls.h"
 #include "platform/simulated/machine.h"
 #include "platform/simulated/node_names.h"
+#include "platform/simulated/object_table.h"
 #include "platform/simulated/security_model.h"
 #include "platform/simulated/stream_buffer.h"
 
@@ -15,15 +16,10 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace vorn::platform::simulated {
-
-/// An open object of the process, of any kind.
-class Object {
- public:
-  virtual ~Object() = default;
-};
 
 /// A line of console text, or the beginning of one, in the order in which they came out.
 struct ConsoleWrite {
@@ -32,9 +28,6 @@ struct ConsoleWrite {
   std::uint64_t tick = 0;  // of the simulated clock, when its first character came out
   std::uint64_t call = 0;  // how many calls the process had made by then
 };
-
-/// Kinds of things that a process may leave open.
-enum class ObjectKind { Handle, DeviceInfoList, Inf, Key, Service, Hash, Com, Memory, Stream };
 
 class Process {
  public:
@@ -48,11 +41,16 @@ class Process {
   Process& operator=(const Process&) = delete;
 
   /// The process that platform calls act for. There must be one.
-  static Process& Current();
+  static Process& Current() {
+    if (current == nullptr) AbortWithoutProcess();
+    return *current;
+  }
 
   /// Something has happened on the machine: tells whoever watches the current process, if there is
   /// one.
-  static void NoteChange();
+  static void NoteChange() {
+    if (current != nullptr && current->watch && !current->killed) current->watch();
+  }
 
   Machine& TheMachine() { return machine_; }
 
@@ -94,13 +92,15 @@ class Process {
   /// standard error does; a killed process loses both.
   void Return();
 
-  // Open objects. Handle values are opaque numbers, never reused within a process.
-  std::uintptr_t Add(ObjectKind kind, std::shared_ptr<Object> object);
+  // Open objects.
+  std::uintptr_t Add(ObjectKind kind, std::shared_ptr<Object> object) {
+    return objects_.Add(kind, std::move(object));
+  }
   template <class T>
   std::shared_ptr<T> Find(ObjectKind kind, std::uintptr_t value) const {
-    return std::dynamic_pointer_cast<T>(FindObject(kind, value));
+    return std::dynamic_pointer_cast<T>(objects_.Find(kind, value));
   }
-  bool Remove(ObjectKind kind, std::uintptr_t value);
+  bool Remove(ObjectKind kind, std::uintptr_t value) { return objects_.Remove(kind, value); }
 
   /// How many objects of each kind are open; empty when nothing was leaked, and after Kill.
   std::map<ObjectKind, std::size_t> OpenObjects() const;
@@ -110,16 +110,17 @@ class Process {
   std::u16string ErrorOutput() const;
 
  private:
-  std::shared_ptr<Object> FindObject(ObjectKind kind, std::uintptr_t value) const;
+  [[noreturn]] static void AbortWithoutProcess();
   void CloseHandles();
   StreamBuffer& BufferOf(bool error) { return error ? errorBuffer_ : outputBuffer_; }
   void PutOut(bool error, std::u16string_view text);
 
+  static inline Process* current = nullptr;
+
   Machine& machine_;
   StreamBuffer outputBuffer_;
   StreamBuffer errorBuffer_;
-  std::map<std::uintptr_t, std::pair<ObjectKind, std::shared_ptr<Object>>> objects_;
-  std::uintptr_t nextObject_ = 4;
+  ObjectTable objects_;
 };
 
 /// The `result` of a call that opens an object and returns its handle, or `none`. If the call was

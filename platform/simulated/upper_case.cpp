@@ -53,6 +53,7 @@ std::u16string ToUpperName(std::u16string_view name) {
 }
 
 bool IsSameName(std::u16string_view left, std::u16string_view right) {
+  if (AreSameUnits(left, right)) return true;
   // Compared from the end, because that is where the ids of one machine differ.
   return left.size() == right.size() &&
          std::equal(left.rbegin(), left.rend(), right.rbegin(), [](char16_t one, char16_t other) {
@@ -61,8 +62,9 @@ bool IsSameName(std::u16string_view left, std::u16string_view right) {
 }
 
 bool IsNameBefore(std::u16string_view left, std::u16string_view right) {
+  const auto common = static_cast<std::ptrdiff_t>(CommonUnits(left, right));
   const auto [one, other] = std::mismatch(
-      left.begin(), left.end(), right.begin(), right.end(),
+      left.begin() + common, left.end(), right.begin() + common, right.end(),
       [](char16_t a, char16_t b) { return a == b || ToUpperName(a) == ToUpperName(b); });
   if (other == right.end()) return false;
   return one == left.end() || ToUpperName(*one) < ToUpperName(*other);

@@ -284,6 +284,17 @@ std::size_t Walk(const ParsedInf& inf) {
   return units;
 }
 
+TEST(ParseInfOnce, TellsContentsApartHoweverManyThereWere) {
+  for (int turn = 0; turn < 2; ++turn) {
+    for (int number = 0; number < 20; ++number) {
+      const std::string value = std::to_string(number);
+      const auto read = ParseInfOnce(ToBytes(kVersion + ("Key=" + value)));
+      EXPECT_EQ(std::get<ParsedInf>(*read).Value(u"Version", u"Key"), ToUtf16(value));
+    }
+    EXPECT_EQ(std::get<InfError>(*ParseInfOnce({})).error, ERROR_FILE_INVALID);
+  }
+}
+
 TEST(ParseInf, SurvivesAnyBytes) {
   constexpr std::string_view kPieces[] = {"[Version]\nSignature=$Chicago$\n",
                                           "[Strings]\n",
