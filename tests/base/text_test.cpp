@@ -66,6 +66,15 @@ TEST(SingleLine, HasAtLeastOneUnitAndNoMoreThanItsLimitAndNoLineBreak) {
   EXPECT_FALSE(IsSingleLine(u"ab\n", 4));
 }
 
+TEST(HexText, HoldsTheDigitsOfEitherCaseAndNothingElse) {
+  std::u16string accepted;
+  for (char32_t unit = 0; unit <= 0xFFFF; ++unit) {
+    const auto digit = static_cast<char16_t>(unit);
+    if (IsHexText({&digit, 1})) accepted += digit;
+  }
+  EXPECT_EQ(accepted, u"0123456789ABCDEFabcdef");
+}
+
 TEST(Utf8, ConvertsEveryCharacterThereAndBack) {
   const std::u16string text = u"A\u00E9\u20AC\U0001F3B5\uFFFF";
   EXPECT_EQ(ToUtf8(text), "A\xC3\xA9\xE2\x82\xAC\xF0\x9F\x8E\xB5\xEF\xBF\xBF");

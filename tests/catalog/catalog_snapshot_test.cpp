@@ -401,6 +401,7 @@ TEST(CatalogSnapshotCom, JoinsTheMultithreadedApartmentAndLeavesIt) {
   const Taken taken = Snapshot(AllEndpoints());
   ASSERT_FALSE(taken.calls.empty());
   EXPECT_EQ(taken.calls.front().name, "CoInitializeEx");
+  EXPECT_EQ(taken.calls.front().Argument("concurrencyModel"), "0x0");
   EXPECT_EQ(taken.CountOf("CoInitializeEx"), 1u);
   EXPECT_EQ(taken.calls.back().name, "CoUninitialize");
   EXPECT_EQ(taken.CountOf("CoUninitialize"), 1u);
@@ -555,6 +556,29 @@ TEST(CatalogSnapshotFaults, OfTheListingMakeItIncompleteAndTheRestIsRecorded) {
     EXPECT_EQ(taken.snapshot.endpoints.size(), oneItem ? 19u : 10u) << name;
     ASSERT_FALSE(taken.snapshot.endpoints.empty());
     EXPECT_TRUE(taken.snapshot.endpoints.back().capture) << name;
+    ExpectNothingLeft(taken);
+  }
+}
+
+TEST(CatalogSnapshotFaults, OfTheListingOfTheSecondFlowMakeItIncompleteToo) {
+  Machine machine = MachineWith(AllEndpoints());
+  Fault fault = FailingAfterItsEffect("IMMDeviceEnumerator::EnumAudioEndpoints");
+  fault.first = fault.last = 2;
+  const Taken taken = Snapshot(machine, {}, PnpComparison::None, {fault});
+  EXPECT_EQ(Utf8(taken.snapshot.reason), kIncomplete);
+  EXPECT_EQ(taken.snapshot.endpoints.size(), 10u);
+}
+
+TEST(CatalogSnapshotFaults, OfACallThatGivesNullWhileItRecognisesADeviceSkipIt) {
+  for (const char* call : {"IMMDevice::OpenPropertyStore", "IMMDevice::Activate",
+                           "IDeviceTopology::GetConnector", "IConnector::GetDeviceIdConnectedTo"}) {
+    Machine machine = MachineWith(AllEndpoints());
+    Fault lie;
+    lie.call = call;
+    lie.kind = FaultKind::SucceedWithoutEffect;
+    const Taken taken = Snapshot(machine, {}, PnpComparison::None, {lie});
+    EXPECT_EQ(Utf8(taken.snapshot.reason), "") << call;
+    EXPECT_EQ(taken.snapshot.endpoints.size(), kEndpointCount - 1) << call;
     ExpectNothingLeft(taken);
   }
 }

@@ -78,9 +78,11 @@ INSTANTIATE_TEST_SUITE_P(
         Connection{u"root#media#00001", u"ROOT\\MEDIA\\0000", false},
         Connection{u"root#media#00001#{g}", u"ROOT\\MEDIA\\0000", false},
         Connection{u"root#media#0000.", u"ROOT\\MEDIA\\0000", false},
+        Connection{u"root#media#0000{g}", u"ROOT\\MEDIA\\0000", false},
         Connection{u"root#media#0001#{g}", u"ROOT\\MEDIA\\0000", false},
         // A later occurrence counts although an earlier one does not.
         Connection{u"root#media#00001#root#media#0000#", u"ROOT\\MEDIA\\0000", true},
+        Connection{u"root#media#0000#root#media#00001", u"ROOT\\MEDIA\\0000", true},
         // So does one that overlaps the earlier one.
         Connection{u"a#aa#aa#", u"a#a", false}, Connection{u"aaa#", u"aa", true},
         // Separators of the connected id are not folded into '#'.

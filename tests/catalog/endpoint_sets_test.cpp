@@ -151,6 +151,15 @@ INSTANTIATE_TEST_SUITE_P(
         Comparison{"fresh and empty", {u"a"}, {}, RootOrigin::Fresh, ""},
         Comparison{"fresh with 20", {}, NumberedIds(20), RootOrigin::Fresh, ""},
         Comparison{"fresh with 21", {}, NumberedIds(21), RootOrigin::Fresh, kTooManyFresh},
+        Comparison{"fresh with 21 and a doubled live id",
+                   {},
+                   [] {
+                     std::vector<std::u16string> ids = NumberedIds(21);
+                     ids.back() = ids.front();
+                     return ids;
+                   }(),
+                   RootOrigin::Fresh,
+                   kLiveTwice},
         Comparison{"fresh with an empty live id", {}, {u""}, RootOrigin::Fresh, kLiveEmpty},
         Comparison{"fresh with a doubled live id", {}, {u"a", u"A"}, RootOrigin::Fresh, kLiveTwice},
         Comparison{"21 live ids are compared", NumberedIds(21), NumberedIds(21),
@@ -216,6 +225,12 @@ TEST(ExpectedPresent, OfACompleteActiveCatalogIsItsTwentyInstanceIds) {
   EXPECT_EQ(ComplaintOf(ComputeExpectedPresent(catalog, {}, &output)), "");
   EXPECT_EQ(output.size(), kEndpointCount - 1);
   EXPECT_EQ(output.front(), u"SWD\\MMDEVAPI\\{Q}C1");
+}
+
+TEST(ExpectedPresent, MayHoldMoreThanTwentyChildren) {
+  Ids output;
+  EXPECT_EQ(ComplaintOf(ComputeExpectedPresent({}, NumberedIds(21), &output)), "");
+  EXPECT_EQ(output.size(), 21U);
 }
 
 TEST(ExpectedPresent, ReadsItsInputsBeforeItWritesAnOutputThatIsOneOfThem) {

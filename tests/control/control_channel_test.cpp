@@ -155,11 +155,14 @@ TEST_F(ControlInterfaces, MayHavePathsOfOneCharacter) {
 }
 
 TEST_F(ControlInterfaces, AreSkippedWhenTheSizeQueryFailsForAnotherReason) {
-  Fault fault = FailingCall("SetupDiGetDeviceInterfaceDetailW", platform::ERROR_ACCESS_DENIED);
-  fault.kind = FaultKind::FailAfterEffect;
-  process.faults = {fault};
-  EXPECT_EQ(List(), Paths{});
-  EXPECT_EQ(tests::CallsOf(process, "SetupDiGetDeviceInterfaceDetailW").size(), 1U);
+  for (const std::uint32_t error :
+       {platform::ERROR_ACCESS_DENIED, platform::ERROR_FILE_NOT_FOUND}) {
+    process.callCounts.clear();
+    process.calls.clear();
+    process.faults = {tests::FailingAfterEffect("SetupDiGetDeviceInterfaceDetailW", error)};
+    EXPECT_EQ(List(), Paths{}) << error;
+    EXPECT_EQ(CountOf("SetupDiGetDeviceInterfaceDetailW"), 1U) << error;
+  }
 }
 
 TEST_F(ControlInterfaces, AreSkippedWhenTheSizeQueryIsNotAnswered) {
@@ -184,6 +187,7 @@ TEST_F(ControlInterfaces, EndAtTheFirstFailureOfTheEnumeration) {
 TEST_F(ControlInterfaces, AreNoneWithoutAList) {
   process.faults = {FailingCall("SetupDiGetClassDevsW", 5)};
   EXPECT_EQ(List(), Paths{});
+  EXPECT_EQ(CountOf("SetupDiEnumDeviceInterfaces"), 0U);
 }
 
 // ------------------------------------------------------------------------------------------------

@@ -91,6 +91,7 @@ TEST(EndpointPoolReply, NeedsTheCountAndAtMost20Entries) {
               u"live endpoint-pool IOCTL returned a malformed payload");
   }
   reply.count = 0;
+  entries = SoundPool();
   EXPECT_TRUE(ReadEndpointPoolReply(reply, 4, entries).ok);
   EXPECT_TRUE(entries.empty());
 }

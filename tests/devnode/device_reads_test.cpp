@@ -152,15 +152,16 @@ TEST_F(DeviceReads, ReturnNoInstanceIdWhenEitherCallFails) {
 
 TEST_F(DeviceReads, ReturnNothingWhenASizeQueryFailsForAnotherReason) {
   tests::AddStartedRoot(machine);
-  process.faults = {
-      tests::FailingAfterEffect("SetupDiGetDeviceInstanceIdW", platform::ERROR_ACCESS_DENIED)};
-  EXPECT_EQ(ReadId(), std::nullopt);
   SetVersion(platform::DEVPROP_TYPE_STRING, BytesOf(u"26.8.10.5"));
   EXPECT_EQ(ReadVersion(), u"26.8.10.5");
-  process.callCounts.clear();
-  process.faults = {
-      tests::FailingAfterEffect("SetupDiGetDevicePropertyW", platform::ERROR_ACCESS_DENIED)};
-  EXPECT_EQ(ReadVersion(), u"");
+  for (const std::uint32_t error :
+       {platform::ERROR_ACCESS_DENIED, platform::ERROR_FILE_NOT_FOUND}) {
+    process.callCounts.clear();
+    process.faults = {tests::FailingAfterEffect("SetupDiGetDeviceInstanceIdW", error),
+                      tests::FailingAfterEffect("SetupDiGetDevicePropertyW", error)};
+    EXPECT_EQ(ReadId(), std::nullopt) << error;
+    EXPECT_EQ(ReadVersion(), u"") << error;
+  }
 }
 
 TEST_F(DeviceReads, IgnoreTheOutputOfACallThatFailed) {

@@ -309,6 +309,7 @@ TEST_F(InstalledRootCount, CountsPresentAndAbsentRoots) {
 TEST_F(InstalledRootCount, IsUnknownWithoutAList) {
   process.faults = {FailingCall("SetupDiGetClassDevsW", 8)};
   EXPECT_EQ(CountInstalledRoots(), std::nullopt);
+  EXPECT_EQ(CountOf("SetupDiEnumDeviceInfo"), 0U);
 }
 
 TEST_F(InstalledRootCount, IsUnknownWhenTheEnumerationBreaksOff) {
@@ -416,6 +417,13 @@ TEST_F(WaitForStart, LooksOnceWithATimeoutOfZero) {
   EXPECT_EQ(wait.problem, 22U);
   EXPECT_EQ(CountOf("SetupDiGetClassDevsW"), 1U);
   EXPECT_EQ(CountOf("Sleep"), 0U);
+}
+
+TEST_F(WaitForStart, DoesNotWalkAListThatCouldNotBeMade) {
+  tests::AddStartedRoot(machine);
+  process.faults = {FailingCall("SetupDiGetClassDevsW", 5)};
+  EXPECT_FALSE(WaitForStartedRoot(0).started);
+  EXPECT_EQ(CountOf("SetupDiEnumDeviceInfo"), 0U);
 }
 
 TEST_F(WaitForStart, SeesAStartedRootAtOnce) {
