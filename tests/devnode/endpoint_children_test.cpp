@@ -34,6 +34,7 @@ TEST_F(EndpointChildren, ListsOnlyStartedChildrenOfTheAudioEndpointClass) {
   tests::AddEndpointChild(machine, kRootId, u"G").classGuidText =
       u"{c166523c-fe0c-4a94-a586-f1a80cfbbf3e} ";
   tests::AddEndpointChild(machine, kRootId, u"H").classGuidText = std::u16string(64, u'c');
+  tests::AddEndpointChild(machine, kRootId, u"J").classGuidText = std::u16string(63, u'c');
   tests::AddEndpointChild(machine, u"ROOT\\OTHER\\0000", u"I");
   tests::AddEndpointChild(machine, kRootId, kOneChild);
   EXPECT_EQ(DiscoverLiveRoot().endpointChildren, (Ids{u"F", kOneChild}));

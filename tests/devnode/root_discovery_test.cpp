@@ -361,6 +361,7 @@ TEST_F(PresentRootIds, FailWithoutAList) {
   const RootListing listing = ListPresentRootIds();
   EXPECT_FALSE(listing.complete);
   EXPECT_EQ(listing.ids, Ids{});
+  EXPECT_EQ(CountOf("SetupDiEnumDeviceInfo"), 0U);
 }
 
 TEST_F(PresentRootIds, FailWhenAnIdCannotBeRead) {
