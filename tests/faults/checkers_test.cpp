@@ -170,6 +170,22 @@ TEST(Checkers, ObjectToEndpointsThatVanishSilently) {
   EXPECT_EQ(run.By(&CheckEndpointsVisible).size(), 1U);
 }
 
+TEST(Checkers, ExcuseTheEndpointsOfADuplicateThatWasRemoved) {
+  Episode run("install@duplicates");
+  model::AudioEndpoint ofDuplicate = run.scenario.start->machine.audio.endpoints.front();
+  ofDuplicate.id += u"x";
+  ofDuplicate.root = u"ROOT\\MEDIA\\0002";
+  Machine before = run.scenario.start->machine;
+  before.audio.endpoints.push_back(ofDuplicate);
+  const auto found = [&] {
+    return CheckEndpointsVisible(
+        {run.scenario.line->command, before, run.after, run.result, run.faults});
+  };
+  EXPECT_TRUE(found().empty());
+  before.audio.endpoints.back().root = kRootId;
+  EXPECT_FALSE(found().empty());
+}
+
 TEST(Checkers, ObjectToAJournalInTheWrongPlace) {
   Episode gone("install@outdated");
   model::RemovePath(gone.after.files, kSampleJournal);

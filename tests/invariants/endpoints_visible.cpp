@@ -6,6 +6,8 @@
 #include "tests/support/machine_view.h"
 
 #include <algorithm>
+#include <set>
+#include <string>
 
 namespace vorn::tests {
 
@@ -48,6 +50,17 @@ Violations CheckHiddenByThisRun(const Observation& run) {
   return {};
 }
 
+/// The endpoints that the user saw before, without those of duplicate roots that the run removed:
+/// they go with their root.
+std::set<std::u16string> EndpointsToKeep(const Observation& run) {
+  std::set<std::u16string> kept = ActiveEndpointIds(run.before);
+  if (!run.Said(u" duplicate/ghost Root\\VornAudio devnode(s)")) return kept;
+  for (const model::AudioEndpoint& endpoint : run.before.audio.endpoints) {
+    if (run.after.devices.Find(endpoint.root) == nullptr) kept.erase(endpoint.id);
+  }
+  return kept;
+}
+
 }  // namespace
 
 Violations CheckEndpointsVisible(const Observation& run) {
@@ -56,7 +69,7 @@ Violations CheckEndpointsVisible(const Observation& run) {
   if (run.run.status != 0 || run.command == Command::Remove || IsReadOnly(run.command)) {
     return found;
   }
-  const std::set<std::u16string> before = ActiveEndpointIds(run.before);
+  const std::set<std::u16string> before = EndpointsToKeep(run);
   if (before.empty() || (run.command == Command::HotActivate && !KnowsFormerEndpoints(run))) {
     return found;
   }
