@@ -71,9 +71,7 @@ std::optional<std::vector<std::u16string>> CollectExactPackages(const std::u16st
   const Directory infFolder =
       Directory::OpenAbsolute(infFolderPath, privileged_input::LoadNativeApi());
   std::vector<DirectoryEntry> entries;
-  if (!infFolder || !Directory::Enumerate(infFolder, entries, kMaxInfFolderEntries)) {
-    return std::nullopt;
-  }
+  if (!Directory::Enumerate(infFolder, entries, kMaxInfFolderEntries)) return std::nullopt;
   std::vector<std::u16string> names;
   for (const DirectoryEntry& entry : entries) {
     if (!MayBePublishedInf(entry)) continue;
