@@ -27,7 +27,6 @@ const std::u16string& File::Path() const {
 }
 
 bool File::CaptureIdentity() {
-  if (!*this) return RefuseWith(platform::ERROR_INVALID_HANDLE);
   if (!IsPlainFile(Handle())) return false;
   platform::BY_HANDLE_FILE_INFORMATION info = {};
   if (!platform::GetFileInformationByHandle(Handle(), &info)) return false;

@@ -336,8 +336,17 @@ TEST_F(VerifiedFile, CapturesAChangedSizeWithinItsLimit) {
   EXPECT_FALSE(file.CaptureIdentity());
   EXPECT_LAST_ERROR(ERROR_FILE_INVALID);
   EXPECT_EQ(file.Size(), 4U) << "what was captured last";
-  file.Close();
-  EXPECT_FALSE(file.CaptureIdentity());
+}
+
+TEST_F(VerifiedFile, CapturesNothingWhenItIsNotOpen) {
+  File closed = Open(u"C:\\dir\\file");
+  closed.Close();
+  File none;
+  for (File* file : {&closed, &none}) {
+    platform::SetLastError(0);
+    EXPECT_FALSE(file->CaptureIdentity());
+    EXPECT_LAST_ERROR(ERROR_FILE_INVALID);
+  }
 }
 
 class FileCopy : public VerifiedFile {
