@@ -138,6 +138,25 @@ TEST(HashFileSha256, StopsAtAProviderThatDoesNotOpen) {
   EXPECT_TRUE(CallsOf(process, "BCryptCreateHash").empty());
 }
 
+TEST(HashFileSha256, ReadsNothingUntilTheHashIsCreated) {
+  struct {
+    const char* call;
+    std::uint32_t nth;
+  } const rows[] = {{"BCryptOpenAlgorithmProvider", 1},
+                    {"BCryptGetProperty", 1},
+                    {"BCryptGetProperty", 2},
+                    {"BCryptCreateHash", 1}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(std::string(row.call) + " " + std::to_string(row.nth));
+    Machine machine = MachineWithInf("abc");
+    Process process(machine);
+    process.logCalls = true;
+    process.faults = {FailingCall(row.call, 1, row.nth)};
+    EXPECT_FALSE(HashInf());
+    EXPECT_TRUE(CallsOf(process, "ReadFile").empty());
+  }
+}
+
 TEST(HashFileSha256, AsksTheProviderForItsSizesAndUsesThem) {
   Machine machine = MachineWithInf("abc");
   Process process(machine);

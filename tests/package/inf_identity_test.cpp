@@ -127,6 +127,15 @@ TEST(ReadInfIdentity, DoesNotReadAnInfThatCannotBeHashed) {
   EXPECT_TRUE(CallsOf(process, "SetupOpenInfFileW").empty());
 }
 
+TEST(ReadInfIdentity, LooksForNothingInAnInfThatDoesNotOpen) {
+  Machine machine = MachineWithInf("not an INF");
+  Process process(machine);
+  process.logCalls = true;
+  EXPECT_FALSE(OpenAndRead());
+  EXPECT_EQ(CallsOf(process, "SetupOpenInfFileW").size(), 1U);
+  EXPECT_TRUE(CallsOf(process, "SetupFindFirstLineW").empty());
+}
+
 TEST(ReadInfIdentity, StopsAtTheFirstMissingValue) {
   Machine machine = MachineWithInf(InfWith("CatalogFile=vorn_audio.cat\n", ""));
   Process process(machine);

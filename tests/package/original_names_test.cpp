@@ -1,6 +1,7 @@
 #include "package/original_names.h"
 
 #include "package_world.h"
+#include "platform/simulated/error_values.h"
 
 #include <optional>
 
@@ -49,6 +50,21 @@ TEST(OriginalNames, AreNotBelievedWhenTheCallThatGivesThemFails) {
     process.faults = {tests::FailingCall(row.call, 5, row.nth)};
     process.faults[0].kind = FaultKind::FailAfterEffect;
     EXPECT_FALSE(QueryOriginalNames(u"C:\\Windows\\INF\\oem3.inf"));
+  }
+}
+
+TEST(OriginalNames, AreGivenUpAtAnyErrorButATooSmallBuffer) {
+  for (const std::uint32_t error : {platform::ERROR_FILE_NOT_FOUND, platform::ERROR_PATH_NOT_FOUND,
+                                    platform::ERROR_ACCESS_DENIED, platform::ERROR_NO_MORE_ITEMS,
+                                    platform::ERROR_NOT_FOUND, platform::ERROR_MORE_DATA}) {
+    SCOPED_TRACE(error);
+    Machine machine = tests::BareMachine();
+    tests::Publish(machine, u"oem3.inf", tests::SoundInf());
+    Process process(machine);
+    process.logCalls = true;
+    process.faults = {tests::FailingAfterEffect("SetupGetInfInformationW", error)};
+    EXPECT_FALSE(QueryOriginalNames(u"C:\\Windows\\INF\\oem3.inf"));
+    EXPECT_EQ(tests::CallsOf(process, "SetupGetInfInformationW").size(), 1U);
   }
 }
 

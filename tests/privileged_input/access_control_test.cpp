@@ -1,12 +1,17 @@
 #include "privileged_input/access_control.h"
 
+#include "platform/simulated/descriptor_image.h"
 #include "platform/simulated/error_values.h"
 #include "platform/simulated/file_values.h"
 #include "privileged_input/directory.h"
 #include "privileged_input/file.h"
 #include "tests/privileged_input/input_test.h"
 
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <string>
+#include <vector>
 
 namespace vorn::privileged_input {
 namespace {
@@ -164,6 +169,30 @@ TEST_F(ProtectedOwnerAndDacl, FindsAWriterBehindManyReaders) {
     sddl += u"(A;;FR;;;BU)";
   EXPECT_TRUE(IsProtectedAs(sddl));
   EXPECT_FALSE(IsProtectedAs(sddl + u"(A;;FW;;;BU)"));
+}
+
+TEST_F(ProtectedOwnerAndDacl, RefusesAListWithEveryFlagButTheProtectedOne) {
+  sim::PutFile(Files(), u"C:\\f", "x");
+  sim::SecurityRecord& security = sim::NodeAt(Files(), u"C:\\f").security;
+  security = *sim::ParseSddl(tests::kProtectedSddl);
+  std::vector<std::uint8_t> image = sim::DescriptorBytes(security);
+  constexpr std::uint16_t kEveryOther = 0xFFFF & ~platform::SE_DACL_PROTECTED;
+  std::memcpy(image.data() + offsetof(sim::DescriptorHeader, control), &kEveryOther,
+              sizeof kEveryOther);
+  security.image = image;
+  EXPECT_FALSE(CheckFile());
+}
+
+TEST_F(ProtectedOwnerAndDacl, JudgesTheOwnerThenTheListThenItsFlagThenItsEntries) {
+  sim::PutFile(Files(), u"C:\\f", "x");
+  SetSecurity(u"C:\\f", u"O:BAD:P(A;;FA;;;BA)");
+  const File file = File::OpenAbsolute(u"C:\\f", LoadNativeApi(), 100, FileMode::ReadOnly);
+  process.calls.clear();
+  EXPECT_TRUE(HasProtectedOwnerAndDacl(file.Handle()));
+  EXPECT_EQ(CallNames(), (std::vector<std::string>{
+                             "GetSecurityInfo", "IsValidSid", "IsWellKnownSid", "IsWellKnownSid",
+                             "IsValidAcl", "GetSecurityDescriptorControl", "GetAce", "IsValidSid",
+                             "IsWellKnownSid", "IsWellKnownSid", "LocalFree"}));
 }
 
 TEST_F(ProtectedOwnerAndDacl, QueriesTheOwnerAndTheListOfAFileObject) {

@@ -69,7 +69,7 @@ TEST_F(DirectoryRecords, StartNoLaterThanAWholeRecordBeforeTheEnd) {
 
   entries.clear();
   PutRecord(0, 65425, u"first");
-  PutRecord(65425, 0, u"last");
+  PutRecord(65425, 0, u"end");  // 6 bytes, and 7 are left
   ExpectMalformed();
 }
 
@@ -87,6 +87,14 @@ TEST_F(DirectoryRecords, KeepTheirNamesInsideTheBuffer) {
     PutWord(65424 + 60, length);
     ExpectMalformed();
   }
+}
+
+TEST_F(DirectoryRecords, KeepTheirNamesInsideTheBufferAtAnOddOffset) {
+  PutRecord(0, 65423, u"first");
+  PutRecord(65423, 0, u"abcd");  // 8 bytes, and 9 are left
+  EXPECT_TRUE(AppendDirectoryRecords(buffer, kNoLimit, entries));
+  PutWord(65423 + 60, 10);
+  ExpectMalformed();
 }
 
 TEST_F(DirectoryRecords, PointBeyondTheirFixedPartOrNowhere) {
@@ -150,6 +158,11 @@ TEST_F(DirectoryRecords, AreRefusedInABufferTooSmallForOne) {
     EXPECT_FALSE(AppendDirectoryRecords(Buffer(size), kNoLimit, entries));
     EXPECT_LAST_ERROR(ERROR_FILE_INVALID);
   }
+}
+
+TEST_F(DirectoryRecords, AreReadFromABufferThatJustHoldsOneWithoutAName) {
+  EXPECT_FALSE(AppendDirectoryRecords(Buffer(kFixedSize), kNoLimit, entries));
+  EXPECT_LAST_ERROR(ERROR_INVALID_NAME) << "an entry must have a name";
 }
 
 TEST_F(DirectoryRecords, NeverLeadOutsideTheBuffer) {

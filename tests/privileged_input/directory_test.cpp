@@ -107,6 +107,12 @@ TEST_F(VerifiedDirectory, ChecksThePathBeforeAnythingElse) {
   EXPECT_TRUE(process.calls.empty());
 }
 
+TEST_F(VerifiedDirectory, NeedsAPath) {
+  platform::SetLastError(0);
+  EXPECT_FALSE(Directory::OpenAbsolute(std::nullopt, api));
+  EXPECT_LAST_ERROR(ERROR_INVALID_NAME);
+}
+
 TEST_F(VerifiedDirectory, NeedsEveryEntryPoint) {
   api.rtlNtStatusToDosError = nullptr;
   ExpectRefused(u"C:\\a", platform::ERROR_PROC_NOT_FOUND);
@@ -261,6 +267,7 @@ TEST_F(VerifiedDirectory, LeavesTheErrorOfAParentThatDidNotOpen) {
   std::vector<DirectoryEntry> entries;
   platform::SetLastError(4711);
   EXPECT_FALSE(Directory::OpenRelative({}, u"a"));
+  EXPECT_FALSE(Directory::OpenRelative({}, u"a\\")) << "whatever the path";
   EXPECT_FALSE(Directory::CreateChild({}, u"a", descriptor.Get()));
   EXPECT_FALSE(Directory::Enumerate({}, entries, 10));
   EXPECT_EQ(platform::GetLastError(), 4711U);
@@ -407,8 +414,8 @@ TEST_F(VerifiedDirectory, EndsAListingOnlyForLackOfFiles) {
   EXPECT_TRUE(Directory::Enumerate(folder, entries, 10));
   EXPECT_TRUE(entries.empty());
   constexpr std::uint32_t kErrorHandleEof = 38;
-  for (const std::uint32_t error :
-       {platform::ERROR_FILE_NOT_FOUND, platform::ERROR_NO_MORE_ITEMS, kErrorHandleEof}) {
+  for (const std::uint32_t error : {platform::ERROR_FILE_NOT_FOUND, platform::ERROR_ACCESS_DENIED,
+                                    platform::ERROR_NO_MORE_ITEMS, kErrorHandleEof}) {
     FailCall("GetFileInformationByHandleEx", error);
     EXPECT_FALSE(Directory::Enumerate(folder, entries, 10)) << error;
     EXPECT_EQ(platform::GetLastError(), error);

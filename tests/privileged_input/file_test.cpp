@@ -90,6 +90,15 @@ TEST_F(VerifiedFile, ClosesBeforeTheFoldersAboveIt) {
   EXPECT_EQ(CallsOf("CloseHandle")[0].Argument("hObject"), handle);
 }
 
+TEST_F(VerifiedFile, IsClosedBeforeTheFoldersAboveIt) {
+  File file = Open(u"C:\\dir\\file");
+  const std::string handle = sim::RenderArgument(file.Handle());
+  process.calls.clear();
+  file.Close();
+  ASSERT_EQ(CallsOf("CloseHandle").size(), 3U);
+  EXPECT_EQ(CallsOf("CloseHandle")[0].Argument("hObject"), handle);
+}
+
 TEST_F(VerifiedFile, IsOpenedBelowAFolderByARelativePath) {
   const Directory root = Directory::OpenAbsolute(u"C:\\", api);
   const File file = File::Open(root, u"dir\\sub\\inner", 100, FileMode::ReadOnly);
@@ -162,6 +171,7 @@ TEST_F(VerifiedFile, RefusesABadRelativePathBeforeAnyOpen) {
 TEST_F(VerifiedFile, LeavesTheErrorOfAFolderThatDidNotOpen) {
   platform::SetLastError(4711);
   EXPECT_FALSE(File::Open({}, u"file", 100, FileMode::ReadOnly));
+  EXPECT_FALSE(File::Open({}, u"file\\", 100, FileMode::ReadOnly)) << "whatever the path";
   EXPECT_FALSE(File::Create({}, u"file", descriptor.Get(), 100));
   EXPECT_EQ(platform::GetLastError(), 4711U);
 }
@@ -441,6 +451,40 @@ TEST_F(FileCopy, NeedsAWritableTargetThatIsLargeEnough) {
   EXPECT_FALSE(File::CopyFrom(none, source));
   EXPECT_LAST_ERROR(ERROR_INVALID_HANDLE);
   EXPECT_TRUE(CallsOf("WriteFile").empty());
+}
+
+TEST_F(FileCopy, MakesNoCallUnlessBothFilesAreOpen) {
+  const File source = OpenSource(Pattern(10));
+  File target = CreateTarget(10);
+  process.calls.clear();
+  EXPECT_FALSE(File::CopyFrom(target, {}, copyBuffer));
+  EXPECT_LAST_ERROR(ERROR_INVALID_HANDLE);
+  EXPECT_TRUE(process.calls.empty());
+  target.Close();
+  process.calls.clear();
+  platform::SetLastError(0);
+  EXPECT_FALSE(File::CopyFrom(target, source, copyBuffer));
+  EXPECT_LAST_ERROR(ERROR_INVALID_HANDLE);
+  EXPECT_TRUE(process.calls.empty());
+}
+
+TEST_F(FileCopy, CountsTheSizeIn64Bits) {
+  constexpr std::uint64_t kSize = (std::uint64_t{1} << 32) + 5;
+  sim::PutEmptyFile(Files(), u"C:\\source", kSize);
+  const File source = Open(u"C:\\source", kSize);
+  File small = CreateTarget(100);
+  platform::SetLastError(0);
+  EXPECT_FALSE(File::CopyFrom(small, source, copyBuffer));
+  EXPECT_LAST_ERROR(ERROR_FILE_INVALID);
+  EXPECT_TRUE(CallsOf("ReadFile").empty());
+  small = File();
+  sim::RemovePath(Files(), u"C:\\dir\\copy");
+  File target = CreateTarget(kSize);
+  FailCall("WriteFile", platform::ERROR_DISK_FULL);
+  EXPECT_FALSE(File::CopyFrom(target, source, copyBuffer));
+  EXPECT_LAST_ERROR(ERROR_DISK_FULL);
+  ASSERT_EQ(CallsOf("ReadFile").size(), 1U);
+  EXPECT_EQ(CallsOf("ReadFile")[0].Argument("nNumberOfBytesToRead"), "1048576");
 }
 
 TEST_F(FileCopy, FailsWhenTheSourceTurnsOutShorter) {

@@ -40,6 +40,14 @@ TEST_F(NativeTable, LacksWhatIsNotExported) {
   EXPECT_NE(LoadNativeApi().queryDosDevice, nullptr);
 }
 
+// Given no module, GetProcAddress searches the program itself.
+TEST_F(NativeTable, IsNotLookedUpWithoutNtdll) {
+  process.ntdllMissing = true;
+  LoadNativeApi();
+  LoadKeyDeletionApi();
+  EXPECT_TRUE(CallsOf("GetProcAddress").empty());
+}
+
 TEST_F(NativeTable, ForKeyDeletionComesFromNtdll) {
   const KeyDeletionApi api = LoadKeyDeletionApi();
   EXPECT_NE(api.ntDeleteKey, nullptr);

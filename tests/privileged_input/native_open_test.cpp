@@ -177,6 +177,34 @@ TEST_F(NativeOpen, ClosesAHandleThatCameWithAFailure) {
   stray.Receive();
 }
 
+TEST_F(NativeOpen, DeletesWhatARefusedCreationCreated) {
+  const Directory folder = Directory::OpenAbsolute(u"C:\\dir", api);
+  platform::KernelHandle stray =
+      OpenNative(api, folder.Handle(), u"new", kCreateFile, descriptor.Get());
+  ASSERT_TRUE(stray);
+  recorder.answer = {platform::STATUS_ACCESS_DENIED, stray.Get()};
+  EXPECT_FALSE(OpenNative(api, folder.Handle(), u"new", kCreateFile, descriptor.Get()));
+  EXPECT_LAST_ERROR(ERROR_ACCESS_DENIED);
+  EXPECT_FALSE(Exists(u"C:\\dir\\new"));
+  stray.Receive();
+}
+
+TEST_F(NativeOpen, LeavesWhatARefusedOpeningDidNotCreate) {
+  const Directory folder = Directory::OpenAbsolute(u"C:\\dir", api);
+  platform::KernelHandle stray = OpenNative(api, folder.Handle(), u"file", kOpenDeletableFile);
+  ASSERT_TRUE(stray);
+  recorder.answer = {platform::STATUS_ACCESS_DENIED, stray.Get()};
+  EXPECT_FALSE(OpenNative(api, folder.Handle(), u"file", kOpenDeletableFile));
+  EXPECT_TRUE(Exists(u"C:\\dir\\file"));
+  stray.Receive();
+}
+
+TEST_F(NativeOpen, DeletesNothingWhereARefusalGaveNoHandle) {
+  recorder.answer = {platform::STATUS_ACCESS_DENIED, nullptr};
+  EXPECT_FALSE(OpenNative(api, nullptr, u"new", kCreateFile, descriptor.Get()));
+  EXPECT_TRUE(CallsOf("SetFileInformationByHandle").empty());
+}
+
 TEST_F(NativeOpen, TellsAFolderFromAFile) {
   const Directory folder = Directory::OpenAbsolute(u"C:\\dir", api);
   const File file = File::Open(folder, u"file", 100, FileMode::ReadOnly);

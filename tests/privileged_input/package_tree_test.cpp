@@ -67,6 +67,25 @@ TEST_F(PackageTree, KeepsWhatWasCreatedBeforeAFailure) {
   EXPECT_FALSE(Exists(u"C:\\Temp\\copy"));
 }
 
+TEST_F(PackageTree, EndsAtAFolderThatCannotBeCreated) {
+  sim::MakeFolder(Files(), u"C:\\src\\empty");
+  sim::MakeFolder(Files(), u"C:\\Temp\\copy\\empty");
+  EXPECT_FALSE(Copy());
+  EXPECT_LAST_ERROR(ERROR_ALREADY_EXISTS);
+  EXPECT_EQ(data->directories.size(), 1U) << "nothing is recorded that was not created";
+  data.reset();
+  EXPECT_TRUE(Exists(u"C:\\Temp\\copy\\empty"));
+}
+
+TEST_F(PackageTree, EndsAtAFileThatCannotBeCreated) {
+  sim::PutFile(Files(), u"C:\\Temp\\copy\\a", "another's");
+  EXPECT_FALSE(Copy());
+  EXPECT_LAST_ERROR(ERROR_ALREADY_EXISTS);
+  EXPECT_EQ(Copied(), std::vector<std::u16string>{});
+  data.reset();
+  EXPECT_TRUE(Exists(u"C:\\Temp\\copy\\a"));
+}
+
 TEST_F(PackageTree, IsNotCheckedWhereVerificationIsSkipped) {
   ASSERT_TRUE(Copy(ProtectionCheck::Skip));
   EXPECT_TRUE(CallsOf("GetSecurityInfo").empty());

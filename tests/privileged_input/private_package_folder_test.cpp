@@ -80,6 +80,13 @@ TEST_F(PackageSnapshotTest, RefusesATemporaryFolderThatIsMissingOrUnknown) {
   ExpectRefused("00000008");
 }
 
+TEST_F(PackageSnapshotTest, IsNotNamedWithoutATemporaryFolder) {
+  machine.files.tempFolder = u"C:\\none\\";
+  ExpectRefused("00000002");
+  EXPECT_TRUE(CallsOf("ConvertStringSecurityDescriptorToSecurityDescriptorW").empty());
+  EXPECT_TRUE(CallsOf("BCryptGenRandom").empty());
+}
+
 TEST_F(PackageSnapshotTest, IsRemovedBeforeTheNextIsMade) {
   ASSERT_TRUE(Acquire());
   std::vector<std::u16string> left = {u"never listed"};
