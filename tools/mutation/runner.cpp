@@ -44,7 +44,7 @@ constexpr unsigned kWallSeconds = 300;  // a test that waits takes no CPU time
 
 // Plain arrays, because it may do so before any object is made.
 constexpr std::size_t kProgramBytes = 64 << 20;
-unsigned char reached[kProgramBytes];
+unsigned char reached[kProgramBytes / 8];  // a bit for each: many places fit into the cache
 std::uint32_t places[kProgramBytes / 16];
 std::size_t placeCount = 0;
 
@@ -53,8 +53,8 @@ std::size_t placeCount = 0;
 extern "C" void __sanitizer_cov_trace_pc() {
   const auto place = static_cast<std::size_t>(
       static_cast<const char*>(__builtin_return_address(0)) - &__ehdr_start);
-  if (place >= kProgramBytes || reached[place] != 0) return;
-  reached[place] = 1;
+  if (place >= kProgramBytes || (reached[place / 8] >> place % 8 & 1) != 0) return;
+  reached[place / 8] |= static_cast<unsigned char>(1U << place % 8);
   places[placeCount++] = static_cast<std::uint32_t>(place);
 }
 
@@ -98,7 +98,7 @@ class Recorder : public testing::EmptyTestEventListener {
          << '\t' << taken << '\t';
     for (std::size_t i = 0; i < placeCount; ++i) {
       out_ << places[i] << ' ';
-      reached[places[i]] = 0;
+      reached[places[i] / 8] = 0;
     }
     out_ << '\n';
     placeCount = 0;

@@ -12,9 +12,9 @@ UNREACHED = "no test reaches it"
 class Trials:
     """What all benches share: the tests that recently killed mutants of a line, a function, a file."""
 
-    def __init__(self, workshop, quick):
+    def __init__(self, workshop, is_quick):
         self.workshop = workshop
-        self.quick = quick  # a first look: only cheap tests
+        self.is_quick = is_quick  # whether only the cheap tests of a mutant are tried
         self.reach = workshop.reach
         self.numbers = {test.name: test.number for test in self.reach.tests.values()}
         self.killers = collections.defaultdict(list)
@@ -85,7 +85,7 @@ class Bench:
         if n in self.workshop.held:
             verdict, by = self._judge_held(n, mutant)
             # The compiler may have called a function of a header, and the tests may have copies.
-            if verdict != "survived" or not mutant.path.endswith(".h"):
+            if verdict != "survived" or not mutant.path.endswith(".h") or self.trials.is_quick(n):
                 return verdict, by
         return self._judge_alone(mutant)
 
@@ -100,7 +100,7 @@ class Bench:
         verdict, by = self._ask(self.server, n + 1, mutant.path, limits[:cheap])
         if verdict == "passed" and self.workshop.is_same_when_optimised(mutant, self.place):
             return "equivalent", ""
-        if verdict == "passed" and limits[cheap:] and not self.trials.quick:
+        if verdict == "passed" and limits[cheap:] and not self.trials.is_quick(n):
             verdict, by = self._ask(self.server, n + 1, mutant.path, limits[cheap:])
         return ("survived", "") if verdict == "passed" else ("killed", by)
 

@@ -7,6 +7,7 @@ The other holds the mutants. A mutant that no function body can hold gets a prog
 import concurrent.futures
 import hashlib
 import json
+import os
 import pathlib
 import re
 import shlex
@@ -184,9 +185,21 @@ class Workshop:
         if not record.exists():
             for old in place.glob("*.record"):
                 old.unlink()
-            run_or_end([program, "--record", record.with_suffix(".new")], cwd=self.root)
-            record.with_suffix(".new").rename(record)
+            self._record(program, record)
         self.reach = Reach(program, record, self.texts)
+
+    def _record(self, program, record):
+        """Several processes share the tests."""
+        def one(shard):
+            part = record.with_suffix(f".{shard}")
+            run_or_end([program, "--record", part], cwd=self.root, env={
+                **os.environ, "GTEST_TOTAL_SHARDS": str(self.cores), "GTEST_SHARD_INDEX": str(shard)})
+            return part
+        with concurrent.futures.ThreadPoolExecutor(self.cores) as pool:
+            parts = list(pool.map(one, range(self.cores)))
+        whole = record.with_suffix(".new")
+        whole.write_bytes(b"".join(part.read_bytes() for part in parts))
+        whole.rename(record)
 
     def _build_mutants(self, numbers):
         """Leaves out what does not compile, and builds again without it."""
