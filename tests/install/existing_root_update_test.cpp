@@ -217,6 +217,16 @@ TEST(UnchangedPackage, IsNotThatOfADeviceThatStopsBeforeTheQuickLook) {
   EXPECT_EQ(std::count(console.begin(), console.end(), kUntouched), 0);
 }
 
+TEST(UnchangedPackage, IsHeldAgainstTheBaselineOfTheJournal) {
+  Machine machine = InstalledMachine();
+  // The user disables an endpoint after the baseline was taken.
+  const Fault fault = ChangeBefore("OpenSCManagerW", 1, [](Machine& world) {
+    tests::DisableEndpoint(world, {3, 1});
+  });
+  const RunResult run = Install(machine, {.faults = {fault}});
+  EXPECT_EQ(run.CallsOf("UpdateDriverForPlugAndPlayDevicesW").size(), 1U);
+}
+
 TEST(UnchangedPackage, IsLookedForOnceWithoutWaiting) {
   Machine machine = OutdatedMachine();
   const std::uint64_t start = machine.clock.tick;

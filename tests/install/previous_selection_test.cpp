@@ -212,6 +212,11 @@ TEST(DeferredSwitch, DoesNotSelectAPreviousPackageThatIsNotProvablyTheProgramsOw
                  "[Version]\r\nSignature=\"$Windows NT$\"\r\nDriverVer=07/02/2026,26.8.9.5\r\n");
        },
        "oem3.inf"},
+      {"no bound version",
+       [](Machine& m) {
+         SetStringProperty(RootOf(m), platform::simulated::kDriverVersionKey, u"");
+       },
+       "oem3.inf"},
       {"another service",
        [](Machine& m) {
          SetStringProperty(RootOf(m), platform::simulated::kServiceKey, u"OtherAudio");

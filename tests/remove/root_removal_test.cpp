@@ -35,6 +35,9 @@ TEST_F(RemoveCommand, LeavesHiddenWhatItCouldHideWhenOneEndpointRefuses) {
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.CallsOf("DeviceIoControl").size(), 22U)
       << "the lease, a request for each endpoint, and nothing shown again";
+  EXPECT_EQ(ConsoleOf(result)[1],
+            Err("vorn_devnode: endpoints could not all be quiesced before removal; trying the "
+                "removal anyway"));
 }
 
 TEST_F(RemoveCommand, GivesUpOnADeviceThatIsHeld) {
