@@ -457,13 +457,13 @@ TEST_F(FileCopy, MakesNoCallUnlessBothFilesAreOpen) {
   const File source = OpenSource(Pattern(10));
   File target = CreateTarget(10);
   process.calls.clear();
-  EXPECT_FALSE(File::CopyFrom(target, {}, copyBuffer));
+  EXPECT_FALSE(File::CopyFrom(target, {}));
   EXPECT_LAST_ERROR(ERROR_INVALID_HANDLE);
   EXPECT_TRUE(process.calls.empty());
   target.Close();
   process.calls.clear();
   platform::SetLastError(0);
-  EXPECT_FALSE(File::CopyFrom(target, source, copyBuffer));
+  EXPECT_FALSE(File::CopyFrom(target, source));
   EXPECT_LAST_ERROR(ERROR_INVALID_HANDLE);
   EXPECT_TRUE(process.calls.empty());
 }
@@ -474,14 +474,14 @@ TEST_F(FileCopy, CountsTheSizeIn64Bits) {
   const File source = Open(u"C:\\source", kSize);
   File small = CreateTarget(100);
   platform::SetLastError(0);
-  EXPECT_FALSE(File::CopyFrom(small, source, copyBuffer));
+  EXPECT_FALSE(File::CopyFrom(small, source));
   EXPECT_LAST_ERROR(ERROR_FILE_INVALID);
   EXPECT_TRUE(CallsOf("ReadFile").empty());
   small = File();
   sim::RemovePath(Files(), u"C:\\dir\\copy");
   File target = CreateTarget(kSize);
   FailCall("WriteFile", platform::ERROR_DISK_FULL);
-  EXPECT_FALSE(File::CopyFrom(target, source, copyBuffer));
+  EXPECT_FALSE(File::CopyFrom(target, source));
   EXPECT_LAST_ERROR(ERROR_DISK_FULL);
   ASSERT_EQ(CallsOf("ReadFile").size(), 1U);
   EXPECT_EQ(CallsOf("ReadFile")[0].Argument("nNumberOfBytesToRead"), "1048576");
