@@ -5,17 +5,18 @@
 #include "privileged_input/refusal.h"
 
 #include <algorithm>
-#include <array>
+#include <memory>
 #include <utility>
 
 namespace vorn::privileged_input {
 
 std::uint8_t* ZeroedTransferBuffer(std::size_t size) {
-  static std::array<std::uint8_t, kTransferSize> bytes = {};
+  // On the heap: a static array would be part of the executable's file.
+  static const auto bytes = std::make_unique<std::uint8_t[]>(kTransferSize);
   static std::size_t filled = 0;
   // The rest is still zero, and most files are far smaller than the buffer.
-  std::fill_n(bytes.begin(), std::exchange(filled, size), std::uint8_t{0});
-  return bytes.data();
+  std::fill_n(bytes.get(), std::exchange(filled, size), std::uint8_t{0});
+  return bytes.get();
 }
 
 bool SeekToStart(platform::HANDLE file) {

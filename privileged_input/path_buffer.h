@@ -5,9 +5,9 @@
 // new for each path cost more than the call: only one can exist at a time.
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string_view>
 
 namespace vorn::privileged_input {
@@ -16,17 +16,23 @@ inline constexpr std::uint32_t kPathBufferLength = 32768;  // units
 
 class PathBuffer {
  public:
-  PathBuffer() { std::fill(units_.begin(), units_.end(), u'\0'); }
+  PathBuffer() : units_(Units()) { std::fill_n(units_, kPathBufferLength, u'\0'); }
   PathBuffer(const PathBuffer&) = delete;
   PathBuffer& operator=(const PathBuffer&) = delete;
 
-  char16_t* Data() { return units_.data(); }
+  char16_t* Data() { return units_; }
 
   /// The first units.
-  std::u16string_view Text(std::size_t length) const { return {units_.data(), length}; }
+  std::u16string_view Text(std::size_t length) const { return {units_, length}; }
 
  private:
-  static inline std::array<char16_t, kPathBufferLength> units_;
+  // On the heap: a static array would be part of the executable's file.
+  static char16_t* Units() {
+    static const auto units = std::make_unique<char16_t[]>(kPathBufferLength);
+    return units.get();
+  }
+
+  char16_t* units_;
 };
 
 }  // namespace vorn::privileged_input
