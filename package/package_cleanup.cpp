@@ -71,10 +71,11 @@ std::optional<std::vector<std::u16string>> CollectExactPackages(const std::u16st
   const Directory infFolder =
       Directory::OpenAbsolute(infFolderPath, privileged_input::LoadNativeApi());
   std::vector<DirectoryEntry> entries;
-  if (!Directory::Enumerate(infFolder, entries, kMaxInfFolderEntries)) return std::nullopt;
+  if (!Directory::Enumerate(infFolder, entries, kMaxInfFolderEntries, MayBePublishedInf)) {
+    return std::nullopt;
+  }
   std::vector<std::u16string> names;
   for (const DirectoryEntry& entry : entries) {
-    if (!MayBePublishedInf(entry)) continue;
     const Verdict verdict =
         JudgePackage(infFolder, {entry.name, JoinPath(infFolderPath, entry.name)}, expected);
     if (verdict == Verdict::Doubtful) {

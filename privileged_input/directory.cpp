@@ -8,7 +8,10 @@
 #include "privileged_input/path_rules.h"
 #include "privileged_input/refusal.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 
 namespace vorn::privileged_input {
 
@@ -24,6 +27,16 @@ std::shared_ptr<Directory::State> OpenChild(
   state->handle = OpenNative(state->api, parent.Handle(), name, request, descriptor);
   state->created = request.disposition == platform::FILE_CREATE;
   return state;
+}
+
+/// Drops what the filter does not accept of the entries from `first` on, and returns how many.
+std::size_t Drop(std::vector<DirectoryEntry>& entries, std::size_t first,
+                 Directory::EntryFilter filter) {
+  const auto unwanted = std::remove_if(entries.begin() + static_cast<std::ptrdiff_t>(first),
+                                       entries.end(), std::not_fn(filter));
+  const auto count = static_cast<std::size_t>(entries.end() - unwanted);
+  entries.erase(unwanted, entries.end());
+  return count;
 }
 
 }  // namespace
@@ -86,14 +99,16 @@ Directory Directory::CreateChild(const Directory& parent, std::u16string_view na
 }
 
 bool Directory::Enumerate(const Directory& directory, std::vector<DirectoryEntry>& entries,
-                          std::size_t maxEntries) {
+                          std::size_t maxEntries, EntryFilter filter) {
   entries.clear();
   if (!directory) return false;
   std::vector<std::uint8_t> buffer(kListingBufferSize);
   std::uint32_t informationClass = platform::FileIdBothDirectoryRestartInfo;
   while (platform::GetFileInformationByHandleEx(directory.Handle(), informationClass, buffer.data(),
                                                 static_cast<std::uint32_t>(buffer.size()))) {
+    const std::size_t before = entries.size();
     if (!AppendDirectoryRecords(buffer, maxEntries, entries)) return false;
+    if (filter != nullptr) maxEntries -= Drop(entries, before, filter);
     informationClass = platform::FileIdBothDirectoryInfo;
   }
   return platform::GetLastError() == platform::ERROR_NO_MORE_FILES;

@@ -66,10 +66,14 @@ class Directory {
   static Directory CreateChild(const Directory& parent, std::u16string_view name,
                                const platform::SECURITY_DESCRIPTOR* descriptor);
 
+  /// Which entries of a listing are of use.
+  using EntryFilter = bool (*)(const DirectoryEntry&);
+
   /// Lists a folder into `entries`, in the platform's order, without "." and "..". Fails at an
-  /// unsafe name or beyond `maxEntries` names.
+  /// unsafe name or beyond `maxEntries` names. With a filter only what it accepts is kept, while
+  /// every name is checked and counts.
   static bool Enumerate(const Directory& directory, std::vector<DirectoryEntry>& entries,
-                        std::size_t maxEntries);
+                        std::size_t maxEntries, EntryFilter filter = nullptr);
 
  private:
   explicit Directory(std::shared_ptr<State> state) : state_(std::move(state)) {}

@@ -437,6 +437,24 @@ TEST_F(VerifiedDirectory, LimitsAListingOfSeveralPagesAsAWhole) {
   EXPECT_LAST_ERROR(ERROR_FILE_INVALID);
 }
 
+TEST_F(VerifiedDirectory, KeepsOnlyWhatTheFilterAcceptsAndCountsTheRest) {
+  for (int i = 0; i < 600; ++i) {
+    const std::string digits = std::to_string(10000 + i);
+    sim::PutFile(Files(),
+                 u"C:\\many\\" + Repeat(u'n', 100) + std::u16string(digits.begin(), digits.end()),
+                 "");
+  }
+  const Directory folder = Open(u"C:\\many");
+  const auto endsInZeros = [](const DirectoryEntry& entry) { return entry.name.ends_with(u"00"); };
+  std::vector<DirectoryEntry> entries;
+  EXPECT_TRUE(Directory::Enumerate(folder, entries, 600, endsInZeros));
+  ASSERT_EQ(entries.size(), 6U);
+  EXPECT_EQ(entries.front().name, Repeat(u'n', 100) + u"10000");
+  EXPECT_EQ(entries.back().name, Repeat(u'n', 100) + u"10500");
+  EXPECT_FALSE(Directory::Enumerate(folder, entries, 599, endsInZeros));
+  EXPECT_LAST_ERROR(ERROR_FILE_INVALID);
+}
+
 TEST_F(VerifiedDirectory, RefusesAListingThatBreaksOff) {
   const Directory folder = Open(u"C:\\a\\b");
   std::vector<DirectoryEntry> entries;
