@@ -9,10 +9,12 @@ configure_file(capture/windows/vorn_capture.rc.in
                ${CMAKE_BINARY_DIR}/vorn_capture.rc @ONLY)
 
 file(GLOB VORN_WINDOWS_SOURCES CONFIGURE_DEPENDS platform/windows/*.cpp)
-add_library(vorn_logic STATIC ${VORN_LOGIC_SOURCES} ${VORN_WINDOWS_SOURCES})
-target_link_libraries(vorn_logic PUBLIC vorn_base setupapi advapi32 ole32)
-target_compile_definitions(vorn_logic PUBLIC UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX
-                                             _WIN32_WINNT=0x0A00)
+add_library(vorn_logic STATIC ${VORN_LOGIC_SOURCES})
+add_library(vorn_windows STATIC ${VORN_WINDOWS_SOURCES})
+target_link_libraries(vorn_windows PUBLIC vorn_base setupapi advapi32 ole32)
+target_link_libraries(vorn_logic PUBLIC vorn_windows)
+target_compile_definitions(vorn_windows PUBLIC UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX
+                                               _WIN32_WINNT=0x0A00)
 if(NOT MSVC)
   # What nothing refers to is left out, function by function. The same sources give the same bytes,
   # wherever they stand and whenever they are built.
@@ -20,23 +22,37 @@ if(NOT MSVC)
                                                 -ffile-prefix-map=${CMAKE_BINARY_DIR}=build
                                                 -ffile-prefix-map=${CMAKE_SOURCE_DIR}=.)
 endif()
-if(VORN_UNITY)
-  set_target_properties(vorn_base vorn_logic PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 12)
-  # Windows' own headers rename what ours declare, each source in its own order.
-  set_source_files_properties(${VORN_WINDOWS_SOURCES} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
-endif()
+
+# vorn_unity(target [SOURCE...]): compiles the sources of a target many at once, but for these, which
+# include Windows' own headers, or main() of a program.
+function(vorn_unity target)
+  if(VORN_UNITY)
+    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 12)
+    set_source_files_properties(${ARGN} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
+  endif()
+endfunction()
+vorn_unity(vorn_base)
+vorn_unity(vorn_logic)
+# Windows' own headers rename what ours declare, so ours come first. These two name what is renamed.
+vorn_unity(vorn_windows platform/windows/layouts.cpp platform/windows/values.cpp)
+file(GLOB headers RELATIVE ${CMAKE_SOURCE_DIR} CONFIGURE_DEPENDS platform/*.h)
+list(TRANSFORM headers REPLACE "(.+)" "#include \"\\1\"\n")
+string(CONCAT headers ${headers})
+set_property(TARGET vorn_windows PROPERTY UNITY_BUILD_CODE_BEFORE_INCLUDE ${headers})
 
 add_executable(vorn_devnode cli/main.cpp ${CMAKE_BINARY_DIR}/vorn_devnode.rc)
 
 # What takes its place in the test of an installer. Of the platform it has streams and start alone.
 file(GLOB VORN_REHEARSAL_SOURCES CONFIGURE_DEPENDS rehearsal/*.cpp rehearsal/windows/*.cpp)
 add_executable(vorn_rehearsal ${VORN_REHEARSAL_SOURCES} ${CMAKE_BINARY_DIR}/vorn_rehearsal.rc)
+vorn_unity(vorn_rehearsal rehearsal/windows/call_log.cpp rehearsal/windows/main.cpp)
 
 # What captures a machine for the lab.
 file(GLOB VORN_CAPTURE_SOURCES CONFIGURE_DEPENDS capture/*.cpp capture/windows/*.cpp)
 add_executable(vorn_capture ${VORN_CAPTURE_SOURCES} ${CMAKE_BINARY_DIR}/vorn_capture.rc)
+vorn_unity(vorn_capture capture/windows/observation.cpp)
 
-set_property(TARGET vorn_base vorn_logic vorn_devnode vorn_rehearsal vorn_capture
+set_property(TARGET vorn_base vorn_windows vorn_logic vorn_devnode vorn_rehearsal vorn_capture
              PROPERTY MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>")
 foreach(program vorn_devnode vorn_rehearsal vorn_capture)
   target_link_libraries(${program} PRIVATE vorn_logic)
@@ -70,6 +86,9 @@ endforeach()
 file(GLOB VORN_CONTRACT_SOURCES CONFIGURE_DEPENDS tests/contract/*.cpp
                                                   tests/contract/windows/*.cpp)
 add_executable(vorn_contract ${VORN_CONTRACT_SOURCES} platform/simulated/upper_case.cpp)
+set(own_headers apart guest_state model_values record_questions seam_contract upper_case_contract world)
+list(TRANSFORM own_headers REPLACE "(.+)" "tests/contract/windows/\\1.cpp")
+vorn_unity(vorn_contract ${own_headers})
 add_executable(vorn_inf_dump tests/inf_dump/dump.cpp tests/inf_dump/windows_main.cpp)
 foreach(program vorn_contract vorn_inf_dump)
   target_link_libraries(${program} PRIVATE vorn_logic)
