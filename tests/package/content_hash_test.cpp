@@ -68,6 +68,17 @@ TEST(HashFileSha256, HashesOnlyTheBytesThatWereRead) {
             (std::vector<std::string>{"65536", "1"}));
 }
 
+TEST(HashFileSha256, ReadsOnAfterAReadThatGivesLessThanItWasAskedFor) {
+  Machine machine = MachineWithInf("abc");
+  Process process(machine);
+  Fault less;
+  less.call = "ReadFile";
+  less.kind = FaultKind::Short;
+  less.amount = 2;
+  process.faults = {less};
+  EXPECT_EQ(HashInf(), kDigestOfAbc);
+}
+
 TEST(HashFileSha256, RefusesAReadThatEndsBeforeTheFile) {
   for (const std::uint32_t nth : {1U, 2U}) {
     Machine machine = MachineWithInf(std::string(131072, 'x'));
@@ -122,6 +133,15 @@ TEST(HashFileSha256, OpensNoProviderForAMissingFile) {
   Machine machine = BareMachine();
   Process process(machine);
   process.logCalls = true;
+  EXPECT_FALSE(HashInf());
+  EXPECT_TRUE(CallsOf(process, "BCryptOpenAlgorithmProvider").empty());
+}
+
+TEST(HashFileSha256, OpensNoProviderForAFileThatCannotBeReadFromItsStart) {
+  Machine machine = MachineWithInf("abc");
+  Process process(machine);
+  process.logCalls = true;
+  process.faults = {FailingCall("SetFilePointerEx", 1)};
   EXPECT_FALSE(HashInf());
   EXPECT_TRUE(CallsOf(process, "BCryptOpenAlgorithmProvider").empty());
 }

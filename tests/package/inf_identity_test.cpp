@@ -173,6 +173,10 @@ TEST(ReadInfIdentity, TakesTheCatalogOfASourceInfForItsOriginalCatalog) {
   ASSERT_TRUE(identity);
   EXPECT_EQ(identity->catalogFile, u"other.cat");
   EXPECT_EQ(identity->originalCatalogName, u"other.cat");
+  const std::optional<InfIdentity> withFolder =
+      ReadText(InfWith("CatalogFile=vorn_audio.cat", "CatalogFile=amd64\\vorn_audio.cat"));
+  ASSERT_TRUE(withFolder);
+  EXPECT_EQ(withFolder->originalCatalogName, u"amd64\\vorn_audio.cat");
 }
 
 TEST(ReadInfIdentity, RefusesAValueThatTheReadDoesNotBringBack) {

@@ -9,6 +9,7 @@
 #include "platform/simulated/file_values.h"
 #include "tests/support/console_calls.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <optional>
 
@@ -390,6 +391,11 @@ TEST(RemoveExactPackages, SucceedsWhenThereIsNothingToRemove) {
   EXPECT_EQ(answer.removed, 0U);
   EXPECT_EQ(answer.output + answer.errorOutput, u"");
   EXPECT_EQ(Uninstalled(answer), Names{});
+  const auto asksForTheFolder = [](const CallRecord& call) {
+    return call.name == "GetWindowsDirectoryW";
+  };
+  EXPECT_EQ(std::count_if(answer.calls.begin(), answer.calls.end(), asksForTheFolder), 2)
+      << "it selects again to prove that nothing is left";
 }
 
 TEST(RemoveExactPackages, RemovesEveryCopyInOrdinalOrderAndNothingElse) {

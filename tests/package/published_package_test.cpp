@@ -137,6 +137,21 @@ TEST(AuthenticatePublishedPackage, RefusesAnUnsafePublishedNameWithoutAnyCall) {
   }
 }
 
+TEST(AuthenticatePublishedPackage, ComparesWhatIsBoundBeforeThePublishedName) {
+  LiveRoot root = BoundRoot();
+  root.driverInfPath = u"vorn_audio.inf";
+  root.driverVersion = u"26.8.10.6";
+  EXPECT_EQ(Authenticate(BoundMachine(), Expected(), root).result.reason,
+            u"live root is bound to the wrong driver version");
+}
+
+TEST(AuthenticatePublishedPackage, TakesTheServiceFromTheExpectedIdentity) {
+  DriverIdentity expected = Expected();
+  expected.service = u"Other";
+  EXPECT_EQ(Authenticate(BoundMachine(), expected).result.reason,
+            u"live root is bound to the wrong driver service");
+}
+
 TEST(AuthenticatePublishedPackage, NeedsTheWindowsFolder) {
   Fault fault;
   fault.call = "GetWindowsDirectoryW";
