@@ -7,7 +7,6 @@
 #include "tests/invariants/target.h"
 #include "tests/support/sample.h"
 
-#include <array>
 #include <utility>
 
 namespace vorn::tests {
@@ -105,9 +104,10 @@ LifeStep WaitOf(std::uint8_t time) {
 }
 
 LifeStep StepOf(std::span<const std::uint8_t, 4> bytes) {
-  const auto [kind, one, two, three] =
-      std::array<std::uint8_t, 4>{bytes[0], bytes[1], bytes[2], bytes[3]};
-  switch (kind % 16) {
+  const std::uint8_t one = bytes[1];
+  const std::uint8_t two = bytes[2];
+  const std::uint8_t three = bytes[3];
+  switch (bytes[0] % 16) {
     case 6:
     case 7:
     case 8:
