@@ -158,16 +158,30 @@ class Workshop:
         return batches
 
     def _compile_batches(self, batches, place, search, options=()):
-        """(the objects, the compiler's output)"""
+        """(the objects, the compiler's output); what has not changed is not compiled again."""
+        headers = self._digest_of(search, [name for name in self.texts if name.endswith(".h")])
         def one(numbered):
             number, batch = numbered
             source = place / f"batch{number}.cpp"
+            target, digest = source.with_suffix(".o"), source.with_suffix(".digest")
+            its = f"{headers} {self._digest_of(search, batch)} {options}"
+            if target.exists() and digest.exists() and digest.read_text() == its:
+                return target, ""
+            digest.unlink(missing_ok=True)
             write_if_new(source, "".join(f'#include "{name}"\n' for name in batch))
-            target = source.with_suffix(".o")
-            return target, self.compile(source, target, search, options).stdout
+            compiled = self.compile(source, target, search, options)
+            if compiled.returncode == 0:
+                digest.write_text(its)
+            return target, compiled.stdout
         with concurrent.futures.ThreadPoolExecutor(self.cores) as pool:
             made = list(pool.map(one, enumerate(batches)))
         return [target for target, _ in made], "".join(output for _, output in made)
+
+    def _digest_of(self, search, names):
+        """Of the texts that the compiler finds under these names."""
+        texts = [next(folder / name for folder in search if (folder / name).exists()).read_bytes()
+                 for name in sorted(names)]
+        return hashlib.sha256(b"\0".join(texts)).hexdigest()
 
     def _build_reach(self):
         place = self.place / "reach"
@@ -207,9 +221,11 @@ class Workshop:
         known = self._known_not_to_compile()
         self.held = holdable(self.texts, self.mutants) & set(numbers)
         self.does_not_compile = {n for n in self.held if known.get(self._digest(n))}
+        batches = None
         while True:
             texts = self._texts_with_mutants(place)
-            batches = self._batches(lambda source: len(texts.get(source, self.texts[source])))
+            batches = batches or self._batches(
+                lambda source: len(texts.get(source, self.texts[source])))
             objects, output = self._compile_batches(batches, place, [place, self.tree],
                                                     ["-fmax-errors=0"])
             bad = {number - 1 for number in refused(output)}
