@@ -248,5 +248,9 @@ TEST_F(ProtectedOwnerAndDacl, RefusesADescriptorWithoutAnOwner) {
   EXPECT_FALSE(IsProtectedAs(u"D:P(A;;FA;;;SY)(A;;FA;;;BA)"));
 }
 
+TEST_F(ProtectedOwnerAndDacl, RefusesAnAccessListThatInheritsWhateverItHolds) {
+  EXPECT_FALSE(IsProtectedAs(u"O:BAD:AI(A;;FA;;;SY)(A;;FA;;;BA)"));
+}
+
 }  // namespace
 }  // namespace vorn::privileged_input

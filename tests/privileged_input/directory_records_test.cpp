@@ -142,6 +142,16 @@ TEST_F(DirectoryRecords, AreRefusedForAnUnsafeName) {
   }
 }
 
+TEST_F(DirectoryRecords, AreLeftOutOrRefusedForTheirNamesAlsoInAFullList) {
+  PutRecord(0, 112, u"a");
+  PutRecord(112, 112, u".");
+  PutRecord(224, 0, u"..");
+  EXPECT_TRUE(AppendDirectoryRecords(buffer, 1, entries));
+  PutRecord(224, 0, u"b:c");
+  EXPECT_FALSE(AppendDirectoryRecords(buffer, 2, entries));
+  EXPECT_LAST_ERROR(ERROR_INVALID_NAME);
+}
+
 TEST_F(DirectoryRecords, AreRefusedBeyondTheLimitOfTheList) {
   PutRecord(0, 112, u"a");
   PutRecord(112, 0, u"b");
