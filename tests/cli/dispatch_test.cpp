@@ -236,6 +236,15 @@ TEST(DispatchInstall, AsksForThePathOnlyWhenNoStatePathIsGiven) {
   EXPECT_TRUE(tests::JournalIn(machine, u"C:\\state").has_value());
 }
 
+TEST(DispatchInstall, UsesTheGivenStatePathWhateverFollowsIt) {
+  for (const char16_t* const word : {u"--rollback", u"other"}) {
+    Machine machine = CleanMachine();
+    const RunResult run = RunCommand(machine, {u"install", kSampleInf, u"C:\\state", word, u"x"});
+    EXPECT_FALSE(run.Called("GetFullPathNameW")) << ToUtf8(word);
+    EXPECT_TRUE(tests::JournalIn(machine, u"C:\\state").has_value()) << ToUtf8(word);
+  }
+}
+
 TEST(DispatchInstall, EndsWhenTheSnapshotIsRefused) {
   Machine machine = CleanMachine();
   ExpectRun(RunCommand(machine, {u"install", u"C:\\pkg\\driver\\other.inf"}), kExitInputRefused,
