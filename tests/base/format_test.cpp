@@ -5,6 +5,10 @@
 namespace vorn {
 namespace {
 
+TEST(Format, WritesAllDigitsOfASize) {
+  EXPECT_EQ(Format(u"%zu", ~std::size_t{0}), u"18446744073709551615");
+}
+
 TEST(Format, FillsEachConversionWithItsArgument) {
   EXPECT_EQ(Format(u"%ls %s %zu %lu %u %d", u"a", std::u16string(u"b"), std::size_t{7},
                    std::uint32_t{8}, std::uint32_t{9}, std::int32_t{-10}),
