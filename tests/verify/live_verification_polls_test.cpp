@@ -65,6 +65,16 @@ TEST(LiveVerificationPolls, StopAtTheDeadline) {
   ExpectMissing(run, MissingLine(fields));
 }
 
+TEST(LiveVerificationPolls, GoOnWhenTheDeadlineIsNearerThanAPause) {
+  Machine machine = InstalledMachine();
+  const ActivationState state = UpdateTarget(machine);
+  WithdrawEndpoints(machine, kRootId);
+  // One poll then ends a millisecond before the deadline.
+  const EngineRun run = RunEngine(machine, state, VerificationMode::Reporting,
+                                  {tests::SlowCall("CoInitializeEx", kPollPauseMs - 1)});
+  EXPECT_EQ(run.duration, kProofBudgetMs + kPollPauseMs - 1);
+}
+
 TEST(LiveVerificationPolls, StopAtTheDeadlineHoweverLongTheMachineIsUp) {
   constexpr std::uint64_t k32Bits = std::uint64_t{1} << 32;
   constexpr std::uint64_t k63Bits = std::uint64_t{1} << 63;
