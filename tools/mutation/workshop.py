@@ -294,8 +294,10 @@ class Workshop:
     def _objects_with_header(self, header, place, scope):
         """The tests and what supports them; what includes a changed header is compiled again."""
         depends = self._objects_that_include(header)
-        commands = {entry["output"]: entry["command"] for entry in
-                    json.loads((self.host / "compile_commands.json").read_text())}
+        commands = {}
+        for entry in json.loads((self.host / "compile_commands.json").read_text()):
+            words = shlex.split(entry["command"])
+            commands[words[words.index("-o") + 1]] = words
         own = f"/{header.split('/')[0]}_objects.dir/"
         objects = []
         for number, (copy, compiled) in enumerate(self.objects.items()):
@@ -307,7 +309,7 @@ class Workshop:
                 objects.append(copy)
                 continue
             target = place / f"test{number}.o"
-            words = shlex.split(commands[name])
+            words = list(commands[name])
             words[words.index("-o") + 1] = str(target)
             words.insert(words.index("-o"), f"-I{place}")
             first = next(i for i, word in enumerate(words) if word.startswith("-I"))
