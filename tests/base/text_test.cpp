@@ -33,6 +33,13 @@ TEST(CommonUnits, CountsThemUpToTheFirstDifferenceOfAnyLength) {
   }
 }
 
+TEST(CommonUnits, TellNullCharactersFromOthers) {
+  const std::u16string nulls(8, u'\0');
+  EXPECT_EQ(CommonUnits(nulls, nulls), 8U);
+  EXPECT_EQ(CommonUnits(u"ROOT\\MED", nulls), 0U);
+  EXPECT_EQ(CommonUnits(nulls, u"ROOT\\MED"), 0U);
+}
+
 TEST(SameUnits, AreOfOneLengthAndOneCase) {
   EXPECT_TRUE(AreSameUnits(u"", {}));
   EXPECT_TRUE(AreSameUnits(u"oem1.inf", u"oem1.inf"));
