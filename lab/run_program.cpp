@@ -47,10 +47,8 @@ std::vector<std::string> RemarksOn(const std::vector<StagedFault>& faults, const
     const std::string about = "--fault " + faults[i].spec + ": ";
     if (fault.hits == 0) {
       const bool any = fault.call == "*";
-      const auto count = process.callCounts.find(fault.call);
-      const std::uint64_t calls = any                                 ? process.callCount
-                                  : count == process.callCounts.end() ? 0
-                                                                      : count->second;
+      const auto* const one = process.callCounts.find(fault.call);
+      const std::uint64_t calls = any ? process.callCount : one == nullptr ? 0 : one->second;
       remarks.push_back(about + "was never reached: the run made " + std::to_string(calls) +
                         " such call(s)");
     }

@@ -185,7 +185,8 @@ bool Reply(const Request& request, Bytes reply, const CallFaults& faults) {
 /// The reply to a code, unless the image specifies other bytes for it.
 Bytes ReplyOr(const DriverImage& image, std::uint32_t code, Bytes usual) {
   const auto found = image.replies.find(code);
-  return found == image.replies.end() ? std::move(usual) : found->second;
+  if (found == image.replies.end()) return usual;
+  return found->second;
 }
 
 /// The queries take no input.

@@ -90,8 +90,8 @@ struct Taken {
   std::map<ObjectKind, std::size_t> open;
 
   std::uint32_t CountOf(const std::string& name) const {
-    const auto found = callCounts.find(name);
-    return found == callCounts.end() ? 0 : found->second;
+    const auto* const found = callCounts.find(name);
+    return found == nullptr ? 0 : found->second;
   }
 };
 
