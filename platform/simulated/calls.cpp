@@ -32,9 +32,9 @@ std::uint32_t& CallCounts::operator[](std::string_view name) {
 }
 
 const CallCounts::Count* CallCounts::find(std::string_view name) const {
-  if (name.empty()) return end();
+  if (name.empty()) return nullptr;
   const Count& count = counts_[PlaceOf(name)];
-  return count.first.empty() ? end() : &count;
+  return count.first.empty() ? nullptr : &count;
 }
 
 std::string RenderNumber(std::uint64_t value) {
