@@ -46,8 +46,9 @@ class CallCounts {
   /// The count of a call, 0 until it is raised.
   std::uint32_t& operator[](std::string_view name);
 
-  /// The name and the count of a call that was made; null for any other.
+  /// The name and the count of a call that was made; end(), which is null, for any other.
   const Count* find(std::string_view name) const;
+  static const Count* end() { return nullptr; }
 
   void clear() { *this = CallCounts(); }
 
