@@ -33,12 +33,8 @@ function(vorn_unity target)
 endfunction()
 vorn_unity(vorn_base)
 vorn_unity(vorn_logic)
-# Windows' own headers rename what ours declare, so ours come first. These two name what is renamed.
-vorn_unity(vorn_windows platform/windows/layouts.cpp platform/windows/values.cpp)
-file(GLOB headers RELATIVE ${CMAKE_SOURCE_DIR} CONFIGURE_DEPENDS platform/*.h)
-list(TRANSFORM headers REPLACE "(.+)" "#include \"\\1\"\n")
-string(CONCAT headers ${headers})
-set_property(TARGET vorn_windows PROPERTY UNITY_BUILD_CODE_BEFORE_INCLUDE ${headers})
+# vorn_windows is compiled source by source: a program imports only from the libraries of the objects
+# that it takes, and vorn_rehearsal takes few.
 
 add_executable(vorn_devnode cli/main.cpp ${CMAKE_BINARY_DIR}/vorn_devnode.rc)
 
