@@ -11,6 +11,7 @@
 
 #include <gtest/gtest.h>
 #include <optional>
+#include <span>
 
 namespace vorn {
 namespace {
@@ -158,15 +159,21 @@ TEST(HashFileSha256, StopsAtAProviderThatDoesNotOpen) {
   EXPECT_TRUE(CallsOf(process, "BCryptCreateHash").empty());
 }
 
+/// The calls that a hash is made of, in their order.
+struct HashCall {
+  const char* call;
+  std::uint32_t nth;
+};
+constexpr HashCall kHashCalls[] = {{"BCryptOpenAlgorithmProvider", 1},
+                                   {"BCryptGetProperty", 1},
+                                   {"BCryptGetProperty", 2},
+                                   {"BCryptCreateHash", 1},
+                                   {"BCryptHashData", 1},
+                                   {"BCryptFinishHash", 1}};
+constexpr std::size_t kCallsBeforeData = 4;
+
 TEST(HashFileSha256, ReadsNothingUntilTheHashIsCreated) {
-  struct {
-    const char* call;
-    std::uint32_t nth;
-  } const rows[] = {{"BCryptOpenAlgorithmProvider", 1},
-                    {"BCryptGetProperty", 1},
-                    {"BCryptGetProperty", 2},
-                    {"BCryptCreateHash", 1}};
-  for (const auto& row : rows) {
+  for (const HashCall& row : std::span(kHashCalls).first(kCallsBeforeData)) {
     SCOPED_TRACE(std::string(row.call) + " " + std::to_string(row.nth));
     Machine machine = MachineWithInf("abc");
     Process process(machine);
@@ -235,16 +242,7 @@ TEST(HashFileSha256, BelievesNoAnswerOfACallThatFailed) {
 }
 
 TEST(HashFileSha256, TreatsEveryStatusButZeroAsAFailure) {
-  struct {
-    const char* call;
-    std::uint32_t nth;
-  } const rows[] = {{"BCryptOpenAlgorithmProvider", 1},
-                    {"BCryptGetProperty", 1},
-                    {"BCryptGetProperty", 2},
-                    {"BCryptCreateHash", 1},
-                    {"BCryptHashData", 1},
-                    {"BCryptFinishHash", 1}};
-  for (const auto& row : rows) {
+  for (const HashCall& row : kHashCalls) {
     for (const std::uint32_t status : {0xC0000001U, 0x80000005U, 0x40000000U, 1U}) {
       SCOPED_TRACE(std::string(row.call) + " " + std::to_string(status));
       Machine machine = MachineWithInf("abc");

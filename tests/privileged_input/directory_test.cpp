@@ -422,13 +422,18 @@ TEST_F(VerifiedDirectory, EndsAListingOnlyForLackOfFiles) {
   }
 }
 
-TEST_F(VerifiedDirectory, LimitsAListingOfSeveralPagesAsAWhole) {
+/// 600 files in C:\many, whose names end in 10000 to 10599: too many for one call that lists.
+void PutFilesOfSeveralPages(sim::FileSystem& files) {
   for (int i = 0; i < 600; ++i) {
     const std::string digits = std::to_string(10000 + i);
-    sim::PutFile(Files(),
+    sim::PutFile(files,
                  u"C:\\many\\" + Repeat(u'n', 100) + std::u16string(digits.begin(), digits.end()),
                  "");
   }
+}
+
+TEST_F(VerifiedDirectory, LimitsAListingOfSeveralPagesAsAWhole) {
+  PutFilesOfSeveralPages(Files());
   const Directory folder = Open(u"C:\\many");
   std::vector<DirectoryEntry> entries;
   EXPECT_TRUE(Directory::Enumerate(folder, entries, 600));
@@ -438,12 +443,7 @@ TEST_F(VerifiedDirectory, LimitsAListingOfSeveralPagesAsAWhole) {
 }
 
 TEST_F(VerifiedDirectory, KeepsOnlyWhatTheFilterAcceptsAndCountsTheRest) {
-  for (int i = 0; i < 600; ++i) {
-    const std::string digits = std::to_string(10000 + i);
-    sim::PutFile(Files(),
-                 u"C:\\many\\" + Repeat(u'n', 100) + std::u16string(digits.begin(), digits.end()),
-                 "");
-  }
+  PutFilesOfSeveralPages(Files());
   const Directory folder = Open(u"C:\\many");
   const auto endsInZeros = [](const DirectoryEntry& entry) { return entry.name.ends_with(u"00"); };
   std::vector<DirectoryEntry> entries;
