@@ -140,8 +140,7 @@ NTSTATUS BCryptGetProperty(BCRYPT_ALG_HANDLE algorithm, const char16_t* name, st
 }
 
 NTSTATUS BCryptCreateHash(BCRYPT_ALG_HANDLE algorithm, BCRYPT_HASH_HANDLE* hash,
-                          std::uint8_t* object,  // NOLINT(readability-non-const-parameter)
-                          std::uint32_t objectSize) {
+                          std::uint8_t* object, std::uint32_t objectSize) {
   return SimulateCode<NTSTATUS>(
       "BCryptCreateHash", Arguments("Algorithm", algorithm, "ObjectSize", objectSize),
       [&](const CallFaults&) -> NTSTATUS {
@@ -153,6 +152,9 @@ NTSTATUS BCryptCreateHash(BCRYPT_ALG_HANDLE algorithm, BCRYPT_HASH_HANDLE* hash,
         // Documented: Windows 7 and later allocate the hash object themselves when none is passed.
         const bool ownObject = object == nullptr && objectSize == 0;
         if (!ownObject && objectSize < kHashObjectBytes) return STATUS_BUFFER_TOO_SMALL;
+        // Documented: the hash lives in the object. Writing to all of it finds one that is smaller
+        // than its size says.
+        if (!ownObject) std::fill_n(object, objectSize, std::uint8_t{0xA5});
         *hash = reinterpret_cast<BCRYPT_HASH_HANDLE>(
             Process::Current().Add(ObjectKind::Hash, std::make_shared<Sha256Object>()));
         return STATUS_SUCCESS;
