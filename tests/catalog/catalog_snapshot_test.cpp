@@ -292,6 +292,14 @@ TEST(CatalogSnapshotComparison, PassesWithoutActiveEndpointsWhateverTheChildrenA
   EXPECT_TRUE(Snapshot(machine, {}, PnpComparison::Children).snapshot.ok);
 }
 
+TEST(CatalogSnapshotComparison, FailsForChildrenThatAreNoSetEvenWithoutAnyEndpoint) {
+  for (const Ids& children : {Ids{u"SWD\\a", u"swd\\A"}, Ids{u""}}) {
+    Machine machine = MachineWith({});
+    EXPECT_EQ(ToUtf8(Snapshot(machine, children, PnpComparison::Children).snapshot.reason),
+              kMismatch);
+  }
+}
+
 TEST(CatalogSnapshotComparison, ComesAfterTheConsistencyCheck) {
   Machine machine = MachineWith({Endpoint(12, false)});
   EXPECT_EQ(ToUtf8(Snapshot(machine, {}, PnpComparison::Children).snapshot.reason),

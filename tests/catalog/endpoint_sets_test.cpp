@@ -80,6 +80,17 @@ TEST(CatalogEndpoints, FoldsOnlyAsciiLetters) {
             "");
 }
 
+TEST(CatalogEndpoints, NamesADuplicateIdBeforeWhateverIsWrongBehindIt) {
+  const std::vector<CatalogEndpoint> doubled = {{0, false, true, u"A"}, {1, false, true, u"a"}};
+  for (const CatalogEndpoint& later :
+       {CatalogEndpoint{10, false, true, u"B"}, {2, false, true, u""}, {0, false, true, u"B"}}) {
+    std::vector<CatalogEndpoint> endpoints = doubled;
+    endpoints.push_back(later);
+    EXPECT_EQ(ComplaintOf(CheckCatalogEndpoints(endpoints)),
+              "MMDevice catalog duplicates an endpoint id");
+  }
+}
+
 TEST(CatalogEndpoints, NamesTheFirstFailureInListOrder) {
   // The malformed endpoint comes before the duplicate, then after it.
   EXPECT_EQ(ComplaintOf(CheckCatalogEndpoints(
@@ -212,6 +223,15 @@ TEST(ExpectedPresent, LeavesOutAChildThatTheCatalogKnowsOnlyAsDisabled) {
                                          {u"SWD\\MMDEVAPI\\{X}", u"SWD\\MMDEVAPI\\{Z}"}, &output)),
       "");
   EXPECT_EQ(output, (Ids{u"SWD\\MMDEVAPI\\{Y}", u"SWD\\MMDEVAPI\\{Z}"}));
+}
+
+TEST(ExpectedPresent, HoldsAChildWhoseIdIsOnlyPartOfOneInTheCatalog) {
+  Ids output;
+  EXPECT_EQ(
+      ComplaintOf(ComputeExpectedPresent(
+          {{0, false, false, u"{x}"}}, {u"{X}", u"SWD\\MMDEVAPI", u"SWD\\MMDEVAPI\\{X}"}, &output)),
+      "");
+  EXPECT_EQ(output, (Ids{u"SWD\\MMDEVAPI", u"{X}"}));
 }
 
 TEST(ExpectedPresent, OfACompleteActiveCatalogIsItsTwentyInstanceIds) {

@@ -289,6 +289,17 @@ TEST(DispatchVerify, DoesNotAskForTheProgramsPathWhenAStatePathIsGiven) {
   EXPECT_FALSE(run.Called("GetModuleFileNameW"));
 }
 
+TEST(DispatchVerify, UsesTheGivenStatePathWhateverFollowsIt) {
+  for (const char16_t* const command : {u"verify", u"hot-activate"}) {
+    SCOPED_TRACE(ToUtf8(command));
+    Machine machine = InstalledMachine();
+    tests::PutJournal(machine, UpdateTarget(machine));
+    const RunResult run = RunCommand(machine, {command, u"26.8.10.5", u"08/10/2026", kSampleJournal,
+                                               u"C:\\other", u"--rollback"});
+    EXPECT_EQ(run.status, kExitOk);
+  }
+}
+
 TEST(DispatchVerify, LeavesAnUnusableStatePathToTheCommand) {
   for (const char16_t* const path : {u"", u"state", u"C:state", u"\\\\server\\share\\state"}) {
     SCOPED_TRACE(ToUtf8(path));

@@ -63,6 +63,18 @@ TEST_F(ControlInterfaces, OfAnotherRootAreIgnored) {
   EXPECT_EQ(List(), Paths{});
 }
 
+TEST_F(ControlInterfaces, OfARootWhoseIdOnlyBeginsOrEndsAlikeAreIgnored) {
+  Root().interfaces.clear();
+  for (const char16_t* const id :
+       {u"ROOT\\MEDIA\\00001", u"ROOT\\MEDIA\\000", u"OTHER\\ROOT\\MEDIA\\0000"}) {
+    Device& other = tests::AddStartedRoot(machine, id);
+    other.interfaces = {ControlInterface(kOtherControlPath)};
+    EXPECT_EQ(List(), Paths{}) << testing::PrintToString(id);
+    EXPECT_EQ(List(id), Paths{kOtherControlPath}) << testing::PrintToString(id);
+    other.interfaces.clear();
+  }
+}
+
 TEST_F(ControlInterfaces, OfAForeignDeviceAreIgnored) {
   Root().hardwareIds = {u"Root\\Other"};
   EXPECT_EQ(List(), Paths{});

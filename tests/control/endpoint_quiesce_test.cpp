@@ -213,6 +213,16 @@ TEST_F(Quiesce, GoesOnWhenOneEndpointCannotBeHidden) {
   EXPECT_EQ(CountOfCode(kVisibility), 19U);
 }
 
+TEST_F(Quiesce, ShowsWhatItHadHiddenWhenHidingAgainFails) {
+  Hide();
+  Image().failures[kSetCableVisibilityCode] = 5;
+  EXPECT_FALSE(Hide());
+  EXPECT_EQ(guard_->Hidden().size(), 20U);
+  Image().failures.clear();
+  guard_.reset();
+  EXPECT_TRUE(Root().hidden.empty());
+}
+
 TEST_F(Quiesce, ListsNothingWhenNoEndpointCanBeHidden) {
   Image().failures[kSetCableVisibilityCode] = 5;
   EXPECT_FALSE(Hide());
@@ -245,6 +255,17 @@ TEST_F(Quiesce, KeepsTheWholeListWhenOneEndpointCannotBeShown) {
   EXPECT_EQ(CountOfCode(kVisibility), 20U);
   EXPECT_TRUE(Root().hidden.empty());
   EXPECT_TRUE(process.console.empty());
+}
+
+TEST_F(Quiesce, TakesNoErrorForAnEndpointThatIsShown) {
+  Hide();
+  for (const std::uint32_t error :
+       {0U, 1U, 2U, 3U, 5U, 18U, 87U, 122U, 183U, 234U, 259U, 997U, 1168U}) {
+    Image().refusesToShow[{7, 1}] = error;
+    EXPECT_FALSE(Show()) << error;
+    EXPECT_EQ(guard_->Hidden().size(), 20U) << error;
+  }
+  Image().refusesToShow.clear();
 }
 
 TEST_F(Quiesce, ReportsAgainAtTheEndWhatStillCannotBeShown) {

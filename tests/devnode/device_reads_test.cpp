@@ -193,6 +193,16 @@ TEST_F(DeviceReads, ReturnAStringProperty) {
   EXPECT_EQ(ReadVersion(), u"26.8.10.5");
 }
 
+TEST_F(DeviceReads, ReturnAStringPropertyAfterASizeQueryAndAReadOfThatSize) {
+  Device& root = tests::AddStartedRoot(machine);
+  SetStringProperty(root, platform::DEVPKEY_Device_DriverVersion, u"26.8.10.5");
+  ReadVersion();
+  const auto calls = tests::CallsOf(process, "SetupDiGetDevicePropertyW");
+  ASSERT_EQ(calls.size(), 2U);
+  EXPECT_EQ(calls[0].Argument("PropertyBufferSize"), "0");
+  EXPECT_EQ(calls[1].Argument("PropertyBufferSize"), "20");
+}
+
 TEST_F(DeviceReads, ReturnNothingForAMissingProperty) {
   tests::AddStartedRoot(machine);
   EXPECT_EQ(ReadVersion(), u"");

@@ -172,6 +172,15 @@ TEST_F(Pruning, TreatsARootOfUnknownStatusAsStopped) {
   EXPECT_EQ(Installed(), Ids{kOtherRootId});
 }
 
+TEST_F(Pruning, DoesNotTakeTheStatusOfTheRootBeforeForAnUnknownOne) {
+  tests::AddStartedRoot(machine, kOtherRootId);
+  Device& unknown = tests::AddStartedRoot(machine, kThirdRootId);
+  unknown.statusError = platform::CR_FAILURE;
+  unknown.instanceId = kRootId;  // the lower id, although listed later
+  EXPECT_TRUE(PruneDuplicateRoots().ok);
+  EXPECT_EQ(Installed(), Ids{kOtherRootId});
+}
+
 TEST_F(Pruning, TreatsARootThatWasLocatedWithAnErrorAsAGhost) {
   tests::AddStartedRoot(machine, kRootId);
   tests::AddStoppedRoot(machine, kOtherRootId, 28);

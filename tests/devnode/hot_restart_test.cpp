@@ -165,6 +165,7 @@ TEST_F(HotRestart, FailsWhenTheInstallFlagsCannotBeRead) {
             u"vorn_devnode: SetupDiGetDeviceInstallParams(hot-swap preflight) failed (error "
             u"0x00000057)\n");
   EXPECT_EQ(Waited(), 0U);
+  EXPECT_EQ(CountOf("CM_Get_DevNode_Status"), 0U);
 }
 
 TEST_F(HotRestart, RefusesADeviceThatNeedsAMachineRestartAndDoesNotWait) {

@@ -284,6 +284,12 @@ TEST(ExistingRootUpdate, IsRefusedForADeviceThatTheUserDisabled) {
   EXPECT_EQ(JournalIn(machine, kSampleJournal), std::nullopt);
 }
 
+TEST(ExistingRootUpdate, IsRefusedForADisabledDeviceThatSaysNothingOfItsDriver) {
+  Machine machine = DisabledMachine();
+  tests::RootOf(machine).properties.clear();
+  EXPECT_EQ(Install(machine).status, kExitBindRefused);
+}
+
 TEST(ExistingRootUpdate, IsRefusedForADisabledDeviceBeforeTheCatalogIsRead) {
   Machine machine = DisabledMachine();
   machine.audio.enumError = platform::E_FAIL;
@@ -309,6 +315,7 @@ TEST(ExistingRootUpdate, IsRefusedWithoutACompleteCatalogBaseline) {
             {Err("vorn_devnode: existing root has no complete MMDevice catalog baseline: MMDevice "
                  "catalog enumeration was incomplete")});
   EXPECT_FALSE(tests::HasFile(machine, kSampleJournal));
+  EXPECT_EQ(InstallRollback(machine).status, kExitEndpointsMissing);
 }
 
 TEST(ExistingRootUpdate, AcceptsABaselineThatPlugAndPlayDoesNotConfirm) {

@@ -317,6 +317,18 @@ TEST_P(JournalLine, IsAcceptedOrRefused) {
       << row.name << ": " << ToUtf8(row.line);
 }
 
+TEST(JournalLine, KnowsTwoFlowsAndTwoStatesAndNoOther) {
+  for (char16_t unit = 1; unit < 0x180; ++unit) {
+    const std::u16string_view flows = u"CR";
+    const std::u16string_view states = u"01";
+    const std::u16string flow = u"catalog=" + std::u16string(1, unit) + u"|1|1|x";
+    const std::u16string state = u"catalog=C|1|" + std::u16string(1, unit) + u"|x";
+    EXPECT_EQ(Parses(With(kFirstCatalogLine, flow)), flows.find(unit) != flows.npos) << int{unit};
+    EXPECT_EQ(Parses(With(kFirstCatalogLine, state)), states.find(unit) != states.npos)
+        << int{unit};
+  }
+}
+
 std::u16string Many(std::size_t count) {
   return std::u16string(count, u'9');
 }
@@ -367,6 +379,7 @@ INSTANTIATE_TEST_SUITE_P(
         LineCase{"beyond the text", kCatalogCountLine, u"catalogCount=20", false},
         LineCase{"leading zeros", kCatalogCountLine, u"catalogCount=003", true},
         LineCase{"leading blanks", kCatalogCountLine, u"catalogCount= \t\v\f\r3", true},
+        LineCase{"a blank outside ASCII", kCatalogCountLine, u"catalogCount=\u00A03", false},
         LineCase{"what comes before the blanks", kCatalogCountLine, u"catalogCount=\b3", false},
         LineCase{"what comes after the blanks", kCatalogCountLine, u"catalogCount=\u000E3", false},
         LineCase{"a plus sign", kCatalogCountLine, u"catalogCount=+3", true},

@@ -169,6 +169,10 @@ TEST_F(WrittenJournal, RefusesBaselinesInAFreshState) {
 
 TEST_F(WrittenJournal, RefusesTooManyPresentIds) {
   ExpectRefused([](ActivationState& state) { state.present.emplace_back(u"one too many"); });
+  ExpectRefused([](ActivationState& state) {
+    state.present.emplace_back(u"one too many");
+    state.catalog.clear();
+  });
 }
 
 TEST_F(WrittenJournal, RefusesAnInconsistentCatalog) {

@@ -223,6 +223,14 @@ TEST_F(StoredJournal, ReportsAFailedDeletionAndReleasesTheFile) {
   EXPECT_EQ(OpenHandles(), 0U);
 }
 
+TEST_F(StoredJournal, OpensTheFileAgainAfterAFailedDeletion) {
+  ASSERT_TRUE(journal_.Write(JournalOfAFreshInstall()));
+  FailCall("SetFileInformationByHandle", platform::ERROR_GEN_FAILURE);
+  journal_.Delete();
+  EXPECT_EQ(journal_.Look(), JournalPresence::Present);
+  EXPECT_EQ(journal_.Read(), JournalOfAFreshInstall());
+}
+
 TEST_F(StoredJournal, ReportsAReadOnlyJournalAndLeavesIt) {
   PutJournal(u"read-only");
   sim::NodeAt(Files(), kSampleJournal).attributes = platform::FILE_ATTRIBUTE_READONLY;

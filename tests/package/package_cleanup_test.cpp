@@ -426,6 +426,14 @@ TEST(RemoveExactPackages, UninstallsNothingBesideADoubtfulPackage) {
   EXPECT_NE(machine.store.Find(u"oem3.inf"), nullptr);
 }
 
+TEST(RemoveExactPackages, NamesAPackageAsItsFileIsNamed) {
+  Machine machine = BareMachine();
+  Publish(machine, u"OEM3.Inf", SoundInf());
+  const Answer answer = Remove(machine);
+  EXPECT_EQ(Uninstalled(answer), Names{u"OEM3.Inf"});
+  EXPECT_EQ(answer.output, u"vorn_devnode: removed authenticated driver package OEM3.Inf\n");
+}
+
 TEST(RemoveExactPackages, TreatsAPackageThatVanishesAsGone) {
   Machine machine = StockedMachine();
   Fault fault;

@@ -150,6 +150,16 @@ TEST(ReadPublishedIdentity, AcceptsInformationOfUpTo1MiB) {
   EXPECT_TRUE(ReadPublished(published(growth)));
   ASSERT_EQ(informationSize(published(growth + 1)), 1048578U);
   EXPECT_FALSE(ReadPublished(published(growth + 1)));
+
+  Machine machine = published(growth + 1);
+  Process process(machine);
+  Fault cut;
+  cut.call = "SetupGetInfInformationW";
+  cut.last = kEveryLaterCall;
+  cut.kind = FaultKind::Short;
+  cut.amount = 1048577;
+  process.faults = {cut};
+  EXPECT_FALSE(OpenAndReadPublished()) << "one byte more";
 }
 
 }  // namespace

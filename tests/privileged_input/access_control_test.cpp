@@ -163,6 +163,18 @@ TEST_F(ProtectedOwnerAndDacl, RefusesWritersOtherThanTheTrusted) {
   EXPECT_FALSE(IsProtectedAs(u"O:BAD:P(A;;FA;;;SY)(A;;FA;;;BA)(A;;0x10000;;;BU)"));
 }
 
+TEST_F(ProtectedOwnerAndDacl, RefusesEachRightToChangeInAnEntryAsStored) {
+  for (std::uint32_t bit = 0; bit < 32; ++bit) {
+    const std::uint32_t right = 1U << bit;
+    if ((0x520D0156U & right) == 0) continue;
+    sim::PutFile(Files(), u"C:\\f", "x");
+    sim::SecurityRecord& security = sim::NodeAt(Files(), u"C:\\f").security;
+    security = *sim::ParseSddl(tests::kProtectedSddl);
+    security.entries.push_back({kAllow, 0, right, sim::kUsers});
+    EXPECT_FALSE(CheckFile()) << "bit " << bit;
+  }
+}
+
 TEST_F(ProtectedOwnerAndDacl, FindsAWriterBehindManyReaders) {
   std::u16string sddl = u"O:BAD:P(A;;FA;;;BA)";
   for (int i = 0; i < 100; ++i)

@@ -71,6 +71,11 @@ TEST_F(DirectoryRecords, StartNoLaterThanAWholeRecordBeforeTheEnd) {
   PutRecord(0, 65425, u"first");
   PutRecord(65425, 0, u"end");  // 6 bytes, and 7 are left
   ExpectMalformed();
+
+  entries.clear();
+  PutRecord(0, 65430, u"first");
+  PutRecord(65430, 0, u"e");  // 2 bytes, and 2 are left
+  ExpectMalformed();
 }
 
 TEST_F(DirectoryRecords, HaveNamesOfWholeCodeUnits) {

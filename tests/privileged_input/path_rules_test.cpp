@@ -408,6 +408,13 @@ TEST_F(VolumeRootQuery, AsksForTheGuidFormOfTheName) {
   EXPECT_EQ(calls[0].Argument("dwFlags"), "0x1");
 }
 
+TEST_F(VolumeRootQuery, TakesWhateverStandsBetweenTheBraces) {
+  const Directory root = Directory::OpenAbsolute(u"C:\\", LoadNativeApi());
+  const std::u16string odd = u"\\\\?\\Volume{" + Repeat(u'?', 36) + u"}\\";
+  Files().volumes[0].reportedRoot = odd;
+  EXPECT_EQ(QueryVolumeGuidRoot(root.Handle()), odd);
+}
+
 TEST_F(VolumeRootQuery, IsEmptyForAFolderBelowTheRoot) {
   const Directory folder = Directory::OpenAbsolute(u"C:\\Temp", LoadNativeApi());
   EXPECT_EQ(QueryVolumeGuidRoot(folder.Handle()), u"");

@@ -95,6 +95,16 @@ TEST_F(ProtectedFile, IsReturnedAgainUnchecked) {
   EXPECT_TRUE(process.calls.empty());
 }
 
+TEST_F(ProtectedFile, IsStillKeptWhenAnotherIsOpened) {
+  PutProtectedFile(u"C:\\state\\other", {4});
+  const platform::HANDLE first = Open().Handle();
+  const platform::HANDLE second = Open(u"C:\\state\\other").Handle();
+  process.calls.clear();
+  EXPECT_EQ(Open().Handle(), first);
+  EXPECT_EQ(Open(u"C:\\state\\other").Handle(), second);
+  EXPECT_TRUE(process.calls.empty());
+}
+
 TEST_F(ProtectedFile, StaysOpenUntilWhatKeepsItEnds) {
   Open();
   EXPECT_EQ(OpenHandles(), 3U);

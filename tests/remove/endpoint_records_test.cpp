@@ -434,6 +434,16 @@ TEST_F(EndpointRecords, ThatCannotBeDeletedAreRetainedWithTheError) {
   EXPECT_TRUE(Exists(u"Render\\{a}\\Properties"));
 }
 
+TEST_F(EndpointRecords, AreTriedOnce) {
+  AddRecord(kOurs, 0);
+  // The first of these is the record's properties, without which the record itself stays.
+  process.faults = {
+      FailingCall("NtDeleteKey", static_cast<std::uint32_t>(platform::STATUS_ACCESS_DENIED))};
+  const auto result = Clean();
+  EXPECT_EQ(result.removed, Paths{});
+  EXPECT_EQ(result.retained, Paths{u"Render\\{a} (error 0x00000005)"});
+}
+
 TEST_F(EndpointRecords, ThatOnlyAllowReadingAreDeletedByPrivilege) {
   AddRecord(kOurs);
   Secure(u"Render", kReadOnlySddl);

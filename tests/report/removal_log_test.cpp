@@ -62,6 +62,13 @@ TEST_F(RemovalLogTest, GivesEachMessageItsOwnTime) {
                                          "[2026-03-04 05:06:08.323] remove: second\r\n"));
 }
 
+TEST_F(RemovalLogTest, WritesAnEmptyMessage) {
+  log->SetRemovalLogPath(kSampleLog);
+  log->LogRemoval(u"");
+  EXPECT_EQ(process.ErrorOutput(), u"vorn_devnode: \n");
+  EXPECT_EQ(LogText(), kByteOrderMark + std::string("[2026-03-04 05:06:07.089] remove: \r\n"));
+}
+
 TEST_F(RemovalLogTest, WritesUtf8) {
   log->SetRemovalLogPath(kSampleLog);
   log->LogRemoval(u"Geräte \u03a9");
@@ -209,6 +216,17 @@ TEST_F(RemovalLogTest, KeepsTheProofOfItsGuardUntilTheLineIsWritten) {
   log->LogRemoval(u"first");
   EXPECT_TRUE(held);
   EXPECT_TRUE(proof.expired());
+}
+
+TEST_F(RemovalLogTest, WritesToTheLatestPathOrToNone) {
+  log->SetRemovalLogPath(u"C:\\pkg\\logs\\earlier.log");
+  log->SetRemovalLogPath(kSampleLog);
+  log->LogRemoval(u"first");
+  log->SetRemovalLogPath(u"");
+  log->LogRemoval(u"second");
+  const auto opened = tests::CallsOf(process, "_wfsopen");
+  ASSERT_EQ(opened.size(), 1U);
+  EXPECT_EQ(opened[0].Argument("filename"), "C:\\pkg\\logs\\vorn_devnode.log");
 }
 
 TEST_F(RemovalLogTest, NeedsNoGuardAfterAPathWithoutOne) {

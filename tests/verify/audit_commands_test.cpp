@@ -112,8 +112,10 @@ TEST(AuditCatalog, RefusesAnActiveEndpointWithoutAStartedChild) {
   Machine machine = InstalledMachine();
   RemoveDeviceNode(machine,
                    u"SWD\\MMDEVAPI\\" + FindEndpoint(machine, kRootId, CableFlow{0, 1})->id);
-  ExpectRun(AuditCatalogOf(machine), kExitEndpointsMissing,
+  const RunResult run = AuditCatalogOf(machine);
+  ExpectRun(run, kExitEndpointsMissing,
             {Err("vorn_devnode: catalog audit failed: " + kNotTheChildren + " / ")});
+  EXPECT_EQ(run.CallsOf("CoInitializeEx").size(), 1U) << "one snapshot";
 }
 
 TEST(AuditCatalog, NamesBothReasonsWhenBothFail) {

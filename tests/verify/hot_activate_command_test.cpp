@@ -133,6 +133,7 @@ TEST(HotActivateCommand, RefusesARootThatIsNotTheOnlyOneOrNotStarted) {
            "root is not started cleanly")});
   EXPECT_FALSE(run.Called("DeviceIoControl"));
   EXPECT_FALSE(run.Called("SetupDiCallClassInstaller"));
+  EXPECT_EQ(run.CallsOf("SetupDiGetClassDevsW").size(), 1U) << "one look";
 }
 
 TEST(HotActivateCommand, DoesNotRestartWhenOneCableCannotBeHiddenAndShowsTheOthers) {

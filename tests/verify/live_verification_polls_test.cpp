@@ -44,6 +44,19 @@ TEST(LiveVerificationPolls, StopWhenTheEndpointsHaveSettled) {
   }
 }
 
+TEST(LiveVerificationPolls, LookAtEverythingNoMoreOnceItIsProven) {
+  Machine machine = InstalledMachine();
+  const EngineRun run = RunEngine(machine, UpdateTarget(machine));
+  ExpectProven(machine, run);
+  std::size_t looks = 0;
+  for (const auto& call : run.calls) {
+    looks += call.name == "SetupDiGetClassDevsW" && call.Argument("Enumerator") == "ROOT" ? 1 : 0;
+  }
+  EXPECT_EQ(looks, 2U);  // the wait for the root, and the poll
+  EXPECT_EQ(run.CountOf("DeviceIoControl"), 2U);
+  EXPECT_EQ(run.CountOf("CoInitializeEx"), 1U);
+}
+
 TEST(LiveVerificationPolls, LookAtTheClockNoMoreOnceEverythingIsProven) {
   Machine machine = InstalledMachine();
   const EngineRun run = RunEngine(machine, UpdateTarget(machine));

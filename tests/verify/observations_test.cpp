@@ -3,6 +3,7 @@
 #include "base/text.h"
 #include "platform/audio_endpoints.h"
 #include "platform/simulated/audio_values.h"
+#include "platform/simulated/device_tree.h"
 #include "platform/simulated/endpoint_builder.h"
 #include "tests/support/activation.h"
 #include "tests/support/catalog_lists.h"
@@ -160,6 +161,36 @@ TEST(LiveVerificationObservations, MustAllHoldInOnePoll) {
   fields.catalog = "MMDevice catalog enumeration was incomplete";
   fields.catalogCount = fields.activeCount = 0;
   ExpectMissing(run, MissingLine(fields));
+}
+
+TEST(LiveVerificationObservations, AreMadeAnewAtEachPollHoweverSoundTheyWere) {
+  struct {
+    const char* name;
+    std::function<void(Machine&)> damage;
+  } const rows[] = {
+      {"package",
+       [](Machine& world) {
+         SetStringProperty(RootOf(world), platform::simulated::kDriverVersionKey, u"1.2.3.4");
+       }},
+      {"kernel", [](Machine& world) { RootOf(world).resident->poolCount = 19; }},
+      {"resident", [](Machine& world) { RootOf(world).resident->revision = 9; }},
+      {"mapping",
+       [](Machine& world) {
+         LoseEndpoint(world, FindEndpoint(world, kRootId, CableFlow{9, 1})->id);
+       }},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    Machine machine = InstalledMachine();
+    const ActivationState state = UpdateTarget(machine);
+    machine.audio.enumError = platform::E_FAIL;
+    const EngineRun run = RunEngine(machine, state, VerificationMode::Reporting,
+                                    {ChangeBefore("Sleep", 1, [&row](Machine& world) {
+                                      world.audio.enumError = platform::S_OK;
+                                      row.damage(world);
+                                    })});
+    EXPECT_EQ(run.status, kExitEndpointsMissing);
+  }
 }
 
 // ------------------------------------------------------------------------------------------------
