@@ -61,6 +61,11 @@ TEST(AuditCatalog, AcceptsACompleteCatalog) {
   EXPECT_FALSE(run.Called("DeviceIoControl"));
 }
 
+TEST(AuditCatalog, DoesNotAskForTheBoundDriver) {
+  Machine machine = InstalledMachine();
+  EXPECT_FALSE(AuditCatalogOf(machine).Called("SetupDiGetDevicePropertyW"));
+}
+
 TEST(AuditCatalog, CountsDisabledEndpointsOfTheCatalogOnly) {
   Machine machine = InstalledMachine();
   for (const CableFlow& cable : {CableFlow{1, 0}, CableFlow{8, 1}}) {
