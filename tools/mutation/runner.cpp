@@ -127,6 +127,7 @@ class Judge : public testing::EmptyTestEventListener {
     limit.it_value.tv_sec = milliseconds / 1000;
     limit.it_value.tv_usec = milliseconds % 1000 * 1000;
     setitimer(ITIMER_PROF, &limit, nullptr);
+    alarm(kWallSeconds);
   }
 
   void OnTestPartResult(const testing::TestPartResult& result) override {
@@ -154,7 +155,6 @@ void Limit(int resource, rlim_t most) {
   Limit(RLIMIT_AS, MemoryInUse() + kMoreMemoryBytes);
   Limit(RLIMIT_FSIZE, kFileBytes);
   Limit(RLIMIT_CORE, 0);
-  alarm(kWallSeconds);
   vorn_mutant = mutant;
   std::size_t group = 1;
   for (std::size_t begun = 0; begun < chosen.size(); begun += group, group *= 2) {

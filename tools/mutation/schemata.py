@@ -11,8 +11,11 @@ import re
 
 from mutation.source_text import blank_out, function_bodies
 
-PLACE = re.compile(r"^mutant/(\d+)/\S+?:\d+:\d+:")
+MUTANT = re.compile(r"^mutant/(\d+)/\S+?:\d+:\d+:")
 ERROR = re.compile(r"^\S+:\d+:\d+: (?:fatal )?error: ")
+NOTE = re.compile(r"^\S+:\d+:\d+: note: ")
+# What the compiler says of the errors that follow begins with one of these.
+WHERE = re.compile(r"^\S+: (?:In|At) |^In file included from ")
 
 
 def body_of(bodies, mutant):
@@ -67,15 +70,20 @@ def with_mutants(path, text, numbered):
 
 
 def refused(compiler_output):
-    """The numbers of the mutants that do not compile.
+    """(the numbers of the mutants that do not compile, those of which one does not compile)
 
-    An error may lie in a header that the mutant uses; then the lines before it name the mutant.
+    An error may lie in a template that a mutant uses; the lines before it name the mutant. Where the
+    template has mutants as well, one cannot tell which is to blame.
     """
-    numbers, last = set(), None
+    certain, doubtful, users = set(), set(), set()
     for line in compiler_output.split("\n"):
-        place = PLACE.match(line)
-        last = int(place.group(1)) if place else last
-        if ERROR.match(line) and last is not None:
-            numbers.add(last)
-            last = None
-    return numbers
+        place = MUTANT.match(line)
+        named = {int(place.group(1))} if place else set()
+        if WHERE.match(line):
+            users = set()
+        elif ERROR.match(line):
+            blamed = users | named
+            (certain if len(blamed) == 1 else doubtful).update(blamed)
+        elif not NOTE.match(line):
+            users |= named
+    return certain, doubtful - certain

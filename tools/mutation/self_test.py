@@ -125,7 +125,19 @@ class Schemata(unittest.TestCase):
                     (3, mutant("return left.coins_", "return left.gold_"))]
         with tempfile.TemporaryDirectory() as folder:
             done = self.compiled(pathlib.Path(folder), numbered)
-        self.assertEqual(refused(done.stderr), {2, 3})
+        self.assertEqual(refused(done.stderr), ({2, 3}, set()))
+
+    def test_doubt_mutants_of_a_template_that_a_mutant_uses_wrongly(self):
+        source = "template <class T>\nint Sum(T one) {\n  return one + 0;\n}\n" \
+                 "struct Coin {};\nint Use() {\n  return Sum(1);\n}\n"
+        numbered = [(1, mutant("one + 0", "one + 1", source)),
+                    (2, mutant("Sum(1)", "Sum(Coin{})", source))]
+        with tempfile.TemporaryDirectory() as folder:
+            path = pathlib.Path(folder) / "shop.cpp"
+            path.write_text("int vorn_mutant = 0;\n" + with_mutants("shop.cpp", source, numbered))
+            done = subprocess.run(["g++", "-std=c++20", "-w", "-fsyntax-only", path],
+                                  stderr=subprocess.PIPE, text=True)
+        self.assertEqual(refused(done.stderr), ({2}, {1}))
 
 
 class Explanations(unittest.TestCase):

@@ -25,7 +25,8 @@ FLAGS = ["-std=c++20", "-w", "-O0", "-D_GLIBCXX_ASSERTIONS"]
 BATCH_CHARACTERS = 2_000_000
 STANDARD_HEADERS = ["algorithm", "array", "functional", "map", "memory", "optional", "set",
                     "string", "string_view", "utility", "vector"]
-
+# What the compiler says of a mutant among others; a doubtful one gets a program of its own.
+REFUSED, DOUBTFUL = "does not compile", "may not compile"
 
 # What is built with a changed header. The tests of its folder alone, for those that only look at its
 # constants; with them the logic; or every test.
@@ -58,16 +59,19 @@ def write_if_new(path, text):
 
 
 class Workshop:
-    def __init__(self, root, mutants, cores):
+    def __init__(self, root, mutants, cores, place, files=None):
+        """Only what tests reach in these files is found out, or in all of them."""
         self.root = root
         self.host = root / "build" / "host"
-        self.place = root / "build" / "mutants"
+        self.place = place
+        self.files = files
         self.tree = self.place / "tree"
         self.mutants = mutants
         self.cores = cores
         self.does_not_compile = set()
         self.held = set()       # the numbers of the mutants in the program
         self.program = self.place / "mutants_runner"
+        self.begun = {}         # place: the mutant whose own program is built there
 
     def prepare(self, numbers):
         """Builds both programs; the second holds these mutants, as far as it can."""
@@ -92,6 +96,7 @@ class Workshop:
                                and not name.endswith("/main.cpp")),
                               key=lambda name: (FOLDERS.index(name.split("/")[0]), name))
         self.texts = {name: (self.tree / name).read_text() for name in names}
+        self.watched = [name for name in self.sources if self.files is None or name in self.files]
 
     def _build_the_rest(self):
         parts = self.host / f"{TARGET}.txt"
@@ -147,11 +152,11 @@ class Workshop:
     # --------------------------------------------------------------------------------------------
 
     def _batches(self, size_of):
-        """The sources in groups of about equal size; each becomes one object."""
-        total = sum(size_of(source) for source in self.sources)
+        """What is watched, in groups of about equal size; each becomes one object."""
+        total = sum(size_of(source) for source in self.watched)
         most = min(BATCH_CHARACTERS, total / self.cores)
         batches, size = [[]], 0
-        for source in self.sources:
+        for source in self.watched:
             if batches[-1] and size + size_of(source) / 2 > most:
                 batches.append([])
                 size = 0
@@ -185,6 +190,16 @@ class Workshop:
                  for name in sorted(names)]
         return hashlib.sha256(b"\0".join(texts)).hexdigest()
 
+    def _unwatched(self):
+        """It comes first in a program, so that inline functions of all are those that nobody watches."""
+        others = [source for source in self.sources if source not in self.watched]
+        if not others:
+            return []
+        objects, output = self._compile_batches([others], self.place / "unwatched", [self.tree])
+        if "error" in output:
+            sys.exit(f"tools/mutants: the sources do not compile\n{output[-4000:]}")
+        return objects
+
     def _build_reach(self):
         place = self.place / "reach"
         batches = self._batches(lambda source: len(self.texts[source]))
@@ -193,7 +208,7 @@ class Workshop:
         if "error" in output:
             sys.exit(f"tools/mutants: the sources do not compile\n{output[-4000:]}")
         program = place / "runner"
-        failed = self.link(objects, program)
+        failed = self.link([*self._unwatched(), *objects], program)
         if failed.returncode != 0:
             sys.exit(f"tools/mutants: the tests of all folders do not link\n{failed.stdout[-4000:]}")
         digest = hashlib.sha256(program.read_bytes()).hexdigest()
@@ -218,11 +233,12 @@ class Workshop:
         whole.rename(record)
 
     def _build_mutants(self, numbers):
-        """Leaves out what does not compile, and builds again without it."""
+        """Leaves out what does not compile, or may not, and builds again without it."""
         place = self.place / "schemata"
-        known = self._known_not_to_compile()
+        known = self._known_refused()
         self.held = holdable(self.texts, self.mutants) & set(numbers)
-        self.does_not_compile = {n for n in self.held if known.get(self._digest(n))}
+        self.does_not_compile = {n for n in self.held if known.get(self._digest(n)) == REFUSED}
+        self.held -= {n for n in self.held if known.get(self._digest(n)) == DOUBTFUL}
         batches = None
         while True:
             texts = self._texts_with_mutants(place)
@@ -230,14 +246,17 @@ class Workshop:
                 lambda source: len(texts.get(source, self.texts[source])))
             objects, output = self._compile_batches(batches, place, [place, self.tree],
                                                     ["-fmax-errors=0"])
-            bad = {number - 1 for number in refused(output)}
-            if not bad:
+            bad, doubtful = ({number - 1 for number in numbers} for numbers in refused(output))
+            if not bad and not doubtful:
                 break
             self.does_not_compile |= bad
-            known.update({self._digest(n): True for n in bad})
+            self.held -= doubtful
+            known.update({self._digest(n): REFUSED for n in bad})
+            known.update({self._digest(n): DOUBTFUL for n in doubtful})
             (self.place / "refused.json").write_text(json.dumps(known))
         if "error" in output:
             sys.exit(f"tools/mutants: does not compile with mutants\n{output[-4000:]}")
+        objects = [*self._unwatched(), *objects]
         failed = self.link(objects, self.program)
         if failed.returncode != 0:
             sys.exit(f"tools/mutants: does not link with mutants\n{failed.stdout[-4000:]}")
@@ -260,7 +279,7 @@ class Workshop:
         return hashlib.sha256(repr((mutant.path, mutant.start, mutant.original, mutant.replacement,
                                     self.texts[mutant.path])).encode()).hexdigest()[:24]
 
-    def _known_not_to_compile(self):
+    def _known_refused(self):
         path = self.place / "refused.json"
         return json.loads(path.read_text()) if path.exists() else {}
 
@@ -270,14 +289,14 @@ class Workshop:
     def own_program(self, mutant, place, scope=EVERYTHING):
         """The program with one mutant; None if it does not compile. The scope tells what of it is
         built with a changed header."""
-        shutil.rmtree(place, ignore_errors=True)
-        changed = place / mutant.path
-        changed.parent.mkdir(parents=True)
-        changed.write_text(mutant.apply(self.texts[mutant.path]))
+        if self.begun.get(place) is not mutant:  # a larger scope keeps what a smaller one compiled
+            shutil.rmtree(place, ignore_errors=True)
+            write_if_new(place / mutant.path, mutant.apply(self.texts[mutant.path]))
+            self.begun[place] = mutant
         logic, objects = self.logic, self.objects
         if mutant.path.endswith(".cpp"):
             target = place / "mutant.o"
-            if self.compile(changed, target, [place, self.tree]).returncode != 0:
+            if self.compile(place / mutant.path, target, [place, self.tree]).returncode != 0:
                 return None
             logic = [target, *self.logic]
         else:
@@ -285,9 +304,11 @@ class Workshop:
             if objects is None:
                 return None
             if scope != PINS:
-                logic, output = self._compile_batches([self.sources], place, [place, self.tree])
+                changed, output = self._compile_batches(
+                    [self._sources_that_include(mutant.path)], place, [place, self.tree])
                 if "error" in output:
                     return None
+                logic = [*changed, *self.logic]
         program = place / "runner"
         return program if self.link(logic, program, objects).returncode == 0 else None
 
@@ -314,10 +335,19 @@ class Workshop:
             words.insert(words.index("-o"), f"-I{place}")
             first = next(i for i, word in enumerate(words) if word.startswith("-I"))
             words.insert(first, f"-I{place}")
-            if run(words, cwd=self.host).returncode != 0:
+            if not target.exists() and run(words, cwd=self.host).returncode != 0:
                 return None
             objects.append(target)
         return objects
+
+    def _sources_that_include(self, header):
+        """Of the logic, in the order of its folders; directly or through other headers."""
+        found, added = set(), {header}
+        while added:
+            found |= added
+            included = re.compile("|".join(f'^#include "{re.escape(name)}"' for name in added), re.M)
+            added = {name for name, text in self.texts.items() if included.search(text)} - found
+        return [source for source in self.sources if source in found]
 
     def _objects_that_include(self, header):
         found, current = set(), ""
@@ -335,9 +365,8 @@ class Workshop:
         if not mutant.path.endswith(".cpp"):
             return False
         original = self.place / "optimised" / f"{hashlib.sha256(self.texts[mutant.path].encode()).hexdigest()[:16]}.o"
-        changed = place / mutant.path
-        changed.parent.mkdir(parents=True, exist_ok=True)
-        changed.write_text(mutant.apply(self.texts[mutant.path]))
+        place /= "optimised"  # apart from headers that another mutant has changed
+        write_if_new(place / mutant.path, mutant.apply(self.texts[mutant.path]))
         for folder, search, target in ((self.tree, [self.tree], original),
                                        (place, [place, self.tree], place / "optimised.o")):
             if target == original and original.exists():
