@@ -248,6 +248,13 @@ TEST_F(RootControlChannel, IsRefusedWithTwoControlInterfacesAlthoughBothWouldOpe
   EXPECT_EQ(CountOf("SetupDiGetClassDevsW"), 1U);
 }
 
+TEST_F(RootControlChannel, IsRefusedWithOneControlInterfaceListedTwice) {
+  Root().interfaces = {ControlInterface(kControlPath), ControlInterface(kControlPath)};
+  EXPECT_EQ(OpenRootControlChannel(kRootId).reason,
+            u"current VORN root has duplicate live control interfaces");
+  EXPECT_EQ(CountOf("CreateFileW"), 0U);
+}
+
 TEST_F(RootControlChannel, GoesThroughTheFirstAudioInterfaceThatOpens) {
   Root().interfaces = {AudioInterface(kAudioPath), AudioInterface(kOtherAudioPath),
                        AudioInterface(u"\\\\?\\third")};

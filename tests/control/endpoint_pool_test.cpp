@@ -177,6 +177,13 @@ TEST_F(EndpointPoolQuery, ReadsWhatTheDriverDidNotWriteAsZeros) {
             u"driver reported an endpoint without a subdevice name");
 }
 
+TEST_F(EndpointPoolQuery, TakesNothingOfTheReplyBefore) {
+  EXPECT_TRUE(QueryEndpointPool(kRootId).ok);
+  Image().poolBytes = 4;
+  EXPECT_EQ(QueryEndpointPool(kRootId).reason,
+            u"driver reported an endpoint without a subdevice name");
+}
+
 TEST_F(EndpointPoolQuery, RefusesAShortReply) {
   Image().poolBytes = 3;
   EXPECT_EQ(QueryEndpointPool(kRootId).reason,

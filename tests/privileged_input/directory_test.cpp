@@ -355,6 +355,12 @@ TEST_F(VerifiedDirectory, ListsAnEmptyFolder) {
   EXPECT_TRUE(Names(Open(u"C:\\empty")).empty());
 }
 
+TEST_F(VerifiedDirectory, ListsNothingOfAFolderThatIsNotOpen) {
+  std::vector<DirectoryEntry> entries = {{u"before", 0}};
+  EXPECT_FALSE(Directory::Enumerate({}, entries, 10));
+  EXPECT_TRUE(entries.empty());
+}
+
 TEST_F(VerifiedDirectory, ListsPageByPage) {
   constexpr std::size_t kCount = 1500;
   for (std::size_t i = 0; i < kCount; ++i) {

@@ -303,6 +303,19 @@ TEST_F(PackageSnapshotTest, RemovesACopyThatBecameReadOnly) {
   ExpectNothingLeft();
 }
 
+TEST_F(PackageSnapshotTest, RemovesAnUnfinishedCopyThatBecameReadOnly) {
+  ChangeBefore("SetEndOfFile", 1, [](sim::Machine& world) {
+    const std::u16string folder = u"C:\\Temp\\" + sim::ListFolder(world.files, u"C:\\Temp").front();
+    for (const std::u16string& name : sim::ListFolder(world.files, folder)) {
+      sim::NodeAt(world.files, folder + u"\\" + name).attributes =
+          platform::FILE_ATTRIBUTE_READONLY;
+    }
+  });
+  FailCall("FlushFileBuffers", platform::ERROR_GEN_FAILURE);
+  EXPECT_FALSE(Acquire());
+  ExpectNothingLeft();
+}
+
 TEST_F(PackageSnapshotTest, LeavesADifferentFileOfTheSameNameAlone) {
   ASSERT_TRUE(Acquire());
   const std::u16string copy = CopyFolder() + u"\\vorn_audio.inf";

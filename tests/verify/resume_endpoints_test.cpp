@@ -120,6 +120,15 @@ TEST_F(ResumeCommand, CountsWhatCannotBeShown) {
   EXPECT_EQ(Codes().back(), "0x22A004");
 }
 
+TEST_F(ResumeCommand, TakesNoErrorForAnEndpointThatIsShown) {
+  for (const std::uint32_t error : {0U, 1U, 2U, 3U, 5U, 18U, 87U, 183U, 234U, 259U, 997U, 1168U}) {
+    process.console.clear();
+    Image().refusesToShow[{4, 0}] = error;
+    EXPECT_EQ(ResumeEndpoints(), kExitEndpointsMissing) << error;
+    EXPECT_EQ(process.Output(), u"vorn_devnode: resume-endpoints: 19 shown, 1 failed\n") << error;
+  }
+}
+
 TEST_F(ResumeCommand, ReportsThatNothingCouldBeShown) {
   Image().failures[kSetCableVisibilityCode] = 5;
   EXPECT_EQ(ResumeEndpoints(), kExitEndpointsMissing);
