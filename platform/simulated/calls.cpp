@@ -1,6 +1,7 @@
 #include "platform/simulated/calls.h"
 
 #include "base/text.h"
+#include "platform/simulated/fault_plan.h"
 #include "platform/simulated/guid_text.h"
 #include "platform/simulated/process.h"
 
@@ -16,13 +17,15 @@ std::string CallRecord::Argument(std::string_view argumentName) const {
 }
 
 std::size_t CallCounts::PlaceOf(std::string_view name) const {
-  std::size_t place = name.size();
-  for (const std::size_t at : {name.size() - 1, name.size() * 3 / 4, name.size() / 2})
-    place = place * 31 + static_cast<unsigned char>(name[at]);
-  for (place %= kPlaces; !counts_[place].first.empty(); place = (place + 1) % kPlaces) {
-    if (counts_[place].first == name) break;
+  const std::size_t size = name.size();
+  const auto letter = [name](std::size_t at) { return static_cast<unsigned char>(name[at]); };
+  std::size_t place = (size * 31 + letter(size - 1)) * 31 + letter(size * 3 / 4);
+  for (place = (place * 31 + letter(size / 2)) % kPlaces;; place = (place + 1) % kPlaces) {
+    const std::string_view there = counts_[place].first;
+    // A call is nearly always counted under the same literal.
+    if (there.data() == name.data() && there.size() == size) return place;
+    if (there.empty() || there == name) return place;
   }
-  return place;
 }
 
 std::uint32_t& CallCounts::operator[](std::string_view name) {
@@ -81,77 +84,6 @@ std::string RenderArgument(const Hex& value) {
 
 namespace {
 
-/// Ours: every call of a killed process fails, so that the program unwinds and nothing of it
-/// reaches the machine.
-constexpr std::uint32_t kDeadProcessError = ERROR_INVALID_HANDLE;
-
-/// Ours: somebody waits this long for a call that does not return.
-constexpr std::uint64_t kHangMs = 3'600'000;
-
-Verdict DeadVerdict() {
-  Verdict verdict;
-  verdict.run = false;
-  verdict.error = kDeadProcessError;
-  return verdict;
-}
-
-bool Hits(const Fault& fault, std::string_view name, std::uint64_t nthOfName, std::uint64_t nth) {
-  const bool any = fault.call == "*";
-  if (!any && fault.call != name) return false;
-  const std::uint64_t number = any ? nth : nthOfName;
-  return number >= fault.first && number <= fault.last;
-}
-
-void Apply(const Fault& fault, Process& process, Verdict& verdict) {
-  switch (fault.kind) {
-    case FaultKind::Fail:
-      verdict.run = false;
-      verdict.error = fault.error;
-      break;
-    case FaultKind::FailAfterEffect:
-      verdict.error = fault.error;
-      break;
-    case FaultKind::SucceedWithoutEffect:
-      verdict.run = false;
-      verdict.pretendSuccess = true;
-      break;
-    case FaultKind::Short:
-      verdict.faults.shortTo = fault.amount;
-      break;
-    case FaultKind::Long:
-      verdict.faults.longBy = fault.amount;
-      break;
-    case FaultKind::AskRestart:
-      verdict.faults.askRestart = true;
-      break;
-    case FaultKind::TakeTime:
-      Advance(process.TheMachine(), fault.amount);
-      break;
-    case FaultKind::Change:
-      if (fault.change) fault.change(process.TheMachine());
-      break;
-    case FaultKind::ChangeAfter:
-      verdict.changeAfter = &fault;
-      break;
-    case FaultKind::AnswerFromPast:
-      if (process.past == nullptr) process.past = std::make_unique<Machine>(*fault.past);
-      verdict.fromPast = true;
-      break;
-    case FaultKind::KillBefore:
-      process.Kill();
-      verdict = DeadVerdict();
-      break;
-    case FaultKind::KillAfter:
-      verdict.killAfter = true;
-      break;
-    case FaultKind::Hang:
-      Advance(process.TheMachine(), kHangMs);
-      process.Kill();
-      verdict = DeadVerdict();
-      break;
-  }
-}
-
 /// Swaps the parts of the machine that a stale answer is about with those of the past. Files and
 /// time stay.
 void SwapWithPast(Process& process) {
@@ -163,20 +95,21 @@ void SwapWithPast(Process& process) {
   std::swap(machine.audio, past.audio);
 }
 
+void Log(CallRecord& record, Process& process) {
+  record.lastError = process.lastError;
+  record.tick = process.TheMachine().clock.tick;
+  process.calls.push_back(std::move(record));
+}
+
 }  // namespace
 
 Verdict EnterCall(std::string_view name) {
   Process& process = Process::Current();
   if (process.killed) return DeadVerdict();
-  const std::uint64_t nth = ++process.callCount;
+  ++process.callCount;
   const std::uint32_t nthOfName = ++process.callCounts[name];
   Verdict verdict;
-  for (Fault& fault : process.faults) {
-    if (process.killed) break;
-    if (!Hits(fault, name, nthOfName, nth)) continue;
-    ++fault.hits;
-    Apply(fault, process, verdict);
-  }
+  if (!process.faults.empty()) ApplyFaults(process, name, nthOfName, verdict);
   if (process.killed) return verdict;
   RunDueEvents(process.TheMachine());
   if (verdict.fromPast) SwapWithPast(process);
@@ -189,11 +122,7 @@ void LeaveCall(const Verdict& verdict, CallRecord* record) {
   if (verdict.changeAfter != nullptr && !process.killed) {
     verdict.changeAfter->change(process.TheMachine());
   }
-  if (record != nullptr && !process.killed) {
-    record->lastError = process.lastError;
-    record->tick = process.TheMachine().clock.tick;
-    process.calls.push_back(std::move(*record));
-  }
+  if (record != nullptr && !process.killed) Log(*record, process);
   Process::NoteChange();
   if (verdict.killAfter) process.Kill();
 }

@@ -42,6 +42,12 @@ void Happen(Machine& machine, const Event& event) {
   }
 }
 
+/// The tick at which something happens next; kNever when nothing does.
+std::uint64_t NextTick(const Machine& machine) {
+  const auto& events = machine.clock.events;
+  return std::min(machine.files.nextRelease, events.empty() ? kNever : events.front().due);
+}
+
 }  // namespace
 
 void Plan(Machine& machine, std::uint64_t delay, EventKind kind, std::u16string subject) {
@@ -53,6 +59,7 @@ void Plan(Machine& machine, std::uint64_t delay, EventKind kind, std::u16string 
 
 void RunDueEvents(Machine& machine) {
   auto& clock = machine.clock;
+  if (NextTick(machine) > clock.tick) return;
   if (clock.tick >= machine.files.nextRelease) ReleaseHoldsUntil(machine.files, clock.tick);
   while (!clock.events.empty() && clock.events.front().due <= clock.tick) {
     const Event event = clock.events.front();
