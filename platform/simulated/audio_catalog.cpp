@@ -18,18 +18,19 @@ AudioCatalog& TheCatalog() {
   return Process::Current().TheMachine().audio;
 }
 
-/// An endpoint as a program holds it: its id, and its place in the catalog when it was listed,
-/// which distinguishes endpoints that share an id.
+/// An endpoint as a program holds it: the catalog when it was listed, whose copy costs nothing
+/// until the catalog changes, and its place there, which distinguishes endpoints that share an id.
 struct Listed {
   std::size_t place = 0;
-  std::shared_ptr<const std::u16string> sharedId;
+  SharedList<AudioEndpoint> catalog;
 
-  const std::u16string& Id() const { return *sharedId; }
+  const std::u16string& Id() const { return catalog.Read()[place].id; }
 
   /// The endpoint in its present state; null when it is gone.
   const AudioEndpoint* Find() const {
-    const auto& endpoints = TheCatalog().endpoints;
-    if (place < endpoints.size() && AreSameUnits(endpoints[place].id, Id())) {
+    const std::vector<AudioEndpoint>& endpoints = TheCatalog().endpoints.Read();
+    if (place < endpoints.size() &&
+        (&endpoints == &catalog.Read() || AreSameUnits(endpoints[place].id, Id()))) {
       return &endpoints[place];
     }
     for (const AudioEndpoint& endpoint : endpoints) {
@@ -126,7 +127,7 @@ class Topology final : public ComObjectOf<IDeviceTopology> {
           if (error != S_OK) return error;
           // Documented (device topologies): an endpoint device has one connector, number 0.
           if (index > 0) return E_INVALIDARG;
-          made = new Connector(endpoint_);
+          made = ComCounter::Make<Connector>(endpoint_);
           return S_OK;
         });
   }
@@ -170,7 +171,7 @@ class EndpointDevice final : public ComObjectOf<IMMDevice> {
                             if (access > kMostAccess) return E_INVALIDARG;
                             const HRESULT error =
                                 Check(endpoint_.Find(), &AudioEndpoint::propertyStoreError);
-                            if (error == S_OK) made = new PropertyStore(endpoint_);
+                            if (error == S_OK) made = ComCounter::Make<PropertyStore>(endpoint_);
                             return error;
                           });
   }
@@ -206,7 +207,7 @@ class EndpointDevice final : public ComObjectOf<IMMDevice> {
     if (error != S_OK) return error;
     // Documented: an endpoint whose device is gone cannot be activated.
     if (endpoint->state == DEVICE_STATE_NOTPRESENT) return AUDCLNT_E_DEVICE_INVALIDATED;
-    made = new Topology(endpoint_);
+    made = ComCounter::Make<Topology>(endpoint_);
     return S_OK;
   }
 
@@ -233,7 +234,7 @@ class EndpointCollection final : public ComObjectOf<IMMDeviceCollection> {
                             const HRESULT error = TheCatalog().itemError;
                             if (error != S_OK) return error;
                             if (index >= endpoints_.size()) return E_INVALIDARG;
-                            made = new EndpointDevice(endpoints_[index]);
+                            made = ComCounter::Make<EndpointDevice>(endpoints_[index]);
                             return S_OK;
                           });
   }
@@ -281,10 +282,10 @@ class DeviceEnumerator final : public ComObjectOf<IMMDeviceEnumerator> {
       const AudioEndpoint& endpoint = catalog.endpoints[i];
       const bool wanted = flow == kAllFlows || endpoint.capture == (flow == eCapture);
       if (wanted && (endpoint.state & stateMask) != 0) {
-        listed.push_back({i, std::make_shared<const std::u16string>(endpoint.id)});
+        listed.push_back({i, catalog.endpoints});
       }
     }
-    made = new EndpointCollection(std::move(listed));
+    made = ComCounter::Make<EndpointCollection>(std::move(listed));
     return S_OK;
   }
 };
@@ -293,7 +294,7 @@ class DeviceEnumerator final : public ComObjectOf<IMMDeviceEnumerator> {
 
 IMMDeviceEnumerator* CreateDeviceEnumerator(HRESULT* result) {
   *result = TheCatalog().createError;
-  return *result == S_OK ? new DeviceEnumerator : nullptr;
+  return *result == S_OK ? ComCounter::Make<DeviceEnumerator>() : nullptr;
 }
 
 }  // namespace vorn::platform::simulated

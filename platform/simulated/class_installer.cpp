@@ -79,7 +79,7 @@ void AppendNewDevice(DeviceList& list, std::u16string instanceId, const GUID& cl
   const auto name = machine.classNames.find(ToUpperAscii(ToUtf16(RenderGuid(classGuid))));
   if (name != machine.classNames.end()) device.className = name->second;
   list.Append(device);
-  list.devices.back().unregistered = std::move(device);
+  list.devices.back().unregistered = std::make_unique<Device>(std::move(device));
 }
 
 // ------------------------------------------------------------------------------------------------

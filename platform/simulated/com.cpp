@@ -14,16 +14,6 @@ namespace {
 
 constexpr std::uint32_t kInProcessServer = 1;  // CLSCTX_INPROC_SERVER
 
-/// The process's share of an object: when the process ends, it takes the object with it.
-class HeldObject : public Object {
- public:
-  explicit HeldObject(ComCounter* object) : object_(object) {}
-  ~HeldObject() override { delete object_; }
-
- private:
-  ComCounter* object_;
-};
-
 /// Precedes the text of a string that the program frees.
 struct TaskHeader {
   std::uintptr_t number;  // in the process's table
@@ -50,10 +40,6 @@ void FreeTaskMemory(void* memory) {
 }
 
 }  // namespace
-
-ComCounter::ComCounter() {
-  number_ = Process::Current().Add(ObjectKind::Com, std::make_shared<HeldObject>(this));
-}
 
 std::uint32_t ComCounter::CountDown() {
   if (--references_ > 0) return references_;

@@ -17,15 +17,21 @@
 namespace vorn::platform::simulated {
 
 /// What every simulated COM object has apart from its interface.
-class ComCounter {
+class ComCounter : public Object {
  public:
-  virtual ~ComCounter() = default;
   ComCounter(const ComCounter&) = delete;
   ComCounter& operator=(const ComCounter&) = delete;
 
+  /// A new object of the process, with one reference.
+  template <class T, class... Facts>
+  static T* Make(Facts&&... facts) {
+    auto object = std::make_shared<T>(std::forward<Facts>(facts)...);
+    object->number_ = Process::Current().Add(ObjectKind::Com, object);
+    return object.get();
+  }
+
  protected:
-  /// Counts the object as open, with one reference.
-  ComCounter();
+  ComCounter() = default;
 
   std::uint32_t CountUp() { return ++references_; }
 

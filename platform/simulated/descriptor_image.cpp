@@ -3,7 +3,10 @@
 #include "base/text.h"
 #include "platform/simulated/security_values.h"
 
+#include <array>
+#include <charconv>
 #include <cstring>
+#include <limits>
 
 namespace vorn::platform::simulated {
 
@@ -172,8 +175,10 @@ std::vector<AccessEntry> ReadEntries(const ACL* acl) {
   return entries;
 }
 
-std::u16string Decimal(std::uint64_t value) {
-  return ToUtf16(std::to_string(value));
+void AppendDecimal(std::u16string& text, std::uint64_t value) {
+  std::array<char, std::numeric_limits<std::uint64_t>::digits10 + 1> digits = {};
+  const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr;
+  text.append(digits.data(), end);
 }
 
 }  // namespace
@@ -202,11 +207,13 @@ std::u16string SidText(const SID* sid) {
   std::uint64_t authority = 0;
   for (const std::uint8_t byte : header.authority)
     authority = authority << 8 | byte;
-  std::u16string text = u"S-1-";
-  text += Decimal(authority);
+  std::u16string text;
+  text.reserve(48);  // room for the SID of a user
+  text = u"S-1-";
+  AppendDecimal(text, authority);
   for (std::size_t i = 0; i < header.subAuthorityCount; ++i) {
     text += u'-';
-    text += Decimal(ReadAt<std::uint32_t>(sid, sizeof header + 4 * i));
+    AppendDecimal(text, ReadAt<std::uint32_t>(sid, sizeof header + 4 * i));
   }
   return text;
 }

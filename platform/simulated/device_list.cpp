@@ -32,7 +32,7 @@ DeviceElement* DeviceList::Find(const SP_DEVINFO_DATA* data) {
 
 std::size_t DeviceList::Append(const Device& device) {
   devices.push_back({Process::Current().nodes.NumberOf(device.instanceId), device.instanceId,
-                     device.classGuid, device.installFlags, std::nullopt, std::nullopt});
+                     device.classGuid, device.installFlags, std::nullopt, nullptr});
   return devices.size() - 1;
 }
 

@@ -29,7 +29,7 @@ struct DeviceElement {
   GUID classGuid = {};
   std::uint32_t installFlags = 0;                    // DI_
   std::optional<ClassInstallParameters> parameters;  // set and not yet replaced
-  std::optional<Device> unregistered;  // created here and not yet in the tree; lost with the list
+  std::unique_ptr<Device> unregistered;  // created here and not yet in the tree; lost with the list
 };
 
 struct InterfaceElement {

@@ -227,6 +227,19 @@ std::string PoolLines(const std::vector<PoolEntry>& pool) {
   return text;
 }
 
+/// All cables, the render flow first.
+std::vector<PoolEntry> SoundPool() {
+  std::vector<PoolEntry> pool;
+  for (std::uint32_t flow = 0; flow < 2; ++flow) {
+    for (std::uint32_t cable = 0; cable < kCables; ++cable) {
+      pool.push_back({cable, flow,
+                      u"VORN Cable " + ToUtf16(std::to_string(cable + 1)) +
+                          (flow == 0 ? u" Render" : u" Capture")});
+    }
+  }
+  return pool;
+}
+
 }  // namespace
 
 DriverImage SoundImage(std::u16string_view version) {
@@ -241,13 +254,8 @@ DriverImage SoundImage(std::u16string_view version) {
   DriverImage image;
   image.loadedVersion = (parts[0] & 0xFF) << 16 | (parts[1] & 0xFF) << 8 | (parts[2] & 0xFF);
   image.revision = parts[3];
-  for (std::uint32_t flow = 0; flow < 2; ++flow) {
-    for (std::uint32_t cable = 0; cable < kCables; ++cable) {
-      image.pool.push_back({cable, flow,
-                            u"VORN Cable " + ToUtf16(std::to_string(cable + 1)) +
-                                (flow == 0 ? u" Render" : u" Capture")});
-    }
-  }
+  static const std::vector<PoolEntry> pool = SoundPool();
+  image.pool = pool;
   return image;
 }
 

@@ -2,22 +2,28 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 
 namespace vorn::platform::simulated {
 
 // Documented: a GUID is written as 8, 4, 4, 4 and 12 hexadecimal digits in braces.
 std::u16string GuidText(const GUID& guid) {
-  std::u16string text = u"{00000000-0000-0000-0000-000000000000}";
-  const auto write = [&text](std::size_t first, std::size_t digits, std::uint32_t number) {
-    for (std::size_t place = first + digits; place-- > first; number >>= 4)
-      text[place] = u"0123456789abcdef"[number & 0xF];
+  char16_t text[] = u"{00000000-0000-0000-0000-000000000000}";
+  char16_t* place = text + 1;
+  const auto write = [&place](std::uint32_t number, int digits) {
+    for (int shift = 4 * digits; shift > 0;)
+      *place++ = u"0123456789abcdef"[number >> (shift -= 4) & 0xF];
   };
-  write(1, 8, guid.Data1);
-  write(10, 4, guid.Data2);
-  write(15, 4, guid.Data3);
-  for (std::size_t i = 0; i < 8; ++i)
-    write((i < 2 ? 20 : 21) + 2 * i, 2, guid.Data4[i]);
-  return text;
+  write(guid.Data1, 8);
+  ++place;
+  write(guid.Data2, 4);
+  ++place;
+  write(guid.Data3, 4);
+  for (std::size_t i = 0; i < 8; ++i) {
+    if (i == 0 || i == 2) ++place;
+    write(guid.Data4[i], 2);
+  }
+  return {text, std::size(text) - 1};
 }
 
 }  // namespace vorn::platform::simulated

@@ -103,8 +103,8 @@ bool IsValid(const SID* sid) {
 }
 
 bool IsKnownAs(const SID* sid, std::uint32_t type) {
-  if (!IsValid(sid)) return false;
-  const std::u16string text = SidText(sid);
+  const std::u16string text = sid == nullptr ? std::u16string() : SidText(sid);
+  if (text.empty()) return false;
   for (const WellKnown& known : kWellKnownSids) {
     if (known.type == type) return known.sid == text;
   }
