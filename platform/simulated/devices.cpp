@@ -3,6 +3,9 @@
 #include "platform/simulated/upper_case.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstring>
 #include <utility>
 
 namespace vorn::platform::simulated {
@@ -11,14 +14,34 @@ bool IsSameDevice(std::u16string_view left, std::u16string_view right) {
   return IsSameName(left, right);
 }
 
+namespace {
+
+/// Four units without what distinguishes the spellings of a name: the bit in which a letter's two
+/// cases differ, and the letters outside ASCII.
+std::uint64_t FoldedUnits(const char16_t* units) {
+  std::uint64_t folded = 0;
+  std::memcpy(&folded, units, sizeof folded);
+  constexpr std::uint64_t kBeyondAscii = 0xFF80FF80FF80FF80;
+  constexpr std::uint64_t kCase = 0x0020002000200020;
+  if ((folded & kBeyondAscii) == 0) return folded | kCase;
+  folded = 0;
+  for (std::size_t i = 0; i < 4; ++i)
+    folded = folded << 16 | (units[i] < 0x80 ? units[i] | 0x20U : 0x80U);
+  return folded;
+}
+
+}  // namespace
+
 std::size_t DeviceIdHash::operator()(std::u16string_view id) const {
-  constexpr std::size_t kTellingUnits = 10;      // at the end, where ids differ
-  std::uint64_t hash = 14695981039346656037ULL;  // FNV-1a
-  for (const char16_t unit : id.substr(id.size() - std::min(id.size(), kTellingUnits))) {
-    // A letter's two cases differ in this bit; other letters have no case that matters here.
-    const char16_t folded = unit < 0x80 ? unit | 0x20 : char16_t{0x80};
-    hash = (hash ^ folded) * 1099511628211ULL;
+  constexpr std::size_t kTellingUnits = 8;  // at the end, where ids differ
+  std::array<char16_t, kTellingUnits> longer = {};
+  if (id.size() < kTellingUnits) {
+    std::copy(id.begin(), id.end(), longer.begin());
+    id = {longer.data(), kTellingUnits};
   }
+  const char16_t* units = id.data() + id.size() - kTellingUnits;
+  const std::uint64_t hash =
+      (FoldedUnits(units) * 0x9E3779B97F4A7C15 ^ FoldedUnits(units + 4)) * 0xBF58476D1CE4E5B9;
   return static_cast<std::size_t>(hash ^ hash >> 32);
 }
 

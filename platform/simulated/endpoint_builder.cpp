@@ -46,16 +46,25 @@ std::u16string MintId(AudioCatalog& audio, bool capture) {
 }
 
 std::u16string ChildId(const AudioEndpoint& endpoint) {
-  std::u16string id(kChildPrefix);
+  std::u16string id;
+  id.reserve(kChildPrefix.size() + endpoint.id.size());
+  id += kChildPrefix;
   id += endpoint.id;
   return id;
 }
 
 /// The device id of the filter behind an endpoint of the device.
 std::u16string FilterId(std::u16string_view root, const std::u16string& pin) {
-  std::u16string path = ToLowerAscii(root);
-  std::replace(path.begin(), path.end(), u'\\', u'#');
-  return u"{2}.\\\\?\\" + path + u"#{6994ad04-93ef-11d0-a3cc-00a0c9223196}\\" + pin;
+  constexpr std::u16string_view kStart = u"{2}.\\\\?\\";
+  constexpr std::u16string_view kAudioInterface = u"#{6994ad04-93ef-11d0-a3cc-00a0c9223196}\\";
+  std::u16string id;
+  id.reserve(kStart.size() + root.size() + kAudioInterface.size() + pin.size());
+  id += kStart;
+  for (const char16_t unit : root)
+    id += unit == u'\\' ? u'#' : ToLowerAscii(unit);
+  id += kAudioInterface;
+  id += pin;
+  return id;
 }
 
 std::u16string CableName(CableFlow cable) {
@@ -91,6 +100,27 @@ bool IsCable(const AudioEndpoint& endpoint, std::u16string_view root, CableFlow 
 // ------------------------------------------------------------------------------------------------
 // Records in the registry.
 
+constexpr std::u16string_view kRenderRecords =
+    u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\MMDevices\\Audio\\Render";
+constexpr std::u16string_view kCaptureRecords =
+    u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\MMDevices\\Audio\\Capture";
+
+std::u16string_view RecordsOfFlow(bool capture) {
+  return capture ? kCaptureRecords : kRenderRecords;
+}
+
+/// The record is named after the last part of its endpoint's id.
+std::u16string_view RecordName(std::u16string_view endpointId) {
+  const std::size_t guid = endpointId.rfind(u'{');
+  return guid == std::u16string_view::npos ? endpointId : endpointId.substr(guid);
+}
+
+std::optional<KeyId> FindRecord(const Registry& registry, std::u16string_view endpointId,
+                                bool capture) {
+  const auto records = FindKey(registry, RecordsOfFlow(capture));
+  return records ? FindKey(registry, *records, RecordName(endpointId)) : std::nullopt;
+}
+
 void WriteCableMarker(Key& properties, CableProperty property) {
   if (property.type == VT_UI4 || property.type == VT_I4) {
     PutDword(properties, kCableMarkerName, property.value);
@@ -101,7 +131,8 @@ void WriteCableMarker(Key& properties, CableProperty property) {
 
 void WriteRecord(Machine& machine, const AudioEndpoint& endpoint, std::u16string_view name) {
   Registry& registry = machine.registry;
-  const KeyId record = MakeKey(registry, EndpointRecordPath(endpoint));
+  const KeyId record = MakeKey(registry, MakeKey(registry, RecordsOfFlow(endpoint.capture)),
+                               RecordName(endpoint.id));
   PutDword(registry.keys.at(record), u"DeviceState", endpoint.state);
   MakeChild(registry, record, u"FxProperties");
   Key& properties = registry.keys.at(MakeChild(registry, record, u"Properties"));
@@ -112,7 +143,7 @@ void WriteRecord(Machine& machine, const AudioEndpoint& endpoint, std::u16string
 /// A record's state follows the catalog. Assumed: a deleted record stays deleted. Question: does
 /// the endpoint builder write a record again that was deleted while its device was gone?
 void UpdateRecord(Machine& machine, const AudioEndpoint& endpoint) {
-  const auto record = FindKey(machine.registry, EndpointRecordPath(endpoint));
+  const auto record = FindRecord(machine.registry, endpoint.id, endpoint.capture);
   if (record) PutDword(machine.registry.keys.at(*record), u"DeviceState", endpoint.state);
 }
 
@@ -201,11 +232,8 @@ std::vector<CableFlow> WantedCables(const Machine& machine, const Device& device
 /// updated.
 std::u16string IdOfCable(Machine& machine, CableFlow cable, RememberedEndpoint& memory) {
   const bool capture = cable.second != 0;
-  AudioEndpoint former;
-  former.id = memory.id;
-  former.capture = capture;
   const bool known =
-      !memory.id.empty() && FindKey(machine.registry, EndpointRecordPath(former)).has_value();
+      !memory.id.empty() && FindRecord(machine.registry, memory.id, capture).has_value();
   if (known && machine.audio.remintNext == 0) return memory.id;
   if (!known) memory.disabledByUser = false;
   if (machine.audio.remintNext > 0) --machine.audio.remintNext;
@@ -302,10 +330,10 @@ void HideCable(Machine& machine, std::u16string_view root, CableFlow cable) {
 }  // namespace
 
 std::u16string EndpointRecordPath(const AudioEndpoint& endpoint) {
-  const std::size_t guid = endpoint.id.rfind(u'{');
-  return std::u16string(kEndpointRecordsPath) +
-         (endpoint.capture ? u"\\Capture\\" : u"\\Render\\") +
-         (guid == std::u16string::npos ? endpoint.id : endpoint.id.substr(guid));
+  std::u16string path(RecordsOfFlow(endpoint.capture));
+  path += u'\\';
+  path += RecordName(endpoint.id);
+  return path;
 }
 
 // Assumed: administrators may only read the endpoint records, and delete them only by privilege.
@@ -323,8 +351,8 @@ void MakeEndpointRecordKeys(Machine& machine) {
                       {0, kInheritedByKeys, KEY_READ, kAdministrators},
                       {0, kInheritedByKeys, KEY_READ, kUsers}};
   SecureKey(registry, kEndpointRecordsPath, std::move(security));
-  MakeKey(registry, std::u16string(kEndpointRecordsPath) + u"\\Render");
-  MakeKey(registry, std::u16string(kEndpointRecordsPath) + u"\\Capture");
+  MakeKey(registry, kRenderRecords);
+  MakeKey(registry, kCaptureRecords);
 }
 
 void BuildEndpointsSoon(Machine& machine, std::u16string_view rootInstanceId) {

@@ -6,6 +6,7 @@
 #include "platform/simulated/upper_case.h"
 
 #include <algorithm>
+#include <array>
 #include <vector>
 
 namespace vorn::platform::simulated {
@@ -14,6 +15,15 @@ namespace {
 
 /// Documented: a name that passes more reparse points than this counts as a loop.
 constexpr int kMostLinks = 63;
+
+/// By unit: control characters, separators and wildcards.
+constexpr auto kIsRefused = [] {
+  std::array<bool, 0x80> refused = {};
+  std::fill_n(refused.begin(), 0x20, true);
+  for (const char16_t unit : std::u16string_view(u"\"*/:<>?|\\"))
+    refused[unit] = true;
+  return refused;
+}();
 
 constexpr std::u16string_view kDosDevices[] = {u"\\??\\", u"\\DosDevices\\", u"\\GLOBAL??\\"};
 
@@ -219,9 +229,8 @@ bool IsValidNtName(std::u16string_view component) {
   constexpr std::size_t kLongestName = 255;
   if (component.empty() || component.size() > kLongestName) return false;
   if (component == u"." || component == u"..") return false;
-  return std::none_of(component.begin(), component.end(), [](char16_t unit) {
-    return unit < 0x20 || std::u16string_view(u"\"*/:<>?|\\").find(unit) != std::u16string::npos;
-  });
+  return std::none_of(component.begin(), component.end(),
+                      [](char16_t unit) { return unit < kIsRefused.size() && kIsRefused[unit]; });
 }
 
 }  // namespace vorn::platform::simulated

@@ -3,6 +3,7 @@
 #include "base/text.h"
 #include "platform/registry.h"
 #include "platform/simulated/registry_values.h"
+#include "platform/simulated/returned_data.h"
 #include "platform/simulated/upper_case.h"
 
 #include <algorithm>
@@ -29,21 +30,33 @@ const SecurityRecord& DefaultSecurity() {
 
 /// Takes the next component off a path; empty at the end.
 std::u16string_view TakeComponent(std::u16string_view& path) {
-  const std::size_t begin = path.find_first_not_of(u'\\');
-  if (begin == std::u16string_view::npos) return path = {};
-  path.remove_prefix(begin);
+  while (path.starts_with(u'\\'))
+    path.remove_prefix(1);
   const std::u16string_view component = path.substr(0, path.find(u'\\'));
   path.remove_prefix(component.size());
   return component;
 }
 
 /// Where the child of that name is in the list of its parent, or would be.
-std::vector<KeyId>::const_iterator PlaceOfChild(const Registry& registry, const Key& parent,
-                                                std::u16string_view name) {
-  return std::lower_bound(parent.children.begin(), parent.children.end(), name,
-                          [&](KeyId child, std::u16string_view wanted) {
-                            return IsNameBefore(registry.keys.Get(child).name, wanted);
-                          });
+struct ChildPlace {
+  std::vector<KeyId>::const_iterator place;
+  bool found = false;
+};
+
+ChildPlace PlaceOfChild(const Registry& registry, const Key& parent, std::u16string_view name) {
+  auto first = parent.children.begin();
+  auto last = parent.children.end();
+  while (first != last) {
+    const auto middle = first + (last - first) / 2;
+    const int order = CompareNames(registry.keys.Get(*middle).name, name);
+    if (order == 0) return {middle, true};
+    if (order < 0) {
+      first = middle + 1;
+    } else {
+      last = middle;
+    }
+  }
+  return {first, false};
 }
 
 KeyId AddSubkey(Registry& registry, KeyId parent, std::u16string_view name) {
@@ -52,7 +65,7 @@ KeyId AddSubkey(Registry& registry, KeyId parent, std::u16string_view name) {
   key.name = name;
   key.parent = parent;
   Key& above = registry.keys.at(parent);
-  above.children.insert(PlaceOfChild(registry, above, name), id);
+  above.children.insert(PlaceOfChild(registry, above, name).place, id);
   registry.keys.Put(id, std::move(key));
   return id;
 }
@@ -74,7 +87,11 @@ Registry::Registry() {
 }
 
 KeyId MakeKey(Registry& registry, std::u16string_view path) {
-  KeyId key = registry.localMachine;
+  return MakeKey(registry, registry.localMachine, path);
+}
+
+KeyId MakeKey(Registry& registry, KeyId above, std::u16string_view path) {
+  KeyId key = above;
   for (auto name = TakeComponent(path); !name.empty(); name = TakeComponent(path)) {
     key = MakeChild(registry, key, name);
   }
@@ -82,7 +99,11 @@ KeyId MakeKey(Registry& registry, std::u16string_view path) {
 }
 
 std::optional<KeyId> FindKey(const Registry& registry, std::u16string_view path) {
-  std::optional<KeyId> key = registry.localMachine;
+  return FindKey(registry, registry.localMachine, path);
+}
+
+std::optional<KeyId> FindKey(const Registry& registry, KeyId above, std::u16string_view path) {
+  std::optional<KeyId> key = above;
   for (auto name = TakeComponent(path); key && !name.empty(); name = TakeComponent(path)) {
     key = FindChild(registry, *key, name);
   }
@@ -124,11 +145,8 @@ KeyId MakeChild(Registry& registry, KeyId parent, std::u16string_view name) {
 }
 
 std::optional<KeyId> FindChild(const Registry& registry, KeyId parent, std::u16string_view name) {
-  const Key& above = registry.keys.Get(parent);
-  const auto place = PlaceOfChild(registry, above, name);
-  const bool found =
-      place != above.children.end() && IsSameName(registry.keys.Get(*place).name, name);
-  return found ? std::optional(*place) : std::nullopt;
+  const ChildPlace child = PlaceOfChild(registry, registry.keys.Get(parent), name);
+  return child.found ? std::optional(*child.place) : std::nullopt;
 }
 
 const RegistryValue* FindValue(const Key& key, std::u16string_view name) {
@@ -156,13 +174,7 @@ void PutDword(Key& key, std::u16string_view name, std::uint32_t value) {
 }
 
 void PutString(Key& key, std::u16string_view name, std::u16string_view text) {
-  Bytes data;
-  for (const char16_t unit : text) {
-    data.push_back(static_cast<std::uint8_t>(unit & 0xFF));
-    data.push_back(static_cast<std::uint8_t>(unit >> 8));
-  }
-  data.resize(data.size() + 2);
-  PutValue(key, name, REG_SZ, std::move(data));
+  PutValue(key, name, REG_SZ, ToTerminatedBytes(text));
 }
 
 const SecurityRecord& SecurityOf(const Registry& registry, KeyId key) {
@@ -177,7 +189,7 @@ void RemoveKey(Registry& registry, KeyId key) {
   if (key == registry.localMachine) return;
   const Key& record = registry.keys.Get(key);
   Key& parent = registry.keys.at(record.parent);
-  parent.children.erase(PlaceOfChild(registry, parent, record.name));
+  parent.children.erase(PlaceOfChild(registry, parent, record.name).place);
   registry.keys.Erase(key);
 }
 

@@ -53,11 +53,13 @@ struct Registry {
 // lists are not checked and links are not followed. Names of keys and values ignore ASCII case. A
 // new key is listed in the order of upper-cased names, as in a hive.
 
-/// The key at a path, created together with missing keys above it.
+/// The key at a path, also one below another key, created together with missing keys above it.
 KeyId MakeKey(Registry& registry, std::u16string_view path);
+KeyId MakeKey(Registry& registry, KeyId above, std::u16string_view path);
 
 /// The key at a path; nothing when there is none. The empty path is HKEY_LOCAL_MACHINE.
 std::optional<KeyId> FindKey(const Registry& registry, std::u16string_view path);
+std::optional<KeyId> FindKey(const Registry& registry, KeyId above, std::u16string_view path);
 
 /// Creates or replaces a value, and its key.
 void PutValue(Registry& registry, std::u16string_view path, std::u16string_view name,

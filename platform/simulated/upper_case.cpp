@@ -53,21 +53,26 @@ std::u16string ToUpperName(std::u16string_view name) {
 }
 
 bool IsSameName(std::u16string_view left, std::u16string_view right) {
+  if (left.size() != right.size()) return false;
   if (AreSameUnits(left, right)) return true;
   // Compared from the end, because that is where the ids of one machine differ.
-  return left.size() == right.size() &&
-         std::equal(left.rbegin(), left.rend(), right.rbegin(), [](char16_t one, char16_t other) {
-           return one == other || ToUpperName(one) == ToUpperName(other);
-         });
+  return std::equal(left.rbegin(), left.rend(), right.rbegin(), [](char16_t one, char16_t other) {
+    return one == other || ToUpperName(one) == ToUpperName(other);
+  });
+}
+
+int CompareNames(std::u16string_view left, std::u16string_view right) {
+  const std::size_t shorter = std::min(left.size(), right.size());
+  for (std::size_t i = CommonUnits(left, right); i < shorter; ++i) {
+    const int difference = int{ToUpperName(left[i])} - int{ToUpperName(right[i])};
+    if (difference != 0) return difference;
+  }
+  if (left.size() == right.size()) return 0;
+  return left.size() < right.size() ? -1 : 1;
 }
 
 bool IsNameBefore(std::u16string_view left, std::u16string_view right) {
-  const auto common = static_cast<std::ptrdiff_t>(CommonUnits(left, right));
-  const auto [one, other] = std::mismatch(
-      left.begin() + common, left.end(), right.begin() + common, right.end(),
-      [](char16_t a, char16_t b) { return a == b || ToUpperName(a) == ToUpperName(b); });
-  if (other == right.end()) return false;
-  return one == left.end() || ToUpperName(*one) < ToUpperName(*other);
+  return CompareNames(left, right) < 0;
 }
 
 bool StartsWithName(std::u16string_view name, std::u16string_view start) {

@@ -24,7 +24,11 @@ std::u16string ToUpperName(std::u16string_view name);
 /// Whether two names are the same name.
 bool IsSameName(std::u16string_view left, std::u16string_view right);
 
-/// Whether a name comes before another in the order of their capitals, in which a hive keeps keys.
+/// Compares the capitals of two names, in whose order a hive keeps keys: negative, 0 for the same
+/// name, or positive.
+int CompareNames(std::u16string_view left, std::u16string_view right);
+
+/// Whether a name comes before another in that order.
 bool IsNameBefore(std::u16string_view left, std::u16string_view right);
 
 /// Whether a name begins with another.

@@ -40,9 +40,22 @@ TEST_F(FoldedNames, NameOneDevice) {
   EXPECT_NE(TheMachine().devices.Find(u"root\\\u00e4\\0000"), nullptr);
 }
 
+TEST_F(FoldedNames, NameOneDeviceHoweverShortItsId) {
+  AddRoot(TheMachine(), u"R\\a\\\u00c4");
+  EXPECT_NE(TheMachine().devices.Find(u"r\\A\\\u00e4"), nullptr);
+}
+
 TEST_F(FoldedNames, NameOneKey) {
   const KeyId key = MakeKey(TheMachine().registry, u"SOFTWARE\\\u00c4");
   EXPECT_EQ(FindKey(TheMachine().registry, u"software\\\u00e4"), key);
+}
+
+TEST_F(FoldedNames, NameAKeyBelowAnother) {
+  Registry& registry = TheMachine().registry;
+  const KeyId above = MakeKey(registry, u"SOFTWARE\\Above");
+  const KeyId key = MakeKey(registry, above, u"\u00c4\\b");
+  EXPECT_EQ(FindKey(registry, above, u"\u00e4\\B"), key);
+  EXPECT_EQ(FindKey(registry, u"SOFTWARE\\Above\\\u00c4\\b"), key);
 }
 
 }  // namespace
