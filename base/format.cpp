@@ -6,6 +6,9 @@ namespace vorn::format_internal {
 
 namespace {
 
+/// Units that the texts of a pattern take, as a rule.
+constexpr std::size_t kUsualTexts = 80;
+
 std::u16string Digits(std::uint64_t value, Radix radix) {
   const auto base = static_cast<std::uint64_t>(radix);
   std::u16string digits;
@@ -37,6 +40,7 @@ std::u16string Convert(const Conversion& conversion, const Value& value) {
 
 std::u16string Expand(std::u16string_view pattern, const Value* values) {
   std::u16string out;
+  out.reserve(pattern.size() + kUsualTexts);
   while (!pattern.empty()) {
     const std::size_t percent = std::min(pattern.find(u'%'), pattern.size());
     out += pattern.substr(0, percent);

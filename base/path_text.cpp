@@ -15,7 +15,9 @@ std::u16string_view FileNameComponent(std::u16string_view path) {
 }
 
 std::u16string JoinPath(std::u16string_view folder, std::u16string_view name) {
-  std::u16string path(folder);
+  std::u16string path;
+  path.reserve(folder.size() + 1 + name.size());
+  path += folder;
   if (!path.ends_with(u'\\')) path += u'\\';
   return path += name;
 }

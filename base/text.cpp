@@ -1,6 +1,7 @@
 #include "base/text.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 
 namespace vorn {
@@ -108,10 +109,12 @@ std::size_t CommonUnits(std::u16string_view left, std::u16string_view right) {
   std::uint64_t some = 0;
   std::uint64_t others = 0;
   constexpr std::size_t kStep = sizeof some / sizeof(char16_t);
+  static_assert(std::endian::native == std::endian::little, "the first unit has the lowest bits");
   for (; common + kStep <= shorter; common += kStep) {
     std::memcpy(&some, left.data() + common, sizeof some);
     std::memcpy(&others, right.data() + common, sizeof others);
-    if (some != others) break;
+    if (some != others)
+      return common + static_cast<std::size_t>(std::countr_zero(some ^ others)) / 16;
   }
   while (common < shorter && left[common] == right[common])
     ++common;
@@ -122,6 +125,17 @@ bool AreSameUnits(std::u16string_view left, std::u16string_view right) {
   return left.size() == right.size() &&
          (left.empty() ||
           std::memcmp(left.data(), right.data(), left.size() * sizeof(char16_t)) == 0);
+}
+
+void SortByUnits(std::vector<std::u16string>& texts) {
+  const auto isBefore = [](std::u16string_view left, std::u16string_view right) {
+    const std::size_t common = CommonUnits(left, right);
+    if (common == right.size()) return false;
+    return common == left.size() || left[common] < right[common];
+  };
+  if (!std::is_sorted(texts.begin(), texts.end(), isBefore)) {
+    std::sort(texts.begin(), texts.end(), isBefore);
+  }
 }
 
 bool EqualsIgnoringCase(std::u16string_view left, std::u16string_view right) {
@@ -149,7 +163,8 @@ bool IsAsciiLetter(char16_t unit) {
 
 bool IsSingleLine(std::u16string_view text, std::size_t maxLength) {
   return !text.empty() && text.size() <= maxLength &&
-         text.find_first_of(u"\r\n") == std::u16string_view::npos;
+         std::none_of(text.begin(), text.end(),
+                      [](char16_t unit) { return unit == u'\r' || unit == u'\n'; });
 }
 
 std::u16string ToHexText(std::span<const std::uint8_t> bytes) {

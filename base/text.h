@@ -8,6 +8,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace vorn {
 
@@ -32,6 +33,9 @@ bool AreSameUnits(std::u16string_view left, std::u16string_view right);
 
 /// Whether two texts are equal apart from the case of ASCII letters.
 bool EqualsIgnoringCase(std::u16string_view left, std::u16string_view right);
+
+/// Sorts texts by their code units. Quick if they are sorted, or begin alike.
+void SortByUnits(std::vector<std::u16string>& texts);
 
 /// Compares the lower-cased code units: negative, 0 or positive, as _wcsicmp.
 int CompareIgnoringCase(std::u16string_view left, std::u16string_view right);

@@ -5,6 +5,7 @@
 #include "catalog/endpoint_sets.h"
 #include "platform/audio_endpoints.h"
 #include "platform/owners.h"
+#include "product/endpoint_identity.h"
 #include "product/product.h"
 
 #include <cstdint>
@@ -187,6 +188,10 @@ CatalogSnapshot TakeCatalogSnapshot(std::u16string_view rootInstanceId,
                                     const std::vector<std::u16string>& presentChildren,
                                     PnpComparison comparison) {
   CatalogSnapshot snapshot;
+  snapshot.endpoints.reserve(kEndpointCount);
+  snapshot.endpointIds.reserve(kEndpointCount);
+  snapshot.activeEndpointIds.reserve(kEndpointCount);
+  if (comparison == PnpComparison::Children) snapshot.activeInstanceIds.reserve(kEndpointCount);
   CheckResult judged = ListCatalog(rootInstanceId, comparison, snapshot);
   if (judged.ok) judged = CheckCatalogEndpoints(snapshot.endpoints);
   if (judged.ok && comparison == PnpComparison::Children &&

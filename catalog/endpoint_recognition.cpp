@@ -32,14 +32,14 @@ std::optional<std::uint32_t> CableIndexOf(const platform::PROPVARIANT& value) {
 
 bool IsConnectedToRoot(std::u16string_view connectedDeviceId, std::u16string_view rootInstanceId) {
   if (rootInstanceId.empty()) return false;
-  const std::u16string connected = ToLowerAscii(connectedDeviceId);
   const std::u16string root = InterfaceSpelling(rootInstanceId);
-  for (std::size_t found = connected.find(root); found != std::u16string::npos;
-       found = connected.find(root, found + 1)) {
-    const std::size_t end = found + root.size();
-    if (end == connected.size() || IsSeparator(connected[end])) return true;
+  const auto isSame = [](char16_t unit, char16_t lower) { return ToLowerAscii(unit) == lower; };
+  for (std::u16string_view rest = connectedDeviceId;; rest.remove_prefix(1)) {
+    const auto found = std::search(rest.begin(), rest.end(), root.begin(), root.end(), isSame);
+    if (found == rest.end()) return false;
+    rest.remove_prefix(static_cast<std::size_t>(found - rest.begin()));
+    if (rest.size() == root.size() || IsSeparator(rest[root.size()])) return true;
   }
-  return false;
 }
 
 }  // namespace vorn

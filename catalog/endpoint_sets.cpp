@@ -21,7 +21,10 @@ bool IsIdBefore(std::u16string_view left, std::u16string_view right) {
 
 /// Sorts the ids; false if one is there twice.
 bool SortDistinct(IdSet& ids) {
-  std::sort(ids.begin(), ids.end(), IsIdBefore);
+  // The platform lists children in order.
+  if (!std::is_sorted(ids.begin(), ids.end(), IsIdBefore)) {
+    std::sort(ids.begin(), ids.end(), IsIdBefore);
+  }
   return std::adjacent_find(ids.begin(), ids.end(), EqualsIgnoringCase) == ids.end();
 }
 
@@ -114,7 +117,7 @@ CheckResult ComputeExpectedPresent(const std::vector<CatalogEndpoint>& catalog,
     if (std::none_of(known.begin(), known.end(), isChild)) expected.push_back(std::move(key));
   }
   // The checks have left no id that is there twice.
-  std::sort(expected.begin(), expected.end());
+  SortByUnits(expected);
   *output = std::move(expected);
   return CheckResult::Passed();
 }

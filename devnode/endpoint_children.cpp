@@ -29,7 +29,8 @@ std::u16string ReadDeviceId(platform::DEVINST node) {
   if (platform::CM_Get_Device_ID_Size(&length, node) != platform::CR_SUCCESS) return {};
   std::u16string id(std::size_t{length} + 1, u'\0');
   if (platform::CM_Get_Device_IDW(node, id.data(), length + 1) != platform::CR_SUCCESS) return {};
-  return id.c_str();
+  id.resize(std::char_traits<char16_t>::length(id.c_str()));
+  return id;
 }
 
 }  // namespace

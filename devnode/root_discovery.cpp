@@ -1,12 +1,12 @@
 #include "devnode/root_discovery.h"
 
+#include "base/text.h"
 #include "devnode/device_reads.h"
 #include "devnode/endpoint_children.h"
 #include "devnode/node_status.h"
 #include "devnode/root_walk.h"
 #include "platform/clock.h"
 
-#include <algorithm>
 #include <optional>
 #include <utility>
 
@@ -68,7 +68,7 @@ LiveRoot DiscoverLiveRoot(RootFacts facts) {
   list.Reset();
   root.reason = JudgeLiveRoot(root);
   root.ok = root.reason.empty();
-  if (root.ok) std::sort(root.endpointChildren.begin(), root.endpointChildren.end());
+  if (root.ok) SortByUnits(root.endpointChildren);
   return root;
 }
 
@@ -94,7 +94,7 @@ RootListing ListPresentRootIds() {
     everyIdRead = id.has_value();
     if (id) listing.ids.push_back(std::move(*id));
   }
-  std::sort(listing.ids.begin(), listing.ids.end());
+  SortByUnits(listing.ids);
   listing.complete = everyIdRead && walk.SawEveryDevice();
   return listing;
 }

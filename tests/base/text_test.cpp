@@ -40,6 +40,13 @@ TEST(CommonUnits, TellNullCharactersFromOthers) {
   EXPECT_EQ(CommonUnits(nulls, u"ROOT\\MED"), 0U);
 }
 
+TEST(SortedTexts, ComeInTheOrderOfTheirUnits) {
+  std::vector<std::u16string> texts = {u"SWD\\b", u"SWD\\B", u"SWD\\a!", u"", u"\uFFFD", u"SWD\\a"};
+  SortByUnits(texts);
+  EXPECT_EQ(texts, (std::vector<std::u16string>{u"", u"SWD\\B", u"SWD\\a", u"SWD\\a!", u"SWD\\b",
+                                                u"\uFFFD"}));
+}
+
 TEST(SameUnits, AreOfOneLengthAndOneCase) {
   EXPECT_TRUE(AreSameUnits(u"", {}));
   EXPECT_TRUE(AreSameUnits(u"oem1.inf", u"oem1.inf"));
