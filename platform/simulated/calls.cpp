@@ -84,8 +84,8 @@ std::string RenderArgument(const Hex& value) {
 
 namespace {
 
-/// Swaps the parts of the machine that a stale answer is about with those of the past. Files and
-/// time stay.
+/// Swaps the parts of the machine that a stale answer is about with those of the past. Ours: files
+/// and time stay.
 void SwapWithPast(Process& process) {
   Machine& machine = process.TheMachine();
   Machine& past = *process.past;
