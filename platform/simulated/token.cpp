@@ -133,7 +133,10 @@ bool AdjustTokenPrivileges(HANDLE token, bool disableAll, const TOKEN_PRIVILEGES
   return SimulateBool(
       "AdjustTokenPrivileges",
       Arguments("TokenHandle", token, "DisableAllPrivileges", disableAll, "PrivilegeCount",
-                newState == nullptr ? 0U : newState->PrivilegeCount),
+                newState == nullptr ? 0U : newState->PrivilegeCount, "Attributes",
+                Hex{newState == nullptr || newState->PrivilegeCount == 0
+                        ? 0
+                        : EntryAt(newState, 0).Attributes}),
       [&](const CallFaults&) {
         Process& process = Process::Current();
         const auto value = reinterpret_cast<std::uintptr_t>(token);

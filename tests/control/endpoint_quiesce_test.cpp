@@ -102,6 +102,7 @@ TEST_F(Quiesce, ReportsADeviceThatDoesNotOpen) {
   EXPECT_EQ(process.ErrorOutput(),
             u"vorn_devnode: driver quiesce could not open the device: no openable VORN interface "
             u"on this root (control and KS both failed, last error 0x00000005)\n");
+  EXPECT_EQ(CountOf("DeviceIoControl"), 0U);
 }
 
 TEST_F(Quiesce, ReportsALeaseThatFails) {

@@ -266,12 +266,13 @@ TEST(ExistingRootUpdate, IsRefusedWhenTheDeviceVanishesAfterThePruning) {
 }
 
 TEST(ExistingRootUpdate, IsRefusedWhenASecondDeviceAppearsAfterThePruning) {
-  Machine machine = OutdatedMachine();
-  const Fault fault = ChangeBefore("SetupDiGetClassDevsW", 4,
-                                   [](Machine& world) { AddRoot(world, u"ROOT\\MEDIA\\0007"); });
-  ExpectRun(Install(machine, {.faults = {fault}}), kExitNotStarted,
-            {Err("vorn_devnode: existing root baseline is missing or ambiguous: multiple present "
-                 "Root\\VornAudio devnodes")});
+  for (Machine machine : {OutdatedMachine(), DisabledMachine()}) {
+    const Fault fault = ChangeBefore("SetupDiGetClassDevsW", 4,
+                                     [](Machine& world) { AddRoot(world, u"ROOT\\MEDIA\\0007"); });
+    ExpectRun(Install(machine, {.faults = {fault}}), kExitNotStarted,
+              {Err("vorn_devnode: existing root baseline is missing or ambiguous: multiple present "
+                   "Root\\VornAudio devnodes")});
+  }
 }
 
 TEST(ExistingRootUpdate, IsRefusedForADeviceThatTheUserDisabled) {

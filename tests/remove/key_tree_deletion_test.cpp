@@ -169,6 +169,7 @@ TEST_F(KeyTreeDeletion, UsesThePrivilegesWhereAccessIsDenied) {
   EXPECT_EQ(ArgumentsOf("OpenProcessToken", "DesiredAccess"), Texts{"0x28"});
   EXPECT_EQ(CountOf("LookupPrivilegeValueW"), 2U);
   EXPECT_EQ(ArgumentsOf("AdjustTokenPrivileges", "PrivilegeCount"), (Texts{"1", "1"}));
+  EXPECT_EQ(ArgumentsOf("AdjustTokenPrivileges", "Attributes"), (Texts{"0x2", "0x2"}));
   EXPECT_TRUE(process.token.backupEnabled);
   EXPECT_TRUE(process.token.restoreEnabled);
 }
