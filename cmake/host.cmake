@@ -48,6 +48,8 @@ function(vorn_host_libraries kind)
   endif()
   if(VORN_UNITY)
     set_target_properties(${libraries} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 12)
+    # Its sources share one set of large templates, which each batch would compile anew.
+    set_target_properties(vorn_lab_library${kind} PROPERTIES UNITY_BUILD_BATCH_SIZE 0)
   endif()
   vorn_precompile(vorn_logic${kind} <string> <string_view> <vector> <map> <memory> <optional>
                   <variant>)

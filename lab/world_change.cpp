@@ -89,7 +89,7 @@ void Secure(Machine& machine, const ChangeWords& words) {
 }
 
 /// The letter of "C" and "C:", in upper case; 0 for another text.
-char16_t DriveLetter(const std::u16string& text) {
+char16_t LetterOf(const std::u16string& text) {
   const bool isDrive = !text.empty() && IsAsciiLetter(text[0]) &&
                        (text.size() == 1 || (text.size() == 2 && text[1] == u':'));
   return isDrive ? ToUpperAscii(text[0]) : u'\0';
@@ -97,7 +97,7 @@ char16_t DriveLetter(const std::u16string& text) {
 
 void FillVolume(Machine& machine, const ChangeWords& words) {
   for (Volume& volume : machine.files.volumes) {
-    if (ToUpperAscii(volume.letter) != DriveLetter(words[0])) continue;
+    if (ToUpperAscii(volume.letter) != LetterOf(words[0])) continue;
     volume.freeBytes = 0;
     return;
   }
@@ -105,7 +105,7 @@ void FillVolume(Machine& machine, const ChangeWords& words) {
 }
 
 void Remap(Machine& machine, const ChangeWords& words) {
-  machine.files.dosDevices[{DriveLetter(words[0]), u':'}] = words[1];
+  machine.files.dosDevices[{LetterOf(words[0]), u':'}] = words[1];
 }
 
 Device& DemandDevice(Machine& machine, const std::u16string& id) {
@@ -302,7 +302,7 @@ void Check(const ChangeKind& kind, const ChangeWords& words) {
                       std::count(words[0].begin(), words[0].end(), u'\\') == 2;
   if (name == "appear" && !isRoot) throw BadInput("appear needs an id like ROOT\\MEDIA\\0001");
   const bool hasLetter = name == "fill" || name == "remap";
-  if (hasLetter && DriveLetter(words[0]) == 0) throw BadInput(name + " needs a drive letter");
+  if (hasLetter && LetterOf(words[0]) == 0) throw BadInput(name + " needs a drive letter");
   if (name == "security" && !ParseSddl(words[1])) {
     throw BadInput("security needs a path and a descriptor in SDDL");
   }
