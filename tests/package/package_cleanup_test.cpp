@@ -140,10 +140,11 @@ TEST(SelectExactPackages, SortsByCodeUnitsWhateverTheOrderOfTheListing) {
   EXPECT_EQ(Select(machine).names, (Names{u"OEM7.Inf", u"oem12.inf", u"oem5.inf"}));
 }
 
-TEST(SelectExactPackages, SelectsHiddenAndReadOnlyPackages) {
+TEST(SelectExactPackages, SelectsPackagesWhateverElseTheirAttributesSay) {
   for (const std::uint32_t attribute :
        {platform::FILE_ATTRIBUTE_READONLY, platform::FILE_ATTRIBUTE_HIDDEN,
-        platform::FILE_ATTRIBUTE_SYSTEM, platform::FILE_ATTRIBUTE_ARCHIVE}) {
+        platform::FILE_ATTRIBUTE_SYSTEM, platform::FILE_ATTRIBUTE_ARCHIVE,
+        ~(platform::FILE_ATTRIBUTE_DIRECTORY | platform::FILE_ATTRIBUTE_REPARSE_POINT)}) {
     SCOPED_TRACE(attribute);
     Machine machine = BareMachine();
     Publish(machine, u"oem3.inf", SoundInf());

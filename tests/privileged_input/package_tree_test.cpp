@@ -50,6 +50,16 @@ TEST_F(PackageTree, IsCopiedWithTheIdentityOfEachFile) {
   }
 }
 
+TEST_F(PackageTree, IsCopiedWhateverElseTheAttributesSay) {
+  constexpr std::uint32_t kNoPlainFile =
+      platform::FILE_ATTRIBUTE_DIRECTORY | platform::FILE_ATTRIBUTE_REPARSE_POINT;
+  sim::NodeAt(Files(), u"C:\\src\\a").attributes |= ~kNoPlainFile;
+  sim::NodeAt(Files(), u"C:\\src\\sub").attributes |= ~kNoPlainFile;
+  sim::NodeAt(Files(), u"C:\\src\\sub\\b").attributes |= ~kNoPlainFile;
+  ASSERT_TRUE(Copy());
+  EXPECT_EQ(Copied(), (std::vector<std::u16string>{u"a", u"sub\\b"}));
+}
+
 TEST_F(PackageTree, IsReferredToByItsDataAlone) {
   ASSERT_TRUE(Copy());
   data.reset();
