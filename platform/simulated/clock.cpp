@@ -5,6 +5,7 @@
 #include "platform/simulated/process.h"
 
 #include <algorithm>
+#include <limits>
 
 namespace vorn::platform {
 
@@ -50,8 +51,13 @@ std::uint64_t NextTick(const Machine& machine) {
 
 }  // namespace
 
+std::uint64_t TickIn(const Machine& machine, std::uint64_t milliseconds) {
+  constexpr std::uint64_t kLastTick = std::numeric_limits<std::uint64_t>::max();
+  return machine.clock.tick + std::min(milliseconds, kLastTick - machine.clock.tick);
+}
+
 void Plan(Machine& machine, std::uint64_t delay, EventKind kind, std::u16string subject) {
-  Event event{machine.clock.tick + delay, kind, std::move(subject)};
+  Event event{TickIn(machine, delay), kind, std::move(subject)};
   auto& events = machine.clock.events;
   const auto later = [](const Event& left, const Event& right) { return left.due < right.due; };
   events.insert(std::upper_bound(events.begin(), events.end(), event, later), event);
@@ -71,7 +77,7 @@ void RunDueEvents(Machine& machine) {
 
 void Advance(Machine& machine, std::uint64_t milliseconds) {
   auto& clock = machine.clock;
-  const std::uint64_t end = clock.tick + milliseconds;
+  const std::uint64_t end = TickIn(machine, milliseconds);
   RunDueEvents(machine);
   while (!clock.events.empty() && clock.events.front().due <= end) {
     clock.tick = clock.events.front().due;

@@ -39,6 +39,9 @@ struct Clock {
   friend bool operator==(const Clock&, const Clock&) = default;
 };
 
+/// The tick so many milliseconds from now; the last one there is, when that is beyond it.
+std::uint64_t TickIn(const Machine& machine, std::uint64_t milliseconds);
+
 /// Plans an event `delay` milliseconds from now.
 void Plan(Machine& machine, std::uint64_t delay, EventKind kind, std::u16string subject);
 

@@ -23,6 +23,13 @@ constexpr std::size_t kStatusRevision = 120;
 /// accident.
 constexpr std::uint8_t kFiller = 0xA5;
 
+/// Ours: longer than any buffer of the program, which takes nothing of a reply that does not fit.
+constexpr std::uint32_t kLongestReply = 1 << 20;
+
+Bytes ReplyOf(std::uint32_t bytes, std::uint8_t filler = 0) {
+  return Bytes(std::min(bytes, kLongestReply), filler);
+}
+
 void PutByte(Bytes& reply, std::size_t offset, std::uint32_t byte) {
   if (offset < reply.size()) reply[offset] = static_cast<std::uint8_t>(byte);
 }
@@ -41,7 +48,7 @@ void PutName(Bytes& reply, std::size_t offset, const std::u16string& name) {
 }  // namespace
 
 Bytes PoolReply(const DriverImage& image) {
-  Bytes reply(image.poolBytes);
+  Bytes reply = ReplyOf(image.poolBytes);
   PutWord(reply, 0, image.poolCount);
   std::size_t offset = kPoolHeaderSize;
   for (const PoolEntry& entry : image.pool) {
@@ -56,7 +63,7 @@ Bytes PoolReply(const DriverImage& image) {
 }
 
 Bytes StatusReply(const DriverImage& image) {
-  Bytes reply(image.statusBytes, kFiller);
+  Bytes reply = ReplyOf(image.statusBytes, kFiller);
   PutWord(reply, 0, image.loadedVersion);
   PutWord(reply, kStatusLifecycleAbi, image.lifecycleAbi);
   PutWord(reply, kStatusSharedMemoryAbi, image.sharedMemoryAbi);
@@ -66,7 +73,7 @@ Bytes StatusReply(const DriverImage& image) {
 }
 
 Bytes LeaseReply(const DriverImage& image) {
-  return Bytes(image.leaseBytes, kFiller);
+  return ReplyOf(image.leaseBytes, kFiller);
 }
 
 }  // namespace vorn::platform::simulated

@@ -33,8 +33,7 @@ std::uint64_t Spread(std::uint64_t value) {
   return value ^ (value >> 31);
 }
 
-/// An endpoint id that was never used before; it contains the flow.
-std::u16string MintId(AudioCatalog& audio, bool capture) {
+std::u16string NextId(AudioCatalog& audio, bool capture) {
   const std::uint32_t number = audio.nextGuid++;
   const std::uint64_t mixed = Spread(number);
   char text[40];
@@ -43,6 +42,21 @@ std::u16string MintId(AudioCatalog& audio, bool capture) {
                 static_cast<unsigned>(mixed >> 4 & 0xFFF), static_cast<unsigned>(mixed & 0xFFF),
                 static_cast<unsigned>(mixed >> 40 & 0xFFFF), static_cast<unsigned>(number));
   return std::u16string(capture ? kCapturePrefix : kRenderPrefix) + ToUtf16(text);
+}
+
+/// An id that no endpoint of the catalog has, even if the counter was set back; it contains the
+/// flow.
+std::u16string MintId(AudioCatalog& audio, bool capture) {
+  const auto isTaken = [&audio](const std::u16string& id) {
+    const auto& endpoints = std::as_const(audio.endpoints);
+    return std::any_of(endpoints.begin(), endpoints.end(), [&id](const AudioEndpoint& endpoint) {
+      return IsSameName(endpoint.id, id);
+    });
+  };
+  std::u16string id = NextId(audio, capture);
+  while (isTaken(id))
+    id = NextId(audio, capture);
+  return id;
 }
 
 std::u16string ChildId(const AudioEndpoint& endpoint) {
@@ -296,12 +310,19 @@ std::map<CableFlow, std::size_t> CountInView(const Machine& machine, std::u16str
   return counts;
 }
 
+/// The device, if the builder builds endpoints for it now: null when it has no driver that runs, or
+/// when an audio service is stopped.
+const Device* DeviceToBuildFor(const Machine& machine, std::u16string_view root) {
+  const Device* device = machine.devices.Find(root);
+  const bool runs = device != nullptr && device->present && device->resident && IsStarted(*device);
+  return runs && AudioServicesRun(machine) ? device : nullptr;
+}
+
 /// Publishes the wanted endpoints that are not in view, of one cable or of all.
 void PublishWanted(Machine& machine, std::u16string_view root, std::optional<CableFlow> only,
                    bool withLate) {
-  const Device* device = std::as_const(machine.devices).Find(root);
-  if (device == nullptr || !device->present || !device->resident || !IsStarted(*device)) return;
-  if (!AudioServicesRun(machine)) return;
+  const Device* device = DeviceToBuildFor(machine, root);
+  if (device == nullptr) return;
   MakeEndpointRecordKeys(machine);
   const std::u16string id = device->instanceId;
   std::map<CableFlow, std::size_t> inView = CountInView(machine, id);
@@ -464,6 +485,7 @@ std::u16string AddForeignEndpoint(Machine& machine, bool capture,
 
 bool RemintEndpoints(Machine& machine, std::u16string_view rootInstanceId) {
   AudioCatalog& audio = machine.audio;
+  if (DeviceToBuildFor(machine, rootInstanceId) == nullptr) return false;
   const auto inView = std::count_if(
       audio.endpoints.begin(), audio.endpoints.end(), [&](const AudioEndpoint& endpoint) {
         return InView(endpoint) && BelongsTo(endpoint, rootInstanceId);

@@ -25,7 +25,7 @@ void ScanWritten(Machine& machine, NodeId file, const Place& place) {
   open.access = FILE_GENERIC_READ;
   open.share = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
   open.foreign = true;
-  open.until = machine.clock.tick + files.scanMs;
+  open.until = TickIn(machine, files.scanMs);
   open.description = u"virus scanner";
   AddOpen(files, file, std::move(open));
 }

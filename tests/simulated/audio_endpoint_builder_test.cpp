@@ -7,6 +7,7 @@
 #include "tests/simulated/audio_machine.h"
 
 #include <gtest/gtest.h>
+#include <limits>
 #include <set>
 
 namespace vorn::platform::simulated {
@@ -63,8 +64,32 @@ TEST(AudioEndpointBuilder, RemintsNothingThatIsOutOfView) {
   EXPECT_TRUE(IdsInView(machine).empty());
 }
 
+TEST(AudioEndpointBuilder, RemintsNothingThatItDidNotBuild) {
+  Machine machine = PublishedMachine();
+  const std::u16string id = AddForeignEndpoint(machine, true, u"HDAUDIO\\FUNC_01\\0001");
+  EXPECT_FALSE(RemintEndpoints(machine, u"HDAUDIO\\FUNC_01\\0001"));
+  EXPECT_EQ(FindEndpoint(machine, id)->state, DEVICE_STATE_ACTIVE);
+}
+
+TEST(AudioEndpointBuilder, MintsNoIdTwiceWhenItsCounterIsSetBack) {
+  Machine machine = PublishedMachine();
+  const std::set<std::u16string> before = IdsInView(machine);
+  machine.audio.nextGuid = 0;
+  EXPECT_TRUE(RemintEndpoints(machine, kRootId));
+  EXPECT_EQ(IdsInView(machine).size(), 20u);
+  EXPECT_EQ(CountShared(before, IdsInView(machine)), 0u);
+}
+
 // ------------------------------------------------------------------------------------------------
 // Building.
+
+TEST(AudioEndpointBuilder, NeverBuildsAfterTheLongestDelay) {
+  Machine machine = StartedMachine();
+  machine.audio.buildDelay = std::numeric_limits<std::uint64_t>::max();
+  BuildEndpointsSoon(machine, kRootId);
+  Settle(machine);
+  EXPECT_TRUE(machine.audio.endpoints.empty());
+}
 
 TEST(AudioEndpointBuilder, PublishesOneEndpointForEachPoolEntryAfterItsDelay) {
   Machine machine = StartedMachine();

@@ -56,6 +56,14 @@ TEST(DriverReplies, CutThePoolWhereTheImageStops) {
   EXPECT_EQ(PoolReply(image), (Bytes{20, 0}));
 }
 
+TEST(DriverReplies, TakeNoMoreMemoryThanAReplyNeedsToFitNowhere) {
+  DriverImage image = SoundImage(kSampleVersion);
+  image.poolBytes = image.statusBytes = image.leaseBytes = 0xFFFFFFFF;
+  EXPECT_EQ(PoolReply(image).size(), 1u << 20);
+  EXPECT_EQ(StatusReply(image).size(), 1u << 20);
+  EXPECT_EQ(LeaseReply(image).size(), 1u << 20);
+}
+
 TEST(DriverReplies, LeaveANameOf64UnitsWithoutTerminator) {
   DriverImage image = SoundImage(kSampleVersion);
   image.pool[0].name = std::u16string(64, u'x');

@@ -2,6 +2,8 @@
 #include "platform/simulated/error_values.h"
 #include "tests/simulated/file_world.h"
 
+#include <limits>
+
 namespace vorn::platform::simulated {
 namespace {
 
@@ -33,6 +35,13 @@ TEST_F(Scanner, OpensWhatWasWrittenAndRefusesNobody) {
   EXPECT_EQ(StatusOf(kWritten, With(GENERIC_READ | GENERIC_WRITE | DELETE)), STATUS_SUCCESS);
   Advance(TheMachine(), kScanMs);
   EXPECT_TRUE(Files().opens.empty());
+}
+
+TEST_F(Scanner, NeverClosesAfterTheLongestTime) {
+  Files().scanMs = std::numeric_limits<std::uint64_t>::max();
+  WriteAndClose();
+  Advance(TheMachine(), kScanMs);
+  EXPECT_EQ(Files().opens.size(), 1U);
 }
 
 TEST_F(Scanner, DoesNotCareForWhatWasOnlyRead) {
