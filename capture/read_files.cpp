@@ -410,10 +410,17 @@ class FileReader {
     if (!parent.empty()) ReadOwnFile(JoinPath(parent, kLogName), kMostContent, true);
     const std::optional<Folder> folder = WalkTo(folderPath);
     const std::u16string_view name = FileNameComponent(infPath);
-    if (!folder || !privileged_input::IsSafeComponentName(name)) return;
+    if (!folder || !privileged_input::IsSafeComponentName(name)) {
+      machine_.Miss(infPath, "path", platform::ERROR_FILE_NOT_FOUND);
+      return;
+    }
     {
       const platform::KernelHandle handle = Visit(*folder, name, privileged_input::kOpenFile);
-      if (handle) ReadContent(*folder, name, handle.Get(), kMostContent);
+      if (handle) {
+        ReadContent(*folder, name, handle.Get(), kMostContent);
+      } else if (Known(folder->volume, Below(*folder, name)) == nullptr) {
+        machine_.Miss(infPath, "path", platform::ERROR_FILE_NOT_FOUND);
+      }
     }
     Bytes inf;
     if (const Bytes* const content = ContentOf(*folder, name)) {

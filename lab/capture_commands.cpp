@@ -3,6 +3,7 @@
 #include "base/text.h"
 #include "lab/bad_input.h"
 #include "lab/capture_folder.h"
+#include "lab/driver_facts.h"
 #include "lab/json_text.h"
 #include "lab/run_program.h"
 #include "platform/simulated/process.h"
@@ -33,13 +34,30 @@ std::vector<std::u16string> Utf16Of(const std::vector<std::string>& words) {
   return texts;
 }
 
+/// The object of --image, whose keys are those of an image.
+Json ParseImageKeys(const std::string& text) {
+  try {
+    Json keys = ParseJson(text);
+    platform::simulated::DriverImage image;
+    FromJson(keys, "", image);
+    return keys;
+  } catch (const BadInput& bad) {
+    throw BadInput("--image", bad.what());
+  }
+}
+
 }  // namespace
 
 CaptureFiles TakeCaptureOf(LabMachine& lab, const capture::CaptureRequest& request) {
   platform::simulated::Process process(lab.machine);
   PrepareProcess(lab.process, process);
   capture::Capture taken = capture::TakeCapture(request);
-  return {std::move(taken.document), std::move(taken.contents)};
+  CaptureFiles files = {std::move(taken.document), std::move(taken.contents)};
+  for (const capture::ReadError& error : taken.errors) {
+    files.unread.push_back(ToUtf8(error.fact) + ", " + error.call + " (error " +
+                           *HexToJson(error.code).As<std::string>() + ")");
+  }
+  return files;
 }
 
 std::span<const Operand> CaptureOperands() {
@@ -52,11 +70,14 @@ std::span<const Option> CaptureOptions() {
 LabResult CaptureMachine(const CommandWords& words) {
   const MachineFolder folder(words.OperandAt(0));
   LabMachine lab = folder.Load();
-  WriteCaptureFolder(words.OperandAt(1),
-                     TakeCaptureOf(lab, {.infs = Utf16Of(words.All("--inf")),
-                                         .journals = Utf16Of(words.All("--state")),
-                                         .raw = words.Has("--raw")}));
-  return {};
+  const CaptureFiles files = TakeCaptureOf(lab, {.infs = Utf16Of(words.All("--inf")),
+                                                 .journals = Utf16Of(words.All("--state")),
+                                                 .raw = words.Has("--raw")});
+  WriteCaptureFolder(words.OperandAt(1), files);
+  LabResult result;
+  for (const std::string& fact : files.unread)
+    result.console.push_back({true, "vorn_lab: not read: " + fact + "\n"});
+  return result;
 }
 
 std::span<const Operand> ImportOperands() {
@@ -69,8 +90,7 @@ std::span<const Option> ImportOptionList() {
 LabResult ImportMachine(const CommandWords& words) {
   ImportOptions options;
   if (const std::string* const image = words.Last("--image")) {
-    options.image = ParseJson(*image);
-    if (options.image.As<Json::Object>() == nullptr) throw BadInput("--image", "must be an object");
+    options.image = ParseImageKeys(*image);
   }
   const std::string& capture = words.OperandAt(0);
   const std::string& folder = words.OperandAt(1);

@@ -15,6 +15,7 @@ namespace vorn::lab {
 struct CaptureFiles {
   std::string document = {};
   std::vector<Bytes> contents = {};
+  std::vector<std::string> unread = {};  // facts that could not be read, in words
 };
 
 struct ImportOptions {

@@ -68,15 +68,18 @@ std::vector<StagedFault> FaultsOf(const CommandWords& words, std::string_view op
 /// What the lab has to say after a run, and the machine as the run left it.
 void EndRun(const CommandWords& words, const MachineFolder& folder, const LabMachine& lab,
             ProgramRun& run) {
+  const auto say = [&run](const std::string& line) {
+    run.result.console.push_back({true, "vorn_lab: " + line + "\n"});
+  };
+  if (!run.end.empty()) say(run.end);
   for (const std::string& remark : run.remarks)
-    run.result.console.push_back({true, "vorn_lab: " + remark + "\n"});
+    say(remark);
   if (words.Has("--strict") && !run.remarks.empty()) run.result.status = kExitFaultInVain;
   try {
     folder.Save(lab);
   } catch (const std::exception& failed) {
     run.result.status = kExitHostFailed;
-    run.result.console.push_back(
-        {true, "vorn_lab: not saved: " + std::string(failed.what()) + "\n"});
+    say("not saved: " + std::string(failed.what()));
   }
 }
 
@@ -139,6 +142,8 @@ LabResult Timeline(const CommandWords& words) {
   const std::string& path = words.OperandAt(0);
   const std::string* const other = words.Last("--against");
   std::error_code none;
+  if (other == nullptr && words.Has("--against-fault"))
+    throw BadInput("--against-fault", "needs a second machine: --against DIR2");
   if (other != nullptr && std::filesystem::equivalent(path, *other, none))
     throw BadInput("--against", "must be another machine");
   TimelineFile file(words.OperandAt(1));
@@ -256,7 +261,8 @@ const Command& FindCommand(const std::string& word) {
     names.push_back(command.form.name);
   }
   names.emplace_back("help");
-  throw BadInput(word, "is not a command of vorn_lab" + Suggestion(word, "they are", names));
+  throw BadInput(word.empty() ? "\"\"" : word,
+                 "is not a command of vorn_lab" + Suggestion(word, "they are", names));
 }
 
 LabResult HelpWith(const Command& command) {

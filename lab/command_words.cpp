@@ -94,7 +94,7 @@ void CommandWords::ReadOption(const Words& words, std::size_t& index) {
 }
 
 const std::string& CommandWords::OperandAt(std::size_t index) const {
-  if (index < operands_.size()) return operands_[index];
+  if (index < operands_.size() && !operands_[index].empty()) return operands_[index];
   throw BadInput(std::string(form_.name), "needs " + std::string(form_.operands[index].what));
 }
 

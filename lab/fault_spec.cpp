@@ -119,7 +119,23 @@ constexpr std::string_view kCutOrLongCalls[] = {
 constexpr std::string_view kRestartCalls[] = {"SetupDiCallClassInstaller",
                                               "UpdateDriverForPlugAndPlayDevicesW"};
 
-/// The calls at which an action can happen; empty when it can at any.
+// What these calls cannot do: they return nothing by which they could fail, and the tick is what
+// the clock says.
+constexpr std::string_view kUnfailingCalls[] = {
+    "CoTaskMemFree", "CoUninitialize",    "GetSystemTime", "GetTickCount64",
+    "LocalFree",     "SetupCloseInfFile", "Sleep",
+};
+constexpr std::string_view kTickCall = "GetTickCount64";
+
+bool CannotAt(FaultKind kind, std::string_view call) {
+  if (kind == FaultKind::FailAfterEffect) {
+    return std::find(std::begin(kUnfailingCalls), std::end(kUnfailingCalls), call) !=
+           std::end(kUnfailingCalls);
+  }
+  return (kind == FaultKind::Fail || kind == FaultKind::SucceedWithoutEffect) && call == kTickCall;
+}
+
+/// The calls at which an action can happen; empty when it can at any, or almost any.
 std::vector<std::string_view> CallsOf(FaultKind kind) {
   std::vector<std::string_view> calls;
   if (kind == FaultKind::AskRestart) {
@@ -134,6 +150,9 @@ std::vector<std::string_view> CallsOf(FaultKind kind) {
 }
 
 void DemandCallOf(const Action& action, const std::string& call) {
+  if (CannotAt(action.kind, call)) {
+    throw BadInput(std::string(action.name) + " does nothing at " + call);
+  }
   const std::vector<std::string_view> calls = CallsOf(action.kind);
   const bool takes =
       calls.empty() || call == "*" || std::find(calls.begin(), calls.end(), call) != calls.end();

@@ -4,6 +4,7 @@
 #include "lab/driver_facts.h"
 #include "lab/json_text.h"
 #include "platform/simulated/driver_store.h"
+#include "platform/simulated/upper_case.h"
 
 #include <algorithm>
 #include <stdexcept>
@@ -11,6 +12,7 @@
 namespace vorn::lab {
 
 using platform::simulated::DriverImage;
+using platform::simulated::IsSameName;
 using platform::simulated::PackageRecipe;
 using platform::simulated::SoundImage;
 
@@ -75,6 +77,24 @@ DriverImage ParseImageOption(const std::string& text, const std::u16string& vers
   }
 }
 
+/// Whether Windows takes a text for the names of a path, with backslashes between them.
+bool AreNames(std::u16string_view text) {
+  static constexpr std::u16string_view kNeverInNames = u"<>:\"/|?*";
+  constexpr std::size_t kLongestName = 255;
+  while (true) {
+    const std::size_t end = std::min(text.find(u'\\'), text.size());
+    const std::u16string_view name = text.substr(0, end);
+    const bool usual = std::all_of(name.begin(), name.end(), [](char16_t unit) {
+      return unit >= 0x20 && kNeverInNames.find(unit) == std::u16string_view::npos;
+    });
+    if (!usual || name.empty() || name.size() > kLongestName || name == u"." || name == u"..") {
+      return false;
+    }
+    if (end == text.size()) return true;
+    text.remove_prefix(end + 1);
+  }
+}
+
 PackageRecipe ParseRecipe(const CommandWords& words) {
   PackageRecipe recipe;
   for (const SwitchOption& option : kSwitches)
@@ -88,6 +108,13 @@ PackageRecipe ParseRecipe(const CommandWords& words) {
   if (const std::string* const image = words.Last("--image")) {
     recipe.image = ParseImageOption(*image, recipe.version);
   }
+  if (!AreNames(recipe.infName)) throw BadInput("--inf-name", "must be a name of a file");
+  if (!recipe.catalogName.empty() && !AreNames(recipe.catalogName)) {
+    throw BadInput("--catalog-name", "must be a name of a file, or empty");
+  }
+  if (IsSameName(recipe.infName, recipe.catalogName)) {
+    throw BadInput("--catalog-name", "is also the name of the INF");
+  }
   return recipe;
 }
 
@@ -99,7 +126,8 @@ std::u16string MachinePath(const std::string& path) {
   while (name.size() > 3 && name.back() == u'\\')
     name.pop_back();
   const bool absolute = name.size() >= 3 && IsAsciiLetter(name[0]) && name.substr(1, 2) == u":\\";
-  if (!absolute) throw BadInput(path, "must be a folder of the machine, like C:\\pkg\\driver");
+  if (!absolute || (name.size() > 3 && !AreNames(std::u16string_view(name).substr(3))))
+    throw BadInput(path, "must be a folder of the machine, like C:\\pkg\\driver");
   return name;
 }
 

@@ -8,6 +8,7 @@ namespace vorn::lab {
 
 using platform::simulated::ConsoleWrite;
 using platform::simulated::Fault;
+using platform::simulated::FaultKind;
 using platform::simulated::Process;
 
 namespace {
@@ -24,19 +25,21 @@ std::vector<std::u16string> CommandLine(const std::vector<std::string>& argument
 /// The faults that befall every process of the machine.
 std::vector<Fault> FaultsOfMachine(const ProcessFacts& facts) {
   std::vector<Fault> faults;
-  for (const std::string& spec : facts.faults) {
-    try {
-      faults.push_back(ParseFault(spec).fault);
-    } catch (const BadInput& bad) {
-      throw BadInput(PathOfElement("process.faults", faults.size()), bad.what());
-    }
-  }
+  for (const std::string& spec : facts.faults)
+    faults.push_back(ParseFault(spec).fault);
   return faults;
 }
 
 /// The number of the call that is being made after so many.
 std::size_t IndexOf(std::uint64_t callCount) {
   return callCount == 0 ? 0 : static_cast<std::size_t>(callCount - 1);
+}
+
+/// Why the answers of the calls that a fault hit are as they would have been without it.
+std::string WhyUnspoiled(FaultKind kind) {
+  if (kind == FaultKind::Short) return "nothing longer was returned";
+  if (kind == FaultKind::Long) return "nothing was returned that could be longer";
+  return "what was called asks for no restart";
 }
 
 /// Why faults had no effect, now that the process has ended.
@@ -51,6 +54,9 @@ std::vector<std::string> RemarksOn(const std::vector<StagedFault>& faults, const
       const std::uint64_t calls = any ? process.callCount : one == nullptr ? 0 : one->second;
       remarks.push_back(about + "was never reached: the run made " + std::to_string(calls) +
                         " such call(s)");
+    }
+    if (fault.hits != 0 && fault.vain == fault.hits) {
+      remarks.push_back(about + "changed nothing: " + WhyUnspoiled(fault.kind));
     }
     const std::vector<std::string>& refusals = *faults[i].refusals;
     if (!refusals.empty() && refusals.size() == fault.hits) {
@@ -86,6 +92,8 @@ ProgramRun RunProgram(LabMachine& lab, const std::vector<std::string>& arguments
   const ExitStatus status = cli::Run(CommandLine(arguments));
   process.Return();
   run.killed = process.killed;
+  if (process.RanAway())
+    run.end = "ended after " + std::to_string(process.mostCalls) + " calls of the platform";
   run.milliseconds = lab.machine.clock.tick - began;
   run.result.status = process.killed ? kExitKilled : status;
   for (const ConsoleWrite& write : process.console)

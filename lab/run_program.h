@@ -20,6 +20,9 @@ struct ProgramRun {
   std::uint64_t milliseconds = 0;                      // machine time that the run took
   std::vector<platform::simulated::CallRecord> calls;  // when requested
 
+  // Why the lab itself ended the process; empty when it did not.
+  std::string end;
+
   // Why faults had no effect: one was never reached, a change found nothing to change.
   std::vector<std::string> remarks;
 };

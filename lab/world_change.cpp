@@ -2,6 +2,7 @@
 
 #include "base/text.h"
 #include "lab/fact_values.h"
+#include "platform/config_manager.h"
 #include "platform/files.h"
 #include "platform/last_error.h"
 #include "platform/simulated/endpoint_builder.h"
@@ -15,6 +16,7 @@
 #include <algorithm>
 #include <limits>
 #include <stdexcept>
+#include <utility>
 #include <vector>
 
 namespace vorn::lab {
@@ -32,10 +34,10 @@ using ChangeWords = std::vector<std::u16string>;
 
 constexpr char kSeparator = '|';  // no path contains one
 
-/// Documented: NTFS with clusters of 4 KB has files of up to 16 TB.
-constexpr std::uint64_t kLargestFile = std::uint64_t{1} << 44;
+/// Documented: NTFS with clusters of 4 KB has files of up to 16 TB less 64 KB.
+constexpr std::uint64_t kLargestFile = (std::uint64_t{1} << 44) - (1 << 16);
 
-/// The other process fails: there is nothing of that name.
+/// There is nothing of that name, or it is already what the change would make of it.
 class NothingToChange : public std::invalid_argument {
  public:
   NothingToChange(const char* what, const std::u16string& name)
@@ -71,7 +73,11 @@ std::uint64_t NumberIn(const std::u16string& text) {
 void GrowFile(Machine& machine, const ChangeWords& words) {
   Node& file = NodeAt(machine.files, DemandFile(machine, words[0]));
   if (file.directory) throw NothingToChange("there is no file", words[0]);
-  file.zeroTail += NumberIn(words[1]);
+  const std::uint64_t count = NumberIn(words[1]);
+  if (count > kLargestFile - std::min(kLargestFile, FileSize(file))) {
+    throw NothingToChange("no file can be so large:", words[0]);
+  }
+  file.zeroTail += count;
 }
 
 void HoldForWriting(Machine& machine, const ChangeWords& words) {
@@ -98,14 +104,17 @@ char16_t LetterOf(const std::u16string& text) {
 void FillVolume(Machine& machine, const ChangeWords& words) {
   for (Volume& volume : machine.files.volumes) {
     if (ToUpperAscii(volume.letter) != LetterOf(words[0])) continue;
-    volume.freeBytes = 0;
+    if (std::exchange(volume.freeBytes, 0) == 0) throw NothingToChange("already full:", words[0]);
     return;
   }
   throw NothingToChange("there is no volume", words[0]);
 }
 
 void Remap(Machine& machine, const ChangeWords& words) {
-  machine.files.dosDevices[{LetterOf(words[0]), u':'}] = words[1];
+  std::u16string& target = machine.files.dosDevices[{LetterOf(words[0]), u':'}];
+  if (std::exchange(target, words[1]) == words[1]) {
+    throw NothingToChange("already leads there:", words[0]);
+  }
 }
 
 Device& DemandDevice(Machine& machine, const std::u16string& id) {
@@ -114,11 +123,24 @@ Device& DemandDevice(Machine& machine, const std::u16string& id) {
   return *device;
 }
 
-/// A change to one device.
-template <void (*Make)(Machine&, std::u16string_view)>
-void ChangeDevice(Machine& machine, const ChangeWords& words) {
+void Vanish(Machine& machine, const ChangeWords& words) {
   DemandDevice(machine, words[0]);
-  Make(machine, words[0]);
+  RemoveDeviceNode(machine, words[0]);
+}
+
+void Disable(Machine& machine, const ChangeWords& words) {
+  const Device& device = DemandDevice(machine, words[0]);
+  if (!device.present) throw NothingToChange("not present:", words[0]);
+  if (device.problem == platform::CM_PROB_DISABLED)
+    throw NothingToChange("already disabled:", words[0]);
+  DisableDevice(machine, words[0]);
+}
+
+void Enable(Machine& machine, const ChangeWords& words) {
+  const Device& device = DemandDevice(machine, words[0]);
+  if (device.problem != platform::CM_PROB_DISABLED)
+    throw NothingToChange("not disabled:", words[0]);
+  EnableDevice(machine, words[0]);
 }
 
 void AddBareRoot(Machine& machine, const ChangeWords& words) {
@@ -130,14 +152,18 @@ void AddBareRoot(Machine& machine, const ChangeWords& words) {
 
 void SetStatus(Machine& machine, const ChangeWords& words) {
   Device& device = DemandDevice(machine, words[0]);
+  const std::pair reported(device.status, device.problem);
   device.status = static_cast<std::uint32_t>(NumberIn(words[1]));
   device.problem = static_cast<std::uint32_t>(NumberIn(words[2]));
+  if (reported == std::pair(device.status, device.problem)) {
+    throw NothingToChange("already reports that:", words[0]);
+  }
 }
 
 void Remint(Machine& machine, const ChangeWords& words) {
   DemandDevice(machine, words[0]);
   if (!RemintEndpoints(machine, words[0])) {
-    throw NothingToChange("no endpoint is in view of", words[0]);
+    throw NothingToChange("no endpoints are built for", words[0]);
   }
 }
 
@@ -146,6 +172,7 @@ void StopNamedService(Machine& machine, const ChangeWords& words) {
       std::find_if(machine.services.begin(), machine.services.end(),
                    [&words](const auto& named) { return IsSameName(named.first, words[0]); });
   if (service == machine.services.end()) throw NothingToChange("there is no service", words[0]);
+  if (!service->second.running) throw NothingToChange("not running:", words[0]);
   StopService(machine, service->first);
 }
 
@@ -154,6 +181,35 @@ void LoseNamedEndpoint(Machine& machine, const ChangeWords& words) {
     throw NothingToChange("there is no endpoint", words[0]);
   }
   LoseEndpoint(machine, words[0]);
+}
+
+// What a change to files finds done already, before anything is tried.
+
+void RefuseFolderThatIs(const Machine& machine, const ChangeWords& words) {
+  const auto node = FindNode(machine.files, words[0]);
+  if (node && machine.files.nodes.Get(*node).directory) {
+    throw NothingToChange("there already is a folder", words[0]);
+  }
+}
+
+void RefuseSameName(const Machine&, const ChangeWords& words) {
+  if (words[0] == words[1]) throw NothingToChange("already has that name:", words[0]);
+}
+
+void RefuseReadOnly(const Machine& machine, const ChangeWords& words) {
+  const auto node = FindNode(machine.files, words[0]);
+  if (node && (machine.files.nodes.Get(*node).attributes & FILE_ATTRIBUTE_READONLY) != 0) {
+    throw NothingToChange("already read-only:", words[0]);
+  }
+}
+
+void RefuseSameSecurity(const Machine& machine, const ChangeWords& words) {
+  const auto node = FindNode(machine.files, words[0]);
+  if (!node) return;
+  const SecurityRecord& own = machine.files.nodes.Get(*node).security;
+  SecurityRecord changed = own;
+  ReplaceSecurity(changed, ParseSddl(words[1]).value());
+  if (changed == own) throw NothingToChange("already has that security:", words[0]);
 }
 
 /// What another process does through the platform; returns 0 or the error that it meets.
@@ -166,6 +222,7 @@ struct ChangeKind {
 
   // Of a change to files, which may be refused; then `make` is its forced form.
   Act act = nullptr;
+  void (*refuseDone)(const Machine& machine, const ChangeWords& words) = nullptr;
 };
 
 constexpr ChangeKind kKinds[] = {
@@ -176,7 +233,8 @@ constexpr ChangeKind kKinds[] = {
     {{"folder", "PATH", "makes a folder"},
      1,
      [](Machine& m, const ChangeWords& w) { MakeFolder(m.files, w[0]); },
-     [](OtherProcess& p, const ChangeWords& w) { return p.MakeFolder(w[0]); }},
+     [](OtherProcess& p, const ChangeWords& w) { return p.MakeFolder(w[0]); },
+     RefuseFolderThatIs},
     {{"write", "PATH|TEXT", "writes a file"},
      2,
      WriteText,
@@ -192,7 +250,8 @@ constexpr ChangeKind kKinds[] = {
     {{"move", "FROM|TO", "moves a name"},
      2,
      [](Machine& m, const ChangeWords& w) { MovePath(m.files, w[0], w[1]); },
-     [](OtherProcess& p, const ChangeWords& w) { return p.Move(w[0], w[1]); }},
+     [](OtherProcess& p, const ChangeWords& w) { return p.Move(w[0], w[1]); },
+     RefuseSameName},
     {{"hardlink", "EXISTING|NAME", "gives a file a second name"},
      2,
      [](Machine& m, const ChangeWords& w) { AddHardLink(m.files, w[0], w[1]); },
@@ -220,18 +279,18 @@ constexpr ChangeKind kKinds[] = {
     {{"readonly", "PATH", "sets the attribute"},
      1,
      MakeReadOnly,
-     [](OtherProcess& p, const ChangeWords& w) { return p.MakeReadOnly(w[0]); }},
+     [](OtherProcess& p, const ChangeWords& w) { return p.MakeReadOnly(w[0]); },
+     RefuseReadOnly},
     {{"security", "PATH|SDDL", "changes owner and access list"},
      2,
      Secure,
-     [](OtherProcess& p, const ChangeWords& w) { return p.Secure(w[0], ParseSddl(w[1]).value()); }},
+     [](OtherProcess& p, const ChangeWords& w) { return p.Secure(w[0], ParseSddl(w[1]).value()); },
+     RefuseSameSecurity},
     {{"fill", "LETTER", "leaves no free byte on the volume"}, 1, FillVolume},
     {{"remap", "LETTER|TARGET", "makes the drive letter lead elsewhere"}, 2, Remap},
-    {{"vanish", "DEVICE", "removes a device, by its instance id"},
-     1,
-     ChangeDevice<RemoveDeviceNode>},
-    {{"disable", "DEVICE", "disables it"}, 1, ChangeDevice<DisableDevice>},
-    {{"enable", "DEVICE", "enables it"}, 1, ChangeDevice<EnableDevice>},
+    {{"vanish", "DEVICE", "removes a device, by its instance id"}, 1, Vanish},
+    {{"disable", "DEVICE", "disables it"}, 1, Disable},
+    {{"enable", "DEVICE", "enables it"}, 1, Enable},
     {{"appear", "DEVICE", "another root appears, ROOT\\...\\..., without a driver"},
      1,
      AddBareRoot},
@@ -278,6 +337,14 @@ ChangeWords SplitWords(const std::string& text) {
   return words;
 }
 
+/// Whether a text is "ROOT", a device's name and its number, with backslashes between.
+bool IsRootId(const std::u16string& text) {
+  constexpr std::u16string_view kRoot = u"ROOT\\";
+  const std::size_t second = text.find(u'\\', kRoot.size());
+  return StartsWithName(text, kRoot) && second != std::u16string::npos && second != kRoot.size() &&
+         second + 1 != text.size() && text.find(u'\\', second + 1) == std::u16string::npos;
+}
+
 /// What can be checked before the machine is known.
 void Check(const ChangeKind& kind, const ChangeWords& words) {
   const std::string name(kind.name.name);
@@ -288,9 +355,12 @@ void Check(const ChangeKind& kind, const ChangeWords& words) {
     throw BadInput("must be " + name + "=" + std::string(kind.name.arguments));
   }
   std::uint64_t number = 0;
-  const bool isSize =
-      name != "grow" || (ParseNumber(ToUtf8(words[1]), number) && number <= kLargestFile);
-  if (!isSize) throw BadInput("grow needs a path and a number of bytes");
+  const bool isSize = name != "grow" || (ParseNumber(ToUtf8(words[1]), number) && number != 0 &&
+                                         number <= kLargestFile);
+  if (!isSize) {
+    throw BadInput("grow needs a path and a number of bytes from 1 to " +
+                   std::to_string(kLargestFile));
+  }
   const auto isCode = [](const std::u16string& text) {
     std::uint64_t code = 0;
     return ParseNumber(ToUtf8(text), code) && code <= std::numeric_limits<std::uint32_t>::max();
@@ -298,9 +368,8 @@ void Check(const ChangeKind& kind, const ChangeWords& words) {
   if (name == "status" && !(isCode(words[1]) && isCode(words[2]))) {
     throw BadInput("status needs a device, DN_ flags and a CM_PROB_ code");
   }
-  const bool isRoot = StartsWithName(words[0], u"ROOT\\") &&
-                      std::count(words[0].begin(), words[0].end(), u'\\') == 2;
-  if (name == "appear" && !isRoot) throw BadInput("appear needs an id like ROOT\\MEDIA\\0001");
+  if (name == "appear" && !IsRootId(words[0]))
+    throw BadInput("appear needs an id like ROOT\\MEDIA\\0001");
   const bool hasLetter = name == "fill" || name == "remap";
   if (hasLetter && LetterOf(words[0]) == 0) throw BadInput(name + " needs a drive letter");
   if (name == "security" && !ParseSddl(words[1])) {
@@ -330,10 +399,11 @@ std::optional<WorldChange> ParseWorldChange(std::string_view name, const std::st
   ChangeWords words = SplitWords(arguments);
   Check(*kind, words);
   const Act act = forced ? nullptr : kind->act;
-  return [act, make = kind->make, words = std::move(words)](Machine& machine) -> std::string {
+  return [act, kind, words = std::move(words)](Machine& machine) -> std::string {
     try {
+      if (kind->refuseDone != nullptr) kind->refuseDone(machine, words);
       if (act != nullptr) return ActAsAnother(machine, act, words);
-      make(machine, words);
+      kind->make(machine, words);
     } catch (const std::invalid_argument& failed) {
       return failed.what();
     }

@@ -107,6 +107,10 @@ Verdict EnterCall(std::string_view name) {
   Process& process = Process::Current();
   if (process.killed) return DeadVerdict();
   ++process.callCount;
+  if (process.RanAway()) {
+    process.Kill();
+    return DeadVerdict();
+  }
   const std::uint32_t nthOfName = ++process.callCounts[name];
   Verdict verdict;
   if (!process.faults.empty()) ApplyFaults(process, name, nthOfName, verdict);
@@ -119,6 +123,7 @@ Verdict EnterCall(std::string_view name) {
 void LeaveCall(const Verdict& verdict, CallRecord* record) {
   Process& process = Process::Current();
   if (verdict.fromPast && !process.killed) SwapWithPast(process);
+  if (verdict.spoils != nullptr && !verdict.faults.HaveSpoiled()) ++verdict.spoils->vain;
   if (verdict.changeAfter != nullptr && !process.killed) {
     verdict.changeAfter->change(process.TheMachine());
   }

@@ -88,6 +88,7 @@ struct Fault {
   std::string changeName = {};               // for whoever judges the run
   std::shared_ptr<const Machine> past = {};  // whatever the call does to it is lost
   std::uint32_t hits = 0;                    // the calls that it has hit
+  std::uint32_t vain = 0;                    // those whose answer it could not spoil
 };
 
 inline constexpr std::uint32_t kEveryLaterCall = std::numeric_limits<std::uint32_t>::max();
@@ -98,11 +99,39 @@ enum class FailureStyle {
   Code,       // returns the error itself
 };
 
-/// What the fault plan changes in a call that still runs; passed to the call's body.
-struct CallFaults {
-  std::optional<std::uint64_t> shortTo;  // bytes
-  std::uint64_t longBy = 0;              // bytes
-  bool askRestart = false;
+/// What the fault plan spoils in the answer of a call that still runs; passed to the call's body.
+/// It notes whether there was anything to spoil.
+class CallFaults {
+ public:
+  void CutTo(std::uint64_t bytes) { shortTo_ = bytes; }
+  void AppendTo(std::uint64_t bytes) { longBy_ = bytes; }
+  void AskRestart() { askRestart_ = true; }
+
+  /// How many of so many bytes are left.
+  std::uint64_t Cut(std::uint64_t bytes) const {
+    if (!shortTo_ || *shortTo_ >= bytes) return bytes;
+    spoiled_ = true;
+    return *shortTo_;
+  }
+
+  /// How many foreign bytes follow.
+  std::uint64_t Appended() const {
+    spoiled_ = spoiled_ || longBy_ != 0;
+    return longBy_;
+  }
+
+  bool AsksRestart() const {
+    spoiled_ = spoiled_ || askRestart_;
+    return askRestart_;
+  }
+
+  bool HaveSpoiled() const { return spoiled_; }
+
+ private:
+  std::optional<std::uint64_t> shortTo_;
+  std::uint64_t longBy_ = 0;
+  bool askRestart_ = false;
+  mutable bool spoiled_ = false;
 };
 
 // ------------------------------------------------------------------------------------------------
@@ -208,6 +237,7 @@ struct Verdict {
   bool killAfter = false;
   const Fault* changeAfter = nullptr;
   bool fromPast = false;
+  Fault* spoils = nullptr;  // the fault that asks for something in `faults`
   CallFaults faults;
 };
 

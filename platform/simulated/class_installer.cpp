@@ -147,7 +147,7 @@ bool Remove(DeviceElement& element, const CallFaults& faults) {
   const Device* device = FindDeviceOf(element);
   if (device == nullptr) return false;
   if (device->temper.removeError != 0) return FailWith(device->temper.removeError);
-  if (device->temper.removeNeedsRestart || faults.askRestart) {
+  if (device->temper.removeNeedsRestart || faults.AsksRestart()) {
     element.installFlags |= DI_NEEDREBOOT;
   }
   RemoveDevice(Process::Current().TheMachine(), element.instanceId);
@@ -170,7 +170,7 @@ bool ChangeState(DeviceElement& element, const CallFaults& faults) {
   if (device == nullptr || !device->present) return FailWith(ERROR_NO_SUCH_DEVINST);
   const DeviceTemper temper = device->temper;
   if (temper.restartError != 0) return FailWith(temper.restartError);
-  if (temper.restartNeedsReboot || faults.askRestart) {
+  if (temper.restartNeedsReboot || faults.AsksRestart()) {
     // Documented: while somebody holds a device open, a change of its state waits for the restart.
     element.installFlags |= DI_NEEDRESTART;
     return true;

@@ -145,7 +145,7 @@ bool UpdateDriverForPlugAndPlayDevicesW(const char16_t* hardwareId, const char16
         if ((flags & ~kKnownFlags) != 0) return FailWith(ERROR_INVALID_FLAGS);
         const UpdateResult result =
             Update(Process::Current().TheMachine(),
-                   {hardwareId, infPath, (flags & INSTALLFLAG_FORCE) != 0, faults.askRestart});
+                   {hardwareId, infPath, (flags & INSTALLFLAG_FORCE) != 0, faults.AsksRestart()});
         if (result.error != 0) return FailWith(result.error);
         if (restartRequired != nullptr) *restartRequired = result.needsRestart;
         return true;

@@ -18,7 +18,7 @@ bool Hits(const Fault& fault, std::string_view name, std::uint64_t nthOfName, st
   return number >= fault.first && number <= fault.last;
 }
 
-void Apply(const Fault& fault, Process& process, Verdict& verdict) {
+void Apply(Fault& fault, Process& process, Verdict& verdict) {
   switch (fault.kind) {
     case FaultKind::Fail:
       verdict.run = false;
@@ -32,13 +32,16 @@ void Apply(const Fault& fault, Process& process, Verdict& verdict) {
       verdict.pretendSuccess = true;
       break;
     case FaultKind::Short:
-      verdict.faults.shortTo = fault.amount;
+      verdict.faults.CutTo(fault.amount);
+      verdict.spoils = &fault;
       break;
     case FaultKind::Long:
-      verdict.faults.longBy = fault.amount;
+      verdict.faults.AppendTo(fault.amount);
+      verdict.spoils = &fault;
       break;
     case FaultKind::AskRestart:
-      verdict.faults.askRestart = true;
+      verdict.faults.AskRestart();
+      verdict.spoils = &fault;
       break;
     case FaultKind::TakeTime:
       Advance(process.TheMachine(), fault.amount);

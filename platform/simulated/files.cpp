@@ -151,8 +151,7 @@ NTSTATUS Set(FileObject& file, std::uint32_t informationClass, const void* infor
 }
 
 std::uint32_t Limited(std::uint32_t size, const CallFaults& faults) {
-  if (!faults.shortTo) return size;
-  return static_cast<std::uint32_t>(std::min<std::uint64_t>(size, *faults.shortTo));
+  return static_cast<std::uint32_t>(faults.Cut(size));
 }
 
 bool WriteAt(FileObject& file, const void* buffer, std::uint32_t size, std::uint32_t* written) {

@@ -275,8 +275,7 @@ bool SetupGetInfInformationW(const char16_t* path, std::uint32_t searchControl,
                         const std::u16string text = InformationText(FullInfPath(path), *inf);
                         const std::size_t bytes =
                             kInformationHeader + text.size() * sizeof(char16_t);
-                        const auto needed = static_cast<std::uint32_t>(
-                            std::min<std::uint64_t>(bytes, faults.shortTo.value_or(bytes)));
+                        const auto needed = static_cast<std::uint32_t>(faults.Cut(bytes));
                         if (required != nullptr) *required = needed;
                         // Observed: SetupGetInfInformationW succeeds when it is asked for the size
                         // only.

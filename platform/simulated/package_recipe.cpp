@@ -88,7 +88,7 @@ std::string InfText(const PackageRecipe& recipe) {
 
 std::u16string WritePackage(FileSystem& files, std::u16string_view folder,
                             const PackageRecipe& recipe) {
-  const std::u16string prefix = std::u16string(folder) + u"\\";
+  const std::u16string prefix = std::u16string(folder) + (folder.ends_with(u'\\') ? u"" : u"\\");
   std::u16string infPath = prefix + recipe.infName;
   const Bytes inf = BytesOf(InfText(recipe));
   const Bytes image =

@@ -31,6 +31,10 @@ struct ConsoleWrite {
 
 class Process {
  public:
+  /// Ours: a program that a lie of the platform keeps in a loop for ever is ended after so many
+  /// calls; usual runs make thousands.
+  static constexpr std::uint64_t kMostCalls = 2'000'000;
+
   /// Becomes the current process of `machine`, which must outlive it. Only one exists at a time.
   explicit Process(Machine& machine);
 
@@ -65,8 +69,9 @@ class Process {
   std::vector<CallRecord> calls;  // when logCalls is set
   std::uint64_t callCount = 0;    // of all calls
   CallCounts callCounts;
-  std::function<void()> watch;  // after each call, and after each planned event within one
-  bool killed = false;          // its calls no longer have any effect
+  std::uint64_t mostCalls = kMostCalls;  // one call more, and somebody ends the process
+  std::function<void()> watch;           // after each call, and after each planned event within one
+  bool killed = false;                   // its calls no longer have any effect
   std::uint64_t deadTicks = 0;
   std::unique_ptr<Machine> past;            // where stale answers come from
   bool ntdllMissing = false;                // GetModuleHandleW finds no ntdll.dll
@@ -78,6 +83,9 @@ class Process {
   /// Kills the process: handles are closed as a kernel does; later calls do nothing and fail.
   /// Memory stays until the Process ends, because the program's destructors still use it.
   void Kill();
+
+  /// Whether the process was killed because it made more calls than any run should.
+  bool RanAway() const { return callCount > mostCalls; }
 
   /// Gives text to standard error, or else standard output.
   /// Documented: a stream that leads to a console writes at once, a redirected one when its buffer

@@ -12,14 +12,13 @@ Bytes ToTerminatedBytes(std::u16string_view text) {
 }
 
 void SpoilLength(Bytes& data, const CallFaults& faults) {
-  if (faults.shortTo && *faults.shortTo < data.size()) data.resize(*faults.shortTo);
-  data.insert(data.end(), faults.longBy, 'A');
+  data.resize(faults.Cut(data.size()));
+  data.insert(data.end(), faults.Appended(), 'A');
 }
 
 void SpoilLength(std::u16string& text, const CallFaults& faults) {
-  const std::uint64_t units = faults.shortTo.value_or(text.size() * sizeof(char16_t)) / 2;
-  if (units < text.size()) text.resize(units);
-  text.append(faults.longBy / sizeof(char16_t), u'A');
+  text.resize(faults.Cut(text.size() * sizeof(char16_t)) / sizeof(char16_t));
+  text.append(faults.Appended() / sizeof(char16_t), u'A');
 }
 
 // Documented: SetupAPI reports the required size whether or not the buffer suffices.

@@ -101,6 +101,16 @@ TEST(CaptureCommand, NamesWhatCouldNotBeRead) {
             u"vorn_capture: not read: services, OpenSCManagerW (error 0x00000005)\n");
 }
 
+TEST(CaptureCommand, NamesAnInfThatIsNotThere) {
+  for (const std::u16string inf :
+       {u"vorn_audio.inf", u"C:\\none\\vorn_audio.inf", u"C:\\pkg\\driver\\none.inf"}) {
+    Machine machine = InstalledMachine();
+    const CommandRun run = RunCaptureProgram(machine, {u"C:\\captured", u"--inf", inf});
+    EXPECT_EQ(run.status, capture::kExitCaptured);
+    EXPECT_EQ(run.errorOutput, u"vorn_capture: not read: " + inf + u", path (error 0x00000002)\n");
+  }
+}
+
 TEST(CaptureCommand, PrintsItsUsageForAnythingElse) {
   const std::vector<std::u16string> lines[] = {
       {},

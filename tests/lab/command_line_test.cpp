@@ -306,6 +306,12 @@ TEST_F(Lab, WritesPackagesOfEveryKind) {
   }
 }
 
+TEST_F(Lab, WritesAPackageIntoTheRootOfAVolume) {
+  const std::string machine = Machine();
+  EXPECT_EQ(RunLab({"package", machine, "C:\\"}).Output(), "C:\\vorn_audio.inf\n");
+  EXPECT_TRUE(fs::exists(fs::path(machine) / "C/vorn_audio.inf"));
+}
+
 TEST_F(Lab, RefusesMalformedPackageOptions) {
   const std::string machine = Machine();
   ExpectRefused({"package", machine}, "package: needs a folder of the machine to write to");
@@ -326,6 +332,22 @@ TEST_F(Lab, RefusesMalformedPackageOptions) {
       {"package", machine, "C:\\x", "--image", R"({"leaseBytes": -1})"},
       "--image: leaseBytes: must be a whole number from 0 to 4294967295; write a negative one "
       "as its bits, like \"0xFFFFFFFF\"");
+  ExpectRefused({"package", machine, "C:\\x", "--image", R"({"version": "26.9"})"},
+                "--image: version: must be four numbers like 26.8.10.5, the first three up to 255");
+  for (const char* const name : {"", "a:b", "a/b", "..", "a\\", "a*"}) {
+    ExpectRefused({"package", machine, "C:\\x", "--inf-name", name},
+                  "--inf-name: must be a name of a file");
+  }
+  ExpectRefused({"package", machine, "C:\\x", "--inf-name", std::string(256, 'x')},
+                "--inf-name: must be a name of a file");
+  ExpectRefused({"package", machine, "C:\\x", "--catalog-name", "a|b"},
+                "--catalog-name: must be a name of a file, or empty");
+  ExpectRefused({"package", machine, "C:\\x", "--catalog-name", "VORN_audio.inf"},
+                "--catalog-name: is also the name of the INF");
+  for (const char* const path : {"C:\\a\\..\\b", "C:\\a?", "C:\\\\a", "C:", "1:\\a", "\\\\s\\a"}) {
+    ExpectRefused({"package", machine, path},
+                  path + std::string(": must be a folder of the machine, like C:\\pkg\\driver"));
+  }
   const LabResult noVolume = RunLab({"package", machine, "E:\\x"});
   EXPECT_EQ(noVolume.status, kExitBadInput);
 }
@@ -334,6 +356,16 @@ TEST_F(Lab, RefusesMalformedCommandLines) {
   const std::string machine = Machine();
   const std::string missing = temporary_.Name("missing");
   ExpectRefused({"new"}, "new: needs the folder of a machine");
+  ExpectRefused({"new", ""}, "new: needs the folder of a machine");
+  ExpectRefused({"", "x"},
+                "\"\": is not a command of vorn_lab; they are: new, run, record, timeline, show, "
+                "package, reboot, import, capture, rehearse, help");
+  ExpectRefused({"timeline", machine, temporary_.Name("page"), "--against-fault", "Sleep:lie"},
+                "--against-fault: needs a second machine: --against DIR2");
+  ExpectRefused({"import", missing, missing, "--image", "{"},
+                "--image: invalid JSON at line 1, column 2");
+  ExpectRefused({"import", missing, missing, "--image", R"({"poolcount": 3})"},
+                "--image: poolcount: is not a known key; did you mean poolCount?");
   ExpectRefused({"new", machine}, machine + ": already exists");
   ExpectRefused({"new", missing, "--preset"}, "--preset: needs a value: --preset NAME");
   ExpectRefused({"new", missing, "--preset", "shiny"},

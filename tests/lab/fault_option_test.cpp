@@ -60,6 +60,7 @@ TEST_F(Lab, LetsAnotherProcessChangeTheMachine) {
   struct Case {
     const char* change;
     bool (*happened)(const std::string& machine);
+    const char* preset = "installed";
   };
   static const auto has = [](const std::string& machine, const char* path) {
     return fs::exists(fs::path(machine) / path);
@@ -123,13 +124,14 @@ TEST_F(Lab, LetsAnotherProcessChangeTheMachine) {
       {"disable=ROOT\\MEDIA\\0000",
        [](const std::string& m) { return Shown(m)["devices"][0]["state"] == "disabled"; }},
       {"enable=ROOT\\MEDIA\\0000",
-       [](const std::string& m) { return Shown(m)["devices"][0]["state"] == "started"; }},
+       [](const std::string& m) { return Shown(m)["devices"][0]["state"] == "stopped"; },
+       "disabled"},  // it starts a moment later
       {"stop-service=audiosrv",
        [](const std::string& m) { return Shown(m)["services"]["Audiosrv"] == "stopped"; }},
   };
   const auto expectChange = [this](const Case& row, const std::string& prefix) {
     SCOPED_TRACE(prefix + row.change);
-    const std::string machine = Machine("installed");
+    const std::string machine = Machine(row.preset);
     // The usage takes eight writes, and nothing follows the last one.
     EXPECT_EQ(RunLab({"run", machine, "--strict", "--fault", "fputws#8:" + prefix + row.change})
                   .ErrorOutput(),
@@ -259,12 +261,24 @@ TEST_F(Lab, RefusesMalformedFaults) {
       {"WriteFile:status=A|0|0x100000000", "status needs a device, DN_ flags and a CM_PROB_ code"},
       {"WriteFile:appear=USB\\A\\0", "appear needs an id like ROOT\\MEDIA\\0001"},
       {"WriteFile:appear=ROOT\\A", "appear needs an id like ROOT\\MEDIA\\0001"},
+      {"WriteFile:appear=ROOT\\A\\", "appear needs an id like ROOT\\MEDIA\\0001"},
+      {"WriteFile:appear=ROOT\\\\0", "appear needs an id like ROOT\\MEDIA\\0001"},
+      {"WriteFile:appear=ROOT\\A\\0\\1", "appear needs an id like ROOT\\MEDIA\\0001"},
+      {"GetTickCount64:fail", "fail does nothing at GetTickCount64"},
+      {"GetTickCount64:lie", "lie does nothing at GetTickCount64"},
+      {"GetTickCount64:fail-after", "fail-after does nothing at GetTickCount64"},
+      {"Sleep:fail-after", "fail-after does nothing at Sleep"},
       {"Sleep:restart",
        "restart does nothing at Sleep, only at SetupDiCallClassInstaller, "
        "UpdateDriverForPlugAndPlayDevicesW"},
       {"RegGetValueW:long=0x100001", "long needs a number from 0 to 1048576"},
       {"WriteFile:remap=7:|C:", "remap needs a drive letter"},
-      {"WriteFile:grow=C:\\a|many", "grow needs a path and a number of bytes"},
+      {"WriteFile:grow=C:\\a|many",
+       "grow needs a path and a number of bytes from 1 to 17592185978880"},
+      {"WriteFile:grow=C:\\a|0",
+       "grow needs a path and a number of bytes from 1 to 17592185978880"},
+      {"WriteFile:force-grow=C:\\a|17592185978881",
+       "grow needs a path and a number of bytes from 1 to 17592185978880"},
       {"WriteFile:security=C:\\a|nonsense", "security needs a path and a descriptor in SDDL"},
   };
   for (const auto& [fault, why] : cases) {
@@ -374,7 +388,7 @@ TEST_F(Lab, SaysThatAChangeFoundNothing) {
       {"appear=ROOT\\SYSTEM\\0000", "there already is a device ROOT\\SYSTEM\\0000"},
       {"status=ROOT\\NONE|0|0", "there is no device ROOT\\NONE"},
       {"remint=ROOT\\NONE", "there is no device ROOT\\NONE"},
-      {"remint=ROOT\\SYSTEM\\0000", "no endpoint is in view of ROOT\\SYSTEM\\0000"},
+      {"remint=ROOT\\SYSTEM\\0000", "no endpoints are built for ROOT\\SYSTEM\\0000"},
   };
   const std::string machine = Machine();
   for (const auto& [change, why] : cases) {
@@ -385,6 +399,78 @@ TEST_F(Lab, SaysThatAChangeFoundNothing) {
     EXPECT_EQ(result.ErrorOutput(),
               "vorn_lab: --fault " + fault + ": changed nothing: " + why + "\n");
   }
+}
+
+TEST_F(Lab, SaysThatAChangeWasMadeBefore) {
+  const std::string audio = "HDAUDIO\\FUNC_01&VEN_F0AB&DEV_0280&SUBSYS_F0AB0001\\4&1A2B3C4D&0&0001";
+  const std::string inf = "C:\\pkg\\driver\\vorn_audio.inf";
+  const std::pair<std::string, std::string> cases[] = {
+      {"folder=C:\\Windows", "there already is a folder C:\\Windows"},
+      {"force-folder=C:\\Windows", "there already is a folder C:\\Windows"},
+      {"move=C:\\pkg|C:\\pkg", "already has that name: C:\\pkg"},
+      {"force-move=C:\\pkg|C:\\pkg", "already has that name: C:\\pkg"},
+      {"remap=c|\\Device\\HarddiskVolume3", "already leads there: c"},
+      {"disable=ROOT\\MEDIA\\0000", "already disabled: ROOT\\MEDIA\\0000"},
+      {"enable=" + audio, "not disabled: " + audio},
+      {"remint=" + audio, "no endpoints are built for " + audio},
+  };
+  const std::string machine = Machine("disabled");
+  for (const auto& [change, why] : cases) {
+    SCOPED_TRACE(change);
+    const std::string fault = "fputws:" + change;
+    EXPECT_EQ(RunLab({"run", machine, "--strict", "--fault", fault}).ErrorOutput(),
+              "vorn_lab: --fault " + fault + ": changed nothing: " + why + "\n");
+  }
+}
+
+TEST_F(Lab, SaysThatAChangeWasMadeByARunBefore) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"fill=C", "already full: C"},
+      {"readonly=C:\\pkg", "already read-only: C:\\pkg"},
+      {"force-readonly=C:\\Users", "already read-only: C:\\Users"},
+      {"stop-service=audiosrv", "not running: audiosrv"},
+      {"security=C:\\pkg|D:P(A;;FA;;;BA)", "already has that security: C:\\pkg"},
+      {"status=ROOT\\SYSTEM\\0000|0x400|10", "already reports that: ROOT\\SYSTEM\\0000"},
+  };
+  const std::string machine = Machine();
+  for (const auto& [change, why] : cases) {
+    SCOPED_TRACE(change);
+    // Made once by the first run, which therefore has nothing to say about its second call.
+    const std::string fault = "fputws#1-2:" + std::string(change);
+    EXPECT_EQ(RunLab({"run", machine, "--fault", fault}).ErrorOutput(), "");
+    EXPECT_EQ(RunLab({"run", machine, "--fault", fault}).ErrorOutput(),
+              "vorn_lab: --fault " + fault + ": changed nothing: " + why + "\n");
+  }
+}
+
+TEST_F(Lab, SaysThatAnAnswerWasNotSpoiled) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"GetFullPathNameW:short=99999", "nothing longer was returned"},
+      {"ReadFile#1-:short=99999999", "nothing longer was returned"},
+      {"*#7:long=5", "nothing was returned that could be longer"},
+      {"GetFullPathNameW:long=0", "nothing was returned that could be longer"},
+      {"*:restart", "what was called asks for no restart"},
+      {"SetupDiCallClassInstaller:restart", "what was called asks for no restart"},
+  };
+  for (const auto& [fault, why] : cases) {
+    SCOPED_TRACE(fault);
+    const std::string machine = Machine();
+    const LabResult result =
+        RunLab({"run", machine, "--strict", "--fault", fault, "install", kInf});
+    EXPECT_EQ(result.status, kExitFaultInVain);
+    EXPECT_EQ(result.ErrorOutput(),
+              std::string("vorn_lab: --fault ") + fault + ": changed nothing: " + why + "\n");
+    fs::remove_all(machine);
+  }
+}
+
+TEST_F(Lab, EndsARunThatALieKeepsInALoop) {
+  const std::string machine = Machine("installed");
+  const LabResult result =
+      RunLab({"run", machine, "--strict", "--fault", "CM_Get_Sibling#1-:lie", "audit-catalog"});
+  EXPECT_EQ(result.status, kExitKilled);
+  EXPECT_EQ(result.Output(), "");
+  EXPECT_EQ(result.ErrorOutput(), "vorn_lab: ended after 2000000 calls of the platform\n");
 }
 
 TEST_F(Lab, CountsMethodCallsByTheirFullName) {
