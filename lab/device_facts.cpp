@@ -2,6 +2,7 @@
 
 #include "base/text.h"
 #include "lab/driver_facts.h"
+#include "lab/twins.h"
 #include "lab/typed_data.h"
 #include "platform/device_setup.h"
 
@@ -20,8 +21,12 @@ struct PropertyKey {
   DEVPROPKEY& key;
 };
 
+std::u16string TextOf(const DEVPROPKEY& key) {
+  return ToUtf16(FormatGuid(key.fmtid) + " " + std::to_string(key.pid));
+}
+
 Json ToJson(const PropertyKey& property) {
-  return Json(FormatGuid(property.key.fmtid) + " " + std::to_string(property.key.pid));
+  return lab::ToJson(TextOf(property.key));
 }
 
 void FromJson(const Json& json, const std::string& path, PropertyKey property) {
@@ -108,6 +113,13 @@ void Describe(FactWriter& facts, Device& device) {
 }
 void Describe(FactReader& facts, Device& device) {
   DescribeDevice(facts, device);
+  if (!facts.Has("enumerator")) {
+    device.enumerator = device.instanceId.substr(0, device.instanceId.find(u'\\'));
+  }
+  RefuseTwins(
+      device.properties,
+      [](const DeviceProperty& property) { return std::optional(TextOf(property.key)); }, "key",
+      facts.PathOf("properties"));
 }
 
 }  // namespace vorn::lab

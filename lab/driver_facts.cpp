@@ -112,6 +112,10 @@ void Describe(FactWriter& facts, DriverImage& image) {
 void Describe(FactReader& facts, DriverImage& image) {
   std::u16string version = u"0.0.0.0";
   facts.Fact("version", version);
+  if (ToUtf16(VersionText(SoundImage(version))) != version) {
+    throw BadInput(facts.PathOf("version"),
+                   "must be four numbers like 26.8.10.5, the first three up to 255");
+  }
   image = SoundImage(version);
   DescribeImage(facts, image, image);
 }

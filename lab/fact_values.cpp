@@ -188,7 +188,8 @@ std::uint64_t ReadUnsigned(const Json& json, const std::string& path, std::uint6
   const bool understood = number != nullptr || (text != nullptr && ParseNumber(*text, value));
   if (understood && value <= largest) return value;
   // Platform documents write a number whose bits are all set as -1.
-  const bool negative = json.As<std::int64_t>() != nullptr;
+  const bool negative =
+      json.As<std::int64_t>() != nullptr && largest == std::numeric_limits<std::uint32_t>::max();
   throw BadInput(path,
                  "must be a whole number from 0 to " + std::to_string(largest) +
                      (negative ? "; write a negative one as its bits, like \"0xFFFFFFFF\"" : ""));
@@ -209,11 +210,20 @@ std::int64_t ReadSigned(const Json& json, const std::string& path, std::int64_t 
 
 std::int32_t ReadSignedCode(const Json& json, const std::string& path) {
   constexpr std::int64_t kSmallest = std::numeric_limits<std::int32_t>::min();
-  if (json.As<std::int64_t>() != nullptr) {
-    return static_cast<std::int32_t>(ReadSigned(json, path, kSmallest, -1));
+  constexpr std::uint64_t kLargest = std::numeric_limits<std::uint32_t>::max();
+  if (const auto* const negative = json.As<std::int64_t>(); negative && *negative >= kSmallest) {
+    return static_cast<std::int32_t>(*negative);
   }
-  const std::uint64_t bits = ReadUnsigned(json, path, std::numeric_limits<std::uint32_t>::max());
-  return static_cast<std::int32_t>(static_cast<std::uint32_t>(bits));
+  std::uint64_t bits = 0;
+  const auto* const number = json.As<std::uint64_t>();
+  const auto* const text = json.As<std::string>();
+  if (number != nullptr) bits = *number;
+  const bool understood = number != nullptr || (text != nullptr && ParseNumber(*text, bits));
+  if (understood && bits <= kLargest) {
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(bits));
+  }
+  throw BadInput(path, "must be a whole number from " + std::to_string(kSmallest) + " to " +
+                           std::to_string(kLargest));
 }
 
 bool ParseNumber(std::string_view text, std::uint64_t& value) {

@@ -130,6 +130,11 @@ class FactWriter {
   }
 
   template <class T>
+  void RequiredChoice(const char* key, const T& value, ChoiceNames names) {
+    Choice(key, value, names);
+  }
+
+  template <class T>
   void UnusualChoice(const char* key, const T& value, ChoiceNames names, T usual = {}) {
     if (value != usual) Choice(key, value, names);
   }
@@ -179,6 +184,11 @@ class FactReader {
     if (const Json* json = Find(key)) {
       value = static_cast<T>(ReadChoice(*json, PathOf(key), names));
     }
+  }
+
+  template <class T>
+  void RequiredChoice(const char* key, T& value, ChoiceNames names) {
+    value = static_cast<T>(ReadChoice(Demand(key), PathOf(key), names));
   }
 
   template <class T>

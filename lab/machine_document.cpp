@@ -4,9 +4,12 @@
 #include "lab/audio_facts.h"
 #include "lab/device_facts.h"
 #include "lab/driver_facts.h"
+#include "lab/fault_spec.h"
 #include "lab/json_text.h"
+#include "lab/near_word.h"
 #include "lab/registry_facts.h"
-#include "platform/simulated/upper_case.h"
+#include "lab/twins.h"
+#include "platform/simulated/modules.h"
 
 #include <algorithm>
 #include <map>
@@ -17,6 +20,7 @@ using platform::simulated::Clock;
 using platform::simulated::Device;
 using platform::simulated::DeviceTree;
 using platform::simulated::Event;
+using platform::simulated::EventKind;
 using platform::simulated::Machine;
 using platform::simulated::PublishedPackage;
 using platform::simulated::Service;
@@ -48,6 +52,19 @@ struct ClassName {
   std::u16string value;
 };
 
+/// The GUID of a setup class, as the text by which the model finds it.
+struct ClassGuid {
+  std::u16string& text;
+};
+Json ToJson(const ClassGuid& guid) {
+  return lab::ToJson(guid.text);
+}
+void FromJson(const Json& json, const std::string& path, ClassGuid guid) {
+  platform::GUID parsed = {};
+  lab::FromJson(json, path, parsed);
+  lab::FromJson(json, path, guid.text);
+}
+
 template <class Facts>
 void Describe(Facts& facts, NamedService& service) {
   facts.Required("name", service.key);
@@ -64,22 +81,16 @@ void Describe(Facts& facts, DosDevice& device) {
 
 template <class Facts>
 void Describe(Facts& facts, ClassName& name) {
-  facts.Required("class", name.key);
+  facts.Required("class", ClassGuid{name.key});
   facts.Required("name", name.value);
 }
 
-/// A name must stand for one thing: the platform's calls tell things apart by their names alone.
-template <class List, class T>
-void RefuseTwins(const List& list, std::u16string T::*name, const char* key,
-                 const std::string& path) {
-  std::map<std::u16string, std::size_t> places;
+/// A parent that is no device would hide the device from every walk of the tree.
+void RefuseOrphans(const DeviceTree& tree, const std::string& path) {
   std::size_t i = 0;
-  for (const T& item : list) {
-    const auto [place, isNew] = places.emplace(ToUpperName(item.*name), i);
-    if (!isNew) {
-      throw BadInput(
-          PathOfElement(path, i) + "." + key,
-          "is also the " + std::string(key) + " of " + PathOfElement(path, place->second));
+  for (const Device& device : tree.devices) {
+    if (!device.parent.empty() && tree.Find(device.parent) == nullptr) {
+      throw BadInput(PathOfElement(path, i) + ".parent", "is no device of the machine");
     }
     ++i;
   }
@@ -109,19 +120,88 @@ void FoldNames(std::map<std::u16string, Value>& named, const std::string& path) 
   named = std::move(folded);
 }
 
+/// The same where the model keeps the names as they are written.
+template <class Value>
+void RefuseNamesTwice(std::map<std::u16string, Value> named, const std::string& path) {
+  FoldNames(named, path);
+}
+
+void RefuseTwinVolumes(const std::vector<VolumeFacts>& volumes, const std::string& path) {
+  using Name = std::optional<std::u16string>;
+  const auto given = [](const std::u16string& name) { return name.empty() ? Name() : Name(name); };
+  RefuseTwins(
+      volumes,
+      [](const VolumeFacts& facts) {
+        return facts.volume.letter == 0 ? Name() : Name({facts.volume.letter});
+      },
+      "letter", path);
+  RefuseTwins(
+      volumes, [&](const VolumeFacts& facts) { return given(facts.volume.device); }, "device",
+      path);
+  RefuseTwins(
+      volumes, [&](const VolumeFacts& facts) { return given(facts.volume.guid); }, "guid", path);
+}
+
+/// What happens to a device itself needs one; the endpoint builder also acts for those that went.
+void RefuseIdleEvents(const Machine& machine, const std::string& path) {
+  std::size_t i = 0;
+  for (const Event& event : machine.clock.events) {
+    const bool ofDevice = event.kind == EventKind::StartDevice ||
+                          event.kind == EventKind::RemoveDevice ||
+                          event.kind == EventKind::AnnounceReplug;
+    if (ofDevice && machine.devices.Find(event.subject) == nullptr) {
+      throw BadInput(PathOfElement(path, i) + ".subject", "is no device of the machine");
+    }
+    ++i;
+  }
+}
+
+void RefuseBadFaults(const std::vector<std::string>& faults, const std::string& path) {
+  for (std::size_t i = 0; i < faults.size(); ++i) {
+    try {
+      ParseFault(faults[i]);
+    } catch (const BadInput& bad) {
+      throw BadInput(PathOfElement(path, i), bad.what());
+    }
+  }
+}
+
 /// Checks what the values of single keys do not show.
-void CheckMachine(Machine& machine, const FactReader& facts) {
+void CheckDocument(MachineDocument& document, const FactReader& facts) {
+  Machine& machine = document.machine;
   FoldNames(machine.files.dosDevices, facts.PathOf("dosDevices"));
   FoldNames(machine.classNames, facts.PathOf("classNames"));
   FoldNames(machine.audio.remembered, facts.PathOf("audio") + ".remembered");
+  RefuseNamesTwice(machine.services, facts.PathOf("services"));
+  RefuseBadFaults(document.process.faults, facts.PathOf("process") + ".faults");
   const std::string devices = facts.PathOf("devices");
-  RefuseTwins(machine.devices.devices, &Device::instanceId, "instanceId", devices);
+  const auto idOf = [](const Device& device) { return std::optional(device.instanceId); };
+  RefuseTwins(machine.devices.devices, idOf, "instanceId", devices);
+  RefuseOrphans(machine.devices, devices);
   RefuseCircles(machine.devices, devices);
-  RefuseTwins(machine.store.packages, &PublishedPackage::publishedInf, "publishedInf",
-              facts.PathOf("store") + ".packages");
+  const auto infOf = [](const PublishedPackage& each) { return std::optional(each.publishedInf); };
+  RefuseTwins(machine.store.packages, infOf, "publishedInf", facts.PathOf("store") + ".packages");
+  RefuseTwinVolumes(document.volumes, facts.PathOf("volumes"));
   auto& events = machine.clock.events;
+  RefuseIdleEvents(machine, facts.PathOf("clock") + ".events");
   std::stable_sort(events.begin(), events.end(),
                    [](const Event& left, const Event& right) { return left.due < right.due; });
+}
+
+/// Functions of ntdll.dll by their names.
+struct ExportNames {
+  std::vector<std::string>& names;
+};
+Json ToJson(const ExportNames& value) {
+  return lab::ToJson(value.names);
+}
+void FromJson(const Json& json, const std::string& path, ExportNames value) {
+  lab::FromJson(json, path, value.names);
+  const std::vector<std::string_view> known = platform::simulated::NtdllExports();
+  for (std::size_t i = 0; i < value.names.size(); ++i) {
+    if (std::find(known.begin(), known.end(), value.names[i]) != known.end()) continue;
+    throw BadInput(PathOfElement(path, i), "must be one of " + Listed(known));
+  }
 }
 
 /// The devices as one value of the document.
@@ -158,8 +238,8 @@ void FromJson(const Json& json, const std::string& path, RegistryFact value) {
 template <class Facts>
 void Describe(Facts& facts, Event& event) {
   facts.Required("due", event.due);
-  facts.Choice("kind", event.kind, kEventKinds);
-  facts.Fact("subject", event.subject);
+  facts.RequiredChoice("kind", event.kind, kEventKinds);
+  facts.Required("subject", event.subject);
 }
 
 template <class Facts>
@@ -184,7 +264,7 @@ void Describe(Facts& facts, ProcessFacts& process) {
   facts.Fact("token", process.token);
   facts.Fact("standardOutputClosed", process.standardOutputClosed);
   facts.Fact("ntdllMissing", process.ntdllMissing);
-  facts.Fact("missingExports", process.missingExports);
+  facts.Fact("missingExports", ExportNames{process.missingExports});
   facts.Unusual("faults", process.faults);
 }
 
@@ -225,7 +305,7 @@ void Describe(FactReader& facts, MachineDocument& document) {
   facts.Required("format", format);
   if (format != kFormat) throw BadInput(facts.PathOf("format"), "must be 1");
   DescribeDocument(facts, document);
-  CheckMachine(document.machine, facts);
+  CheckDocument(document, facts);
   if (facts.Has("dosDevices")) return;
   for (const VolumeFacts& volume : document.volumes) {
     const char16_t letter = ToUpperAscii(volume.volume.letter);

@@ -1,5 +1,6 @@
 #include "lab/registry_facts.h"
 
+#include "lab/twins.h"
 #include "lab/typed_data.h"
 #include "platform/registry.h"
 #include "platform/simulated/registry_values.h"
@@ -98,6 +99,9 @@ void RegistryFromJson(const Json& json, const std::string& path, Registry& regis
     const std::string keyPath = PathOfElement(path, i) + ".path";
     const KeyId id = KeyAt(registry, list[i].path, keyPath);
     if (!listed.insert(id).second) throw BadInput(keyPath, "appears twice");
+    RefuseTwins(
+        list[i].values, [](const RegistryValue& value) { return std::optional(value.name); },
+        "name", PathOfElement(path, i) + ".values");
     Key& key = registry.keys.at(id);
     key.values = std::move(list[i].values);
     key.security = std::move(list[i].security);

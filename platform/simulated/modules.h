@@ -5,6 +5,8 @@
 #include "platform/types.h"
 
 #include <cstdint>
+#include <string_view>
+#include <vector>
 
 namespace vorn::platform::simulated {
 
@@ -16,5 +18,8 @@ inline HMODULE ProgramModule() {
 inline HMODULE NtdllModule() {
   return reinterpret_cast<HMODULE>(std::uintptr_t{0x7FF800000000});
 }
+
+/// The functions of ntdll.dll that there are.
+std::vector<std::string_view> NtdllExports();
 
 }  // namespace vorn::platform::simulated

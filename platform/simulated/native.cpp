@@ -143,6 +143,13 @@ FARPROC FindExport(const Process& process, const char* name) {
 
 }  // namespace
 
+std::vector<std::string_view> NtdllExports() {
+  std::vector<std::string_view> names;
+  for (const Export& entry : kNtdllExports)
+    names.push_back(entry.name);
+  return names;
+}
+
 }  // namespace simulated
 
 using namespace simulated;

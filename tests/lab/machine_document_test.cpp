@@ -61,7 +61,9 @@ TEST(MachineDocument, NamesTheKeyThatIsWrong) {
       {R"({"format": 1, "clock": {"tick": "soon"}})",
        "clock.tick: must be a whole number from 0 to 18446744073709551615"},
       {R"({"format": 1, "clock": {"tick": -1}})",
-       "clock.tick: must be a whole number from 0 to 18446744073709551615; write a negative one as "
+       "clock.tick: must be a whole number from 0 to 18446744073709551615"},
+      {R"({"format": 1, "serviceManagerError": -1})",
+       "serviceManagerError: must be a whole number from 0 to 4294967295; write a negative one as "
        "its bits, like \"0xFFFFFFFF\""},
       {R"({"format": 1, "clock": {"tik": 1}})",
        "clock.tik: is not a known key; did you mean tick?"},
@@ -81,6 +83,42 @@ TEST(MachineDocument, NamesTheKeyThatIsWrong) {
        "\"withdrawEndpoints\", \"idleRecords\", \"announceReplug\""},
       {R"({"format": 1, "clock": {"events": [{"kind": "startDevice"}]}})",
        "clock.events[0].due: is missing"},
+      {R"({"format": 1, "clock": {"events": [{"due": 1, "subject": "a"}]}})",
+       "clock.events[0].kind: is missing"},
+      {R"({"format": 1, "clock": {"events": [{"due": 1, "kind": "idleRecords"}]}})",
+       "clock.events[0].subject: is missing"},
+      {R"({"format": 1, "clock": {"events": [{"due": 1, "kind": "startDevice", "subject": "a"}]}})",
+       "clock.events[0].subject: is no device of the machine"},
+      {R"({"format": 1, "clock": {"events": [{"due": 1, "kind": "removeDevice", "subject": "a"}]}})",
+       "clock.events[0].subject: is no device of the machine"},
+      {R"({"format": 1, "clock": {"events": [{"due": 1, "kind": "announceReplug", "subject": "a"}]}})",
+       "clock.events[0].subject: is no device of the machine"},
+      {R"({"format": 1, "process": {"missingExports": ["NtDeleteKey", "NtCreate"]}})",
+       "process.missingExports[1]: must be one of NtCreateFile, NtDeleteKey, "
+       "RtlNtStatusToDosError"},
+      {R"({"format": 1, "process": {"faults": ["Sleep:lie", "Sleep:time"]}})",
+       "process.faults[1]: --fault Sleep:time: time needs a number: time=..."},
+      {R"({"format": 1, "classNames": [{"class": "MEDIA", "name": "x"}]})",
+       "classNames[0].class: must be a GUID like {01234567-89ab-cdef-0123-456789abcdef}"},
+      {R"({"format": 1, "devices": [{"instanceId": "a", "parent": "HTREE\\ROOT\\0"}]})",
+       "devices[0].parent: is no device of the machine"},
+      {R"({"format": 1, "devices": [{"instanceId": "a", "properties": [{"key": "{a8b865dd-2e3d-4094-ad97-e593a70c75d6} 3", "text": "a"}, {"key": "{A8B865DD-2E3D-4094-AD97-E593A70C75D6} 3", "text": "b"}]}]})",
+       "devices[0].properties[1].key: is also the key of devices[0].properties[0]"},
+      {R"({"format": 1, "devices": [{"instanceId": "a", "resident": {"version": "1.2.3"}}]})",
+       "devices[0].resident.version: must be four numbers like 26.8.10.5, the first three up to "
+       "255"},
+      {R"({"format": 1, "devices": [{"instanceId": "a", "resident": {"version": "256.2.3.4"}}]})",
+       "devices[0].resident.version: must be four numbers like 26.8.10.5, the first three up to "
+       "255"},
+      {R"({"format": 1, "registry": [{"path": "A", "values": [{"name": "\u00e4", "dword": 1}, {"name": "\u00c4", "dword": 2}]}]})",
+       "registry[0].values[1].name: is also the name of registry[0].values[0]"},
+      {R"({"format": 1, "services": [{"name": "a"}, {"name": "A"}]})", "services: names a twice"},
+      {R"({"format": 1, "volumes": [{"folder": "C", "letter": "C"}, {"folder": "D", "letter": "c"}]})",
+       "volumes[1].letter: is also the letter of volumes[0]"},
+      {R"({"format": 1, "volumes": [{"folder": "C", "letter": "", "device": "\\Device\\A"}, {"folder": "D", "letter": "", "device": "\\device\\a"}]})",
+       "volumes[1].device: is also the device of volumes[0]"},
+      {R"({"format": 1, "volumes": [{"folder": "C", "letter": "", "device": "", "guid": "a"}, {"folder": "D", "letter": "", "device": "", "guid": "A"}]})",
+       "volumes[1].guid: is also the guid of volumes[0]"},
       {R"({"format": 1, "process": {"token": {"sids": "S-1-1-0"}}})",
        "process.token.sids: must be a list"},
       {R"({"format": 1, "process": {"ntdllMissing": 1}})",
@@ -118,7 +156,11 @@ TEST(MachineDocument, NamesTheKeyThatIsWrong) {
       {R"({"format": 1, "audio": {"endpoints": [{"flow": "render"}]}})",
        "audio.endpoints[0].id: is missing"},
       {R"({"format": 1, "audio": {"createError": "0x100000000"}})",
-       "audio.createError: must be a whole number from 0 to 4294967295"},
+       "audio.createError: must be a whole number from -2147483648 to 4294967295"},
+      {R"({"format": 1, "audio": {"createError": -2147483649}})",
+       "audio.createError: must be a whole number from -2147483648 to 4294967295"},
+      {R"({"format": 1, "audio": {"createError": "-1"}})",
+       "audio.createError: must be a whole number from -2147483648 to 4294967295"},
       {R"({"format": 1, "registry": [{"path": "A\\\\B"}]})",
        "registry[0].path: contains an empty name"},
       {R"({"format": 1, "registry": [{"path": "A"}, {"path": "a"}]})",
@@ -152,6 +194,15 @@ TEST(MachineDocument, NamesTheKeyThatIsWrong) {
   EXPECT_EQ(Refusal(std::string(100'000, '[')), "values are nested too deeply");
 }
 
+TEST(MachineDocument, TakesTheEnumeratorFromTheIdUnlessItIsSaid) {
+  const MachineDocument document = ReadDocument(
+      R"({"format": 1, "devices": [{"instanceId": "ROOT\\A\\0"},
+          {"instanceId": "ROOT\\A\\1", "enumerator": "USB"}]})");
+  const auto& devices = document.machine.devices;
+  EXPECT_EQ(devices.Find(u"ROOT\\A\\0")->enumerator, u"ROOT");
+  EXPECT_EQ(devices.Find(u"ROOT\\A\\1")->enumerator, u"USB");
+}
+
 TEST(MachineDocument, RefusesARegistryDeeperThanWindowsAllows) {
   const auto document = [](int levels) {
     std::string path = "a";
@@ -178,8 +229,9 @@ TEST(MachineDocument, ReadsNamesInAnyCase) {
 
 TEST(MachineDocument, PutsTheEventsInTheirOrder) {
   const MachineDocument document = ReadDocument(
-      R"({"format": 1, "clock": {"events": [{"due": 2, "subject": "late"},
-          {"due": 1, "subject": "first"}, {"due": 1, "subject": "second"}]}})");
+      R"({"format": 1, "clock": {"events": [{"due": 2, "kind": "idleRecords", "subject": "late"},
+          {"due": 1, "kind": "idleRecords", "subject": "first"},
+          {"due": 1, "kind": "publishChildren", "subject": "second"}]}})");
   const auto& events = document.machine.clock.events;
   ASSERT_EQ(events.size(), 3U);
   EXPECT_EQ(events[0].subject, u"first");
@@ -272,10 +324,11 @@ TEST_F(Edited, FoldersOfVolumesMustBePlainAndDistinct) {
   EXPECT_EQ(RefusalAfter(folder("../elsewhere")), notPlain);
   EXPECT_EQ(RefusalAfter(folder(".hidden")), notPlain);
   EXPECT_EQ(RefusalAfter(folder("machine.json")), "volumes[0].folder: is taken\n");
-  EXPECT_EQ(RefusalAfter([](Json& json) {
-              json["volumes"].push_back({{"folder", "C"}});
-            }),
-            "volumes[1].folder: is taken\n");
+  EXPECT_EQ(
+      RefusalAfter([](Json& json) {
+        json["volumes"].push_back({{"folder", "C"}, {"letter", "D"}, {"device", "\\Device\\D"}});
+      }),
+      "volumes[1].folder: is taken\n");
 }
 
 TEST_F(Edited, AHeldFileMustExist) {

@@ -212,7 +212,9 @@ LabMachine UnusualMachine() {
   Machine& machine = lab.machine;
   FillFiles(machine.files);
   FillRegistry(machine.registry);
-  machine.devices.devices = {UnusualDevice(), Device{}};
+  Device top;
+  top.instanceId = u"HTREE\\ROOT\\0";
+  machine.devices.devices = {UnusualDevice(), Device{}, top};
   machine.store.packages = {{u"oem3.inf", u"other.inf", u"other.cat", SomeBytes(), 5, true, true},
                             {u"oem4.inf", u"", u"", {'v', '=', '1', '\n'}, 0, false, false}};
   machine.store.nextNumber = 17;
@@ -228,7 +230,7 @@ LabMachine UnusualMachine() {
                                     static_cast<EventKind>(kind), u"ROOT\\MEDIA\\0042"});
   }
   machine.randomState = 0xFEDCBA9876543210;
-  machine.classNames = {{u"{X}", u"MEDIA"}};
+  machine.classNames = {{u"{4D36E96B-E325-11CE-BFC1-08002BE10318}", u"KEYBOARD"}};
   lab.process.token.sids = {u"S-1-1-0"};
   lab.process.token.owner = u"S-1-5-18";
   lab.process.token.holdsBackup = false;
