@@ -339,10 +339,11 @@ ChangeWords SplitWords(const std::string& text) {
 
 /// Whether a text is "ROOT", a device's name and its number, with backslashes between.
 bool IsRootId(const std::u16string& text) {
-  constexpr std::u16string_view kRoot = u"ROOT\\";
-  const std::size_t second = text.find(u'\\', kRoot.size());
-  return StartsWithName(text, kRoot) && second != std::u16string::npos && second != kRoot.size() &&
-         second + 1 != text.size() && text.find(u'\\', second + 1) == std::u16string::npos;
+  constexpr std::u16string_view kPrefix = u"ROOT\\";
+  const std::size_t second = text.find(u'\\', kPrefix.size());
+  return StartsWithName(text, kPrefix) && second != std::u16string::npos &&
+         second != kPrefix.size() && second + 1 != text.size() &&
+         text.find(u'\\', second + 1) == std::u16string::npos;
 }
 
 /// What can be checked before the machine is known.
