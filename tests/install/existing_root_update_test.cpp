@@ -217,6 +217,19 @@ TEST(UnchangedPackage, IsNotThatOfADeviceThatStopsBeforeTheQuickLook) {
   EXPECT_EQ(std::count(console.begin(), console.end(), kUntouched), 0);
 }
 
+TEST(UnchangedPackage, IsLookedForOnADeviceThatStopsAfterItsDiscovery) {
+  Machine machine = InstalledMachine();
+  const Fault fault =
+      ChangeBefore("SetEndOfFile", 4, [](Machine& world) { tests::StopRoot(world, 10); });
+  const RunResult run = Install(machine, {.faults = {fault}});
+  const auto firstOf = [&run](std::string_view name) {
+    return std::find_if(run.calls.begin(), run.calls.end(),
+                        [name](const CallRecord& call) { return call.name == name; });
+  };
+  EXPECT_LT(firstOf("SetEndOfFile"), firstOf("OpenSCManagerW"));
+  EXPECT_LT(firstOf("OpenSCManagerW"), firstOf("UpdateDriverForPlugAndPlayDevicesW"));
+}
+
 TEST(UnchangedPackage, IsHeldAgainstTheBaselineOfTheJournal) {
   Machine machine = InstalledMachine();
   // The user disables an endpoint after the baseline was taken.
@@ -294,7 +307,9 @@ TEST(ExistingRootUpdate, IsRefusedForADisabledDeviceThatSaysNothingOfItsDriver) 
 TEST(ExistingRootUpdate, IsRefusedForADisabledDeviceBeforeTheCatalogIsRead) {
   Machine machine = DisabledMachine();
   machine.audio.enumError = platform::E_FAIL;
-  EXPECT_EQ(Install(machine).status, kExitBindRefused);
+  const RunResult run = Install(machine);
+  EXPECT_EQ(run.status, kExitBindRefused);
+  EXPECT_FALSE(run.Called("CoInitializeEx"));
 }
 
 TEST(ExistingRootUpdate, BindsTheRollbackOfADisabledDevice) {

@@ -155,6 +155,7 @@ TEST_F(KeyTreeDeletion, ReturnsTheErrorOfAKeyThatCannotBeOpened) {
     EXPECT_EQ(Delete(), error);
     EXPECT_EQ(CountOf("OpenProcessToken"), 0U);
     EXPECT_EQ(CountOf("RegOpenKeyExW"), 1U);
+    EXPECT_EQ(CountOf("RegEnumKeyExW"), 0U);
   }
   EXPECT_TRUE(Exists(u"tree"));
 }

@@ -229,7 +229,9 @@ TEST_F(RemoveCommand, LogsBesideTheFolderOfTheInfOnItsOwnDrive) {
   AddVolume(machine.files, u'D', u"\\Device\\HarddiskVolume4",
             u"5a17c0de-0000-4000-8000-000000000004");
   WritePackage(machine.files, u"D:\\driver", PackageRecipe{});
-  EXPECT_EQ(Run({}, u"D:\\driver\\vorn_audio.inf").status, 0);
+  const RunResult result = Run({}, u"D:\\driver\\vorn_audio.inf");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.CallsOf("CreateDirectoryW").size(), 1U);
   EXPECT_EQ(ListFolder(machine.files, u"D:\\logs"),
             std::vector<std::u16string>{u"vorn_devnode.log"});
 }

@@ -88,6 +88,7 @@ TEST(LiveVerificationStart, GivesUpAfterTwentySeconds) {
           Err("vorn_devnode: RESULT=NOT_STARTED - devnode did not reach DN_STARTED (problem=22)")});
   EXPECT_EQ(run.duration, kStartBudgetMs);
   EXPECT_EQ(run.Sleeps(kStartWaitPauseMs), kStartBudgetMs / kStartWaitPauseMs);
+  EXPECT_EQ(run.CountOf("SetupDiGetClassDevsW"), kStartBudgetMs / kStartWaitPauseMs + 1);
   EXPECT_EQ(run.Sleeps(kPollPauseMs), 0u);
   EXPECT_EQ(run.CountOf("CoInitializeEx"), 0u);
   ExpectNothingLeft(run);

@@ -54,6 +54,7 @@ TEST_F(ResumeCommand, NeedsARootThatIsStarted) {
   EXPECT_EQ(process.ErrorOutput(),
             u"vorn_devnode: resume-endpoints: no live VORN root: present VORN root is not started "
             u"cleanly\n");
+  EXPECT_EQ(CountOf("CreateFileW"), 0U);
 }
 
 TEST_F(ResumeCommand, NeedsTheChannel) {
@@ -62,6 +63,7 @@ TEST_F(ResumeCommand, NeedsTheChannel) {
   EXPECT_EQ(process.ErrorOutput(),
             u"vorn_devnode: resume-endpoints: no openable VORN interface on this root (control and "
             u"KS both failed, last error 0x00000005)\n");
+  EXPECT_EQ(CountOf("DeviceIoControl"), 0U);
 }
 
 TEST_F(ResumeCommand, NeedsTheLease) {
