@@ -1,11 +1,14 @@
 // What `vorn_lab run --fault` makes happen, refuses and remarks on.
 
+#include "lab/bad_input.h"
 #include "lab/call_names.h"
+#include "lab/fault_spec.h"
 #include "lab/json_text.h"
 #include "tests/lab/lab_commands.h"
 #include "tests/lab/sample_words.h"
 
 #include <gtest/gtest.h>
+#include <set>
 
 namespace vorn::lab {
 namespace {
@@ -398,6 +401,77 @@ TEST_F(Lab, SaysThatAChangeFoundNothing) {
     EXPECT_EQ(result.status, kExitFaultInVain);
     EXPECT_EQ(result.ErrorOutput(),
               "vorn_lab: --fault " + fault + ": changed nothing: " + why + "\n");
+  }
+}
+
+TEST_F(Lab, SaysWhyWindowsRefusesAChange) {
+  const std::string machine = Machine();
+  Json document = ParseJson(ReadHostFile(fs::path(machine) / "machine.json"));
+  for (const char* const letter : {"D", "E"}) {
+    document["volumes"].push_back({{"folder", letter},
+                                   {"letter", letter},
+                                   {"device", std::string("\\Device\\HarddiskVolume") + letter},
+                                   {"freeBytes", 4096},
+                                   {"readOnly", *letter == 'E'},
+                                   {"files", Json::List()}});
+    document["dosDevices"].push_back(
+        {{"name", std::string(letter) + ":"},
+         {"target", std::string("\\Device\\HarddiskVolume") + letter}});
+    fs::create_directory(fs::path(machine) / letter);
+  }
+  WriteHostFile(fs::path(machine) / "machine.json", ToReadableText(document));
+  const std::string inf = "C:\\pkg\\driver\\vorn_audio.inf";
+  const std::pair<std::string, const char*> cases[] = {
+      {"move=" + inf + "|D:\\a.inf", "17: it is on another volume"},
+      {"folder=E:\\a", "19: the volume is read-only"},
+      {"copy=C:\\pkg\\driver\\vorn_audio.inf|C:\\a?b", "123: the name is not valid"},
+      {"hardlink=" + inf + "|C:\\pkg\\driver\\vorn_audio.cat", "183: the name is taken"},
+      {"write=D:\\a|" + std::string(5000, 'x'), "112: the volume is full"},
+  };
+  for (const auto& [change, why] : cases) {
+    SCOPED_TRACE(change);
+    const std::string fault = "fputws:" + change;
+    EXPECT_EQ(RunLab({"run", machine, "--strict", "--fault", fault}).ErrorOutput(),
+              "vorn_lab: --fault " + fault + ": changed nothing: Windows refuses it with error " +
+                  why + "\n");
+  }
+}
+
+TEST(Faults, CutAndLengthenWhatCallsReturn) {
+  const std::set<std::string_view> lengthened = {"CM_Get_DevNode_Registry_PropertyW",
+                                                 "CM_Get_Device_IDW",
+                                                 "DeviceIoControl",
+                                                 "GetFinalPathNameByHandleW",
+                                                 "GetFullPathNameW",
+                                                 "GetModuleFileNameW",
+                                                 "GetTempPathW",
+                                                 "GetWindowsDirectoryW",
+                                                 "RegEnumKeyExW",
+                                                 "RegGetValueW",
+                                                 "SetupDiGetDeviceInstanceIdW",
+                                                 "SetupDiGetDeviceInterfaceDetailW",
+                                                 "SetupDiGetDevicePropertyW",
+                                                 "SetupDiGetDeviceRegistryPropertyW",
+                                                 "SetupGetStringFieldW"};
+  std::set<std::string_view> cut = {"GetFileInformationByHandleEx", "ReadFile",
+                                    "SetupGetInfInformationW", "WriteFile"};
+  cut.insert(lengthened.begin(), lengthened.end());
+  const std::set<std::string_view> silent = {
+      "CoTaskMemFree", "CoUninitialize",    "GetSystemTime", "GetTickCount64",
+      "LocalFree",     "SetupCloseInfFile", "Sleep"};
+  const auto takes = [](std::string_view name, const char* action) {
+    try {
+      ParseFault(std::string(name) + action);
+      return true;
+    } catch (const BadInput&) {
+      return false;
+    }
+  };
+  for (const std::string_view name : CallNames()) {
+    EXPECT_EQ(takes(name, ":short=1"), cut.contains(name)) << name;
+    EXPECT_EQ(takes(name, ":long=1"), lengthened.contains(name)) << name;
+    EXPECT_EQ(takes(name, ":fail-after"), !silent.contains(name)) << name;
+    EXPECT_EQ(takes(name, ":lie"), name != "GetTickCount64") << name;
   }
 }
 

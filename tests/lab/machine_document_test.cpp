@@ -7,6 +7,7 @@
 #include "tests/lab/temporary_folder.h"
 
 #include <gtest/gtest.h>
+#include <limits>
 
 namespace vorn::lab {
 namespace {
@@ -32,12 +33,15 @@ TEST(MachineDocument, UsesDefaultsForMissingKeys) {
 
 TEST(MachineDocument, AcceptsNumbersInBothForms) {
   const MachineDocument document = ReadDocument(
-      R"({"format": 1, "randomState": 5, "serviceManagerError": "0x6ba",
-          "audio": {"enumError": "0x80004005", "itemError": -2147467259}})");
+      R"({"format": 1, "randomState": 5, "serviceManagerError": "0X6ba",
+          "audio": {"enumError": "0x80004005", "itemError": -2147467259,
+                    "countError": "0xFFFFFFFF", "createError": -2147483648}})");
   EXPECT_EQ(document.machine.randomState, 5U);
   EXPECT_EQ(document.machine.serviceManagerError, 1722U);
   EXPECT_EQ(document.machine.audio.enumError, platform::E_FAIL);
   EXPECT_EQ(document.machine.audio.itemError, platform::E_FAIL);
+  EXPECT_EQ(document.machine.audio.countError, -1);
+  EXPECT_EQ(document.machine.audio.createError, std::numeric_limits<std::int32_t>::min());
 }
 
 TEST(MachineDocument, DerivesTheDriveLettersFromTheVolumesWhenItDoesNotListThem) {

@@ -8,7 +8,10 @@
 #include "tests/lab/unusual_machine.h"
 #include "tests/support/sample.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
+#include <unistd.h>
 
 namespace vorn::lab {
 
@@ -38,12 +41,75 @@ platform::simulated::FileSystem WithoutOpens(platform::simulated::FileSystem fil
   return files;
 }
 
+/// The times of every file, which the model leaves out of its comparisons.
+std::vector<std::int64_t> TimesOf(const platform::simulated::FileSystem& files) {
+  std::vector<std::int64_t> times;
+  for (platform::simulated::NodeId id = 0; id < files.nextNode; ++id) {
+    if (const platform::simulated::Node* const node = files.nodes.Find(id)) {
+      const auto& of = node->times;
+      times.insert(times.end(), {of.creation, of.lastAccess, of.lastWrite, of.change});
+    }
+  }
+  return times;
+}
+
+/// What other processes hold open.
+std::vector<platform::simulated::Open> OpensOf(const platform::simulated::FileSystem& files) {
+  std::vector<platform::simulated::Open> opens;
+  for (const auto& [key, open] : files.opens)
+    opens.push_back(open);
+  return opens;
+}
+
+/// The keys below a key by their paths, without the numbers by which they find each other.
+void CollectKeys(const platform::simulated::Registry& registry, platform::simulated::KeyId id,
+                 const std::u16string& path,
+                 std::map<std::u16string, platform::simulated::Key>& keys) {
+  platform::simulated::Key key = registry.keys.at(id);
+  for (const platform::simulated::KeyId child : key.children)
+    CollectKeys(registry, child, path + u"\\" + registry.keys.at(child).name, keys);
+  key.children.clear();
+  key.parent = 0;
+  keys[path] = std::move(key);
+}
+
+std::map<std::u16string, platform::simulated::Key> KeysOf(
+    const platform::simulated::Registry& registry) {
+  std::map<std::u16string, platform::simulated::Key> keys;
+  CollectKeys(registry, registry.localMachine, {}, keys);
+  return keys;
+}
+
+void ExpectSameProcess(const ProcessFacts& left, const ProcessFacts& right) {
+  EXPECT_EQ(left.token.sids, right.token.sids);
+  EXPECT_EQ(left.token.owner, right.token.owner);
+  EXPECT_EQ(left.token.holdsBackup, right.token.holdsBackup);
+  EXPECT_EQ(left.token.holdsRestore, right.token.holdsRestore);
+  EXPECT_EQ(left.token.backupEnabled, right.token.backupEnabled);
+  EXPECT_EQ(left.token.restoreEnabled, right.token.restoreEnabled);
+  EXPECT_EQ(left.standardOutputClosed, right.standardOutputClosed);
+  EXPECT_EQ(left.ntdllMissing, right.ntdllMissing);
+  EXPECT_EQ(left.missingExports, right.missingExports);
+  EXPECT_EQ(left.faults, right.faults);
+}
+
+/// The machines themselves are compared: a fact that no document has is missing from both texts.
 void ExpectSame(const LabMachine& left, const LabMachine& right) {
   EXPECT_EQ(TextOf(left), TextOf(right));
   EXPECT_TRUE(WithoutOpens(left.machine.files) == WithoutOpens(right.machine.files));
+  EXPECT_EQ(TimesOf(left.machine.files), TimesOf(right.machine.files));
+  EXPECT_TRUE(OpensOf(left.machine.files) == OpensOf(right.machine.files));
+  EXPECT_EQ(left.machine.files.scanMs, right.machine.files.scanMs);
+  EXPECT_TRUE(left.machine.devices == right.machine.devices);
+  EXPECT_TRUE(left.machine.store == right.machine.store);
   EXPECT_TRUE(left.machine.audio == right.machine.audio);
   EXPECT_TRUE(left.machine.clock == right.machine.clock);
-  EXPECT_EQ(RegistryToJson(left.machine.registry), RegistryToJson(right.machine.registry));
+  EXPECT_TRUE(left.machine.services == right.machine.services);
+  EXPECT_EQ(left.machine.serviceManagerError, right.machine.serviceManagerError);
+  EXPECT_EQ(left.machine.randomState, right.machine.randomState);
+  EXPECT_EQ(left.machine.classNames, right.machine.classNames);
+  EXPECT_TRUE(KeysOf(left.machine.registry) == KeysOf(right.machine.registry));
+  ExpectSameProcess(left.process, right.process);
 }
 
 struct NamedPreset {
@@ -82,6 +148,20 @@ TEST(MachineFolder, IsWrittenTheSameEachTime) {
   const MachineFolder folder(temporary / "m");
   folder.Save(folder.Load());
   EXPECT_EQ(ReadHostFile(temporary / "m/machine.json"), text);
+}
+
+TEST(MachineFolder, IsLockedWhileItIsInUse) {
+  TemporaryFolder temporary;
+  CreateMachineFolder(temporary / "m", UnusualMachine());
+  const std::string path = temporary.Name("m");
+  const int other = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  ASSERT_GE(other, 0);
+  {
+    const MachineFolder used(path);
+    EXPECT_NE(flock(other, LOCK_EX | LOCK_NB), 0);
+  }
+  EXPECT_EQ(flock(other, LOCK_EX | LOCK_NB), 0);
+  close(other);
 }
 
 TEST(MachineFolder, DoesNotRewriteUnchangedFiles) {

@@ -128,6 +128,14 @@ TEST_F(Timeline, TellsOfAFaultInVainOnEitherMachine) {
   EXPECT_TRUE(Has(result_.ErrorOutput(), "NtDeleteKey:fail: was never reached"));
 }
 
+TEST_F(Timeline, KeepsWhatTheRunLeftOfBothMachines) {
+  const std::string first = Machine("m", "clean");
+  const std::string second = Machine("other", "clean");
+  Page(first, {"--against", second, "install", kPackageInf});
+  for (const std::string& machine : {first, second})
+    EXPECT_TRUE(Has(ReadHostFile(machine + "/machine.json"), "oem3.inf")) << machine;
+}
+
 TEST_F(Timeline, DoesNotSetAMachineAgainstItself) {
   const std::string machine = Machine("m", "clean");
   const LabResult refused = Draw(machine, "page.html", {"--against", machine, "audit-catalog"});

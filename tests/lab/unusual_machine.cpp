@@ -240,6 +240,10 @@ LabMachine UnusualMachine() {
   lab.process.standardOutputClosed = true;
   lab.process.ntdllMissing = true;
   lab.process.missingExports = {"NtCreateFile"};
+  lab.process.faults = {"Sleep#2-:time=7"};
+  machine.files.scanMs = 11;
+  for (auto& [key, open] : machine.files.opens)
+    open.description = u"somebody";
   return lab;
 }
 

@@ -208,5 +208,13 @@ TEST_F(AnotherProcess, NamesOnlyOwnersThatItMay) {
   EXPECT_EQ(ToSddl(NodeAt(Files(), kFile).security), u"O:BAD:P(A;;FA;;;SY)");
 }
 
+TEST_F(AnotherProcess, NeedsTheRightToReplaceAnOwner) {
+  const SecurityRecord wanted = ParseSddl(u"O:BAD:P(A;;FA;;;BA)").value();
+  Secure(kFile, u"O:SYD:P(A;;0x140000;;;BA)");
+  EXPECT_EQ(other_.Secure(kFile, wanted), ERROR_ACCESS_DENIED);
+  Secure(kFile, u"O:SYD:P(A;;0x1c0000;;;BA)");
+  EXPECT_EQ(other_.Secure(kFile, wanted), 0U);
+}
+
 }  // namespace
 }  // namespace vorn::platform::simulated

@@ -49,6 +49,15 @@ TEST_F(Scanner, DoesNotCareForWhatWasOnlyRead) {
   EXPECT_TRUE(Files().opens.empty());
 }
 
+TEST_F(Scanner, DoesNotCareForWhatIsDeletedAsItIsClosed) {
+  const HANDLE file = OpenPath(kWritten, New());
+  EXPECT_TRUE(Write(file, "x"));
+  EXPECT_TRUE(Dispose(file));
+  CloseHandle(file);
+  EXPECT_TRUE(Files().opens.empty());
+  EXPECT_EQ(StatusOf(kWritten), STATUS_OBJECT_NAME_NOT_FOUND);
+}
+
 TEST_F(Scanner, LeavesTheNameOfADeletedFileUntilItCloses) {
   WriteAndClose();
   Delete();
