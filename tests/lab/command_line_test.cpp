@@ -306,6 +306,37 @@ TEST_F(Lab, WritesPackagesOfEveryKind) {
   }
 }
 
+TEST_F(Lab, WritesEachWordOfAPackageWhereItBelongs) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"--provider", "Provider    = X7Q\r\n"},
+      {"--provider-name", "ProviderName = \"X7Q\"\r\n"},
+      {"--class", "Class       = X7Q\r\n"},
+      {"--class-guid", "ClassGuid   = X7Q\r\n"},
+      {"--catalog-name", "CatalogFile = X7Q\r\n"},
+      {"--hardware-id", "VornAudio_Install, X7Q\r\n"},
+      {"--service", "AddService = X7Q,"},
+      {"--version", ",X7Q\r\n"},
+      {"--date", "DriverVer   = X7Q,"},
+      {"--extra", "X7Q"},
+  };
+  const std::string machine = Machine();
+  for (const auto& [option, text] : cases) {
+    EXPECT_EQ(RunLab({"package", machine, "C:\\new", option, "X7Q"}).status, 0) << option;
+    const std::string inf = ReadHostFile(fs::path(machine) / "C/new/vorn_audio.inf");
+    EXPECT_NE(inf.find(text), std::string::npos) << option << "\n" << inf;
+  }
+}
+
+TEST_F(Lab, ReplacesTheNamesOfUsersInACaptureUnlessItIsRaw) {
+  const std::string machine = Machine("installed");
+  const std::string capture = temporary_.Name("capture");
+  EXPECT_EQ(RunLab({"capture", machine, capture}).status, 0);
+  EXPECT_EQ(ReadHostFile(capture + "/machine.json").find("operator"), std::string::npos);
+  const std::string raw = temporary_.Name("raw");
+  EXPECT_EQ(RunLab({"capture", machine, raw, "--raw"}).status, 0);
+  EXPECT_NE(ReadHostFile(raw + "/machine.json").find("operator"), std::string::npos);
+}
+
 TEST_F(Lab, WritesAPackageIntoTheRootOfAVolume) {
   const std::string machine = Machine();
   EXPECT_EQ(RunLab({"package", machine, "C:\\"}).Output(), "C:\\vorn_audio.inf\n");

@@ -143,6 +143,9 @@ void FillRegistry(Registry& registry) {
   MakeKey(registry, u"SOFTWARE\\Vorn\\aaa\\deep");
   SecureKey(registry, u"SOFTWARE\\Vorn\\secured", ParseSddl(u"O:SYD:P(A;;GR;;;BU)").value());
   registry.keys.at(MakeKey(registry, u"SOFTWARE\\Vorn\\link")).linkTarget = u"SOFTWARE\\Elsewhere";
+  registry.keys.at(MakeKey(registry, u"SOFTWARE\\Vorn\\aaa")).listError = 5;
+  registry.keys.at(MakeKey(registry, u"SOFTWARE\\Vorn\\bbb")).openError = 5;
+  MakeKey(registry, u"SOFTWARE\\Vorn\\bbb\\deep");
   auto& failing = registry.keys.at(MakeKey(registry, u"SOFTWARE\\Vorn\\failing"));
   failing.openError = 5;
   failing.listError = 31;
