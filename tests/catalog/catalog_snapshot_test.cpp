@@ -81,10 +81,12 @@ TEST(CatalogSnapshotOf, ADuplicateIdentityIsInconsistentEvenIfOneOfThemIsDisable
 }
 
 TEST(CatalogSnapshotOf, ACableIndexOutOfRangeIsRecordedAndMalformed) {
-  const Taken taken = Snapshot({Endpoint(12, false), Endpoint(1, true)});
-  EXPECT_EQ(ToUtf8(taken.snapshot.reason), "MMDevice catalog contains a malformed VORN endpoint");
-  ASSERT_EQ(taken.snapshot.endpoints.size(), 2u);
-  EXPECT_EQ(taken.snapshot.endpoints[0].cableIndex, 12u);
+  for (const std::uint32_t cable : {10U, 12U, 0x100U, 0x10000U, 0xFFFFFFFFU}) {
+    const Taken taken = Snapshot({Endpoint(cable, false), Endpoint(1, true)});
+    EXPECT_EQ(ToUtf8(taken.snapshot.reason), "MMDevice catalog contains a malformed VORN endpoint");
+    ASSERT_EQ(taken.snapshot.endpoints.size(), 2u);
+    EXPECT_EQ(taken.snapshot.endpoints[0].cableIndex, cable);
+  }
 }
 
 TEST(CatalogSnapshotOf, ASignedCableIndexCountsUnlessItIsNegative) {

@@ -59,6 +59,16 @@ struct Connection {
 
 class ConnectedDevice : public testing::TestWithParam<Connection> {};
 
+TEST(ConnectedDeviceId, GoesOnBehindTheRootWithASeparatorOnly) {
+  for (char16_t unit = 1; unit < 0x100; ++unit) {
+    const bool separator = unit == u'#' || unit == u'\\' || unit == u'/';
+    EXPECT_EQ(IsConnectedToRoot(u"{2}.\\\\?\\root#media#0000" + std::u16string(1, unit) + u"{6994}",
+                                u"ROOT\\MEDIA\\0000"),
+              separator)
+        << int{unit};
+  }
+}
+
 TEST_P(ConnectedDevice, BelongsToTheRootItNames) {
   const Connection& row = GetParam();
   EXPECT_EQ(IsConnectedToRoot(row.connected, row.root), row.belongs)

@@ -51,8 +51,10 @@ TEST(CatalogEndpoints, RefusesACableIndexOfTenOrMore) {
 }
 
 TEST(CatalogEndpoints, RefusesAnEmptyEndpointId) {
-  EXPECT_EQ(ComplaintOf(CheckCatalogEndpoints({{0, false, true, u""}})),
-            "MMDevice catalog contains a malformed VORN endpoint");
+  for (const bool active : {true, false}) {
+    EXPECT_EQ(ComplaintOf(CheckCatalogEndpoints({{0, false, active, u""}})),
+              "MMDevice catalog contains a malformed VORN endpoint");
+  }
 }
 
 TEST(CatalogEndpoints, RefusesADuplicateIdentityEvenIfOneOfThemIsDisabled) {

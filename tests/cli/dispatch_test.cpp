@@ -87,6 +87,10 @@ TEST(Dispatch, PrintsTheUsageWhenNoCommandFits) {
       {u"audit"},
       {u"audit-catalog "},
       {u"--rollback"},
+      {u"--audit-catalog"},
+      {u"/audit-catalog"},
+      {u" audit-catalog"},
+      {u"audit-catalog now"},
   };
   for (const Arguments& arguments : commandLines) {
     SCOPED_TRACE(Joined(arguments));

@@ -278,6 +278,15 @@ TEST_F(RootControlChannel, FallsBackWhenTheControlInterfaceDoesNotOpen) {
   EXPECT_EQ(Opened().size(), 2U);
 }
 
+TEST_F(RootControlChannel, TriesTheControlInterfaceOnce) {
+  for (const std::uint32_t error : {2U, 5U, 21U, 31U, 32U, 170U, 1450U}) {
+    Root().interfaces[0].openError = error;
+    process.calls.clear();
+    EXPECT_FALSE(Opens()) << error;
+    EXPECT_EQ(CountOf("CreateFileW"), 1U) << error;
+  }
+}
+
 TEST_F(RootControlChannel, FailsWithTheErrorOfTheControlInterface) {
   Root().interfaces[0].openError = 5;
   EXPECT_EQ(ReasonOfFailure(),

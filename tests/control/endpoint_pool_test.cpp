@@ -164,6 +164,12 @@ TEST_F(EndpointPoolQuery, ReportsTheErrorOfAFailedRequest) {
   EXPECT_EQ(result.reason, u"live endpoint-pool IOCTL failed (error 0x0000001F)");
 }
 
+TEST_F(EndpointPoolQuery, DoesNotBelieveAReplyThatIsSaidToBeIncomplete) {
+  process.faults = {tests::FailingAfterEffect("DeviceIoControl", 234)};
+  EXPECT_EQ(QueryEndpointPool(kRootId).reason,
+            u"live endpoint-pool IOCTL failed (error 0x000000EA)");
+}
+
 TEST_F(EndpointPoolQuery, DoesNotBelieveAReplyOfARequestThatFailed) {
   process.faults = {FailingCall("DeviceIoControl", 0x1F)};
   process.faults[0].kind = platform::simulated::FaultKind::FailAfterEffect;

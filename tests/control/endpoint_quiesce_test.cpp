@@ -224,6 +224,15 @@ TEST_F(Quiesce, ShowsWhatItHadHiddenWhenHidingAgainFails) {
   EXPECT_TRUE(Root().hidden.empty());
 }
 
+TEST_F(Quiesce, TakesNoErrorForAnEndpointThatIsHidden) {
+  for (const std::uint32_t error : {0U, 1U, 2U, 3U, 5U, 18U, 87U, 183U, 234U, 259U, 997U, 1168U}) {
+    Image().refusesToHide[{4, 0}] = error;
+    guard_.emplace(kRootId);
+    EXPECT_FALSE(Hide()) << error;
+    EXPECT_EQ(guard_->Hidden().size(), 19U) << error;
+  }
+}
+
 TEST_F(Quiesce, ListsNothingWhenNoEndpointCanBeHidden) {
   Image().failures[kSetCableVisibilityCode] = 5;
   EXPECT_FALSE(Hide());

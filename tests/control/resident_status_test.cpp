@@ -70,6 +70,14 @@ TEST(ResidentStatusJudgement, NeedsTheRevision) {
             u"package");
 }
 
+TEST(ResidentStatusJudgement, ComparesEveryBitOfTheRevision) {
+  for (std::uint32_t bit = 0; bit < 32; ++bit) {
+    StatusReply reply = SoundReply();
+    reply.loadedRevision ^= 1U << bit;
+    EXPECT_FALSE(Judge(reply, 128, u"26.8.10.5").ok) << bit;
+  }
+}
+
 TEST(ResidentStatusJudgement, RefusesAHigherRevision) {
   EXPECT_EQ(Judge(SoundReply(), 128, u"26.8.10.4").reason,
             u"RESIDENT IMAGE/ABI MISMATCH: loaded DriverVer is 26.8.10.5 but the activated package "

@@ -75,6 +75,13 @@ TEST_F(UnusualReply, ThatIsLongerThanTheLeaseHidesNothing) {
   EXPECT_TRUE(HasClosedTheChannel());
 }
 
+TEST_F(UnusualReply, ThatIsSaidToBeIncompleteIsNone) {
+  process.faults = {tests::FailingAfterEffect("DeviceIoControl", 234)};
+  EXPECT_EQ(QueryResidentStatus(kRootId, kVersion).reason,
+            u"driver did not answer GET_STATUS (error 0x000000EA); resident image cannot be "
+            u"proven");
+}
+
 /// What follows the last known field does not matter.
 TEST_F(UnusualReply, ThatFillsItsBufferIsReadUpToTheLastKnownField) {
   Image().statusBytes = 124;

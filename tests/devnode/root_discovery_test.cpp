@@ -225,6 +225,16 @@ TEST_F(RootDiscovery, ReportsAnIdThatCannotBeRead) {
   EXPECT_EQ(live.endpointChildren, Ids{kChild});
 }
 
+TEST_F(RootDiscovery, DescribesTheFirstRootEvenIfOnlyTheSecondHasAnId) {
+  tests::AddStartedRoot(machine, kRootId);
+  tests::AddStoppedRoot(machine, tests::kOtherRootId, 28);
+  process.faults = {FailingCall("SetupDiGetDeviceInstanceIdW", 13)};
+  const LiveRoot live = DiscoverLiveRoot();
+  EXPECT_EQ(live.presentCount, 2U);
+  EXPECT_EQ(live.instanceId, u"");
+  EXPECT_TRUE(live.startedCleanly);
+}
+
 TEST_F(RootDiscovery, RecognisesADisabledRoot) {
   tests::AddStoppedRoot(machine, kRootId, platform::CM_PROB_DISABLED);
   const LiveRoot live = DiscoverLiveRoot();

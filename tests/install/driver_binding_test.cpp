@@ -44,6 +44,15 @@ TEST(DriverBinding, LeavesTheReasonOfARejectionInTheLastError) {
   EXPECT_EQ(platform::GetLastError(), 0xE0000203U);
 }
 
+TEST(DriverBinding, TakesNoErrorForARestartThatIsNeeded) {
+  for (const std::uint32_t error : {0U, 2U, 5U, 259U, 1641U, 3010U, 3011U, 0xE000020BU}) {
+    Machine machine = OutdatedMachine();
+    Process process(machine);
+    process.faults = {tests::FailingCall("UpdateDriverForPlugAndPlayDevicesW", error)};
+    EXPECT_EQ(BindDriver(kSampleInf), BindOutcome::Rejected) << error;
+  }
+}
+
 TEST(DriverBinding, IsRejectedByTheResultWhateverIsSaidOfARestart) {
   Machine machine = OutdatedMachine();
   machine.store.updateNeedsRestart = true;

@@ -192,6 +192,11 @@ TEST(DeferredSwitch, DoesNotSelectAPreviousPackageThatIsNotProvablyTheProgramsOw
          SetStringProperty(RootOf(m), platform::simulated::kDriverInfPathKey, u"..\\oem3.inf");
        },
        "..\\oem3.inf"},
+      {"a name in upper case of no file",
+       [](Machine& m) {
+         SetStringProperty(RootOf(m), platform::simulated::kDriverInfPathKey, u"OEM9.INF");
+       },
+       "OEM9.INF"},
       {"a missing file", [](Machine& m) { RemovePath(m.files, u"C:\\Windows\\INF\\oem3.inf"); },
        "oem3.inf"},
       {"a file with a second name",
@@ -240,6 +245,19 @@ TEST(DeferredSwitch, DoesNotSelectAPreviousPackageThatIsNotProvablyTheProgramsOw
     EXPECT_EQ(JournalIn(machine, kSampleJournal), std::nullopt);
     EXPECT_EQ(VisibleEndpoints(machine), 20U);
   }
+}
+
+TEST(DeferredSwitch, NamesThePreviousPackageAsTheRootDoes) {
+  Machine machine = OutdatedMachine();
+  MakeSampleDefer(machine);
+  SetStringProperty(RootOf(machine), platform::simulated::kDriverInfPathKey, u"OEM3.Inf");
+  const RunResult run =
+      Install(machine, {.faults = {FailingCall("UpdateDriverForPlugAndPlayDevicesW", 5, 2)}});
+  ExpectRun(run, kExitHotSwapFailed,
+            {kPersisted,
+             Err("vorn_devnode: could not re-select the previous driver package OEM3.Inf (error "
+                 "0x00000005)"),
+             Deferred("HOT_SWAP_FAILED", false)});
 }
 
 TEST(DeferredSwitch, ComparesTheServiceWithoutRegardToCase) {

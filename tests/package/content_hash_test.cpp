@@ -80,6 +80,13 @@ TEST(HashFileSha256, ReadsOnAfterAReadThatGivesLessThanItWasAskedFor) {
   EXPECT_EQ(HashInf(), kDigestOfAbc);
 }
 
+TEST(HashFileSha256, FailsAtALaterPieceThatIsNotHashed) {
+  Machine machine = MachineWithInf(std::string(3 * 65536, 'x'));
+  Process process(machine);
+  process.faults = {FailingCall("BCryptHashData", 5, 2)};
+  EXPECT_FALSE(HashInf());
+}
+
 TEST(HashFileSha256, RefusesAReadThatEndsBeforeTheFile) {
   for (const std::uint32_t nth : {1U, 2U}) {
     Machine machine = MachineWithInf(std::string(131072, 'x'));

@@ -98,6 +98,8 @@ TEST(ReadInfIdentity, FindsTheExactModelAmongOthers) {
            Row{"a=VornAudio_Install,Root\\VornAudio,Root\\More\n", true},
            Row{"a=Other_Install,Root\\VornAudio\n", false},
            Row{"a=VornAudio_Install,Root\\VornAudio2\n", false},
+           Row{"a=VornAudio_Install2,Root\\VornAudio\n", false},
+           Row{"a=VornAudio_Instal,Root\\VornAudio\n", false},
            Row{"a=VornAudio_Install,,Root\\VornAudio\n", false},
            Row{"a=VornAudio_Install\n", false},
            Row{"a=VornAudio_Install\nb=VornAudio_Install,Root\\VornAudio\n", true},

@@ -153,6 +153,14 @@ TEST(SelectExactPackages, SelectsPackagesWhateverElseTheirAttributesSay) {
   }
 }
 
+TEST(SelectExactPackages, ComparesTheWholeHash) {
+  InfIdentity expected = SoundIdentity();
+  expected.infSha256.back() ^= 1;
+  const Answer answer = Select(StockedMachine(), expected);
+  EXPECT_EQ(answer.names, Names{});
+  EXPECT_EQ(answer.errorOutput, u"");
+}
+
 TEST(SelectExactPackages, IgnoresTheCaseOfTheExpectedHash) {
   InfIdentity expected = SoundIdentity();
   for (char16_t& unit : expected.infSha256) {

@@ -56,6 +56,10 @@ INSTANTIATE_TEST_SUITE_P(
                      [](InfIdentity& i) { i.providerName = u"vorn audio"; }, true},
         ContractCase{"ProviderOtherwise", [](InfIdentity& i) { i.providerName = u"VORN"; }, false},
         ContractCase{"ClassInAnotherCase", [](InfIdentity& i) { i.className = u"Media"; }, true},
+        ContractCase{"ClassInLowerCase", [](InfIdentity& i) { i.className = u"media"; }, true},
+        ContractCase{"ClassAndMore", [](InfIdentity& i) { i.className = u"MEDIA2"; }, false},
+        ContractCase{"ProviderAndMore", [](InfIdentity& i) { i.providerName = u"VORN Audio 2"; },
+                     false},
         ContractCase{"ClassOtherwise", [](InfIdentity& i) { i.className = u"SYSTEM"; }, false},
         ContractCase{
             "GuidInAnotherCase",

@@ -53,6 +53,10 @@ TEST(CompareBoundIdentity, GivesTheFirstReasonThatApplies) {
   for (const Row& row : {
            Row{u"1.2", u"S", u"1.2", u"S", u""},
            Row{u"1.2a", u"Vorn", u"1.2A", u"vORN", u""},
+           Row{u"1.2", u"S", u"1.2.3", u"S", kVersion},
+           Row{u"1.2.3", u"S", u"1.2", u"S", kVersion},
+           Row{u"1.2", u"S", u"1.2", u"S2", kService},
+           Row{u"1.2", u"S2", u"1.2", u"S", kService},
            Row{u"", u"S", u"", u"", kNoExpected},
            Row{u"1.2", u"", u"1.2", u"S", kNoExpected},
            Row{u"1.2", u"S", u"", u"S", kNoBound},

@@ -77,6 +77,18 @@ TEST_F(PackageTree, KeepsWhatWasCreatedBeforeAFailure) {
   EXPECT_FALSE(Exists(u"C:\\Temp\\copy"));
 }
 
+TEST_F(PackageTree, IsRefusedWhenWhatWasListedIsGoneOnceItIsOpened) {
+  // The drive, the folder, the file, its copy twice, the subfolder.
+  for (const std::uint32_t open : {3U, 6U}) {
+    const std::u16string gone = open == 3 ? u"C:\\src\\a" : u"C:\\src\\sub";
+    sim::PutFile(Files(), u"C:\\src\\a", "first");
+    ChangeBefore("NtCreateFile", open,
+                 [gone](sim::Machine& world) { sim::RemovePath(world.files, gone); });
+    EXPECT_FALSE(Copy()) << open;
+    EXPECT_LAST_ERROR(ERROR_FILE_NOT_FOUND) << open;
+  }
+}
+
 TEST_F(PackageTree, EndsAtAFolderThatCannotBeCreated) {
   sim::MakeFolder(Files(), u"C:\\src\\empty");
   sim::MakeFolder(Files(), u"C:\\Temp\\copy\\empty");

@@ -132,8 +132,9 @@ TEST_F(PathComponent, RefusesPortsOfTenDigitsAndThreeSuperscriptsOnly) {
 }
 
 TEST_F(PathComponent, AcceptsWhatOnlyResemblesAPort) {
-  for (const char16_t* name : {u"COM", u"LPT", u"COM10", u"LPTA", u"COMA", u"xCOM1", u"COM\u2074",
-                               u"COM\u00B4", u"COM .1", u"LPT-"}) {
+  for (const char16_t* name :
+       {u"COM", u"LPT", u"COM10", u"LPTA", u"COMA", u"xCOM1", u"COM\u2074", u"COM\u00B4", u"COM .1",
+        u"LPT-", u"PRN1", u"AUX1", u"NUL1", u"CON1"}) {
     ExpectSafe(name);
   }
 }

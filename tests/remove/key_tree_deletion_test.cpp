@@ -149,7 +149,7 @@ TEST_F(KeyTreeDeletion, ReturnsTheErrorOfALowerKeyThatCannotBeListed) {
 
 TEST_F(KeyTreeDeletion, ReturnsTheErrorOfAKeyThatCannotBeOpened) {
   Make(u"tree");
-  for (const std::uint32_t error : {3U, 6U, 19U, 32U, 87U, 161U, 1009U, 1018U, 1450U}) {
+  for (const std::uint32_t error : {3U, 6U, 19U, 32U, 87U, 161U, 1009U, 1018U, 1314U, 1450U}) {
     SCOPED_TRACE(error);
     process.faults = {FailingCall("RegOpenKeyExW", error)};
     EXPECT_EQ(Delete(), error);

@@ -188,6 +188,25 @@ TEST_F(QueryRemove, LeavesOtherRefusalsToTheRemoval) {
   EXPECT_EQ(CountOf("CM_Query_And_Remove_SubTreeW"), 1U);
 }
 
+TEST_F(QueryRemove, TakesOneAnswerForAVetoAndNoOther) {
+  tests::AddStartedRoot(machine);
+  for (std::uint32_t answer = 1; answer < 0x40; ++answer) {
+    if (answer == platform::CR_REMOVE_VETOED) continue;
+    process.callCounts.clear();
+    process.faults = {FailingCall("CM_Query_And_Remove_SubTreeW", answer)};
+    EXPECT_TRUE(Run()) << answer;
+    EXPECT_EQ(CountOf("Sleep"), 0U) << answer;
+  }
+}
+
+TEST_F(QueryRemove, TakesAVetoOfAnUnknownTypeForOne) {
+  Device& root = tests::AddStartedRoot(machine);
+  root.temper.vetoes = 1;
+  root.temper.vetoType = 0;
+  EXPECT_TRUE(Run());
+  EXPECT_EQ(CountOf("CM_Query_And_Remove_SubTreeW"), 2U);
+}
+
 TEST_F(QueryRemove, ForgetsTheVetoOfAnEarlierAttempt) {
   Device& root = tests::AddStartedRoot(machine);
   root.temper.vetoes = 1;

@@ -133,6 +133,15 @@ TEST_F(RemoveCommandRecords, AreReportedInTheirOrderAndChangeNoResult) {
       << "warnings and the success are not logged";
 }
 
+TEST_F(RemoveCommandRecords, AreRemovedWhenNothingElseIsLeft) {
+  Run({FailingCall("RegOpenKeyExW", 5), FailingCall("RegOpenKeyExW", 5, 2)});
+  ASSERT_EQ(OwnedRecords(machine).size(), 20U);
+  const RunResult result = Run();
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(ConsoleOf(result).back(), OkLine(0, 0, 20));
+  EXPECT_TRUE(OwnedRecords(machine).empty());
+}
+
 TEST_F(RemoveCommandRecords, AreAllRetainedWithoutThePrivileges) {
   token.holdsBackup = false;
   token.holdsRestore = false;

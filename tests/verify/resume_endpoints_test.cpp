@@ -119,6 +119,7 @@ TEST_F(ResumeCommand, CountsWhatCannotBeShown) {
             u"vorn_devnode: resume-endpoints: cable 4 render failed (error 0x0000001F)\n"
             u"vorn_devnode: resume-endpoints: cable 9 capture failed (error 0x00000005)\n");
   EXPECT_EQ(process.Output(), u"vorn_devnode: resume-endpoints: 18 shown, 2 failed\n");
+  EXPECT_EQ(Codes().size(), 22U);
   EXPECT_EQ(Codes().back(), "0x22A004");
 }
 
