@@ -5,12 +5,9 @@
 #include "control/control_request.h"
 
 #include <algorithm>
-#include <cstddef>
 #include <iterator>
 
 namespace vorn {
-
-constexpr std::size_t kFailureCapacity = 128;
 
 CheckResult ReadEndpointPoolReply(const EndpointPoolReply& reply, std::uint32_t bytes,
                                   std::vector<EndpointPoolEntry>& entries) {
@@ -66,8 +63,8 @@ CheckResult QueryEndpointPool(const std::u16string& rootId) {
       SendControlRequest(channel.handle.Get(), kEndpointPoolCode, nullptr, 0, &reply, sizeof reply);
   channel.handle.Reset();
   if (!answer.succeeded) {
-    return CheckResult::Failed(FormatBounded(
-        kFailureCapacity, u"live endpoint-pool IOCTL failed (error 0x%08lX)", answer.error));
+    return CheckResult::Failed(
+        Format(u"live endpoint-pool IOCTL failed (error 0x%08lX)", answer.error));
   }
   std::vector<EndpointPoolEntry> entries;
   CheckResult wellFormed = ReadEndpointPoolReply(reply, answer.bytes, entries);

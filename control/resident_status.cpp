@@ -11,7 +11,6 @@ namespace vorn {
 
 namespace {
 
-constexpr std::size_t kNoAnswerCapacity = 160;
 constexpr std::size_t kImageMismatchCapacity = 224;
 constexpr std::size_t kAbiMismatchCapacity = 256;
 
@@ -97,10 +96,9 @@ CheckResult QueryResidentStatus(const std::u16string& rootId,
   if (!answer.succeeded || answer.bytes < kVersionBytes) {
     // A short reply is not a failed call, so there is no error.
     const std::uint32_t error = answer.succeeded ? platform::ERROR_SUCCESS : answer.error;
-    return CheckResult::Failed(FormatBounded(
-        kNoAnswerCapacity,
-        u"driver did not answer GET_STATUS (error 0x%08lX); resident image cannot be proven",
-        error));
+    return CheckResult::Failed(
+        Format(u"driver did not answer GET_STATUS (error 0x%08lX); resident image cannot be proven",
+               error));
   }
   return JudgeResidentStatus(reply, answer.bytes, *expected, expectedVersion);
 }
