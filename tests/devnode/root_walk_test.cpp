@@ -75,8 +75,8 @@ TEST_F(WalkOverTheRoots, AsksForEachIndexFromZeroOnce) {
 
 TEST_F(WalkOverTheRoots, IsCompleteOnlyIfItEndsForLackOfItems) {
   tests::AddStartedRoot(machine, kRootId);
-  for (const std::uint32_t error :
-       {std::uint32_t{0}, platform::ERROR_FILE_NOT_FOUND, platform::ERROR_NO_MORE_FILES}) {
+  for (const std::uint32_t error : {std::uint32_t{0}, platform::ERROR_FILE_NOT_FOUND,
+                                    platform::ERROR_NO_MORE_FILES, platform::ERROR_ACCESS_DENIED}) {
     process.callCounts.clear();
     process.faults = {FailingCall("SetupDiEnumDeviceInfo", error, 2)};
     EXPECT_EQ(Walk(RootScope::Present).size(), 1U) << error;
