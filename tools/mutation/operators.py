@@ -99,7 +99,7 @@ STATEMENT = re.compile(
 KEYWORDS = {"return", "if", "while", "for", "switch", "delete", "sizeof", "using", "else", "do",
             "case", "co_return", "throw", "constexpr", "operator", "static_assert"}
 LEFT_OUT = re.compile(r"static_assert\(.*?\);|^#.*?$|^ *using .*?;|^ *template <.*?>$|\[\[.*?\]\]|"
-                      r"\w+\.reserve\(.*?\);|^extern .*?;", re.S | re.M)
+                      r"[\w.]+\.reserve\(.*?\);|^extern .*?;", re.S | re.M)
 
 
 class Vocabulary:
