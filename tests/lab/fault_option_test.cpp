@@ -336,6 +336,25 @@ TEST_F(Lab, SaysThatAFaultWasNeverReached) {
             0U);
 }
 
+TEST_F(Lab, CountsEveryCallForAFaultOfAny) {
+  const std::string machine = Machine("installed");
+  const std::string remark =
+      RunLab({"run", machine, "--fault", "*#5000:fail", "audit-catalog"}).ErrorOutput();
+  EXPECT_EQ(remark.find("made 0 such"), std::string::npos) << remark;
+}
+
+TEST_F(Lab, GrowsAFileEachTime) {
+  for (const char* const change : {"grow=", "force-grow="}) {
+    const std::string machine = Machine();
+    const fs::path file = fs::path(machine) / "C/pkg/driver/vorn_audio.sys";
+    const auto before = fs::file_size(file);
+    RunLab({"run", machine, "--fault",
+            std::string("fputws#1-2:") + change + "C:\\pkg\\driver\\vorn_audio.sys|4096"});
+    EXPECT_EQ(fs::file_size(file), before + 8192) << change;
+    fs::remove_all(machine);
+  }
+}
+
 TEST_F(Lab, AFaultThatWasReachedNeedsNoRemark) {
   const std::string machine = Machine();
   const LabResult result =
