@@ -96,6 +96,19 @@ Fault At(std::uint64_t nth, FaultKind kind) {
   return fault;
 }
 
+TEST(CatalogSnapshotFaults, MakeTheSnapshotIncompleteWhicheverItemTheyHit) {
+  for (std::uint32_t nth = 1; nth <= 20; ++nth) {
+    Fault fault;
+    fault.call = "IMMDeviceCollection::Item";
+    fault.first = fault.last = nth;
+    fault.error = static_cast<std::uint32_t>(platform::E_FAIL);
+    Machine machine = MachineWith(AllEndpoints());
+    const Taken taken = Snapshot(machine, {}, PnpComparison::None, {fault});
+    EXPECT_EQ(ToUtf8(taken.snapshot.reason), kIncomplete) << nth;
+    EXPECT_EQ(taken.snapshot.endpoints.size(), 19U) << nth;
+  }
+}
+
 TEST(CatalogSnapshotFaults, NeverPassForAWholeCatalogAndLeaveNothingBehind) {
   const auto all = AllEndpoints();
   const Ids children = InstanceIds(all);

@@ -137,6 +137,14 @@ TEST(RejectedBind, DropsTheJournalAndShowsTheEndpointsAgain) {
   EXPECT_EQ(tests::ResidentVersion(machine), "26.8.9.4");
 }
 
+TEST(RejectedBind, IsNotTriedAgain) {
+  Machine machine = OutdatedMachine();
+  const RunResult run =
+      Install(machine, {.faults = {FailingCall("UpdateDriverForPlugAndPlayDevicesW", 5)}});
+  EXPECT_EQ(run.status, kExitBindRefused);
+  EXPECT_EQ(run.CallsOf("UpdateDriverForPlugAndPlayDevicesW").size(), 1U);
+}
+
 TEST(RejectedBind, IsReportedForARollbackInTheSameWay) {
   Machine machine = OutdatedMachine();
   machine.store.updateError = 5;

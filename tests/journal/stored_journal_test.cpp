@@ -122,6 +122,18 @@ TEST_F(StoredJournal, RefusesANulAnywhere) {
   }
   PutJournal(text);
   EXPECT_TRUE(Reads());
+  EndRun();
+  // The parser would take it for the end of the last id.
+  std::u16string ended = SerializeActivationState(JournalOfAnUpdate());
+  ended.back() = u'\0';
+  PutJournal(ended);
+  EXPECT_FALSE(Reads());
+}
+
+TEST_F(StoredJournal, StaysOpenWhateverItHolds) {
+  PutJournal(u"no journal");
+  EXPECT_FALSE(Reads());
+  EXPECT_GT(OpenHandles(), 0U);
 }
 
 TEST_F(StoredJournal, AcceptsNoOtherEncoding) {

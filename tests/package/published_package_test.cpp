@@ -189,8 +189,10 @@ TEST(AuthenticatePublishedPackage, RefusesAPackageWhoseBytesDiffer) {
 
 TEST(AuthenticatePublishedPackage, RefusesAnotherDateOrVersion) {
   DriverIdentity expected = Expected();
-  expected.date = u"08/11/2026";
-  EXPECT_EQ(Authenticate(BoundMachine(), expected).result.reason, kDifferent);
+  for (const char16_t* date : {u"08/11/2026", u"08/10/202", u"08/10/20266", u""}) {
+    expected.date = date;
+    EXPECT_EQ(Authenticate(BoundMachine(), expected).result.reason, kDifferent);
+  }
   // The version that the platform reports can differ from the one in the INF.
   expected = Expected();
   expected.version = u"26.8.10.6";
