@@ -36,6 +36,7 @@ TEST(Format, WritesTheSmallestNumber) {
 
 TEST(FormatBounded, CutsALongTextToTheCapacityLessTheTerminator) {
   EXPECT_EQ(FormatBounded(4, u"%ls", u"abcdef"), u"abc");
+  EXPECT_EQ(FormatBounded(4, u"%ls", u"abcd"), u"abc") << "one more than fits";
 }
 
 TEST(FormatBounded, KeepsATextThatJustFits) {
