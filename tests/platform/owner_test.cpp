@@ -47,6 +47,12 @@ TEST_F(AnOwner, ClosesItsObjectOnceAndKeepsTheLastError) {
   EXPECT_EQ(platform::GetLastError(), platform::ERROR_ACCESS_DENIED);
 }
 
+TEST_F(AnOwner, KeepsALastErrorOfZeroToo) {
+  platform::SetLastError(platform::ERROR_SUCCESS);
+  Number(1).Reset();
+  EXPECT_EQ(platform::GetLastError(), platform::ERROR_SUCCESS);
+}
+
 TEST_F(AnOwner, ClosesItsObjectWhenAnotherIsMovedIn) {
   Number first(1);
   Number second(2);
