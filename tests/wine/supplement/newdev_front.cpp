@@ -25,8 +25,12 @@ extern "C" BOOL WINAPI UpdateDriverForPlugAndPlayDevicesW(HWND window, const wch
   supplement::Bind(published);
   if (previous.empty()) {
     HMODULE real = LoadLibraryW(L"newdev_real.dll");
-    return reinterpret_cast<Call>(reinterpret_cast<void*>(GetProcAddress(
+    const BOOL bound = reinterpret_cast<Call>(reinterpret_cast<void*>(GetProcAddress(
         real, "UpdateDriverForPlugAndPlayDevicesW")))(window, hardwareId, infPath, flags, restart);
+    const DWORD error = GetLastError();
+    if (bound && !supplement::DriverStarts()) supplement::RestartDeviceWith(published);
+    SetLastError(error);
+    return bound;
   }
   if (supplement::IsOn(L"BindAsksRestart")) {
     Log("UpdateDriverForPlugAndPlayDevicesW(asks for a restart)");

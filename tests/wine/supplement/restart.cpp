@@ -1,6 +1,7 @@
 #include "restart.h"
 
 #include "packages.h"
+#include "state.h"
 
 #include <windows.h>
 #include <setupapi.h>
@@ -77,11 +78,23 @@ void BindDevice(const std::wstring& inf) {
 
 }  // namespace
 
+bool DriverStarts() {
+  for (int looks = 0; looks < 30; ++looks) {
+    if (IsDriverRunning()) return true;
+    Sleep(100);
+  }
+  return false;
+}
+
 void RestartDeviceWith(const std::wstring& published) {
-  RemoveDevice();
-  UnloadDriver();
-  RegisterDevice();
-  BindDevice(StoredInf(published));
+  for (int tries = 0; tries < 3; ++tries) {
+    RemoveDevice();
+    UnloadDriver();
+    RegisterDevice();
+    BindDevice(StoredInf(published));
+    if (DriverStarts()) return;
+    Log("UpdateDriverForPlugAndPlayDevicesW(Wine lost the start of the driver)");
+  }
 }
 
 }  // namespace supplement
