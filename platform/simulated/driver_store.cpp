@@ -11,6 +11,7 @@
 #include "platform/simulated/upper_case.h"
 
 #include <algorithm>
+#include <stdexcept>
 
 namespace vorn::platform::simulated {
 
@@ -153,7 +154,11 @@ std::optional<std::u16string> PublishPackage(Machine& machine, std::u16string_vi
     published.image = std::move(*image);
   }
   published.publishedInf = NextPublishedName(machine);
-  PutFile(machine.files, PublishedInfPath(machine, published.publishedInf), *inf);
+  try {
+    PutFile(machine.files, PublishedInfPath(machine, published.publishedInf), *inf);
+  } catch (const std::invalid_argument&) {  // the Windows INF folder is on no volume, or a file
+    return refuse(ERROR_PATH_NOT_FOUND);
+  }
   machine.store.packages.push_back(std::move(published));
   return machine.store.packages.back().publishedInf;
 }

@@ -99,6 +99,22 @@ TEST(DriverStore, ReportsWhyItRefusesAPackage) {
   EXPECT_FALSE(PublishPackage(machine, kSampleInf, u"Root\\Other"));
 }
 
+TEST(DriverStore, RefusesAPackageWhoseInfHasNoFolder) {
+  std::uint32_t error = 0;
+  Machine elsewhere = CleanMachine();
+  elsewhere.files.windowsFolder = u"X:\\Windows";
+  EXPECT_FALSE(PublishPackage(elsewhere, kSampleInf, kSampleHardwareId, &error));
+  EXPECT_EQ(error, ERROR_PATH_NOT_FOUND);
+  error = 0;
+  Machine blocked = CleanMachine();
+  RemovePath(blocked.files, u"C:\\Windows\\INF");
+  PutFile(blocked.files, u"C:\\Windows\\INF", "a file");
+  EXPECT_FALSE(PublishPackage(blocked, kSampleInf, kSampleHardwareId, &error));
+  EXPECT_EQ(error, ERROR_PATH_NOT_FOUND);
+  RemovePath(blocked.files, u"C:\\Windows");
+  EXPECT_TRUE(PublishPackage(blocked, kSampleInf, kSampleHardwareId));
+}
+
 TEST(DriverPackageInf, FitsThisSystemByItsDecorationOnly) {
   struct Case {
     const char* decoration;
