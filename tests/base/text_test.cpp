@@ -52,6 +52,7 @@ TEST(SameUnits, AreOfOneLengthAndOneCase) {
   EXPECT_TRUE(AreSameUnits(u"oem1.inf", u"oem1.inf"));
   EXPECT_FALSE(AreSameUnits(u"oem1.inf", u"OEM1.inf"));
   EXPECT_FALSE(AreSameUnits(u"oem1.inf", u"oem1.in"));
+  EXPECT_FALSE(AreSameUnits(u"oem1.in", u"oem1.inf"));
 }
 
 TEST(AsciiUnits, AreDigitsAndLettersOnlyWithinAscii) {

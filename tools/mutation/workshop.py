@@ -71,6 +71,7 @@ class Workshop:
         self.does_not_compile = set()
         self.held = set()       # the numbers of the mutants in the program
         self.program = self.place / "mutants_runner"
+        self.headers = None     # the digest of all of them
         self.begun = {}         # place: the mutant whose own program is built there
 
     def prepare(self, numbers):
@@ -364,7 +365,7 @@ class Workshop:
         """Whether the optimiser turns mutant and original into the same code."""
         if not mutant.path.endswith(".cpp"):
             return False
-        original = self.place / "optimised" / f"{hashlib.sha256(self.texts[mutant.path].encode()).hexdigest()[:16]}.o"
+        original = self.place / "optimised" / f"{self._digest_with_headers(mutant.path)}.o"
         place /= "optimised"  # apart from headers that another mutant has changed
         write_if_new(place / mutant.path, mutant.apply(self.texts[mutant.path]))
         for folder, search, target in ((self.tree, [self.tree], original),
@@ -377,6 +378,17 @@ class Workshop:
                    cwd=folder).returncode != 0:
                 return False
         return original.read_bytes() == (place / "optimised.o").read_bytes()
+
+    def _digest_with_headers(self, path):
+        """Of a source and of every header, because any of them can be included."""
+        if self.headers is None:
+            headers = hashlib.sha256()
+            for header in sorted(self.tree.rglob("*.h")):
+                headers.update(header.read_bytes())
+            self.headers = headers
+        digest = self.headers.copy()
+        digest.update(self.texts[path].encode())
+        return digest.hexdigest()[:16]
 
 
 def tests_of(program):
