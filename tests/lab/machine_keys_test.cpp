@@ -212,5 +212,173 @@ TEST_F(ChangedMachine, IsNotShownForWordsThatShowDoesNotTake) {
                 "--: is not an option of show; its options are: --json, --help");
 }
 
+TEST_F(ChangedMachine, CannotLoseAFolderWhoseFileSomebodyHolds) {
+  const std::string machine = Machine();
+  const std::string fault = "fputws#2:delete=C:\\pkg";
+  const LabResult result =
+      RunLab({"run", machine, "--fault", "fputws#1:hold=" + kInf, "--fault", fault});
+  EXPECT_EQ(result.ErrorOutput(), "vorn_lab: --fault " + fault +
+                                      ": changed nothing: Windows refuses it with error 145: the "
+                                      "folder is not empty\n");
+}
+
+TEST_F(ChangedMachine, StillHasItsPlannedNewIdsAfterARemint) {
+  const std::string machine = Machine("installed");
+  Json document = Document(machine);
+  document["audio"]["remintNext"] = 3;
+  WriteHostFile(machine + "/machine.json", ToReadableText(document));
+  EXPECT_EQ(RemarksOn(machine, "fputws:remint=ROOT\\MEDIA\\0000"), "");
+  EXPECT_EQ(Document(machine)["audio"]["remintNext"], 3);
+}
+
+TEST_F(ChangedMachine, ForgetsAChoiceOfTheUserWithTheRecordOfTheEndpoint) {
+  const std::string machine = Machine("user-disabled");
+  EXPECT_EQ(RunLab({"run", machine, "remove", kInf}).status, 0);
+  const LabResult result = RunLab({"run", machine, "install", kInf, "C:\\state"});
+  EXPECT_NE(result.Output().find("catalog=20, active=20"), std::string::npos) << result.Output();
+}
+
+TEST_F(ChangedMachine, IsNotSavedWhenTheHostCannotStoreIt) {
+  const std::string machine = Machine();
+  const std::string before = ReadHostFile(machine + "/machine.json");
+  std::string path = "C:";
+  for (int i = 0; i < 30; ++i)
+    path += "\\" + std::string(200, 'x');
+  const LabResult result = RunLab({"run", machine, "--fault", "fputws:folder=" + path});
+  EXPECT_EQ(result.status, kExitHostFailed);
+  EXPECT_NE(result.ErrorOutput().find("vorn_lab: not saved: "), std::string::npos)
+      << result.ErrorOutput();
+  EXPECT_EQ(ReadHostFile(machine + "/machine.json"), before);
+}
+
+TEST_F(ChangedMachine, TakesFortyFiveSecondsForARestart) {
+  const std::string machine = Machine();
+  const Json before = Document(machine)["clock"]["tick"];
+  RunLab({"reboot", machine});
+  EXPECT_EQ(std::get<std::uint64_t>(Document(machine)["clock"]["tick"].Get()),
+            std::get<std::uint64_t>(before.Get()) + 45'000);
+}
+
+TEST_F(ChangedMachine, KeepsAZeroThatIsNotTheDefault) {
+  const Json temper = {{"vetoType", 0}, {"vetoName", ""}};
+  const Json image = {{"version", "26.8.10.5"},
+                      {"lifecycleAbi", 0},
+                      {"sharedMemoryAbi", 0},
+                      {"capabilities", "0x0"},
+                      {"statusBytes", 0},
+                      {"pool", Json::List()},
+                      {"poolCount", 0},
+                      {"poolBytes", 0},
+                      {"leaseBytes", 0},
+                      {"startDelay", 0},
+                      {"registersControlInterface", false},
+                      {"registersAudioInterface", false}};
+  const std::string machine = Machine("installed");
+  Json document = Document(machine);
+  document["devices"][0]["temper"] = temper;
+  document["devices"][0]["resident"] = image;
+  WriteHostFile(machine + "/machine.json", ToReadableText(document));
+  RunLab({"run", machine});
+  EXPECT_EQ(Document(machine)["devices"][0]["temper"], temper);
+  EXPECT_EQ(Document(machine)["devices"][0]["resident"], image);
+}
+
+// ------------------------------------------------------------------------------------------------
+// Events that machine.json plans.
+
+class PlannedEvents : public ChangedMachine {
+ protected:
+  /// Plans these events and lets ten seconds pass.
+  static void Pass(const std::string& machine, const Json& events) {
+    Json document = Document(machine);
+    document["clock"]["events"] = events;
+    WriteHostFile(machine + "/machine.json", ToReadableText(document));
+    EXPECT_EQ(RemarksOn(machine, "fputws:time=10000"), "");
+  }
+
+  static Json Event(std::uint64_t due, const char* kind) {
+    return {{"due", due}, {"kind", kind}, {"subject", "ROOT\\MEDIA\\0000"}};
+  }
+
+  static std::ptrdiff_t ActiveEndpoints(const Json& shown) {
+    return std::count_if(
+        shown["endpoints"].begin(), shown["endpoints"].end(), [](const Json& each) {
+          return each["device"] == "ROOT\\MEDIA\\0000" && each["state"] == "active";
+        });
+  }
+
+  static constexpr std::uint64_t kSoon = 3'721'000;
+  static constexpr std::uint64_t kTomorrow = 90'000'000;
+};
+
+TEST_F(PlannedEvents, TakeTheEndpointsFromARunningDeviceAndBringThemBack) {
+  const std::string machine = Machine("installed");
+  Pass(machine, Json::List{Event(kSoon, "withdrawEndpoints")});
+  EXPECT_EQ(Shown(machine)["devices"][0]["state"], "started");
+  EXPECT_EQ(ActiveEndpoints(Shown(machine)), 0);
+  Pass(machine, Json::List{Event(kSoon, "publishEndpoints")});
+  EXPECT_EQ(ActiveEndpoints(Shown(machine)), 20);
+}
+
+TEST_F(PlannedEvents, TakeTheDeviceWithWhatElseWasPlannedForIt) {
+  for (const char* const kind : {"removeDevice", "announceReplug"}) {
+    for (const char* const planned : {"startDevice", "removeDevice", "announceReplug"}) {
+      SCOPED_TRACE(std::string(kind) + " " + planned);
+      const std::string machine = Machine("installed");
+      Pass(machine, Json::List{Event(kSoon, kind), Event(kTomorrow, planned)});
+      EXPECT_EQ(Shown(machine)["devices"][0]["instanceId"], "ROOT\\SYSTEM\\0000");
+      const Json left = Document(machine)["clock"]["events"];
+      EXPECT_TRUE(std::none_of(left.begin(), left.end(),
+                               [planned](const Json& each) { return each["kind"] == planned; }));
+      std::filesystem::remove_all(machine);
+    }
+  }
+}
+
+// ------------------------------------------------------------------------------------------------
+// What a capture is asked for, and what an import is told.
+
+TEST_F(ChangedMachine, IsCapturedWithTheJournalThatIsAskedFor) {
+  const std::string machine = Machine();
+  ASSERT_EQ(RunLab({"run", machine, "install", kInf, "C:\\state"}).status, 0);
+  const auto journalsIn = [&](const char* name, const Words& options) {
+    Words words = {"capture", machine, temporary_.Name(name)};
+    words.insert(words.end(), options.begin(), options.end());
+    EXPECT_EQ(RunLab(words).status, 0);
+    const std::string imported = temporary_.Name(std::string(name) + "-imported");
+    EXPECT_EQ(RunLab({"import", temporary_.Name(name), imported}).status, 0);
+    return ReadHostFile(imported + "/C/state");
+  };
+  EXPECT_EQ(journalsIn("without", {}), "");
+  EXPECT_EQ(journalsIn("with", {"--state", "C:\\state"}), ReadHostFile(machine + "/C/state"));
+}
+
+TEST_F(ChangedMachine, IsImportedWithAWordOnWhoCapturedIt) {
+  const std::string capture = temporary_.Name("capture");
+  ASSERT_EQ(RunLab({"capture", Machine(), capture}).status, 0);
+  const auto firstLine = [&](const char* name) {
+    const std::string text = RunLab({"import", capture, temporary_.Name(name)}).Output();
+    return text.substr(0, text.find('\n'));
+  };
+  EXPECT_EQ(firstLine("first"), "Windows 10.0.19041, session 1, elevated");
+  std::string document = ReadHostFile(capture + "/machine.json");
+  const std::string elevated = "\"elevated\": true";
+  ASSERT_NE(document.find(elevated), std::string::npos);
+  document.replace(document.find(elevated), elevated.size(), "\"elevated\": false");
+  WriteHostFile(capture + "/machine.json", document);
+  EXPECT_EQ(firstLine("second"), "Windows 10.0.19041, session 1, not elevated");
+}
+
+TEST_F(ChangedMachine, IsImportedWithTheImageThatIsSaid) {
+  const std::string machine = Machine("installed");
+  ASSERT_EQ(RunLab({"capture", machine, temporary_.Name("capture")}).status, 0);
+  const std::string imported = temporary_.Name("imported");
+  ASSERT_EQ(
+      RunLab({"import", temporary_.Name("capture"), imported, "--image", R"({"poolCount": 7})"})
+          .status,
+      0);
+  EXPECT_EQ(Document(imported)["devices"][0]["resident"]["poolCount"], 7);
+}
+
 }  // namespace
 }  // namespace vorn::lab

@@ -138,9 +138,11 @@ TEST_F(Timeline, KeepsWhatTheRunLeftOfBothMachines) {
 
 TEST_F(Timeline, DoesNotSetAMachineAgainstItself) {
   const std::string machine = Machine("m", "clean");
-  const LabResult refused = Draw(machine, "page.html", {"--against", machine, "audit-catalog"});
-  EXPECT_EQ(refused.status, kExitBadInput);
-  EXPECT_EQ(refused.ErrorOutput(), "vorn_lab: --against: must be another machine\n");
+  for (const std::string& same : {machine, machine + "/../m"}) {
+    const LabResult refused = Draw(machine, "page.html", {"--against", same, "audit-catalog"});
+    EXPECT_EQ(refused.status, kExitBadInput);
+    EXPECT_EQ(refused.ErrorOutput(), "vorn_lab: --against: must be another machine\n");
+  }
 }
 
 TEST_F(Timeline, RunsNothingWhenItsFileCannotBeWritten) {
