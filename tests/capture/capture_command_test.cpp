@@ -55,6 +55,18 @@ TEST(CaptureCommand, WritesTheCaptureIntoANewFolder) {
   EXPECT_EQ(result.status, 0) << result.ErrorOutput();
 }
 
+TEST(CaptureCommand, KeepsTheNamesOfUsersOnlyWhereItIsTold) {
+  const auto names = [](std::vector<std::u16string> words) {
+    Machine machine = InstalledMachine();
+    EXPECT_EQ(RunCaptureProgram(machine, std::move(words)).status, capture::kExitCaptured);
+    const Bytes document = ReadWholeFile(machine.files, u"C:\\captured\\machine.json").value();
+    const std::string text(document.begin(), document.end());
+    return text.find("operator") != std::string::npos;
+  };
+  EXPECT_FALSE(names({u"C:\\captured"}));
+  EXPECT_TRUE(names({u"C:\\captured", u"--raw"}));
+}
+
 TEST(CaptureCommand, AddsNothingToTheMachineButTheFolder) {
   Machine machine = InstalledMachine();
   const Machine before = machine;

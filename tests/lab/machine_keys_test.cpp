@@ -283,6 +283,21 @@ TEST_F(ChangedMachine, KeepsAZeroThatIsNotTheDefault) {
   EXPECT_EQ(Document(machine)["devices"][0]["resident"], image);
 }
 
+TEST_F(ChangedMachine, ShowsTextWithTabsAsLines) {
+  const std::string machine = Machine("installed");
+  const Json lines = Json::List{"version=26.8.10.5\tof today", ""};
+  Json document = Document(machine);
+  document["store"]["packages"][0]["image"] = lines;
+  WriteHostFile(machine + "/machine.json", ToReadableText(document));
+  RunLab({"run", machine});
+  EXPECT_EQ(Document(machine)["store"]["packages"][0]["image"], lines);
+}
+
+TEST_F(ChangedMachine, TakesThePackageFilesOfTheLongestName) {
+  const std::string machine = Machine();
+  EXPECT_EQ(RunLab({"package", machine, "C:\\x", "--inf-name", std::string(255, 'x')}).status, 0);
+}
+
 // ------------------------------------------------------------------------------------------------
 // Events that machine.json plans.
 
