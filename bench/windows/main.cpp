@@ -1,8 +1,7 @@
 // vorn_bench.exe, for bench/run: a piece of the program's work, and beside it the least that any
 // program would have to do for the same.
 //
-// usage: vorn_bench nothing
-//        vorn_bench hash FILE
+// usage: vorn_bench hash FILE
 //        vorn_bench reference-hash FILE
 
 #include "bench/windows/ours.h"
@@ -67,8 +66,6 @@ std::u16string Ours(const std::wstring& text) {
 }
 
 bool Do(const std::vector<std::wstring>& words) {
-  if (words[0] == L"nothing") return true;
-  if (words.size() < 2) return false;
   if (words[0] == L"hash") return vorn::bench::HashAsTheProgramDoes(Ours(words[1]));
   return words[0] == L"reference-hash" && HashPlainly(words[1]);
 }
@@ -77,7 +74,7 @@ bool Do(const std::vector<std::wstring>& words) {
 
 int wmain(int count, wchar_t** values) {
   const std::vector<std::wstring> words(values + 1, values + count);
-  if (words.empty() || !Do(words)) {
+  if (words.size() < 2 || !Do(words)) {
     std::fprintf(stderr, "vorn_bench: failed, last error %lu\n", GetLastError());
     return 1;
   }
