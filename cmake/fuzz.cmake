@@ -24,7 +24,8 @@ add_executable(vorn_fuzz
                lab/bad_input.cpp lab/machine_document.cpp lab/json.cpp lab/json_text.cpp lab/facts.cpp
                lab/fact_values.cpp lab/audio_facts.cpp lab/device_facts.cpp lab/driver_facts.cpp
                lab/file_facts.cpp lab/registry_facts.cpp lab/typed_data.cpp lab/stored_name.cpp
-               lab/near_word.cpp lab/call_names.cpp
+               lab/near_word.cpp lab/call_names.cpp lab/fault_spec.cpp lab/world_change.cpp
+               lab/command_words.cpp
                lab/capture_import.cpp lab/capture_document.cpp lab/capture_volumes.cpp
                lab/capture_devices.cpp lab/capture_audio.cpp lab/volume_putting_together.cpp
                lab/volume_taking_apart.cpp lab/volume_tree.cpp
