@@ -7,7 +7,8 @@
 //   ACTION = "fail" [ "=" ERROR ]        no effect, and ERROR (31)
 //          | "fail-after" [ "=" ERROR ]  the effect, and ERROR all the same
 //          | "lie"                       success is reported, nothing happened
-//          | "short=" BYTES              data that is returned is cut
+//          | "short=" BYTES              data that is returned is cut to so many
+//          | "long=" BYTES               so many more bytes follow it
 //          | "restart"                   the call asks for a restart of the machine
 //          | "time=" MILLISECONDS        the call takes that long
 //          | "kill" | "kill-after"       the process dies before, or after, the effect
