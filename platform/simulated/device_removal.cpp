@@ -49,6 +49,8 @@ void ForgetPlansOf(Machine& machine, std::u16string_view instanceId) {
   });
 }
 
+}  // namespace
+
 void EraseSubtree(Machine& machine, const std::u16string& instanceId) {
   Devices& devices = machine.devices.devices;
   while (const Device* child = devices.FirstBelow(instanceId))
@@ -56,8 +58,6 @@ void EraseSubtree(Machine& machine, const std::u16string& instanceId) {
   ForgetPlansOf(machine, instanceId);
   devices.Erase(instanceId);
 }
-
-}  // namespace
 
 QueryRemoval QueryRemove(Machine& machine, std::u16string_view instanceId) {
   const std::u16string root(instanceId);

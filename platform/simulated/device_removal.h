@@ -28,4 +28,7 @@ QueryRemoval QueryRemove(Machine& machine, std::u16string_view instanceId);
 /// stopped with CM_PROB_WILL_BE_REMOVED; or at the next restart, until which it keeps running.
 void RemoveDevice(Machine& machine, std::u16string_view instanceId);
 
+/// Takes a node and everything below it out of the tree, with what was planned for each of them.
+void EraseSubtree(Machine& machine, const std::u16string& instanceId);
+
 }  // namespace vorn::platform::simulated

@@ -5,6 +5,7 @@
 #include "platform/registry.h"
 #include "platform/simulated/audio_values.h"
 #include "platform/simulated/config_manager_values.h"
+#include "platform/simulated/device_removal.h"
 #include "platform/simulated/machine.h"
 #include "platform/simulated/registry_values.h"
 #include "platform/simulated/upper_case.h"
@@ -189,18 +190,18 @@ void AddChildDevice(Machine& machine, const AudioEndpoint& endpoint) {
 /// Assumed: the child of an endpoint that is not present leaves no trace in the device tree.
 /// Question: are the children of a removed or disabled device still listed without DIGCF_PRESENT?
 void EraseChild(Machine& machine, const AudioEndpoint& endpoint) {
-  machine.devices.devices.Erase(ChildId(endpoint));
+  EraseSubtree(machine, ChildId(endpoint));
 }
 
 void EraseChildren(Machine& machine, std::u16string_view root) {
-  Devices& devices = machine.devices.devices;
+  const Devices& devices = machine.devices.devices;
   std::vector<std::u16string> children;
   for (const Device* child = devices.FirstBelow(root); child != nullptr;
        child = devices.NextBelow(*child)) {
     if (child->classGuid == kAudioEndpointClass) children.push_back(child->instanceId);
   }
   for (const std::u16string& child : children)
-    devices.Erase(child);
+    EraseSubtree(machine, child);
 }
 
 // ------------------------------------------------------------------------------------------------

@@ -350,6 +350,23 @@ TEST_F(PlannedEvents, TakeTheDeviceWithWhatElseWasPlannedForIt) {
   }
 }
 
+// A machine with a plan for a device that is none, or with a device below none, is refused.
+TEST_F(PlannedEvents, OfANodeOfAnEndpointGoWithIt) {
+  const std::string machine = Machine("installed");
+  Json document = Document(machine);
+  const Json endpoint = document["audio"]["endpoints"][2]["id"];
+  const std::string node = "SWD\\MMDEVAPI\\" + *endpoint.As<std::string>();
+  document["devices"].push_back({{"instanceId", "SWD\\OTHER\\0"}, {"parent", node}});
+  document["clock"]["events"] =
+      Json::List{{{"due", kTomorrow}, {"kind", "startDevice"}, {"subject", node}},
+                 {{"due", kTomorrow}, {"kind", "startDevice"}, {"subject", "SWD\\OTHER\\0"}}};
+  WriteHostFile(machine + "/machine.json", ToReadableText(document));
+  EXPECT_EQ(RunLab({"run", machine, "remove", kInf}).status, 0);
+  const LabResult shown = RunLab({"show", machine});
+  EXPECT_EQ(shown.status, 0) << shown.ErrorOutput();
+  EXPECT_EQ(shown.Output().find("SWD\\OTHER"), std::string::npos) << shown.Output();
+}
+
 // ------------------------------------------------------------------------------------------------
 // What a capture is asked for, and what an import is told.
 
