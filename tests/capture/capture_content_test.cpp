@@ -121,6 +121,29 @@ TEST(Capture, TakesNoContentFromAForeignPackage) {
   EXPECT_NE(capture.document.find("fab.cat"), std::string::npos);
 }
 
+TEST(Capture, SaysOnceThatAnInfWasInUse) {
+  Machine machine = InstalledMachine();
+  HoldOpen(machine.files, tests::kSampleInf, platform::FILE_GENERIC_WRITE, 0);
+  const CaptureFiles capture = CaptureOf(LabOf(machine));
+  EXPECT_EQ(capture.unread,
+            (std::vector<std::string>{"pkg\\driver\\vorn_audio.inf, NtCreateFile (error 0x20)"}));
+}
+
+TEST(Capture, TakesNoContentThatTheProgramWouldRefuseForItsSize) {
+  for (const std::uint64_t more : {0U, 1U}) {
+    Machine machine = CleanMachine();
+    const auto inf = ReadWholeFile(machine.files, tests::kSampleInf).value();
+    std::string text(inf.begin(), inf.end());
+    text.resize(static_cast<std::size_t>(4'194'304 + more), '\n');
+    PutFile(machine.files, tests::kSampleInf, text);
+    const CaptureFiles capture = CaptureOf(LabOf(machine));
+    const bool taken =
+        std::any_of(capture.contents.begin(), capture.contents.end(),
+                    [&](const Bytes& content) { return content.size() == text.size(); });
+    EXPECT_EQ(taken, more == 0);
+  }
+}
+
 TEST(Capture, GivesUsersAndAccountsOtherNames) {
   Machine machine = InstalledMachine();
   PutFile(machine.files, u"C:\\pkg\\logs\\vorn_devnode.log",
@@ -226,6 +249,43 @@ TEST(CaptureImport, NamesAnErrorThatNoRunRepeats) {
       "\"errors\": [{\"fact\": \"token\", \"call\": \"GetTokenInformation\", \"code\": \"0x5\"}]");
   const std::vector<std::string> notes = ImportCapture(capture).notes;
   EXPECT_EQ(notes[0], "not repeated: GetTokenInformation failed (0x5) for token");
+}
+
+TEST(CaptureImport, MakesACallFailThatFailedInTheCapture) {
+  const auto faultsFor = [](const std::string& code) {
+    CaptureFiles capture = InstalledCapture();
+    capture.document =
+        Replaced(capture.document, "\"errors\": []",
+                 "\"errors\": [{\"fact\": \"temporary folder\", \"call\": \"GetTempPathW\", "
+                 "\"code\": \"" +
+                     code + "\"}]");
+    const ImportedCapture imported = ImportCapture(capture);
+    return std::pair(imported.lab.process.faults, imported.notes[0]);
+  };
+  const auto [faults, note] = faultsFor("0x57");
+  EXPECT_EQ(faults, std::vector<std::string>{"GetTempPathW#1-:fail=0x57"});
+  EXPECT_TRUE(note.starts_with("usual: ")) << note;
+  // Without a code it answered, with more than the capture takes.
+  const auto [none, remark] = faultsFor("0x0");
+  EXPECT_TRUE(none.empty());
+  EXPECT_EQ(remark, "not repeated: GetTempPathW failed (0x0) for temporary folder");
+}
+
+TEST(CaptureImport, NeedsFoldersOnADrive) {
+  const std::pair<const char*, const char*> folders[] = {
+      {"windowsFolder", "C:\\\\Windows"},
+      {"tempFolder", "C:\\\\Users\\\\operator\\\\AppData\\\\Local\\\\Temp\\\\"},
+      {"modulePath", "C:\\\\Program Files\\\\VORN\\\\bin\\\\vorn_devnode.exe"},
+      {"currentFolder", "C:\\\\"},
+  };
+  for (const auto& [key, path] : folders) {
+    CaptureFiles capture = InstalledCapture();
+    const std::string name = "\"" + std::string(key) + "\": \"";
+    capture.document = Replaced(capture.document, name + path, name + "\\\\\\\\server\\\\x");
+    EXPECT_EQ(RefusalOf(capture), std::string(key) + ": must be a path on a drive");
+    capture.document = Replaced(capture.document, name + "\\\\\\\\server\\\\x", name + "c:/x");
+    EXPECT_EQ(RefusalOf(capture), "") << key;
+  }
 }
 
 TEST(CaptureImport, MakesWhatOnlyWindowsCouldRunRunnable) {

@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 #include <regex>
 #include <set>
+#include <sstream>
 
 namespace vorn::lab {
 namespace {
@@ -447,6 +448,16 @@ TEST_F(Lab, ExplainsItself) {
   const LabResult usage = RunLab({});
   EXPECT_EQ(usage.status, kExitBadInput);
   EXPECT_EQ(usage.ErrorOutput(), help.Output());
+}
+
+TEST_F(Lab, ListsCallsInLinesOfAScreen) {
+  const std::string help = RunLab({"help", "faults"}).Output();
+  std::istringstream lines(help.substr(help.find("The calls:\n")));
+  std::size_t longest = 0;
+  for (std::string line; std::getline(lines, line);)
+    longest = std::max(longest, line.size());
+  EXPECT_LE(longest, 96U);
+  EXPECT_GT(longest, 80U);
 }
 
 TEST_F(Lab, ExplainsEachCommand) {

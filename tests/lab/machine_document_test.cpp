@@ -207,6 +207,13 @@ TEST(MachineDocument, TakesTheEnumeratorFromTheIdUnlessItIsSaid) {
   EXPECT_EQ(devices.Find(u"ROOT\\A\\1")->enumerator, u"USB");
 }
 
+TEST(MachineDocument, TakesDevicesThatStandDeepInTheTree) {
+  EXPECT_EQ(Refusal(R"({"format": 1, "devices": [{"instanceId": "d", "parent": "c"},
+                          {"instanceId": "c", "parent": "b"}, {"instanceId": "b", "parent": "a"},
+                          {"instanceId": "a"}]})"),
+            "");
+}
+
 TEST(MachineDocument, RefusesARegistryDeeperThanWindowsAllows) {
   const auto document = [](int levels) {
     std::string path = "a";

@@ -141,6 +141,33 @@ TEST(MachineFolder, RestoresAMachineWithoutAnyDefault) {
   ExpectSame(MachineFolder(temporary / "m").Load(), lab);
 }
 
+// Names of one file are read in the order of the host, where a capital stands before "_" and other
+// letters behind it; the machine compares capitals.
+TEST(MachineFolder, RestoresTheSecurityOfAFileInFoldersWithDifferentLists) {
+  TemporaryFolder temporary;
+  LabMachine lab = {platform::simulated::CleanMachine(), {}, {}};
+  auto& files = lab.machine.files;
+  MakeFolder(files, u"C:\\order\\_first");
+  NodeAt(files, u"C:\\order\\_first").security =
+      platform::simulated::ParseSddl(u"O:SYD:P(A;OICI;FA;;;SY)").value();
+  PutFile(files, u"C:\\order\\last\\file", std::string_view("x"));
+  AddHardLink(files, u"C:\\order\\last\\file", u"C:\\order\\_first\\file");
+  CreateMachineFolder(temporary / "m", lab);
+  ExpectSame(MachineFolder(temporary / "m").Load(), lab);
+}
+
+TEST(MachineFolder, ForgetsWhoHoldsAFileWithoutAName) {
+  TemporaryFolder temporary;
+  LabMachine lab = {platform::simulated::CleanMachine(), {}, {}};
+  auto& files = lab.machine.files;
+  HoldOpen(files, kSampleInf, 1, 7);
+  RemovePath(files, kSampleInf);
+  CreateMachineFolder(temporary / "m", lab);
+  const LabMachine restored = MachineFolder(temporary / "m").Load();
+  EXPECT_FALSE(FindNode(restored.machine.files, kSampleInf).has_value());
+  EXPECT_TRUE(restored.machine.files.opens.empty());
+}
+
 TEST(MachineFolder, IsWrittenTheSameEachTime) {
   TemporaryFolder temporary;
   CreateMachineFolder(temporary / "m", UnusualMachine());

@@ -204,6 +204,9 @@ void FillFiles(FileSystem& files) {
   Node& folder = NodeAt(files, u"C:\\empty");
   folder.reportedPages = {SomeBytes(), {}};
   folder.security = ParseSddl(u"O:SYD:P(A;OICI;FA;;;SY)").value();
+  SecurityRecord flagged = ParseSddl(u"O:SYD:P(A;;FA;;;SY)").value();
+  flagged.entries[0].flags = 0x20;  // SDDL has no letters for it
+  NodeAt(files, u"C:\\a\\%0041").security = flagged;
   HoldOpen(files, u"C:\\a\\large.bin", platform::FILE_GENERIC_WRITE, 0, 9'000'000);
   HoldOpen(files, u"C:\\", platform::FILE_GENERIC_READ, platform::FILE_SHARE_READ);
 }

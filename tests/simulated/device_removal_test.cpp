@@ -7,6 +7,8 @@
 #include "tests/simulated/device_calls.h"
 #include "tests/support/sample.h"
 
+#include <algorithm>
+
 namespace vorn::tests {
 
 using namespace platform;
@@ -283,6 +285,21 @@ TEST(DeviceQueryRemoval, ReturnsAnyOtherConfiguredRefusal) {
   EXPECT_EQ(veto.type, 0u);
   EXPECT_EQ(veto.name, u"");
   EXPECT_TRUE(IsStarted(world.Device(kRootId)));
+}
+
+TEST(DeviceRemoval, ForgetsTheStartThatWasPlannedForADeviceBelow) {
+  World world(InstalledMachine());
+  const std::u16string child = u"SWD\\OTHER\\0000";
+  Device below;
+  below.instanceId = child;
+  below.parent = kRootId;
+  world.machine.devices.Insert(std::move(below));
+  Plan(world.machine, 1000, EventKind::StartDevice, child);
+  RemoveDeviceNode(world.machine, kRootId);
+  ASSERT_FALSE(world.Has(child));
+  const auto& events = world.machine.clock.events;
+  EXPECT_TRUE(std::none_of(events.begin(), events.end(),
+                           [&](const Event& event) { return event.subject == child; }));
 }
 
 TEST(DeviceRestart, StopsTheDeviceAndStartsItAgain) {

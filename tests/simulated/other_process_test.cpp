@@ -208,6 +208,25 @@ TEST_F(AnotherProcess, NamesOnlyOwnersThatItMay) {
   EXPECT_EQ(ToSddl(NodeAt(Files(), kFile).security), u"O:BAD:P(A;;FA;;;SY)");
 }
 
+TEST_F(AnotherProcess, LeavesTheGroupThatItDoesNotName) {
+  Secure(kFile, u"O:BAG:BUD:P(A;;FA;;;BA)");
+  EXPECT_EQ(other_.Secure(kFile, ParseSddl(u"D:P(A;;FA;;;SY)(A;;FA;;;BA)").value()), 0U);
+  EXPECT_EQ(ToSddl(NodeAt(Files(), kFile).security), u"O:BAG:BUD:P(A;;FA;;;SY)(A;;FA;;;BA)");
+  EXPECT_EQ(other_.Secure(kFile, ParseSddl(u"G:SYD:P(A;;FA;;;BA)").value()), 0U);
+  EXPECT_EQ(ToSddl(NodeAt(Files(), kFile).security), u"O:BAG:SYD:P(A;;FA;;;BA)");
+}
+
+TEST_F(AnotherProcess, MayPutAFileOrAFolderIntoAFolderByDifferentRights) {
+  MakeFolder(Files(), u"C:\\tree");
+  MakeFolder(Files(), u"C:\\goal");
+  Secure(u"C:\\goal", u"O:SYD:P(A;;0x120082;;;BA)");  // FILE_ADD_FILE
+  EXPECT_EQ(other_.Move(u"C:\\tree", u"C:\\goal\\tree"), ERROR_ACCESS_DENIED);
+  EXPECT_EQ(other_.Move(kFile, u"C:\\goal\\file"), 0U);
+  Secure(u"C:\\goal", u"O:SYD:P(A;;0x120084;;;BA)");  // FILE_ADD_SUBDIRECTORY
+  EXPECT_EQ(other_.Move(u"C:\\other\\x", u"C:\\goal\\x"), ERROR_ACCESS_DENIED);
+  EXPECT_EQ(other_.Move(u"C:\\tree", u"C:\\goal\\tree"), 0U);
+}
+
 TEST_F(AnotherProcess, NeedsTheRightToReplaceAnOwner) {
   const SecurityRecord wanted = ParseSddl(u"O:BAD:P(A;;FA;;;BA)").value();
   Secure(kFile, u"O:SYD:P(A;;0x140000;;;BA)");
