@@ -130,6 +130,61 @@ TEST(TimelineLayout, ShowsAFewLinesThatAreAlike) {
     EXPECT_EQ(line.texts.size(), 1U);
 }
 
+TEST(TimelineLayout, LinesUpTheMostPhasesOfTwoRuns) {
+  const std::vector<RunHistory> runs = {RunOf({{"a", 0}, {"b", 0}, {"c", 0}}),
+                                        RunOf({{"b", 0}, {"c", 0}, {"a", 0}})};
+  EXPECT_EQ(RowsOf(PlaceRuns(runs, 0, 40)), (std::vector<std::string>{"a-", "bb", "cc", "-a"}));
+}
+
+TEST(TimelineLayout, GivesEachPhaseRoomForItsTitleAndALineBelow) {
+  const std::vector<RunHistory> runs = {RunOf({{"a", 0}})};
+  EXPECT_EQ(PlaceRuns(runs, 0, 40).bottom, 38);
+}
+
+TEST(TimelineLayout, LetsTextsOfOneRowEndInIt) {
+  std::vector<RunHistory> runs = {RunOf({{"a", 1000}, {"b", 1000}})};
+  for (int line = 0; line < 4; ++line)
+    Say(runs[0], 10, "line " + std::to_string(line));  // when the first phase has just ended
+  Say(runs[0], 9, "a late line");
+  const TimelineLayout layout = PlaceRuns(runs, 0, 40);
+  for (const PlacedLine& line : layout.runs[0].lines) {
+    const PlacedPhase& row = layout.runs[0].phases[line.line->at.call < 10 ? 0 : 1];
+    EXPECT_GE(line.textY, row.top) << line.line->text;
+    EXPECT_LE(line.textY + kTextLineHeight, row.top + row.height) << line.line->text;
+  }
+}
+
+/// The numbers of texts that lines keep of which five are alike but for one thing.
+std::vector<std::size_t> TextsOf(void (*change)(HistoryLine& line)) {
+  std::vector<RunHistory> runs = {RunOf({{"a", 0}, {"b", 0}})};
+  for (std::size_t i = 0; i < 5; ++i)
+    Say(runs[0], i, "removed endpoint record " + std::to_string(i));
+  change(runs[0].lines[2]);
+  std::vector<std::size_t> texts;
+  const TimelineLayout layout = PlaceRuns(runs, 0, 60);
+  for (const PlacedLine& line : layout.runs[0].lines)
+    texts.push_back(line.texts.size());
+  return texts;
+}
+
+TEST(TimelineLayout, FoldsFiveLinesOfOneKindAboutOneThingInOnePhase) {
+  const std::vector<std::size_t> folded = {2, 0, 0, 0, 0};
+  const std::vector<std::size_t> all = {1, 1, 1, 1, 1};
+  EXPECT_EQ(TextsOf([](HistoryLine&) {}), folded);
+  EXPECT_EQ(TextsOf([](HistoryLine& line) { line.kind = HistoryLine::Kind::Error; }), all);
+  EXPECT_EQ(TextsOf([](HistoryLine& line) { line.text = "removed endpoint history 2"; }), all);
+  EXPECT_EQ(TextsOf([](HistoryLine& line) { line.at.call = 12; }), all);
+}
+
+TEST(ShownText, SaysThatALineIsAFault) {
+  EXPECT_EQ(ShownText({HistoryLine::Kind::Fault, {}, "Sleep:fail"}), "fault Sleep:fail");
+  EXPECT_EQ(ShownText({HistoryLine::Kind::Error, {}, "vorn_devnode: a line"}), "a line");
+}
+
+TEST(WrappedText, CutsNoShortPieceOffAtABlank) {
+  EXPECT_EQ(WrappedText("a bcdefghijklmno", 9), (std::vector<std::string>{"a bcdefgh", "ijklmno"}));
+}
+
 TEST(WrappedText, CutsAtBlanks) {
   EXPECT_EQ(WrappedText("aaa bbb ccc", 7), (std::vector<std::string>{"aaa bbb", "ccc"}));
 }
