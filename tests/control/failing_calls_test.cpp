@@ -40,7 +40,9 @@ std::size_t CountOfCode(const Process& process, const std::string& code, bool su
       }));
 }
 
-/// A hide, a show, and the guard's end.
+constexpr bool kShowsAgain = true;
+
+/// A hide, a show, and the guard's end, which shows again what could not be shown.
 bool HideAndShow() {
   QuiesceGuard guard(kRootId);
   const bool hidden = guard.Hide();
@@ -50,24 +52,27 @@ bool HideAndShow() {
 
 TEST(AFailingCall, NeverLeavesAnEndpointHiddenInSilence) {
   for (const FaultKind kind : {FaultKind::Fail, FaultKind::FailAfterEffect}) {
-    WithEachCallGoingWrong(MachineWithADriver(), kind, HideAndShow,
-                           [](const Process& process, const Machine& machine, bool done) {
-                             if (!OnlyPresentRoot(machine)->hidden.empty()) {
-                               EXPECT_NE(process.ErrorOutput(), u"");
-                             }
-                             if (!done) {
-                               EXPECT_NE(process.ErrorOutput(), u"");
-                             }
-                           });
+    WithEachCallGoingWrong(
+        MachineWithADriver(), kind, HideAndShow,
+        [](const Process& process, const Machine& machine, bool done) {
+          if (!OnlyPresentRoot(machine)->hidden.empty()) {
+            EXPECT_NE(process.ErrorOutput(), u"");
+          }
+          if (!done) {
+            EXPECT_NE(process.ErrorOutput(), u"");
+          }
+        },
+        kShowsAgain);
   }
 }
 
 TEST(AFailingCall, NeverKeepsTheLease) {
-  WithEachCallGoingWrong(MachineWithADriver(), FaultKind::Fail, HideAndShow,
-                         [](const Process& process, const Machine&, bool) {
-                           EXPECT_EQ(CountOfCode(process, "0x226000", true),
-                                     CountOfCode(process, "0x22A004", false));
-                         });
+  WithEachCallGoingWrong(
+      MachineWithADriver(), FaultKind::Fail, HideAndShow,
+      [](const Process& process, const Machine&, bool) {
+        EXPECT_EQ(CountOfCode(process, "0x226000", true), CountOfCode(process, "0x22A004", false));
+      },
+      kShowsAgain);
   WithEachCallGoingWrong(MachineWithADriver(), FaultKind::Fail, ResumeEndpoints,
                          [](const Process& process, const Machine&, ExitStatus) {
                            EXPECT_EQ(CountOfCode(process, "0x226000", true),

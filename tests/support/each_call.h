@@ -6,6 +6,7 @@
 #include "platform/simulated/machine.h"
 #include "platform/simulated/process.h"
 #include "tests/support/console_calls.h"
+#include "tests/support/repeated_calls.h"
 
 #include <cstdint>
 #include <gtest/gtest.h>
@@ -16,10 +17,13 @@ namespace vorn::tests {
 
 /// For each platform call that `routine` makes on a copy of `start`, console writes excepted: runs
 /// it with a fault of that kind at that call, and passes the outcome to `judge(process, machine,
-/// result)`. Leaked objects are judged here. `routine` takes no arguments and returns the result.
+/// result)`. Leaked objects are judged here, and, unless
+/// the routine tries again, a failed call that is made again. `routine` takes
+/// no arguments and returns the result.
 template <class Routine, class Judge>
 void WithEachCallGoingWrong(const platform::simulated::Machine& start,
-                            platform::simulated::FaultKind kind, Routine routine, Judge judge) {
+                            platform::simulated::FaultKind kind, Routine routine, Judge judge,
+                            bool triesAgain = false) {
   namespace model = platform::simulated;
   std::vector<model::CallRecord> calls;
   {
@@ -30,6 +34,7 @@ void WithEachCallGoingWrong(const platform::simulated::Machine& start,
     calls = process.calls;
   }
   ASSERT_FALSE(calls.empty());
+  const std::vector<std::string> texts = TextsOf(calls);
   for (std::uint32_t nth = 1; nth <= calls.size(); ++nth) {
     const std::string& name = calls[nth - 1].name;
     if (IsPrinting(name)) continue;
@@ -44,6 +49,7 @@ void WithEachCallGoingWrong(const platform::simulated::Machine& start,
     process.faults = {fault};
     const auto result = routine();
     judge(process, machine, result);
+    EXPECT_TRUE(triesAgain || !IsMadeAgain(texts, TextsOf(process.calls), nth - 1));
     // An object stays open when its close fails, or when the call that failed had created it all
     // the same.
     const bool keptByFault =

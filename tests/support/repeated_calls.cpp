@@ -1,0 +1,43 @@
+#include "tests/support/repeated_calls.h"
+
+#include <algorithm>
+#include <map>
+
+namespace vorn::tests {
+
+namespace {
+
+using platform::simulated::CallRecord;
+
+bool IsObject(const std::string& value) {
+  return value.starts_with('#');
+}
+
+std::ptrdiff_t SleepsIn(const std::vector<std::string>& texts) {
+  return std::count_if(texts.begin(), texts.end(),
+                       [](const std::string& text) { return text.starts_with("Sleep "); });
+}
+
+}  // namespace
+
+std::vector<std::string> TextsOf(const std::vector<CallRecord>& calls) {
+  std::map<std::string, std::string> openers;
+  std::vector<std::string> texts;
+  for (const CallRecord& call : calls) {
+    std::string text = call.name;
+    for (const auto& [name, value] : call.arguments)
+      text += " " + name + "=" + (IsObject(value) ? openers[value] : value);
+    if (IsObject(call.result)) openers[call.result] = "(" + text + ")";
+    texts.push_back(std::move(text));
+  }
+  return texts;
+}
+
+bool IsMadeAgain(const std::vector<std::string>& undisturbed,
+                 const std::vector<std::string>& disturbed, std::size_t failed) {
+  if (failed >= disturbed.size() || SleepsIn(disturbed) > SleepsIn(undisturbed)) return false;
+  return std::count(disturbed.begin(), disturbed.end(), disturbed[failed]) >
+         std::count(undisturbed.begin(), undisturbed.end(), disturbed[failed]);
+}
+
+}  // namespace vorn::tests
