@@ -38,14 +38,9 @@ std::vector<std::string> ReadList(const std::string& name) {
 }
 
 std::string LastLineOf(const LabResult& result) {
-  std::string text;
-  for (const ConsolePiece& piece : result.console) {
-    if (!piece.text.empty()) text = piece.text;
-  }
-  while (!text.empty() && text.back() == '\n')
-    text.pop_back();
-  const std::size_t line = text.rfind('\n');
-  return line == std::string::npos ? text : text.substr(line + 1);
+  std::string line = result.console.empty() ? std::string() : result.console.back().text;
+  if (line.ends_with('\n')) line.pop_back();
+  return line;
 }
 
 /// A name of the host may be anything; a JSON string may not.

@@ -3,9 +3,12 @@
 #include "base/text.h"
 #include "lab/bad_input.h"
 #include "lab/capture_folder.h"
+#include "lab/json_text.h"
 #include "lab/run_program.h"
+#include "platform/simulated/endpoint_builder.h"
 #include "platform/simulated/file_values.h"
 #include "platform/simulated/process.h"
+#include "platform/simulated/services.h"
 #include "tests/capture/captured_machines.h"
 #include "tests/lab/temporary_folder.h"
 #include "tests/support/sample.h"
@@ -127,6 +130,77 @@ TEST(Capture, SaysOnceThatAnInfWasInUse) {
   const CaptureFiles capture = CaptureOf(LabOf(machine));
   EXPECT_EQ(capture.unread,
             (std::vector<std::string>{"pkg\\driver\\vorn_audio.inf, NtCreateFile (error 0x20)"}));
+}
+
+TEST(Capture, HasNoFunctionsMissingFromALibraryThatIsNotThere) {
+  LabMachine lab = LabOf(InstalledMachine());
+  lab.process.ntdllMissing = true;
+  const Json process = ParseJson(CaptureOf(lab).document)["process"];
+  EXPECT_EQ(process["ntdllMissing"], true);
+  EXPECT_TRUE(process["missingExports"].empty());
+}
+
+TEST(Capture, LeavesOutAServiceThatIsNotThere) {
+  Machine machine = InstalledMachine();
+  machine.services.erase(platform::simulated::kAudioService);
+  const CaptureFiles capture = CaptureOf(LabOf(machine));
+  EXPECT_TRUE(std::none_of(capture.unread.begin(), capture.unread.end(),
+                           [](const std::string& fact) { return fact.starts_with("service"); }));
+  EXPECT_EQ(ParseJson(capture.document)["services"].size(), 1U);
+}
+
+TEST(Capture, TakesALongMarkForOneThatIsNotTheDrivers) {
+  Machine machine = InstalledMachine();
+  const auto& endpoint = *FindEndpoint(machine, tests::kRootId, {3, 0});
+  PutValue(machine.registry, EndpointRecordPath(endpoint) + u"\\Properties",
+           platform::simulated::kCableMarkerName, 3, Bytes(100, 7));
+  EXPECT_TRUE(CaptureOf(LabOf(machine)).unread.empty());
+}
+
+TEST(Capture, GoesOneLevelDeeperThanThePackagesThatTheProgramTakes) {
+  Machine machine = InstalledMachine();
+  std::u16string folder = u"C:\\pkg\\driver";
+  for (int level = 1; level <= 20; ++level) {
+    folder += u"\\level" + ToUtf16(std::to_string(level));
+    PutFile(machine.files, folder + u"\\file", "x");
+  }
+  const std::string document = CaptureOf(LabOf(machine)).document;
+  EXPECT_NE(document.find("level17\\\\file"), std::string::npos);
+  EXPECT_EQ(document.find("level18\\\\file"), std::string::npos);
+}
+
+TEST(Capture, HasNoNumberForACableThatIsNone) {
+  Machine machine = InstalledMachine();
+  FindEndpoint(machine, tests::kRootId, {0, 0})->cable = {31, 7};
+  const Json endpoints = ParseJson(CaptureOf(LabOf(machine)).document)["audio"]["endpoints"];
+  EXPECT_EQ(endpoints[1]["cable"], (Json{{"type", 31}, {"value", 0}}));
+}
+
+TEST(Capture, FindsAJournalInUseAsTheProgramWould) {
+  Machine machine = InstalledMachine();
+  PutFile(machine.files, tests::kSampleJournal, "x");
+  HoldOpen(machine.files, tests::kSampleJournal, platform::FILE_GENERIC_WRITE, 7);
+  EXPECT_EQ(
+      CaptureOf(LabOf(machine)).unread,
+      std::vector<std::string>{"pkg\\.vorn-driver-activation-state, NtCreateFile (error 0x20)"});
+}
+
+TEST(Capture, ReadsALogThatSomebodyWrites) {
+  Machine machine = InstalledMachine();
+  PutFile(machine.files, tests::kSampleLog, "a line\r\n");
+  HoldOpen(machine.files, tests::kSampleLog, platform::FILE_GENERIC_WRITE, 7);
+  EXPECT_TRUE(CaptureOf(LabOf(machine)).unread.empty());
+}
+
+TEST(Capture, KnowsAPresentDeviceWhateverTheCaseOfItsId) {
+  Machine machine = InstalledMachine();
+  AddRoot(machine, u"Root\\Media\\0007");
+  const Json devices = ParseJson(CaptureOf(LabOf(machine)).document)["devices"];
+  const auto found = std::find_if(devices.begin(), devices.end(), [](const Json& each) {
+    return each["instanceId"] == "Root\\Media\\0007";
+  });
+  ASSERT_NE(found, devices.end());
+  EXPECT_EQ((*found)["present"], true);
 }
 
 TEST(Capture, TakesNoContentThatTheProgramWouldRefuseForItsSize) {

@@ -60,6 +60,17 @@ LabMachine WithHiddenEndpoints() {
   return LabOf(machine);
 }
 
+/// The records of endpoints that the driver hides still say that they are active.
+LabMachine WithHiddenEndpointsWhoseRecordsStay() {
+  LabMachine lab = WithHiddenEndpoints();
+  Registry& registry = lab.machine.registry;
+  for (const AudioEndpoint& endpoint : lab.machine.audio.endpoints) {
+    if (endpoint.state == platform::DEVICE_STATE_NOTPRESENT)
+      PutDword(registry, EndpointRecordPath(endpoint), u"DeviceState", 1);
+  }
+  return lab;
+}
+
 LabMachine WithEndpointDisabledByUser() {
   Machine machine = Installed();
   for (AudioEndpoint& endpoint : machine.audio.endpoints) {
@@ -217,6 +228,7 @@ std::vector<CapturedCase> ListCases() {
       {"services stopped", WithServicesStopped},
       {"service disabled", WithServiceDisabled},
       {"hidden endpoints", WithHiddenEndpoints},
+      {"hidden endpoints whose records stay", WithHiddenEndpointsWhoseRecordsStay},
       {"endpoint disabled by user", WithEndpointDisabledByUser},
       {"older image in memory", WithOlderImageInMemory},
       {"odd replies", WithOddReplies},

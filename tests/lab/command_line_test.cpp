@@ -366,7 +366,7 @@ TEST_F(Lab, RefusesMalformedPackageOptions) {
       "as its bits, like \"0xFFFFFFFF\"");
   ExpectRefused({"package", machine, "C:\\x", "--image", R"({"version": "26.9"})"},
                 "--image: version: must be four numbers like 26.8.10.5, the first three up to 255");
-  for (const char* const name : {"", "a:b", "a/b", "..", "a\\", "a*"}) {
+  for (const char* const name : {"", "a:b", "a/b", ".", "..", "a\\", "a*", "a\tb"}) {
     ExpectRefused({"package", machine, "C:\\x", "--inf-name", name},
                   "--inf-name: must be a name of a file");
   }

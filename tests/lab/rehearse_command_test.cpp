@@ -72,6 +72,15 @@ TEST_F(Rehearsal, SaysWhyACaptureIsRefusedAndGoesOn) {
   EXPECT_EQ(rows[1]["status"], 12);
 }
 
+TEST_F(Rehearsal, NamesACaptureWhoseNameIsNoText) {
+  const std::string odd = temporary_.Name("caf\xE9");
+  std::filesystem::rename(Captured("clean"), odd);
+  const std::vector<Json> rows = Rows(odd + "\n", {"audit-catalog"});
+  ASSERT_EQ(rows.size(), 1U);
+  EXPECT_EQ(rows[0]["capture"], temporary_.Name("caf\uFFFD"));
+  EXPECT_EQ(rows[0]["status"], 12);
+}
+
 TEST_F(Rehearsal, NeedsAListThatCanBeRead) {
   ExpectRefused({"rehearse", temporary_.Name("none"), "--", "audit-catalog"},
                 temporary_.Name("none") + ": cannot be read");

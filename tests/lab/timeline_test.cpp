@@ -171,6 +171,12 @@ TEST_F(Timeline, IsThePictureAloneInAFileOfThatKind) {
   EXPECT_LT(picture.size(), 100'000U);
 }
 
+TEST_F(Timeline, IsAPageInAFileOfAnyOtherKind) {
+  const std::string machine = Machine("m", "clean");
+  Draw(machine, "notsvg", {"audit-catalog"});
+  EXPECT_TRUE(ReadHostFile(temporary_ / "notsvg").starts_with("<!DOCTYPE html>"));
+}
+
 TEST_F(Timeline, HasATitleAndADescriptionForReadersWhoDoNotSeeIt) {
   const std::string machine = Machine("m", "clean");
   Draw(machine, "run.svg", {"install", kPackageInf});

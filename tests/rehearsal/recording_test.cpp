@@ -1,5 +1,7 @@
 #include "rehearsal/recording.h"
 
+#include "rehearsal/escaped_text.h"
+
 #include <gtest/gtest.h>
 
 namespace vorn::rehearsal {
@@ -28,6 +30,16 @@ std::string Refusal(const std::string& text) {
   } catch (const BadRecording& bad) {
     return bad.what();
   }
+}
+
+TEST(EscapedText, HasTwoDigitsBehindEachPercentSign) {
+  EXPECT_EQ(Unescape("%41%7f%7F%25"), "A\x7F\x7F%");
+  for (const char* const text : {"%", "%4", "a%4", "%4g", "%g4", "% 4", "%+4", "%-1"})
+    EXPECT_EQ(Unescape(text), std::nullopt) << text;
+}
+
+TEST(EscapedText, EscapesControlsAndThePercentSignAlone) {
+  EXPECT_EQ(Escape("a%\n\x7F\x1F \xC3\xA4"), "a%25%0A%7F%1F \xC3\xA4");
 }
 
 TEST(Recording, IsWrittenAsLinesThatPeopleCanRead) {

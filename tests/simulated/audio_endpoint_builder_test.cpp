@@ -6,6 +6,7 @@
 #include "platform/simulated/registry_values.h"
 #include "tests/simulated/audio_machine.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <limits>
 #include <set>
@@ -306,6 +307,35 @@ TEST(AudioEndpointBuilder, PublishesSomeEndpointsLaterThanTheOthers) {
   EXPECT_EQ(CountEndpoints(machine, DEVICE_STATE_ACTIVE), 18u);
   Advance(machine, 1);
   EXPECT_EQ(CountEndpoints(machine, DEVICE_STATE_ACTIVE), 20u);
+}
+
+TEST(AudioEndpointBuilder, PlansEachKindOfBuildingOnce) {
+  Machine machine = StartedMachine();
+  machine.audio.late = {kFirst, kFifthCapture};
+  machine.audio.lateDelay = 7000;
+  machine.audio.childDelay = 3000;
+  PublishEndpoints(machine, kRootId);
+  EXPECT_EQ(machine.clock.events.size(), 2u);
+}
+
+TEST(AudioEndpointBuilder, IdlesNoRecordsOfADeviceThatHadNoEndpoints) {
+  Machine machine = StartedMachine();
+  machine.audio.recordDelay = 4000;
+  WithdrawEndpoints(machine, kRootId);
+  EXPECT_TRUE(machine.clock.events.empty());
+}
+
+TEST(AudioEndpointBuilder, BuildsNothingMoreForADeviceThatStopped) {
+  Machine machine = StartedMachine();
+  machine.audio.late = {kFirst};
+  machine.audio.lateDelay = 7000;
+  machine.audio.childDelay = 3000;
+  PublishEndpoints(machine, kRootId);
+  BuildEndpointsSoon(machine, kRootId);
+  WithdrawEndpoints(machine, kRootId);
+  EXPECT_TRUE(std::none_of(
+      machine.clock.events.begin(), machine.clock.events.end(),
+      [](const Event& event) { return event.kind != EventKind::IdleEndpointRecords; }));
 }
 
 TEST(AudioEndpointBuilder, LetsChildrenComeLaterOrNever) {

@@ -325,6 +325,17 @@ TEST(DeviceRestart, KeepsTheIdsOfTheEndpoints) {
     EXPECT_TRUE(world.Has(device.instanceId));
 }
 
+TEST(DeviceRemoval, ThatTakesTimeLetsTheDeviceStartNoMore) {
+  World world(InstalledMachine());
+  world.Device(kRootId).temper.removeDelay = 20'000;
+  EXPECT_TRUE(Remove().removed);
+  EXPECT_EQ(world.Device(kRootId).status & (DN_HAS_PROBLEM | DN_WILL_BE_REMOVED),
+            DN_HAS_PROBLEM | DN_WILL_BE_REMOVED);
+  EXPECT_EQ(world.Device(kRootId).problem, CM_PROB_WILL_BE_REMOVED);
+  StartDevice(world.machine, kRootId);
+  EXPECT_FALSE(IsStarted(world.Device(kRootId)));
+}
+
 TEST(DeviceRestart, NeedsItsParameterBlock) {
   World world(InstalledMachine());
   const HDEVINFO list = ListRoots(true);
@@ -356,6 +367,12 @@ TEST(DeviceRestart, OfADisabledDeviceLeavesItDisabled) {
   EXPECT_TRUE(RestartRoot().restarted);
   world.Wait(60'000);
   EXPECT_EQ(StateOf(NodeOf(kRootId)).problem, CM_PROB_DISABLED);
+}
+
+TEST(DeviceStart, IsNotAskedOfADeviceThatRunsByEnablingIt) {
+  World world(InstalledMachine());
+  EnableDevice(world.machine, kRootId);
+  EXPECT_TRUE(IsStarted(world.Device(kRootId)));
 }
 
 TEST(DeviceRestart, OfADisabledDeviceWorksOnceItIsEnabled) {

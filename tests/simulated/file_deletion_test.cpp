@@ -106,6 +106,26 @@ TEST_F(FileDeletion, CanBeRequestedAtTheOpen) {
   EXPECT_FALSE(Exists(u"C:\\a\\passing.txt"));
 }
 
+TEST_F(FileDeletion, CannotBeRequestedOfANewReadOnlyFile) {
+  How how = New();
+  how.options |= FILE_DELETE_ON_CLOSE;
+  how.attributes = FILE_ATTRIBUTE_READONLY;
+  EXPECT_EQ(StatusOf(u"C:\\a\\passing.txt", how), STATUS_CANNOT_DELETE);
+  EXPECT_FALSE(Exists(u"C:\\a\\passing.txt"));
+}
+
+TEST_F(FileDeletion, OfANewFileWaitsForItsOwnHandle) {
+  const std::uint64_t old = HoldOpen(Files(), u"C:\\a\\file.txt", GENERIC_READ, kEverythingShared);
+  RemovePath(Files(), u"C:\\a\\file.txt");
+  PutFile(Files(), u"C:\\a\\file.txt", std::string_view("other"));
+  const HANDLE file = OpenPath(u"C:\\a\\file.txt", With(DELETE));
+  EXPECT_TRUE(Dispose(file));
+  ReleaseHold(Files(), old);
+  EXPECT_TRUE(Exists(u"C:\\a\\file.txt"));
+  CloseHandle(file);
+  EXPECT_FALSE(Exists(u"C:\\a\\file.txt"));
+}
+
 TEST_F(FileDeletion, HappensWhenTheProcessDies) {
   const HANDLE file = OpenPath(u"C:\\a\\file.txt", With(DELETE));
   Dispose(file);

@@ -1,3 +1,4 @@
+#include "base/text.h"
 #include "platform/simulated/error_values.h"
 #include "platform/simulated/file_values.h"
 #include "platform/simulated/native_status.h"
@@ -354,6 +355,40 @@ TEST_F(FileLinks, FailWhenTheyLeadNowhereOrInACircle) {
   EXPECT_EQ(StatusOf(u"C:\\dangling\\x", Follow({})), STATUS_OBJECT_PATH_NOT_FOUND);
   EXPECT_EQ(StatusOf(u"C:\\circle\\x", Follow({})), STATUS_REPARSE_POINT_NOT_RESOLVED);
   EXPECT_EQ(StatusOf(u"C:\\other\\x", Follow({})), STATUS_IO_REPARSE_TAG_NOT_HANDLED);
+}
+
+TEST_F(FileLinks, OfEveryKindEndAnOpenThatTakesNone) {
+  PutLink(Files(), u"C:\\junction", ReparseKind::Junction, u"C:\\a", true);
+  PutLink(Files(), u"C:\\symlink", ReparseKind::SymbolicLink, u"C:\\a", true);
+  PutLink(Files(), u"C:\\other", ReparseKind::Other, u"", true);
+  for (const char16_t* const link : {u"C:\\junction\\x", u"C:\\symlink\\x", u"C:\\other\\x"})
+    EXPECT_EQ(StatusOf(link), STATUS_REPARSE_POINT_ENCOUNTERED);
+}
+
+TEST_F(FileLinks, TakeSixtyThreeOfThemAndNoMore) {
+  PutLink(Files(), u"C:\\link1", ReparseKind::SymbolicLink, u"a\\file.txt", false);
+  for (int number = 2; number <= 63; ++number) {
+    PutLink(Files(), u"C:\\link" + ToUtf16(std::to_string(number)), ReparseKind::SymbolicLink,
+            u"link" + ToUtf16(std::to_string(number - 1)), false);
+  }
+  EXPECT_EQ(StatusOf(u"C:\\link63", Follow({})), STATUS_SUCCESS);
+  PutLink(Files(), u"C:\\link64", ReparseKind::SymbolicLink, u"link63", false);
+  EXPECT_EQ(StatusOf(u"C:\\link64", Follow({})), STATUS_REPARSE_POINT_NOT_RESOLVED);
+}
+
+TEST_F(FileLinks, WithAShortTargetAreRelativeToTheirFolderOrTheirVolume) {
+  MakeFolder(Files(), u"C:\\a\\b");
+  const char16_t* const targets[] = {u"..\\file.txt", u".\\..\\.\\file.txt", u"\\a\\file.txt",
+                                     u"..\\..\\..\\a\\file.txt"};
+  for (const char16_t* const target : targets) {
+    PutLink(Files(), u"C:\\a\\b\\link", ReparseKind::SymbolicLink, target, false);
+    const HANDLE file = OpenPath(u"C:\\a\\b\\link", Follow({}));
+    if (std::u16string_view(target).starts_with(u"..\\..\\..")) {
+      EXPECT_EQ(file, nullptr) << "above the volume";
+    } else {
+      EXPECT_EQ(ReadAll(file), "content") << ::testing::PrintToString(std::u16string(target));
+    }
+  }
 }
 
 TEST_F(FileLinks, OfADriveLetterAreFollowedToo) {

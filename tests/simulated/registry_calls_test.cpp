@@ -311,6 +311,23 @@ TEST_F(RegistryCalls, TerminateAnUnterminatedText) {
   EXPECT_EQ(size, 6u);
 }
 
+TEST_F(RegistryCalls, TerminateAListOfTextsTwice) {
+  constexpr std::uint32_t kListsOfTexts = 0x20;
+  constexpr std::uint32_t kNumbersOfEightBytes = 0x40;
+  Put(u"List", REG_MULTI_SZ, {'a', 0, 0, 0});
+  size = static_cast<std::uint32_t>(data.size());
+  EXPECT_EQ(
+      RegGetValueW(HKEY_LOCAL_MACHINE, kVendor, u"List", kListsOfTexts, &type, data.data(), &size),
+      kOk);
+  EXPECT_EQ(size, 6u);
+  EXPECT_EQ(Read(u"List", kNumbersOfEightBytes), Code(ERROR_UNSUPPORTED_TYPE));
+  Put(u"List", REG_MULTI_SZ, {'a', 0, 0, 0, 0});
+  EXPECT_EQ(
+      RegGetValueW(HKEY_LOCAL_MACHINE, kVendor, u"List", kListsOfTexts, &type, nullptr, &size),
+      kOk);
+  EXPECT_EQ(size, 6u) << "half a character is filled up";
+}
+
 TEST_F(RegistryCalls, ReadOnlyWhereReadingIsGranted) {
   EXPECT_EQ(RegGetValueW(Open(kVendor, KEY_ENUMERATE_SUB_KEYS), nullptr, u"Number", RRF_RT_ANY,
                          nullptr, data.data(), &(size = 4)),

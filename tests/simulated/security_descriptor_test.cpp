@@ -1,5 +1,6 @@
 #include "platform/simulated/descriptor_image.h"
 #include "platform/simulated/error_values.h"
+#include "platform/simulated/file_open.h"
 #include "platform/simulated/file_values.h"
 #include "platform/simulated/native_values.h"
 #include "platform/simulated/security_values.h"
@@ -128,6 +129,27 @@ TEST_F(DescriptorsOfNewObjects, AreTheSuppliedOnes) {
   ASSERT_NE(Open(u"child", New(), folder), nullptr);
   EXPECT_EQ(ToSddl(NodeAt(Files(), u"C:\\guarded\\child").security),
             u"O:BAD:AI(A;ID;FA;;;SY)(A;ID;FA;;;BA)");
+}
+
+TEST_F(DescriptorsOfNewObjects, KeepTheGenericRightsOfEntriesForChildrenAlone) {
+  SECURITY_DESCRIPTOR* given = nullptr;
+  TheProcess();
+  ASSERT_TRUE(ConvertStringSecurityDescriptorToSecurityDescriptorW(
+      u"O:BAD:P(A;OICIIO;GA;;;SY)(A;;GA;;;BA)", SDDL_REVISION_1, &given, nullptr));
+  How how = NewFolder();
+  how.security = given;
+  OpenPath(u"C:\\guarded", how);
+  LocalFree(given);
+  EXPECT_EQ(ToSddl(NodeAt(Files(), u"C:\\guarded").security),
+            u"O:BAD:P(A;OICIIO;GA;;;SY)(A;;FA;;;BA)");
+}
+
+TEST_F(DescriptorsOfNewObjects, ComeWithATimeAtWhichTheirFolderWasWritten) {
+  TheMachine().clock.tick = 5000;
+  OpenPath(u"C:\\a\\new.txt", New());
+  const std::int64_t now = FileTimeNow(TheMachine());
+  EXPECT_EQ(NodeAt(Files(), u"C:\\a\\new.txt").times.creation, now);
+  EXPECT_EQ(NodeAt(Files(), u"C:\\a").times.lastWrite, now);
 }
 
 TEST_F(DescriptorsOfNewObjects, AreInheritedByDefault) {
