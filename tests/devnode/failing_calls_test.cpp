@@ -77,5 +77,13 @@ TEST(AFailingCall, NeverMakesAFailedRestartPass) {
       });
 }
 
+TEST(AFailingCall, NeverMakesOneLookSeveral) {
+  WithEachCallGoingWrong(
+      MachineWithAGhost(), FaultKind::Fail, [] { return WaitForStartedRoot(0); },
+      [](const Process& process, const Machine&, const StartWait&) {
+        EXPECT_TRUE(process.console.empty());
+      });
+}
+
 }  // namespace
 }  // namespace vorn

@@ -437,6 +437,12 @@ TEST_F(WaitForStart, DoesNotWalkAListThatCouldNotBeMade) {
   EXPECT_EQ(CountOf("SetupDiEnumDeviceInfo"), 0U);
 }
 
+TEST_F(WaitForStart, WalksTheListOnceAndAsksNothingOfARootThatIsNotThere) {
+  EXPECT_FALSE(WaitForStartedRoot(0).started);
+  EXPECT_EQ(CountOf("SetupDiEnumDeviceInfo"), 1U);
+  EXPECT_EQ(CountOf("CM_Get_DevNode_Status"), 0U);
+}
+
 TEST_F(WaitForStart, SeesAStartedRootAtOnce) {
   tests::AddStartedRoot(machine);
   const StartWait wait = WaitForStartedRoot(0);

@@ -149,6 +149,19 @@ TEST(InstallPreparation, ReadsTheTargetBeforeItLooksForARetainedJournal) {
 // ------------------------------------------------------------------------------------------------
 // The roots.
 
+TEST(InstallPreparation, LooksOnceForARetainedJournal) {
+  Machine machine = platform::simulated::CleanMachine();
+  const RunResult result = tests::RunCommand(machine, {u"install", kSampleInf});
+  ASSERT_EQ(result.status, 0);
+  const auto opened = result.CallsOf("NtCreateFile");
+  EXPECT_EQ(std::count_if(opened.begin(), opened.end(),
+                          [](const platform::simulated::CallRecord& call) {
+                            return call.Argument("ObjectName") == ".vorn-driver-activation-state";
+                          }),
+            2)
+      << "the look and the creation";
+}
+
 TEST(InstallRoots, AreNotPrunedWhenTheyCannotBeCounted) {
   Machine machine = InstalledMachine();
   Fault fault;

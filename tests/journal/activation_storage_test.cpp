@@ -288,6 +288,7 @@ TEST_F(WrittenJournal, DeletesAJournalThatDidNotGetItsProtection) {
   EXPECT_FALSE(journal_.Write(JournalOfAFreshInstall()));
   ExpectErrorLine(u"vorn_devnode: safe create(activation state) failed (error 0x00000005)\n");
   EXPECT_FALSE(Exists(kSampleJournal));
+  EXPECT_EQ(CallsOf("SetFileInformationByHandle").size(), 1U);
 }
 
 TEST_F(WrittenJournal, DeletesAJournalThatCouldNotBeWrittenWhole) {
@@ -296,6 +297,8 @@ TEST_F(WrittenJournal, DeletesAJournalThatCouldNotBeWrittenWhole) {
     EXPECT_FALSE(journal_.Write(JournalOfAFreshInstall())) << call;
     ExpectErrorLine(u"vorn_devnode: WriteFile(activation state) failed (error 0x00000070)\n");
     EXPECT_FALSE(Exists(kSampleJournal)) << call;
+    EXPECT_EQ(CallsOf("SetFileInformationByHandle").size(), 1U) << call;
+    process.calls.clear();
   }
   FailCall("GetFileInformationByHandle", platform::ERROR_GEN_FAILURE, 2);
   EXPECT_FALSE(journal_.Write(JournalOfAFreshInstall()));

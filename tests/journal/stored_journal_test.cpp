@@ -251,5 +251,11 @@ TEST_F(StoredJournal, ReportsAReadOnlyJournalAndLeavesIt) {
   EXPECT_TRUE(Exists(kSampleJournal));
 }
 
+TEST_F(StoredJournal, IsNotBelievedWhenItsReadingFailed) {
+  PutJournal(SerializeActivationState(JournalOfAnUpdate()));
+  AddFault("ReadFile", sim::FaultKind::FailAfterEffect);
+  EXPECT_FALSE(Reads());
+}
+
 }  // namespace
 }  // namespace vorn

@@ -87,6 +87,15 @@ TEST(HashFileSha256, FailsAtALaterPieceThatIsNotHashed) {
   EXPECT_FALSE(HashInf());
 }
 
+TEST(HashFileSha256, ReadsNoFurtherThanThePieceThatIsNotHashed) {
+  Machine machine = MachineWithInf("abc");
+  Process process(machine);
+  process.logCalls = true;
+  process.faults = {FailingCall("BCryptHashData", 5)};
+  EXPECT_FALSE(HashInf());
+  EXPECT_EQ(CallsOf(process, "ReadFile").size(), 1U);
+}
+
 TEST(HashFileSha256, RefusesAReadThatEndsBeforeTheFile) {
   for (const std::uint32_t nth : {1U, 2U}) {
     Machine machine = MachineWithInf(std::string(131072, 'x'));

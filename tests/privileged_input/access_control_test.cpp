@@ -116,6 +116,19 @@ TEST_F(ProtectedOwnerAndDacl, TrustsLocalSystemAndAdministratorsAndNobodyElse) {
   }
 }
 
+TEST_F(ProtectedOwnerAndDacl, AsksOnceForEachOfTheTrusted) {
+  EXPECT_FALSE(IsProtectedAs(u"O:BUD:P(A;;FA;;;SY)(A;;FA;;;BA)"));
+  EXPECT_EQ(CallsOf("IsWellKnownSid").size(), 5U)
+      << "two for the owner, one for LocalSystem and two for Administrators";
+}
+
+TEST_F(ProtectedOwnerAndDacl, DoesNotBelieveAFailedCall) {
+  for (const char* call : {"GetSecurityInfo", "GetSecurityDescriptorControl", "GetAce"}) {
+    AddFault(call, sim::FaultKind::FailAfterEffect);
+    EXPECT_FALSE(IsProtectedAs(u"O:BAD:P(A;;FA;;;SY)(A;;FA;;;BA)")) << call;
+  }
+}
+
 TEST_F(ProtectedOwnerAndDacl, AcceptsAListWithoutEntries) {
   sim::PutFile(Files(), u"C:\\f", "x");
   // Nobody could open the file any more once it has this list.

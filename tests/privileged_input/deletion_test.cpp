@@ -11,6 +11,9 @@
 namespace vorn::privileged_input {
 namespace {
 
+const std::vector<std::string> kReadThenMark = {"GetFileInformationByHandleEx",
+                                                "SetFileInformationByHandle"};
+
 class Deletion : public tests::InputTest {
  protected:
   Deletion() { sim::PutFile(Files(), u"C:\\dir\\file", "x"); }
@@ -44,6 +47,24 @@ TEST_F(Deletion, NeedsTheRightToDelete) {
   const File file = Open(FileMode::ReadOnly);
   EXPECT_FALSE(DeleteByHandle(file.Handle()));
   EXPECT_LAST_ERROR(ERROR_ACCESS_DENIED);
+}
+
+TEST_F(Deletion, IsTriedOnce) {
+  const File file = Open(FileMode::ReadOnly);
+  process.calls.clear();
+  EXPECT_FALSE(DeleteByHandle(file.Handle()));
+  EXPECT_EQ(CallNames(), kReadThenMark);
+}
+
+TEST_F(Deletion, LeavesAttributesThatCannotBeRead) {
+  for (const auto kind : {sim::FaultKind::Fail, sim::FaultKind::FailAfterEffect}) {
+    SetAttributes(platform::FILE_ATTRIBUTE_READONLY);
+    const File file = Open();
+    AddFault("GetFileInformationByHandleEx", kind);
+    process.calls.clear();
+    EXPECT_FALSE(DeleteByHandle(file.Handle()));
+    EXPECT_EQ(CallNames(), kReadThenMark);
+  }
 }
 
 TEST_F(Deletion, ClearsTheReadOnlyAttributeFirst) {

@@ -313,6 +313,7 @@ TEST_F(VerifiedDirectory, LeavesNothingOfAChildThatFailsItsCheck) {
   EXPECT_FALSE(Directory::CreateChild(folder, u"new", descriptor.Get()));
   EXPECT_LAST_ERROR(ERROR_NOT_READY);
   EXPECT_FALSE(Exists(u"C:\\a\\new"));
+  EXPECT_EQ(CallsOf("SetFileInformationByHandle").size(), 1U);
 }
 
 TEST_F(VerifiedDirectory, ReportsAnInvalidFileForANewChildThatIsNotAPlainFolder) {

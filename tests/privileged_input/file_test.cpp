@@ -324,6 +324,7 @@ TEST_F(VerifiedFile, LeavesNothingOfACreationThatFailsItsCheck) {
   EXPECT_FALSE(File::Create(folder, u"new", descriptor.Get(), 10));
   EXPECT_LAST_ERROR(ERROR_NOT_READY);
   EXPECT_FALSE(Exists(u"C:\\dir\\new"));
+  EXPECT_EQ(CallsOf("SetFileInformationByHandle").size(), 1U);
 }
 
 TEST_F(VerifiedFile, ReportsWhyItsCreationFailedEvenIfItCannotBeDeleted) {
@@ -523,6 +524,18 @@ TEST_F(FileCopy, RewindsTheTargetAndThenTheSource) {
   ASSERT_EQ(calls.size(), 2U);
   EXPECT_EQ(calls[0].Argument("hFile"), sim::RenderArgument(target.Handle()));
   EXPECT_EQ(calls[1].Argument("hFile"), sim::RenderArgument(source.Handle()));
+}
+
+TEST_F(FileCopy, FailsWhenEitherFileCannotBeRewound) {
+  for (const std::uint32_t file : {1U, 2U}) {
+    sim::RemovePath(Files(), u"C:\\dir\\copy");
+    const File source = OpenSource(Pattern(10));
+    File target = CreateTarget(10);
+    FailCall("SetFilePointerEx", platform::ERROR_DISK_FULL, file);
+    process.calls.clear();
+    EXPECT_FALSE(File::CopyFrom(target, source));
+    EXPECT_EQ(process.calls.size(), file);
+  }
 }
 
 TEST_F(FileCopy, FailsWhenTheTargetTurnsOutLongerThanItsLimit) {

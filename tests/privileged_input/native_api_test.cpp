@@ -45,6 +45,7 @@ TEST_F(NativeTable, IsNotLookedUpWithoutNtdll) {
   process.ntdllMissing = true;
   LoadNativeApi();
   LoadKeyDeletionApi();
+  EXPECT_EQ(CallsOf("GetModuleHandleW").size(), 2U);
   EXPECT_TRUE(CallsOf("GetProcAddress").empty());
 }
 

@@ -186,6 +186,7 @@ TEST_F(NativeOpen, DeletesWhatARefusedCreationCreated) {
   EXPECT_FALSE(OpenNative(api, folder.Handle(), u"new", kCreateFile, descriptor.Get()));
   EXPECT_LAST_ERROR(ERROR_ACCESS_DENIED);
   EXPECT_FALSE(Exists(u"C:\\dir\\new"));
+  EXPECT_EQ(CallsOf("SetFileInformationByHandle").size(), 1U);
   stray.Receive();
 }
 

@@ -80,6 +80,19 @@ TEST_F(PackageSnapshotTest, RefusesATemporaryFolderThatIsMissingOrUnknown) {
   ExpectRefused("00000008");
 }
 
+TEST_F(PackageSnapshotTest, AsksOnceForATemporaryFolderThatIsTooLong) {
+  machine.files.tempFolder = u"C:\\" + Repeat(u'a', 33000) + u"\\";
+  EXPECT_FALSE(Acquire());
+  EXPECT_EQ(CallsOf("GetTempPathW").size(), 1U);
+}
+
+TEST_F(PackageSnapshotTest, IsNotNamedWithoutADescriptor) {
+  FailCall("ConvertStringSecurityDescriptorToSecurityDescriptorW",
+           platform::ERROR_NOT_ENOUGH_MEMORY);
+  ExpectRefused("00000008");
+  EXPECT_TRUE(CallsOf("BCryptGenRandom").empty());
+}
+
 TEST_F(PackageSnapshotTest, IsNotNamedWithoutATemporaryFolder) {
   machine.files.tempFolder = u"C:\\none\\";
   ExpectRefused("00000002");

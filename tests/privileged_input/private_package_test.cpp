@@ -295,6 +295,18 @@ TEST_F(PackageSnapshotTest, ReopensEachCopyForDeletion) {
                                              "notes.txt"}));
 }
 
+TEST_F(PackageSnapshotTest, DeletesEachOfItsFilesAndFoldersOnce) {
+  ASSERT_TRUE(Acquire());
+  Release();
+  EXPECT_EQ(CallsOf("SetFileInformationByHandle").size(), 4U + 3U);
+}
+
+TEST_F(PackageSnapshotTest, DeletesAnUnfinishedCopyOnce) {
+  FailCall("FlushFileBuffers", platform::ERROR_GEN_FAILURE);
+  EXPECT_FALSE(Acquire());
+  EXPECT_EQ(CallsOf("SetFileInformationByHandle").size(), 2U) << "the copy and the folder";
+}
+
 TEST_F(PackageSnapshotTest, RemovesACopyThatBecameReadOnly) {
   ASSERT_TRUE(Acquire());
   sim::NodeAt(Files(), CopyFolder() + u"\\vorn_audio.inf").attributes =

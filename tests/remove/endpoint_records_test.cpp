@@ -5,6 +5,7 @@
 #include "registry_world.h"
 
 #include <algorithm>
+#include <set>
 
 namespace vorn {
 namespace {
@@ -212,6 +213,14 @@ TEST_F(EndpointRecords, AreAllListedWhenAFlowIsMissing) {
   EXPECT_EQ(result.removed, Paths{kOurs});
   RemoveKeyTree(TheRegistry(), PathOf(u"Render"));
   ExpectNothingToSay(Clean());
+}
+
+TEST_F(EndpointRecords, AndTheirFlowsAreOpenedOnce) {
+  AddRecord(kOurs);
+  RemoveKeyTree(TheRegistry(), PathOf(u"Capture"));
+  Clean();
+  const auto opened = ArgumentsOf("RegOpenKeyExW", "subkey");
+  EXPECT_EQ(std::set<std::string>(opened.begin(), opened.end()).size(), opened.size());
 }
 
 TEST_F(EndpointRecords, OfTheOtherFlowAreDeletedWhenTheFirstIsMissing) {

@@ -78,6 +78,7 @@ TEST_F(KeyTreeDeletion, OpensKeysForListingAndDeletionInThe64BitView) {
 TEST_F(KeyTreeDeletion, OfAMissingKeySucceeds) {
   EXPECT_EQ(Delete(), 0U);
   EXPECT_EQ(CountOf("NtDeleteKey"), 0U);
+  EXPECT_EQ(CountOf("RegOpenKeyExW"), 1U);
 }
 
 // ------------------------------------------------------------------------------------------------
@@ -261,6 +262,15 @@ TEST_F(KeyTreeDeletion, TriesAgainWhateverBecomesOfThePrivileges) {
     EXPECT_EQ(ArgumentsOf("RegOpenKeyExW", "options"), (Texts{"0x0", "0x4"}));
     EXPECT_TRUE(Exists(u"tree"));
   }
+}
+
+TEST_F(KeyTreeDeletion, AsksForNoPrivilegeWithoutAToken) {
+  Make(u"tree");
+  Secure(u"tree", kReadOnlySddl);
+  process.faults = {FailingCall("OpenProcessToken", 5)};
+  Delete();
+  EXPECT_EQ(CountOf("OpenProcessToken"), 1U);
+  EXPECT_EQ(CountOf("LookupPrivilegeValueW"), 0U);
 }
 
 TEST_F(KeyTreeDeletion, EnablesEachPrivilegeOnItsOwn) {

@@ -218,6 +218,36 @@ TEST_F(LogPlacement, DoesNotWriteToWhatIsNotAFileOnADisk) {
   EXPECT_FALSE(LogsAMessage());
 }
 
+TEST_F(LogPlacement, ChecksItsFileOnceForEachMessage) {
+  for (const auto call :
+       {"GetFileType", "GetFileInformationByHandle", "GetFileInformationByHandleEx"}) {
+    Place(kSampleInf);
+    process.faults = {tests::AlwaysFailingCall(call, 5)};
+    process.calls.clear();
+    EXPECT_FALSE(LogsAMessage());
+    process.faults.clear();
+    EXPECT_EQ(CountOf(call), 1U) << call;
+  }
+}
+
+TEST_F(LogPlacement, DoesNotBelieveAFailedCheck) {
+  Place(kSampleInf);
+  process.faults = {tests::FailingAfterEffect("GetFileInformationByHandle", 5)};
+  EXPECT_FALSE(LogsAMessage());
+}
+
+TEST_F(LogPlacement, ChecksItsFolderOnceForEachMessage) {
+  Place(kSampleInf);
+  ASSERT_TRUE(LogsAMessage());
+  process.calls.clear();
+  // The first check is that of the file.
+  process.callCounts.clear();
+  process.faults = {FailingCall("GetFileType", 5, 2)};
+  LogsAMessage();
+  process.faults.clear();
+  EXPECT_EQ(CountOf("GetFileType"), 2U);
+}
+
 TEST_F(LogPlacement, LosesMessagesToAReadOnlyFile) {
   PutFile(machine.files, kSampleLog, "old\r\n");
   NodeAt(machine.files, kSampleLog).attributes |= platform::FILE_ATTRIBUTE_READONLY;

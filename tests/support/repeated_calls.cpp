@@ -1,6 +1,7 @@
 #include "tests/support/repeated_calls.h"
 
 #include <algorithm>
+#include <functional>
 #include <map>
 
 namespace vorn::tests {
@@ -23,11 +24,14 @@ std::ptrdiff_t SleepsIn(const std::vector<std::string>& texts) {
 std::vector<std::string> TextsOf(const std::vector<CallRecord>& calls) {
   std::map<std::string, std::string> openers;
   std::vector<std::string> texts;
+  std::string last;
   for (const CallRecord& call : calls) {
     std::string text = call.name;
     for (const auto& [name, value] : call.arguments)
-      text += " " + name + "=" + (IsObject(value) ? openers[value] : value);
-    if (IsObject(call.result)) openers[call.result] = "(" + text + ")";
+      text += " " + name + "=" +
+              (IsObject(value) ? openers.try_emplace(value, last).first->second : value);
+    last = "(" + call.name + " " + std::to_string(std::hash<std::string>()(text)) + ")";
+    if (IsObject(call.result)) openers[call.result] = last;
     texts.push_back(std::move(text));
   }
   return texts;
