@@ -176,6 +176,23 @@ TEST(Capture, HasNoNumberForACableThatIsNone) {
   EXPECT_EQ(endpoints[1]["cable"], (Json{{"type", 31}, {"value", 0}}));
 }
 
+TEST(Capture, TakesNoStateThatIsNoNumber) {
+  Machine machine = InstalledMachine();
+  const std::u16string record = EndpointRecordPath(*FindEndpoint(machine, tests::kRootId, {0, 0}));
+  PutValue(machine.registry, record, u"DeviceState", 4, {1, 0});
+  const Json keys = ParseJson(CaptureOf(LabOf(machine)).document)["registry"];
+  const auto found = std::find_if(keys.begin(), keys.end(),
+                                  [&](const Json& each) { return each["path"] == ToUtf8(record); });
+  ASSERT_NE(found, keys.end());
+  EXPECT_EQ(found->Find("values"), nullptr);
+}
+
+TEST(Capture, SaysThatAFileIsOnNoDisk) {
+  Machine machine = InstalledMachine();
+  NodeAt(machine.files, tests::kSampleInf).reportedType = 3;
+  EXPECT_NE(CaptureOf(LabOf(machine)).document.find("\"reportedType\": 3"), std::string::npos);
+}
+
 TEST(Capture, FindsAJournalInUseAsTheProgramWould) {
   Machine machine = InstalledMachine();
   PutFile(machine.files, tests::kSampleJournal, "x");

@@ -45,6 +45,25 @@ LabMachine WithServicesStopped() {
   return LabOf(machine);
 }
 
+LabMachine WithServicesStoppedAndEndpointsDisabledByUser() {
+  LabMachine lab = MakePreset("user-disabled");
+  StopService(lab.machine, kAudioService);
+  StopService(lab.machine, kEndpointBuilderService);
+  return lab;
+}
+
+/// The package of the folder is published and would start badly.
+LabMachine WithPackageThatNoDeviceRuns() {
+  Machine machine = Installed();
+  PackageRecipe recipe;
+  recipe.version = u"26.9.1.1";
+  recipe.image = SoundImage(recipe.version);
+  recipe.image->startProblem = 10;
+  PublishPackage(machine, WritePackage(machine.files, tests::kSampleFolder, recipe),
+                 tests::kSampleHardwareId);
+  return LabOf(machine);
+}
+
 LabMachine WithServiceDisabled() {
   Machine machine = Installed();
   StopService(machine, kAudioService);
@@ -226,7 +245,10 @@ std::vector<CapturedCase> ListCases() {
   std::vector<CapturedCase> cases = {
       {"unusual", UnusualMachine},
       {"services stopped", WithServicesStopped},
+      {"services stopped, endpoints disabled by user",
+       WithServicesStoppedAndEndpointsDisabledByUser},
       {"service disabled", WithServiceDisabled},
+      {"package that no device runs", WithPackageThatNoDeviceRuns},
       {"hidden endpoints", WithHiddenEndpoints},
       {"hidden endpoints whose records stay", WithHiddenEndpointsWhoseRecordsStay},
       {"endpoint disabled by user", WithEndpointDisabledByUser},

@@ -22,7 +22,7 @@ std::string NameOf(const testing::TestParamInfo<CapturedCase>& info) {
   std::string name;
   bool upper = true;
   for (const char unit : info.param.name) {
-    if (unit == ' ' || unit == '-') {
+    if (unit == ' ' || unit == '-' || unit == ',') {
       upper = true;
       continue;
     }

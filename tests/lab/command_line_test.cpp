@@ -503,6 +503,12 @@ TEST_F(Lab, HelpOfTheProgramsOwnIsLeftToIt) {
   }
 }
 
+TEST_F(Lab, HasAMachineThatIsBusyForAnHour) {
+  const LabMachine lab = MakePreset("busy");
+  EXPECT_EQ(lab.machine.devices.Find(tests::kRootId)->temper.vetoUntil,
+            lab.machine.clock.tick + 3'600'000);
+}
+
 TEST_F(Lab, ListsThePresets) {
   const std::string list = RunLab({"new", "--list"}).Output();
   EXPECT_EQ(RunLab({"help", "new"}).Output().find(list) == std::string::npos, false);

@@ -121,6 +121,11 @@ TEST(RunPhases, EndWhereSomethingEndedTheProcess) {
   EXPECT_EQ(run.status, std::nullopt);
 }
 
+TEST(RunPhases, OfARecoveryThatDiesBeforeItsFirstEndpoint) {
+  const RunHistory run = HistoryOf("installed", {"resume-endpoints"}, {"DeviceIoControl#2:kill"});
+  EXPECT_EQ(TitlesOf(run), (Words{"Find the device", "Show the endpoints"}));
+}
+
 TEST(RunPhases, TakeEveryCallAndAllTheTime) {
   const RunHistory run = HistoryOf("installed", {"install", kNewInf});
   std::size_t calls = 0;
@@ -278,6 +283,12 @@ TEST(RunHistory, HasAFaultAtTheCallThatItHit) {
   const auto name = run.callNames.begin() + static_cast<std::ptrdiff_t>(line->at.call);
   EXPECT_EQ(*name, "CM_Get_Sibling");
   EXPECT_EQ(std::count(run.callNames.begin(), name, "CM_Get_Sibling"), 2);
+}
+
+TEST(RunHistory, HasAFaultBeforeTheLinesOfLaterCalls) {
+  const RunHistory run = HistoryOf("clean", {"install", kOldInf}, {"GetTempPathW:time=0"});
+  ASSERT_EQ(run.lines.size(), 4U);
+  EXPECT_EQ(run.lines[0].kind, HistoryLine::Kind::Fault);
 }
 
 TEST(RunHistory, HasNoFaultThatWasNeverReached) {

@@ -390,7 +390,9 @@ TEST(TimelineTables, MarkOnlyALineThatIsABadResult) {
   RunHistory run = MadeUpRun();
   AddLine(run, HistoryLine::Kind::Error, "a failure");
   AddLine(run, HistoryLine::Kind::Error, "RESULT=NOT_STARTED");
+  AddLine(run, HistoryLine::Kind::Output, "RESULT=OK");
   const std::string page = PageOf(run);
+  EXPECT_TRUE(Holds(page, "<tr><td class=\"number\">1 s</td><td>output</td>"));
   EXPECT_TRUE(Holds(page, "<tr><td class=\"number\">1 s</td><td>error</td><td class=\"line\">a f"));
   EXPECT_TRUE(Holds(page,
                     "<tr class=\"error\"><td class=\"number\">1 s</td><td>error</td>"
