@@ -434,6 +434,17 @@ TEST_F(Pruning, FailsWhenTheLookBreaksOffEvenIfItSawOnlyTheKeptRoot) {
   EXPECT_EQ(process.ErrorOutput(), kUnproven);
 }
 
+TEST_F(Pruning, FailsAtOnceWhenTheLookBreaksOffAmongRootsThatAreStillGoing) {
+  for (const char16_t* id : {kRootId, kOtherRootId, kThirdRootId})
+    tests::AddStartedRoot(machine, id).temper.removeDelay = 400;
+  // The list before the removals is four calls long; that after them breaks off at its third root.
+  process.faults = {FailingCall("SetupDiEnumDeviceInfo", 13, 7)};
+  const PruneResult result = PruneDuplicateRoots();
+  EXPECT_FALSE(result.ok);
+  EXPECT_EQ(result.remaining, 2U);
+  EXPECT_EQ(Waited(), 0U) << "a list that broke off is not waited on";
+}
+
 TEST_F(Pruning, FailsAtOnceWhenTheLookFails) {
   tests::AddStartedRoot(machine, kRootId);
   process.faults = {FailingCall("SetupDiGetClassDevsW", 5, 2)};

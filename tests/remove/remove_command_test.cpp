@@ -1,4 +1,5 @@
 #include "base/text.h"
+#include "platform/simulated/device_tree.h"
 #include "platform/simulated/endpoint_builder.h"
 #include "platform/simulated/native_values.h"
 #include "remove_run.h"
@@ -148,6 +149,15 @@ TEST_F(RemoveCommand, RemovesAGhost) {
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(ConsoleOf(result).back(), OkLine(1, 1, 20));
   EXPECT_FALSE(result.Called("DeviceIoControl"));
+}
+
+TEST_F(RemoveCommand, ShowsNothingAgainOnARootThatVanishedByItself) {
+  const RunResult result = Run({ChangeBefore(
+      "SetupDiGetClassDevsW", 3, [](Machine& changed) { RemoveDeviceNode(changed, kRootId); })});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(ConsoleOf(result),
+            (Console{kQuiesced, kLetGo, kPackageRemoved} +
+             RemovedRecordLines(OwnedRecords(before)) + Console{OkLine(0, 1, 20)}));
 }
 
 TEST_F(RemoveCommand, FindsItsRootsByAnyOfTheirHardwareIdsInAnyCase) {
