@@ -32,7 +32,7 @@ class QueryRemove : public tests::DeviceWorld {
   }
   std::uint64_t Waited() const { return machine.clock.tick - startTick_; }
 
-  const RemovalLog log;
+  const RemovalLog log{};
 
  private:
   std::uint64_t startTick_ = machine.clock.tick;

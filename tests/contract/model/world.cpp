@@ -25,7 +25,7 @@ struct World {
   int folders = 0;
 };
 
-std::unique_ptr<World> world;
+std::unique_ptr<World> current;  // of the case that runs
 
 std::u16string FullKey(const std::u16string& path) {
   return path.empty() ? kRegistryPath : kRegistryPath + (u"\\" + path);
@@ -38,33 +38,33 @@ Side TheSide() {
 }
 
 void BeginCase() {
-  world = std::make_unique<World>();
-  world->machine.services[kService] = simulated::Service{};
+  current = std::make_unique<World>();
+  current->machine.services[kService] = simulated::Service{};
 }
 
 std::size_t EndCase() {
   std::size_t open = 0;
-  for (const auto& [kind, count] : world->process.OpenObjects())
+  for (const auto& [kind, count] : current->process.OpenObjects())
     open += count;
-  world.reset();
+  current.reset();
   return open;
 }
 
 std::u16string Scratch() {
   const std::u16string path =
-      u"C:\\contract\\" + std::u16string(1, static_cast<char16_t>(u'a' + world->folders++));
-  simulated::MakeFolder(world->machine.files, path);
+      u"C:\\contract\\" + std::u16string(1, static_cast<char16_t>(u'a' + current->folders++));
+  simulated::MakeFolder(current->machine.files, path);
   return path;
 }
 
 bool MakeHardLink(const std::u16string& existing, const std::u16string& name) {
-  simulated::AddHardLink(world->machine.files, existing, name);
+  simulated::AddHardLink(current->machine.files, existing, name);
   return true;
 }
 
 // A rename opens the folder that takes the name for writing (documented: Windows before 11 22H2).
 std::uint32_t MoveTo(const std::u16string& existing, const std::u16string& name) {
-  simulated::FileSystem& files = world->machine.files;
+  simulated::FileSystem& files = current->machine.files;
   const auto folder = simulated::FindNode(files, name.substr(0, name.rfind(u'\\')));
   if (!folder || !simulated::FindNode(files, existing)) return platform::ERROR_PATH_NOT_FOUND;
   constexpr std::uint32_t kAnyShare =
@@ -78,7 +78,7 @@ std::uint32_t MoveTo(const std::u16string& existing, const std::u16string& name)
 }
 
 bool MakeFolderLink(const std::u16string& path, const std::u16string& target) {
-  simulated::PutLink(world->machine.files, path, simulated::ReparseKind::SymbolicLink, target,
+  simulated::PutLink(current->machine.files, path, simulated::ReparseKind::SymbolicLink, target,
                      true);
   return true;
 }
@@ -91,17 +91,17 @@ std::u16string SystemsOwnKey() {
   security.entries = {
       {0, 0, platform::KEY_ALL_ACCESS, simulated::kLocalSystem},
       {0, 0, platform::READ_CONTROL | platform::WRITE_DAC, simulated::kAdministrators}};
-  simulated::SecureKey(world->machine.registry, kPath, security);
+  simulated::SecureKey(current->machine.registry, kPath, security);
   return kPath;
 }
 
 void MakeKey(const std::u16string& path) {
-  simulated::MakeKey(world->machine.registry, FullKey(path));
+  simulated::MakeKey(current->machine.registry, FullKey(path));
 }
 
 void PutValue(const std::u16string& path, const std::u16string& name, std::uint32_t type,
               const std::vector<std::uint8_t>& data) {
-  simulated::PutValue(world->machine.registry, FullKey(path), name, type,
+  simulated::PutValue(current->machine.registry, FullKey(path), name, type,
                       simulated::Bytes(data.begin(), data.end()));
 }
 
