@@ -39,24 +39,37 @@ if(VORN_COVERAGE)
   target_link_options(vorn_options INTERFACE -fprofile-instr-generate)
 endif()
 
-# Builds libraries with AddressSanitizer and UndefinedBehaviorSanitizer. The test programs' own code
-# is not instrumented: that would triple the time that they take to compile, and prove nothing about
-# the program.
-function(vorn_sanitize optimisation)
+# Builds targets with AddressSanitizer and UndefinedBehaviorSanitizer, and so that libFuzzer sees which
+# code an input reaches. The test programs' own code is not instrumented: that would triple the time that
+# they take to compile, and prove nothing about the program.
+function(vorn_sanitize)
+  if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    message(FATAL_ERROR "VORN_SANITIZED needs clang++, which brings libFuzzer")
+  endif()
+  set(options -g1 -fsanitize=address,undefined,fuzzer-no-link -fno-sanitize-recover=all
+              -fsanitize-coverage-ignorelist=${CMAKE_SOURCE_DIR}/tests/fuzz/coverage.ignorelist
+              -fno-omit-frame-pointer)
+  if(NOT VORN_TRACE_COMPARISONS)
+    list(APPEND options -fno-sanitize-coverage=trace-cmp)
+  endif()
+  if(NOT BUILD_TESTING)
+    # What only fuzzes goes without some checks that make a program slow and find nothing here: a null
+    # pointer crashes by itself, AddressSanitizer sees an object that is too small, or a pointer that left
+    # its memory, as soon as somebody looks there, and nothing casts down to a derived class unchecked.
+    list(APPEND options -fno-sanitize=null,object-size,pointer-overflow,vptr)
+  endif()
   foreach(target IN LISTS ARGN)
-    # GCC takes the optional values of instrumented code for uninitialised where they are not.
-    target_compile_options(${target} PRIVATE ${optimisation} -g1 -fsanitize=address,undefined
-                                             -fno-sanitize-recover=all -fno-omit-frame-pointer
-                                             -Wno-maybe-uninitialized)
+    target_compile_options(${target} PRIVATE ${options})
     # The library's own checks see a look behind a list's end that stays within its memory.
     target_compile_definitions(${target} PRIVATE _GLIBCXX_ASSERTIONS)
     target_link_options(${target} PUBLIC -fsanitize=address,undefined)
   endforeach()
 endfunction()
 
-# Precompiles the standard headers that most files of a target include.
+# Precompiles the standard headers that most files of a target include. Where many sources are compiled
+# at once that takes longer than it saves.
 function(vorn_precompile target)
-  if(VORN_PRECOMPILED_HEADERS)
+  if(VORN_PRECOMPILED_HEADERS AND NOT VORN_UNITY)
     target_precompile_headers(${target} PRIVATE ${ARGN})
   endif()
 endfunction()

@@ -2,14 +2,14 @@
 # each of the 2000 tests would take several times as long as the tests themselves.
 find_package(GTest REQUIRED)
 
-# What the compiler has to know of the libraries; a program links them by itself, in each kind.
+# What the compiler has to know of the libraries; a program links them by itself.
 add_library(vorn_test_options INTERFACE)
 target_link_libraries(vorn_test_options INTERFACE vorn_options GTest::gtest)
 # As in the sanitized libraries: inline functions of theirs are compiled into tests, too.
 target_compile_definitions(vorn_test_options INTERFACE _GLIBCXX_ASSERTIONS)
 
-# vorn_test_objects(name OPTIMISATION HEADERS_OF SOURCES...): compiles tests once for every kind of
-# program. The precompiled header is that of the target HEADERS_OF, or its own.
+# vorn_test_objects(name OPTIMISATION HEADERS_OF SOURCES...): compiles tests. The precompiled header is
+# that of the target HEADERS_OF, or its own.
 function(vorn_test_objects name optimisation headers_of)
   add_library(${name} OBJECT ${ARGN})
   target_link_libraries(${name} PRIVATE vorn_test_options)
@@ -17,7 +17,7 @@ function(vorn_test_objects name optimisation headers_of)
   if(headers_of STREQUAL name)
     vorn_precompile(${name} <gtest/gtest.h> <algorithm> <functional> <map> <optional> <string>
                     <vector>)
-  elseif(VORN_PRECOMPILED_HEADERS)
+  elseif(VORN_PRECOMPILED_HEADERS AND NOT VORN_UNITY)
     target_precompile_headers(${name} REUSE_FROM ${headers_of})
   endif()
   if(VORN_UNITY)
@@ -51,19 +51,24 @@ function(vorn_add_tests test program)
   endforeach()
 endfunction()
 
-# vorn_test_folder(name [SHARDS count] [PLAIN]): tests/<name>/*.cpp becomes the program <name>_tests,
-# and with VORN_SANITIZED_TESTS also <name>_sanitized_tests, unless it is PLAIN.
+# vorn_test_folder(name [SHARDS count]): tests/<name>/*.cpp becomes the program <name>_tests.
 function(vorn_test_folder name)
-  cmake_parse_arguments(FOLDER "PLAIN" "SHARDS" "" ${ARGN})
+  cmake_parse_arguments(FOLDER "" "SHARDS" "" ${ARGN})
   file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/${name}/*.cpp)
   if(NOT sources)
     return()
   endif()
   if(FOLDER_SHARDS)
-    vorn_test_objects(${name}_objects -O1 faults_objects ${sources})
-    # GCC 12 takes the short form of an optimised text for an array that is read beyond its end.
-    target_compile_options(${name}_objects PRIVATE -Wno-array-bounds
-                                                    -Wno-stringop-overread)
+    if(VORN_SANITIZED)
+      set(optimisation -O0)  # which makes a sample of these runs
+    else()
+      set(optimisation -O1)
+    endif()
+    vorn_test_objects(${name}_objects ${optimisation} faults_objects ${sources})
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+      # GCC 12 takes the short form of an optimised text for an array that is read beyond its end.
+      target_compile_options(${name}_objects PRIVATE -Wno-array-bounds -Wno-stringop-overread)
+    endif()
     # Fewer at once: optimising takes several times as long as reading.
     if(VORN_UNITY)
       set_target_properties(${name}_objects PROPERTIES UNITY_BUILD_BATCH_SIZE 8)
@@ -71,16 +76,9 @@ function(vorn_test_folder name)
   else()
     vorn_test_objects(${name}_objects -O0 vorn_test_support ${sources})
   endif()
-  set(kinds ${VORN_KINDS})
-  if(FOLDER_PLAIN)
-    set(kinds "")
-  endif()
-  foreach(kind IN ITEMS "" LISTS kinds)
-    set(program ${name}${kind}_tests)
-    add_executable(${program} $<TARGET_OBJECTS:${name}_objects> $<TARGET_OBJECTS:vorn_test_support>)
-    target_link_libraries(${program} PRIVATE vorn_lab_library${kind} GTest::gtest_main)
-    vorn_add_tests(${name}${kind} ${program} ${FOLDER_SHARDS})
-  endforeach()
+  add_executable(${name}_tests $<TARGET_OBJECTS:${name}_objects> $<TARGET_OBJECTS:vorn_test_support>)
+  target_link_libraries(${name}_tests PRIVATE vorn_lab_library GTest::gtest_main)
+  vorn_add_tests(${name} ${name}_tests ${FOLDER_SHARDS})
 endfunction()
 
 foreach(folder IN LISTS VORN_FOLDERS ITEMS simulated scenarios lab capture rehearsal)
@@ -90,54 +88,54 @@ endforeach()
 # The unusual machine of the lab's tests is captured, too. The scripts that work on captures run the
 # lab's program.
 target_sources(capture_objects PRIVATE tests/lab/unusual_machine.cpp)
-foreach(kind IN ITEMS "" LISTS VORN_KINDS)
-  add_test(NAME capture_tools${kind}
-           COMMAND ${CMAKE_SOURCE_DIR}/tests/capture/tools $<TARGET_FILE:vorn_lab${kind}>)
-  set_tests_properties(capture_tools${kind} PROPERTIES TIMEOUT 300)
-endforeach()
+add_test(NAME capture_tools
+         COMMAND ${CMAKE_SOURCE_DIR}/tests/capture/tools $<TARGET_FILE:vorn_lab>)
+set_tests_properties(capture_tools PROPERTIES TIMEOUT 300)
 
 # The page that says how many platform calls each command makes.
 target_compile_definitions(scenarios_objects PRIVATE
   VORN_CALLS_PAGE="${CMAKE_SOURCE_DIR}/docs/calls.md")
 
 # Thousands of commands of the lab, whose code the sanitizers watch in its own tests.
-vorn_test_folder(integration PLAIN)
-# The table that the documents print and the tests run.
-target_compile_definitions(integration_objects PRIVATE
-  VORN_DECISIONS="${CMAKE_SOURCE_DIR}/tests/integration/decisions.json"
-  VORN_PICTURES="${CMAKE_SOURCE_DIR}/docs/pictures")
+if(NOT VORN_SANITIZED)
+  vorn_test_folder(integration)
+  # The table that the documents print and the tests run.
+  target_compile_definitions(integration_objects PRIVATE
+    VORN_DECISIONS="${CMAKE_SOURCE_DIR}/tests/integration/decisions.json"
+    VORN_PICTURES="${CMAKE_SOURCE_DIR}/docs/pictures")
 
-# The catalogue of recordings is made from that table; tools/recordings and tests/wine run this. So
-# are the pictures of the documents; tools/pictures runs that.
-foreach(maker IN ITEMS make_recordings make_pictures)
-  add_executable(${maker} tests/integration/program/${maker}.cpp
-                 $<TARGET_OBJECTS:integration_objects> $<TARGET_OBJECTS:vorn_test_support>)
-  target_link_libraries(${maker} PRIVATE vorn_lab_library GTest::gtest)
-endforeach()
+  # The catalogue of recordings is made from that table; tools/recordings and tests/wine run this. So
+  # are the pictures of the documents; tools/pictures runs that.
+  foreach(maker IN ITEMS make_recordings make_pictures)
+    add_executable(${maker} tests/integration/program/${maker}.cpp
+                   $<TARGET_OBJECTS:integration_objects> $<TARGET_OBJECTS:vorn_test_support>)
+    target_link_libraries(${maker} PRIVATE vorn_lab_library GTest::gtest)
+  endforeach()
+
+  # What ./test builds first: the lab, and what tries every platform call.
+  add_custom_target(vorn_plain_tests
+                    DEPENDS vorn_lab vorn_inf_dump make_recordings integration_tests faults_tests
+                            adversaries_tests)
+endif()
 
 # What is tried at every platform call of every command: thousands of runs, many cores.
 vorn_test_folder(faults SHARDS 8)
 vorn_test_folder(adversaries SHARDS 8)
 
-# The lab's own tests run its program, of the same kind.
-foreach(kind IN ITEMS "" LISTS VORN_KINDS)
-  target_sources(lab${kind}_tests PRIVATE tests/lab/program/lab_program.cpp)
-  target_compile_definitions(lab${kind}_tests
-                             PRIVATE VORN_LAB_PROGRAM="$<TARGET_FILE:vorn_lab${kind}>")
-  add_dependencies(lab${kind}_tests vorn_lab${kind})
-endforeach()
+# The lab's own tests run its program.
+target_sources(lab_tests PRIVATE tests/lab/program/lab_program.cpp)
+target_compile_definitions(lab_tests PRIVATE VORN_LAB_PROGRAM="$<TARGET_FILE:vorn_lab>")
+add_dependencies(lab_tests vorn_lab)
 
 # The contract suite, here against the model; cmake/windows.cmake builds it against Windows. It
 # prints its own count.
 file(GLOB VORN_CONTRACT_SOURCES CONFIGURE_DEPENDS tests/contract/*.cpp tests/contract/model/*.cpp)
 vorn_test_objects(contract_objects -O0 vorn_test_support ${VORN_CONTRACT_SOURCES})
-foreach(kind IN ITEMS "" LISTS VORN_KINDS)
-  add_executable(contract${kind}_tests $<TARGET_OBJECTS:contract_objects>)
-  target_link_libraries(contract${kind}_tests PRIVATE vorn_logic${kind})
-  add_test(NAME contract${kind} COMMAND contract${kind}_tests)
-  add_test(NAME contract_survival${kind} COMMAND contract${kind}_tests --survival)
-  set_tests_properties(contract${kind} contract_survival${kind} PROPERTIES TIMEOUT 120)
-endforeach()
+add_executable(contract_tests $<TARGET_OBJECTS:contract_objects>)
+target_link_libraries(contract_tests PRIVATE vorn_logic)
+add_test(NAME contract COMMAND contract_tests)
+add_test(NAME contract_survival COMMAND contract_tests --survival)
+set_tests_properties(contract contract_survival PROPERTIES TIMEOUT 120)
 
 # What the model reads of an INF, to be held against what Wine reads of it, and the INFs. The corpus
 # is generated, never committed: its generator is the one place that says what each file shows.
@@ -154,38 +152,21 @@ add_custom_command(
   DEPENDS make_inf_corpus
   COMMENT "Writing the INF corpus")
 add_custom_target(inf_corpus DEPENDS ${VORN_INF_CORPUS}.stamp)
-foreach(kind IN ITEMS "" LISTS VORN_KINDS)
-  add_executable(vorn_inf_dump${kind} tests/inf_dump/dump.cpp tests/inf_dump/model_main.cpp)
-  target_link_libraries(vorn_inf_dump${kind} PRIVATE vorn_logic${kind})
-  add_dependencies(vorn_inf_dump${kind} inf_corpus)
-  # The model reads all of it, which matters most where the sanitizers watch.
-  add_test(NAME inf_corpus_is_read${kind}
-           COMMAND vorn_inf_dump${kind} ${VORN_INF_CORPUS} ${CMAKE_SOURCE_DIR}/tests/data/inf/sections)
-  set_tests_properties(inf_corpus_is_read${kind} PROPERTIES
-    PASS_REGULAR_EXPRESSION "random-169.inf:" FAIL_REGULAR_EXPRESSION "runtime error|Sanitizer")
-endforeach()
-
-# What ./test builds in two steps: first the programs that try every platform call, then the rest.
-add_custom_target(vorn_plain_tests
-                  DEPENDS vorn_lab vorn_inf_dump make_recordings integration_tests faults_tests
-                          adversaries_tests)
-add_custom_target(vorn_all_sanitized)
-foreach(kind IN LISTS VORN_KINDS)
-  add_dependencies(vorn_all_sanitized contract${kind}_tests vorn_inf_dump${kind})
-  foreach(folder IN LISTS VORN_FOLDERS ITEMS simulated scenarios lab capture rehearsal faults
-                                        adversaries)
-    if(TARGET ${folder}${kind}_tests)
-      add_dependencies(vorn_all_sanitized ${folder}${kind}_tests)
-    endif()
-  endforeach()
-endforeach()
+add_executable(vorn_inf_dump tests/inf_dump/dump.cpp tests/inf_dump/model_main.cpp)
+target_link_libraries(vorn_inf_dump PRIVATE vorn_logic)
+add_dependencies(vorn_inf_dump inf_corpus)
+# The model reads all of it, which matters most where the sanitizers watch.
+add_test(NAME inf_corpus_is_read
+         COMMAND vorn_inf_dump ${VORN_INF_CORPUS} ${CMAKE_SOURCE_DIR}/tests/data/inf/sections)
+set_tests_properties(inf_corpus_is_read PROPERTIES
+  PASS_REGULAR_EXPRESSION "random-169.inf:" FAIL_REGULAR_EXPRESSION "runtime error|Sanitizer")
 
 # What tools/mutants links with its own build of the logic: every test of the folders in one program.
 # The page of calls needs the lab, too, so its test is an object of its own that can be left out.
 set_source_files_properties(tests/scenarios/call_counts_test.cpp PROPERTIES
                             SKIP_UNITY_BUILD_INCLUSION ON)
-set(VORN_MUTATION_PARTS $<TARGET_OBJECTS:vorn_test_support> $<TARGET_FILE:vorn_simulated>)
-add_custom_target(vorn_mutation_parts DEPENDS vorn_test_support vorn_simulated)
+set(VORN_MUTATION_PARTS $<TARGET_OBJECTS:vorn_test_support>)
+add_custom_target(vorn_mutation_parts DEPENDS vorn_test_support)
 foreach(folder IN LISTS VORN_FOLDERS ITEMS scenarios)
   if(TARGET ${folder}_objects)
     list(APPEND VORN_MUTATION_PARTS $<TARGET_OBJECTS:${folder}_objects>)

@@ -63,6 +63,7 @@ class Workshop:
         """Only what tests reach in these files is found out, or in all of them."""
         self.root = root
         self.host = root / "build" / "host"
+        self.tests = root / "build" / "sanitized"  # only what the tests are linked with is instrumented
         self.place = place
         self.files = files
         self.tree = self.place / "tree"
@@ -100,23 +101,21 @@ class Workshop:
         self.watched = [name for name in self.sources if self.files is None or name in self.files]
 
     def _build_the_rest(self):
-        parts = self.host / f"{TARGET}.txt"
-        if not parts.exists():
-            run_or_end(["cmake", "--preset", "host", "-DBUILD_TESTING=ON"], cwd=self.root)
-        run_or_end(["cmake", "--build", self.host, "--target", TARGET], cwd=self.root)
-        listed = parts.read_text().split("\n")
+        for preset, target in (("host", "vorn_simulated"), ("sanitized", TARGET)):
+            if not (self.root / "build" / preset / "build.ninja").exists():
+                run_or_end(["cmake", "--preset", preset], cwd=self.root)
+            run_or_end(["cmake", "--build", "--preset", preset, "--target", target], cwd=self.root)
+        listed = (self.tests / f"{TARGET}.txt").read_text().split("\n")
         # Kept apart, so that another build does not change them while mutants are tried.
         kept = self.place / "parts"
         shutil.rmtree(kept, ignore_errors=True)
         kept.mkdir(parents=True)
-        self.objects, self.archives = {}, []   # object: where it was compiled
+        self.objects = {}   # object: where it was compiled
         for number, name in enumerate(line for line in listed if line):
             copy = kept / f"{number}-{pathlib.Path(name).name}"
-            shutil.copy(self.host / name, copy)
-            if name.endswith(".a"):
-                self.archives.append(copy)
-            else:
-                self.objects[copy] = self.host / name
+            shutil.copy(self.tests / name, copy)
+            self.objects[copy] = self.tests / name
+        self.archives = [shutil.copy(self.host / "libvorn_simulated.a", kept)]
         self.runner = self.place / "runner.o"
         source = pathlib.Path(__file__).parent / "runner.cpp"
         digest = self.place / "runner.digest"
@@ -317,7 +316,7 @@ class Workshop:
         """The tests and what supports them; what includes a changed header is compiled again."""
         depends = self._objects_that_include(header)
         commands = {}
-        for entry in json.loads((self.host / "compile_commands.json").read_text()):
+        for entry in json.loads((self.tests / "compile_commands.json").read_text()):
             words = shlex.split(entry["command"])
             commands[words[words.index("-o") + 1]] = words
         own = f"/{header.split('/')[0]}_objects.dir/"
@@ -326,7 +325,7 @@ class Workshop:
             in_folder = own in str(compiled)
             if scope == FOLDER and not in_folder and "vorn_test_support" not in str(compiled):
                 continue
-            name = str(compiled.relative_to(self.host))
+            name = str(compiled.relative_to(self.tests))
             if name not in depends or (scope == PINS and not in_folder):
                 objects.append(copy)
                 continue
@@ -336,7 +335,7 @@ class Workshop:
             words.insert(words.index("-o"), f"-I{place}")
             first = next(i for i, word in enumerate(words) if word.startswith("-I"))
             words.insert(first, f"-I{place}")
-            if not target.exists() and run(words, cwd=self.host).returncode != 0:
+            if not target.exists() and run(words, cwd=self.tests).returncode != 0:
                 return None
             objects.append(target)
         return objects
@@ -352,7 +351,7 @@ class Workshop:
 
     def _objects_that_include(self, header):
         found, current = set(), ""
-        for line in run(["ninja", "-C", self.host, "-t", "deps"]).stdout.split("\n"):
+        for line in run(["ninja", "-C", self.tests, "-t", "deps"]).stdout.split("\n"):
             if line and not line.startswith(" "):
                 current = line.split(": #deps")[0]
             elif line.strip().endswith("/" + header):
