@@ -251,10 +251,7 @@ class FileReader {
     for (const OpenRequest& look : kLookRequests) {
       const platform::KernelHandle handle = OpenNative(api_, folder.handle, name, look);
       if (!handle) continue;
-      const std::uint32_t error = fact.openError;
       ReadFacts(handle.Get(), fact);
-      // A folder in the place of a file, or the reverse, refuses by being what it is.
-      fact.openError = error;
       return;
     }
   }

@@ -86,6 +86,13 @@ TEST(CaptureCommand, RefusesAFolderThatExists) {
   EXPECT_EQ(run.errorOutput, u"vorn_capture: C:\\captured cannot be created (error 0x000000B7)\n");
 }
 
+TEST(CaptureCommand, RefusesTheRootOfADrive) {
+  Machine machine = InstalledMachine();
+  const CommandRun run = RunCaptureProgram(machine, {u"C:\\"});
+  EXPECT_EQ(run.status, capture::kExitNotWritten);
+  EXPECT_EQ(run.errorOutput, u"vorn_capture: C:\\ cannot be created (error 0x0000007B)\n");
+}
+
 TEST(CaptureCommand, WritesThroughNoLink) {
   Machine machine = InstalledMachine();
   MakeFolder(machine.files, u"C:\\protected");

@@ -5,6 +5,7 @@
 #include "lab/capture_folder.h"
 #include "lab/json_text.h"
 #include "lab/run_program.h"
+#include "platform/simulated/audio_values.h"
 #include "platform/simulated/endpoint_builder.h"
 #include "platform/simulated/file_values.h"
 #include "platform/simulated/process.h"
@@ -191,6 +192,21 @@ TEST(Capture, SaysThatAFileIsOnNoDisk) {
   Machine machine = InstalledMachine();
   NodeAt(machine.files, tests::kSampleInf).reportedType = 3;
   EXPECT_NE(CaptureOf(LabOf(machine)).document.find("\"reportedType\": 3"), std::string::npos);
+}
+
+TEST(Capture, TakesAnEndpointForActiveWhoseStateNobodyTells) {
+  Machine machine = InstalledMachine();
+  FindEndpoint(machine, tests::kRootId, {0, 0})->stateError = platform::E_FAIL;
+  const Json endpoints = ParseJson(CaptureOf(LabOf(machine)).document)["audio"]["endpoints"];
+  EXPECT_NE(endpoints[1].Find("stateError"), nullptr);
+  EXPECT_EQ(endpoints[1]["state"], 1);
+}
+
+TEST(Capture, NamesTheProgramThatItIsTakenFor) {
+  Machine machine = InstalledMachine();
+  machine.files.modulePath = u"C:\\Program Files\\VORN\\bin\\vorn_capture.exe";
+  EXPECT_EQ(ParseJson(CaptureOf(LabOf(machine)).document)["modulePath"],
+            "C:\\Program Files\\VORN\\bin\\vorn_devnode.exe");
 }
 
 TEST(Capture, FindsAJournalInUseAsTheProgramWould) {

@@ -37,7 +37,7 @@ MachineReport FullReport() {
   };
   report.packages = {
       {u"oem3.inf", u"vorn_audio.inf", u"26.8.10.5", u"08/10/2026", "ab", {u"R", u"S"}, false},
-      {u"oem4.inf", u"fab.inf", {}, {}, {}, {}, true},
+      {u"oem123456789.inf", u"fab.inf", {}, {}, {}, {}, true},
   };
   report.endpoints = {
       {u"a", "render", 2, "active", u"R", true},
@@ -67,7 +67,7 @@ Devices
 
 Published packages
   oem3.inf    26.8.10.5     08/10/2026  vorn_audio.inf, used by R, S
-  oem4.inf                              fab.inf
+  oem123456789.inf                            fab.inf
 
 Endpoints that the user sees
   R                 cable 0   render disabled     capture 

@@ -1,5 +1,7 @@
 // Devices that are query-removed, removed, or restarted in place.
 
+#include "platform/simulated/device_removal.h"
+
 #include "platform/simulated/config_manager_values.h"
 #include "platform/simulated/endpoint_builder.h"
 #include "platform/simulated/error_values.h"
@@ -300,6 +302,16 @@ TEST(DeviceRemoval, ForgetsTheStartThatWasPlannedForADeviceBelow) {
   const auto& events = world.machine.clock.events;
   EXPECT_TRUE(std::none_of(events.begin(), events.end(),
                            [&](const Event& event) { return event.subject == child; }));
+}
+
+TEST(DeviceRemoval, ThatWasOnlyAskedForIsForgottenAtARestart) {
+  World world(InstalledMachine());
+  AddRoot(world.machine, u"ROOT\\MEDIA\\0007");
+  EXPECT_EQ(QueryRemove().result, CR_SUCCESS);
+  EXPECT_EQ(simulated::QueryRemove(world.machine, u"ROOT\\MEDIA\\0007").result, CR_SUCCESS);
+  Reboot(world.machine);
+  EXPECT_TRUE(IsStarted(world.Device(kRootId)));
+  EXPECT_EQ(world.Device(u"ROOT\\MEDIA\\0007").problem, CM_PROB_FAILED_INSTALL);
 }
 
 TEST(DeviceRestart, StopsTheDeviceAndStartsItAgain) {

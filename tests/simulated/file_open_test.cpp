@@ -391,6 +391,16 @@ TEST_F(FileLinks, WithAShortTargetAreRelativeToTheirFolderOrTheirVolume) {
   }
 }
 
+TEST_F(FileOpening, WithAllRightsThereAreLeavesOutWritingToAReadOnlyFile) {
+  const HANDLE writable = OpenPath(u"C:\\a\\file.txt", With(MAXIMUM_ALLOWED));
+  EXPECT_TRUE(Write(writable, "x"));
+  CloseHandle(writable);
+  NodeAt(Files(), u"C:\\a\\file.txt").attributes = FILE_ATTRIBUTE_READONLY;
+  const HANDLE readOnly = OpenPath(u"C:\\a\\file.txt", With(MAXIMUM_ALLOWED));
+  EXPECT_TRUE(FailsWith(Write(readOnly, "y"), ERROR_ACCESS_DENIED));
+  EXPECT_EQ(ReadAll(readOnly), "xontent");
+}
+
 TEST_F(FileLinks, OfADriveLetterAreFollowedToo) {
   Files().dosDevices[u"S:"] = u"\\??\\C:\\a";
   EXPECT_NE(Open(u"\\??\\S:\\file.txt", Follow({})), nullptr);

@@ -328,6 +328,24 @@ TEST_F(RegistryCalls, TerminateAListOfTextsTwice) {
   EXPECT_EQ(size, 6u) << "half a character is filled up";
 }
 
+TEST_F(RegistryCalls, GiveAnExpandableTextTheTypeOfATextWhenItIsExpanded) {
+  Put(u"Expandable", REG_EXPAND_SZ, {'a', 0, 0, 0});
+  EXPECT_EQ(Read(u"Expandable", RRF_RT_ANY), kOk);
+  EXPECT_EQ(type, REG_SZ);
+  EXPECT_EQ(Read(u"Expandable", RRF_RT_ANY | RRF_NOEXPAND), kOk);
+  EXPECT_EQ(type, REG_EXPAND_SZ);
+}
+
+TEST_F(RegistryCalls, TakeEightBytesForANumberOfThatSize) {
+  for (const std::size_t length : {7, 8, 9}) {
+    Put(u"Bytes", REG_BINARY, Bytes(length, 1));
+    size = static_cast<std::uint32_t>(data.size());
+    const LSTATUS read = RegGetValueW(HKEY_LOCAL_MACHINE, kVendor, u"Bytes", RRF_RT_QWORD, &type,
+                                      data.data(), &size);
+    EXPECT_EQ(read, length == 8 ? kOk : Code(ERROR_DATATYPE_MISMATCH)) << length;
+  }
+}
+
 TEST_F(RegistryCalls, ReadOnlyWhereReadingIsGranted) {
   EXPECT_EQ(RegGetValueW(Open(kVendor, KEY_ENUMERATE_SUB_KEYS), nullptr, u"Number", RRF_RT_ANY,
                          nullptr, data.data(), &(size = 4)),
