@@ -102,6 +102,18 @@ TEST(AFailingCall, NeverProvesAnotherImage) {
                          });
 }
 
+TEST(AFailingCall, OnTheOnlyWayToTheDriverIsMadeOnce) {
+  Machine machine = MachineWithADriver();
+  machine.devices.Find(kRootId)->interfaces.pop_back();
+  const auto queries = [] {
+    return QueryEndpointPool(kRootId).ok && QueryResidentStatus(kRootId, u"26.8.10.5").ok;
+  };
+  WithEachCallGoingWrong(machine, FaultKind::Fail, queries,
+                         [](const Process&, const Machine&, bool) {});
+  WithEachCallGoingWrong(machine, FaultKind::Fail, ResumeEndpoints,
+                         [](const Process&, const Machine&, ExitStatus) {});
+}
+
 TEST(AFailingCall, MakesResumeReportWhatIsNotShown) {
   Machine machine = MachineWithADriver();
   for (const EndpointIdentity& endpoint : AllEndpointIdentities()) {

@@ -3,6 +3,7 @@
 #include "platform/simulated/native_values.h"
 #include "privileged_input/private_package.h"
 #include "tests/privileged_input/input_test.h"
+#include "tests/support/repeated_calls.h"
 #include "tests/support/sample.h"
 
 #include <optional>
@@ -28,6 +29,7 @@ struct SnapshotRun {
   std::uint64_t acquireCalls = 0;
   std::uint64_t allCalls = 0;
   std::string faultedCall;
+  std::vector<std::string> calls;
   std::u16string errorOutput;
   std::size_t openHandles = 0;
 
@@ -44,6 +46,7 @@ struct SnapshotRun {
     if (!faults.empty() && faults[0].first <= process.calls.size()) {
       faultedCall = process.calls[faults[0].first - 1].name;
     }
+    calls = tests::TextsOf(process.calls);
     errorOutput = process.ErrorOutput();
     for (const auto& [kind, count] : process.OpenObjects())
       openHandles += count;
@@ -92,6 +95,7 @@ TEST_P(SnapshotFaults, NeitherLeaveAFolderBehindNorAWrongPackage) {
     SCOPED_TRACE(std::to_string(number) + ": " + run.faultedCall);
     EXPECT_TRUE(run.faithful);
     EXPECT_EQ(run.errorOutput.empty(), run.acquired);
+    EXPECT_FALSE(tests::IsMadeAgain(whole.calls, run.calls, number - 1));
     // A clean-up call that fails leaves behind what it should have cleaned up.
     if (IsCleanUp(run.faultedCall) || number > run.acquireCalls) continue;
     EXPECT_FALSE(run.LeftSomething());

@@ -1,6 +1,7 @@
 #include "base/text.h"
 #include "platform/simulated/endpoint_builder.h"
 #include "removal_world.h"
+#include "tests/support/each_call.h"
 #include "tests/support/machine_view.h"
 
 #include <gtest/gtest.h>
@@ -27,17 +28,6 @@ Machine Prepared(Machine machine) {
   PutFile(machine.files, PublishedInfPath(machine, u"oem7.inf"), InfText(PackageRecipe{}) + ";\n");
   machine.store.Find(u"oem7.inf")->foreign = true;
   return machine;
-}
-
-/// Whether a call only gives something back: what stays open when it fails is not the program's
-/// fault.
-bool GivesBack(const std::string& call) {
-  for (const auto name :
-       {"CloseHandle", "RegCloseKey", "SetupCloseInfFile", "fclose", "SetupDiDestroyDeviceInfoList",
-        "BCryptDestroyHash", "LocalFree", "BCryptCloseAlgorithmProvider"}) {
-    if (call == name) return true;
-  }
-  return false;
 }
 
 /// Whether the statuses and final lines are among those that the command has.
