@@ -209,6 +209,50 @@ TEST(Capture, NamesTheProgramThatItIsTakenFor) {
             "C:\\Program Files\\VORN\\bin\\vorn_devnode.exe");
 }
 
+/// The facts of a file of drive C in a capture of the machine; null when it is not in it.
+Json FactsOf(const Machine& machine, const std::string& path) {
+  const Json document = ParseJson(CaptureOf(LabOf(machine)).document);
+  for (const Json& file : document["volumes"][0]["files"]) {
+    if (file["path"] == path) return file;
+  }
+  return Json(nullptr);
+}
+
+TEST(Capture, TellsTheKindOfALinkAndDoesNotFollowIt) {
+  using platform::simulated::ReparseKind;
+  const std::pair<ReparseKind, const char*> kinds[] = {{ReparseKind::Junction, "junction"},
+                                                       {ReparseKind::SymbolicLink, "symbolicLink"},
+                                                       {ReparseKind::Other, "other"}};
+  for (const auto& [kind, name] : kinds) {
+    Machine machine = InstalledMachine();
+    PutFile(machine.files, u"C:\\elsewhere\\file", "x");
+    PutLink(machine.files, u"C:\\pkg\\driver\\link", kind, u"C:\\elsewhere", true);
+    PutFile(machine.files, u"C:\\elsewhere\\file", "x");
+    EXPECT_EQ(FactsOf(machine, "pkg\\driver\\link")["reparse"], name);
+    EXPECT_EQ(FactsOf(machine, "pkg\\driver\\link\\file"), nullptr);
+  }
+}
+
+TEST(Capture, TellsWhetherAnAccessListIsThereAndInherited) {
+  Machine machine = InstalledMachine();
+  auto& security = NodeAt(machine.files, tests::kSampleInf).security;
+  EXPECT_EQ(FactsOf(machine, "pkg\\driver\\vorn_audio.inf")["security"]["daclAutoInherited"], true);
+  security.daclAutoInherited = false;
+  EXPECT_EQ(FactsOf(machine, "pkg\\driver\\vorn_audio.inf")["security"]["daclAutoInherited"],
+            false);
+  security.daclPresent = false;
+  security.entries.clear();
+  const Json none = FactsOf(machine, "pkg\\driver\\vorn_audio.inf")["security"];
+  EXPECT_EQ(none["daclPresent"], false);
+  EXPECT_EQ(none["entries"].size(), 0U);
+}
+
+TEST(Capture, HasTheInstallFlagsOfADevice) {
+  Machine machine = InstalledMachine();
+  machine.devices.Find(tests::kRootId)->installFlags = 0x100;
+  EXPECT_EQ(ParseJson(CaptureOf(LabOf(machine)).document)["devices"][0]["installFlags"], "0x100");
+}
+
 TEST(Capture, FindsAJournalInUseAsTheProgramWould) {
   Machine machine = InstalledMachine();
   PutFile(machine.files, tests::kSampleJournal, "x");

@@ -293,6 +293,15 @@ TEST_F(ChangedMachine, ShowsTextWithTabsAsLines) {
   EXPECT_EQ(Document(machine)["store"]["packages"][0]["image"], lines);
 }
 
+TEST_F(ChangedMachine, TakesAPackageInTheRootOfADrive) {
+  for (const char* const root : {"C:\\", "C:\\\\", "c/", "C:/"}) {
+    const LabResult written = RunLab({"package", Machine(), root});
+    EXPECT_EQ(written.status, 0) << root;
+    EXPECT_TRUE(written.Output().ends_with(":\\vorn_audio.inf\n")) << written.Output();
+    std::filesystem::remove_all(temporary_ / "m");
+  }
+}
+
 TEST_F(ChangedMachine, TakesThePackageFilesOfTheLongestName) {
   const std::string machine = Machine();
   EXPECT_EQ(RunLab({"package", machine, "C:\\x", "--inf-name", std::string(255, 'x')}).status, 0);

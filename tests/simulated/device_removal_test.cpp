@@ -69,6 +69,16 @@ Veto QueryRemove(std::uint32_t nameSize = 260) {
   return veto;
 }
 
+/// A device below the root that is no endpoint.
+Device& AddBelowRoot(World& world) {
+  Device below;
+  below.instanceId = u"SWD\\OTHER\\0000";
+  below.parent = kRootId;
+  below.present = true;
+  world.machine.devices.Insert(std::move(below));
+  return world.Device(u"SWD\\OTHER\\0000");
+}
+
 }  // namespace
 
 TEST(DeviceRemoval, RemovesTheDeviceWithItsEndpointsAndItsImage) {
@@ -291,11 +301,7 @@ TEST(DeviceQueryRemoval, ReturnsAnyOtherConfiguredRefusal) {
 
 TEST(DeviceRemoval, ForgetsTheStartThatWasPlannedForADeviceBelow) {
   World world(InstalledMachine());
-  const std::u16string child = u"SWD\\OTHER\\0000";
-  Device below;
-  below.instanceId = child;
-  below.parent = kRootId;
-  world.machine.devices.Insert(std::move(below));
+  const std::u16string child = AddBelowRoot(world).instanceId;
   Plan(world.machine, 1000, EventKind::StartDevice, child);
   RemoveDeviceNode(world.machine, kRootId);
   ASSERT_FALSE(world.Has(child));
@@ -312,6 +318,24 @@ TEST(DeviceRemoval, ThatWasOnlyAskedForIsForgottenAtARestart) {
   Reboot(world.machine);
   EXPECT_TRUE(IsStarted(world.Device(kRootId)));
   EXPECT_EQ(world.Device(u"ROOT\\MEDIA\\0007").problem, CM_PROB_FAILED_INSTALL);
+}
+
+TEST(DeviceRemoval, AskedOfADeviceTakesWhatIsBelowItAwayUntilARestart) {
+  World world(InstalledMachine());
+  AddBelowRoot(world);
+  EXPECT_EQ(QueryRemove().result, CR_SUCCESS);
+  EXPECT_FALSE(world.Device(u"SWD\\OTHER\\0000").present);
+  Reboot(world.machine);
+  EXPECT_TRUE(world.Device(u"SWD\\OTHER\\0000").present);
+}
+
+TEST(DeviceRemoval, AsksOnlyWhatIsPresentBelowTheDevice) {
+  World world(InstalledMachine());
+  AddBelowRoot(world).temper.vetoes = 1;
+  EXPECT_EQ(QueryRemove().result, CR_REMOVE_VETOED);
+  world.Device(u"SWD\\OTHER\\0000").temper.vetoes = 1;
+  world.Device(u"SWD\\OTHER\\0000").present = false;
+  EXPECT_EQ(QueryRemove().result, CR_SUCCESS);
 }
 
 TEST(DeviceRestart, StopsTheDeviceAndStartsItAgain) {
