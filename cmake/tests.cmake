@@ -127,6 +127,9 @@ target_sources(lab_tests PRIVATE tests/lab/program/lab_program.cpp)
 target_compile_definitions(lab_tests PRIVATE VORN_LAB_PROGRAM="$<TARGET_FILE:vorn_lab>")
 add_dependencies(lab_tests vorn_lab)
 
+# These take the longest and cannot be dealt to several cores, so they begin first.
+set_tests_properties(lab capture PROPERTIES COST 200)
+
 # The contract suite, here against the model; cmake/windows.cmake builds it against Windows. It
 # prints its own count.
 file(GLOB VORN_CONTRACT_SOURCES CONFIGURE_DEPENDS tests/contract/*.cpp tests/contract/model/*.cpp)
