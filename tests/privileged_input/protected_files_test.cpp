@@ -150,6 +150,12 @@ TEST_F(ProtectedFile, IsKeptApartFromFilesOfAlmostTheSamePath) {
   }
 }
 
+TEST_F(ProtectedFile, IsCheckedOnceWhenRefused) {
+  FailCall("GetSecurityInfo", platform::ERROR_GEN_FAILURE);
+  EXPECT_FALSE(Open());
+  EXPECT_EQ(CallsOf("GetSecurityInfo").size(), 1U);
+}
+
 TEST_F(ProtectedFile, IsNotKeptWhenRefused) {
   SetSecurity(kPath, u"O:BUD:(A;;FA;;;WD)");
   ExpectRefused(kPath, platform::ERROR_ACCESS_DENIED);

@@ -1,6 +1,9 @@
 #include "base/text.h"
 #include "platform/simulated/endpoint_builder.h"
 #include "removal_world.h"
+#include "remove/log_placement.h"
+#include "remove/root_removal.h"
+#include "report/removal_log.h"
 #include "tests/support/each_call.h"
 #include "tests/support/machine_view.h"
 
@@ -154,6 +157,25 @@ TEST(RemoveWhenKilled, KeepsItsPromisesWhereverItEnds) {
     ASSERT_EQ(BrokenPromises(start, machine), std::vector<std::string>{});
     EXPECT_EQ(CountOwnOpens(machine.files), 0U);
   }
+}
+
+TEST(RemoveWithAFailingCall, RemovesTheRootsInOneWalk) {
+  WithEachCallGoingWrong(
+      DuplicatesMachine(), FaultKind::Fail, [] { return RemoveInstalledRoots().has_value(); },
+      [](const Process& process, const Machine&, bool listed) {
+        EXPECT_TRUE(listed || !process.ErrorOutput().empty());
+      });
+}
+
+TEST(RemoveWithAFailingCall, PlacesTheLogOnce) {
+  const auto place = [] {
+    RemovalLog log;
+    PlaceRemovalLog(kSampleInf, log);
+    return true;
+  };
+  WithEachCallGoingWrong(
+      CleanMachine(), FaultKind::Fail, place,
+      [](const Process& process, const Machine&, bool) { EXPECT_TRUE(process.console.empty()); });
 }
 
 }  // namespace
