@@ -132,6 +132,14 @@ TEST_F(HotRestart, RefusesTwoPresentRoots) {
   ExpectNothingRestarted();
 }
 
+TEST_F(HotRestart, CountsEveryPresentRoot) {
+  tests::AddStoppedRoot(machine, kOtherRootId, 28);
+  tests::AddStoppedRoot(machine, u"ROOT\\MEDIA\\0002", 28);
+  EXPECT_FALSE(RunHotRestartPreflight().passed);
+  EXPECT_EQ(process.ErrorOutput(),
+            u"vorn_devnode: hot-swap preflight requires exactly one present VORN root (found 3)\n");
+}
+
 TEST_F(HotRestart, RefusesAnEnumerationThatBreaksOff) {
   process.faults = {FailingCall("SetupDiEnumDeviceInfo", 13, 2)};
   EXPECT_FALSE(RunHotRestartPreflight().passed);

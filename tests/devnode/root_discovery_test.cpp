@@ -256,7 +256,9 @@ TEST_F(RootDiscovery, NeedsBothTheStartAndNoProblem) {
     std::uint32_t problem;
   };
   Device& root = tests::AddStartedRoot(machine);
-  for (const Row& row : {Row{false, 0}, Row{false, 10}, Row{true, 14}}) {
+  constexpr std::uint32_t kDisabledByHardware = 29;
+  for (const Row& row :
+       {Row{false, 0}, Row{false, 10}, Row{true, 14}, Row{false, kDisabledByHardware}}) {
     root.status = row.started ? platform::DN_STARTED : 0;
     root.problem = row.problem;
     const LiveRoot live = DiscoverLiveRoot();

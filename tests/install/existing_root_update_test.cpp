@@ -266,6 +266,15 @@ TEST(ExistingRootUpdate, NeedsTheInstanceIdOfTheRoot) {
   EXPECT_FALSE(tests::HasFile(machine, kSampleJournal));
 }
 
+TEST(ExistingRootUpdate, ListsTheRootsOnceForItsBaseline) {
+  Machine machine = OutdatedMachine();
+  const RunResult run = Install(machine, {.faults = {FailingCall("SetupDiGetClassDevsW", 13, 4)}});
+  ExpectRun(run, kExitNotStarted,
+            {Err("vorn_devnode: existing root baseline is missing or ambiguous: "
+                 "SetupDiGetClassDevs(live root) failed")});
+  EXPECT_EQ(run.CallsOf("SetupDiGetClassDevsW").size(), 4U);
+}
+
 TEST(ExistingRootUpdate, IsRefusedWhenTheDeviceVanishesAfterThePruning) {
   Machine machine = OutdatedMachine();
   // The devices are listed to count them, to prune them and to prove the pruning; the fourth list

@@ -45,6 +45,13 @@ TEST(HashFileSha256, HashesAnEmptyFile) {
   EXPECT_EQ(HashOf(machine), kDigestOfNothing);
 }
 
+TEST(HashFileSha256, RewindsEvenAnEmptyFile) {
+  Machine machine = MachineWithInf("");
+  Process process(machine);
+  process.faults = {FailingCall("SetFilePointerEx", 5)};
+  EXPECT_FALSE(HashInf());
+}
+
 TEST(HashFileSha256, GivesLowerCaseDigits) {
   Machine machine = MachineWithInf("abc");
   EXPECT_EQ(HashOf(machine), kDigestOfAbc);
@@ -282,7 +289,10 @@ TEST(HashFileSha256, RefusesADigestOfAnotherLength) {
   finishes.call = "BCryptFinishHash";
   finishes.first = finishes.last = 1;
   process.faults = {noLength, finishes};
+  process.logCalls = true;
   EXPECT_FALSE(HashInf());
+  EXPECT_EQ(CallsOf(process, "BCryptFinishHash").size(), 1U)
+      << "the length is looked at afterwards";
   EXPECT_TRUE(NothingIsOpen(process));
 }
 

@@ -6,6 +6,7 @@
 #include "tests/privileged_input/input_test.h"
 
 #include <algorithm>
+#include <iterator>
 #include <numeric>
 #include <string>
 #include <vector>
@@ -335,6 +336,17 @@ TEST_F(DriveRule, RefusesAnAnswerThatExceedsTheBuffer) {
   };
   EXPECT_FALSE(IsHardDiskVolumeDrive(api, u'C'));
   EXPECT_LAST_ERROR(ERROR_MORE_DATA);
+}
+
+TEST_F(DriveRule, LooksAtTheFirstTargetOnly) {
+  NativeApi api;
+  api.queryDosDevice = [](const char16_t*, char16_t* targets, std::uint32_t) {
+    constexpr char16_t kTargets[] = u"\\Device\\Mup\\share\0\\Device\\HarddiskVolume7\0";
+    std::copy(std::begin(kTargets), std::end(kTargets), targets);
+    return static_cast<std::uint32_t>(std::size(kTargets));
+  };
+  EXPECT_FALSE(IsHardDiskVolumeDrive(api, u'C'));
+  EXPECT_LAST_ERROR(ERROR_BAD_DEVICE);
 }
 
 TEST_F(DriveRule, AcceptsAnAnswerThatJustFits) {
