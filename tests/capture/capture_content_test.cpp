@@ -253,6 +253,14 @@ TEST(Capture, HasTheInstallFlagsOfADevice) {
   EXPECT_EQ(ParseJson(CaptureOf(LabOf(machine)).document)["devices"][0]["installFlags"], "0x100");
 }
 
+TEST(Capture, SaysOnceThatNeitherFlowCouldBeListed) {
+  Machine machine = InstalledMachine();
+  machine.audio.enumError = platform::E_FAIL;
+  EXPECT_EQ(CaptureOf(LabOf(machine)).unread,
+            std::vector<std::string>{"endpoint catalog, IMMDeviceEnumerator::EnumAudioEndpoints "
+                                     "(error 0x80004005)"});
+}
+
 TEST(Capture, FindsAJournalInUseAsTheProgramWould) {
   Machine machine = InstalledMachine();
   PutFile(machine.files, tests::kSampleJournal, "x");
@@ -420,6 +428,16 @@ TEST(CaptureImport, MakesACallFailThatFailedInTheCapture) {
   const auto [none, remark] = faultsFor("0x0");
   EXPECT_TRUE(none.empty());
   EXPECT_EQ(remark, "not repeated: GetTempPathW failed (0x0) for temporary folder");
+}
+
+TEST(CaptureImport, NotesNoErrorThatTheMachineRepeats) {
+  for (const CapturedCase& each : CapturedCases()) {
+    if (each.name == "unusual" || each.name == "linked temporary folder") continue;
+    LabMachine lab = each.make();
+    FindService(lab.machine, platform::simulated::kAudioService)->openError = 5;
+    for (const std::string& note : ImportCapture(CaptureOf(lab)).notes)
+      EXPECT_TRUE(note.starts_with("usual: ")) << each.name << ": " << note;
+  }
 }
 
 TEST(CaptureImport, NeedsFoldersOnADrive) {

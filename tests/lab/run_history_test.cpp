@@ -96,6 +96,18 @@ TEST(RunPhases, OfTheCommandsOnAJournal) {
                    "Restart the device", "Prove", "Clean up"}));
 }
 
+TEST(RunPhases, KnowTheJournalThatEachCommandIsGiven) {
+  const std::string state = "C:\\pkg\\other-state";
+  LabMachine lab = MachineOf("clean");
+  const Words installed = TitlesOf(HistoryOf(lab, {"install", kOldInf, state}));
+  EXPECT_EQ(std::count(installed.begin(), installed.end(), "Write the journal"), 1);
+  for (const char* const command : {"verify", "hot-activate"}) {
+    EXPECT_EQ(TitlesOf(HistoryOf(lab, {command, "26.8.10.5", "08/10/2026", state}))[1],
+              "Look at the journal")
+        << command;
+  }
+}
+
 TEST(RunPhases, OfTheAuditsAndTheRecovery) {
   EXPECT_EQ(TitlesOf(HistoryOf("installed", {"audit-current", kOldInf})),
             (Words{"Copy the package", "Read the INF", "Prove", "Clean up"}));

@@ -401,6 +401,18 @@ TEST_F(FileOpening, WithAllRightsThereAreLeavesOutWritingToAReadOnlyFile) {
   EXPECT_EQ(ReadAll(readOnly), "xontent");
 }
 
+TEST_F(FileOpening, OnAReadOnlyVolumeIsRefusedForEveryRightToChange) {
+  Files().volumes[0].readOnly = true;
+  for (const std::uint32_t right :
+       {FILE_WRITE_DATA, FILE_APPEND_DATA, FILE_WRITE_EA, FILE_WRITE_ATTRIBUTES, FILE_DELETE_CHILD,
+        DELETE, WRITE_DAC, WRITE_OWNER}) {
+    How how = Folder();
+    how.access = right;
+    EXPECT_EQ(StatusOf(u"C:\\a", how), STATUS_MEDIA_WRITE_PROTECTED) << right;
+  }
+  EXPECT_EQ(StatusOf(u"C:\\a", Folder()), STATUS_SUCCESS);
+}
+
 TEST_F(FileLinks, OfADriveLetterAreFollowedToo) {
   Files().dosDevices[u"S:"] = u"\\??\\C:\\a";
   EXPECT_NE(Open(u"\\??\\S:\\file.txt", Follow({})), nullptr);

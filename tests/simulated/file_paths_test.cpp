@@ -29,6 +29,14 @@ TEST_F(FilePaths, UseAVolumeGuidThatIs49CharactersLongForARoot) {
   EXPECT_EQ(root.size(), 49U);
 }
 
+TEST_F(FilePaths, OfASecondNameStaysWhenTheFirstIsMoved) {
+  AddHardLink(Files(), u"C:\\a\\file.txt", u"C:\\a\\second.txt");
+  const HANDLE second = OpenPath(u"C:\\a\\second.txt");
+  const std::u16string before = FinalPath(second, VOLUME_NAME_GUID);
+  MovePath(Files(), u"C:\\a\\file.txt", u"C:\\moved.txt");
+  EXPECT_EQ(FinalPath(second, VOLUME_NAME_GUID), before);
+}
+
 TEST_F(FilePaths, KeepTheNamesAsTheyAreListed) {
   const HANDLE file = OpenPath(u"C:\\A\\FILE.TXT");
   EXPECT_EQ(FinalPath(file, VOLUME_NAME_GUID),

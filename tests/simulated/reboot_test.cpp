@@ -1,6 +1,7 @@
 // The restart of a machine: what it completes, what it ends, and what it leaves unchanged.
 
 #include "platform/simulated/device_removal.h"
+#include "platform/simulated/endpoint_builder.h"
 #include "platform/simulated/file_values.h"
 #include "platform/simulated/neighbours.h"
 #include "tests/simulated/device_calls.h"
@@ -34,6 +35,18 @@ TEST(Reboot, LeavesAnInstalledMachineAsItWas) {
   EXPECT_EQ(machine.devices.Find(kRootId)->resident, before.devices.Find(kRootId)->resident);
   EXPECT_EQ(machine.devices.devices.size(), before.devices.devices.size());
   EXPECT_EQ(DescribeForeignParts(machine), DescribeForeignParts(before));
+}
+
+TEST(Reboot, LeavesTheRecordsOfADeviceThatWentToBeMarked) {
+  Machine machine = InstalledMachine();
+  machine.audio.recordDelay = 100'000;
+  const std::u16string record = EndpointRecordPath(*FindEndpoint(machine, kRootId, {0, 0}));
+  const auto state = [&] { return FindValue(machine.registry, record, u"DeviceState")->data[0]; };
+  RemoveDeviceNode(machine, kRootId);
+  Reboot(machine);
+  EXPECT_EQ(state(), 1);
+  Advance(machine, 100'000);
+  EXPECT_EQ(state(), 4);
 }
 
 TEST(Reboot, ContinuesTheTickCount) {
