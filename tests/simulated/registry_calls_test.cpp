@@ -337,7 +337,7 @@ TEST_F(RegistryCalls, GiveAnExpandableTextTheTypeOfATextWhenItIsExpanded) {
 }
 
 TEST_F(RegistryCalls, TakeEightBytesForANumberOfThatSize) {
-  for (const std::size_t length : {7, 8, 9}) {
+  for (const std::size_t length : {7U, 8U, 9U}) {
     Put(u"Bytes", REG_BINARY, Bytes(length, 1));
     size = static_cast<std::uint32_t>(data.size());
     const LSTATUS read = RegGetValueW(HKEY_LOCAL_MACHINE, kVendor, u"Bytes", RRF_RT_QWORD, &type,
