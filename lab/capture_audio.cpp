@@ -291,7 +291,7 @@ void LetServicesRunThatAnswered(Machine& machine) {
   const AudioCatalog& audio = machine.audio;
   const bool answered = audio.coInitializeResult >= 0 && audio.createError == 0 &&
                         audio.enumError == 0 && machine.serviceManagerError == 0;
-  if (AudioServicesRun(machine) || !answered) return;
+  if (!answered) return;
   for (const char16_t* const name : {kEndpointBuilderService, kAudioService}) {
     if (FindService(machine, name) == nullptr) {
       machine.services[name].openError = platform::ERROR_SERVICE_DOES_NOT_EXIST;

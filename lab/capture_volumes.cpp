@@ -159,15 +159,9 @@ void AddUnopenedVolumes(FileSystem& files) {
 }
 
 void CheckVolumes(const std::vector<VolumeFacts>& volumes) {
-  std::set<char16_t> letters;
-  std::set<std::u16string> devices;
   for (std::size_t i = 0; i < volumes.size(); ++i) {
-    const std::string path = PathOfElement("volumes", i);
-    const char16_t letter = ToUpperAscii(volumes[i].volume.letter);
-    if (letter == 0) throw BadInput(path + ".letter", "must be a letter");
-    if (!letters.insert(letter).second) throw BadInput(path + ".letter", "is taken");
-    if (!devices.insert(ToUpperAscii(volumes[i].volume.device)).second) {
-      throw BadInput(path + ".device", "is taken");
+    if (volumes[i].volume.letter == 0) {
+      throw BadInput(PathOfElement("volumes", i) + ".letter", "must be a letter");
     }
   }
 }
