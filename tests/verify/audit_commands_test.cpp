@@ -104,6 +104,13 @@ TEST(AuditCatalog, NeedsALiveRoot) {
   EXPECT_FALSE(run.Called("CoInitializeEx"));
 }
 
+TEST(AuditCatalog, LooksOnceForTheRoot) {
+  Machine machine = CleanMachine();
+  const RunResult run = tests::RunCommand(machine, {u"audit-catalog"});
+  EXPECT_EQ(run.status, kExitNotStarted);
+  EXPECT_EQ(run.CallsOf("SetupDiGetClassDevsW").size(), 1U);
+}
+
 TEST(AuditCatalog, RefusesNineteenConsistentEndpoints) {
   Machine machine = InstalledMachine();
   LoseEndpoint(machine, FindEndpoint(machine, kRootId, CableFlow{0, 1})->id);
