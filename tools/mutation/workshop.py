@@ -14,6 +14,7 @@ import shlex
 import shutil
 import subprocess
 import sys
+import threading
 
 from mutation.operators import FOLDERS
 from mutation.reach import Reach
@@ -73,6 +74,7 @@ class Workshop:
         self.held = set()       # the numbers of the mutants in the program
         self.program = self.place / "mutants_runner"
         self.headers = None     # the digest of all of them
+        self.unchanged = threading.Lock()  # of the logic that makes_the_same_logic compares with
         self.begun = {}         # place: the mutant whose own program is built there
 
     def prepare(self, numbers):
@@ -359,6 +361,15 @@ class Workshop:
         return found
 
     # --------------------------------------------------------------------------------------------
+
+    def makes_the_same_logic(self, header, place):
+        """Whether a changed header, with which own_program has built the logic in `place`, has changed
+        none of its code: the compiler alone calls what is changed, and still accepts the program."""
+        unchanged = self.place / "unchanged" / header
+        with self.unchanged:
+            objects, _ = self._compile_batches([self._sources_that_include(header)], unchanged,
+                                               [self.tree])
+        return all((place / one.name).read_bytes() == one.read_bytes() for one in objects)
 
     def is_same_when_optimised(self, mutant, place):
         """Whether the optimiser turns mutant and original into the same code."""
