@@ -3,6 +3,7 @@ import re
 import typing
 
 from folders import folders_of_the_program
+from mutation.refusals import Effects, changes_of_refusals
 from mutation.source_text import blank_out, closing, end_of_statement
 from mutation.structure import changes_of_structure
 
@@ -103,9 +104,10 @@ LEFT_OUT = re.compile(r"static_assert\(.*?\);|^#.*?$|^ *using .*?;|^ *template <
 
 
 class Vocabulary:
-    """Which constant or enumerator can replace another."""
+    """Which constant or enumerator can replace another, and which functions reach the platform."""
 
     def __init__(self, platform_headers, logic):
+        self.effects = Effects(map(blank_out, platform_headers), list(map(blank_out, logic)))
         self.constants = {}  # name: (type, value)
         for text in platform_headers:
             for match in re.finditer(r"inline constexpr ([\w:]+) (\w+) =\s*([^;{]+);",
@@ -212,6 +214,7 @@ def changes_of(text, vocabulary):
     yield from changes_of_conditions(code)
     yield from changes_of_statements(code)
     yield from changes_of_structure(code, text)
+    yield from changes_of_refusals(code, text, vocabulary.effects)
     yield from changes_of_texts(blank_out(text, keep_strings=True))
 
 

@@ -6,6 +6,7 @@ import unittest
 
 from mutation.explained import Entry
 from mutation.operators import Mutant
+from mutation.refusals import Effects, changes_of_refusals
 from mutation.schemata import refused, with_mutants
 from mutation.source_text import all_statement_lists, blank_out, function_bodies
 from mutation.structure import changes_of_structure
@@ -91,6 +92,51 @@ class StructuralChanges(unittest.TestCase):
                     if kind == "another error accepted"}
         self.assertIn("(e == platform::ERROR_NOT_FOUND || e == platform::ERROR_ACCESS_DENIED)",
                       accepted)
+
+
+class ChangesAfterARefusal(unittest.TestCase):
+    DECLARATIONS = "bool OpenDoor(int door);\nvoid CloseDoor(int door);\n"
+
+    def changes(self, source):
+        code = blank_out(source)
+        effects = Effects([self.DECLARATIONS], [code])
+        return {(kind, original, replacement) for _, original, replacement, kind
+                in changes_of_refusals(code, source, effects)}
+
+    def test_try_a_refused_call_again_or_do_not_heed_it(self):
+        changes = self.changes("void F() {\n  if (!OpenDoor(1)) return;\n}\n")
+        self.assertEqual(changes, {
+            ("second try", "!OpenDoor(1)", "(!OpenDoor(1) && !OpenDoor(1))"),
+            ("unheeded refusal", "!OpenDoor(1)", "(!OpenDoor(1) && false)")})
+
+    def test_ask_again_what_said_no(self):
+        changes = self.changes("bool F(int door) {\n  return door > 0 && OpenDoor(door);\n}\n")
+        self.assertEqual(changes, {
+            ("second try", "OpenDoor(door)", "(OpenDoor(door) || OpenDoor(door))"),
+            ("unheeded refusal", "OpenDoor(door)", "(OpenDoor(door) || true)")})
+
+    def test_know_which_functions_reach_the_platform(self):
+        source = "bool G(int door) {\n  return OpenDoor(door);\n}\nbool H(int door) {\n  return door;\n}\n" \
+                 "void F() {\n  if (!G(1)) return;\n  if (!H(1)) return;\n}\n"
+        tried = {original for kind, original, _ in self.changes(source) if kind == "second try"}
+        self.assertEqual(tried, {"OpenDoor(door)", "!G(1)"})
+
+    def test_make_a_result_again_that_the_next_statement_refuses(self):
+        source = "int F() {\n  const bool open = OpenDoor(1);\n  const int size = OpenDoor(2);\n" \
+                 "  if (size == 0) return 0;\n  return size;\n}\n"
+        tried = {replacement for kind, _, replacement in self.changes(source) if kind == "second try"}
+        self.assertEqual(tried, {"const bool open = (OpenDoor(1)) || (OpenDoor(1));",
+                                 "int size = OpenDoor(2); if (size == 0) size = OpenDoor(2);"})
+
+    def test_make_a_call_twice(self):
+        self.assertEqual(self.changes("void F() {\n  CloseDoor(1);\n}\n"),
+                         {("doubled call", "CloseDoor(1);", "{ CloseDoor(1); CloseDoor(1); }")})
+
+    def test_go_on_with_a_walk_or_leave_it(self):
+        source = "int F(int doors) {\n  do {\n    if (doors == 3) return 0;\n  } while (--doors > 0);\n" \
+                 "  return 1;\n}\n"
+        self.assertEqual(self.changes(source), {("other jump", "return 0;", "continue;"),
+                                                ("other jump", "return 0;", "break;")})
 
 
 class Schemata(unittest.TestCase):

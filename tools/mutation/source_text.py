@@ -159,6 +159,8 @@ def statement_at(code, start):
     kind = word.group() if word else ""
     if kind in ("if", "for", "while", "switch"):
         return _governing(code, start, kind)
+    if kind == "do":
+        return _do_loop(code, start)
     end = end_of_statement(code, start)
     if end is None:
         return None
@@ -187,6 +189,12 @@ def _governing(code, start, kind):
     return Statement(start, end, kind, inner, (body.start, body.end))
 
 
+def _do_loop(code, start):
+    body = statement_at(code, code.index("{", start))
+    end = end_of_statement(code, body.end)
+    return None if end is None else Statement(start, end, "do", body.inner, (body.start, body.end))
+
+
 def _lambdas(code, start, end):
     offset = start
     while match := LAMBDA_BODY.search(code, offset, end):
@@ -203,3 +211,48 @@ def all_statement_lists(code, body):
         yield current
         for statement in current:
             waiting += statement.inner
+
+
+def in_loops(code, body):
+    """(statement, the innermost loop around it) of a function body."""
+    waiting = [(statement, None) for statement in statements(code, body.start + 1, body.end - 1)]
+    while waiting:
+        statement, loop = waiting.pop(0)
+        if loop:
+            yield statement, loop
+        loop = statement if statement.kind in ("for", "while", "do") else loop
+        waiting += [(one, loop) for inner in statement.inner for one in inner]
+
+
+# ------------------------------------------------------------------------------------------------
+# Conditions.
+
+def operands(code, start, end):
+    """(operator, the spans of what it joins); parts in brackets are asked for in turn."""
+    spans, operators, begin, offset = [], [], start, start
+    while offset < end:
+        if code[offset] in "([{":
+            after = closing(code, offset)
+            if code[offset] == "(" and re.search(r"(?:^|[!(&|]|\s)$", code[start:offset]):
+                yield from operands(code, offset + 1, after - 1)
+            offset = after
+        elif code[offset:offset + 2] in ("||", "&&") and code[offset - 1].isspace():
+            spans.append((begin, offset))
+            operators.append(code[offset:offset + 2])
+            offset = begin = offset + 2
+        elif code[offset] in "?;":
+            return
+        else:
+            offset += 1
+    if operators:
+        yield operators, [*spans, (begin, end)]
+
+
+def stripped(code, span):
+    """The span without the blanks at its ends."""
+    start, end = span
+    while code[start].isspace():
+        start += 1
+    while code[end - 1].isspace():
+        end -= 1
+    return start, end

@@ -1,7 +1,7 @@
 """Changes of statements, conditions, arguments and whole functions, as a careful breaker tries them."""
 import re
 
-from mutation.source_text import all_statement_lists, closing, function_bodies
+from mutation.source_text import all_statement_lists, closing, function_bodies, operands, stripped
 
 CALL = re.compile(r"\w\(")
 DECLARED = re.compile(r"^(?:const )?[\w:<>, ]+[ &*](\w+)(?:$|;| = |\(|\{)")
@@ -115,40 +115,10 @@ def _conditions(code, statement):
         yield statement.start + len("return "), statement.end - 1
 
 
-def _operands(code, start, end):
-    """(operator, the spans of what it joins); parts in brackets are asked for in turn."""
-    spans, operators, begin, offset = [], [], start, start
-    while offset < end:
-        if code[offset] in "([{":
-            after = closing(code, offset)
-            if code[offset] == "(" and re.search(r"(?:^|[!(&|]|\s)$", code[start:offset]):
-                yield from _operands(code, offset + 1, after - 1)
-            offset = after
-        elif code[offset:offset + 2] in ("||", "&&") and code[offset - 1].isspace():
-            spans.append((begin, offset))
-            operators.append(code[offset:offset + 2])
-            offset = begin = offset + 2
-        elif code[offset] in "?;":
-            return
-        else:
-            offset += 1
-    if operators:
-        yield operators, [*spans, (begin, end)]
-
-
-def _stripped(code, span):
-    start, end = span
-    while code[start].isspace():
-        start += 1
-    while code[end - 1].isspace():
-        end -= 1
-    return start, end
-
-
 def _changed_conditions(code, text, statement):
     for start, end in _conditions(code, statement):
-        for operators, spans in _operands(code, start, end):
-            spans = [_stripped(code, span) for span in spans]
+        for operators, spans in operands(code, start, end):
+            spans = [stripped(code, span) for span in spans]
             for n, (begin, finish) in enumerate(spans):
                 neutral = "true" if "&&" in (operators[n - 1:n + 1] if n else operators[:1]) else "false"
                 yield begin, code[begin:finish], neutral, "dropped part of a condition"
@@ -173,7 +143,7 @@ def _exchanged_arguments(code, text, body):
             continue
         opened = match.start(2)
         end = closing(code, opened) - 1
-        spans = [_stripped(code, span) for span in _arguments(code, opened + 1, end)
+        spans = [stripped(code, span) for span in _arguments(code, opened + 1, end)
                  if code[slice(*span)].strip()]
         for first, second in zip(spans, spans[1:]):
             one, other = (code[slice(*span)] for span in (first, second))
