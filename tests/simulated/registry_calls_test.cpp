@@ -367,6 +367,19 @@ TEST_F(RegistryCalls, CutAValueAsPlanned) {
   EXPECT_EQ(data[2], 0xEE);
 }
 
+TEST_F(RegistryCalls, LetForeignBytesFollowAValueAsPlanned) {
+  Fault fault;
+  fault.call = "RegGetValueW";
+  fault.kind = FaultKind::Long;
+  fault.amount = 2;
+  process.faults = {fault};
+  size = static_cast<std::uint32_t>(data.size());
+  EXPECT_EQ(
+      RegGetValueW(HKEY_LOCAL_MACHINE, kVendor, u"Number", RRF_RT_ANY, &type, data.data(), &size),
+      kOk);
+  EXPECT_EQ(Bytes(data.begin(), data.begin() + size), (Bytes{7, 0, 0, 0, 'A', 'A'}));
+}
+
 // ------------------------------------------------------------------------------------------------
 // Deletion.
 
