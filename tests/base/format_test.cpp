@@ -63,6 +63,8 @@ TEST(Conversion, IsParsedWithItsKindAndWidth) {
       {u"%08lX", Kind::Unsigned, Radix::Hexadecimal, 8, 5},
       {u"%012X9", Kind::Unsigned, Radix::Hexadecimal, 12, 5},
       {u"%03u.1", Kind::Unsigned, Radix::Decimal, 3, 4},
+      {u"%09u", Kind::Unsigned, Radix::Decimal, 9, 4},
+      {u"%010u", Kind::Unsigned, Radix::Decimal, 10, 5},
       {u"%d0", Kind::Signed, Radix::Decimal, 0, 2},
   };
   for (const Row& row : rows) {
