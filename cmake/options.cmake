@@ -48,10 +48,7 @@ function(vorn_sanitize)
   endif()
   set(options -g1 -fsanitize=address,undefined,fuzzer-no-link -fno-sanitize-recover=all
               -fsanitize-coverage-ignorelist=${CMAKE_SOURCE_DIR}/tests/fuzz/coverage.ignorelist
-              -fno-omit-frame-pointer)
-  if(NOT VORN_TRACE_COMPARISONS)
-    list(APPEND options -fno-sanitize-coverage=trace-cmp)
-  endif()
+              -fno-omit-frame-pointer -fno-sanitize-coverage=trace-cmp)
   if(NOT BUILD_TESTING)
     # What only fuzzes goes without some checks that make a program slow and find nothing here: a null
     # pointer crashes by itself, AddressSanitizer sees an object that is too small, or a pointer that left

@@ -29,9 +29,8 @@ inline bool GivesBack(std::string_view call) {
 
 /// For each platform call that `routine` makes on a copy of `start`, console writes excepted: runs
 /// it with a fault of that kind at that call, and passes the outcome to `judge(process, machine,
-/// result)`. Leaked objects are judged here, and, unless
-/// the routine tries again, a failed call that is made again. `routine` takes
-/// no arguments and returns the result.
+/// result)`. Leaked objects are judged here, and unless the routine tries again, so is a failed
+/// call that is made again. `routine` takes no arguments and returns the result.
 template <class Routine, class Judge>
 void WithEachCallGoingWrong(const platform::simulated::Machine& start,
                             platform::simulated::FaultKind kind, Routine routine, Judge judge,
