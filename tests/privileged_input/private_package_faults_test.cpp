@@ -29,7 +29,7 @@ struct SnapshotRun {
   std::uint64_t acquireCalls = 0;
   std::uint64_t allCalls = 0;
   std::string faultedCall;
-  std::vector<std::string> calls;
+  tests::MadeCalls calls;
   std::u16string errorOutput;
   std::size_t openHandles = 0;
 
@@ -46,7 +46,7 @@ struct SnapshotRun {
     if (!faults.empty() && faults[0].first <= process.calls.size()) {
       faultedCall = process.calls[faults[0].first - 1].name;
     }
-    calls = tests::TextsOf(process.calls);
+    calls = tests::MadeCallsOf(process.calls);
     errorOutput = process.ErrorOutput();
     for (const auto& [kind, count] : process.OpenObjects())
       openHandles += count;

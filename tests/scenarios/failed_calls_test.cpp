@@ -49,22 +49,23 @@ class EachCall {
   void IsNotMadeAgainBy(const Machine& machine, const Arguments& arguments,
                         const std::vector<std::string>& again = {}) {
     const RunResult undisturbed = RunOn(machine, arguments);
-    const std::vector<std::string> texts = tests::TextsOf(undisturbed.calls);
-    std::map<std::string, std::uint32_t> made;
-    for (std::size_t i = 0; i < texts.size(); ++i) {
+    const tests::MadeCalls made = tests::MadeCallsOf(undisturbed.calls);
+    std::map<std::string, std::uint32_t> times;
+    for (std::size_t i = 0; i < undisturbed.calls.size(); ++i) {
       const std::string& name = undisturbed.calls[i].name;
-      const std::uint32_t nth = ++made[name];
-      if (tests::IsPrinting(name) || Contains(texts[i], again) || !tried_.insert(texts[i]).second)
+      const std::string text = tests::TextOf(undisturbed.calls[i]);
+      const std::uint32_t nth = ++times[name];
+      if (tests::IsPrinting(name) || Contains(text, again) || !tried_.insert(made.hashes[i]).second)
         continue;
       const Fault fault = tests::FailingCall(name, platform::ERROR_GEN_FAILURE, nth);
       const RunResult disturbed = RunOn(machine, arguments, {fault});
-      EXPECT_FALSE(tests::IsMadeAgain(texts, tests::TextsOf(disturbed.calls), i))
-          << ToUtf8(arguments.front()) << ", " << nth << ": " << texts[i];
+      EXPECT_FALSE(tests::IsMadeAgain(made, tests::MadeCallsOf(disturbed.calls), i))
+          << ToUtf8(arguments.front()) << ", " << nth << ": " << text;
     }
   }
 
  private:
-  std::set<std::string> tried_;
+  std::set<std::size_t> tried_;
 };
 
 TEST(AFailedCall, IsNotMadeAgainByAnInstall) {

@@ -45,7 +45,7 @@ void WithEachCallGoingWrong(const platform::simulated::Machine& start,
     calls = process.calls;
   }
   ASSERT_FALSE(calls.empty());
-  const std::vector<std::string> texts = TextsOf(calls);
+  const MadeCalls undisturbed = MadeCallsOf(calls);
   for (std::uint32_t nth = 1; nth <= calls.size(); ++nth) {
     const std::string& name = calls[nth - 1].name;
     if (IsPrinting(name)) continue;
@@ -60,7 +60,7 @@ void WithEachCallGoingWrong(const platform::simulated::Machine& start,
     process.faults = {fault};
     const auto result = routine();
     judge(process, machine, result);
-    EXPECT_TRUE(triesAgain || !IsMadeAgain(texts, TextsOf(process.calls), nth - 1));
+    EXPECT_TRUE(triesAgain || !IsMadeAgain(undisturbed, MadeCallsOf(process.calls), nth - 1));
     // An object stays open when its close fails, or when the call that failed had created it all
     // the same.
     const bool keptByFault = GivesBack(name) || (kind == model::FaultKind::FailAfterEffect &&

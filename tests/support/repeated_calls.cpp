@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <functional>
-#include <map>
+#include <string_view>
+#include <unordered_map>
 
 namespace vorn::tests {
 
@@ -10,38 +11,52 @@ namespace {
 
 using platform::simulated::CallRecord;
 
-bool IsObject(const std::string& value) {
+bool IsObject(std::string_view value) {
   return value.starts_with('#');
 }
 
-std::ptrdiff_t SleepsIn(const std::vector<std::string>& texts) {
-  return std::count_if(texts.begin(), texts.end(),
-                       [](const std::string& text) { return text.starts_with("Sleep "); });
+std::size_t HashOf(std::string_view text) {
+  return std::hash<std::string_view>()(text);
+}
+
+std::size_t Joined(std::size_t left, std::size_t right) {
+  return (left ^ right) * 0x100000001b3U;
 }
 
 }  // namespace
 
-std::vector<std::string> TextsOf(const std::vector<CallRecord>& calls) {
-  std::map<std::string, std::string> openers;
-  std::vector<std::string> texts;
-  std::string last;
+MadeCalls MadeCallsOf(const std::vector<CallRecord>& calls) {
+  MadeCalls made;
+  std::unordered_map<std::string_view, std::size_t> openers;
+  std::size_t last = 0;
   for (const CallRecord& call : calls) {
-    std::string text = call.name;
-    for (const auto& [name, value] : call.arguments)
-      text += " " + name + "=" +
-              (IsObject(value) ? openers.try_emplace(value, last).first->second : value);
-    last = "(" + call.name + " " + std::to_string(std::hash<std::string>()(text)) + ")";
+    std::size_t hash = HashOf(call.name);
+    for (const auto& [name, value] : call.arguments) {
+      hash = Joined(hash, HashOf(name));
+      hash = Joined(
+          hash, IsObject(value) ? openers.try_emplace(value, last).first->second : HashOf(value));
+    }
+    last = hash;
     if (IsObject(call.result)) openers[call.result] = last;
-    texts.push_back(std::move(text));
+    if (call.name == "Sleep") ++made.sleeps;
+    made.hashes.push_back(hash);
   }
-  return texts;
+  return made;
 }
 
-bool IsMadeAgain(const std::vector<std::string>& undisturbed,
-                 const std::vector<std::string>& disturbed, std::size_t failed) {
-  if (failed >= disturbed.size() || SleepsIn(disturbed) > SleepsIn(undisturbed)) return false;
-  return std::count(disturbed.begin(), disturbed.end(), disturbed[failed]) >
-         std::count(undisturbed.begin(), undisturbed.end(), disturbed[failed]);
+std::string TextOf(const CallRecord& call) {
+  std::string text = call.name;
+  for (const auto& [name, value] : call.arguments)
+    text += " " + name + "=" + value;
+  return text;
+}
+
+bool IsMadeAgain(const MadeCalls& undisturbed, const MadeCalls& disturbed, std::size_t failed) {
+  if (failed >= disturbed.hashes.size() || disturbed.sleeps > undisturbed.sleeps) return false;
+  const auto times = [hash = disturbed.hashes[failed]](const MadeCalls& made) {
+    return std::count(made.hashes.begin(), made.hashes.end(), hash);
+  };
+  return times(disturbed) > times(undisturbed);
 }
 
 }  // namespace vorn::tests

@@ -11,13 +11,21 @@
 
 namespace vorn::tests {
 
-/// Each call with its arguments. In place of an open object stands the call that returned it,
-/// because its number depends on what was opened before.
-std::vector<std::string> TextsOf(const std::vector<platform::simulated::CallRecord>& calls);
+/// The calls of a run, as far as equal ones are told from others.
+struct MadeCalls {
+  /// A hash of each call's name and arguments. In place of an open object stands the call that
+  /// returned it, because its number depends on what was opened before.
+  std::vector<std::size_t> hashes;
+  std::size_t sleeps = 0;
+};
+
+MadeCalls MadeCallsOf(const std::vector<platform::simulated::CallRecord>& calls);
+
+/// The name and the arguments, for messages.
+std::string TextOf(const platform::simulated::CallRecord& call);
 
 /// Whether the disturbed run, in which the call at that place failed, made it oftener than the
-/// undisturbed run did, without sleeping oftener. Both are texts of TextsOf.
-bool IsMadeAgain(const std::vector<std::string>& undisturbed,
-                 const std::vector<std::string>& disturbed, std::size_t failed);
+/// undisturbed run did, without sleeping oftener.
+bool IsMadeAgain(const MadeCalls& undisturbed, const MadeCalls& disturbed, std::size_t failed);
 
 }  // namespace vorn::tests
