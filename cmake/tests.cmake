@@ -15,9 +15,9 @@ function(vorn_test_objects name optimisation headers_of)
   target_link_libraries(${name} PRIVATE vorn_test_options)
   target_compile_options(${name} PRIVATE ${optimisation})
   if(headers_of STREQUAL name)
-    vorn_precompile(${name} <gtest/gtest.h> <algorithm> <functional> <map> <optional> <string>
-                    <vector>)
-  elseif(VORN_PRECOMPILED_HEADERS AND NOT VORN_UNITY)
+    vorn_precompile(${name} <gtest/gtest.h> <algorithm> <functional> <map> <memory> <optional> <set>
+                    <string> <string_view> <variant> <vector>)
+  elseif(VORN_PRECOMPILES)
     target_precompile_headers(${name} REUSE_FROM ${headers_of})
   endif()
   if(VORN_UNITY)
@@ -60,11 +60,11 @@ function(vorn_test_folder name)
   endif()
   if(FOLDER_SHARDS)
     if(VORN_SANITIZED)
-      set(optimisation -O0)  # which makes a sample of these runs
+      # Which makes a sample of these runs.
+      vorn_test_objects(${name}_objects -O0 vorn_test_support ${sources})
     else()
-      set(optimisation -O1)
+      vorn_test_objects(${name}_objects -O1 faults_objects ${sources})
     endif()
-    vorn_test_objects(${name}_objects ${optimisation} faults_objects ${sources})
     if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
       # GCC 12 takes the short form of an optimised text for an array that is read beyond its end.
       target_compile_options(${name}_objects PRIVATE -Wno-array-bounds -Wno-stringop-overread)
