@@ -176,6 +176,6 @@ foreach(folder IN LISTS VORN_FOLDERS ITEMS scenarios)
     add_dependencies(vorn_mutation_parts ${folder}_objects)
   endif()
 endforeach()
-set(VORN_MUTATION_PARTS $<FILTER:${VORN_MUTATION_PARTS},EXCLUDE,call_counts_test|[.]gch$>)
+set(VORN_MUTATION_PARTS $<FILTER:${VORN_MUTATION_PARTS},EXCLUDE,call_counts_test|[.][gp]ch$>)
 file(GENERATE OUTPUT ${CMAKE_BINARY_DIR}/vorn_mutation_parts.txt
      CONTENT "$<JOIN:${VORN_MUTATION_PARTS},\n>\n")
