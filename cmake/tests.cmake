@@ -51,9 +51,10 @@ function(vorn_add_tests test program)
   endforeach()
 endfunction()
 
-# vorn_test_folder(name [SHARDS count]): tests/<name>/*.cpp becomes the program <name>_tests.
+# vorn_test_folder(name [WITH_LAB] [SHARDS count]): tests/<name>/*.cpp becomes the program <name>_tests.
+# Only where tests use the lab is it linked, so that the others stay the same when it changes.
 function(vorn_test_folder name)
-  cmake_parse_arguments(FOLDER "" "SHARDS" "" ${ARGN})
+  cmake_parse_arguments(FOLDER "WITH_LAB" "SHARDS" "" ${ARGN})
   file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/${name}/*.cpp)
   if(NOT sources)
     return()
@@ -77,12 +78,16 @@ function(vorn_test_folder name)
     vorn_test_objects(${name}_objects -O0 vorn_test_support ${sources})
   endif()
   add_executable(${name}_tests $<TARGET_OBJECTS:${name}_objects> $<TARGET_OBJECTS:vorn_test_support>)
-  target_link_libraries(${name}_tests PRIVATE vorn_lab_library GTest::gtest_main)
+  target_link_libraries(
+    ${name}_tests PRIVATE $<IF:$<BOOL:${FOLDER_WITH_LAB}>,vorn_lab_library,vorn_logic> GTest::gtest_main)
   vorn_add_tests(${name} ${name}_tests ${FOLDER_SHARDS})
 endfunction()
 
-foreach(folder IN LISTS VORN_FOLDERS ITEMS simulated scenarios lab capture rehearsal)
+foreach(folder IN LISTS VORN_FOLDERS ITEMS simulated)
   vorn_test_folder(${folder})
+endforeach()
+foreach(folder IN ITEMS scenarios lab capture rehearsal)
+  vorn_test_folder(${folder} WITH_LAB)
 endforeach()
 
 # The unusual machine of the lab's tests is captured, too. The scripts that work on captures run the
@@ -98,7 +103,7 @@ target_compile_definitions(scenarios_objects PRIVATE
 
 # Thousands of commands of the lab, whose code the sanitizers watch in its own tests.
 if(NOT VORN_SANITIZED)
-  vorn_test_folder(integration)
+  vorn_test_folder(integration WITH_LAB)
   # The table that the documents print and the tests run.
   target_compile_definitions(integration_objects PRIVATE
     VORN_DECISIONS="${CMAKE_SOURCE_DIR}/tests/integration/decisions.json"
