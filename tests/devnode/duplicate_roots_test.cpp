@@ -32,10 +32,6 @@ class Pruning : public tests::DeviceWorld {
       ids.push_back(device.instanceId);
     return ids;
   }
-  std::uint64_t Waited() const { return machine.clock.tick - startTick_; }
-
- private:
-  std::uint64_t startTick_ = machine.clock.tick;
 };
 
 using Ids = std::vector<std::u16string>;

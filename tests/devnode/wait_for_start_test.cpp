@@ -13,17 +13,22 @@ namespace vorn {
 namespace {
 
 using platform::simulated::Device;
+using platform::simulated::Fault;
 using platform::simulated::Machine;
 using tests::FailingCall;
 using tests::kOtherRootId;
 using tests::kRootId;
 
-class WaitForStart : public tests::DeviceWorld {
- protected:
-  std::uint64_t Waited() const { return machine.clock.tick - startTick_; }
+class WaitForStart : public tests::DeviceWorld {};
 
-  std::uint64_t startTick_ = machine.clock.tick;
-};
+/// The root starts right before the program looks for the nth time.
+Fault StartsBeforeLook(std::uint32_t nth) {
+  return tests::ChangeBefore("SetupDiGetClassDevsW", nth, [](Machine& changed) {
+    Device* root = changed.devices.Find(kRootId);
+    root->status = platform::DN_STARTED;
+    root->problem = 0;
+  });
+}
 
 TEST_F(WaitForStart, LooksOnceWithATimeoutOfZero) {
   tests::AddStoppedRoot(machine, kRootId, platform::CM_PROB_DISABLED);
@@ -57,11 +62,7 @@ TEST_F(WaitForStart, SeesAStartedRootAtOnce) {
 
 TEST_F(WaitForStart, LooksEveryHalfSecondUntilTheRootStarts) {
   tests::AddStoppedRoot(machine, kRootId, 10);
-  process.faults = {tests::ChangeBefore("SetupDiGetClassDevsW", 4, [](Machine& changed) {
-    Device* root = changed.devices.Find(kRootId);
-    root->status = platform::DN_STARTED;
-    root->problem = 0;
-  })};
+  process.faults = {StartsBeforeLook(4)};
   const StartWait wait = WaitForStartedRoot(20'000);
   EXPECT_TRUE(wait.started);
   EXPECT_EQ(wait.problem, 10U) << "the last one seen";
@@ -149,11 +150,7 @@ TEST_F(WaitForStart, IncludesTheFirstLookInTheTimeout) {
 
 TEST_F(WaitForStart, LooksOnceMoreAfterASleepPastTheDeadline) {
   tests::AddStoppedRoot(machine, kRootId, 10);
-  process.faults = {tests::ChangeBefore("SetupDiGetClassDevsW", 2, [](Machine& changed) {
-    Device* root = changed.devices.Find(kRootId);
-    root->status = platform::DN_STARTED;
-    root->problem = 0;
-  })};
+  process.faults = {StartsBeforeLook(2)};
   EXPECT_TRUE(WaitForStartedRoot(1).started);
   EXPECT_EQ(Waited(), 500U);
 }

@@ -30,12 +30,8 @@ class QueryRemove : public tests::DeviceWorld {
   bool Run(std::uint32_t budgetMs = kVetoBudgetMs) {
     return QueryRemoveWithRetries(kRootId, budgetMs, log);
   }
-  std::uint64_t Waited() const { return machine.clock.tick - startTick_; }
 
   const RemovalLog log{};
-
- private:
-  std::uint64_t startTick_ = machine.clock.tick;
 };
 
 TEST_F(QueryRemove, SucceedsAtOnceWhenNobodyHoldsTheDevice) {

@@ -55,8 +55,14 @@ class DeviceWorld : public ::testing::Test {
   /// How often a call was made.
   std::size_t CountOf(std::string_view name) const { return CallsOf(process, name).size(); }
 
+  /// The milliseconds that have passed on the machine.
+  std::uint64_t Waited() const { return machine.clock.tick - startTick_; }
+
   platform::simulated::Machine machine;
   platform::simulated::Process process{machine};
+
+ private:
+  std::uint64_t startTick_ = machine.clock.tick;
 };
 
 }  // namespace vorn::tests
