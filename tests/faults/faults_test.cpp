@@ -49,7 +49,7 @@ std::size_t SampleEvery() {
 /// Of so many machines a thinned sample takes one with each command, and disturbs it that much more
 /// often: to plan the runs of a machine takes longer than a few runs.
 std::size_t MachinesEvery() {
-  return SampleEvery() < kThinnedMachines ? 1 : kThinnedMachines;
+  return IsFullForm() || SampleEvery() < kThinnedMachines ? 1 : kThinnedMachines;
 }
 
 /// Commands with so few calls that every pair can be run.
