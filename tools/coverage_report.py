@@ -88,7 +88,7 @@ def read_coverage(path):
 
     def covered(name):
         short = name[len(root):] if name.startswith(root) else ""
-        if not short.startswith(tuple(folder + "/" for folder in FOLDERS)):
+        if os.path.dirname(short) not in FOLDERS:  # the simulated machine stands below platform/
             return None
         return files.setdefault(short, FileCoverage(short))
 
