@@ -1,9 +1,14 @@
-// The file layer: two functions of Wine whose answers differ from Windows' are replaced in memory.
+// Functions that are replaced in memory. The file layer: two of Wine whose answers differ from
+// Windows'.
 //
 //  NtCreateFile     Wine opens the root of \Device\HarddiskVolume1\ as something that is no folder;
 //                   the same place is asked for as \??\C:\. Descriptors given to new files are
 //                   noted.
 //  GetSecurityInfo  Wine keeps no owner and no protected flag; what was noted is told.
+//
+// The clock, when a test wants it to run faster, so that a wait of minutes takes seconds:
+//
+//  Sleep, GetTickCount64  "ClockSpeed" below the supplement's key says how many times as fast.
 //
 // Notes and the log take longer than the calls. With VORN_MEASURED there are none, and every file
 // has the descriptor of the private copy, so that the time of a run is that of the program and of
@@ -115,6 +120,20 @@ DWORD WINAPI HookedGetSecurityInfo(HANDLE handle, SE_OBJECT_TYPE, SECURITY_INFOR
   return ERROR_SUCCESS;
 }
 
+/// How many times as fast the clock of this process runs, and what it showed when that began.
+DWORD clockSpeed = 1;
+ULONGLONG firstTicks = 0;
+DWORD firstRealTicks = 0;
+
+ULONGLONG WINAPI HookedGetTickCount64() {
+  const DWORD passed = GetTickCount() - firstRealTicks;
+  return firstTicks + ULONGLONG{passed} * clockSpeed;
+}
+
+void WINAPI HookedSleep(DWORD milliseconds) {
+  SleepEx(milliseconds == INFINITE ? INFINITE : milliseconds / clockSpeed, FALSE);
+}
+
 /// A copy of a function's first bytes that can be called.
 void* CopyCode(void* function) {
   void* copy = VirtualAlloc(nullptr, kStubBytes, MEM_COMMIT | MEM_RESERVE, PAGE_EXECUTE_READWRITE);
@@ -137,6 +156,17 @@ void* Exported(const wchar_t* module, const char* name) {
   return reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(module), name));
 }
 
+void SpeedUpClock() {
+  clockSpeed = ReadDword(kKey, L"ClockSpeed").value_or(1);
+  if (clockSpeed <= 1) return;
+  firstTicks = GetTickCount64();
+  firstRealTicks = GetTickCount();
+  Redirect(Exported(L"kernel32.dll", "GetTickCount64"),
+           reinterpret_cast<void*>(HookedGetTickCount64));
+  // That of kernel32 is a jump to this one.
+  Redirect(Exported(L"kernelbase.dll", "Sleep"), reinterpret_cast<void*>(HookedSleep));
+}
+
 }  // namespace
 
 void InstallHooks() {
@@ -145,6 +175,7 @@ void InstallHooks() {
   Redirect(ntCreateFile, reinterpret_cast<void*>(HookedNtCreateFile));
   Redirect(Exported(L"advapi32.dll", "GetSecurityInfo"),
            reinterpret_cast<void*>(HookedGetSecurityInfo));
+  SpeedUpClock();
 }
 
 }  // namespace supplement
