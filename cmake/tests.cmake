@@ -83,10 +83,10 @@ function(vorn_test_folder name)
   vorn_add_tests(${name} ${name}_tests ${FOLDER_SHARDS})
 endfunction()
 
-foreach(folder IN LISTS VORN_FOLDERS ITEMS simulated)
+foreach(folder IN LISTS VORN_FOLDERS ITEMS simulated scenarios)
   vorn_test_folder(${folder})
 endforeach()
-foreach(folder IN ITEMS scenarios lab capture rehearsal)
+foreach(folder IN ITEMS lab capture rehearsal)
   vorn_test_folder(${folder} WITH_LAB)
 endforeach()
 
@@ -98,7 +98,7 @@ add_test(NAME capture_tools
 set_tests_properties(capture_tools PROPERTIES TIMEOUT 300)
 
 # The page that says how many platform calls each command makes.
-target_compile_definitions(scenarios_objects PRIVATE
+target_compile_definitions(lab_objects PRIVATE
   VORN_CALLS_PAGE="${CMAKE_SOURCE_DIR}/docs/calls.md")
 
 # Thousands of commands of the lab, whose code the sanitizers watch in its own tests.
@@ -170,9 +170,6 @@ set_tests_properties(inf_corpus_is_read PROPERTIES
   PASS_REGULAR_EXPRESSION "random-169.inf:" FAIL_REGULAR_EXPRESSION "runtime error|Sanitizer")
 
 # What tools/mutants links with its own build of the logic: every test of the folders in one program.
-# The page of calls needs the lab, too, so its test is an object of its own that can be left out.
-set_source_files_properties(tests/scenarios/call_counts_test.cpp PROPERTIES
-                            SKIP_UNITY_BUILD_INCLUSION ON)
 set(VORN_MUTATION_PARTS $<TARGET_OBJECTS:vorn_test_support>)
 add_custom_target(vorn_mutation_parts DEPENDS vorn_test_support)
 foreach(folder IN LISTS VORN_FOLDERS ITEMS scenarios)
@@ -181,6 +178,6 @@ foreach(folder IN LISTS VORN_FOLDERS ITEMS scenarios)
     add_dependencies(vorn_mutation_parts ${folder}_objects)
   endif()
 endforeach()
-set(VORN_MUTATION_PARTS $<FILTER:${VORN_MUTATION_PARTS},EXCLUDE,call_counts_test|[.][gp]ch$>)
+set(VORN_MUTATION_PARTS $<FILTER:${VORN_MUTATION_PARTS},EXCLUDE,[.][gp]ch$>)
 file(GENERATE OUTPUT ${CMAKE_BINARY_DIR}/vorn_mutation_parts.txt
      CONTENT "$<JOIN:${VORN_MUTATION_PARTS},\n>\n")
