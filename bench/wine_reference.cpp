@@ -220,5 +220,6 @@ int wmain(int argc, wchar_t** argv) {
   } else {
     return 64;
   }
+  std::puts("done");
   return 0;
 }
