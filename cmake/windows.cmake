@@ -92,7 +92,9 @@ foreach(program vorn_contract vorn_inf_dump)
     set_property(TARGET ${program}
                  PROPERTY MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>")
   else()
-    target_link_options(${program} PRIVATE -static -Wl,--tsaware -s)
+    # The same bytes from the same sources, so that ./test can tell what must be tried again.
+    target_link_options(${program} PRIVATE -static -Wl,--tsaware -Wl,--gc-sections
+                                           -Wl,--no-insert-timestamp -s)
   endif()
 endforeach()
 
